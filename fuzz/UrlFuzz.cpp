@@ -1,0 +1,57 @@
+// Fuzzes the URL splitter and encoder: whatever comes in, no part that goes into a request can end
+// its line, and encoding twice equals encoding once.
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+
+#include "support/Url.h"
+
+namespace {
+
+void Require(bool condition) {
+  if (!condition) {
+    std::abort();
+  }
+}
+
+bool EndsLine(const std::string& text) {
+  return text.find_first_of(std::string_view("\r\n\0", 3)) != std::string::npos;
+}
+
+void CheckUrl(const netro::Url& url) {
+  Require(!url.protocol.empty() && !url.host.empty());
+  Require(url.host.find_first_of(" \t/?#@:[]%\\") == std::string::npos);
+  Require(url.port >= 1 && url.port <= 65535);
+  Require(url.hasPort || url.port == 80);
+  Require(url.hasUserInfo || (url.user.empty() && url.password.empty()));
+  Require(url.path.find_first_of("?#") == std::string::npos);
+  Require(url.query.find('#') == std::string::npos);
+  for (const auto* part :
+       {&url.protocol, &url.user, &url.password, &url.host, &url.path, &url.query}) {
+    Require(!EndsLine(*part));
+  }
+}
+
+void CheckEncoding(std::string_view text) {
+  const std::string once = netro::UrlEncode(text);
+  Require(netro::UrlEncode(once) == once);
+  Require(std::ranges::all_of(once, [](char c) { return c > ' ' && c < 0x7F; }));
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const std::string text(data, data + size);
+  const netro::UrlResult result = netro::SplitUrl(text);
+  if (result.error.empty()) {
+    CheckUrl(result.url);
+  } else {
+    Require(!EndsLine(result.error));
+  }
+  CheckEncoding(text);
+  return 0;
+}

@@ -1,0 +1,214 @@
+// HTTPCls: an HTTP/1.1 client (RFC 9112) that fetches one answer with one call.
+//
+// HTTPQuery opens a connection, directly or through an HTTP or SOCKS proxy, sends one GET, HEAD or
+// POST request, answers one authentication challenge of the proxy and one of the server (Basic RFC
+// 7617, Digest RFC 2617), and returns the raw answer: status line, header, empty line and body.
+// There is no TLS, no redirect is followed, connections are not kept.
+//
+// Thread: as SocketCls; only Kill and StopWaiting may come from any thread.
+#pragma once
+
+#include <netro/Export.h>
+#include <netro/ProxyTypes.h>
+#include <netro/SocketCls.h>
+#include <netro/Types.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace netro {
+
+class HTTPCls;
+class HttpQuery;
+
+/// The request method.
+enum QueryTypeEnum : std::int32_t {
+  QueryGet = 0,
+  QueryPost = 1,
+  QueryHeader = 2,  ///< sends HEAD
+};
+
+/// Receives the events of an HTTPCls. Everything is allowed inside, deleting the object included.
+class NETRO_EXPORT HTTPClsEvents {
+ public:
+  virtual ~HTTPClsEvents() = default;
+  /// A block of an answer has arrived and been taken in; ReceivedBytes, HeaderLen and
+  /// WaitForDataLen tell how far it is. Comes for the answers to refused attempts as well.
+  virtual void Status(HTTPCls& ParentObj, const std::string& RemoteHostIP) {
+    (void)ParentObj, (void)RemoteHostIP;
+  }
+};
+
+class NETRO_EXPORT HTTPCls {
+ public:
+  HTTPCls();
+  ~HTTPCls();
+  HTTPCls(const HTTPCls&) = delete;
+  HTTPCls& operator=(const HTTPCls&) = delete;
+
+  /// The sink of this object's events; not owned, may be null.
+  HTTPClsEvents* Events() const { return events_; }
+  void Events(HTTPClsEvents* sink) { events_ = sink; }
+
+  // Settings. A change takes effect with the next HTTPQuery.
+
+  /// [protocol://][user[:password]@]host[:port][/path][?query]. A missing protocol is http, a
+  /// missing port 80. Blanks and other bytes that cannot stand in a URL are percent-encoded.
+  const std::string& URL() const { return url_; }
+  void URL(std::string value) { url_ = std::move(value); }
+  /// Stored only; the connection uses the port of the URL.
+  std::int32_t Port() const { return port_; }
+  void Port(std::int32_t value) { port_ = value; }
+  QueryTypeEnum QueryType() const { return queryType_; }
+  void QueryType(QueryTypeEnum value) { queryType_ = value; }
+  /// Body of a QueryPost; its bytes are sent as they are.
+  const std::string& PostData() const { return postData_; }
+  void PostData(std::string value) { postData_ = std::move(value); }
+  /// Protocol token of the request line.
+  const std::string& HTTPToken() const { return httpToken_; }
+  void HTTPToken(std::string value) { httpToken_ = std::move(value); }
+  /// Credentials for the server; user information in the URL goes before them.
+  const std::string& User() const { return user_; }
+  void User(std::string value) { user_ = std::move(value); }
+  const std::string& Password() const { return password_; }
+  void Password(std::string value) { password_ = std::move(value); }
+  /// True: the credentials go with the first request already, and again after a challenge. False:
+  /// a 401 answer is returned as it is.
+  bool SendAuthAfterChallenge() const { return sendAuthAfterChallenge_; }
+  void SendAuthAfterChallenge(bool value) { sendAuthAfterChallenge_ = value; }
+  /// Seconds that each wait may take: lookup and connect, each SOCKS reply, the whole answer.
+  std::int32_t TimeOutSeconds() const { return timeOutSeconds_; }
+  void TimeOutSeconds(std::int32_t value) { timeOutSeconds_ = value; }
+  ProxyTypeEnum ProxyType() const { return proxyType_; }
+  void ProxyType(ProxyTypeEnum value) { proxyType_ = value; }
+  const std::string& ProxyURL() const { return proxyURL_; }
+  void ProxyURL(std::string value) { proxyURL_ = std::move(value); }
+  std::int32_t ProxyPort() const { return proxyPort_; }
+  void ProxyPort(std::int32_t value) { proxyPort_ = value; }
+  const std::string& ProxyUser() const { return proxyUser_; }
+  void ProxyUser(std::string value) { proxyUser_ = std::move(value); }
+  const std::string& ProxyPassword() const { return proxyPassword_; }
+  void ProxyPassword(std::string value) { proxyPassword_ = std::move(value); }
+  /// Lets a SOCKS proxy resolve the host name.
+  bool ProxyUseRemoteDNS() const { return proxyUseRemoteDNS_; }
+  void ProxyUseRemoteDNS(bool value) { proxyUseRemoteDNS_ = value; }
+  /// DNS servers for name lookups, see SocketCls::DNSURL.
+  const std::string& DNSURL() const { return dnsURL_; }
+  void DNSURL(std::string value) { dnsURL_ = std::move(value); }
+  /// Writes the body to Filename (replacing the file) instead of keeping it in the answer text. A
+  /// body whose content type does not begin with "text/" is written to a file in any case; then
+  /// both properties tell so until the next query: Filename keeps a name that was set, else it is a
+  /// new temporary file, which is the caller's to delete. A failed query leaves no file.
+  bool SaveAsFile() const { return saveAsFile_; }
+  void SaveAsFile(bool value) {
+    saveAsFile_ = value;
+    automaticSave_ = false;
+  }
+  const std::string& Filename() const { return filename_; }
+  void Filename(std::string value) {
+    filename_ = std::move(value);
+    automaticName_ = false;
+  }
+  /// Removes the chunk framing (RFC 9112 section 7.1) from a chunked body.
+  bool RemoveChunkHeader() const { return removeChunkHeader_; }
+  void RemoveChunkHeader(bool value) { removeChunkHeader_ = value; }
+  /// Stored only.
+  const std::string& ExtraData() const { return extraData_; }
+  void ExtraData(std::string value) { extraData_ = std::move(value); }
+
+  // Results of the last query; each query resets them first.
+
+  const std::string& ContentType() const { return contentType_; }
+  /// Status code and reason phrase; 0 and empty when there was no answer.
+  std::int32_t HTTPResult() const { return httpResult_; }
+  const std::string& HTTPResultMsg() const { return httpResultMsg_; }
+  /// Bytes of the header without the empty line that ends it.
+  std::int32_t HeaderLen() const { return headerLen_; }
+  /// Bytes of the body, in the answer text or in the file.
+  double BodyLen() const { return bodyLen_; }
+  /// Bytes received of the present answer, header included.
+  double ReceivedBytes() const { return receivedBytes_; }
+  /// 0, or the number of the failure; see HTTPQuery.
+  std::int32_t LastErr() const { return lastErr_; }
+  /// State while a query runs.
+  bool WaitForConnect() const { return waitForConnect_; }
+  bool WaitForData() const { return waitForData_; }
+  bool WaitForSocksData() const { return waitForSocksData_; }
+  bool CloseMeansEnd() const { return closeMeansEnd_; }
+  bool FirstChunk() const { return firstChunk_; }
+  /// Expected bytes of the body; -1 when unknown.
+  double WaitForDataLen() const { return waitForDataLen_; }
+  /// Position in the answer text at which the next chunk-size line is expected.
+  double TransferChunkOffset() const { return transferChunkOffset_; }
+
+  /// Performs one request, blocking but keeping the loop alive, and returns the raw answer; with a
+  /// file, the header and the empty line only. On failure returns an error text, sets LastErr, and
+  /// discards what came: 9999 cancelled; 10002 timed out (`Timeout` is true when it was the wait
+  /// for the answer); 10022 a setting that cannot be sent, named in the text; 10036 a query of this
+  /// object is running (nothing changes); 10040 header over 256 KiB; 10042 an answer that breaks
+  /// the framing rules; 10043 a protocol other than http without an HTTP proxy; 10054 the
+  /// connection ended before the answer did (without any byte of it the text is empty); 11001 no
+  /// such host; 9001-9003 refused by the SOCKS proxy; 20000 and more: the file could not be
+  /// written.
+  std::string HTTPQuery(bool& Timeout);
+
+  /// Appends "HeaderName: HeaderValue" to the lines sent after the built-in ones.
+  void AddHeader(std::string HeaderName, std::string HeaderValue);
+  /// Removes all added lines.
+  void ClearHeaders();
+
+  /// Ends the running query with 9999 within 10 ms. Both are the same; any thread, signal-safe.
+  void StopWaiting();
+  void Kill();
+
+ private:
+  friend class HttpQuery;
+
+  std::shared_ptr<CallState> call_;
+  SocketCls socket_;
+  HTTPClsEvents* events_ = nullptr;
+
+  std::string url_;
+  std::int32_t port_ = 80;
+  QueryTypeEnum queryType_ = QueryGet;
+  std::string postData_;
+  std::string httpToken_ = "HTTP/1.1";
+  std::string user_;
+  std::string password_;
+  bool sendAuthAfterChallenge_ = false;
+  std::int32_t timeOutSeconds_ = 30;
+  ProxyTypeEnum proxyType_ = NoProxy;
+  std::string proxyURL_;
+  std::int32_t proxyPort_ = 0;
+  std::string proxyUser_;
+  std::string proxyPassword_;
+  bool proxyUseRemoteDNS_ = false;
+  std::string dnsURL_;
+  bool saveAsFile_ = false;
+  std::string filename_;
+  bool automaticSave_ = false;  // saveAsFile_ was set by an answer, not by the caller
+  bool automaticName_ = false;  // filename_ likewise
+  bool removeChunkHeader_ = true;
+  std::string extraData_;
+  std::vector<std::pair<std::string, std::string>> headers_;
+
+  std::string contentType_;
+  std::int32_t httpResult_ = 0;
+  std::string httpResultMsg_;
+  std::int32_t headerLen_ = 0;
+  double bodyLen_ = 0;
+  double receivedBytes_ = 0;
+  std::int32_t lastErr_ = 0;
+  bool waitForConnect_ = false;
+  bool waitForData_ = false;
+  bool waitForSocksData_ = false;
+  bool closeMeansEnd_ = false;
+  bool firstChunk_ = false;
+  double waitForDataLen_ = 0;
+  double transferChunkOffset_ = 0;
+};
+
+}  // namespace netro

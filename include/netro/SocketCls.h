@@ -1,0 +1,281 @@
+// SocketCls: one asynchronous IPv4 socket, the ground that every client class stands on.
+//
+// Thread: an object belongs to the thread that created it; all its methods and events run there.
+// Only Kill and StopWaiting may be called from any thread, or from a signal handler.
+//
+// Errors are values: a method returns false (or a number) and leaves the number in LastSocketErr,
+// its text in LastSocketErrMsg(). Numbers are those of the classic socket interface (10061
+// "Connection Refused" ...), 9000-9003 for SOCKS, 9999 cancelled, 10002 timed out.
+#pragma once
+
+#include <netro/Export.h>
+#include <netro/Types.h>
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace netro {
+
+class CancelMark;
+class SocketModule;
+class SocketOwner;
+class SocksDialogue;
+struct SocksTarget;
+enum class SocketKind : std::int32_t;
+struct CallState;
+
+/// Connection state of a socket. There is no value 0.
+enum SockType : std::int32_t {
+  sockClosed = 1,
+  sockListening = 2,
+  sockConnecting = 3,
+  sockConnected = 4,
+};
+
+/// Receives the events of a SocketCls.
+///
+/// Order: Connect once, or Error once and nothing more; then SendComplete and DataArrival any
+/// number of times; Closed once, after the last DataArrival. A listening socket raises
+/// ConnectionRequest only. Properties are up to date before the event that tells of them.
+///
+/// Inside an event everything is allowed: deleting the socket, calling any of its methods, starting
+/// a blocking call on another object (during which further events arrive, of this socket as well;
+/// SocketIsBusy holds off its DataArrival). Events must not throw.
+class NETRO_EXPORT SocketClsEvents {
+ public:
+  virtual ~SocketClsEvents() = default;
+
+  /// The connection is open.
+  virtual void Connect() {}
+  /// The peer closed or reset the connection. Sending is still possible after a half-close.
+  virtual void Closed() {}
+  /// The socket can be written again; also raised right after Connect. It does not tell that data
+  /// has reached the peer.
+  virtual void SendComplete() {}
+  /// A block of 1 to 16,000 bytes has arrived; a longer stream comes in several blocks.
+  virtual void DataArrival(const Bytes& BinData, const std::string& RemoteHostIP) {
+    (void)BinData, (void)RemoteHostIP;
+  }
+  /// A connection waits to be taken over with Accept(RequestID) on another object.
+  virtual void ConnectionRequest(std::int32_t RequestID) { (void)RequestID; }
+  /// The connection could not be opened; `Error` is the number, `Description` its text.
+  virtual void Error(std::int32_t Error, const std::string& Description) {
+    (void)Error, (void)Description;
+  }
+};
+
+class NETRO_EXPORT SocketCls {
+ public:
+  SocketCls();
+  ~SocketCls();
+  SocketCls(const SocketCls&) = delete;
+  SocketCls& operator=(const SocketCls&) = delete;
+
+  /// The sink of this object's events; not owned, may be null.
+  SocketClsEvents* Events() const { return events_; }
+  void Events(SocketClsEvents* sink) { events_ = sink; }
+
+  /// The system's descriptor, 0 when there is none.
+  std::int32_t SocketHandle() const { return socketHandle_; }
+  SockType State() const { return state_; }
+  /// Own and peer address as dotted text and port, refreshed by connect, accept and listen, and for
+  /// the peer by each datagram; empty and 0 when closed.
+  const std::string& LocalIP() const { return localIP_; }
+  const std::string& RemoteIP() const { return remoteIP_; }
+  std::int32_t RemotePort() const { return remotePort_; }
+  /// Own port; set it before Listen to choose the port (0: any free one).
+  std::int32_t LocalPort() const { return localPort_; }
+  void LocalPort(std::int32_t value) { localPort_ = value; }
+  /// Number of the last failure; 0 when there was none yet.
+  std::int32_t LastSocketErr() const { return lastSocketErr_; }
+  /// Seconds to wait for each reply of a SOCKS proxy.
+  std::int32_t SocksTimeout() const { return socksTimeout_; }
+  void SocksTimeout(std::int32_t value) { socksTimeout_ = value; }
+  /// Listen makes a datagram socket instead of a listening one. Takes effect with the next Listen.
+  bool UseUDP() const { return useUDP_; }
+  void UseUDP(bool value) { useUDP_ = value; }
+  /// Options set before bind, for the next Listen. EnableBroadcast is AllowBroadcast's counterpart
+  /// for datagram sockets.
+  bool ReuseAddr() const { return reuseAddr_; }
+  void ReuseAddr(bool value) { reuseAddr_ = value; }
+  bool AllowBroadcast() const { return allowBroadcast_; }
+  void AllowBroadcast(bool value) { allowBroadcast_ = value; }
+  bool EnableBroadcast() const { return enableBroadcast_; }
+  void EnableBroadcast(bool value) { enableBroadcast_ = value; }
+  /// True once the peer has closed.
+  bool ClosedByClient() const { return closedByClient_; }
+  void ClosedByClient(bool value) { closedByClient_ = value; }
+  /// While true, arriving data stays in the system; it is delivered soon after the change to false.
+  bool SocketIsBusy() const { return socketIsBusy_; }
+  void SocketIsBusy(bool value);
+  /// A pointer of the owner's, stored and returned only.
+  void* PageFactory() const { return pageFactory_; }
+  void PageFactory(void* value) { pageFactory_ = value; }
+  /// Result of the last name lookup: 0, 59 (no such host), 9999 or 10002, and its text.
+  std::int32_t DNSLastErr() const { return dnsLastErr_; }
+  const std::string& DNSLastErrMsg() const { return dnsLastErrMsg_; }
+  /// DNS servers for name lookups as "host[:port]" separated by commas; empty: the system's
+  /// resolver.
+  const std::string& DNSURL() const { return dnsURL_; }
+  void DNSURL(std::string value) { dnsURL_ = std::move(value); }
+
+  /// Begins to connect to a dotted address or host name (a name is looked up first, which blocks
+  /// but keeps the loop alive). True: under way, the outcome comes as Connect or Error, never
+  /// inside this call. False: LastSocketErr tells why, the socket is closed. An open connection is
+  /// closed first.
+  bool Connect(const std::string& Host, std::int32_t Port);
+
+  /// Listens on `FeedLocalIp` (empty: every address) and LocalPort, with a queue of 5; with UseUDP
+  /// receives datagrams there. False: LastSocketErr tells why, the socket is closed.
+  bool Listen(const std::string& FeedLocalIp = std::string());
+
+  /// Takes over a connection announced by ConnectionRequest(RequestID) of a listening object. What
+  /// this object held is closed. A failure sets LastSocketErr only.
+  void Accept(std::int32_t RequestID);
+
+  /// Sends everything, blocking but keeping the loop alive for 60 seconds at most. Text and bytes
+  /// go out as they are, one byte as such, a number as decimal text. Returns 0, or the error
+  /// number: 9999 cancelled, 10002 not all taken within 60 seconds, 10036 a call of this object is
+  /// running, 10057 there is no socket, else the system's.
+  std::int32_t SendData(const std::string& Data);
+  std::int32_t SendData(const char* Data) { return SendData(std::string(Data)); }
+  std::int32_t SendData(const Bytes& Data);
+  std::int32_t SendData(std::uint8_t Data);
+  std::int32_t SendData(char Data) { return SendData(static_cast<std::uint8_t>(Data)); }
+  std::int32_t SendData(std::int32_t Data);
+  std::int32_t SendData(double Data);
+
+  /// Closes the socket at once and clears handle, addresses and ports. No event is raised.
+  void Disconnect();
+
+  /// Takes the object out of the registry: no notification reaches it any more.
+  void RemoveSocket();
+
+  /// Ends every blocking call of this object, and every send and wait in progress on sockets of the
+  /// same thread, with 9999. Any thread, signal-safe.
+  void Kill();
+
+  /// Ends the blocking call of this object with 9999 and leaves other objects alone. Any thread,
+  /// signal-safe.
+  void StopWaiting();
+
+  /// The text of LastSocketErr.
+  std::string LastSocketErrMsg() const;
+
+  /// Opens a tunnel to Host:Port over this socket, which is connected to a SOCKS 4 proxy; with
+  /// ProxyUseRemoteDNS the proxy resolves the name (4a). On failure the socket is closed and
+  /// LastErr is 9001 (refused), 9999, 10002 (no reply within SocksTimeout), 10022 (an argument that
+  /// cannot be expressed), the lookup's or the system's number; on success LastErr is left as it
+  /// was.
+  bool Sock4Prolog(const std::string& Host, std::int32_t Port, const std::string& ProxyUserName,
+                   bool ProxyUseRemoteDNS, std::int32_t& LastErr);
+
+  /// The same over a SOCKS 5 proxy (RFC 1928), with UseAuth offering user/password (RFC 1929) too.
+  /// Further failures: 9002 (user or password refused), 9003 (no method accepted).
+  bool Socks5Prolog(bool ProxyUseRemoteDNS, bool UseAuth, const std::string& HostName,
+                    std::int32_t Port, const std::string& ProxyUserName,
+                    const std::string& ProxyPassword, std::int32_t& LastErr);
+
+  /// The address that a name resolves to, or the name of a dotted address; empty on failure, see
+  /// DNSLastErr. Blocks, keeping the loop alive.
+  std::string DNSLookup(const std::string& Address);
+  /// Forgets all remembered lookups of this thread.
+  void ClearDNSCache();
+
+  /// Host and address helpers. A long address is the IPv4 address in network byte order held in 32
+  /// bits; 0 and -1 stand for "none".
+  std::string LocalHostName() const;
+  std::vector<std::string> LocalIPs() const;
+  std::vector<std::string> LocalAliases() const;
+  /// The name of RemoteIP; empty when it has none, see DNSLastErr.
+  std::string RemoteClientName();
+  /// -1 for a text that is no dotted address.
+  std::int32_t IPToLongAddr(const std::string& IpAddress) const;
+  /// Empty for 0 and -1.
+  std::string LongAddrToIP(std::int32_t IP) const;
+  /// True when `IP` answers one ICMP echo within a second. False as well when the system allows no
+  /// echo to this program.
+  bool IsIPReachable(const std::string& IP);
+  /// Facts about the socket layer: 1 description, 2 most sockets at once, 3 status, 4 and 5 major
+  /// and minor version in use, 6 and 7 highest version; else empty.
+  std::string GetSockInfo(std::int32_t What) const;
+
+  /// The entry through which the engine delivers notifications; owners do not call it. Codes: 1
+  /// data, 2 writable, 8 connection to accept, 16 connected, 32 closed, 999 failed (Data: the
+  /// number as text).
+  void WindowProc(std::int32_t WSAEvent, const Bytes& Data = Bytes());
+  void WindowProc(std::int32_t WSAEvent, const std::string& Data);
+
+ private:
+  friend class SocketModule;
+  friend class SocketOwner;
+
+  using Deadline = std::chrono::steady_clock::time_point;
+
+  std::int32_t StartUp();
+  bool Fail(std::int32_t error);
+  void Attach(std::int32_t handle);
+  void Close();
+  void RefreshAddresses();
+
+  bool ConnectBy(const std::string& host, std::int32_t port, const CancelMark& mark,
+                 Deadline deadline);
+  std::int32_t StartListening(const std::string& localIp, std::int32_t port);
+  std::optional<std::int32_t> Resolve(const std::string& host, const CancelMark& mark,
+                                      Deadline deadline);
+  std::string LookUp(const std::string& address, const CancelMark& mark, Deadline deadline);
+  void SetLookupResult(std::int32_t error);
+
+  std::int32_t SendBytes(const void* data, std::size_t size);
+  std::int32_t SendAll(const std::uint8_t* data, std::size_t size, const CancelMark& mark);
+
+  bool RunProlog(SocksTarget target, bool remoteDNS, std::int32_t& lastErr);
+  std::int32_t OpenTunnel(SocksTarget target, bool remoteDNS, const CancelMark& mark);
+  std::int32_t PrepareTarget(SocksTarget& target, bool remoteDNS, const CancelMark& mark);
+  std::int32_t RunDialogue(SocksDialogue& dialogue, const CancelMark& mark);
+  std::int32_t AwaitReply(const SocksDialogue& dialogue, const CancelMark& mark);
+  void DeliverEarly();
+  void PeerClosed(std::int32_t error);
+  void RaiseDataArrival(const Bytes& data);
+  void RaiseError(const std::string& number);
+
+  std::shared_ptr<SocketModule> module_;
+  std::shared_ptr<CallState> call_;
+  SocketClsEvents* events_ = nullptr;
+  std::int32_t startUps_ = 0;     // that this object has counted
+  std::uint32_t connection_ = 0;  // serial of the connection, to recognise a change during a call
+  std::int32_t closeError_ = 0;   // of the close notification: 0 for an orderly end
+  bool insideDataArrival_ = false;
+  bool draining_ = false;  // the read loop pumps and will go on reading by itself
+  bool prologInProgress_ = false;
+  bool closeHeld_ = false;  // the peer closed during the prolog or behind early bytes
+  Bytes prologReply_;       // bytes received during the prolog
+  Bytes early_;             // bytes behind the last reply: they belong to the tunnel
+
+  std::int32_t socketHandle_ = 0;
+  SockType state_ = sockClosed;
+  std::string localIP_;
+  std::int32_t localPort_ = 0;
+  std::string remoteIP_;
+  std::int32_t remotePort_ = 0;
+  std::int32_t lastSocketErr_ = 0;
+  std::int32_t socksTimeout_ = 30;
+  bool useUDP_ = false;
+  bool reuseAddr_ = false;
+  bool allowBroadcast_ = false;
+  bool enableBroadcast_ = false;
+  bool closedByClient_ = false;
+  bool socketIsBusy_ = false;
+  void* pageFactory_ = nullptr;
+  std::int32_t dnsLastErr_ = 0;
+  std::string dnsLastErrMsg_;
+  std::string dnsURL_;
+};
+
+}  // namespace netro

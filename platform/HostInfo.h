@@ -1,0 +1,33 @@
+// Facts about this host and its network stack, and the system's own name resolver. Any thread.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace netro {
+
+/// What the network stack tells at start-up.
+struct StackFacts {
+  std::string description;
+  std::string status;
+  std::int32_t mostSockets = 0;
+  std::uint8_t major = 0, minor = 0;
+  std::uint8_t highestMajor = 0, highestMinor = 0;
+};
+
+StackFacts ReadStackFacts();
+
+/// The host's own name; empty on failure.
+std::string ReadHostName();
+/// The IPv4 addresses of the host's interfaces that are up, loopback last.
+std::vector<std::int32_t> ReadHostAddresses();
+/// The other names that the hosts table gives to the address of `name`.
+std::vector<std::string> ReadHostAliases(const std::string& name);
+
+/// Ask the system's resolver; both may block for many seconds.
+std::optional<std::int32_t> ResolveName(const std::string& name);
+std::string ResolveAddress(std::int32_t ip);
+
+}  // namespace netro

@@ -1,0 +1,78 @@
+// The notification window of one loop: tells socket owners what happened, on the loop's thread.
+//
+// Notifications follow the re-arming rules of asynchronous window notifications: Connect once; Read
+// again after Receive has found nothing more; Write after the connection opened and after a Send
+// that would have blocked; Accept after each Accept; Close once, and only after everything has been
+// read. They are queued by Collect and handed out one socket at a time by DeliverOne.
+//
+// A notification is keyed by a registration number, which is never used again; the descriptor alone
+// would not do, since the system gives it to the next socket.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+
+#include "platform/Clock.h"
+#include "platform/Sockets.h"
+
+namespace netro {
+
+enum class SocketEvent : std::int32_t { Read = 1, Write = 2, Accept = 8, Connect = 16, Close = 32 };
+
+/// The receiver of a socket's notifications; may do anything inside, closing the socket included.
+class SocketWatcher {
+ public:
+  /// `error` belongs to Connect (0: it is open) and Close (0: orderly).
+  virtual void OnSocket(std::int32_t handle, SocketEvent event, std::int32_t error) = 0;
+
+ protected:
+  ~SocketWatcher() = default;
+};
+
+class Notifier {
+ public:
+  Notifier();
+  ~Notifier();
+  Notifier(const Notifier&) = delete;
+  Notifier& operator=(const Notifier&) = delete;
+
+  /// Asks the system for what is still missing. Returns the error number.
+  std::int32_t Open();
+  /// Readable while Collect would find something; -1 when not open.
+  int Fd() const;
+
+  /// Makes Fd readable and ends a sleeping Collect. Any thread, signal-safe.
+  void Wake();
+  /// Does the same at a moment; TimePoint::max() switches it off.
+  void SetAlarm(TimePoint when);
+
+  /// Takes what the system has to tell, sleeping until `until` when there is nothing.
+  void Collect(TimePoint until);
+  std::size_t Pending() const;
+  void DeliverOne();
+
+  /// Registers a socket. Streams begin to notify with Connect, listeners with Listen.
+  std::int32_t Watch(std::int32_t handle, SocketKind kind, SocketWatcher& watcher);
+  void Unwatch(std::int32_t handle);
+  /// Queues one more Read (for a listener: lets Accept come again).
+  void Renew(std::int32_t handle);
+
+  /// Starts to connect. The outcome, an immediate one too, comes as a notification.
+  void Connect(std::int32_t handle, const SocketAddress& address);
+  std::int32_t Listen(std::int32_t handle, int backlog);
+  /// Takes the next connection, registered with the same watcher. 0 and `error` on failure.
+  std::int32_t Accept(std::int32_t listener, std::int32_t& error);
+  /// Bytes sent, or -1 and `error`.
+  std::ptrdiff_t Send(std::int32_t handle, std::span<const std::uint8_t> data, std::int32_t& error);
+  /// Bytes received, 0 at the end (or for an empty datagram), or -1 and `error`. `from` is filled
+  /// for datagrams.
+  std::ptrdiff_t Receive(std::int32_t handle, std::span<std::uint8_t> room, std::int32_t& error,
+                         SocketAddress* from = nullptr);
+
+ private:
+  struct State;
+  std::unique_ptr<State> state_;
+};
+
+}  // namespace netro

@@ -1,0 +1,39 @@
+// A new file that is written once: created with mode 0600, never through a link, removed again when
+// it was not finished. Functions return the error number (20000 plus the system's), 0 for success.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+
+namespace netro {
+
+class OutputFile {
+ public:
+  OutputFile() = default;
+  ~OutputFile() { Discard(); }
+  OutputFile(const OutputFile&) = delete;
+  OutputFile& operator=(const OutputFile&) = delete;
+
+  /// Creates `path`, replacing what was there.
+  std::int32_t Create(const std::string& path);
+  /// Creates a file of a new unique name in the system's folder for temporary files.
+  std::int32_t CreateTemporary(const std::string& prefix, const std::string& extension);
+  std::int32_t Write(std::span<const std::uint8_t> bytes);
+  /// Closes the file and keeps it. An error that shows only now removes it.
+  std::int32_t Finish();
+  /// Closes and removes a file that was not finished.
+  void Discard();
+
+  bool IsOpen() const { return descriptor_ >= 0; }
+  const std::string& Path() const { return path_; }
+
+ private:
+  int descriptor_ = -1;
+  std::string path_;
+};
+
+/// Removes a file; one that is not there is no error.
+std::int32_t RemoveFile(const std::string& path);
+
+}  // namespace netro

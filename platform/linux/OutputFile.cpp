@@ -1,0 +1,64 @@
+#include "platform/OutputFile.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <utility>
+
+#include "platform/ErrorNumbers.h"
+#include "platform/linux/Descriptor.h"
+
+namespace netro {
+
+std::int32_t OutputFile::Create(const std::string& path) {
+  Discard();
+  if (const std::int32_t error = RemoveFile(path)) return error;
+  constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+  descriptor_ = AwayFromZero(open(path.c_str(), kFlags, 0600));
+  path_ = path;
+  return descriptor_ < 0 ? FileErrorNumber(errno) : 0;
+}
+
+std::int32_t OutputFile::CreateTemporary(const std::string& prefix, const std::string& extension) {
+  Discard();
+  const char* folder = std::getenv("TMPDIR");
+  const std::string place = folder != nullptr && *folder != '\0' ? folder : "/tmp";
+  const std::string ending = "." + extension;
+  path_ = place + "/" + prefix + "XXXXXX" + ending;
+  const int length = static_cast<int>(ending.size());
+  descriptor_ = AwayFromZero(mkostemps(path_.data(), length, O_CLOEXEC));
+  return descriptor_ < 0 ? FileErrorNumber(errno) : 0;
+}
+
+std::int32_t OutputFile::Write(std::span<const std::uint8_t> bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = write(descriptor_, bytes.data(), bytes.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) return FileErrorNumber(errno);
+    bytes = bytes.subspan(static_cast<std::size_t>(written));
+  }
+  return 0;
+}
+
+std::int32_t OutputFile::Finish() {
+  if (!IsOpen()) return 0;
+  if (close(std::exchange(descriptor_, -1)) == 0) return 0;
+  const std::int32_t error = FileErrorNumber(errno);
+  RemoveFile(path_);
+  return error;
+}
+
+void OutputFile::Discard() {
+  if (!IsOpen()) return;
+  close(std::exchange(descriptor_, -1));
+  RemoveFile(path_);
+}
+
+std::int32_t RemoveFile(const std::string& path) {
+  if (unlink(path.c_str()) == 0 || errno == ENOENT) return 0;
+  return FileErrorNumber(errno);
+}
+
+}  // namespace netro

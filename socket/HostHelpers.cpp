@@ -1,0 +1,105 @@
+// The host and address helpers of SocketCls.
+#include <netro/Localization.h>
+#include <netro/SocketCls.h>
+
+#include "platform/Echo.h"
+#include "platform/ErrorNumbers.h"
+#include "platform/HostInfo.h"
+#include "platform/Sockets.h"
+#include "socket/CallState.h"
+#include "socket/HostLookup.h"
+#include "socket/SocketErrors.h"
+#include "socket/SocketModule.h"
+#include "socket/Wait.h"
+
+namespace netro {
+namespace {
+
+constexpr std::int32_t kNoAddress = -1;
+constexpr std::int32_t kTextNoDnsEntries = 10159;
+constexpr long kEchoSeconds = 1;
+
+}  // namespace
+
+std::string SocketCls::LocalHostName() const { return ReadHostName(); }
+
+std::vector<std::string> SocketCls::LocalIPs() const {
+  std::vector<std::string> texts;
+  for (const std::int32_t ip : ReadHostAddresses()) texts.push_back(LongAddrToIP(ip));
+  return texts;
+}
+
+std::vector<std::string> SocketCls::LocalAliases() const { return ReadHostAliases("localhost"); }
+
+std::int32_t SocketCls::IPToLongAddr(const std::string& IpAddress) const {
+  return ParseDotted(IpAddress).value_or(kNoAddress);
+}
+
+std::string SocketCls::LongAddrToIP(std::int32_t IP) const {
+  return IP == 0 || IP == kNoAddress ? std::string() : FormatDotted(IP);
+}
+
+std::string SocketCls::GetSockInfo(std::int32_t What) const {
+  const StackFacts& facts = module_->Facts();
+  switch (What) {
+    case 1:
+      return facts.description;
+    case 2:
+      return std::to_string(facts.mostSockets);
+    case 3:
+      return facts.status;
+    case 4:
+      return std::to_string(facts.major);
+    case 5:
+      return std::to_string(facts.minor);
+    case 6:
+      return std::to_string(facts.highestMajor);
+    case 7:
+      return std::to_string(facts.highestMinor);
+    default:
+      return {};
+  }
+}
+
+std::string SocketCls::DNSLookup(const std::string& Address) {
+  const BusyScope busy(call_);
+  if (busy.Refused()) {
+    SetLookupResult(kErrInProgress);
+    return {};
+  }
+  return LookUp(Address, CancelMark(module_, call_), TimePoint::max());
+}
+
+std::string SocketCls::RemoteClientName() { return DNSLookup(remoteIP_); }
+
+void SocketCls::ClearDNSCache() { DefaultHostLookup().Clear(); }
+
+std::string SocketCls::LookUp(const std::string& address, const CancelMark& mark,
+                              Deadline deadline) {
+  const auto call = call_;
+  const std::string servers = dnsURL_;
+  LookupAnswer answer = DefaultHostLookup().Lookup(address, servers, mark, deadline);
+  if (!call->alive) return {};
+  SetLookupResult(answer.error);
+  return std::move(answer.text);
+}
+
+void SocketCls::SetLookupResult(std::int32_t error) {
+  dnsLastErr_ = error;
+  dnsLastErrMsg_ = error == 0                  ? std::string()
+                   : error == kErrNoDnsEntries ? GetMessageText(kTextNoDnsEntries)
+                                               : SocketErrorText(error);
+}
+
+bool SocketCls::IsIPReachable(const std::string& IP) {
+  const auto ip = ParseDotted(IP);
+  const BusyScope busy(call_);
+  if (!ip || busy.Refused()) return false;
+  Echo echo(module_->Notifications());
+  if (echo.Open() != 0 || echo.Send(*ip, {}) != 0) return false;
+  const CancelMark mark(module_, call_);
+  return WaitUntil(mark, SecondsFromNow(kEchoSeconds), [&] { return echo.Answered(); }) ==
+         WaitEnd::Done;
+}
+
+}  // namespace netro

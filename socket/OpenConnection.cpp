@@ -1,0 +1,59 @@
+#include "socket/OpenConnection.h"
+
+#include <netro/SocketCls.h>
+
+#include <utility>
+
+#include "platform/ErrorNumbers.h"
+#include "socket/CallState.h"
+#include "socket/SocksDialogue.h"
+
+namespace netro {
+
+std::int32_t SocketOwner::Connect(SocketCls& socket, const ConnectionPlan& plan,
+                                  const CancelMark& mark) {
+  const bool direct = plan.socks == SocksKind::None;
+  const auto call = socket.call_;
+  const TimePoint deadline = SecondsFromNow(plan.seconds);
+  const bool started = socket.ConnectBy(direct ? plan.host : plan.proxyHost,
+                                        direct ? plan.port : plan.proxyPort, mark, deadline);
+  if (!call->alive) return kErrCancelled;
+  if (!started) return socket.lastSocketErr_;
+  const WaitEnd end =
+      WaitUntil(mark, deadline, [&] { return !call->alive || socket.state_ != sockConnecting; });
+  if (!call->alive) return kErrCancelled;
+  if (end != WaitEnd::Done) {
+    socket.Fail(WaitError(end));
+    return socket.lastSocketErr_;
+  }
+  // A peer may have closed again already; what it sent before is still to be read.
+  const bool open = socket.state_ == sockConnected || socket.socketHandle_ != 0;
+  if (open) return 0;
+  return socket.lastSocketErr_ != 0 ? socket.lastSocketErr_ : kErrNotConnected;
+}
+
+std::int32_t SocketOwner::RunProlog(SocketCls& socket, const ConnectionPlan& plan,
+                                    const CancelMark& mark) {
+  if (plan.socks == SocksKind::None) return 0;
+  SocksTarget target;
+  target.host = plan.host;
+  target.port = plan.port;
+  target.user = plan.proxyUser;
+  target.password = plan.proxyPassword;
+  target.version5 = plan.socks != SocksKind::Socks4;
+  target.offerPassword = plan.socks == SocksKind::Socks5Auth;
+  socket.SocksTimeout(plan.seconds);
+  return socket.OpenTunnel(std::move(target), plan.remoteDNS, mark);
+}
+
+std::int32_t SocketOwner::Send(SocketCls& socket, const std::string& data, const CancelMark& mark) {
+  return socket.SendAll(reinterpret_cast<const std::uint8_t*>(data.data()), data.size(), mark);
+}
+
+const std::shared_ptr<SocketModule>& SocketOwner::Module(const SocketCls& socket) {
+  return socket.module_;
+}
+
+std::int32_t SocketOwner::CloseError(const SocketCls& socket) { return socket.closeError_; }
+
+}  // namespace netro

@@ -1,0 +1,47 @@
+// What a protocol class may do with the socket it owns beyond the public methods: open a
+// connection, directly or through a SOCKS proxy, within its own time-out and under its own
+// cancellation.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "socket/Wait.h"
+
+namespace netro {
+
+class SocketCls;
+
+enum class SocksKind { None, Socks4, Socks5NoAuth, Socks5Auth };
+
+/// Where to, through what, and how long each wait may take.
+struct ConnectionPlan {
+  std::string host;
+  std::int32_t port = 0;
+  SocksKind socks = SocksKind::None;
+  std::string proxyHost;
+  std::int32_t proxyPort = 0;
+  std::string proxyUser;
+  std::string proxyPassword;
+  bool remoteDNS = false;
+  std::int32_t seconds = 30;
+};
+
+class SocketOwner {
+ public:
+  /// Connects to the host, or to the proxy. Returns 0 or the error number: 9999, 10002, the
+  /// socket's. On failure the socket is closed. The socket may be gone after 9999.
+  static std::int32_t Connect(SocketCls& socket, const ConnectionPlan& plan,
+                              const CancelMark& mark);
+  /// Runs the plan's SOCKS prolog on the connected socket; nothing to do without one.
+  static std::int32_t RunProlog(SocketCls& socket, const ConnectionPlan& plan,
+                                const CancelMark& mark);
+  /// SendData under the owner's cancellation.
+  static std::int32_t Send(SocketCls& socket, const std::string& data, const CancelMark& mark);
+
+  static const std::shared_ptr<SocketModule>& Module(const SocketCls& socket);
+  /// How the peer ended the connection: 0 for an orderly close, else the system's number.
+  static std::int32_t CloseError(const SocketCls& socket);
+};
+
+}  // namespace netro

@@ -1,0 +1,275 @@
+// SocketCls: life, connecting, listening, accepting, closing, and the entry for notifications.
+#include <netro/SocketCls.h>
+
+#include <cstdlib>
+#include <utility>
+
+#include "platform/ErrorNumbers.h"
+#include "platform/Sockets.h"
+#include "socket/CallState.h"
+#include "socket/HostLookup.h"
+#include "socket/SocketErrors.h"
+#include "socket/SocketModule.h"
+#include "socket/Wait.h"
+
+namespace netro {
+namespace {
+
+constexpr std::int32_t kNoAddress = -1;
+constexpr int kBacklog = 5;
+constexpr int kAcceptPauseMilliseconds = 100;
+
+}  // namespace
+
+SocketCls::SocketCls() : module_(SocketModule::ForThread()), call_(std::make_shared<CallState>()) {
+  module_->Register(*this);
+  module_->ClearCancelFlag();
+  lastSocketErr_ = StartUp();
+}
+
+SocketCls::~SocketCls() {
+  call_->alive = false;
+  Close();
+  module_->Unregister(*this);
+  for (; startUps_ > 0; --startUps_) module_->CleanUp();
+}
+
+std::int32_t SocketCls::StartUp() {
+  bool counted = false;
+  const std::int32_t error = module_->StartUp(counted);
+  if (counted) ++startUps_;
+  return error;
+}
+
+bool SocketCls::Fail(std::int32_t error) {
+  Close();
+  lastSocketErr_ = error;
+  return false;
+}
+
+void SocketCls::Attach(std::int32_t handle) {
+  socketHandle_ = handle;
+  ++connection_;
+  closeError_ = 0;
+  module_->SetOwner(handle, this);
+}
+
+void SocketCls::Close() {
+  if (socketHandle_ != 0) {
+    module_->Notifications().Unwatch(socketHandle_);
+    module_->SetOwner(socketHandle_, nullptr);
+    CloseSocket(socketHandle_);
+    ++connection_;
+  }
+  socketHandle_ = 0;
+  state_ = sockClosed;
+  localIP_.clear();
+  remoteIP_.clear();
+  localPort_ = remotePort_ = 0;
+  early_.clear();
+  closeHeld_ = prologInProgress_;  // ends the wait of a prolog
+}
+
+void SocketCls::RefreshAddresses() {
+  const SocketAddress local = LocalAddress(socketHandle_);
+  const SocketAddress peer = PeerAddress(socketHandle_);
+  localIP_ = local.port == 0 ? std::string() : FormatDotted(local.ip);
+  localPort_ = local.port;
+  remoteIP_ = peer.port == 0 ? std::string() : FormatDotted(peer.ip);
+  remotePort_ = peer.port;
+}
+
+void SocketCls::SocketIsBusy(bool value) {
+  const bool resumed = socketIsBusy_ && !value;
+  socketIsBusy_ = value;
+  if (resumed && socketHandle_ != 0 && state_ != sockConnecting) {
+    module_->Notifications().Renew(socketHandle_);
+  }
+}
+
+bool SocketCls::Connect(const std::string& Host, std::int32_t Port) {
+  const BusyScope busy(call_);
+  if (busy.Refused()) {
+    lastSocketErr_ = kErrInProgress;
+    return false;
+  }
+  return ConnectBy(Host, Port, CancelMark(module_, call_), TimePoint::max());
+}
+
+bool SocketCls::ConnectBy(const std::string& host, std::int32_t port, const CancelMark& mark,
+                          Deadline deadline) {
+  Close();
+  closedByClient_ = false;
+  state_ = sockConnecting;
+  std::int32_t handle = 0;
+  if (const std::int32_t error = CreateSocket(SocketKind::Stream, handle)) return Fail(error);
+  Attach(handle);
+  if (const std::int32_t error = StartUp()) return Fail(error);
+  if (port < 0 || port > 65535) return Fail(kErrInvalidArgument);
+
+  const auto call = call_;
+  const std::uint32_t connection = connection_;
+  const auto ip = Resolve(host, mark, deadline);
+  if (!call->alive) return false;
+  if (connection_ != connection) {  // closed while looking up
+    lastSocketErr_ = kErrCancelled;
+    return false;
+  }
+  if (!ip) return Fail(dnsLastErr_ == kErrNoDnsEntries ? kErrHostNotFound : dnsLastErr_);
+
+  Notifier& notifier = module_->Notifications();
+  if (const std::int32_t error = notifier.Watch(handle, SocketKind::Stream, *module_)) {
+    return Fail(error);
+  }
+  SetLingerOff(handle);
+  // The outcome, an immediate one too, arrives as a notification: for the engine a connect is
+  // always under way.
+  notifier.Connect(handle, {*ip, port});
+  RefreshAddresses();
+  return true;
+}
+
+std::optional<std::int32_t> SocketCls::Resolve(const std::string& host, const CancelMark& mark,
+                                               Deadline deadline) {
+  SetLookupResult(0);
+  const auto ip = ParseDotted(host);
+  if (!ip) return ParseDotted(LookUp(host, mark, deadline));
+  if (*ip != kNoAddress) return ip;
+  SetLookupResult(kErrNoDnsEntries);
+  return std::nullopt;
+}
+
+bool SocketCls::Listen(const std::string& FeedLocalIp) {
+  const std::int32_t port = localPort_;
+  Close();
+  closedByClient_ = false;
+  if (const std::int32_t error = StartUp()) return Fail(error);
+  std::int32_t handle = 0;
+  const SocketKind kind = useUDP_ ? SocketKind::Datagram : SocketKind::Listener;
+  if (const std::int32_t error = CreateSocket(kind, handle)) return Fail(error);
+  Attach(handle);
+  if (const std::int32_t error = StartListening(FeedLocalIp, port)) return Fail(error);
+  RefreshAddresses();
+  state_ = sockListening;
+  return true;
+}
+
+std::int32_t SocketCls::StartListening(const std::string& localIp, std::int32_t port) {
+  const auto ip = localIp.empty() ? std::optional<std::int32_t>(0) : ParseDotted(localIp);
+  if (!ip || port < 0 || port > 65535) return kErrInvalidArgument;
+  const SocketKind kind = useUDP_ ? SocketKind::Datagram : SocketKind::Listener;
+  Notifier& notifier = module_->Notifications();
+  const bool broadcast = useUDP_ ? enableBroadcast_ : allowBroadcast_;
+  std::int32_t error = reuseAddr_ ? SetReuseAddress(socketHandle_) : 0;
+  if (error == 0 && broadcast) error = SetBroadcast(socketHandle_);
+  if (error == 0) error = BindSocket(socketHandle_, {*ip, port});
+  if (error == 0) error = notifier.Watch(socketHandle_, kind, *module_);
+  if (error == 0 && !useUDP_) error = notifier.Listen(socketHandle_, kBacklog);
+  return error;
+}
+
+void SocketCls::Accept(std::int32_t RequestID) {
+  if (socketHandle_ != 0) Close();
+  std::int32_t error = StartUp();
+  const std::int32_t handle = error == 0 ? module_->Notifications().Accept(RequestID, error) : 0;
+  if (error != 0) {
+    lastSocketErr_ = error;
+    if (error != kErrTooManyFiles && error != kErrNoBuffers) return;
+    const auto module = module_;
+    const auto timer = std::make_shared<std::int32_t>(0);
+    *timer = module->MessageLoop().SetTimer(kAcceptPauseMilliseconds, [module, RequestID, timer] {
+      module->MessageLoop().KillTimer(*timer);
+      module->Notifications().Renew(RequestID);
+    });
+    return;
+  }
+  closedByClient_ = false;
+  Attach(handle);
+  RefreshAddresses();
+  state_ = sockConnected;
+}
+
+void SocketCls::Disconnect() { Close(); }
+
+void SocketCls::RemoveSocket() { module_->Unregister(*this); }
+
+void SocketCls::Kill() {
+  ++call_->stops;
+  module_->Kill();
+}
+
+void SocketCls::StopWaiting() {
+  ++call_->stops;
+  module_->MessageLoop().Wake();
+}
+
+std::string SocketCls::LastSocketErrMsg() const { return SocketErrorText(lastSocketErr_); }
+
+void SocketCls::PeerClosed(std::int32_t error) {
+  closeError_ = error;
+  if (early_.empty()) return WindowProc(32);
+  closeHeld_ = true;
+}
+
+void SocketCls::DeliverEarly() {
+  const auto call = call_;
+  if (prologInProgress_) return;
+  if (!early_.empty()) {
+    const Bytes bytes = std::exchange(early_, {});
+    WindowProc(1, bytes);
+  }
+  if (call->alive && std::exchange(closeHeld_, false)) WindowProc(32);
+}
+
+void SocketCls::WindowProc(std::int32_t WSAEvent, const std::string& Data) {
+  WindowProc(WSAEvent, Bytes(Data.begin(), Data.end()));
+}
+
+void SocketCls::WindowProc(std::int32_t WSAEvent, const Bytes& Data) {
+  if (prologInProgress_) {
+    if (WSAEvent == 1) prologReply_.insert(prologReply_.end(), Data.begin(), Data.end());
+    if (WSAEvent == 32 || WSAEvent == 999) closeHeld_ = true;
+    return;
+  }
+  switch (WSAEvent) {
+    case 1:
+      return RaiseDataArrival(Data);
+    case 2:
+      if (events_ != nullptr) events_->SendComplete();
+      return;
+    case 8:
+      RefreshAddresses();
+      if (events_ != nullptr) events_->ConnectionRequest(socketHandle_);
+      return;
+    case 16:
+      state_ = sockConnected;
+      RefreshAddresses();
+      if (events_ != nullptr) events_->Connect();
+      return;
+    case 32:
+      state_ = sockClosed;
+      closedByClient_ = true;
+      if (events_ != nullptr) events_->Closed();
+      return;
+    case 999:
+      return RaiseError(std::string(Data.begin(), Data.end()));
+    default:
+      return;
+  }
+}
+
+void SocketCls::RaiseDataArrival(const Bytes& data) {
+  const auto call = call_;
+  const std::string from = remoteIP_;  // the object may go before the handler is done with it
+  insideDataArrival_ = true;
+  if (events_ != nullptr) events_->DataArrival(data, from);
+  if (call->alive) insideDataArrival_ = false;
+}
+
+void SocketCls::RaiseError(const std::string& number) {
+  lastSocketErr_ = static_cast<std::int32_t>(std::strtol(number.c_str(), nullptr, 10));
+  state_ = sockClosed;
+  if (events_ != nullptr) events_->Error(lastSocketErr_, SocketErrorText(lastSocketErr_));
+}
+
+}  // namespace netro

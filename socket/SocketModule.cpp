@@ -1,0 +1,162 @@
+// The spine: start-up counting, the registry, and the dispatch of notifications to socket objects.
+//
+// A notification finds its object by handle and is turned into one WindowProc call; only reading is
+// more. One read notification drains the socket: pump once, look at the cancel flag, receive at
+// most 16,000 bytes, deliver, again until nothing is left. The pump gives other sockets, timers and
+// StopWaiting their turn in between. A peer that sends faster than the owner reads would keep that
+// loop for ever, and the deadline of the blocking call below it would never be looked at; so after
+// kChunksPerTurn blocks the rest is left to a new notification at the end of the queue.
+//
+// Every call out may delete the object, close it, or open another connection on it. After each one
+// the loop goes on only if the object lives and the connection is still the same.
+#include "socket/SocketModule.h"
+
+#include <netro/SocketCls.h>
+
+#include <algorithm>
+#include <array>
+#include <limits>
+
+#include "platform/ErrorNumbers.h"
+#include "socket/CallState.h"
+
+namespace netro {
+namespace {
+
+constexpr std::size_t kChunkSize = 16'000;
+constexpr int kChunksPerTurn = 64;
+// Read loops whose pump runs the read loop of another socket: deeper than this they do not pump.
+constexpr int kDeepestDrain = 4;
+
+}  // namespace
+
+std::shared_ptr<SocketModule> SocketModule::ForThread() {
+  thread_local const auto module = std::make_shared<SocketModule>(Loop::ForThread());
+  return module;
+}
+
+std::int32_t SocketModule::StartUp(bool& counted) {
+  counted = false;
+  if (startUps_ == 0) {
+    if (const std::int32_t error = Notifications().Open()) return error;
+    facts_ = ReadStackFacts();
+  }
+  if (startUps_ == std::numeric_limits<std::int16_t>::max()) return 0;
+  ++startUps_;
+  counted = true;
+  return 0;
+}
+
+void SocketModule::CleanUp() {
+  if (startUps_ > 0) --startUps_;
+  if (startUps_ == 0 && sockets_.empty()) facts_ = {};
+}
+
+bool SocketModule::IsRegistered(const SocketCls& socket) const {
+  return sockets_.contains(&socket);
+}
+
+void SocketModule::Unregister(SocketCls& socket) {
+  sockets_.erase(&socket);
+  owners_.erase(socket.socketHandle_);
+}
+
+void SocketModule::SetOwner(std::int32_t handle, SocketCls* socket) {
+  if (socket == nullptr) {
+    owners_.erase(handle);
+  } else if (IsRegistered(*socket)) {
+    owners_[handle] = socket;
+  }
+}
+
+SocketCls* SocketModule::Owner(std::int32_t handle) const {
+  const auto found = owners_.find(handle);
+  return found == owners_.end() ? nullptr : found->second;
+}
+
+void SocketModule::Kill() {
+  cancel_ = true;
+  ++kills_;
+  loop_->Wake();
+}
+
+void SocketModule::OnSocket(std::int32_t handle, SocketEvent event, std::int32_t error) {
+  SocketCls* socket = Owner(handle);
+  if (socket == nullptr) return;
+  switch (event) {
+    case SocketEvent::Read:
+      if (!socket->socketIsBusy_ && !socket->draining_) Drain(*socket);
+      break;
+    case SocketEvent::Write:
+      sendBlocked_ = false;
+      socket->WindowProc(2);
+      break;
+    case SocketEvent::Accept:
+      cancel_ = false;
+      socket->WindowProc(8);
+      break;
+    case SocketEvent::Connect:
+      cancel_ = false;
+      error == 0 ? socket->WindowProc(16) : ConnectFailed(*socket, error);
+      break;
+    case SocketEvent::Close:
+      socket->PeerClosed(error);
+      break;
+  }
+}
+
+void SocketModule::ConnectFailed(SocketCls& socket, std::int32_t error) {
+  socket.Close();
+  socket.WindowProc(999, std::to_string(error));
+}
+
+void SocketModule::Drain(SocketCls& socket) {
+  const auto call = socket.call_;
+  const std::uint32_t connection = socket.connection_;
+  const std::int32_t handle = socket.socketHandle_;
+  const auto canGoOn = [&] {
+    return call->alive && socket.connection_ == connection && !socket.socketIsBusy_;
+  };
+  socket.DeliverEarly();
+  for (int turn = 0; turn < kChunksPerTurn && canGoOn(); ++turn) {
+    PumpInDrain(socket);
+    if (!canGoOn()) return;
+    if (cancel_.exchange(false)) break;
+    bool more = false;
+    if (!ReceiveOnce(socket, more)) {
+      if (more) break;
+      return;
+    }
+  }
+  if (canGoOn()) Notifications().Renew(handle);
+}
+
+void SocketModule::PumpInDrain(SocketCls& socket) {
+  if (drainDepth_ >= kDeepestDrain) return;
+  const auto call = socket.call_;
+  socket.draining_ = true;
+  ++drainDepth_;
+  loop_->PumpMessages();
+  --drainDepth_;
+  if (call->alive) socket.draining_ = false;
+}
+
+bool SocketModule::ReceiveOnce(SocketCls& socket, bool& more) {
+  std::array<std::uint8_t, kChunkSize> room;
+  const bool datagrams = socket.useUDP_ && socket.state_ == sockListening;
+  SocketAddress from;
+  std::int32_t error = 0;
+  const auto got =
+      Notifications().Receive(socket.socketHandle_, room, error, datagrams ? &from : nullptr);
+  more = datagrams && (got == 0 || (got < 0 && error != kErrWouldBlock));
+  if (got < 0 && more) socket.lastSocketErr_ = error;
+  if (got <= 0) return false;
+  if (datagrams) {
+    socket.remoteIP_ = FormatDotted(from.ip);
+    socket.remotePort_ = from.port;
+  }
+  socket.WindowProc(1, Bytes(room.begin(), room.begin() + got));
+  return true;
+}
+
+}  // namespace netro

@@ -1,0 +1,72 @@
+// SocketModule: what all sockets of one thread share: the registry of live objects, the start-up
+// counter of the network stack, the cancel and send-blocked flags, and the dispatch of
+// notifications to objects. One per thread that uses the library; each socket keeps its module
+// alive.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <unordered_map>
+#include <unordered_set>
+
+#include "platform/HostInfo.h"
+#include "platform/Loop.h"
+
+namespace netro {
+
+class SocketCls;
+
+class SocketModule final : public SocketWatcher {
+ public:
+  explicit SocketModule(std::shared_ptr<Loop> loop) : loop_(std::move(loop)) {}
+
+  static std::shared_ptr<SocketModule> ForThread();
+
+  Loop& MessageLoop() { return *loop_; }
+  const std::shared_ptr<Loop>& SharedLoop() const { return loop_; }
+  Notifier& Notifications() { return loop_->Notifications(); }
+
+  /// Counts one more user of the network stack, starting it for the first. Returns the error
+  /// number; nothing is counted on failure. `counted` is set when CleanUp must be called for it.
+  std::int32_t StartUp(bool& counted);
+  void CleanUp();
+  std::int16_t StartUpCount() const { return startUps_; }
+  const StackFacts& Facts() const { return facts_; }
+
+  void Register(SocketCls& socket) { sockets_.insert(&socket); }
+  void Unregister(SocketCls& socket);
+  bool IsRegistered(const SocketCls& socket) const;
+  std::size_t SocketCount() const { return sockets_.size(); }
+  /// Tells which object's handle this is now, or with null that it is nobody's.
+  void SetOwner(std::int32_t handle, SocketCls* socket);
+
+  /// Sets the cancel flag and ends every wait of the thread. Any thread, signal-safe.
+  void Kill();
+  std::uint32_t Kills() const { return kills_; }
+  bool CancelFlag() const { return cancel_; }
+  void ClearCancelFlag() { cancel_ = false; }
+  bool SendBlocked() const { return sendBlocked_; }
+  void SendBlocked(bool value) { sendBlocked_ = value; }
+
+  void OnSocket(std::int32_t handle, SocketEvent event, std::int32_t error) override;
+
+ private:
+  SocketCls* Owner(std::int32_t handle) const;
+  void ConnectFailed(SocketCls& socket, std::int32_t error);
+  void Drain(SocketCls& socket);
+  bool ReceiveOnce(SocketCls& socket, bool& more);
+  void PumpInDrain(SocketCls& socket);
+
+  std::shared_ptr<Loop> loop_;
+  std::unordered_set<const SocketCls*> sockets_;
+  std::unordered_map<std::int32_t, SocketCls*> owners_;
+  std::int16_t startUps_ = 0;
+  StackFacts facts_;
+  std::atomic<bool> cancel_{false};
+  std::atomic<std::uint32_t> kills_{0};
+  bool sendBlocked_ = false;
+  int drainDepth_ = 0;
+};
+
+}  // namespace netro

@@ -1,0 +1,66 @@
+// Sending: blocks its caller while the system's buffer is full, but keeps the loop alive.
+#include <netro/SocketCls.h>
+
+#include <charconv>
+#include <iterator>
+
+#include "platform/ErrorNumbers.h"
+#include "socket/CallState.h"
+#include "socket/SocketModule.h"
+#include "socket/Wait.h"
+
+namespace netro {
+namespace {
+
+constexpr long kSendSeconds = 60;
+
+}  // namespace
+
+std::int32_t SocketCls::SendData(const std::string& Data) {
+  return SendBytes(Data.data(), Data.size());
+}
+
+std::int32_t SocketCls::SendData(const Bytes& Data) { return SendBytes(Data.data(), Data.size()); }
+
+std::int32_t SocketCls::SendData(std::uint8_t Data) { return SendBytes(&Data, 1); }
+
+std::int32_t SocketCls::SendData(std::int32_t Data) { return SendData(std::to_string(Data)); }
+
+std::int32_t SocketCls::SendData(double Data) {
+  char text[32];
+  const auto end = std::to_chars(text, std::end(text), Data).ptr;
+  return SendData(std::string(text, end));
+}
+
+std::int32_t SocketCls::SendBytes(const void* data, std::size_t size) {
+  const BusyScope busy(call_);
+  if (busy.Refused()) return kErrInProgress;
+  return SendAll(static_cast<const std::uint8_t*>(data), size, CancelMark(module_, call_));
+}
+
+std::int32_t SocketCls::SendAll(const std::uint8_t* data, std::size_t size,
+                                const CancelMark& mark) {
+  if (socketHandle_ == 0) return kErrNotConnected;
+  const auto call = call_;
+  SocketModule& module = mark.Module();
+  const std::uint32_t connection = connection_;
+  const TimePoint deadline = SecondsFromNow(kSendSeconds);
+  module.SendBlocked(false);
+  std::size_t position = 0;
+  while (position < size) {
+    std::int32_t error = 0;
+    const auto sent =
+        module.Notifications().Send(socketHandle_, {data + position, size - position}, error);
+    if (sent < 0 && error != kErrWouldBlock) return error;
+    if (sent == 0) return 0;
+    if (sent > 0) position += static_cast<std::size_t>(sent);
+    if (sent < 0) module.SendBlocked(true);
+    WaitUntil(mark, deadline, [&] { return sent > 0 || !module.SendBlocked() || !call->alive; });
+    if (Now() >= deadline) return kErrTimedOut;
+    if (mark.Cancelled()) return kErrCancelled;
+    if (connection_ != connection) return kErrNotConnected;
+  }
+  return 0;
+}
+
+}  // namespace netro

@@ -1,0 +1,129 @@
+// The SOCKS prolog of a connected socket.
+//
+// A dialogue of one request and one reply a step (SocksDialogue knows the messages). While it runs,
+// WindowProc collects what arrives instead of raising events, and a close only ends the wait. Each
+// step: send; wait until byte 1 of the reply is there, the proxy closed, SocksTimeout is over or
+// the call was cancelled; go on or fail. Then:
+//   - a positive reply may arrive in pieces: its rest is waited for, but not for ever, because some
+//     proxies send two bytes only;
+//   - what follows the last reply belongs to the tunnel and is delivered as DataArrival, and so is
+//     a close that came during the prolog, both from the loop and not inside this call;
+//   - every failure closes the socket.
+#include <netro/SocketCls.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/ErrorNumbers.h"
+#include "platform/Sockets.h"
+#include "socket/CallState.h"
+#include "socket/SocketModule.h"
+#include "socket/SocksDialogue.h"
+#include "socket/Wait.h"
+
+namespace netro {
+namespace {
+
+constexpr std::chrono::milliseconds kPauseWithinReply(500);
+
+}  // namespace
+
+bool SocketCls::Sock4Prolog(const std::string& Host, std::int32_t Port,
+                            const std::string& ProxyUserName, bool ProxyUseRemoteDNS,
+                            std::int32_t& LastErr) {
+  SocksTarget target;
+  target.host = Host;
+  target.port = Port;
+  target.user = ProxyUserName;
+  return RunProlog(std::move(target), ProxyUseRemoteDNS, LastErr);
+}
+
+bool SocketCls::Socks5Prolog(bool ProxyUseRemoteDNS, bool UseAuth, const std::string& HostName,
+                             std::int32_t Port, const std::string& ProxyUserName,
+                             const std::string& ProxyPassword, std::int32_t& LastErr) {
+  SocksTarget target;
+  target.host = HostName;
+  target.port = Port;
+  target.user = ProxyUserName;
+  target.password = ProxyPassword;
+  target.version5 = true;
+  target.offerPassword = UseAuth;
+  return RunProlog(std::move(target), ProxyUseRemoteDNS, LastErr);
+}
+
+bool SocketCls::RunProlog(SocksTarget target, bool remoteDNS, std::int32_t& lastErr) {
+  const BusyScope busy(call_);
+  const CancelMark mark(module_, call_);
+  const std::int32_t error =
+      busy.Refused() ? kErrInProgress : OpenTunnel(std::move(target), remoteDNS, mark);
+  if (error != 0) lastErr = error;
+  return error == 0;
+}
+
+std::int32_t SocketCls::OpenTunnel(SocksTarget target, bool remoteDNS, const CancelMark& mark) {
+  const auto call = call_;
+  std::int32_t error = PrepareTarget(target, remoteDNS, mark);
+  if (error == 0) {
+    SocksDialogue dialogue(std::move(target));
+    error = RunDialogue(dialogue, mark);
+  }
+  if (error != 0 && call->alive) {
+    prologInProgress_ = false;
+    Fail(error);
+  }
+  return error;
+}
+
+std::int32_t SocketCls::PrepareTarget(SocksTarget& target, bool remoteDNS, const CancelMark& mark) {
+  if (const std::int32_t error = SocksDialogue::Check(target); error != 0 && remoteDNS)
+    return error;
+  if (!remoteDNS) {
+    const auto call = call_;
+    target.ip = Resolve(target.host, mark, SecondsFromNow(socksTimeout_));
+    if (!call->alive) return kErrCancelled;
+    if (!target.ip) return dnsLastErr_;
+  }
+  return SocksDialogue::Check(target);
+}
+
+std::int32_t SocketCls::RunDialogue(SocksDialogue& dialogue, const CancelMark& mark) {
+  prologReply_.clear();
+  closeHeld_ = false;
+  prologInProgress_ = true;
+  while (!dialogue.IsOpen()) {
+    const Bytes request = dialogue.Request();
+    std::int32_t error = SendAll(request.data(), request.size(), mark);
+    // A proxy that has hung up is an empty reply, also when the system noticed it while sending.
+    if (error == 0 || error == kErrConnectionReset) error = AwaitReply(dialogue, mark);
+    if (error != 0) return error;
+    const std::size_t used = std::min(prologReply_.size(), dialogue.ReplyLength(prologReply_));
+    error = dialogue.Take(prologReply_);
+    if (error != 0) return error;
+    prologReply_.erase(prologReply_.begin(), prologReply_.begin() + static_cast<long>(used));
+  }
+  prologInProgress_ = false;
+  early_ = std::exchange(prologReply_, {});
+  if (!early_.empty() || closeHeld_) module_->Notifications().Renew(socketHandle_);
+  return 0;
+}
+
+std::int32_t SocketCls::AwaitReply(const SocksDialogue& dialogue, const CancelMark& mark) {
+  const auto call = call_;
+  const TimePoint deadline = SecondsFromNow(socksTimeout_);
+  const auto ended = [&] { return !call->alive || closeHeld_; };
+  const WaitEnd end =
+      WaitUntil(mark, deadline, [&] { return ended() || prologReply_.size() >= 2; });
+  if (end != WaitEnd::Done) return WaitError(end);
+  for (bool arriving = true; arriving;) {
+    if (!call->alive) return kErrCancelled;
+    const std::size_t had = prologReply_.size();
+    if (!dialogue.Accepts(prologReply_) || had >= dialogue.ReplyLength(prologReply_)) return 0;
+    const WaitEnd rest = WaitUntil(mark, std::min(deadline, Now() + kPauseWithinReply),
+                                   [&] { return ended() || prologReply_.size() > had; });
+    if (rest == WaitEnd::Cancelled) return kErrCancelled;
+    arriving = rest == WaitEnd::Done && call->alive && prologReply_.size() > had;
+  }
+  return call->alive ? 0 : kErrCancelled;
+}
+
+}  // namespace netro

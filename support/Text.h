@@ -1,0 +1,27 @@
+// Small text helpers. Letters are the ASCII letters, whatever the locale; all other bytes count as
+// they are. Thread: any.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace netro {
+
+std::string ToLower(std::string_view text);
+
+bool EqualsIgnoreCase(std::string_view a, std::string_view b);
+
+bool StartsWithIgnoreCase(std::string_view text, std::string_view prefix);
+
+/// `text` without the blanks and tabs at both ends.
+std::string Trim(std::string_view text);
+
+/// The parts of `text` between the separators: one more than there are separators, so an empty text
+/// gives one empty part.
+std::vector<std::string> Split(std::string_view text, char separator);
+
+/// True when `text` holds CR, LF or NUL, the bytes that would end a protocol line early.
+bool HasControl(std::string_view text);
+
+}  // namespace netro

@@ -1,0 +1,107 @@
+// The message table and the filling of its placeholders.
+
+#include <gtest/gtest.h>
+#include <netro/Localization.h>
+
+#include <cstdint>
+#include <limits>
+#include <string>
+#include <vector>
+
+namespace netro {
+namespace {
+
+using Arguments = std::vector<std::string>;
+
+TEST(Localization, HoldsEveryMessage) {
+  int texts = 0;
+  for (std::int32_t number = -70000; number <= 140000; ++number) {
+    texts += GetMessageText(number).empty() ? 0 : 1;
+  }
+  EXPECT_EQ(texts, 213);
+}
+
+TEST(Localization, KeepsTextsExactly) {
+  const struct {
+    std::int32_t number;
+    const char* text;
+  } kCases[] = {
+      {101, "English"},
+      {2008, "<no subject>"},
+      {3012, "Too much bad retries"},
+      {3294, "Auto DNS"},
+      {3502, "Localname part of address is not like '?\?*.?\?*'"},
+      {3503, "IP like Hast Address must only contain '0-9.'"},
+      {3509, "Illegal characters detected in Localname part of Address. "},
+      {5001, "Error while writing mime file '%1'. System Message: '%2' "},
+      {6009, "10:0,15:220,20:220,20:250,30:250,40:250,50:354,50:250,60:250,70:221,70:250,70:550"},
+      {6010, "15:60,20:60,30:60,40:60,50:60,60:20,70:60"},
+      {7205, "SOCKSProlog"},
+      {7299, "Timeout"},
+      {9999, "Command Canceled"},
+      {10002, "Command Timed Out"},
+      {10008, "Command Cancelled"},
+      {10032, "Invalid NCB Address, or Length > Segment"},
+      {10130, "Nothing To Do"},
+      {10159, "No DNS Entries found."},
+      {10224, "General Failure"},
+      {11005, "Unknown time stamp received"},
+  };
+  for (const auto& [number, text] : kCases) {
+    EXPECT_EQ(GetMessageText(number), text) << number;
+  }
+}
+
+TEST(Localization, UnknownNumbersAreEmptyAndNeverWrapped) {
+  for (const std::int32_t number :
+       {0, -1, 100, 102, 3504 - 65536, 65536 + 101, 65536 + 9999, 11006, 7201,
+        std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max()}) {
+    EXPECT_EQ(GetMessageText(number), "") << number;
+    EXPECT_EQ(GetMessageText(number, {"a"}), "") << number;
+  }
+}
+
+TEST(Localization, FillsPlaceholders) {
+  const struct {
+    std::int32_t number;
+    Arguments arguments;
+    const char* text;
+  } kCases[] = {
+      {7001, {"SMTP", "Connect"}, "[SMTP] Timeout while 'Connect'."},
+      {7004, {"one"}, "[one] %2"},
+      {7004, {}, "[%1] %2"},
+      {7004, {"", ""}, "[] "},
+      {7008, {"a", "not used"}, "Canceled while 'a'."},
+      {1000, {"h"}, "Can not ping to check host 'h'. Result: 'h'. Application aborted."},
+      {7500, {"a", "b", "c"}, "Can not connect to 'a'. Socket Error# 'b'. c"},
+      // An argument with a later placeholder is filled in, one with an earlier one is not.
+      {7004, {"%2", "x"}, "[x] x"},
+      {7004, {"x", "%1"}, "[x] %1"},
+      // Its own placeholder stays, also when putting it in makes a new one.
+      {7004, {"%1", "b"}, "[%1] b"},
+      {10127, {"%%11"}, "Unknown Error# %%11."},
+      // "%1" is also found in front of other digits.
+      {7004, {"%3", "b", "%10"}, "[%10] b"},
+      {7004, {"%20", "b"}, "[b0] b"},
+  };
+  for (const auto& [number, arguments, text] : kCases) {
+    EXPECT_EQ(GetMessageText(number, arguments), text);
+  }
+}
+
+TEST(Localization, TenthArgumentLosesToTheFirst) {
+  const Arguments arguments = {"%2%10", "b", "c", "d", "e", "f", "g", "h", "i", "j"};
+  EXPECT_EQ(GetMessageText(7008, arguments), "Canceled while 'bj'.");
+  EXPECT_EQ(GetMessageText(7004, {"a", "%10"}), "[a] %10");
+}
+
+TEST(Localization, LongArgumentOfPlaceholdersEnds) {
+  std::string hostile;
+  for (int i = 0; i < 500000; ++i) {
+    hostile += "%1";
+  }
+  EXPECT_EQ(GetMessageText(10127, {hostile}), "Unknown Error# " + hostile + ".");
+}
+
+}  // namespace
+}  // namespace netro

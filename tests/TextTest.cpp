@@ -1,0 +1,67 @@
+// The text helpers, above all at their edges and beyond ASCII.
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "support/Text.h"
+
+namespace netro {
+namespace {
+
+TEST(Text, LowersAsciiLettersOnly) {
+  EXPECT_EQ(ToLower("AZaz@[`{09"), "azaz@[`{09");
+  EXPECT_EQ(ToLower("\xC4\xD6\xDC"), "\xC4\xD6\xDC");
+  EXPECT_EQ(ToLower(std::string_view("A\0B", 3)), std::string_view("a\0b", 3));
+}
+
+TEST(Text, ComparesWithoutCase) {
+  const struct {
+    std::string_view a, b;
+    bool equal, prefix;
+  } kCases[] = {
+      {"Content-Length", "cONTENT-lENGTH", true, true},
+      {"", "", true, true},
+      {"a", "", false, true},
+      {"", "a", false, false},
+      {"Digest realm", "digest ", false, true},
+      {"dig", "digest", false, false},
+      {"[", "{", false, false},
+      {"@", "`", false, false},
+      {"\xC4", "\xE4", false, false},
+      {std::string_view("a\0b", 3), std::string_view("A\0C", 3), false, false},
+  };
+  for (const auto& [a, b, equal, prefix] : kCases) {
+    EXPECT_EQ(EqualsIgnoreCase(a, b), equal) << a << " / " << b;
+    EXPECT_EQ(StartsWithIgnoreCase(a, b), prefix) << a << " / " << b;
+  }
+}
+
+TEST(Text, TrimsBlanksAndTabs) {
+  EXPECT_EQ(Trim(""), "");
+  EXPECT_EQ(Trim(" \t "), "");
+  EXPECT_EQ(Trim("\t a b\t "), "a b");
+  EXPECT_EQ(Trim(" a\r\n"), "a\r\n");
+}
+
+TEST(Text, Splits) {
+  using Parts = std::vector<std::string>;
+  EXPECT_EQ(Split("", ','), Parts({""}));
+  EXPECT_EQ(Split("a", ','), Parts({"a"}));
+  EXPECT_EQ(Split(",", ','), Parts({"", ""}));
+  EXPECT_EQ(Split("a,,b c,", ','), Parts({"a", "", "b c", ""}));
+  EXPECT_EQ(Split(std::string_view("a\0b", 3), '\0'), Parts({"a", "b"}));
+}
+
+TEST(Text, FindsLineEnders) {
+  EXPECT_TRUE(HasControl("a\r"));
+  EXPECT_TRUE(HasControl("\na"));
+  EXPECT_TRUE(HasControl(std::string_view("a\0b", 3)));
+  EXPECT_FALSE(HasControl(""));
+  EXPECT_FALSE(HasControl("a\tb\x7F\x80"));
+}
+
+}  // namespace
+}  // namespace netro

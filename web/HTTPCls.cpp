@@ -1,0 +1,35 @@
+// HTTPCls: settings, results and the entry to a query; the work is HttpQuery's.
+#include <netro/HTTPCls.h>
+
+#include "platform/ErrorNumbers.h"
+#include "socket/CallState.h"
+#include "socket/SocketErrors.h"
+#include "web/HttpQuery.h"
+
+namespace netro {
+
+HTTPCls::HTTPCls() : call_(std::make_shared<CallState>()) {}
+
+HTTPCls::~HTTPCls() { call_->alive = false; }
+
+std::string HTTPCls::HTTPQuery(bool& Timeout) {
+  const BusyScope busy(call_);
+  if (busy.Refused()) return SocketErrorText(kErrInProgress);
+  HttpQuery query(*this);
+  return query.Run(Timeout);
+}
+
+void HTTPCls::AddHeader(std::string HeaderName, std::string HeaderValue) {
+  headers_.emplace_back(std::move(HeaderName), std::move(HeaderValue));
+}
+
+void HTTPCls::ClearHeaders() { headers_.clear(); }
+
+void HTTPCls::StopWaiting() {
+  ++call_->stops;
+  SocketOwner::Module(socket_)->MessageLoop().Wake();
+}
+
+void HTTPCls::Kill() { StopWaiting(); }
+
+}  // namespace netro

@@ -1,0 +1,70 @@
+// One running HTTPQuery of an HTTPCls: from the settings to the answer text. Made by HTTPQuery on
+// the caller's stack; it outlives a deletion of the HTTPCls, which it then no longer touches.
+#pragma once
+
+#include <netro/HTTPCls.h>
+
+#include <memory>
+#include <string>
+
+#include "platform/OutputFile.h"
+#include "socket/OpenConnection.h"
+#include "socket/Wait.h"
+#include "support/Url.h"
+#include "web/HttpAnswer.h"
+#include "web/HttpRequest.h"
+
+namespace netro {
+
+class HttpQuery final : private SocketClsEvents, private HttpBodySink {
+ public:
+  explicit HttpQuery(HTTPCls& owner);
+
+  /// The answer text, or the text of an error.
+  std::string Run(bool& timeout);
+
+ private:
+  void Reset();
+  bool CheckSettings();
+  bool CheckProxy();
+  bool CheckText(const std::string& value, const char* name);
+  bool Prepare();
+  bool Exchange(bool& timeout);
+  bool Open();
+  bool Send();
+  bool AwaitAnswer(bool& timeout);
+  bool Refused();
+  void Forget();
+  std::string Finish();
+
+  ConnectionPlan Plan() const;
+  HttpRequest Request() const;
+  bool UsesHttpProxy() const;
+  bool UsesSocks() const;
+  bool Fail(std::int32_t error, std::string text = std::string());
+  bool FailAnswer();
+  void Publish();
+
+  void DataArrival(const Bytes& BinData, const std::string& RemoteHostIP) override;
+  void Closed() override;
+  bool BeginBody() override;
+  void WriteBody(std::span<const std::uint8_t> bytes) override;
+  void AbandonBody(std::int32_t error);
+  std::string CanNotWrite(std::int32_t error) const;
+
+  HTTPCls& owner_;
+  std::shared_ptr<CallState> call_;
+  CancelMark mark_;
+  Url url_;
+  bool proxyAuthorization_ = false;
+  bool serverAuthorization_ = false;
+  bool proxyAsked_ = false;
+  bool serverAsked_ = false;
+  HttpChallenge proxyChallenge_;
+  HttpChallenge serverChallenge_;
+  std::unique_ptr<HttpAnswer> answer_;
+  OutputFile file_;
+  std::string errorText_;
+};
+
+}  // namespace netro
