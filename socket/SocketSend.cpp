@@ -55,7 +55,9 @@ std::int32_t SocketCls::SendAll(const std::uint8_t* data, std::size_t size,
     if (sent == 0) return 0;
     if (sent > 0) position += static_cast<std::size_t>(sent);
     if (sent < 0) module.SendBlocked(true);
-    WaitUntil(mark, deadline, [&] { return sent > 0 || !module.SendBlocked() || !call->alive; });
+    WaitUntil(mark, deadline, [&] {
+      return !call->alive || connection_ != connection || sent > 0 || !module.SendBlocked();
+    });
     if (Now() >= deadline) return kErrTimedOut;
     if (mark.Cancelled()) return kErrCancelled;
     if (connection_ != connection) return kErrNotConnected;

@@ -116,6 +116,7 @@ std::int32_t SocketCls::AwaitReply(const SocksDialogue& dialogue, const CancelMa
   if (end != WaitEnd::Done) return WaitError(end);
   for (bool arriving = true; arriving;) {
     if (!call->alive) return kErrCancelled;
+    if (socketHandle_ == 0) return kErrNotConnected;  // disconnected by an event
     const std::size_t had = prologReply_.size();
     if (!dialogue.Accepts(prologReply_) || had >= dialogue.ReplyLength(prologReply_)) return 0;
     const WaitEnd rest = WaitUntil(mark, std::min(deadline, Now() + kPauseWithinReply),

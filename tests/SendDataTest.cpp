@@ -1,0 +1,228 @@
+// SendData: blocking sends, cancellation from everywhere, and sinks that do the unexpected.
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <memory>
+#include <thread>
+
+#include "SocketTestKit.h"
+#include "peers/BytesServer.h"
+#include "platform/Clock.h"
+#include "socket/SocketModule.h"
+
+namespace netro {
+namespace {
+
+using peers::BytesServer;
+
+const std::string kMuch(64 * 1024 * 1024, 'm');
+
+// A server that reads nothing: BytesServer reads only while its script waits.
+class DeafServer {
+ public:
+  DeafServer()
+      : server_([](peers::Connection& connection, std::size_t) {
+          pollfd stop{connection.StopFd(), POLLIN, 0};
+          poll(&stop, 1, -1);
+        }) {}
+  int Port() const { return server_.Port(); }
+
+ private:
+  peers::LoopbackServer server_;
+};
+
+class BlockedSend : public testing::Test {
+ protected:
+  void SetUp() override { ASSERT_TRUE(ConnectAndWait(*socket_, server_.Port())); }
+
+  // Runs `action` on this thread once the send below it is blocked.
+  void WhenBlocked(std::function<void()> action) {
+    auto& loop = MessageLoop::ForThisThread();
+    timer_ = loop.SetTimer(1, [this, &loop, action = std::move(action)] {
+      if (!SocketModule::ForThread()->SendBlocked()) return;
+      loop.KillTimer(timer_);
+      action();
+    });
+  }
+
+  DeafServer server_;
+  std::unique_ptr<SocketCls> socket_ = std::make_unique<SocketCls>();
+  std::int32_t timer_ = 0;
+};
+
+TEST_F(BlockedSend, TimesOutAfterSixtySeconds) {
+  WhenBlocked([] { AdvanceClockForTests(std::chrono::seconds(60)); });
+  EXPECT_EQ(socket_->SendData(kMuch), 10002);
+}
+
+TEST_F(BlockedSend, KillOnAnotherSocketCancels) {
+  SocketCls other;
+  WhenBlocked([&] { other.Kill(); });
+  EXPECT_EQ(socket_->SendData(kMuch), 9999);
+}
+
+TEST_F(BlockedSend, StopWaitingOnAnotherSocketDoesNot) {
+  SocketCls other;
+  bool stoppedOther = false;
+  WhenBlocked([&] {
+    other.StopWaiting();
+    stoppedOther = true;
+    MessageLoop::ForThisThread().PostTask([&] { socket_->StopWaiting(); });
+  });
+  EXPECT_EQ(socket_->SendData(kMuch), 9999);
+  EXPECT_TRUE(stoppedOther);
+}
+
+TEST_F(BlockedSend, AnyThreadMayStopIt) {
+  std::thread stopper;
+  WhenBlocked([&] { stopper = std::thread([&] { socket_->StopWaiting(); }); });
+  EXPECT_EQ(socket_->SendData(kMuch), 9999);
+  stopper.join();
+}
+
+SocketCls* g_signalled = nullptr;
+
+TEST_F(BlockedSend, SignalHandlerMayKillIt) {
+  g_signalled = socket_.get();
+  std::signal(SIGUSR1, [](int) { g_signalled->Kill(); });
+  WhenBlocked([] { std::raise(SIGUSR1); });
+  EXPECT_EQ(socket_->SendData(kMuch), 9999);
+  std::signal(SIGUSR1, SIG_DFL);
+}
+
+TEST_F(BlockedSend, DisconnectInsideEndsIt) {
+  WhenBlocked([&] { socket_->Disconnect(); });
+  EXPECT_EQ(socket_->SendData(kMuch), 10057);
+}
+
+TEST_F(BlockedSend, ReconnectInsideDoesNotSendTheRestToTheNewPeer) {
+  BytesServer second({{peers::Stay()}});
+  WhenBlocked([&] {
+    socket_->Disconnect();
+    EXPECT_FALSE(socket_->Connect("127.0.0.1", second.Port()));
+    EXPECT_EQ(socket_->LastSocketErr(), 10036);
+  });
+  EXPECT_EQ(socket_->SendData(kMuch), 10057);
+}
+
+TEST_F(BlockedSend, SecondSendInsideIsRefused) {
+  std::int32_t inner = 0;
+  WhenBlocked([&] {
+    inner = socket_->SendData("x");
+    socket_->StopWaiting();
+  });
+  EXPECT_EQ(socket_->SendData(kMuch), 9999);
+  EXPECT_EQ(inner, 10036);
+}
+
+TEST_F(BlockedSend, DeletionInsideIsSafe) {
+  WhenBlocked([&] { socket_.reset(); });
+  EXPECT_EQ(socket_->SendData(kMuch), 9999);
+  EXPECT_EQ(socket_, nullptr);
+}
+
+TEST(SendData, NothingToSendOrNowhere) {
+  SocketCls socket;
+  EXPECT_EQ(socket.SendData("x"), 10057);
+  BytesServer server({{peers::Stay()}});
+  ASSERT_TRUE(ConnectAndWait(socket, server.Port()));
+  EXPECT_EQ(socket.SendData(Bytes()), 0);
+  EXPECT_EQ(socket.SendData(""), 0);
+}
+
+TEST(SendData, EveryKindOfDataGoesOutAsDocumented) {
+  BytesServer server({{peers::Stay()}});
+  SocketCls socket;
+  ASSERT_TRUE(ConnectAndWait(socket, server.Port()));
+  socket.SendData(std::string("a\0b", 3));
+  socket.SendData(Bytes{0xFF, 0x00});
+  socket.SendData(std::uint8_t{7});
+  socket.SendData('c');
+  socket.SendData(-12);
+  socket.SendData(2.5);
+  socket.Disconnect();
+  EXPECT_EQ(server.Received(0), std::string("a\0b\xFF\0\x07"
+                                            "c-122.5",
+                                            13));
+}
+
+TEST(SendData, LargeDataArrivesWhole) {
+  peers::LoopbackServer server([](peers::Connection& connection, std::size_t) {
+    std::string received;
+    while (received.size() < kMuch.size() && connection.Read(received)) continue;
+    connection.Send(received == kMuch ? "done" : "damaged");
+  });
+  SocketCls socket;
+  Recorder recorder(socket);
+  ASSERT_TRUE(ConnectAndWait(socket, server.Port()));
+  EXPECT_EQ(socket.SendData(kMuch), 0);
+  EXPECT_TRUE(PumpUntil([&] { return recorder.received == "done"; }));
+}
+
+// A peer that never stops sending must not keep the read loop, nor the pump that runs it.
+TEST(Flood, TimersAndCancellationGetTheirTurn) {
+  peers::LoopbackServer server([](peers::Connection& connection, std::size_t) {
+    while (connection.Send(std::string(65'536, 'f'))) continue;
+  });
+  DeafServer deaf;
+  SocketCls flooded;
+  Recorder recorder(flooded);
+  ASSERT_TRUE(ConnectAndWait(flooded, server.Port()));
+  SocketCls blocked;
+  ASSERT_TRUE(ConnectAndWait(blocked, deaf.Port()));
+  auto& loop = MessageLoop::ForThisThread();
+  int ticks = 0;
+  const auto timer = loop.SetTimer(1, [&] {
+    if (++ticks == 20) blocked.StopWaiting();
+  });
+  EXPECT_EQ(blocked.SendData(kMuch), 9999);
+  EXPECT_GE(ticks, 20);
+  EXPECT_TRUE(PumpUntil([&] { return recorder.received.size() > 10'000'000; }));
+  loop.KillTimer(timer);
+}
+
+// One peer that a sink deletes in each of its events.
+TEST(Deletion, IsSafeInEveryEvent) {
+  for (const std::string event : {"Connect", "SendComplete", "DataArrival", "Closed", "Error"}) {
+    BytesServer server({{peers::Send(std::string(100'000, 'x')), peers::Close()}});
+    const peers::RefusingPort refusing;
+    auto socket = std::make_unique<SocketCls>();
+    Recorder recorder(*socket);
+    recorder.hook = [&](const std::string& one) {
+      if (one == event) socket.reset();
+    };
+    const int port = event == "Error" ? refusing.Port() : server.Port();
+    ASSERT_TRUE(socket->Connect("127.0.0.1", port));
+    EXPECT_TRUE(PumpUntil([&] { return socket == nullptr; })) << event;
+    EXPECT_EQ(recorder.events.back(), event);
+  }
+  auto listener = std::make_unique<SocketCls>();
+  Recorder recorder(*listener);
+  recorder.hook = [&](const std::string&) { listener.reset(); };
+  ASSERT_TRUE(listener->Listen("127.0.0.1"));
+  SocketCls client;
+  ASSERT_TRUE(client.Connect("127.0.0.1", listener->LocalPort()));
+  EXPECT_TRUE(PumpUntil([&] { return listener == nullptr; }));
+}
+
+TEST(Threads, EightWorkSideBySide) {
+  BytesServer server({{peers::AwaitText("ping"), peers::Send("pong"), peers::Stay()}});
+  std::vector<std::thread> threads;
+  std::atomic<int> answered{0};
+  for (int i = 0; i < 8; ++i) {
+    threads.emplace_back([&] {
+      for (int round = 0; round < 20; ++round) {
+        SocketCls socket;
+        Recorder recorder(socket);
+        if (!ConnectAndWait(socket, server.Port())) return;
+        socket.SendData("ping");
+        if (PumpUntil([&] { return recorder.received == "pong"; })) ++answered;
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(answered, 160);
+}
+
+}  // namespace
+}  // namespace netro

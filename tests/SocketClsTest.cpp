@@ -1,0 +1,373 @@
+// SocketCls: connecting, receiving, closing, accepting, datagrams.
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+
+#include <memory>
+#include <thread>
+
+#include "SocketTestKit.h"
+#include "peers/BytesServer.h"
+#include "socket/SocketErrors.h"
+#include "socket/SocketModule.h"
+
+namespace netro {
+namespace {
+
+using peers::AwaitBytes;
+using peers::AwaitText;
+using peers::BytesServer;
+using peers::Send;
+using Events = std::vector<std::string>;
+
+// A label of 64 letters: no resolver asks the network for it.
+constexpr const char* kNoName = "xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx";
+
+int Unread(std::int32_t handle) {
+  int count = 0;
+  return ioctl(handle, FIONREAD, &count) == 0 ? count : -1;
+}
+
+TEST(SocketCls, ConnectReportsUnderWayAndTheOutcomeLater) {
+  BytesServer server({{peers::Stay()}});
+  SocketCls socket;
+  Recorder recorder(socket);
+  ASSERT_TRUE(socket.Connect("127.0.0.1", server.Port()));
+  EXPECT_EQ(socket.State(), sockConnecting);
+  EXPECT_TRUE(recorder.events.empty()) << "an event came inside the call that started it";
+  ASSERT_TRUE(PumpUntil([&] { return recorder.events.size() >= 2; }));
+  EXPECT_EQ(recorder.events, (Events{"Connect", "SendComplete"}));
+  EXPECT_EQ(recorder.states[0], sockConnected);
+  EXPECT_EQ(socket.RemoteIP(), "127.0.0.1");
+  EXPECT_EQ(socket.RemotePort(), server.Port());
+  EXPECT_EQ(socket.LocalIP(), "127.0.0.1");
+  EXPECT_GT(socket.LocalPort(), 0);
+}
+
+TEST(SocketCls, FailedConnectIsAnErrorEventAndReleasesTheHandle) {
+  const peers::RefusingPort port;
+  SocketCls socket;
+  Recorder recorder(socket);
+  ASSERT_TRUE(socket.Connect("127.0.0.1", port.Port()));
+  ASSERT_TRUE(PumpUntil([&] { return !recorder.events.empty(); }));
+  EXPECT_EQ(recorder.events, (Events{"Error"}));
+  EXPECT_EQ(recorder.error, 10061);
+  EXPECT_EQ(
+      recorder.description,
+      "Connection Refused. The target machine actively refused the attempt to connect to it.");
+  EXPECT_EQ(recorder.states[0], sockClosed);
+  EXPECT_EQ(socket.LastSocketErr(), 10061);
+  EXPECT_EQ(socket.SocketHandle(), 0);
+}
+
+TEST(SocketCls, ConnectThatTheSystemRefusesAtOnceIsAlsoUnderWay) {
+  SocketCls socket;
+  Recorder recorder(socket);
+  ASSERT_TRUE(socket.Connect("224.0.0.1", 9));  // a stream to a group: refused without a packet
+  EXPECT_TRUE(recorder.events.empty());
+  ASSERT_TRUE(PumpUntil([&] { return !recorder.events.empty(); }));
+  EXPECT_EQ(recorder.events, (Events{"Error"}));
+  EXPECT_EQ(recorder.error, 10051);
+}
+
+TEST(SocketCls, ConnectRefusesWhatIsNoDestination) {
+  struct {
+    const char* host;
+    std::int32_t port;
+    std::int32_t error;
+    std::int32_t dnsError;
+  } const cases[] = {
+      {"", 80, 11001, 59},         {"255.255.255.255", 80, 11001, 59},
+      {kNoName, 80, 11001, 59},    {"127.0.0.1", 65536, 10022, 0},
+      {"127.0.0.1", -1, 10022, 0},
+  };
+  for (const auto& c : cases) {
+    SocketCls socket;
+    EXPECT_FALSE(socket.Connect(c.host, c.port)) << c.host;
+    EXPECT_EQ(socket.LastSocketErr(), c.error) << c.host;
+    EXPECT_EQ(socket.DNSLastErr(), c.dnsError) << c.host;
+    EXPECT_EQ(socket.DNSLastErrMsg(), c.dnsError == 59 ? "No DNS Entries found." : "") << c.host;
+    EXPECT_EQ(socket.State(), sockClosed);
+    EXPECT_EQ(socket.SocketHandle(), 0);
+  }
+}
+
+TEST(SocketCls, NamesResolveThroughTheHostsTable) {
+  BytesServer server({{peers::Stay()}});
+  SocketCls socket;
+  ASSERT_TRUE(socket.Connect("localhost", server.Port()));
+  EXPECT_TRUE(PumpUntil([&] { return socket.State() == sockConnected; }));
+  EXPECT_EQ(socket.DNSLastErr(), 0);
+}
+
+TEST(SocketCls, OneNotificationDrainsTheSocketInChunks) {
+  BytesServer server({{Send(std::string(40'000, 'x')), peers::Stay()}});
+  SocketCls socket;
+  Recorder recorder(socket);
+  ASSERT_TRUE(ConnectAndWait(socket, server.Port()));
+  while (Unread(socket.SocketHandle()) < 40'000) std::this_thread::yield();
+  MessageLoop::ForThisThread().PumpMessages();
+  EXPECT_EQ(recorder.sizes, (std::vector<std::size_t>{16'000, 16'000, 8'000}));
+  EXPECT_EQ(recorder.from, "127.0.0.1");
+}
+
+TEST(SocketCls, ClosedComesOnceAfterAllDataAndKeepsTheHandle) {
+  BytesServer server({{Send("last words"), peers::HalfClose(), AwaitText("answer")}});
+  SocketCls socket;
+  Recorder recorder(socket);
+  ASSERT_TRUE(ConnectAndWait(socket, server.Port()));
+  ASSERT_TRUE(PumpUntil([&] { return recorder.Saw("Closed"); }));
+  EXPECT_EQ(recorder.received, "last words");
+  EXPECT_EQ(recorder.events.back(), "Closed");
+  EXPECT_EQ(recorder.states.back(), sockClosed);
+  EXPECT_TRUE(socket.ClosedByClient());
+  EXPECT_NE(socket.SocketHandle(), 0);
+  EXPECT_EQ(socket.SendData("answer"), 0) << "a half-close still lets us send";
+  EXPECT_TRUE(server.AwaitReceived(0, "answer"));
+}
+
+TEST(SocketCls, ResetOfAnOpenConnectionIsClosedAndNotError) {
+  BytesServer server({{AwaitText("x"), peers::Reset()}});
+  SocketCls socket;
+  Recorder recorder(socket);
+  ASSERT_TRUE(ConnectAndWait(socket, server.Port()));
+  socket.SendData("x");
+  ASSERT_TRUE(PumpUntil([&] { return recorder.Saw("Closed"); }));
+  EXPECT_FALSE(recorder.Saw("Error"));
+}
+
+TEST(SocketCls, BusyOwnerGetsItsDataLaterAndTheCloseAfterIt) {
+  BytesServer server({{Send("data"), peers::HalfClose(), peers::Stay()}});
+  SocketCls socket;
+  Recorder recorder(socket);
+  socket.SocketIsBusy(true);
+  ASSERT_TRUE(ConnectAndWait(socket, server.Port()));
+  while (Unread(socket.SocketHandle()) < 4) std::this_thread::yield();
+  for (int i = 0; i < 3; ++i) MessageLoop::ForThisThread().PumpMessages();
+  EXPECT_FALSE(recorder.Saw("DataArrival"));
+  EXPECT_FALSE(recorder.Saw("Closed"));
+  socket.SocketIsBusy(false);
+  ASSERT_TRUE(PumpUntil([&] { return recorder.Saw("Closed"); }));
+  EXPECT_EQ(recorder.received, "data");
+}
+
+TEST(SocketCls, CloseWithoutDataReachesABusyOwner) {
+  BytesServer server({{peers::Close()}});
+  SocketCls socket;
+  Recorder recorder(socket);
+  socket.SocketIsBusy(true);
+  ASSERT_TRUE(socket.Connect("127.0.0.1", server.Port()));
+  EXPECT_TRUE(PumpUntil([&] { return recorder.Saw("Closed"); }));
+}
+
+TEST(SocketCls, KillWhileIdleLosesNoData) {
+  BytesServer server({{AwaitText("go"), Send("answer"), peers::Stay()}});
+  SocketCls socket;
+  Recorder recorder(socket);
+  ASSERT_TRUE(ConnectAndWait(socket, server.Port()));
+  PumpUntil([&] { return recorder.Saw("SendComplete"); });
+  socket.Kill();
+  EXPECT_EQ(socket.SendData("go"), 0) << "a Kill of before is not one of now";
+  EXPECT_TRUE(PumpUntil([&] { return recorder.received == "answer"; }));
+}
+
+TEST(SocketCls, DisconnectClearsEverythingAndRaisesNothing) {
+  BytesServer server({{peers::Stay()}});
+  SocketCls socket;
+  Recorder recorder(socket);
+  ASSERT_TRUE(ConnectAndWait(socket, server.Port()));
+  recorder.events.clear();
+  socket.Disconnect();
+  MessageLoop::ForThisThread().PumpMessages();
+  EXPECT_TRUE(recorder.events.empty());
+  EXPECT_EQ(socket.SocketHandle(), 0);
+  EXPECT_EQ(socket.State(), sockClosed);
+  EXPECT_EQ(socket.LocalIP() + socket.RemoteIP(), "");
+  EXPECT_EQ(socket.LocalPort() + socket.RemotePort(), 0);
+}
+
+TEST(SocketCls, AcceptsEveryWaitingConnectionOneByOne) {
+  SocketCls listener;
+  Recorder recorder(listener);
+  ASSERT_TRUE(listener.Listen("127.0.0.1"));
+  EXPECT_EQ(listener.State(), sockListening);
+  std::vector<std::unique_ptr<SocketCls>> accepted;
+  recorder.hook = [&](const std::string&) {
+    EXPECT_EQ(recorder.request, listener.SocketHandle());
+    accepted.push_back(std::make_unique<SocketCls>());
+    accepted.back()->Accept(recorder.request);
+    EXPECT_EQ(accepted.back()->State(), sockConnected);
+    EXPECT_EQ(accepted.back()->LocalPort(), listener.LocalPort());
+  };
+  std::vector<std::unique_ptr<SocketCls>> clients;
+  for (int i = 0; i < 4; ++i) {
+    clients.push_back(std::make_unique<SocketCls>());
+    ASSERT_TRUE(clients.back()->Connect("127.0.0.1", listener.LocalPort()));
+  }
+  ASSERT_TRUE(PumpUntil([&] { return accepted.size() == 4; }));
+  Recorder receiver(*accepted[2]);
+  ASSERT_TRUE(PumpUntil([&] { return clients[2]->State() == sockConnected; }));
+  for (const auto& client : clients) client->SendData("hello");
+  EXPECT_TRUE(PumpUntil([&] { return receiver.received == "hello"; }));
+}
+
+TEST(SocketCls, FailedAcceptOnlySetsTheError) {
+  SocketCls socket;
+  socket.Accept(12345);
+  EXPECT_EQ(socket.LastSocketErr(), 10038);
+  EXPECT_EQ(socket.State(), sockClosed);
+}
+
+TEST(SocketCls, ListenTellsWhyItFailed) {
+  SocketCls first;
+  ASSERT_TRUE(first.Listen("127.0.0.1"));
+  struct {
+    const char* ip;
+    std::int32_t port;
+    std::int32_t error;
+  } const cases[] = {
+      {"127.0.0.1", first.LocalPort(), 10048},
+      {"192.0.2.1", 0, 10049},
+      {"nonsense", 0, 10022},
+      {"127.0.0.1", 70'000, 10022},
+  };
+  for (const auto& c : cases) {
+    SocketCls second;
+    second.LocalPort(c.port);
+    EXPECT_FALSE(second.Listen(c.ip)) << c.ip;
+    EXPECT_EQ(second.LastSocketErr(), c.error) << c.ip;
+    EXPECT_EQ(second.SocketHandle(), 0);
+  }
+}
+
+TEST(SocketCls, DatagramsArriveOneByOneAndAnEmptyOneClosesNothing) {
+  SocketCls socket;
+  Recorder recorder(socket);
+  socket.UseUDP(true);
+  ASSERT_TRUE(socket.Listen("127.0.0.1"));
+  std::int32_t handle = 0;
+  ASSERT_EQ(CreateSocket(SocketKind::Datagram, handle), 0);
+  const sockaddr_in to = [&] {
+    sockaddr_in name{};
+    name.sin_family = AF_INET;
+    name.sin_port = htons(static_cast<std::uint16_t>(socket.LocalPort()));
+    name.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    return name;
+  }();
+  for (const std::string& text :
+       {std::string("one"), std::string(), std::string(20'000, 'x'), std::string("two")}) {
+    sendto(handle, text.data(), text.size(), 0, reinterpret_cast<const sockaddr*>(&to), sizeof to);
+  }
+  EXPECT_TRUE(PumpUntil([&] { return recorder.received == "onetwo"; }));
+  EXPECT_EQ(recorder.sizes, (std::vector<std::size_t>{3, 3}));
+  EXPECT_EQ(socket.LastSocketErr(), 10040) << "the one that was too long";
+  EXPECT_EQ(socket.RemotePort(), LocalAddress(handle).port);
+  EXPECT_EQ(recorder.from, "127.0.0.1");
+  EXPECT_FALSE(recorder.Saw("Closed"));
+  CloseSocket(handle);
+}
+
+TEST(SocketCls, RemovedSocketHearsNothing) {
+  BytesServer server({{Send("x"), peers::Stay()}});
+  SocketCls socket;
+  Recorder recorder(socket);
+  ASSERT_TRUE(ConnectAndWait(socket, server.Port()));
+  recorder.events.clear();
+  socket.RemoveSocket();
+  while (Unread(socket.SocketHandle()) < 1) std::this_thread::yield();
+  MessageLoop::ForThisThread().PumpMessages();
+  EXPECT_TRUE(recorder.events.empty());
+}
+
+TEST(SocketCls, WindowProcTurnsCodesIntoEvents) {
+  SocketCls socket;
+  Recorder recorder(socket);
+  socket.WindowProc(999, std::string("10060"));
+  EXPECT_EQ(socket.LastSocketErr(), 10060);
+  socket.WindowProc(1, Bytes{'a'});
+  socket.WindowProc(2);
+  socket.WindowProc(8);
+  socket.WindowProc(32);
+  socket.WindowProc(77);
+  EXPECT_EQ(recorder.events,
+            (Events{"Error", "DataArrival", "SendComplete", "ConnectionRequest", "Closed"}));
+}
+
+TEST(SocketModule, LastObjectOfAThreadReleasesEveryStartUp) {
+  std::thread([] {
+    const auto module = SocketModule::ForThread();
+    const peers::RefusingPort port;
+    {
+      SocketCls first;
+      SocketCls second;
+      for (int i = 0; i < 5; ++i) first.Connect("127.0.0.1", port.Port());
+      second.Listen("127.0.0.1");
+      EXPECT_EQ(module->StartUpCount(), 8);
+      EXPECT_EQ(module->SocketCount(), 2u);
+      EXPECT_EQ(first.GetSockInfo(4) + "." + first.GetSockInfo(5), "2.0");
+    }
+    EXPECT_EQ(module->StartUpCount(), 0);
+    EXPECT_EQ(module->SocketCount(), 0u);
+  }).join();
+}
+
+TEST(SocketErrors, TextsComeFromTheRightTable) {
+  struct {
+    std::int32_t number;
+    const char* text;
+  } const cases[] = {
+      {0, "Success"},
+      {3,
+       "Name Error. Meaningful only for responses from an authoritative name server, this code "
+       "signifies that the domain name referenced in the query does not exist."},
+      {21, "BADALG. Algorithm not supported."},
+      {22, "No DNS Entries found."},
+      {56, "Can not retrieve data from DNS server."},
+      {58, "Can not initialize Winsock."},
+      {60, "Process canceled by user request."},
+      {9000, "Proxy SOCKS. OK"},
+      {10002, "Command Timed Out"},
+      {10004, "Interrupted Function Call. A blocking operation was cancelled."},
+      {10042,
+       "Bad Protocol Option. An unknown, invalid, or unsupported protocol option or leel was "
+       "specified."},
+      {10124, "Timeout. DNS server does not answer."},
+      {11005, "Unknown time stamp received"},
+      {11, "Unknown Error# 11."},
+      {-5, "Unknown Error# -5."},
+      {10128, "Unknown Error# 10128."},
+      {10059, "Too many references: cannot splice"},
+      {20028, "No space left on device"},
+  };
+  for (const auto& c : cases) EXPECT_EQ(SocketErrorText(c.number), c.text) << c.number;
+}
+
+TEST(HostHelpers, AddressesAndFacts) {
+  SocketCls socket;
+  EXPECT_EQ(socket.LongAddrToIP(0), "");
+  EXPECT_EQ(socket.LongAddrToIP(-1), "");
+  EXPECT_EQ(socket.IPToLongAddr("127.0.0.1"), 0x0100007F);
+  EXPECT_EQ(socket.LongAddrToIP(0x0100007F), "127.0.0.1");
+  for (const char* text : {"255.255.255.255", "", "host", "1.2.3.256", "1.2.3.4 x", "1.2.3.4.5"}) {
+    EXPECT_EQ(socket.IPToLongAddr(text), -1) << text;
+  }
+  EXPECT_FALSE(socket.LocalHostName().empty());
+  const auto ips = socket.LocalIPs();
+  ASSERT_FALSE(ips.empty());
+  EXPECT_EQ(ips.back(), "127.0.0.1");
+  EXPECT_EQ(socket.GetSockInfo(0) + socket.GetSockInfo(8), "");
+  for (int what = 1; what <= 7; ++what) EXPECT_NE(socket.GetSockInfo(what), "") << what;
+  EXPECT_EQ(socket.DNSLookup("localhost"), "127.0.0.1");
+  EXPECT_EQ(socket.DNSLookup(kNoName), "");
+  EXPECT_EQ(socket.DNSLastErr(), 59);
+}
+
+TEST(HostHelpers, ReachabilityAsksTheNetwork) {
+  SocketCls socket;
+  EXPECT_FALSE(socket.IsIPReachable("not an address"));
+  if (!socket.IsIPReachable("127.0.0.1")) GTEST_SKIP() << "the system allows this program no echo";
+}
+
+}  // namespace
+}  // namespace netro

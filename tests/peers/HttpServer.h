@@ -1,0 +1,56 @@
+// A small HTTP server with one handler for each path, which returns the raw bytes of the answer. One
+// request per connection; the stream ends after the answer. It shares nothing with the library.
+//
+// Thread: the test's; handlers run on the server's threads, several at once.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "LoopbackServer.h"
+
+namespace netro::peers {
+
+struct HttpRequest {
+  std::string method;
+  std::string target;  // as in the request line
+  std::string head;    // request line and header lines
+  std::string body;
+
+  /// The value of a header field, found without regard to case; empty when there is none.
+  std::string Field(const std::string& name) const;
+};
+
+class HttpServer {
+ public:
+  using Handler = std::function<std::string(const HttpRequest&)>;
+
+  HttpServer();
+
+  /// `path` is compared with the target up to its "?"; of a target in absolute form the path counts.
+  void On(const std::string& path, Handler handler);
+  /// Answers with 200 and this text.
+  void OnText(const std::string& path, const std::string& text);
+
+  int Port() const { return server_.Port(); }
+  std::string Url(const std::string& path) const;
+  /// All requests so far.
+  std::vector<HttpRequest> Requests();
+
+  static std::string Answer(const std::string& statusAndHeader, const std::string& body);
+
+ private:
+  void Serve(Connection& connection);
+  Handler Record(const HttpRequest& request);
+
+  std::mutex mutex_;
+  std::map<std::string, Handler> handlers_;  // guarded by mutex_
+  std::vector<HttpRequest> requests_;  // guarded by mutex_
+  LoopbackServer server_;              // last: its threads use the others
+};
+
+}  // namespace netro::peers

@@ -1,0 +1,204 @@
+#include "LoopbackServer.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+
+#include "TcpDiag.h"
+
+namespace netro::peers {
+namespace {
+
+constexpr auto kPieceLimit = std::chrono::seconds(2);
+
+sockaddr_in Loopback(int port) {
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  address.sin_port = htons(static_cast<std::uint16_t>(port));
+  return address;
+}
+
+int BoundSocket(int& port) {
+  const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_in address = Loopback(0);
+  socklen_t size = sizeof address;
+  if (fd < 0 || bind(fd, reinterpret_cast<sockaddr*>(&address), size) != 0 ||
+      getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size) != 0)
+    std::abort();  // a test machine without loopback
+  port = ntohs(address.sin_port);
+  return fd;
+}
+
+}  // namespace
+
+Connection::Connection(int fd, int stopFd) : fd_(fd), stopFd_(stopFd), diagFd_(OpenTcpDiag()) {
+  const int on = 1;
+  setsockopt(fd_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+  fcntl(fd_, F_SETFL, O_NONBLOCK);
+}
+
+Connection::~Connection() {
+  Close();
+  if (diagFd_ >= 0) close(diagFd_);
+}
+
+bool Connection::Wait(short events) {
+  pollfd waits[] = {{fd_, events, 0}, {stopFd_, POLLIN, 0}};
+  return fd_ >= 0 && poll(waits, 2, -1) > 0 && waits[1].revents == 0;
+}
+
+bool Connection::Read(std::string& into) {
+  char block[65536];
+  while (Wait(POLLIN)) {
+    const ssize_t n = recv(fd_, block, sizeof block, 0);
+    if (n > 0) into.append(block, static_cast<std::size_t>(n));
+    if (n >= 0 || (errno != EAGAIN && errno != EINTR)) return n > 0;
+  }
+  return false;
+}
+
+void Connection::ReadAvailable(std::string& into) {
+  char block[65536];
+  ssize_t n;
+  while (fd_ >= 0 && (n = recv(fd_, block, sizeof block, 0)) > 0)
+    into.append(block, static_cast<std::size_t>(n));
+}
+
+void Connection::ReadToEnd(std::string& into) {
+  while (Read(into)) {
+  }
+}
+
+bool Connection::Send(std::string_view bytes) {
+  while (!bytes.empty()) {
+    if (!Wait(POLLOUT)) return false;
+    const ssize_t n = send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    if (n < 0 && errno != EAGAIN && errno != EINTR) return false;
+    if (n < 0) continue;
+    sent_ += static_cast<std::uint64_t>(n);
+    bytes.remove_prefix(static_cast<std::size_t>(n));
+  }
+  return true;
+}
+
+bool Connection::SendCut(std::string_view bytes, const std::vector<std::size_t>& cuts) {
+  std::size_t begin = 0;
+  for (const std::size_t cut : cuts) {
+    if (cut <= begin || cut >= bytes.size()) continue;
+    if (!Send(bytes.substr(begin, cut - begin)) || !AwaitTaken()) return false;
+    begin = cut;
+  }
+  return Send(bytes.substr(begin));
+}
+
+bool Connection::AwaitTaken() {
+  const auto deadline = std::chrono::steady_clock::now() + kPieceLimit;
+  for (int turn = 0; std::chrono::steady_clock::now() < deadline; ++turn) {
+    if (PeerHasRead(diagFd_, fd_, sent_)) return true;
+    pollfd stop{stopFd_, POLLIN, 0};
+    if (poll(&stop, 1, turn < 500 ? 0 : 1) != 0) return false;
+    std::this_thread::yield();
+  }
+  return true;
+}
+
+void Connection::HalfClose() {
+  if (fd_ >= 0) shutdown(fd_, SHUT_WR);
+}
+
+void Connection::Close() {
+  if (fd_ >= 0) close(fd_);
+  fd_ = -1;
+}
+
+void Connection::Reset() {
+  const linger hard{1, 0};
+  if (fd_ >= 0) setsockopt(fd_, SOL_SOCKET, SO_LINGER, &hard, sizeof hard);
+  Close();
+}
+
+LoopbackServer::LoopbackServer(Serve serve) : serve_(std::move(serve)) {
+  int ends[2];
+  if (pipe2(ends, O_CLOEXEC) != 0) std::abort();
+  stopRead_ = ends[0];
+  stopWrite_ = ends[1];
+  listenFd_ = BoundSocket(port_);
+  fcntl(listenFd_, F_SETFL, O_NONBLOCK);
+  listen(listenFd_, 128);
+  acceptor_ = std::thread([this] { AcceptLoop(); });
+}
+
+LoopbackServer::~LoopbackServer() {
+  close(stopWrite_);  // wakes every poll on the other end
+  acceptor_.join();
+  for (Worker& worker : workers_) worker.thread.join();
+  close(listenFd_);
+  close(stopRead_);
+}
+
+void LoopbackServer::AcceptLoop() {
+  for (;;) {
+    pollfd waits[] = {{listenFd_, POLLIN, 0}, {stopRead_, POLLIN, 0}};
+    if (poll(waits, 2, -1) < 0 && errno != EINTR) return;
+    if (waits[1].revents != 0) return;
+    const int fd = accept4(listenFd_, nullptr, nullptr, SOCK_CLOEXEC);
+    if (fd < 0) continue;
+    JoinFinished();
+    StartWorker(fd);
+  }
+}
+
+void LoopbackServer::StartWorker(int fd) {
+  const std::size_t number = connections_++;
+  Worker& worker = workers_.emplace_back();
+  worker.thread = std::thread([this, &worker, fd, number] {
+    Connection connection(fd, stopRead_);
+    serve_(connection, number);
+    connection.Close();
+    worker.done = true;
+  });
+}
+
+void LoopbackServer::JoinFinished() {
+  workers_.remove_if([](Worker& worker) {
+    const bool done = worker.done;
+    if (done) worker.thread.join();
+    return done;
+  });
+}
+
+int ConnectToLoopback(int port) {
+  const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  const sockaddr_in address = Loopback(port);
+  if (connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) return fd;
+  close(fd);
+  return -1;
+}
+
+RefusingPort::RefusingPort() : fd_(BoundSocket(port_)) {}
+RefusingPort::~RefusingPort() { close(fd_); }
+
+HangingPort::HangingPort() : fd_(BoundSocket(port_)) {
+  listen(fd_, 0);
+  const sockaddr_in address = Loopback(port_);
+  for (int i = 0; i < 4; ++i) {  // the first ones fill the queue, the rest stay unanswered
+    fillers_.push_back(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    connect(fillers_.back(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
+  }
+}
+
+HangingPort::~HangingPort() {
+  for (const int filler : fillers_) close(filler);
+  close(fd_);
+}
+
+}  // namespace netro::peers
