@@ -33,7 +33,7 @@ class OutputFile {
   std::string path_;
 };
 
-/// Removes a file; one that is not there is no error.
+/// Removes a file or link; one that is not there is no error. Folders, devices and the like stay.
 std::int32_t RemoveFile(const std::string& path);
 
 }  // namespace netro

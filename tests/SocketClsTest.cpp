@@ -105,8 +105,10 @@ TEST(SocketCls, OneNotificationDrainsTheSocketInChunks) {
   BytesServer server({{Send(std::string(40'000, 'x')), peers::Stay()}});
   SocketCls socket;
   Recorder recorder(socket);
+  socket.SocketIsBusy(true);
   ASSERT_TRUE(ConnectAndWait(socket, server.Port()));
   while (Unread(socket.SocketHandle()) < 40'000) std::this_thread::yield();
+  socket.SocketIsBusy(false);
   MessageLoop::ForThisThread().PumpMessages();
   EXPECT_EQ(recorder.sizes, (std::vector<std::size_t>{16'000, 16'000, 8'000}));
   EXPECT_EQ(recorder.from, "127.0.0.1");
@@ -272,8 +274,11 @@ TEST(SocketCls, RemovedSocketHearsNothing) {
   BytesServer server({{Send("x"), peers::Stay()}});
   SocketCls socket;
   Recorder recorder(socket);
+  socket.SocketIsBusy(true);
   ASSERT_TRUE(ConnectAndWait(socket, server.Port()));
+  PumpUntil([&] { return recorder.Saw("SendComplete"); });
   recorder.events.clear();
+  socket.SocketIsBusy(false);
   socket.RemoveSocket();
   while (Unread(socket.SocketHandle()) < 1) std::this_thread::yield();
   MessageLoop::ForThisThread().PumpMessages();

@@ -206,7 +206,7 @@ class SilentProxy : public testing::Test {
     auto& loop = MessageLoop::ForThisThread();
     loop.PostTask([&loop, action = std::move(action)] { loop.PostTask(action); });
     std::int32_t error = 0;
-    EXPECT_FALSE(RunProlog(*socket_, Kind::V5, 80, error));
+    EXPECT_FALSE(RunProlog(*socket_, Kind::V5, 80, error, "", "", "127.0.0.1"));
     return error;
   }
 

@@ -13,6 +13,7 @@ HTTPCls::HTTPCls() : call_(std::make_shared<CallState>()) {}
 HTTPCls::~HTTPCls() { call_->alive = false; }
 
 std::string HTTPCls::HTTPQuery(bool& Timeout) {
+  Timeout = false;
   const BusyScope busy(call_);
   if (busy.Refused()) return SocketErrorText(kErrInProgress);
   HttpQuery query(*this);

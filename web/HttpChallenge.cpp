@@ -28,10 +28,10 @@ std::vector<std::string> SplitItems(std::string_view text) {
 std::string Unquote(std::string_view value) {
   std::string plain;
   for (std::size_t i = 0; i < value.size(); ++i) {
+    if (value[i] == '"') continue;
+    if (value[i] == '\\' && i + 1 < value.size()) ++i;
     const auto c = static_cast<unsigned char>(value[i]);
-    if (c == '"' || c < 0x20 || c == 0x7F) continue;
-    if (c == '\\' && i + 1 < value.size()) ++i;
-    plain += value[i];
+    if (c >= 0x20 && c != 0x7F) plain += value[i];
   }
   return plain;
 }

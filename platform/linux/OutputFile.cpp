@@ -1,6 +1,7 @@
 #include "platform/OutputFile.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -57,6 +58,9 @@ void OutputFile::Discard() {
 }
 
 std::int32_t RemoveFile(const std::string& path) {
+  struct stat found {};
+  const bool exists = lstat(path.c_str(), &found) == 0;
+  if (exists && !S_ISREG(found.st_mode) && !S_ISLNK(found.st_mode)) return FileErrorNumber(EEXIST);
   if (unlink(path.c_str()) == 0 || errno == ENOENT) return 0;
   return FileErrorNumber(errno);
 }

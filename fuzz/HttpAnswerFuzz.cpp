@@ -1,0 +1,58 @@
+// Feeds an HTTP answer whole and in two pieces: both must give the same. The first byte chooses the
+// options and where to cut; the rest is the answer, after which the connection ends.
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "web/HttpAnswer.h"
+#include "web/HttpChallenge.h"
+
+namespace {
+
+class Body final : public netro::HttpBodySink {
+ public:
+  explicit Body(bool take) : take_(take) {}
+  bool BeginBody() override { return take_; }
+  void WriteBody(std::span<const std::uint8_t> bytes) override {
+    text.append(bytes.begin(), bytes.end());
+  }
+  std::string text;
+
+ private:
+  bool take_;
+};
+
+struct Outcome {
+  bool complete;
+  std::int32_t error;
+  std::string text;
+  std::string body;
+  bool operator==(const Outcome&) const = default;
+};
+
+Outcome Feed(std::span<const std::uint8_t> bytes, std::size_t cut, std::uint8_t options) {
+  Body body((options & 4) != 0);
+  netro::HttpAnswer answer({(options & 1) != 0, (options & 2) != 0}, body);
+  answer.Feed(bytes.first(cut));
+  answer.Feed(bytes.subspan(cut));
+  answer.ConnectionEnded(0);
+  netro::ParseStatusLine(answer.FirstLine());
+  for (const char* name : {"WWW-Authenticate", "Proxy-Authenticate"}) {
+    const auto challenge = netro::ParseChallenge(answer.Header(), name);
+    const std::string values = challenge.realm + challenge.nonce + challenge.opaque;
+    if (values.find_first_of("\r\n") != std::string::npos) std::abort();
+  }
+  if (!answer.IsComplete() && answer.Error() == 0) std::abort();
+  return {answer.IsComplete(), answer.Error(), answer.TakeText(), body.text};
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  if (size == 0) return 0;
+  const std::span bytes(data + 1, size - 1);
+  const Outcome whole = Feed(bytes, 0, data[0]);
+  if (!(Feed(bytes, bytes.size() * (data[0] >> 3) / 32, data[0]) == whole)) std::abort();
+  return 0;
+}
