@@ -1,0 +1,357 @@
+#!/usr/bin/env python3
+"""Runs the command netro as a user does: in a pipe and on a terminal, with good and bad input.
+
+Usage: command_test.py PATH_OF_NETRO [unittest arguments]
+"""
+
+import base64
+import http.server
+import json
+import os
+import pty
+import select
+import signal
+import socket
+import subprocess
+import sys
+import tempfile
+import threading
+import unittest
+
+NETRO = sys.argv.pop(1)
+LIMIT = 30  # seconds; only a run that hangs reaches it
+PNG = b"\x89PNG\r\n\x1a\n\x00\x01\x02\xff"
+
+
+class Handler(http.server.BaseHTTPRequestHandler):
+    """A few pages that put the command to the test."""
+
+    pages = {
+        "/text": ("text/plain", b"one\r\ntwo\n"),
+        "/json": ("application/json", b'{"a": 1}'),
+        "/picture": ("image/png", PNG),
+        "/escape": ("text/plain", b"red: \x1b[31m, beep: \x07, C1: \xc2\x9b, broken: \xff\n"),
+        "/big": ("application/octet-stream", bytes(range(256)) * 4096),
+    }
+
+    def log_message(self, *_):
+        pass
+
+    def do_GET(self):
+        if self.path == "/silent":
+            self.server.asked.set()
+            self.server.finish.wait(LIMIT)
+            return
+        if self.path == "/headers":
+            return self.answer(200, "text/plain", str(self.headers).encode())
+        if self.path == "/private" and "Authorization" not in self.headers:
+            return self.answer(401, "text/plain", b"who?", {"WWW-Authenticate": "Basic realm=x"})
+        if self.path == "/empty":
+            self.send_response(204)
+            return self.end_headers()
+        if self.path == "/slow":
+            return self.drip()
+        if self.path in self.pages:
+            return self.answer(200, *self.pages[self.path])
+        self.answer(404 if self.path == "/missing" else 200, "text/plain", b"nothing here\n")
+
+    do_HEAD = do_GET
+
+    def do_POST(self):
+        body = self.rfile.read(int(self.headers["Content-Length"]))
+        self.answer(200, "text/plain", b"got " + body)
+
+    def answer(self, status, content_type, body, headers={}):
+        self.send_response(status)
+        self.send_header("Content-Type", content_type)
+        self.send_header("Content-Length", str(len(body)))
+        for name, value in headers.items():
+            self.send_header(name, value)
+        self.end_headers()
+        if self.command != "HEAD":
+            self.wfile.write(body)
+
+    def drip(self):
+        """Half the body, then the rest once the test has seen a progress bar."""
+        self.send_response(200)
+        self.send_header("Content-Type", "text/plain")
+        self.send_header("Content-Length", "2000000")
+        self.end_headers()
+        self.wfile.write(b"x" * 1000000)
+        self.server.finish.wait(LIMIT)
+        self.wfile.write(b"x" * 1000000)
+
+
+class Terminal:
+    """The command on a terminal of its own."""
+
+    def __init__(self, *arguments, environment=None):
+        self.text = b""
+        self.pid, self.descriptor = pty.fork()
+        if self.pid == 0:
+            os.environ.pop("NO_COLOR", None)
+            os.environ.update({"TERM": "xterm", **(environment or {})})
+            os.execv(NETRO, [NETRO, *arguments])
+
+    def read_until(self, wanted):
+        while wanted is None or wanted not in self.text:
+            ready, _, _ = select.select([self.descriptor], [], [], LIMIT)
+            if not ready:
+                raise TimeoutError(f"{wanted!r} did not come in {self.text!r}")
+            try:
+                block = os.read(self.descriptor, 65536)
+            except OSError:  # the command has gone
+                block = b""
+            if not block:
+                break
+            self.text += block
+
+    def finish(self):
+        """Returns exit status and everything that was shown."""
+        self.read_until(None)
+        os.close(self.descriptor)
+        return os.waitstatus_to_exitcode(os.waitpid(self.pid, 0)[1]), self.text
+
+
+def run(*arguments, **options):
+    return subprocess.run([NETRO, *arguments], capture_output=True, timeout=LIMIT, **options)
+
+
+class CommandTest(unittest.TestCase):
+    def setUp(self):
+        self.server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
+        self.server.daemon_threads = True
+        self.server.finish = threading.Event()
+        self.server.asked = threading.Event()
+        self.url = f"http://127.0.0.1:{self.server.server_port}"
+        threading.Thread(target=self.server.serve_forever, args=(0.01,)).start()
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = folder.name
+        # Temporary files of the library are made here, so that one left behind is seen.
+        os.makedirs(self.folder + "/tmp")
+        os.environ["TMPDIR"] = self.folder + "/tmp"
+
+    def tearDown(self):
+        self.server.finish.set()
+        self.server.shutdown()
+        self.server.server_close()
+        self.assertEqual(os.listdir(self.folder + "/tmp"), [], "a temporary file was left behind")
+
+    def check(self, arguments, status, stdout=None, stderr=None):
+        done = run(*arguments)
+        self.assertEqual(done.returncode, status, (arguments, done))
+        if stdout is not None:
+            self.assertEqual(done.stdout, stdout, arguments)
+        if stderr is not None:
+            self.assertIn(stderr, done.stderr, arguments)
+        return done
+
+    def test_help_and_version(self):
+        for arguments in (["--help"], ["get", "--help"], ["tour", "--help"], ["--version"]):
+            done = self.check(arguments, 0)
+            self.assertIn(b"netro", done.stdout)
+            self.assertEqual(done.stderr, b"")
+
+    def test_wrong_usage(self):
+        url = self.url + "/text"
+        for arguments, text in (
+            ([], b"COMMAND"),
+            (["frobnicate"], b'no command "frobnicate"'),
+            (["get"], b"URL"),
+            (["--frobnicate"], b"--help"),
+            (["get", "--frobnicate", url], b"--frobnicate"),
+            (["get", url, "more"], b"more"),
+            (["get", "--timeout", "0", url], b"timeout"),
+            (["get", "--timeout", "soon", url], b"timeout"),
+            (["get", "-H", "no colon", url], b"no colon"),
+            (["get", "-X", "BREW", url], b"BREW"),
+            (["get", "-X", "GET", "-d", "x", url], b"no body"),
+            (["get", "--data-file", "/nonexistent", url], b"/nonexistent"),
+            (["get", "-o", "/", url], b"folder"),
+            (["get", "--proxy", "gopher://x", url], b"gopher"),
+            (["get", "--proxy", "http://x:99999", url], b"99999"),
+            (["get", "--proxy", "http://:1", url], b"host"),
+            (["get", "--proxy", "http://[::1]:1", url], b"IPv6"),
+            (["get", "--proxy-type", "basic", url], b"--proxy"),
+            (["get", "--proxy-type", "magic", "--proxy", "x:1", url], b"magic"),
+        ):
+            with self.subTest(arguments):
+                self.check(arguments, 2, stdout=b"", stderr=text)
+
+    def test_failures(self):
+        with socket.socket() as taken:  # bound, but nobody listens
+            taken.bind(("127.0.0.1", 0))
+            dead = f"127.0.0.1:{taken.getsockname()[1]}"
+            for arguments, text in (
+                ([f"http://{dead}/"], b"10061"),
+                (["--proxy", f"socks5://{dead}", self.url], b"through the proxy"),
+                (["https://127.0.0.1/"], b"10043"),
+                (["http://127.0.0.1:1:2/"], b"10022"),
+                (["-H", "A: b\r\nC: d", self.url], b"10022"),
+                (["-o", "/nonexistent/file", self.url], b"/nonexistent/file"),
+            ):
+                with self.subTest(arguments):
+                    self.check(["get", *arguments], 1, stdout=b"", stderr=text)
+
+    def test_timeout_names_the_option(self):
+        done = self.check(["get", "--timeout", "1", self.url + "/silent"], 1, stderr=b"--timeout")
+        self.assertEqual(done.stdout, b"")
+
+    def test_bodies_come_as_they_are(self):
+        for path, (_, body) in Handler.pages.items():
+            with self.subTest(path):
+                self.check(["get", self.url + path], 0, stdout=body)
+                file = self.folder + "/body"
+                self.check(["get", "-o", file, self.url + path], 0, stdout=b"")
+                with open(file, "rb") as saved:
+                    self.assertEqual(saved.read(), body)
+
+    def test_an_answer_without_a_body_makes_an_empty_file(self):
+        file = self.folder + "/empty"
+        self.check(["get", "-o", file, self.url + "/empty"], 0, stdout=b"")
+        self.assertEqual(os.path.getsize(file), 0)
+
+    def test_output_to_a_device_leaves_the_device(self):
+        pipe = self.folder + "/pipe"
+        os.symlink("/dev/stdout", pipe)
+        self.check(["get", "-o", pipe, self.url + "/picture"], 0, stdout=PNG)
+        self.assertTrue(os.path.islink(pipe))
+
+    def test_refused_status_prints_the_body(self):
+        self.check(["get", self.url + "/missing"], 1, b"nothing here\n", b"404 Not Found")
+        self.check(["get", self.url + "/private"], 1, b"who?", b"--user")
+
+    def test_user(self):
+        done = self.check(["get", "-u", "a:b", self.url + "/private"], 0, stdout=b"nothing here\n")
+        self.assertEqual(done.stderr, b"")
+        self.check(["get", self.url.replace("://", "://a:b@") + "/private"], 0)
+
+    def test_requests(self):
+        done = self.check(["get", "-H", "X-One: 1", "-H", "X-Two:2", self.url + "/headers"], 0)
+        self.assertIn(b"X-One: 1\n", done.stdout)
+        self.assertIn(b"X-Two: 2\n", done.stdout)
+        self.check(["get", "-d", "a=1", self.url], 0, stdout=b"got a=1")
+        self.check(["get", "-X", "POST", self.url], 0, stdout=b"got ")
+        with open(self.folder + "/data", "wb") as data:
+            data.write(PNG)
+        self.check(["get", "--data-file", data.name, self.url], 0, stdout=b"got " + PNG)
+        head = self.check(["get", "--head", self.url + "/picture"], 0).stdout
+        self.assertTrue(head.startswith(b"HTTP/1.0 200 OK\r\n"), head)
+        self.assertTrue(head.endswith(b"\r\n\r\n"), head)
+        both = self.check(["get", "-i", self.url + "/picture"], 0).stdout
+        self.assertTrue(both.endswith(b"\r\n\r\n" + PNG), both)
+
+    def test_proxies(self):
+        """The first bytes that each kind of proxy gets."""
+        basic = b"Proxy-Authorization: Basic " + base64.b64encode(b"u:p@")
+        for proxy, kind, begin, credentials in (
+            ("http://u:p%40@", None, b"GET http://a.test:81/ HTTP/1.1\r\n", True),
+            ("", None, b"GET http://a.test:81/ HTTP/1.1\r\n", False),
+            ("u:p%40@", "basic", b"GET http://a.test:81/ HTTP/1.1\r\n", True),
+            ("u:p%40@", "msisa", b"GET http://a.test:81/ HTTP/1.1\r\n", True),
+            ("u:p%40@", "pipe", b"GET http://a.test:81/ HTTP/1.1\r\n", False),
+            ("socks4a://u@", None, b"\4\1\0\x51\0\0\0\1u\0a.test\0", False),
+            ("u@", "socks4a", b"\4\1\0\x51\0\0\0\1u\0a.test\0", False),
+            ("socks5h://", None, b"\5\1\0", False),
+            ("socks5h://u:p@", None, b"\5\2\0\2", False),
+            ("socks4://u@", None, b"\4\1\0\x51\x7f\0\0\1u\0", False),
+            ("", "socks5", b"\5\1\0", False),
+            ("socks5h://", "socks5-auth", b"\5\2\0\2", False),
+        ):
+            with self.subTest((proxy, kind)), socket.create_server(("127.0.0.1", 0)) as listener:
+                scheme, _, user = proxy.rpartition("://")
+                address = f"{user}127.0.0.1:{listener.getsockname()[1]}"
+                address = f"{scheme}://{address}" if scheme else address
+                options = ["--proxy", address] + (["--proxy-type", kind] if kind else [])
+                # A name that does not exist gets through where the proxy looks it up.
+                local = scheme == "socks4" or kind == "socks5"
+                url = f"http://{'127.0.0.1' if local else 'a.test'}:81/"
+                with subprocess.Popen([NETRO, "get", *options, url],
+                                      stderr=subprocess.PIPE) as process:
+                    connection = listener.accept()[0]
+                    received = connection.recv(65536)
+                    connection.close()
+                    process.communicate(timeout=LIMIT)
+                self.assertEqual(process.returncode, 1)
+                self.assertTrue(received.startswith(begin), received)
+                self.assertEqual(basic in received, credentials, received)
+
+    def test_json(self):
+        def fetch(status, *arguments):
+            return json.loads(self.check(["get", "--json", *arguments], status).stdout)
+
+        text = fetch(0, self.url + "/text")
+        self.assertEqual((text["ok"], text["status"], text["body"]), (True, 200, "one\r\ntwo\n"))
+        self.assertIn({"name": "Content-Type", "value": "text/plain"}, text["headers"])
+        self.assertEqual(fetch(0, self.url + "/json")["body"], '{"a": 1}')
+        self.assertEqual(base64.b64decode(fetch(0, self.url + "/picture")["body_base64"]), PNG)
+        file = self.folder + "/f"
+        self.assertEqual(fetch(0, "-o", file, self.url + "/picture")["file"], file)
+        missing = fetch(1, self.url + "/missing")
+        self.assertEqual((missing["ok"], missing["status"]), (False, 404))
+        failed = fetch(1, "ftp://127.0.0.1/")
+        self.assertEqual((failed["ok"], failed["error"]["number"]), (False, 10043))
+        late = fetch(1, "--timeout", "1", self.url + "/silent")
+        self.assertEqual((late["timeout"], late["error"]["number"]), (True, 10002))
+
+    def test_tour(self):
+        done = self.check(["tour"], 0)
+        self.assertNotIn(b"\x1b", done.stdout)
+        self.assertRegex(done.stdout, rb"(\d+) of \1 steps as expected")
+        tour = json.loads(self.check(["tour", "--json"], 0).stdout)
+        self.assertGreater(tour["steps_total"], 10)
+        self.assertEqual(tour["steps_total"], len(tour["steps"]))
+        self.assertLess(tour["seconds"], 3)
+
+    def test_colour_only_on_a_terminal_that_wants_it(self):
+        for setting, colour in ({}, True), ({"NO_COLOR": "1"}, False), ({"TERM": "dumb"}, False):
+            with self.subTest(setting):
+                status, text = Terminal("tour", environment=setting).finish()
+                self.assertEqual((status, b"\x1b[" in text), (0, colour))
+
+    def test_terminal_is_safe_from_the_network(self):
+        status, text = Terminal("get", self.url + "/escape", environment={"NO_COLOR": "1"}).finish()
+        self.assertEqual(status, 0)
+        self.assertIn(rb"red: \x1B[31m, beep: \x07, C1: \xC2\x9B, broken: \xFF", text)
+        status, text = Terminal("get", self.url + "/picture").finish()
+        self.assertIn(b"-o FILE", text)
+        self.assertNotIn(b"PNG", text)
+        self.assertIn(b'{"a": 1}', Terminal("get", self.url + "/json").finish()[1])
+
+    def test_progress_bar(self):
+        terminal = Terminal("get", "-o", self.folder + "/f", self.url + "/slow")
+        terminal.read_until(b" 50% [")
+        self.server.finish.set()
+        status, text = terminal.finish()
+        self.assertEqual(status, 0)
+        self.assertTrue(text.endswith(b"\r\x1b[K"), text[-100:])
+
+    def test_interrupt_cancels(self):
+        for file in ([], ["-o", self.folder + "/f"]):
+            self.server.asked.clear()
+            with subprocess.Popen([NETRO, "get", *file, self.url + "/silent"],
+                                  stderr=subprocess.PIPE) as process:
+                self.assertTrue(self.server.asked.wait(LIMIT))
+                process.send_signal(signal.SIGINT)
+                self.assertIn(b"9999", process.communicate(timeout=LIMIT)[1])
+            self.assertEqual(process.returncode, 1)
+        self.assertFalse(os.path.exists(self.folder + "/f"))
+
+    def test_reader_that_goes_away(self):
+        with subprocess.Popen([NETRO, "get", self.url + "/big"], stdout=subprocess.PIPE,
+                              stderr=subprocess.PIPE) as process:
+            process.stdout.close()
+            self.assertEqual(process.stderr.read(), b"")
+        self.assertEqual(process.returncode, 1)
+
+    def test_full_output(self):
+        with open("/dev/full", "wb") as full:
+            done = subprocess.run([NETRO, "get", self.url + "/big"], stdout=full,
+                                  stderr=subprocess.PIPE, timeout=LIMIT)
+        self.assertEqual(done.returncode, 1)
+        self.assertIn(b"standard output", done.stderr)
+
+
+if __name__ == "__main__":
+    unittest.main()

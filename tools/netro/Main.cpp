@@ -1,0 +1,147 @@
+// The command netro: chooses the subcommand, reads its options, turns every outcome into an exit
+// status (Command.h).
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <csignal>
+#include <exception>
+#include <iostream>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "tools/netro/Command.h"
+#include "tools/netro/Terminal.h"
+
+namespace netro::tool {
+namespace {
+
+constexpr Command kCommands[] = {
+    {"tour", "Watch every class at work on this computer; needs no network", SetUpTour},
+    {"get", "Fetch a URL over HTTP, directly or through a proxy", SetUpGet},
+};
+
+constexpr std::string_view kFooter =
+    "\nnetro COMMAND --help tells more. Exit status: 0 success, 1 the query failed, 2 wrong usage.";
+
+/// The help without the technical remarks that CLI11 adds to an option's name.
+class HelpFormatter : public CLI::Formatter {
+ public:
+  HelpFormatter() {
+    column_width(28);
+    label("SUBCOMMAND", "COMMAND");
+    label("Positionals", "Arguments");
+  }
+
+  std::string make_option_opts(const CLI::Option* option) const override {
+    const bool bare = option->get_type_size() == 0 || option->get_positional();
+    return bare ? std::string() : " " + option->get_type_name();
+  }
+
+  std::string make_help(const CLI::App* app, std::string name,
+                        CLI::AppFormatMode mode) const override {
+    std::string help = CLI::Formatter::make_help(app, name, mode);
+    for (std::size_t at = 0; (at = help.find("\n\n\n", at)) != help.npos;) {
+      help.erase(at, 1);
+    }
+    return help;
+  }
+};
+
+/// A descriptor that the caller closed would be given to the first socket, and the answer printed
+/// into it.
+void FillStandardDescriptors() {
+  for (int descriptor = 0; descriptor <= 2; ++descriptor) {
+    if (::fcntl(descriptor, F_GETFD) == -1) {
+      (void)::open("/dev/null", O_RDONLY);
+    }
+  }
+}
+
+const Command* Find(std::string_view name) {
+  for (const Command& command : kCommands) {
+    if (name == command.name) {
+      return &command;
+    }
+  }
+  return nullptr;
+}
+
+int ReportUnknownCommand(const std::string& name) {
+  std::string known;
+  for (const Command& command : kCommands) {
+    known += (known.empty() ? "" : ", ") + std::string(command.name);
+  }
+  ShowMessage("there is no command \"" + name + "\". The commands are: " + known +
+              ". See netro --help.");
+  return WrongUsage;
+}
+
+int ReportUsage(const std::string& command, const std::string& text) {
+  ShowMessage(text);
+  ShowMessage("see " + (command.empty() ? "netro" : "netro " + command) + " --help");
+  return WrongUsage;
+}
+
+int RunCommand(const std::string& name, const CommandRun& run) {
+  try {
+    return run();
+  } catch (const UsageError& error) {
+    return ReportUsage(name, error.what());
+  } catch (const std::exception& error) {
+    ShowMessage(error.what());
+    return QueryFailed;
+  }
+}
+
+int Run(int argc, char** argv) {
+  CLI::App app("netro: internet protocols by hand, with the NetroClasses library.", "netro");
+  app.formatter(std::make_shared<HelpFormatter>());
+  app.footer(std::string(kFooter));
+  app.set_help_flag("-h,--help", "Show this help and exit");
+  app.set_version_flag("--version", "netro " NETRO_VERSION, "Show the version and exit");
+  app.require_subcommand(0, 1);
+
+  if (argc > 1 && argv[1][0] != '-' && Find(argv[1]) == nullptr) {
+    return ReportUnknownCommand(argv[1]);
+  }
+  CommandRun runs[std::size(kCommands)];
+  for (std::size_t i = 0; i < std::size(kCommands); ++i) {
+    CLI::App& options = *app.add_subcommand(kCommands[i].name, kCommands[i].summary);
+    options.group("Commands");
+    runs[i] = kCommands[i].setUp(options);
+  }
+
+  const auto chosen = [&app] {
+    const auto commands = app.get_subcommands();
+    return commands.empty() ? std::string() : commands.front()->get_name();
+  };
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::Success& request) {  // --help, --version
+    return app.exit(request);
+  } catch (const CLI::ParseError& error) {
+    return ReportUsage(chosen(), error.what());
+  }
+
+  const Command* command = Find(chosen());
+  if (command == nullptr) {
+    std::cerr << app.help();
+    return WrongUsage;
+  }
+  return RunCommand(command->name, runs[command - kCommands]);
+}
+
+}  // namespace
+}  // namespace netro::tool
+
+int main(int argc, char** argv) {
+  netro::tool::FillStandardDescriptors();
+  // A reader that goes away ("netro get ... | head") is seen as a failed write.
+  std::signal(SIGPIPE, SIG_IGN);
+  const int status = netro::tool::Run(argc, argv);
+  return netro::tool::FinishOutput(status);
+}

@@ -1,0 +1,11 @@
+// The parts of the tour, one function a class. Tour.cpp holds the table of them.
+#pragma once
+
+#include "tools/netro/TourReport.h"
+
+namespace netro::tool {
+
+void TourSockets(TourReport& report);
+void TourHttp(TourReport& report);
+
+}  // namespace netro::tool
