@@ -60,9 +60,9 @@ void HttpServer::On(const std::string& path, Handler handler) {
 
 void HttpServer::OnText(const std::string& path, const std::string& text) {
   On(path, [text](const HttpRequest& request) {
-    return Answer("200 OK\r\nContent-Type: text/plain\r\nContent-Length: " +
-                      std::to_string(text.size()),
-                  request.method == "HEAD" ? "" : text);
+    return Answer(
+        "200 OK\r\nContent-Type: text/plain\r\nContent-Length: " + std::to_string(text.size()),
+        request.method == "HEAD" ? "" : text);
   });
 }
 

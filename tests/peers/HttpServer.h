@@ -1,5 +1,5 @@
-// A small HTTP server with one handler for each path, which returns the raw bytes of the answer. One
-// request per connection; the stream ends after the answer. It shares nothing with the library.
+// A small HTTP server with one handler for each path, which returns the raw bytes of the answer.
+// One request per connection; the stream ends after the answer. It shares nothing with the library.
 //
 // Thread: the test's; handlers run on the server's threads, several at once.
 #pragma once
@@ -31,7 +31,8 @@ class HttpServer {
 
   HttpServer();
 
-  /// `path` is compared with the target up to its "?"; of a target in absolute form the path counts.
+  /// `path` is compared with the target up to its "?"; of a target in absolute form the path
+  /// counts.
   void On(const std::string& path, Handler handler);
   /// Answers with 200 and this text.
   void OnText(const std::string& path, const std::string& text);
@@ -49,8 +50,8 @@ class HttpServer {
 
   std::mutex mutex_;
   std::map<std::string, Handler> handlers_;  // guarded by mutex_
-  std::vector<HttpRequest> requests_;  // guarded by mutex_
-  LoopbackServer server_;              // last: its threads use the others
+  std::vector<HttpRequest> requests_;        // guarded by mutex_
+  LoopbackServer server_;                    // last: its threads use the others
 };
 
 }  // namespace netro::peers

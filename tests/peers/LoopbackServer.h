@@ -1,5 +1,5 @@
-// What the scripted servers are made of: a listening socket on a free port of 127.0.0.1 with its own
-// thread, and one thread for each connection. It shares nothing with the library.
+// What the scripted servers are made of: a listening socket on a free port of 127.0.0.1 with its
+// own thread, and one thread for each connection. It shares nothing with the library.
 //
 // Thread: a server belongs to the test; `serve` runs on the connection's thread. Destroying the
 // server ends every wait of every Connection at once and joins all threads.

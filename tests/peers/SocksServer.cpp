@@ -119,7 +119,7 @@ bool SocksServer::Version4(Dialogue& dialogue) {
 bool SocksServer::Version5(Dialogue& dialogue) {
   if (!dialogue.Want(2) || !dialogue.Want(2 + dialogue.Length(1))) return false;
   Keep(dialogue);
-  if (!Reply(dialogue, Octets({5, rules_.method}), false)) return false;
+  if (!Reply(dialogue, Octets({5, rules_.method}))) return false;
   if (rules_.method == 255 || (rules_.method == 2 && !Login(dialogue))) return false;
 
   if (!dialogue.Want(5)) return false;
@@ -140,7 +140,7 @@ bool SocksServer::Login(Dialogue& dialogue) {
   const bool accepted = dialogue.request.substr(2, user) == rules_.user &&
                         dialogue.request.substr(3 + user) == rules_.password;
   Keep(dialogue);
-  return Reply(dialogue, Octets({1, accepted ? 0 : 1}), false) && accepted;
+  return Reply(dialogue, Octets({1, accepted ? 0 : 1})) && accepted;
 }
 
 }  // namespace netro::peers

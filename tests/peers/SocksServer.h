@@ -51,7 +51,7 @@ class SocksServer {
   bool Version4(Dialogue& dialogue);
   bool Version5(Dialogue& dialogue);
   bool Login(Dialogue& dialogue);
-  bool Reply(Dialogue& dialogue, std::string bytes, bool opensTunnel);
+  bool Reply(Dialogue& dialogue, std::string bytes, bool opensTunnel = false);
   void Keep(Dialogue& dialogue);
   void Serve(Connection& connection);
 

@@ -9,8 +9,8 @@ namespace netro::peers {
 /// A descriptor for PeerHasRead; -1 where the kernel does not offer it.
 int OpenTcpDiag();
 
-/// True when the peer of `fd` has read all of the first `sent` bytes or is gone. Without a `diagFd`:
-/// when the peer's kernel has confirmed them.
+/// True when the peer of `fd` has read all of the first `sent` bytes or is gone. Without a
+/// `diagFd`: when the peer's kernel has confirmed them.
 bool PeerHasRead(int diagFd, int fd, std::uint64_t sent);
 
 }  // namespace netro::peers

@@ -1,0 +1,380 @@
+// How queries of the HTTP client fail: bad input, no connection, silence; and how the caller ends
+// them, from events, timers and other threads, up to deleting the object.
+
+#include <gtest/gtest.h>
+#include <netro/HTTPCls.h>
+#include <netro/MessageLoop.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <thread>
+
+#include "tests/peers/BytesServer.h"
+#include "tests/peers/HttpServer.h"
+#include "tests/peers/SocksServer.h"
+
+namespace netro {
+namespace {
+
+using namespace std::string_literals;
+using peers::AwaitText;
+using peers::BytesServer;
+using peers::HttpServer;
+using peers::Send;
+using peers::Stay;
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+constexpr char kHalf[] =
+    "HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\nContent-Length: 10\r\n\r\nhello";
+constexpr char kWhole[] =
+    "HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\nContent-Length: 5\r\n\r\nhello";
+
+std::string UrlOf(int port) { return "http://127.0.0.1:" + std::to_string(port) + "/"; }
+
+// Calls a function in every Status event.
+class OnStatus : public HTTPClsEvents {
+ public:
+  explicit OnStatus(std::function<void(HTTPCls&)> action) : action_(std::move(action)) {}
+  void Status(HTTPCls& ParentObj, const std::string& RemoteHostIP) override {
+    ++calls;
+    address = RemoteHostIP;
+    const auto action = action_;  // the action may end this sink's life
+    action(ParentObj);
+  }
+  int calls = 0;
+  std::string address;
+
+ private:
+  std::function<void(HTTPCls&)> action_;
+};
+
+TEST(HttpBadInput, NeverReachesTheWire) {
+  const struct {
+    const char* named;
+    std::function<void(HTTPCls&, const std::string&)> set;
+  } kCases[] = {
+      {"URL", [](HTTPCls& h, const std::string& bad) { h.URL(h.URL() + bad); }},
+      {"eader", [](HTTPCls& h, const std::string& bad) { h.AddHeader("X" + bad + "Y", "z"); }},
+      {"eader", [](HTTPCls& h, const std::string& bad) { h.AddHeader("X", "y" + bad + "z"); }},
+      {"HTTPToken", [](HTTPCls& h, const std::string& bad) { h.HTTPToken("HTTP/1.1" + bad); }},
+      {"User", [](HTTPCls& h, const std::string& bad) { h.User("a" + bad); }},
+      {"ProxyUser", [](HTTPCls& h, const std::string& bad) { h.ProxyUser("a" + bad); }},
+  };
+  BytesServer server({{AwaitText("\r\n\r\n"), Send(kWhole)}});
+  for (const auto& c : kCases)
+    for (const std::string& bad : {"\r"s, "\n"s, "\0"s, "\r\nX-Evil: 1"s}) {
+      SCOPED_TRACE(c.named);
+      HTTPCls http;
+      http.URL(UrlOf(server.Port()));
+      http.SendAuthAfterChallenge(true);
+      http.ProxyType(ProxyBasicAuthorization);
+      http.ProxyURL("127.0.0.1");
+      http.ProxyPort(server.Port());
+      c.set(http, bad);
+      bool timeout = true;
+      const std::string text = http.HTTPQuery(timeout);
+      EXPECT_EQ(http.LastErr(), 10022);
+      EXPECT_NE(text.find(c.named), std::string::npos) << text;
+      EXPECT_FALSE(timeout);
+    }
+  // Only the query that follows has made a connection.
+  HTTPCls http;
+  http.URL(UrlOf(server.Port()));
+  bool timeout = false;
+  EXPECT_EQ(http.HTTPQuery(timeout), kWhole);
+  EXPECT_EQ(server.Connections(), 1u);
+}
+
+TEST(HttpProtocol, OtherThanHttpFailsBeforeConnecting) {
+  BytesServer server({{AwaitText("\r\n\r\n"), Send(kWhole)}});
+  for (const char* protocol : {"https", "HTTPS", "ftp", "file", "ws"})
+    for (const ProxyTypeEnum type : {NoProxy, ProxySocks4, ProxySocks5NoAuth, ProxySocks5Auth}) {
+      HTTPCls http;
+      http.ProxyType(type);
+      http.ProxyURL("127.0.0.1");
+      http.ProxyPort(server.Port());
+      http.URL(protocol + "://127.0.0.1:"s + std::to_string(server.Port()) + "/");
+      bool timeout = true;
+      EXPECT_NE(http.HTTPQuery(timeout), "");
+      EXPECT_EQ(http.LastErr(), 10043);
+      EXPECT_FALSE(timeout);
+    }
+  EXPECT_EQ(server.Connections(), 0u);
+}
+
+TEST(HttpConnecting, RefusedIs10061) {
+  const peers::RefusingPort nobody;
+  HTTPCls http;
+  http.URL(UrlOf(nobody.Port()));
+  bool timeout = true;
+  EXPECT_EQ(
+      http.HTTPQuery(timeout),
+      "Connection Refused. The target machine actively refused the attempt to connect to it.");
+  EXPECT_EQ(http.LastErr(), 10061);
+  EXPECT_FALSE(timeout);
+}
+
+// The labels of a host name have 63 characters at most, so no resolver has to be asked.
+TEST(HttpConnecting, UnknownHostIs11001) {
+  HTTPCls http;
+  http.URL("http://" + std::string(64, 'a') + ".test/");
+  bool timeout = true;
+  EXPECT_NE(http.HTTPQuery(timeout), "");
+  EXPECT_EQ(http.LastErr(), 11001);
+  EXPECT_FALSE(timeout);
+}
+
+TEST(HttpTimeout, IsTrueOnlyForTheAnswer) {
+  const peers::HangingPort full;
+  BytesServer silent({{AwaitText("\r\n\r\n"), Stay()}});
+  BytesServer half({{AwaitText("\r\n\r\n"), Send(kHalf), Stay()}});
+  peers::SocksRules rules;
+  rules.silentAt = 0;
+  peers::SocksServer proxy(rules);
+  const struct {
+    const char* name;
+    int port;
+    ProxyTypeEnum type;
+    bool timeout;
+  } kCases[] = {{"connect", full.Port(), NoProxy, false},
+                {"proxy's reply", proxy.Port(), ProxySocks4, false},
+                {"no byte", silent.Port(), NoProxy, true},
+                {"half the body", half.Port(), NoProxy, true}};
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.name);
+    HTTPCls http;
+    http.TimeOutSeconds(1);
+    http.URL(UrlOf(c.port));
+    http.ProxyType(c.type);
+    http.ProxyURL("127.0.0.1");
+    http.ProxyPort(c.port);
+    bool timeout = !c.timeout;
+    const auto start = steady_clock::now();
+    EXPECT_EQ(http.HTTPQuery(timeout), "Command Timed Out");
+    EXPECT_GE(steady_clock::now() - start, milliseconds(990));
+    EXPECT_LT(steady_clock::now() - start, milliseconds(3000));
+    EXPECT_EQ(http.LastErr(), 10002);
+    EXPECT_EQ(timeout, c.timeout);
+    EXPECT_EQ(http.HTTPResult(), 0);
+  }
+}
+
+void ExpectCancelled(const HTTPCls& http, const std::string& text, bool timeout) {
+  EXPECT_EQ(text, "Command Canceled");
+  EXPECT_EQ(http.LastErr(), 9999);
+  EXPECT_FALSE(timeout);
+  EXPECT_EQ(http.HTTPResult(), 0);
+}
+
+TEST(HttpStopWaiting, FromAnEvent) {
+  BytesServer server({{AwaitText("\r\n\r\n"), Send(kHalf), Stay()}});
+  OnStatus sink([](HTTPCls& http) { http.StopWaiting(); });
+  HTTPCls http;
+  http.Events(&sink);
+  http.URL(UrlOf(server.Port()));
+  bool timeout = true;
+  const std::string text = http.HTTPQuery(timeout);
+  ExpectCancelled(http, text, timeout);
+}
+
+TEST(HttpStopWaiting, BetweenQueriesDoesNotPoisonTheNext) {
+  BytesServer server({{AwaitText("\r\n\r\n"), Send(kWhole)}});
+  HTTPCls http;
+  http.URL(UrlOf(server.Port()));
+  for (int i = 0; i < 3; ++i) {
+    http.Kill();
+    http.StopWaiting();
+    bool timeout = false;
+    EXPECT_EQ(http.HTTPQuery(timeout), kWhole);
+  }
+}
+
+// Where a query waits, and how a timer can tell that it does.
+struct WaitingPlace {
+  const char* name;
+  bool (HTTPCls::*waits)() const;
+  ProxyTypeEnum type;
+
+  friend void PrintTo(const WaitingPlace& place, std::ostream* out) { *out << place.name; }
+};
+const WaitingPlace kPlaces[] = {{"Connecting", &HTTPCls::WaitForConnect, NoProxy},
+                                {"Socks", &HTTPCls::WaitForSocksData, ProxySocks5NoAuth},
+                                {"Answer", &HTTPCls::WaitForData, NoProxy}};
+
+class HttpWaiting : public testing::TestWithParam<WaitingPlace> {
+ protected:
+  HttpWaiting() {
+    http_->URL(UrlOf(GetParam().waits == &HTTPCls::WaitForConnect ? full_.Port() : server_.Port()));
+    http_->ProxyType(GetParam().type);
+    http_->ProxyURL("127.0.0.1");
+    http_->ProxyPort(server_.Port());
+  }
+
+  // Runs a query and calls `action` from a timer once the query waits.
+  std::string QueryAndMeanwhile(const std::function<void()>& action) {
+    MessageLoop& loop = MessageLoop::ForThisThread();
+    bool done = false;
+    const std::int32_t timer = loop.SetTimer(1, [&] {
+      if (done || !(http_.get()->*GetParam().waits)()) return;
+      done = true;
+      called_ = steady_clock::now();
+      action();
+    });
+    const std::string text = http_->HTTPQuery(timeout_);
+    loop.KillTimer(timer);
+    EXPECT_TRUE(done);
+    return text;
+  }
+
+  peers::HangingPort full_;
+  BytesServer server_{{{Stay()}}};
+  std::unique_ptr<HTTPCls> http_ = std::make_unique<HTTPCls>();
+  bool timeout_ = true;
+  steady_clock::time_point called_;
+};
+
+TEST_P(HttpWaiting, StopsFromATimer) {
+  const std::string text = QueryAndMeanwhile([this] { http_->StopWaiting(); });
+  EXPECT_LT(steady_clock::now() - called_, milliseconds(500));
+  ExpectCancelled(*http_, text, timeout_);
+}
+
+TEST_P(HttpWaiting, RefusesToBeEnteredAgain) {
+  std::string inner;
+  bool innerTimeout = true;
+  QueryAndMeanwhile([&] {
+    inner = http_->HTTPQuery(innerTimeout);
+    EXPECT_EQ(http_->LastErr(), 0);  // still that of the outer query
+    http_->Kill();
+  });
+  EXPECT_NE(inner, "");
+  EXPECT_FALSE(innerTimeout);
+  EXPECT_EQ(http_->LastErr(), 9999);
+}
+
+TEST_P(HttpWaiting, OtherObjectsCanQuery) {
+  HttpServer other;
+  other.OnText("/", "hello");
+  std::string inner;
+  QueryAndMeanwhile([&] {
+    HTTPCls nested;
+    nested.URL(other.Url("/"));
+    bool timeout = false;
+    inner = nested.HTTPQuery(timeout);
+    http_->StopWaiting();
+  });
+  EXPECT_EQ(inner, kWhole);
+  EXPECT_EQ(http_->LastErr(), 9999);
+}
+
+TEST_P(HttpWaiting, CanBeDeletedFromATimer) {
+  QueryAndMeanwhile([this] { http_.reset(); });
+  EXPECT_FALSE(timeout_);
+}
+
+INSTANTIATE_TEST_SUITE_P(Places, HttpWaiting, testing::ValuesIn(kPlaces),
+                         [](const auto& param) { return param.param.name; });
+
+TEST(HttpStopWaiting, FromAnotherThreadWithinMilliseconds) {
+  constexpr int kRounds = 5;
+  BytesServer server({{AwaitText("\r\n\r\n"), Send(kHalf), Stay()}});
+  HTTPCls http;
+  http.URL(UrlOf(server.Port()));
+  auto fastest = steady_clock::duration::max();
+  for (std::size_t round = 0; round < kRounds; ++round) {
+    steady_clock::time_point stopped;
+    std::thread other([&] {
+      server.AwaitReceived(round, "\r\n\r\n");
+      stopped = steady_clock::now();
+      http.StopWaiting();
+    });
+    bool timeout = true;
+    const std::string text = http.HTTPQuery(timeout);
+    const auto end = steady_clock::now();
+    other.join();
+    fastest = std::min(fastest, end - stopped);
+    ExpectCancelled(http, text, timeout);
+  }
+  EXPECT_LT(fastest, milliseconds(10));
+}
+
+TEST(HttpStopWaiting, FromAnotherThreadAtAnyMoment) {
+  BytesServer server({{AwaitText("\r\n\r\n"), Send(kWhole, {10, 50, 70})}});
+  HTTPCls http;
+  http.URL(UrlOf(server.Port()));
+  std::atomic<bool> done{false};
+  std::thread other([&] {
+    while (!done) {
+      http.StopWaiting();
+      std::this_thread::yield();
+      http.Kill();
+    }
+  });
+  for (int round = 0; round < 200; ++round) {
+    bool timeout = true;
+    const std::string text = http.HTTPQuery(timeout);
+    EXPECT_TRUE(text == kWhole || text == "Command Canceled") << text;
+    EXPECT_EQ(http.LastErr(), text == kWhole ? 0 : 9999);
+    EXPECT_FALSE(timeout);
+  }
+  done = true;
+  other.join();
+  bool timeout = false;
+  EXPECT_EQ(http.HTTPQuery(timeout), kWhole);
+}
+
+TEST(HttpStatus, ComesForEveryBlockAndAllowsQueriesOfOthers) {
+  HttpServer other;
+  other.OnText("/", "hello");
+  BytesServer server({{AwaitText("\r\n\r\n"), Send(kWhole, {20, 60})}});
+  double received = 0;
+  OnStatus sink([&](HTTPCls& parent) {
+    EXPECT_GT(parent.ReceivedBytes(), received);
+    received = parent.ReceivedBytes();
+    bool timeout = true;
+    EXPECT_NE(parent.HTTPQuery(timeout), "");  // 10036, and nothing changes
+    EXPECT_FALSE(timeout);
+    EXPECT_EQ(parent.LastErr(), 0);
+    HTTPCls nested;
+    nested.URL(other.Url("/"));
+    EXPECT_EQ(nested.HTTPQuery(timeout), kWhole);
+  });
+  HTTPCls http;
+  http.Events(&sink);
+  http.URL(UrlOf(server.Port()));
+  bool timeout = true;
+  EXPECT_EQ(http.HTTPQuery(timeout), kWhole);
+  EXPECT_EQ(sink.calls, 3);
+  EXPECT_EQ(sink.address, "127.0.0.1");
+  EXPECT_EQ(server.Connections(), 1u);
+}
+
+TEST(HttpStatus, MayDeleteTheObject) {
+  for (int when = 1; when <= 3; ++when) {
+    BytesServer server({{AwaitText("\r\n\r\n"), Send(kWhole, {20, 60})}});
+    auto http = std::make_unique<HTTPCls>();
+    auto sink = std::make_unique<OnStatus>([](HTTPCls&) {});
+    sink = std::make_unique<OnStatus>([&](HTTPCls&) {
+      if (sink->calls < when) return;
+      http.reset();
+      sink.reset();
+    });
+    http->Events(sink.get());
+    http->URL(UrlOf(server.Port()));
+    bool timeout = true;
+    http->HTTPQuery(timeout);
+    EXPECT_EQ(http, nullptr);
+    EXPECT_FALSE(timeout);
+    EXPECT_EQ(server.Received(0), "GET / HTTP/1.1\r\nHost: 127.0.0.1:" +
+                                      std::to_string(server.Port()) + "\r\n\r\n\r\n");
+  }
+}
+
+}  // namespace
+}  // namespace netro

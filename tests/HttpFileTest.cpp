@@ -1,0 +1,222 @@
+// Bodies that the HTTP client writes to files: names, rights, links, and what is left behind when a
+// query fails.
+
+#include <gtest/gtest.h>
+#include <netro/HTTPCls.h>
+#include <sched.h>
+#include <signal.h>
+#include <sys/mount.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <string>
+#include <thread>
+
+#include "tests/TemporaryFolder.h"
+#include "tests/peers/BytesServer.h"
+#include "tests/peers/HttpServer.h"
+
+namespace netro {
+namespace {
+
+using peers::AwaitText;
+using peers::BytesServer;
+using peers::HalfClose;
+using peers::Script;
+using peers::Send;
+
+std::string Answer(const std::string& type, const std::string& body) {
+  return "HTTP/1.1 200 OK\r\nContent-Type: " + type +
+         "\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
+}
+
+Script Playing(const std::string& answer) { return {AwaitText("\r\n\r\n"), Send(answer)}; }
+
+class HttpFile : public testing::Test {
+ protected:
+  std::string Query(const BytesServer& server) {
+    http_.URL("http://127.0.0.1:" + std::to_string(server.Port()) + "/");
+    timeout_ = true;
+    return http_.HTTPQuery(timeout_);
+  }
+
+  void ExpectFileError(const std::string& text) {
+    EXPECT_GE(http_.LastErr(), 20000) << text;
+    EXPECT_NE(text, "");
+    EXPECT_FALSE(timeout_);
+  }
+
+  TemporaryFolder folder_;
+  HTTPCls http_;
+  bool timeout_ = false;
+};
+
+bool Exists(const std::string& name) {
+  struct stat facts;
+  return lstat(name.c_str(), &facts) == 0;
+}
+
+mode_t RightsOf(const std::string& name) {
+  struct stat facts {};
+  return stat(name.c_str(), &facts) == 0 ? facts.st_mode & 07777 : 0;
+}
+
+TEST_F(HttpFile, TextGoesThereWhenAsked) {
+  BytesServer server({Playing(Answer("text/plain", "hello"))});
+  http_.SaveAsFile(true);
+  http_.Filename(folder_ / "out");
+  WriteFile(http_.Filename(), "something longer that was there before");
+  EXPECT_EQ(Query(server),
+            "HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\nContent-Length: 5\r\n\r\n");
+  EXPECT_EQ(http_.BodyLen(), 5);
+  EXPECT_EQ(ReadFile(folder_ / "out"), "hello");
+  EXPECT_EQ(RightsOf(folder_ / "out"), 0600u);
+}
+
+TEST_F(HttpFile, AnEmptyBodyLeavesNothingOfTheOldFile) {
+  BytesServer server({Playing(Answer("text/plain", ""))});
+  http_.SaveAsFile(true);
+  http_.Filename(folder_ / "out");
+  WriteFile(http_.Filename(), "old");
+  Query(server);
+  EXPECT_EQ(http_.LastErr(), 0);
+  EXPECT_EQ(http_.BodyLen(), 0);
+  EXPECT_EQ(ReadFile(folder_ / "out"), "");
+}
+
+TEST_F(HttpFile, ATemporaryNameLastsUntilTheNextQuery) {
+  BytesServer server({Playing(Answer("image/png", "first")), Playing(Answer("image/png", "second")),
+                      Playing(Answer("text/plain", "third"))});
+  Query(server);
+  const std::string first = http_.Filename();
+  ASSERT_TRUE(http_.SaveAsFile());
+  const std::string base = std::filesystem::path(first).filename().string();
+  EXPECT_EQ(base.rfind("ansel", 0), 0u) << base;
+  EXPECT_EQ(std::filesystem::path(first).extension(), ".tmp");
+  EXPECT_EQ(RightsOf(first), 0600u);
+
+  Query(server);
+  const std::string second = http_.Filename();
+  EXPECT_NE(first, second);
+  EXPECT_EQ(ReadFile(first), "first");
+  EXPECT_EQ(ReadFile(second), "second");
+
+  EXPECT_EQ(Query(server), Answer("text/plain", "third"));
+  EXPECT_FALSE(http_.SaveAsFile());
+  EXPECT_EQ(http_.Filename(), "");
+  EXPECT_EQ(ReadFile(second), "second");
+  unlink(first.c_str());
+  unlink(second.c_str());
+}
+
+TEST_F(HttpFile, AnOwnNameIsKept) {
+  BytesServer server({Playing(Answer("image/png", "body")), Playing(Answer("text/plain", "text"))});
+  http_.Filename(folder_ / "mine");
+  Query(server);
+  EXPECT_TRUE(http_.SaveAsFile());
+  EXPECT_EQ(http_.Filename(), folder_ / "mine");
+  EXPECT_EQ(ReadFile(folder_ / "mine"), "body");
+
+  EXPECT_EQ(Query(server), Answer("text/plain", "text"));
+  EXPECT_FALSE(http_.SaveAsFile());
+  EXPECT_EQ(http_.Filename(), folder_ / "mine");
+}
+
+TEST_F(HttpFile, ARefusedAttemptLeavesNoTrace) {
+  setenv("TMPDIR", folder_.Path().c_str(), 1);
+  const std::string refused =
+      "HTTP/1.1 401 No\r\nContent-Type: application/json\r\nContent-Length: 2\r\n\r\n{}";
+  BytesServer server({Playing(refused), Playing(Answer("text/plain", "text"))});
+  http_.SendAuthAfterChallenge(true);
+  EXPECT_EQ(Query(server), Answer("text/plain", "text"));
+  EXPECT_FALSE(http_.SaveAsFile());
+  EXPECT_EQ(http_.Filename(), "");
+  EXPECT_TRUE(std::filesystem::is_empty(folder_.Path()));
+  unsetenv("TMPDIR");
+}
+
+// The link is put there while the query runs, after an old file has been deleted.
+TEST_F(HttpFile, LinksAreNotFollowed) {
+  const std::string link = folder_ / "link";
+  WriteFile(folder_ / "victim", "precious");
+  for (const bool asked : {false, true})
+    for (const std::string& target : {folder_ / "victim", folder_ / "missing"}) {
+      peers::HttpServer server;
+      server.On("/", [link, target](const peers::HttpRequest&) {
+        EXPECT_EQ(symlink(target.c_str(), link.c_str()), 0);
+        return Answer("image/png", "body");
+      });
+      http_.URL(server.Url("/"));
+      http_.Filename(link);
+      http_.SaveAsFile(asked);
+      http_.HTTPQuery(timeout_);
+      EXPECT_EQ(ReadFile(folder_ / "victim"), "precious");
+      EXPECT_FALSE(Exists(folder_ / "missing"));
+      EXPECT_EQ(ReadFile(link), "body");
+      unlink(link.c_str());
+    }
+}
+
+TEST_F(HttpFile, AFailedQueryLeavesNone) {
+  const std::string half = "HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nhello";
+  const std::string broken = "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n5\r\nhelloX";
+  for (const std::string& answer : {half, broken}) {
+    BytesServer server({{AwaitText("\r\n\r\n"), Send(answer), HalfClose()}});
+    http_.Filename(folder_ / "out");
+    EXPECT_NE(Query(server), "");
+    EXPECT_NE(http_.LastErr(), 0);
+    EXPECT_FALSE(Exists(folder_ / "out"));
+  }
+}
+
+TEST_F(HttpFile, CannotBeCreated) {
+  BytesServer server({Playing(Answer("image/png", "body"))});
+  for (const std::string& name : {folder_ / "no/such/folder", folder_.Path()}) {
+    SCOPED_TRACE(name);
+    http_.Filename(name);
+    ExpectFileError(Query(server));
+  }
+  EXPECT_TRUE(std::filesystem::is_directory(folder_.Path()));
+}
+
+TEST_F(HttpFile, GrowsOverTheSizeAllowed) {
+  BytesServer server({Playing(Answer("image/png", std::string(100000, 'x')))});
+  http_.Filename(folder_ / "out");
+  rlimit before{};
+  getrlimit(RLIMIT_FSIZE, &before);
+  const auto signalBefore = signal(SIGXFSZ, SIG_IGN);
+  const rlimit small{5000, before.rlim_max};
+  setrlimit(RLIMIT_FSIZE, &small);
+  const std::string text = Query(server);
+  setrlimit(RLIMIT_FSIZE, &before);
+  signal(SIGXFSZ, signalBefore);
+  ExpectFileError(text);
+  EXPECT_FALSE(Exists(folder_ / "out"));
+}
+
+// A file system of 64 KiB that only one thread sees; it goes with the thread.
+TEST_F(HttpFile, FullDisk) {
+  bool mounted = false;
+  std::thread([&] {
+    mounted = unshare(CLONE_NEWNS) == 0 &&
+              mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+              mount("none", folder_.Path().c_str(), "tmpfs", 0, "size=64k") == 0;
+    if (!mounted) return;
+    BytesServer server({Playing(Answer("image/png", std::string(100000, 'x')))});
+    HTTPCls http;
+    http.URL("http://127.0.0.1:" + std::to_string(server.Port()) + "/");
+    http.Filename(folder_ / "out");
+    bool timeout = true;
+    const std::string text = http.HTTPQuery(timeout);
+    EXPECT_GE(http.LastErr(), 20000) << text;
+    EXPECT_NE(text, "");
+    EXPECT_FALSE(timeout);
+    EXPECT_FALSE(Exists(folder_ / "out"));
+  }).join();
+  if (!mounted) GTEST_SKIP() << "a small file system of one's own needs root";
+}
+
+}  // namespace
+}  // namespace netro

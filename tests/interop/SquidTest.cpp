@@ -1,0 +1,135 @@
+// The HTTP client through squid with Basic proxy authentication, compared with what curl fetches.
+
+#include <gtest/gtest.h>
+#include <netro/HTTPCls.h>
+#include <pwd.h>
+#include <unistd.h>
+
+#include <memory>
+#include <string>
+
+#include "ServerProcess.h"
+#include "tests/peers/HttpServer.h"
+
+namespace netro::interop {
+namespace {
+
+std::string Configuration(const std::string& folder, const std::string& port) {
+  return "http_port 127.0.0.1:" + port + "\npid_filename " + folder + "/squid.pid\n" +
+         "access_log none\ncache_store_log none\ncache_log " + folder + "/cache.log\n" +
+         "coredump_dir " + folder + "\npinger_enable off\ncache deny all\n" +
+         "visible_hostname localhost\nshutdown_lifetime 0 seconds\n" +
+         "auth_param basic program /bin/sh " + folder + "/login.sh\n" +
+         "auth_param basic children 1\nauth_param basic realm test area\n" +
+         "acl known proxy_auth REQUIRED\nhttp_access allow known\nhttp_access deny all\n";
+}
+
+constexpr char kLogin[] =
+    "while read -r line; do\n"
+    "  if [ \"$line\" = 'user secret' ]; then echo OK; else echo ERR; fi\n"
+    "done\n";
+
+class Squid : public testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    const std::string program = FindProgram("squid");
+    if (program.empty()) return;
+    server_ =
+        std::make_unique<ServerProcess>([&](const std::string& folder, const std::string& port) {
+          const passwd* user = geteuid() == 0 ? getpwnam("proxy") : nullptr;
+          if (user != nullptr && chown(folder.c_str(), user->pw_uid, user->pw_gid) != 0)
+            ADD_FAILURE() << "cannot give the folder to squid's user";
+          WriteFile(folder + "/login.sh", kLogin);
+          WriteFile(folder + "/squid.conf", Configuration(folder, port));
+          return std::vector<std::string>{program,        "-N", "-n",
+                                          "netro" + port, "-f", folder + "/squid.conf"};
+        });
+  }
+  static void TearDownTestSuite() { server_.reset(); }
+
+  void SetUp() override {
+    if (!server_) GTEST_SKIP() << "squid is not installed";
+    ASSERT_TRUE(server_->IsUp()) << server_->Output() << ReadFile(server_->Folder() / "cache.log");
+    origin_.OnText("/text", "from the origin\n");
+    origin_.On("/chunked", [](const peers::HttpRequest&) {
+      return peers::HttpServer::Answer(
+          "200 OK\r\nContent-Type: text/plain\r\nTransfer-Encoding: chunked",
+          "5\r\nhello\r\n6;x=y\r\n again\r\n0\r\n\r\n");
+    });
+    origin_.On("/echo", [](const peers::HttpRequest& request) {
+      return peers::HttpServer::Answer("200 OK\r\nContent-Type: text/plain", request.body);
+    });
+    http_.ProxyURL("127.0.0.1");
+    http_.ProxyPort(server_->Port());
+    http_.ProxyUser("user");
+    http_.ProxyPassword("secret");
+  }
+
+  std::string Query(const std::string& path) {
+    http_.URL(origin_.Url(path));
+    return http_.HTTPQuery(timeout_);
+  }
+
+  std::string CurlThroughProxy(std::vector<std::string> arguments) {
+    arguments.insert(arguments.end(),
+                     {"--include", "--proxy", server_->Url(""), "--proxy-user", "user:secret"});
+    return Curl(arguments);
+  }
+
+  static std::unique_ptr<ServerProcess> server_;
+  peers::HttpServer origin_;
+  HTTPCls http_;
+  bool timeout_ = false;
+};
+std::unique_ptr<ServerProcess> Squid::server_;
+
+TEST_F(Squid, EveryHttpProxyKindFetches) {
+  for (const ProxyTypeEnum type : {ProxyBasicAuthorization, ProxyMSISAServer, ProxyPipe}) {
+    for (const char* path : {"/text", "/chunked", "/missing", "/text?a=b"}) {
+      SCOPED_TRACE(std::string(path) + " through kind " + std::to_string(type));
+      http_.ProxyType(type);
+      const std::string answer = Query(path);
+      const std::string wanted = CurlThroughProxy({origin_.Url(path)});
+      EXPECT_EQ(StableHeader(answer), StableHeader(wanted));
+      EXPECT_EQ(Body(answer), Body(wanted));
+      EXPECT_EQ(http_.LastErr(), 0);
+    }
+  }
+}
+
+TEST_F(Squid, HeadAndPost) {
+  http_.ProxyType(ProxyBasicAuthorization);
+  http_.QueryType(QueryHeader);
+  EXPECT_EQ(StableHeader(Query("/text")),
+            StableHeader(CurlThroughProxy({"--head", origin_.Url("/text")})));
+  http_.QueryType(QueryPost);
+  http_.PostData("a=b\r\n\r\nc");
+  const std::string answer = Query("/echo");
+  EXPECT_EQ(StableHeader(answer),
+            StableHeader(CurlThroughProxy({"--data-binary", "a=b", origin_.Url("/echo")})));
+  EXPECT_EQ(Body(answer), "a=b\r\n\r\nc");
+}
+
+TEST_F(Squid, TheOriginGetsNoProxyCredentials) {
+  http_.ProxyType(ProxyBasicAuthorization);
+  Query("/text");
+  ASSERT_EQ(origin_.Requests().size(), 1u);
+  EXPECT_EQ(origin_.Requests()[0].target, "/text");
+  EXPECT_EQ(origin_.Requests()[0].Field("Proxy-Authorization"), "");
+}
+
+TEST_F(Squid, WrongCredentialsAreRefused) {
+  for (const ProxyTypeEnum type : {ProxyBasicAuthorization, ProxyMSISAServer, ProxyPipe})
+    for (const char* user : {"user", ""}) {
+      http_.ProxyType(type);
+      http_.ProxyUser(user);
+      http_.ProxyPassword("wrong");
+      Query("/text");
+      EXPECT_EQ(http_.HTTPResult(), 407);
+      EXPECT_EQ(http_.LastErr(), 0);
+    }
+  EXPECT_TRUE(origin_.Requests().empty());
+}
+
+}  // namespace
+}  // namespace netro::interop
