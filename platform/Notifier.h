@@ -18,6 +18,9 @@
 
 namespace netro {
 
+/// What a socket call of this system returns when it has not succeeded on the spot.
+inline constexpr std::int32_t kSocketError = -1;
+
 enum class SocketEvent : std::int32_t { Read = 1, Write = 2, Accept = 8, Connect = 16, Close = 32 };
 
 /// The receiver of a socket's notifications; may do anything inside, closing the socket included.
@@ -58,8 +61,9 @@ class Notifier {
   /// Queues one more Read (for a listener: lets Accept come again).
   void Renew(std::int32_t handle);
 
-  /// Starts to connect. The outcome, an immediate one too, comes as a notification.
-  void Connect(std::int32_t handle, const SocketAddress& address);
+  /// Starts to connect and returns kSocketError, which means "under way", whatever the system said:
+  /// the outcome, an immediate one too, comes as a notification.
+  std::int32_t Connect(std::int32_t handle, const SocketAddress& address);
   std::int32_t Listen(std::int32_t handle, int backlog);
   /// Takes the next connection, registered with the same watcher. 0 and `error` on failure.
   std::int32_t Accept(std::int32_t listener, std::int32_t& error);

@@ -122,9 +122,10 @@ bool SocketCls::ConnectBy(const std::string& host, std::int32_t port, const Canc
     return Fail(error);
   }
   SetLingerOff(handle);
-  // The outcome, an immediate one too, arrives as a notification: for the engine a connect is
-  // always under way.
-  notifier.Connect(handle, {*ip, port});
+  // An error of any kind means "under way", and the outcome is a notification; any other result, an
+  // immediate success included, counts as a failure of that number.
+  const std::int32_t result = notifier.Connect(handle, {*ip, port});
+  if (result != kSocketError) return Fail(result);
   RefreshAddresses();
   return true;
 }

@@ -288,20 +288,23 @@ void Notifier::Renew(std::int32_t handle) {
   Wake();
 }
 
-void Notifier::Connect(std::int32_t handle, const SocketAddress& address) {
+std::int32_t Notifier::Connect(std::int32_t handle, const SocketAddress& address) {
   Registration* of = state_->Find(handle);
-  if (of == nullptr) return;
+  if (of == nullptr) return kErrNotSocket;
   const sockaddr_in name = ToSystem(address);
   const auto* generic = reinterpret_cast<const sockaddr*>(&name);
   const bool started =
       connect(handle, generic, sizeof name) == 0 || errno == EINPROGRESS || errno == EINTR;
   of->connecting = true;
-  if (started && state_->Control(EPOLL_CTL_ADD, handle, kStreamEvents, of->number)) return;
+  if (started && state_->Control(EPOLL_CTL_ADD, handle, kStreamEvents, of->number)) {
+    return kSocketError;
+  }
   of->connecting = false;
   of->ended = true;
   of->connectError = SocketErrorNumber(errno);
   state_->Queue(*of, kConnect);
   Wake();
+  return kSocketError;
 }
 
 std::int32_t Notifier::Listen(std::int32_t handle, int backlog) {
