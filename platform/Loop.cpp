@@ -22,6 +22,10 @@ namespace {
 // "At least every 10 ms", with room for a late wake-up.
 constexpr std::chrono::milliseconds kHostPumpInterval(8);
 
+// Each level of nested pumps is an event that waits inside. Deeper than this the reads and accepts
+// of other sockets are held back, which start such events; what can end a wait goes on.
+constexpr int kDeepestRead = 100;
+
 }  // namespace
 
 MessageLoop& MessageLoop::ForThisThread() { return *Loop::ForThread(); }
@@ -33,9 +37,14 @@ const std::shared_ptr<Loop>& Loop::ForThread() {
 
 void Loop::PumpMessages() {
   if (!std::exchange(collected_, false)) notifier_.Collect(TimePoint::min());
+  ++depth_;
   RunTasks();
   RunTimers();
-  for (std::size_t left = notifier_.Pending(); left > 0; --left) notifier_.DeliverOne();
+  for (std::size_t left = notifier_.Pending(); left > 0; --left) {
+    notifier_.DeliverOne(depth_ > kDeepestRead);
+  }
+  --depth_;
+  if (depth_ == kDeepestRead) notifier_.TakeBackHeld();
   KeepReadable();
 }
 

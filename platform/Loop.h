@@ -39,6 +39,8 @@ class Loop final : public MessageLoop {
 
   /// Sleeps until there is something to pump, the moment has come, or the host pump is due.
   void Block(TimePoint until);
+  /// False when so many pumps are nested that one which nobody waits for would be too much.
+  bool MayPumpAside() const { return depth_ < kDeepestPumpAside; }
   /// Runs the host pump when its 10 ms are over.
   void RunHostPump();
   /// To be called when a blocking call ends: what it collected and did not deliver keeps LoopFd
@@ -58,7 +60,10 @@ class Loop final : public MessageLoop {
   void Schedule(std::int32_t id, TimePoint due);
   void UpdateAlarm();
 
+  static constexpr int kDeepestPumpAside = 5;
+
   Notifier notifier_;
+  int depth_ = 0;           // pumps that are running, one inside the other
   bool collected_ = false;  // by Block, so that the next pump need not ask again
   int runDepth_ = 0;
   bool quit_ = false;

@@ -53,7 +53,10 @@ class Notifier {
   /// Takes what the system has to tell, sleeping until `until` when there is nothing.
   void Collect(TimePoint until);
   std::size_t Pending() const;
-  void DeliverOne();
+  /// Hands out what is pending for one socket. With `holdReads`, its Read and Accept are kept back
+  /// until TakeBackHeld.
+  void DeliverOne(bool holdReads = false);
+  void TakeBackHeld();
 
   /// Registers a socket. Streams begin to notify with Connect, listeners with Listen.
   std::int32_t Watch(std::int32_t handle, SocketKind kind, SocketWatcher& watcher);

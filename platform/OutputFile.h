@@ -2,6 +2,8 @@
 // it was not finished. Functions return the error number (20000 plus the system's), 0 for success.
 #pragma once
 
+#include <netro/Types.h>
+
 #include <cstdint>
 #include <span>
 #include <string>
@@ -19,6 +21,7 @@ class OutputFile {
   std::int32_t Create(const std::string& path);
   /// Creates a file of a new unique name in the system's folder for temporary files.
   std::int32_t CreateTemporary(const std::string& prefix, const std::string& extension);
+  /// Appends; what does not fill a whole buffer waits for more.
   std::int32_t Write(std::span<const std::uint8_t> bytes);
   /// Closes the file and keeps it. An error that shows only now removes it.
   std::int32_t Finish();
@@ -29,7 +32,10 @@ class OutputFile {
   const std::string& Path() const { return path_; }
 
  private:
+  std::int32_t Flush();
+
   int descriptor_ = -1;
+  Bytes waiting_;  // bytes that were not worth a system call yet
   std::string path_;
 };
 

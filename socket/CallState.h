@@ -19,20 +19,20 @@ struct CallState {
 class BusyScope {
  public:
   explicit BusyScope(std::shared_ptr<CallState> state)
-      : state_(std::move(state)), refused_(std::exchange(state_->busy, true)) {}
-  ~BusyScope() {
-    if (!refused_) state_->busy = false;
-  }
+      : state_(std::move(state)), entered_(!std::exchange(state_->busy, true)) {}
+  ~BusyScope() { Leave(); }
   BusyScope(const BusyScope&) = delete;
   BusyScope& operator=(const BusyScope&) = delete;
 
-  bool Refused() const { return refused_; }
-  /// False once the object was deleted; nothing of it may be touched then.
-  bool Alive() const { return state_->alive; }
+  bool Refused() const { return !entered_; }
+  /// Ends the marking early: what still runs does not mind another call on the object.
+  void Leave() {
+    if (std::exchange(entered_, false)) state_->busy = false;
+  }
 
  private:
   std::shared_ptr<CallState> state_;
-  bool refused_;
+  bool entered_;
 };
 
 }  // namespace netro

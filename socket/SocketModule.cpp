@@ -23,10 +23,7 @@
 namespace netro {
 namespace {
 
-constexpr std::size_t kChunkSize = 16'000;
 constexpr int kChunksPerTurn = 64;
-// Read loops whose pump runs the read loop of another socket: deeper than this they do not pump.
-constexpr int kDeepestDrain = 4;
 
 }  // namespace
 
@@ -132,22 +129,19 @@ void SocketModule::Drain(SocketCls& socket) {
 }
 
 void SocketModule::PumpInDrain(SocketCls& socket) {
-  if (drainDepth_ >= kDeepestDrain) return;
+  if (!loop_->MayPumpAside()) return;
   const auto call = socket.call_;
   socket.draining_ = true;
-  ++drainDepth_;
   loop_->PumpMessages();
-  --drainDepth_;
   if (call->alive) socket.draining_ = false;
 }
 
 bool SocketModule::ReceiveOnce(SocketCls& socket, bool& more) {
-  std::array<std::uint8_t, kChunkSize> room;
   const bool datagrams = socket.useUDP_ && socket.state_ == sockListening;
   SocketAddress from;
   std::int32_t error = 0;
   const auto got =
-      Notifications().Receive(socket.socketHandle_, room, error, datagrams ? &from : nullptr);
+      Notifications().Receive(socket.socketHandle_, room_, error, datagrams ? &from : nullptr);
   more = datagrams && (got == 0 || (got < 0 && error != kErrWouldBlock));
   if (got < 0 && more) socket.lastSocketErr_ = error;
   if (got <= 0) return false;
@@ -155,7 +149,7 @@ bool SocketModule::ReceiveOnce(SocketCls& socket, bool& more) {
     socket.remoteIP_ = FormatDotted(from.ip);
     socket.remotePort_ = from.port;
   }
-  socket.WindowProc(1, Bytes(room.begin(), room.begin() + got));
+  socket.WindowProc(1, Bytes(room_.begin(), room_.begin() + got));
   return true;
 }
 

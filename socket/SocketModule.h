@@ -4,6 +4,7 @@
 // alive.
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <cstdint>
 #include <memory>
@@ -66,7 +67,8 @@ class SocketModule final : public SocketWatcher {
   std::atomic<bool> cancel_{false};
   std::atomic<std::uint32_t> kills_{0};
   bool sendBlocked_ = false;
-  int drainDepth_ = 0;
+  // Of each Receive; what it took is copied before the call out, so nested reads can share it.
+  std::array<std::uint8_t, 16'000> room_;
 };
 
 }  // namespace netro

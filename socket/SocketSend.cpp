@@ -33,21 +33,22 @@ std::int32_t SocketCls::SendData(double Data) {
 }
 
 std::int32_t SocketCls::SendBytes(const void* data, std::size_t size) {
-  const BusyScope busy(call_);
+  BusyScope busy(call_);
   if (busy.Refused()) return kErrInProgress;
-  return SendAll(static_cast<const std::uint8_t*>(data), size, CancelMark(module_, call_));
+  const CancelMark mark(module_, call_);
+  return SendAll(static_cast<const std::uint8_t*>(data), size, mark, &busy);
 }
 
-std::int32_t SocketCls::SendAll(const std::uint8_t* data, std::size_t size,
-                                const CancelMark& mark) {
+std::int32_t SocketCls::SendAll(const std::uint8_t* data, std::size_t size, const CancelMark& mark,
+                                BusyScope* busy) {
   if (socketHandle_ == 0) return kErrNotConnected;
   const auto call = call_;
   SocketModule& module = mark.Module();
   const std::uint32_t connection = connection_;
   const TimePoint deadline = SecondsFromNow(kSendSeconds);
   module.SendBlocked(false);
-  std::size_t position = 0;
-  while (position < size) {
+  for (std::size_t position = 0; position < size;) {
+    if (connection_ != connection) return kErrNotConnected;
     std::int32_t error = 0;
     const auto sent =
         module.Notifications().Send(socketHandle_, {data + position, size - position}, error);
@@ -55,12 +56,15 @@ std::int32_t SocketCls::SendAll(const std::uint8_t* data, std::size_t size,
     if (sent == 0) return 0;
     if (sent > 0) position += static_cast<std::size_t>(sent);
     if (sent < 0) module.SendBlocked(true);
+    // Everything is out: an answer that the last pump delivers may be answered in its turn.
+    const bool last = position == size;
+    if (last && busy != nullptr) busy->Leave();
+    if (last && !module.MessageLoop().MayPumpAside()) return 0;
     WaitUntil(mark, deadline, [&] {
       return !call->alive || connection_ != connection || sent > 0 || !module.SendBlocked();
     });
     if (Now() >= deadline) return kErrTimedOut;
     if (mark.Cancelled()) return kErrCancelled;
-    if (connection_ != connection) return kErrNotConnected;
   }
   return 0;
 }

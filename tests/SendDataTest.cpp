@@ -1,6 +1,8 @@
 // SendData: blocking sends, cancellation from everywhere, and sinks that do the unexpected.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
 #include <csignal>
 #include <memory>
 #include <thread>
@@ -157,6 +159,69 @@ TEST(SendData, LargeDataArrivesWhole) {
   ASSERT_TRUE(ConnectAndWait(socket, server.Port()));
   EXPECT_EQ(socket.SendData(kMuch), 0);
   EXPECT_TRUE(PumpUntil([&] { return recorder.received == "done"; }));
+}
+
+// Each answer arrives inside the pump of the send before it. Sending there was once refused, and
+// with many busy sockets the pumps nested until the stack ran out.
+TEST(SendData, EchoesMayArriveInsideTheSend) {
+  peers::LoopbackServer echo([](peers::Connection& connection, std::size_t) {
+    std::string block;
+    while (connection.Read(block) && connection.Send(block)) block.clear();
+  });
+  constexpr int kSockets = 100;
+  constexpr int kRounds = 50;
+  int answered = 0;
+  std::vector<std::unique_ptr<SocketCls>> sockets;
+  std::vector<std::unique_ptr<Recorder>> recorders;
+  for (int i = 0; i < kSockets; ++i) {
+    SocketCls& socket = *sockets.emplace_back(std::make_unique<SocketCls>());
+    Recorder& recorder = *recorders.emplace_back(std::make_unique<Recorder>(socket));
+    recorder.hook = [&](const std::string& event) {
+      if (event != "DataArrival" || recorder.received.size() > kRounds) return;
+      ++answered;
+      EXPECT_EQ(socket.SendData("x"), 0);
+    };
+    ASSERT_TRUE(ConnectAndWait(socket, echo.Port()));
+  }
+  for (const auto& socket : sockets) ASSERT_EQ(socket->SendData("x"), 0);
+  EXPECT_TRUE(PumpUntil([&] { return answered == kSockets * kRounds; })) << answered;
+}
+
+// Every socket's handler sends to a peer that reads only when all are blocked: the sends nest, and
+// each waits for the ones above it.
+TEST(SendData, BlockedSendsMayNestDeeply) {
+  constexpr int kSockets = 130;
+  std::atomic<bool> mayRead{false};
+  peers::LoopbackServer server([&](peers::Connection& connection, std::size_t) {
+    connection.Send("go");
+    pollfd stop{connection.StopFd(), POLLIN, 0};
+    while (!mayRead && poll(&stop, 1, 5) == 0) continue;
+    std::string received;
+    connection.ReadToEnd(received);
+  });
+  const std::string much(5 * 1024 * 1024, 'm');
+  int sent = 0;
+  int depth = 0;
+  int deepest = 0;
+  std::vector<std::unique_ptr<SocketCls>> sockets;
+  std::vector<std::unique_ptr<Recorder>> recorders;
+  for (int i = 0; i < kSockets; ++i) {
+    SocketCls& socket = *sockets.emplace_back(std::make_unique<SocketCls>());
+    Recorder& recorder = *recorders.emplace_back(std::make_unique<Recorder>(socket));
+    socket.SocketIsBusy(true);
+    ASSERT_TRUE(ConnectAndWait(socket, server.Port()));
+    recorder.hook = [&](const std::string& event) {
+      if (event != "DataArrival") return;
+      deepest = std::max(deepest, ++depth);
+      if (depth == 50) mayRead = true;
+      if (socket.SendData(much) == 0) ++sent;
+      --depth;
+    };
+  }
+  for (const auto& socket : sockets) socket->SocketIsBusy(false);
+  EXPECT_TRUE(PumpUntil([&] { return sent == kSockets; })) << sent;
+  EXPECT_GE(deepest, 50);
+  EXPECT_LE(deepest, 110);
 }
 
 // A peer that never stops sending must not keep the read loop, nor the pump that runs it.

@@ -14,6 +14,7 @@
 #include "web/HttpAnswer.h"
 
 #include <algorithm>
+#include <new>
 #include <optional>
 #include <utility>
 
@@ -25,6 +26,7 @@ namespace {
 
 constexpr std::size_t kLongestHeader = 256 * 1024;
 constexpr std::size_t kLongestChunkLine = 16 * 1024;
+constexpr std::size_t kGrowth = 4;
 constexpr std::uint64_t kLargestLength = 1ULL << 53;  // what a double still counts exactly
 constexpr std::string_view kHeaderEnd = "\r\n\r\n";
 
@@ -225,7 +227,22 @@ void HttpAnswer::BeginBody() {
 void HttpAnswer::Emit(Block bytes) {
   bodyLength_ += static_cast<double>(bytes.size());
   if (toSink_) return sink_->WriteBody(bytes);
+  MakeRoom(text_.size() + bytes.size());
   text_.append(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+}
+
+// Moving a large text costs more than receiving it, since the system clears every page anew; so it
+// grows in larger steps than a string would by itself. What was received decides how far; a length
+// that the header tells can only make the step smaller.
+void HttpAnswer::MakeRoom(std::size_t needed) {
+  if (needed <= text_.capacity()) return;
+  std::size_t room = needed * kGrowth;
+  if (lengthKnown_) room = std::min<std::uint64_t>(room, needed + remaining_);
+  try {
+    text_.reserve(room);
+  } catch (const std::bad_alloc&) {
+    // Then the text grows by itself as far as it can.
+  }
 }
 
 void HttpAnswer::EmitLine() {

@@ -102,6 +102,7 @@ class HttpAnswer {
   Block TakeLine(Block block, bool& complete);
   void Emit(Block bytes);
   void EmitLine();
+  void MakeRoom(std::size_t needed);
 
   Options options_;
   HttpBodySink* sink_;

@@ -275,7 +275,12 @@ void HttpQuery::Publish() {
 void HttpQuery::DataArrival(const Bytes& BinData, const std::string& RemoteHostIP) {
   if (answer_ == nullptr || !owner_.waitForData_) return;
   owner_.receivedBytes_ += static_cast<double>(BinData.size());
-  answer_->Feed(BinData);
+  try {
+    answer_->Feed(BinData);
+  } catch (const std::bad_alloc&) {
+    answer_->Abandon();
+    owner_.lastErr_ = kErrNoBuffers;
+  }
   Publish();
   if (answer_->IsComplete() || answer_->Error() != 0) owner_.waitForData_ = false;
   if (owner_.events_ != nullptr) owner_.events_->Status(owner_, RemoteHostIP);

@@ -22,6 +22,7 @@
 
 namespace netro {
 
+class BusyScope;
 class CancelMark;
 class SocketModule;
 class SocketOwner;
@@ -233,7 +234,8 @@ class NETRO_EXPORT SocketCls {
   void SetLookupResult(std::int32_t error);
 
   std::int32_t SendBytes(const void* data, std::size_t size);
-  std::int32_t SendAll(const std::uint8_t* data, std::size_t size, const CancelMark& mark);
+  std::int32_t SendAll(const std::uint8_t* data, std::size_t size, const CancelMark& mark,
+                       BusyScope* busy = nullptr);
 
   bool RunProlog(SocksTarget target, bool remoteDNS, std::int32_t& lastErr);
   std::int32_t OpenTunnel(SocksTarget target, bool remoteDNS, const CancelMark& mark);

@@ -92,6 +92,7 @@ struct Notifier::State {
   std::uint64_t serial = 0;
   std::unordered_map<std::int32_t, Registration> watched;
   std::deque<std::uint64_t> queue;  // registration numbers with something pending
+  std::deque<std::uint64_t> held;   // those whose reads wait for the pumps to be less nested
 
   Registration* Find(std::int32_t handle) {
     const auto found = watched.find(handle);
@@ -248,7 +249,7 @@ void Notifier::Collect(TimePoint until) {
 
 std::size_t Notifier::Pending() const { return state_->queue.size(); }
 
-void Notifier::DeliverOne() {
+void Notifier::DeliverOne(bool holdReads) {
   State& s = *state_;
   if (s.queue.empty()) return;
   const std::uint64_t number = s.queue.front();
@@ -258,8 +259,19 @@ void Notifier::DeliverOne() {
     Registration* of = s.FindNumber(number);
     if (of == nullptr) return;
     if ((of->pending & bit) == 0) continue;
+    if (holdReads && (bit & (kRead | kAccept)) != 0) {
+      s.held.push_back(number);
+      return;
+    }
     of->pending &= ~bit;
     of->watcher->OnSocket(of->handle, event, bit == kClose ? of->closeError : of->connectError);
+  }
+}
+
+void Notifier::TakeBackHeld() {
+  State& s = *state_;
+  for (; !s.held.empty(); s.held.pop_front()) {
+    if (Registration* of = s.FindNumber(s.held.front())) s.Queue(*of, 0);
   }
 }
 

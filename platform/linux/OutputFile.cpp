@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <utility>
@@ -12,6 +13,12 @@
 #include "platform/linux/Descriptor.h"
 
 namespace netro {
+namespace {
+
+// Whole pages for the system, whatever size the blocks from the network have.
+constexpr std::size_t kBufferSize = 64 * 1024;
+
+}  // namespace
 
 std::int32_t OutputFile::Create(const std::string& path) {
   Discard();
@@ -34,24 +41,40 @@ std::int32_t OutputFile::CreateTemporary(const std::string& prefix, const std::s
 }
 
 std::int32_t OutputFile::Write(std::span<const std::uint8_t> bytes) {
+  waiting_.reserve(kBufferSize);
+  while (!bytes.empty()) {
+    const auto taken = bytes.first(std::min(bytes.size(), kBufferSize - waiting_.size()));
+    waiting_.insert(waiting_.end(), taken.begin(), taken.end());
+    bytes = bytes.subspan(taken.size());
+    if (waiting_.size() < kBufferSize) return 0;
+    if (const std::int32_t error = Flush()) return error;
+  }
+  return 0;
+}
+
+std::int32_t OutputFile::Flush() {
+  std::span<const std::uint8_t> bytes = waiting_;
   while (!bytes.empty()) {
     const ssize_t written = write(descriptor_, bytes.data(), bytes.size());
     if (written < 0 && errno == EINTR) continue;
     if (written < 0) return FileErrorNumber(errno);
     bytes = bytes.subspan(static_cast<std::size_t>(written));
   }
+  waiting_.clear();
   return 0;
 }
 
 std::int32_t OutputFile::Finish() {
   if (!IsOpen()) return 0;
-  if (close(std::exchange(descriptor_, -1)) == 0) return 0;
-  const std::int32_t error = FileErrorNumber(errno);
-  RemoveFile(path_);
+  std::int32_t error = Flush();
+  if (close(std::exchange(descriptor_, -1)) != 0 && error == 0) error = FileErrorNumber(errno);
+  if (error != 0) RemoveFile(path_);
+  waiting_.clear();
   return error;
 }
 
 void OutputFile::Discard() {
+  waiting_.clear();
   if (!IsOpen()) return;
   close(std::exchange(descriptor_, -1));
   RemoveFile(path_);

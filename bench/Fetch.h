@@ -1,0 +1,27 @@
+// One way to say what to fetch, and the two libraries that do it.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "bench/Measure.h"
+
+namespace netro::bench {
+
+struct Fetch {
+  std::string url;
+  std::uint64_t bodyBytes = 0;  ///< what must arrive
+  std::string file = {};        ///< where to save the body; empty: in memory
+  int repetitions = 1;          ///< each over a new connection
+  bool keepFraming = false;     ///< leave the chunk framing in the body (netro only)
+  int timeoutSeconds = 60;
+};
+
+/// Fetches and checks the number of bytes; returns an error text, empty when all went well.
+std::string NetroFetch(const Fetch& fetch, Stopwatch& watch);
+
+#ifdef NETRO_HAVE_CURL
+std::string CurlFetch(const Fetch& fetch, Stopwatch& watch);
+#endif
+
+}  // namespace netro::bench
