@@ -4,10 +4,9 @@
 
 #include <atomic>
 #include <memory>
-#include <system_error>
-#include <thread>
 
 #include "platform/ErrorNumbers.h"
+#include "platform/HelperThread.h"
 #include "platform/HostInfo.h"
 #include "platform/Loop.h"
 #include "platform/Sockets.h"
@@ -34,7 +33,7 @@ class SystemLookup final : public HostLookup {
     if (address.empty() || address.find('\0') != std::string::npos) return {{}, kErrNoDnsEntries};
     const auto job = std::make_shared<Job>();
     job->address = address;
-    if (!Start(job, mark.Module().SharedLoop())) return {{}, kErrNoBuffers};
+    if (!Start(job, mark.Module().MessageLoop())) return {{}, kErrNoBuffers};
     const WaitEnd end = WaitUntil(mark, deadline, [&] { return job->done.load(); });
     if (end != WaitEnd::Done) return {{}, WaitError(end)};
     if (job->answer.empty()) return {{}, kErrNoDnsEntries};
@@ -44,17 +43,13 @@ class SystemLookup final : public HostLookup {
   void Clear() override {}
 
  private:
-  static bool Start(const std::shared_ptr<Job>& job, const std::shared_ptr<Loop>& loop) {
-    try {
-      std::thread([job, loop] {
-        job->answer = AskSystem(job->address);
-        job->done = true;
-        loop->Wake();
-      }).detach();
-    } catch (const std::system_error&) {
-      return false;
-    }
-    return true;
+  // The helper holds the waker, not the loop: a late one must not destroy a loop on its thread.
+  static bool Start(const std::shared_ptr<Job>& job, Loop& loop) {
+    return RunOnHelperThread([job, waker = loop.Notifications().SharedWaker()] {
+      job->answer = AskSystem(job->address);
+      job->done = true;
+      waker->Wake();
+    });
   }
 };
 

@@ -16,14 +16,16 @@
 #include <utility>
 #include <vector>
 
+#include "platform/PerThread.h"
+
 namespace netro {
 namespace {
 
 // "At least every 10 ms", with room for a late wake-up.
 constexpr std::chrono::milliseconds kHostPumpInterval(8);
 
-// Each level of nested pumps is an event that waits inside. Deeper than this the reads and accepts
-// of other sockets are held back, which start such events; what can end a wait goes on.
+// Each level of nested pumps is an event that waits inside. Deeper than this, reads and accepts are
+// held back, which start such events, except those that a blocking call waits for.
 constexpr int kDeepestRead = 100;
 
 }  // namespace
@@ -31,20 +33,19 @@ constexpr int kDeepestRead = 100;
 MessageLoop& MessageLoop::ForThisThread() { return *Loop::ForThread(); }
 
 const std::shared_ptr<Loop>& Loop::ForThread() {
-  thread_local const std::shared_ptr<Loop> loop = std::make_shared<Loop>();
-  return loop;
+  return PerThread<Loop>([] { return std::make_shared<Loop>(); });
 }
 
 void Loop::PumpMessages() {
   if (!std::exchange(collected_, false)) notifier_.Collect(TimePoint::min());
   ++depth_;
+  if (depth_ <= kDeepestRead) notifier_.TakeBackHeld();
   RunTasks();
   RunTimers();
   for (std::size_t left = notifier_.Pending(); left > 0; --left) {
     notifier_.DeliverOne(depth_ > kDeepestRead);
   }
   --depth_;
-  if (depth_ == kDeepestRead) notifier_.TakeBackHeld();
   KeepReadable();
 }
 
@@ -57,7 +58,6 @@ void Loop::RunLoop() {
   }
   --runDepth_;
   quit_ = outer;
-  KeepReadable();
 }
 
 void Loop::QuitLoop() { quit_ = runDepth_ > 0; }
@@ -70,7 +70,8 @@ void Loop::Block(TimePoint until) {
 
 void Loop::KeepReadable() {
   const bool timerDue = !schedule_.empty() && schedule_.begin()->first <= Now();
-  if (hasTasks_ || notifier_.Pending() > 0 || timerDue) Wake();
+  const bool held = depth_ < kDeepestRead && notifier_.HasHeld();
+  if (hasTasks_ || notifier_.Pending() > 0 || held || timerDue) Wake();
 }
 
 void Loop::PostTask(std::function<void()> task) {

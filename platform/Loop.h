@@ -43,8 +43,8 @@ class Loop final : public MessageLoop {
   bool MayPumpAside() const { return depth_ < kDeepestPumpAside; }
   /// Runs the host pump when its 10 ms are over.
   void RunHostPump();
-  /// To be called when a blocking call ends: what it collected and did not deliver keeps LoopFd
-  /// readable.
+  /// Makes LoopFd readable when something is queued. Every pump ends with it; who queues outside of
+  /// a pump calls it.
   void KeepReadable();
 
  private:

@@ -15,6 +15,7 @@
 
 #include "platform/Clock.h"
 #include "platform/Sockets.h"
+#include "platform/Waker.h"
 
 namespace netro {
 
@@ -47,6 +48,7 @@ class Notifier {
 
   /// Makes Fd readable and ends a sleeping Collect. Any thread, signal-safe.
   void Wake();
+  std::shared_ptr<Waker> SharedWaker() const;
   /// Does the same at a moment; TimePoint::max() switches it off.
   void SetAlarm(TimePoint when);
 
@@ -57,11 +59,14 @@ class Notifier {
   /// until TakeBackHeld.
   void DeliverOne(bool holdReads = false);
   void TakeBackHeld();
+  bool HasHeld() const;
+  /// Never holds back this socket: a blocking call waits for what it reads.
+  void SetAwaited(std::int32_t handle);
 
   /// Registers a socket. Streams begin to notify with Connect, listeners with Listen.
   std::int32_t Watch(std::int32_t handle, SocketKind kind, SocketWatcher& watcher);
   void Unwatch(std::int32_t handle);
-  /// Queues one more Read (for a listener: lets Accept come again).
+  /// Queues one more Read for the next pump (for a listener: lets Accept come again).
   void Renew(std::int32_t handle);
 
   /// Starts to connect and returns kSocketError, which means "under way", whatever the system said:

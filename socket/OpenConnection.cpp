@@ -19,6 +19,7 @@ std::int32_t SocketOwner::Connect(SocketCls& socket, const ConnectionPlan& plan,
                                         direct ? plan.port : plan.proxyPort, mark, deadline);
   if (!call->alive) return kErrCancelled;
   if (!started) return socket.lastSocketErr_;
+  socket.module_->Notifications().SetAwaited(socket.socketHandle_);
   const WaitEnd end =
       WaitUntil(mark, deadline, [&] { return !call->alive || socket.state_ != sockConnecting; });
   if (!call->alive) return kErrCancelled;
@@ -26,7 +27,7 @@ std::int32_t SocketOwner::Connect(SocketCls& socket, const ConnectionPlan& plan,
     socket.Fail(WaitError(end));
     return socket.lastSocketErr_;
   }
-  // A peer may have closed again already; what it sent before is still to be read.
+  // A peer may have closed again already; the owner has seen what it sent before.
   const bool open = socket.state_ == sockConnected || socket.socketHandle_ != 0;
   if (open) return 0;
   return socket.lastSocketErr_ != 0 ? socket.lastSocketErr_ : kErrNotConnected;
@@ -40,6 +41,7 @@ std::int32_t SocketOwner::RunProlog(SocketCls& socket, const ConnectionPlan& pla
   target.port = plan.port;
   target.user = plan.proxyUser;
   target.password = plan.proxyPassword;
+  target.resolveRemotely = plan.remoteDNS;
   target.version5 = plan.socks != SocksKind::Socks4;
   target.offerPassword = plan.socks == SocksKind::Socks5Auth;
   socket.SocksTimeout(plan.seconds);

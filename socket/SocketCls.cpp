@@ -1,6 +1,7 @@
 // SocketCls: life, connecting, listening, accepting, closing, and the entry for notifications.
 #include <netro/SocketCls.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <utility>
 
@@ -16,6 +17,7 @@ namespace netro {
 namespace {
 
 constexpr std::int32_t kNoAddress = -1;
+constexpr std::size_t kLargestBlock = 16'000;
 constexpr int kBacklog = 5;
 constexpr int kAcceptPauseMilliseconds = 100;
 
@@ -66,6 +68,7 @@ void SocketCls::Close() {
   localIP_.clear();
   remoteIP_.clear();
   localPort_ = remotePort_ = 0;
+  datagrams_ = false;
   early_.clear();
   closeHeld_ = prologInProgress_;  // ends the wait of a prolog
 }
@@ -84,6 +87,7 @@ void SocketCls::SocketIsBusy(bool value) {
   socketIsBusy_ = value;
   if (resumed && socketHandle_ != 0 && state_ != sockConnecting) {
     module_->Notifications().Renew(socketHandle_);
+    module_->MessageLoop().KeepReadable();
   }
 }
 
@@ -96,7 +100,7 @@ bool SocketCls::Connect(const std::string& Host, std::int32_t Port) {
   return ConnectBy(Host, Port, CancelMark(module_, call_), TimePoint::max());
 }
 
-bool SocketCls::ConnectBy(const std::string& host, std::int32_t port, const CancelMark& mark,
+bool SocketCls::ConnectBy(std::string host, std::int32_t port, const CancelMark& mark,
                           Deadline deadline) {
   Close();
   closedByClient_ = false;
@@ -142,6 +146,7 @@ std::optional<std::int32_t> SocketCls::Resolve(const std::string& host, const Ca
 
 bool SocketCls::Listen(const std::string& FeedLocalIp) {
   const std::int32_t port = localPort_;
+  const std::string localIp = FeedLocalIp;  // may be a property that Close clears
   Close();
   closedByClient_ = false;
   if (const std::int32_t error = StartUp()) return Fail(error);
@@ -149,7 +154,8 @@ bool SocketCls::Listen(const std::string& FeedLocalIp) {
   const SocketKind kind = useUDP_ ? SocketKind::Datagram : SocketKind::Listener;
   if (const std::int32_t error = CreateSocket(kind, handle)) return Fail(error);
   Attach(handle);
-  if (const std::int32_t error = StartListening(FeedLocalIp, port)) return Fail(error);
+  datagrams_ = useUDP_;
+  if (const std::int32_t error = StartListening(localIp, port)) return Fail(error);
   RefreshAddresses();
   state_ = sockListening;
   return true;
@@ -175,19 +181,25 @@ void SocketCls::Accept(std::int32_t RequestID) {
   const std::int32_t handle = error == 0 ? module_->Notifications().Accept(RequestID, error) : 0;
   if (error != 0) {
     lastSocketErr_ = error;
-    if (error != kErrTooManyFiles && error != kErrNoBuffers) return;
-    const auto module = module_;
-    const auto timer = std::make_shared<std::int32_t>(0);
-    *timer = module->MessageLoop().SetTimer(kAcceptPauseMilliseconds, [module, RequestID, timer] {
-      module->MessageLoop().KillTimer(*timer);
-      module->Notifications().Renew(RequestID);
-    });
+    if (error == kErrTooManyFiles || error == kErrNoBuffers) RequestAgainLater(RequestID);
     return;
   }
   closedByClient_ = false;
   Attach(handle);
   RefreshAddresses();
   state_ = sockConnected;
+}
+
+// Without descriptors the listener would notify for ever; it does so again after a pause.
+void SocketCls::RequestAgainLater(std::int32_t listener) {
+  const auto timer = std::make_shared<std::int32_t>(0);
+  const std::weak_ptr<SocketModule> weak = module_;  // the module owns the timer
+  *timer = module_->MessageLoop().SetTimer(kAcceptPauseMilliseconds, [weak, listener, timer] {
+    const auto module = weak.lock();
+    if (module == nullptr) return;
+    module->MessageLoop().KillTimer(*timer);
+    module->Notifications().Renew(listener);
+  });
 }
 
 void SocketCls::Disconnect() { Close(); }
@@ -214,12 +226,15 @@ void SocketCls::PeerClosed(std::int32_t error) {
 
 void SocketCls::DeliverEarly() {
   const auto call = call_;
-  if (prologInProgress_) return;
-  if (!early_.empty()) {
-    const Bytes bytes = std::exchange(early_, {});
-    WindowProc(1, bytes);
+  const std::uint32_t connection = connection_;
+  while (!prologInProgress_ && !early_.empty() && !socketIsBusy_) {
+    const auto end = early_.begin() + static_cast<long>(std::min(early_.size(), kLargestBlock));
+    const Bytes block(early_.begin(), end);
+    early_.erase(early_.begin(), end);
+    WindowProc(1, block);
+    if (!call->alive || connection_ != connection) return;
   }
-  if (call->alive && std::exchange(closeHeld_, false)) WindowProc(32);
+  if (!prologInProgress_ && early_.empty() && std::exchange(closeHeld_, false)) WindowProc(32);
 }
 
 void SocketCls::WindowProc(std::int32_t WSAEvent, const std::string& Data) {

@@ -18,6 +18,7 @@
 #include <limits>
 
 #include "platform/ErrorNumbers.h"
+#include "platform/PerThread.h"
 #include "socket/CallState.h"
 
 namespace netro {
@@ -27,9 +28,8 @@ constexpr int kChunksPerTurn = 64;
 
 }  // namespace
 
-std::shared_ptr<SocketModule> SocketModule::ForThread() {
-  thread_local const auto module = std::make_shared<SocketModule>(Loop::ForThread());
-  return module;
+const std::shared_ptr<SocketModule>& SocketModule::ForThread() {
+  return PerThread<SocketModule>([] { return std::make_shared<SocketModule>(Loop::ForThread()); });
 }
 
 std::int32_t SocketModule::StartUp(bool& counted) {
@@ -82,7 +82,7 @@ void SocketModule::OnSocket(std::int32_t handle, SocketEvent event, std::int32_t
   if (socket == nullptr) return;
   switch (event) {
     case SocketEvent::Read:
-      if (!socket->socketIsBusy_ && !socket->draining_) Drain(*socket);
+      if (!socket->socketIsBusy_) Drain(*socket);
       break;
     case SocketEvent::Write:
       sendBlocked_ = false;
@@ -114,8 +114,10 @@ void SocketModule::Drain(SocketCls& socket) {
   const auto canGoOn = [&] {
     return call->alive && socket.connection_ == connection && !socket.socketIsBusy_;
   };
+  // Inside the pump of another read loop one block is enough: turns of turns would take for ever.
+  const int turns = pumpsInDrain_ == 0 ? kChunksPerTurn : 1;
   socket.DeliverEarly();
-  for (int turn = 0; turn < kChunksPerTurn && canGoOn(); ++turn) {
+  for (int turn = 0; turn < turns && canGoOn(); ++turn) {
     PumpInDrain(socket);
     if (!canGoOn()) return;
     if (cancel_.exchange(false)) break;
@@ -129,23 +131,24 @@ void SocketModule::Drain(SocketCls& socket) {
 }
 
 void SocketModule::PumpInDrain(SocketCls& socket) {
-  if (!loop_->MayPumpAside()) return;
+  if (socket.draining_ || !loop_->MayPumpAside()) return;
   const auto call = socket.call_;
   socket.draining_ = true;
+  ++pumpsInDrain_;
   loop_->PumpMessages();
+  --pumpsInDrain_;
   if (call->alive) socket.draining_ = false;
 }
 
 bool SocketModule::ReceiveOnce(SocketCls& socket, bool& more) {
-  const bool datagrams = socket.useUDP_ && socket.state_ == sockListening;
   SocketAddress from;
   std::int32_t error = 0;
-  const auto got =
-      Notifications().Receive(socket.socketHandle_, room_, error, datagrams ? &from : nullptr);
-  more = datagrams && (got == 0 || (got < 0 && error != kErrWouldBlock));
+  const auto got = Notifications().Receive(socket.socketHandle_, room_, error,
+                                           socket.datagrams_ ? &from : nullptr);
+  more = socket.datagrams_ && (got == 0 || (got < 0 && error != kErrWouldBlock));
   if (got < 0 && more) socket.lastSocketErr_ = error;
   if (got <= 0) return false;
-  if (datagrams) {
+  if (socket.datagrams_) {
     socket.remoteIP_ = FormatDotted(from.ip);
     socket.remotePort_ = from.port;
   }

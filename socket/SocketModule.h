@@ -22,10 +22,9 @@ class SocketModule final : public SocketWatcher {
  public:
   explicit SocketModule(std::shared_ptr<Loop> loop) : loop_(std::move(loop)) {}
 
-  static std::shared_ptr<SocketModule> ForThread();
+  static const std::shared_ptr<SocketModule>& ForThread();
 
   Loop& MessageLoop() { return *loop_; }
-  const std::shared_ptr<Loop>& SharedLoop() const { return loop_; }
   Notifier& Notifications() { return loop_->Notifications(); }
 
   /// Counts one more user of the network stack, starting it for the first. Returns the error
@@ -67,6 +66,7 @@ class SocketModule final : public SocketWatcher {
   std::atomic<bool> cancel_{false};
   std::atomic<std::uint32_t> kills_{0};
   bool sendBlocked_ = false;
+  int pumpsInDrain_ = 0;
   // Of each Receive; what it took is copied before the call out, so nested reads can share it.
   std::array<std::uint8_t, 16'000> room_;
 };

@@ -42,6 +42,14 @@ std::int32_t SocketCls::SendBytes(const void* data, std::size_t size) {
 std::int32_t SocketCls::SendAll(const std::uint8_t* data, std::size_t size, const CancelMark& mark,
                                 BusyScope* busy) {
   if (socketHandle_ == 0) return kErrNotConnected;
+  const std::int32_t error = SendInTurns(data, size, mark, busy);
+  // Whoever else is blocked tries again: this send may have taken its notification.
+  if (error != 0) mark.Module().SendBlocked(false);
+  return error;
+}
+
+std::int32_t SocketCls::SendInTurns(const std::uint8_t* data, std::size_t size,
+                                    const CancelMark& mark, BusyScope* busy) {
   const auto call = call_;
   SocketModule& module = mark.Module();
   const std::uint32_t connection = connection_;
@@ -59,10 +67,11 @@ std::int32_t SocketCls::SendAll(const std::uint8_t* data, std::size_t size, cons
     // Everything is out: an answer that the last pump delivers may be answered in its turn.
     const bool last = position == size;
     if (last && busy != nullptr) busy->Leave();
-    if (last && !module.MessageLoop().MayPumpAside()) return 0;
-    WaitUntil(mark, deadline, [&] {
-      return !call->alive || connection_ != connection || sent > 0 || !module.SendBlocked();
-    });
+    if (!last || module.MessageLoop().MayPumpAside()) {
+      WaitUntil(mark, deadline, [&] {
+        return !call->alive || connection_ != connection || sent > 0 || !module.SendBlocked();
+      });
+    }
     if (Now() >= deadline) return kErrTimedOut;
     if (mark.Cancelled()) return kErrCancelled;
   }

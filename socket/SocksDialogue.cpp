@@ -64,7 +64,7 @@ std::int32_t SocksDialogue::Check(const SocksTarget& target) {
   const bool tooLong =
       std::max({target.host.size(), target.user.size(), target.password.size()}) > kLongestField;
   const bool nul = !target.version5 && (HasNul(target.host) || HasNul(target.user));
-  const bool noHost = !target.ip && target.host.empty();
+  const bool noHost = target.resolveRemotely && target.host.empty();
   const bool badPort = target.port < 0 || target.port > 65535;
   return tooLong || nul || noHost || badPort ? kErrInvalidArgument : 0;
 }

@@ -22,6 +22,7 @@ struct SocksTarget {
   std::optional<std::int32_t> ip;  // network order; without it the proxy resolves `host`
   std::string user;
   std::string password;
+  bool resolveRemotely = false;
   bool version5 = false;
   bool offerPassword = false;
 };

@@ -62,39 +62,47 @@ bool SocketCls::RunProlog(SocksTarget target, bool remoteDNS, std::int32_t& last
 
 std::int32_t SocketCls::OpenTunnel(SocksTarget target, bool remoteDNS, const CancelMark& mark) {
   const auto call = call_;
+  const std::uint32_t connection = connection_;
   std::int32_t error = PrepareTarget(target, remoteDNS, mark);
   if (error == 0) {
     SocksDialogue dialogue(std::move(target));
     error = RunDialogue(dialogue, mark);
   }
-  if (error != 0 && call->alive) {
-    prologInProgress_ = false;
-    Fail(error);
+  if (error == 0 || !call->alive) return error;
+  prologInProgress_ = false;
+  const std::int32_t socketError = error == kErrNoDnsEntries ? kErrHostNotFound : error;
+  if (connection_ == connection) {
+    Fail(socketError);
+  } else {
+    closeHeld_ = false;  // an event has put something else in the connection's place
+    lastSocketErr_ = socketError;
   }
   return error;
 }
 
 std::int32_t SocketCls::PrepareTarget(SocksTarget& target, bool remoteDNS, const CancelMark& mark) {
-  if (const std::int32_t error = SocksDialogue::Check(target); error != 0 && remoteDNS)
-    return error;
-  if (!remoteDNS) {
-    const auto call = call_;
-    target.ip = Resolve(target.host, mark, SecondsFromNow(socksTimeout_));
-    if (!call->alive) return kErrCancelled;
-    if (!target.ip) return dnsLastErr_;
-  }
-  return SocksDialogue::Check(target);
+  target.resolveRemotely = remoteDNS;
+  if (const std::int32_t error = SocksDialogue::Check(target)) return error;
+  if (remoteDNS) return 0;
+  const auto call = call_;
+  const std::uint32_t connection = connection_;
+  target.ip = Resolve(target.host, mark, SecondsFromNow(socksTimeout_));
+  if (!call->alive) return kErrCancelled;
+  if (connection_ != connection) return kErrNotConnected;
+  return target.ip ? 0 : dnsLastErr_;
 }
 
 std::int32_t SocketCls::RunDialogue(SocksDialogue& dialogue, const CancelMark& mark) {
+  const std::uint32_t connection = connection_;
   prologReply_.clear();
-  closeHeld_ = false;
+  closeHeld_ = state_ != sockConnected;  // the proxy may have hung up before it was asked
   prologInProgress_ = true;
+  module_->Notifications().SetAwaited(socketHandle_);
   while (!dialogue.IsOpen()) {
     const Bytes request = dialogue.Request();
     std::int32_t error = SendAll(request.data(), request.size(), mark);
     // A proxy that has hung up is an empty reply, also when the system noticed it while sending.
-    if (error == 0 || error == kErrConnectionReset) error = AwaitReply(dialogue, mark);
+    if (error == 0 || error == kErrConnectionReset) error = AwaitReply(dialogue, mark, connection);
     if (error != 0) return error;
     const std::size_t used = std::min(prologReply_.size(), dialogue.ReplyLength(prologReply_));
     error = dialogue.Take(prologReply_);
@@ -103,20 +111,24 @@ std::int32_t SocketCls::RunDialogue(SocksDialogue& dialogue, const CancelMark& m
   }
   prologInProgress_ = false;
   early_ = std::exchange(prologReply_, {});
-  if (!early_.empty() || closeHeld_) module_->Notifications().Renew(socketHandle_);
+  if (!early_.empty() || closeHeld_) {
+    module_->Notifications().Renew(socketHandle_);
+    module_->MessageLoop().KeepReadable();
+  }
   return 0;
 }
 
-std::int32_t SocketCls::AwaitReply(const SocksDialogue& dialogue, const CancelMark& mark) {
+std::int32_t SocketCls::AwaitReply(const SocksDialogue& dialogue, const CancelMark& mark,
+                                   std::uint32_t connection) {
   const auto call = call_;
   const TimePoint deadline = SecondsFromNow(socksTimeout_);
-  const auto ended = [&] { return !call->alive || closeHeld_; };
+  const auto ended = [&] { return !call->alive || closeHeld_ || connection_ != connection; };
   const WaitEnd end =
       WaitUntil(mark, deadline, [&] { return ended() || prologReply_.size() >= 2; });
   if (end != WaitEnd::Done) return WaitError(end);
   for (bool arriving = true; arriving;) {
     if (!call->alive) return kErrCancelled;
-    if (socketHandle_ == 0) return kErrNotConnected;  // disconnected by an event
+    if (connection_ != connection) return kErrNotConnected;  // disconnected by an event
     const std::size_t had = prologReply_.size();
     if (!dialogue.Accepts(prologReply_) || had >= dialogue.ReplyLength(prologReply_)) return 0;
     const WaitEnd rest = WaitUntil(mark, std::min(deadline, Now() + kPauseWithinReply),

@@ -4,10 +4,8 @@
 #include "platform/Loop.h"
 
 namespace netro {
-namespace {
-
-WaitEnd PumpUntil(Loop& loop, const CancelMark& mark, TimePoint deadline,
-                  const std::function<bool()>& done) {
+WaitEnd WaitUntil(const CancelMark& mark, TimePoint deadline, const std::function<bool()>& done) {
+  Loop& loop = mark.Module().MessageLoop();
   for (;;) {
     loop.RunHostPump();
     loop.PumpMessages();
@@ -16,15 +14,6 @@ WaitEnd PumpUntil(Loop& loop, const CancelMark& mark, TimePoint deadline,
     if (mark.Cancelled()) return WaitEnd::Cancelled;
     loop.Block(deadline);
   }
-}
-
-}  // namespace
-
-WaitEnd WaitUntil(const CancelMark& mark, TimePoint deadline, const std::function<bool()>& done) {
-  Loop& loop = mark.Module().MessageLoop();
-  const WaitEnd end = PumpUntil(loop, mark, deadline, done);
-  loop.KeepReadable();
-  return end;
 }
 
 std::int32_t WaitError(WaitEnd end) {

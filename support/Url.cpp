@@ -46,6 +46,11 @@ bool IsHostCharacter(char c) {
          c == '.' || c == '_' || static_cast<unsigned char>(c) >= 0x80;
 }
 
+// RFC 3986, section 3.1; in lower case.
+bool IsProtocolCharacter(char c) {
+  return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '+' || c == '-' || c == '.';
+}
+
 bool IsControl(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; }
 
 /// `text` for use in an error text: no control byte reaches a terminal or a log.
@@ -64,7 +69,9 @@ class Splitter {
     if (HasControl(rest_)) {
       return {{}, "The URL must not contain CR, LF or NUL."};
     }
-    TakeProtocol();
+    if (std::string error = TakeProtocol(); !error.empty()) {
+      return {{}, error};
+    }
     std::string_view authority = rest_.substr(0, rest_.find_first_of("/?#"));
     rest_.remove_prefix(authority.size());
     std::string error = TakeUserInfo(authority);
@@ -79,17 +86,21 @@ class Splitter {
   }
 
  private:
-  void TakeProtocol() {
+  std::string TakeProtocol() {
     // Only what stands before the first "/" can be the protocol's end: "host/go?to=http://x".
     const std::size_t end = rest_.find("://");
     if (end != rest_.npos && end < rest_.find_first_of("/?#")) {
       if (end > 0) {
         url_.protocol = ToLower(rest_.substr(0, end));
+        if (!std::ranges::all_of(url_.protocol, IsProtocolCharacter)) {
+          return "The URL's protocol " + Quoted(url_.protocol) + " is not a word.";
+        }
       }
       rest_.remove_prefix(end + 3);
     } else if (rest_.starts_with("//")) {
       rest_.remove_prefix(2);
     }
+    return {};
   }
 
   /// Leaves host and port in `authority`.

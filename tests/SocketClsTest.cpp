@@ -15,7 +15,6 @@
 namespace netro {
 namespace {
 
-using peers::AwaitBytes;
 using peers::AwaitText;
 using peers::BytesServer;
 using peers::Send;

@@ -21,10 +21,10 @@ std::string HTTPCls::HTTPQuery(bool& Timeout) {
 }
 
 void HTTPCls::AddHeader(std::string HeaderName, std::string HeaderValue) {
-  headers_.emplace_back(std::move(HeaderName), std::move(HeaderValue));
+  settings_.headers.emplace_back(std::move(HeaderName), std::move(HeaderValue));
 }
 
-void HTTPCls::ClearHeaders() { headers_.clear(); }
+void HTTPCls::ClearHeaders() { settings_.headers.clear(); }
 
 void HTTPCls::StopWaiting() {
   ++call_->stops;

@@ -22,7 +22,10 @@
 namespace netro {
 
 HttpQuery::HttpQuery(HTTPCls& owner)
-    : owner_(owner), call_(owner.call_), mark_(SocketOwner::Module(owner.socket_), owner.call_) {}
+    : owner_(owner), call_(owner.call_), mark_(SocketOwner::Module(owner.socket_), owner.call_) {
+  Forget();
+  settings_ = owner.settings_;
+}
 
 std::string HttpQuery::Run(bool& timeout) {
   timeout = false;
@@ -46,7 +49,6 @@ void HttpQuery::Reset() {
   owner_.bodyLen_ = 0;
   owner_.receivedBytes_ = 0;
   owner_.contentType_.clear();
-  Forget();
   owner_.socket_.Disconnect();
   owner_.socket_.Events(this);
 }
@@ -54,8 +56,8 @@ void HttpQuery::Reset() {
 // Takes back what an answer without text made of the file settings.
 void HttpQuery::Forget() {
   file_.Discard();
-  if (std::exchange(owner_.automaticSave_, false)) owner_.saveAsFile_ = false;
-  if (std::exchange(owner_.automaticName_, false)) owner_.filename_.clear();
+  if (std::exchange(owner_.automaticSave_, false)) owner_.settings_.saveAsFile = false;
+  if (std::exchange(owner_.automaticName_, false)) owner_.settings_.filename.clear();
 }
 
 bool HttpQuery::Fail(std::int32_t error, std::string text) {
@@ -73,35 +75,35 @@ bool HttpQuery::CheckText(const std::string& value, const char* name) {
 }
 
 bool HttpQuery::CheckSettings() {
-  if (owner_.queryType_ < QueryGet || owner_.queryType_ > QueryHeader) {
+  if (settings_.queryType < QueryGet || settings_.queryType > QueryHeader) {
     return Fail(kErrInvalidArgument, "QueryType is none of the request methods.");
   }
-  for (const auto& [name, value] : owner_.headers_) {
+  for (const auto& [name, value] : settings_.headers) {
     if (name.empty() || name.find_first_of(": \t") != std::string::npos) {
       return Fail(kErrInvalidArgument, "HeaderName must be one word without a colon.");
     }
     if (!CheckText(name, "HeaderName") || !CheckText(value, "HeaderValue")) return false;
   }
-  return CheckText(owner_.httpToken_, "HTTPToken") && CheckText(owner_.user_, "User") &&
-         CheckText(owner_.filename_, "Filename") && CheckProxy();
+  return CheckText(settings_.httpToken, "HTTPToken") && CheckText(settings_.user, "User") &&
+         CheckText(settings_.filename, "Filename") && CheckProxy();
 }
 
 bool HttpQuery::CheckProxy() {
-  if (owner_.proxyType_ < NoProxy || owner_.proxyType_ > ProxyPipe) {
+  if (settings_.proxyType < NoProxy || settings_.proxyType > ProxyPipe) {
     return Fail(kErrInvalidArgument, "ProxyType is none of the proxy kinds.");
   }
-  if (!CheckText(owner_.proxyUser_, "ProxyUser")) return false;
-  if (owner_.proxyType_ == NoProxy) return true;
-  if (owner_.proxyURL_.empty()) return Fail(kErrInvalidArgument, "ProxyURL is empty.");
-  if (owner_.proxyPort_ < 1 || owner_.proxyPort_ > 65535) {
+  if (!CheckText(settings_.proxyUser, "ProxyUser")) return false;
+  if (settings_.proxyType == NoProxy) return true;
+  if (settings_.proxyURL.empty()) return Fail(kErrInvalidArgument, "ProxyURL is empty.");
+  if (settings_.proxyPort < 1 || settings_.proxyPort > 65535) {
     return Fail(kErrInvalidArgument,
-                "ProxyPort " + std::to_string(owner_.proxyPort_) + " is no port.");
+                "ProxyPort " + std::to_string(settings_.proxyPort) + " is no port.");
   }
   return true;
 }
 
 bool HttpQuery::Prepare() {
-  UrlResult split = SplitUrl(owner_.url_);
+  UrlResult split = SplitUrl(settings_.url);
   if (!split.error.empty()) return Fail(kErrInvalidArgument, "URL: " + split.error);
   url_ = std::move(split.url);
   if (url_.protocol != "http" && !UsesHttpProxy()) {
@@ -109,32 +111,32 @@ bool HttpQuery::Prepare() {
                 "URL: the protocol \"" + url_.protocol +
                     "\" is not supported; only an HTTP proxy can fetch it.");
   }
-  owner_.socket_.DNSURL(owner_.dnsURL_);
+  owner_.socket_.DNSURL(settings_.dnsURL);
   proxyAuthorization_ =
-      owner_.proxyType_ == ProxyBasicAuthorization || owner_.proxyType_ == ProxyMSISAServer;
-  serverAuthorization_ = owner_.sendAuthAfterChallenge_;
+      settings_.proxyType == ProxyBasicAuthorization || settings_.proxyType == ProxyMSISAServer;
+  serverAuthorization_ = settings_.sendAuthAfterChallenge;
   return true;
 }
 
-bool HttpQuery::UsesHttpProxy() const { return owner_.proxyType_ != NoProxy && !UsesSocks(); }
+bool HttpQuery::UsesHttpProxy() const { return settings_.proxyType != NoProxy && !UsesSocks(); }
 
 bool HttpQuery::UsesSocks() const {
-  return owner_.proxyType_ >= ProxySocks4 && owner_.proxyType_ <= ProxySocks5Auth;
+  return settings_.proxyType >= ProxySocks4 && settings_.proxyType <= ProxySocks5Auth;
 }
 
 bool HttpQuery::Exchange(bool& timeout) { return Open() && Send() && AwaitAnswer(timeout); }
 
 ConnectionPlan HttpQuery::Plan() const {
   ConnectionPlan plan;
-  plan.host = UsesHttpProxy() ? owner_.proxyURL_ : url_.host;
-  plan.port = UsesHttpProxy() ? owner_.proxyPort_ : url_.port;
-  plan.proxyHost = owner_.proxyURL_;
-  plan.proxyPort = owner_.proxyPort_;
-  plan.proxyUser = owner_.proxyUser_;
-  plan.proxyPassword = owner_.proxyPassword_;
-  plan.remoteDNS = owner_.proxyUseRemoteDNS_;
-  plan.seconds = owner_.timeOutSeconds_;
-  switch (owner_.proxyType_) {
+  plan.host = UsesHttpProxy() ? settings_.proxyURL : url_.host;
+  plan.port = UsesHttpProxy() ? settings_.proxyPort : url_.port;
+  plan.proxyHost = settings_.proxyURL;
+  plan.proxyPort = settings_.proxyPort;
+  plan.proxyUser = settings_.proxyUser;
+  plan.proxyPassword = settings_.proxyPassword;
+  plan.remoteDNS = settings_.proxyUseRemoteDNS;
+  plan.seconds = settings_.timeOutSeconds;
+  switch (settings_.proxyType) {
     case ProxySocks4:
       plan.socks = SocksKind::Socks4;
       break;
@@ -155,17 +157,24 @@ bool HttpQuery::Open() {
   owner_.waitForDataLen_ = 0;
   owner_.transferChunkOffset_ = 0;
   const ConnectionPlan plan = Plan();
+  answer_.reset();
+  // A server may answer or hang up before it was asked; behind a SOCKS proxy only once it is
+  // reached.
+  if (!UsesSocks()) BeginAnswer();
   owner_.waitForConnect_ = true;
   std::int32_t error = SocketOwner::Connect(owner_.socket_, plan, mark_);
   if (!call_->alive) return false;
   owner_.waitForConnect_ = false;
   if (error != 0) return Fail(error);
+  if (!UsesSocks()) return true;
 
-  owner_.waitForSocksData_ = UsesSocks();
+  owner_.waitForSocksData_ = true;
   error = SocketOwner::RunProlog(owner_.socket_, plan, mark_);
   if (!call_->alive) return false;
   owner_.waitForSocksData_ = false;
+  if (error == 0) BeginAnswer();
   if (error == 0) return true;
+  if (error == kErrNoDnsEntries) error = kErrHostNotFound;
   const bool isProxyText = error >= kErrSocksRefused && error <= kErrSocksMethod;
   return Fail(error, isProxyText
                          ? GetMessageText(error, {plan.proxyHost, std::to_string(plan.proxyPort)})
@@ -175,46 +184,52 @@ bool HttpQuery::Open() {
 HttpRequest HttpQuery::Request() const {
   static constexpr const char* kMethods[] = {"GET", "POST", "HEAD"};
   HttpRequest request;
-  request.method = kMethods[owner_.queryType_];
+  request.method = kMethods[settings_.queryType];
   request.url = url_;
   request.absoluteForm = UsesHttpProxy();
-  request.token = owner_.httpToken_;
-  request.headers = owner_.headers_;
+  request.token = settings_.httpToken;
+  request.headers = settings_.headers;
   // A SOCKS proxy's credentials are for the SOCKS proxy: an answer of 407 from behind it does not
   // get them.
-  if (proxyAuthorization_ && !owner_.proxyUser_.empty() && !UsesSocks()) {
-    request.proxy = {owner_.proxyUser_, owner_.proxyPassword_, proxyChallenge_};
+  if (proxyAuthorization_ && !settings_.proxyUser.empty() && !UsesSocks()) {
+    request.proxy = {settings_.proxyUser, settings_.proxyPassword, proxyChallenge_};
   }
   if (url_.hasUserInfo) {
     request.server = {url_.user, url_.password, serverChallenge_};
   } else if (serverAuthorization_) {
-    request.server = {owner_.user_, owner_.password_, serverChallenge_};
+    request.server = {settings_.user, settings_.password, serverChallenge_};
   }
-  if (owner_.queryType_ == QueryPost) request.body = owner_.postData_;
+  if (settings_.queryType == QueryPost) request.body = settings_.postData;
   return request;
 }
 
-bool HttpQuery::Send() {
-  if (owner_.saveAsFile_ && !owner_.filename_.empty()) {
-    const std::int32_t error = RemoveFile(owner_.filename_);
-    if (error != 0) return Fail(error, CanNotWrite(error));
-  }
+void HttpQuery::BeginAnswer() {
   HttpAnswer::Options options;
-  options.headOnly = owner_.queryType_ == QueryHeader;
-  options.removeChunks = owner_.removeChunkHeader_;
+  options.headOnly = settings_.queryType == QueryHeader;
+  options.removeChunks = settings_.removeChunkHeader;
   answer_ = std::make_unique<HttpAnswer>(options, static_cast<HttpBodySink&>(*this));
+  ended_ = reset_ = false;
   owner_.receivedBytes_ = 0;
-  owner_.waitForData_ = true;
-  owner_.closeMeansEnd_ = true;
+}
+
+bool HttpQuery::Send() {
+  if (settings_.saveAsFile && !settings_.filename.empty() && !answer_->BodyInFile()) {
+    const std::int32_t error = RemoveFile(settings_.filename);
+    if (error != 0) return Fail(error, CanNotWrite(settings_.filename, error));
+  }
+  if (ended_) return true;
+  owner_.waitForData_ = owner_.closeMeansEnd_ = sending_ = true;
   const std::string text = Request().Compose();
   const std::int32_t error = SocketOwner::Send(owner_.socket_, text, mark_);
+  sending_ = false;
   if (!call_->alive) return false;
-  // A server may answer and hang up before it has read everything.
-  return error == 0 || answer_->IsComplete() || Fail(error);
+  // A server may answer and hang up before it has read everything: the answer may still be there.
+  reset_ = error == kErrConnectionReset;
+  return error == 0 || ended_ || reset_ || Fail(error);
 }
 
 bool HttpQuery::AwaitAnswer(bool& timeout) {
-  const WaitEnd end = WaitUntil(mark_, SecondsFromNow(owner_.timeOutSeconds_), [&] {
+  const WaitEnd end = WaitUntil(mark_, SecondsFromNow(settings_.timeOutSeconds), [&] {
     return !call_->alive || !owner_.waitForData_ || owner_.lastErr_ != 0;
   });
   if (!call_->alive) return false;
@@ -225,7 +240,7 @@ bool HttpQuery::AwaitAnswer(bool& timeout) {
   if (mark_.Cancelled()) return Fail(kErrCancelled);
   owner_.socket_.Disconnect();
   const std::int32_t error = file_.Finish();
-  return error == 0 || Fail(error, CanNotWrite(error));
+  return error == 0 || Fail(error, CanNotWrite(file_.Path(), error));
 }
 
 bool HttpQuery::FailAnswer() {
@@ -242,14 +257,14 @@ bool HttpQuery::Refused() {
   if (!proxyAsked_ && line.find("407") != std::string_view::npos) {
     proxyAsked_ = proxyAuthorization_ = true;
     proxyChallenge_ = ParseChallenge(header, "Proxy-Authenticate");
-  } else if (!serverAsked_ && owner_.sendAuthAfterChallenge_ &&
+  } else if (!serverAsked_ && settings_.sendAuthAfterChallenge &&
              line.find("401") != std::string_view::npos) {
     serverAsked_ = serverAuthorization_ = true;
     serverChallenge_ = ParseChallenge(header, "WWW-Authenticate");
   } else {
     return false;
   }
-  if (owner_.saveAsFile_ && answer_->BodyInFile()) RemoveFile(owner_.filename_);
+  if (answer_->BodyInFile()) RemoveFile(file_.Path());
   Forget();
   return true;
 }
@@ -260,6 +275,7 @@ std::string HttpQuery::Finish() {
   owner_.httpResultMsg_ = status.reason;
   Publish();
   owner_.bodyLen_ = answer_->BodyLength();
+  if (answer_->BodyInFile()) TellFile();
   return answer_->TakeText();
 }
 
@@ -273,7 +289,7 @@ void HttpQuery::Publish() {
 }
 
 void HttpQuery::DataArrival(const Bytes& BinData, const std::string& RemoteHostIP) {
-  if (answer_ == nullptr || !owner_.waitForData_) return;
+  if (answer_ == nullptr || ended_) return;
   owner_.receivedBytes_ += static_cast<double>(BinData.size());
   try {
     answer_->Feed(BinData);
@@ -282,30 +298,40 @@ void HttpQuery::DataArrival(const Bytes& BinData, const std::string& RemoteHostI
     owner_.lastErr_ = kErrNoBuffers;
   }
   Publish();
-  if (answer_->IsComplete() || answer_->Error() != 0) owner_.waitForData_ = false;
+  if (answer_->IsComplete() || answer_->Error() != 0) EndAnswer();
   if (owner_.events_ != nullptr) owner_.events_->Status(owner_, RemoteHostIP);
 }
 
 void HttpQuery::Closed() {
-  if (answer_ == nullptr || !owner_.waitForData_) return;
-  answer_->ConnectionEnded(SocketOwner::CloseError(owner_.socket_));
+  if (answer_ == nullptr || ended_) return;
+  const std::int32_t error = SocketOwner::CloseError(owner_.socket_);
+  answer_->ConnectionEnded(reset_ ? kErrConnectionReset : error);
+  EndAnswer();
+}
+
+void HttpQuery::EndAnswer() {
+  ended_ = true;
   owner_.waitForData_ = false;
+  // Whoever has answered reads no further: there is no need to send the rest.
+  if (sending_) owner_.socket_.Disconnect();
 }
 
 bool HttpQuery::BeginBody() {
   const bool text = StartsWithIgnoreCase(answer_->ContentType(), "text/");
-  if (text && !owner_.saveAsFile_) return false;
-  std::int32_t error = 0;
-  if (!owner_.saveAsFile_) owner_.saveAsFile_ = owner_.automaticSave_ = true;
-  if (owner_.filename_.empty()) {
-    error = file_.CreateTemporary("ansel", "tmp");
-    owner_.filename_ = file_.Path();
-    owner_.automaticName_ = true;
-  } else {
-    error = file_.Create(owner_.filename_);
-  }
+  if (text && !settings_.saveAsFile) return false;
+  const std::int32_t error = settings_.filename.empty() ? file_.CreateTemporary("ansel", "tmp")
+                                                        : file_.Create(settings_.filename);
+  TellFile();
   if (error != 0) AbandonBody(error);
   return true;
+}
+
+// The properties tell where the body went, if that was not the caller's choice.
+void HttpQuery::TellFile() {
+  if (!settings_.saveAsFile) owner_.settings_.saveAsFile = owner_.automaticSave_ = true;
+  if (!settings_.filename.empty()) return;
+  owner_.settings_.filename = file_.Path();
+  owner_.automaticName_ = true;
 }
 
 void HttpQuery::WriteBody(std::span<const std::uint8_t> bytes) {
@@ -315,11 +341,11 @@ void HttpQuery::WriteBody(std::span<const std::uint8_t> bytes) {
 void HttpQuery::AbandonBody(std::int32_t error) {
   answer_->Abandon();
   owner_.lastErr_ = error;
-  errorText_ = CanNotWrite(error);
+  errorText_ = CanNotWrite(file_.Path(), error);
 }
 
-std::string HttpQuery::CanNotWrite(std::int32_t error) const {
-  return "Can not write \"" + owner_.filename_ + "\". " + SocketErrorText(error);
+std::string HttpQuery::CanNotWrite(const std::string& path, std::int32_t error) {
+  return "Can not write \"" + path + "\". " + SocketErrorText(error);
 }
 
 }  // namespace netro

@@ -31,7 +31,9 @@ class HttpQuery final : private SocketClsEvents, private HttpBodySink {
   bool Prepare();
   bool Exchange(bool& timeout);
   bool Open();
+  void BeginAnswer();
   bool Send();
+  void EndAnswer();
   bool AwaitAnswer(bool& timeout);
   bool Refused();
   void Forget();
@@ -50,11 +52,13 @@ class HttpQuery final : private SocketClsEvents, private HttpBodySink {
   bool BeginBody() override;
   void WriteBody(std::span<const std::uint8_t> bytes) override;
   void AbandonBody(std::int32_t error);
-  std::string CanNotWrite(std::int32_t error) const;
+  static std::string CanNotWrite(const std::string& path, std::int32_t error);
+  void TellFile();
 
   HTTPCls& owner_;
   std::shared_ptr<CallState> call_;
   CancelMark mark_;
+  HTTPCls::Settings settings_;
   Url url_;
   bool proxyAuthorization_ = false;
   bool serverAuthorization_ = false;
@@ -63,6 +67,9 @@ class HttpQuery final : private SocketClsEvents, private HttpBodySink {
   HttpChallenge proxyChallenge_;
   HttpChallenge serverChallenge_;
   std::unique_ptr<HttpAnswer> answer_;
+  bool ended_ = false;  // the answer is complete, broken, or cut short
+  bool sending_ = false;
+  bool reset_ = false;  // noticed while sending
   OutputFile file_;
   std::string errorText_;
 };

@@ -1,7 +1,6 @@
 #include "web/HttpRequest.h"
 
-#include <random>
-
+#include "platform/Random.h"
 #include "support/Base64.h"
 #include "support/DigestAuth.h"
 
@@ -14,9 +13,8 @@ constexpr const char* kNonceCount = "00000001";
 
 // 128 random bits as hexadecimal digits: the client's nonce must not be guessable.
 std::string RandomNonce() {
-  std::random_device random;
   std::string nonce;
-  for (int i = 0; i < 32; ++i) nonce += "0123456789abcdef"[random() & 15];
+  for (int i = 0; i < 32; ++i) nonce += "0123456789abcdef"[RandomNumber() & 15];
   return nonce;
 }
 

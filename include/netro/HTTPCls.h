@@ -57,64 +57,64 @@ class NETRO_EXPORT HTTPCls {
 
   /// [protocol://][user[:password]@]host[:port][/path][?query]. A missing protocol is http, a
   /// missing port 80. Blanks and other bytes that cannot stand in a URL are percent-encoded.
-  const std::string& URL() const { return url_; }
-  void URL(std::string value) { url_ = std::move(value); }
+  const std::string& URL() const { return settings_.url; }
+  void URL(std::string value) { settings_.url = std::move(value); }
   /// Stored only; the connection uses the port of the URL.
   std::int32_t Port() const { return port_; }
   void Port(std::int32_t value) { port_ = value; }
-  QueryTypeEnum QueryType() const { return queryType_; }
-  void QueryType(QueryTypeEnum value) { queryType_ = value; }
+  QueryTypeEnum QueryType() const { return settings_.queryType; }
+  void QueryType(QueryTypeEnum value) { settings_.queryType = value; }
   /// Body of a QueryPost; its bytes are sent as they are.
-  const std::string& PostData() const { return postData_; }
-  void PostData(std::string value) { postData_ = std::move(value); }
+  const std::string& PostData() const { return settings_.postData; }
+  void PostData(std::string value) { settings_.postData = std::move(value); }
   /// Protocol token of the request line.
-  const std::string& HTTPToken() const { return httpToken_; }
-  void HTTPToken(std::string value) { httpToken_ = std::move(value); }
+  const std::string& HTTPToken() const { return settings_.httpToken; }
+  void HTTPToken(std::string value) { settings_.httpToken = std::move(value); }
   /// Credentials for the server; user information in the URL goes before them.
-  const std::string& User() const { return user_; }
-  void User(std::string value) { user_ = std::move(value); }
-  const std::string& Password() const { return password_; }
-  void Password(std::string value) { password_ = std::move(value); }
+  const std::string& User() const { return settings_.user; }
+  void User(std::string value) { settings_.user = std::move(value); }
+  const std::string& Password() const { return settings_.password; }
+  void Password(std::string value) { settings_.password = std::move(value); }
   /// True: the credentials go with the first request already, and again after a challenge. False:
   /// a 401 answer is returned as it is.
-  bool SendAuthAfterChallenge() const { return sendAuthAfterChallenge_; }
-  void SendAuthAfterChallenge(bool value) { sendAuthAfterChallenge_ = value; }
+  bool SendAuthAfterChallenge() const { return settings_.sendAuthAfterChallenge; }
+  void SendAuthAfterChallenge(bool value) { settings_.sendAuthAfterChallenge = value; }
   /// Seconds that each wait may take: lookup and connect, each SOCKS reply, the whole answer.
-  std::int32_t TimeOutSeconds() const { return timeOutSeconds_; }
-  void TimeOutSeconds(std::int32_t value) { timeOutSeconds_ = value; }
-  ProxyTypeEnum ProxyType() const { return proxyType_; }
-  void ProxyType(ProxyTypeEnum value) { proxyType_ = value; }
-  const std::string& ProxyURL() const { return proxyURL_; }
-  void ProxyURL(std::string value) { proxyURL_ = std::move(value); }
-  std::int32_t ProxyPort() const { return proxyPort_; }
-  void ProxyPort(std::int32_t value) { proxyPort_ = value; }
-  const std::string& ProxyUser() const { return proxyUser_; }
-  void ProxyUser(std::string value) { proxyUser_ = std::move(value); }
-  const std::string& ProxyPassword() const { return proxyPassword_; }
-  void ProxyPassword(std::string value) { proxyPassword_ = std::move(value); }
+  std::int32_t TimeOutSeconds() const { return settings_.timeOutSeconds; }
+  void TimeOutSeconds(std::int32_t value) { settings_.timeOutSeconds = value; }
+  ProxyTypeEnum ProxyType() const { return settings_.proxyType; }
+  void ProxyType(ProxyTypeEnum value) { settings_.proxyType = value; }
+  const std::string& ProxyURL() const { return settings_.proxyURL; }
+  void ProxyURL(std::string value) { settings_.proxyURL = std::move(value); }
+  std::int32_t ProxyPort() const { return settings_.proxyPort; }
+  void ProxyPort(std::int32_t value) { settings_.proxyPort = value; }
+  const std::string& ProxyUser() const { return settings_.proxyUser; }
+  void ProxyUser(std::string value) { settings_.proxyUser = std::move(value); }
+  const std::string& ProxyPassword() const { return settings_.proxyPassword; }
+  void ProxyPassword(std::string value) { settings_.proxyPassword = std::move(value); }
   /// Lets a SOCKS proxy resolve the host name.
-  bool ProxyUseRemoteDNS() const { return proxyUseRemoteDNS_; }
-  void ProxyUseRemoteDNS(bool value) { proxyUseRemoteDNS_ = value; }
+  bool ProxyUseRemoteDNS() const { return settings_.proxyUseRemoteDNS; }
+  void ProxyUseRemoteDNS(bool value) { settings_.proxyUseRemoteDNS = value; }
   /// DNS servers for name lookups, see SocketCls::DNSURL.
-  const std::string& DNSURL() const { return dnsURL_; }
-  void DNSURL(std::string value) { dnsURL_ = std::move(value); }
+  const std::string& DNSURL() const { return settings_.dnsURL; }
+  void DNSURL(std::string value) { settings_.dnsURL = std::move(value); }
   /// Writes the body to Filename (replacing the file) instead of keeping it in the answer text. A
   /// body whose content type does not begin with "text/" is written to a file in any case; then
   /// both properties tell so until the next query: Filename keeps a name that was set, else it is a
   /// new temporary file, which is the caller's to delete. A failed query leaves no file.
-  bool SaveAsFile() const { return saveAsFile_; }
+  bool SaveAsFile() const { return settings_.saveAsFile; }
   void SaveAsFile(bool value) {
-    saveAsFile_ = value;
+    settings_.saveAsFile = value;
     automaticSave_ = false;
   }
-  const std::string& Filename() const { return filename_; }
+  const std::string& Filename() const { return settings_.filename; }
   void Filename(std::string value) {
-    filename_ = std::move(value);
+    settings_.filename = std::move(value);
     automaticName_ = false;
   }
   /// Removes the chunk framing (RFC 9112 section 7.1) from a chunked body.
-  bool RemoveChunkHeader() const { return removeChunkHeader_; }
-  void RemoveChunkHeader(bool value) { removeChunkHeader_ = value; }
+  bool RemoveChunkHeader() const { return settings_.removeChunkHeader; }
+  void RemoveChunkHeader(bool value) { settings_.removeChunkHeader = value; }
   /// Stored only.
   const std::string& ExtraData() const { return extraData_; }
   void ExtraData(std::string value) { extraData_ = std::move(value); }
@@ -165,35 +165,40 @@ class NETRO_EXPORT HTTPCls {
   void Kill();
 
  private:
+  // What a query is made with. It takes a copy, so that a change in an event is one for the next.
+  struct Settings {
+    std::string url;
+    QueryTypeEnum queryType = QueryGet;
+    std::string postData;
+    std::string httpToken = "HTTP/1.1";
+    std::string user;
+    std::string password;
+    bool sendAuthAfterChallenge = false;
+    std::int32_t timeOutSeconds = 30;
+    ProxyTypeEnum proxyType = NoProxy;
+    std::string proxyURL;
+    std::int32_t proxyPort = 0;
+    std::string proxyUser;
+    std::string proxyPassword;
+    bool proxyUseRemoteDNS = false;
+    std::string dnsURL;
+    bool saveAsFile = false;
+    std::string filename;
+    bool removeChunkHeader = true;
+    std::vector<std::pair<std::string, std::string>> headers;
+  };
+
   friend class HttpQuery;
 
   std::shared_ptr<CallState> call_;
   SocketCls socket_;
   HTTPClsEvents* events_ = nullptr;
 
-  std::string url_;
+  Settings settings_;
+  bool automaticSave_ = false;  // settings_.saveAsFile was set by an answer, not by the caller
+  bool automaticName_ = false;  // settings_.filename likewise
   std::int32_t port_ = 80;
-  QueryTypeEnum queryType_ = QueryGet;
-  std::string postData_;
-  std::string httpToken_ = "HTTP/1.1";
-  std::string user_;
-  std::string password_;
-  bool sendAuthAfterChallenge_ = false;
-  std::int32_t timeOutSeconds_ = 30;
-  ProxyTypeEnum proxyType_ = NoProxy;
-  std::string proxyURL_;
-  std::int32_t proxyPort_ = 0;
-  std::string proxyUser_;
-  std::string proxyPassword_;
-  bool proxyUseRemoteDNS_ = false;
-  std::string dnsURL_;
-  bool saveAsFile_ = false;
-  std::string filename_;
-  bool automaticSave_ = false;  // saveAsFile_ was set by an answer, not by the caller
-  bool automaticName_ = false;  // filename_ likewise
-  bool removeChunkHeader_ = true;
   std::string extraData_;
-  std::vector<std::pair<std::string, std::string>> headers_;
 
   std::string contentType_;
   std::int32_t httpResult_ = 0;

@@ -145,7 +145,9 @@ class NETRO_EXPORT SocketCls {
   /// number: 9999 cancelled, 10002 not all taken within 60 seconds, 10036 a call of this object is
   /// running, 10057 there is no socket, else the system's.
   std::int32_t SendData(const std::string& Data);
-  std::int32_t SendData(const char* Data) { return SendData(std::string(Data)); }
+  std::int32_t SendData(const char* Data) {
+    return SendData(std::string(Data != nullptr ? Data : ""));
+  }
   std::int32_t SendData(const Bytes& Data);
   std::int32_t SendData(std::uint8_t Data);
   std::int32_t SendData(char Data) { return SendData(static_cast<std::uint8_t>(Data)); }
@@ -224,9 +226,9 @@ class NETRO_EXPORT SocketCls {
   void Attach(std::int32_t handle);
   void Close();
   void RefreshAddresses();
+  void RequestAgainLater(std::int32_t listener);
 
-  bool ConnectBy(const std::string& host, std::int32_t port, const CancelMark& mark,
-                 Deadline deadline);
+  bool ConnectBy(std::string host, std::int32_t port, const CancelMark& mark, Deadline deadline);
   std::int32_t StartListening(const std::string& localIp, std::int32_t port);
   std::optional<std::int32_t> Resolve(const std::string& host, const CancelMark& mark,
                                       Deadline deadline);
@@ -237,11 +239,15 @@ class NETRO_EXPORT SocketCls {
   std::int32_t SendAll(const std::uint8_t* data, std::size_t size, const CancelMark& mark,
                        BusyScope* busy = nullptr);
 
+  std::int32_t SendInTurns(const std::uint8_t* data, std::size_t size, const CancelMark& mark,
+                           BusyScope* busy);
+
   bool RunProlog(SocksTarget target, bool remoteDNS, std::int32_t& lastErr);
   std::int32_t OpenTunnel(SocksTarget target, bool remoteDNS, const CancelMark& mark);
   std::int32_t PrepareTarget(SocksTarget& target, bool remoteDNS, const CancelMark& mark);
   std::int32_t RunDialogue(SocksDialogue& dialogue, const CancelMark& mark);
-  std::int32_t AwaitReply(const SocksDialogue& dialogue, const CancelMark& mark);
+  std::int32_t AwaitReply(const SocksDialogue& dialogue, const CancelMark& mark,
+                          std::uint32_t connection);
   void DeliverEarly();
   void PeerClosed(std::int32_t error);
   void RaiseDataArrival(const Bytes& data);
@@ -254,7 +260,8 @@ class NETRO_EXPORT SocketCls {
   std::uint32_t connection_ = 0;  // serial of the connection, to recognise a change during a call
   std::int32_t closeError_ = 0;   // of the close notification: 0 for an orderly end
   bool insideDataArrival_ = false;
-  bool draining_ = false;  // the read loop pumps and will go on reading by itself
+  bool datagrams_ = false;  // what Listen has made, whatever UseUDP says since
+  bool draining_ = false;   // the read loop pumps and will go on reading by itself
   bool prologInProgress_ = false;
   bool closeHeld_ = false;  // the peer closed during the prolog or behind early bytes
   Bytes prologReply_;       // bytes received during the prolog

@@ -6,9 +6,9 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <random>
 
 #include "platform/ErrorNumbers.h"
+#include "platform/Random.h"
 #include "platform/linux/Descriptor.h"
 #include "support/ByteReader.h"
 #include "support/ByteWriter.h"
@@ -60,17 +60,19 @@ std::int32_t Echo::Open() {
   if (raw_) made = AwayFromZero(socket(AF_INET, SOCK_RAW | kFlags, IPPROTO_ICMP));
   if (made < 0) return SocketErrorNumber(errno);
   handle_ = made;
-  return notifier_.Watch(handle_, SocketKind::Datagram, *this);
+  const std::int32_t error = notifier_.Watch(handle_, SocketKind::Datagram, *this);
+  notifier_.SetAwaited(handle_);
+  return error;
 }
 
 std::int32_t Echo::Send(std::int32_t ip, std::span<const std::uint8_t> data) {
-  std::random_device random;
   ip_ = ip;
-  identifier_ = static_cast<std::uint16_t>(random());
+  identifier_ = static_cast<std::uint16_t>(RandomNumber());
   ++sequence_;
   answered_ = false;
   data_.assign(data.begin(), data.end());
-  for (std::size_t i = 0; i < kTokenSize; ++i) data_.push_back(static_cast<std::uint8_t>(random()));
+  for (std::size_t i = 0; i < kTokenSize; ++i)
+    data_.push_back(static_cast<std::uint8_t>(RandomNumber()));
   const Bytes packet = Request(identifier_, sequence_, data_);
   const sockaddr_in to = ToSystem({ip, 0});
   const auto sent = sendto(handle_, packet.data(), packet.size(), MSG_NOSIGNAL,

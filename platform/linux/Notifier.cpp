@@ -13,17 +13,17 @@
 #include "platform/Notifier.h"
 
 #include <netinet/in.h>
+#include <poll.h>
 #include <sys/epoll.h>
-#include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <sys/timerfd.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cerrno>
 #include <deque>
 #include <unordered_map>
+#include <utility>
 
 #include "platform/ErrorNumbers.h"
 #include "platform/linux/Descriptor.h"
@@ -54,7 +54,9 @@ struct Registration {
   SocketWatcher* watcher = nullptr;
   bool connecting = false;
   bool readable = false;
-  bool hungUp = false;
+  bool readToEnd = false;  // a short read does not tell that nothing is left
+  bool awaited = false;    // a blocking call ends by its reads
+  bool held = false;
   bool wantsWrite = false;
   bool ended = false;  // Close has been queued
   bool queued = false;
@@ -63,11 +65,13 @@ struct Registration {
   std::int32_t closeError = 0;
 };
 
+constexpr int kBlindSleep = 10;  // milliseconds
+
 // A registration number holds the descriptor for the look-up and a serial that tells its users
 // apart. Serials start at 1, so the small numbers are free for the loop's own descriptors.
 constexpr std::uint64_t kWakeKey = 1;
 constexpr std::uint64_t kAlarmKey = 2;
-constexpr std::uint32_t kStreamEvents = EPOLLIN | EPOLLOUT | EPOLLRDHUP | EPOLLET;
+constexpr std::uint32_t kStreamEvents = EPOLLIN | EPOLLOUT | EPOLLPRI | EPOLLRDHUP | EPOLLET;
 constexpr std::uint32_t kListenEvents = EPOLLIN | EPOLLONESHOT;
 constexpr std::uint32_t kDatagramEvents = EPOLLIN | EPOLLOUT | EPOLLET;
 
@@ -86,9 +90,9 @@ int SleepMilliseconds(TimePoint until) {
 
 struct Notifier::State {
   int epoll = -1;
-  int wake = -1;
+  std::shared_ptr<Waker> waker = std::make_shared<Waker>();
   int alarm = -1;
-  std::atomic<bool> woken{false};
+  TimePoint alarmAt = TimePoint::max();
   std::uint64_t serial = 0;
   std::unordered_map<std::int32_t, Registration> watched;
   std::deque<std::uint64_t> queue;  // registration numbers with something pending
@@ -118,12 +122,16 @@ struct Notifier::State {
     queue.push_back(to.number);
   }
 
+  void Hold(Registration& of) {
+    if (!std::exchange(of.held, true)) held.push_back(of.number);
+  }
+
   // The peer is gone and nothing is left to read.
   void End(Registration& of, std::int32_t error) {
     of.readable = false;
     if (of.ended || of.kind != SocketKind::Stream) return;
     of.ended = true;
-    of.closeError = error;
+    if (of.closeError == 0) of.closeError = error;
     Queue(of, kClose);
   }
 
@@ -132,6 +140,11 @@ struct Notifier::State {
     socklen_t size = sizeof error;
     getsockopt(of.handle, SOL_SOCKET, SO_ERROR, &error, &size);
     of.connecting = false;
+    // Only an open connection can be reset: the peer has accepted, perhaps sent, and reset before
+    // we looked. What it sent is still to be read.
+    if (error == ECONNRESET || error == EPIPE) {
+      of.closeError = SocketErrorNumber(std::exchange(error, 0));
+    }
     of.connectError = SocketErrorNumber(error);
     of.wantsWrite = error == 0;
     of.ended = error != 0;
@@ -139,7 +152,7 @@ struct Notifier::State {
   }
 
   void NoteHangUp(Registration& of) {
-    of.hungUp = true;
+    of.readToEnd = true;
     std::uint8_t byte = 0;
     const ssize_t left = recv(of.handle, &byte, 1, MSG_PEEK | MSG_DONTWAIT);
     if (left > 0) {
@@ -162,6 +175,7 @@ struct Notifier::State {
       of.wantsWrite = false;
       Queue(of, kWrite);
     }
+    if ((events & EPOLLPRI) != 0) of.readToEnd = true;  // a read stops at urgent data
     if (of.kind == SocketKind::Stream && (events & kGone) != 0) return NoteHangUp(of);
     if ((events & (EPOLLIN | EPOLLERR)) != 0 && !of.ended) {
       of.readable = true;
@@ -172,9 +186,7 @@ struct Notifier::State {
   void Take(const epoll_event& event) {
     std::uint64_t ticks = 0;
     if (event.data.u64 == kWakeKey) {
-      // In this order: a wake-up between the two is seen by whoever looks after Collect.
-      (void)!read(wake, &ticks, sizeof ticks);
-      woken = false;
+      waker->Clear();
     } else if (event.data.u64 == kAlarmKey) {
       (void)!read(alarm, &ticks, sizeof ticks);
     } else if (Registration* of = FindNumber(event.data.u64)) {
@@ -197,7 +209,6 @@ Notifier::Notifier() : state_(std::make_unique<State>()) { Open(); }
 
 Notifier::~Notifier() {
   CloseIfOpen(state_->alarm);
-  CloseIfOpen(state_->wake);
   CloseIfOpen(state_->epoll);
 }
 
@@ -205,32 +216,29 @@ std::int32_t Notifier::Open() {
   State& s = *state_;
   if (s.epoll >= 0) return 0;
   s.epoll = AwayFromZero(epoll_create1(EPOLL_CLOEXEC));
-  if (s.epoll >= 0) s.wake = AwayFromZero(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
-  if (s.wake >= 0) {
+  const int wake = s.epoll >= 0 ? s.waker->Open() : -1;
+  if (wake >= 0) {
     s.alarm = AwayFromZero(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK));
   }
-  if (s.alarm >= 0 && s.Control(EPOLL_CTL_ADD, s.wake, EPOLLIN, kWakeKey) &&
+  if (s.alarm >= 0 && s.Control(EPOLL_CTL_ADD, wake, EPOLLIN, kWakeKey) &&
       s.Control(EPOLL_CTL_ADD, s.alarm, EPOLLIN, kAlarmKey)) {
+    SetAlarm(s.alarmAt);
     return 0;
   }
   const std::int32_t error = SocketErrorNumber(errno);
   CloseIfOpen(s.alarm);
-  CloseIfOpen(s.wake);
   CloseIfOpen(s.epoll);
   return error;
 }
 
 int Notifier::Fd() const { return state_->epoll; }
 
-void Notifier::Wake() {
-  if (state_->woken.exchange(true)) return;
-  const int error = errno;  // a signal handler must leave it alone
-  const std::uint64_t one = 1;
-  (void)!write(state_->wake, &one, sizeof one);
-  errno = error;
-}
+void Notifier::Wake() { state_->waker->Wake(); }
+
+std::shared_ptr<Waker> Notifier::SharedWaker() const { return state_->waker; }
 
 void Notifier::SetAlarm(TimePoint when) {
+  state_->alarmAt = when;
   itimerspec setting{};
   if (when != TimePoint::max()) {
     const auto left = std::max<std::chrono::nanoseconds>(when - Now(), std::chrono::nanoseconds(1));
@@ -243,7 +251,12 @@ void Notifier::SetAlarm(TimePoint when) {
 void Notifier::Collect(TimePoint until) {
   epoll_event events[256];
   const bool sleep = state_->queue.empty() && until != TimePoint::min();
-  const int count = epoll_wait(state_->epoll, events, 256, sleep ? SleepMilliseconds(until) : 0);
+  const int limit = sleep ? SleepMilliseconds(until) : 0;
+  if (Open() != 0) {  // without a descriptor left, time still passes
+    poll(nullptr, 0, limit < 0 ? kBlindSleep : std::min(limit, kBlindSleep));
+    return;
+  }
+  const int count = epoll_wait(state_->epoll, events, 256, limit);
   for (int i = 0; i < count; ++i) state_->Take(events[i]);
 }
 
@@ -259,11 +272,10 @@ void Notifier::DeliverOne(bool holdReads) {
     Registration* of = s.FindNumber(number);
     if (of == nullptr) return;
     if ((of->pending & bit) == 0) continue;
-    if (holdReads && (bit & (kRead | kAccept)) != 0) {
-      s.held.push_back(number);
-      return;
-    }
+    if (holdReads && !of->awaited && (bit & (kRead | kAccept)) != 0) return s.Hold(*of);
     of->pending &= ~bit;
+    // What is left goes back to the queue first: the function called may wait for it.
+    if (of->pending != 0) s.Queue(*of, 0);
     of->watcher->OnSocket(of->handle, event, bit == kClose ? of->closeError : of->connectError);
   }
 }
@@ -271,8 +283,17 @@ void Notifier::DeliverOne(bool holdReads) {
 void Notifier::TakeBackHeld() {
   State& s = *state_;
   for (; !s.held.empty(); s.held.pop_front()) {
-    if (Registration* of = s.FindNumber(s.held.front())) s.Queue(*of, 0);
+    Registration* of = s.FindNumber(s.held.front());
+    if (of == nullptr) continue;
+    of->held = false;
+    s.Queue(*of, 0);
   }
+}
+
+bool Notifier::HasHeld() const { return !state_->held.empty(); }
+
+void Notifier::SetAwaited(std::int32_t handle) {
+  if (Registration* of = state_->Find(handle)) of->awaited = true;
 }
 
 std::int32_t Notifier::Watch(std::int32_t handle, SocketKind kind, SocketWatcher& watcher) {
@@ -297,7 +318,6 @@ void Notifier::Renew(std::int32_t handle) {
     return;
   }
   state_->Queue(*of, kRead);
-  Wake();
 }
 
 std::int32_t Notifier::Connect(std::int32_t handle, const SocketAddress& address) {
@@ -377,10 +397,14 @@ std::ptrdiff_t Notifier::Receive(std::int32_t handle, std::span<std::uint8_t> ro
   if (of->kind == SocketKind::Stream) {
     if (got == 0) state_->End(*of, 0);
     // A short read has emptied the socket; what comes later, an end included, is a new edge.
-    if (got > 0 && got < static_cast<ssize_t>(room.size()) && !of->hungUp) of->readable = false;
+    if (got > 0 && got < static_cast<ssize_t>(room.size()) && !of->readToEnd) of->readable = false;
     if (got < 0 && error != kErrWouldBlock) state_->End(*of, error);
   }
   if (error == kErrWouldBlock) of->readable = false;
+  // Read again after a receive, for whoever pumps before the next one; without a need for it, the
+  // notification is taken back.
+  of->pending &= ~static_cast<unsigned>(kRead);
+  if (of->readable) state_->Queue(*of, kRead);
   if (got > static_cast<ssize_t>(room.size())) {
     error = kErrMessageTooLong;
     return -1;

@@ -22,10 +22,10 @@ constexpr std::size_t kBufferSize = 64 * 1024;
 
 std::int32_t OutputFile::Create(const std::string& path) {
   Discard();
+  path_ = path;
   if (const std::int32_t error = RemoveFile(path)) return error;
   constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
   descriptor_ = AwayFromZero(open(path.c_str(), kFlags, 0600));
-  path_ = path;
   return descriptor_ < 0 ? FileErrorNumber(errno) : 0;
 }
 

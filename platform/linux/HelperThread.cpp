@@ -1,0 +1,27 @@
+#include "platform/HelperThread.h"
+
+#include <pthread.h>
+
+#include <csignal>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+namespace netro {
+
+bool RunOnHelperThread(std::function<void()> work) {
+  sigset_t all;
+  sigset_t before;
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, &before);  // a new thread inherits it
+  bool started = true;
+  try {
+    std::thread(std::move(work)).detach();
+  } catch (const std::system_error&) {
+    started = false;
+  }
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  return started;
+}
+
+}  // namespace netro
