@@ -5,7 +5,7 @@
 // most 16,000 bytes, deliver, again until nothing is left. The pump gives other sockets, timers and
 // StopWaiting their turn in between. A peer that sends faster than the owner reads would keep that
 // loop for ever, and the deadline of the blocking call below it would never be looked at; so after
-// kChunksPerTurn blocks the rest is left to a new notification at the end of the queue.
+// kChunksPerTurn blocks, or kTurn, the rest is left to a new notification at the end of the queue.
 //
 // Every call out may delete the object, close it, or open another connection on it. After each one
 // the loop goes on only if the object lives and the connection is still the same.
@@ -25,6 +25,8 @@ namespace netro {
 namespace {
 
 constexpr int kChunksPerTurn = 64;
+constexpr int kChunksForSure = 8;  // however slow the owner is
+constexpr std::chrono::milliseconds kTurn(5);
 
 }  // namespace
 
@@ -116,8 +118,10 @@ void SocketModule::Drain(SocketCls& socket) {
   };
   // Inside the pump of another read loop one block is enough: turns of turns would take for ever.
   const int turns = pumpsInDrain_ == 0 ? kChunksPerTurn : 1;
+  const TimePoint end = Now() + kTurn;
   socket.DeliverEarly();
   for (int turn = 0; turn < turns && canGoOn(); ++turn) {
+    if (turn >= kChunksForSure && Now() >= end) break;
     PumpInDrain(socket);
     if (!canGoOn()) return;
     if (cancel_.exchange(false)) break;
