@@ -36,6 +36,19 @@ const std::shared_ptr<Loop>& Loop::ForThread() {
   return PerThread<Loop>([] { return std::make_shared<Loop>(); });
 }
 
+void Loop::ThreadEnds() {
+  // Taken out first: what they hold may come back to the loop when it goes.
+  std::deque<std::function<void()>> tasks;
+  {
+    const std::lock_guard lock(tasksMutex_);
+    tasks.swap(tasks_);
+    hasTasks_ = false;
+  }
+  const auto timers = std::exchange(timers_, {});
+  const auto hostPump = std::exchange(hostPump_, nullptr);
+  schedule_.clear();
+}
+
 void Loop::PumpMessages() {
   if (!std::exchange(collected_, false)) notifier_.Collect(TimePoint::min());
   ++depth_;
@@ -44,6 +57,7 @@ void Loop::PumpMessages() {
   RunTimers();
   for (std::size_t left = notifier_.Pending(); left > 0; --left) {
     notifier_.DeliverOne(depth_ > kDeepestRead);
+    RunHostPump();
   }
   --depth_;
   KeepReadable();
@@ -53,6 +67,7 @@ void Loop::RunLoop() {
   const bool outer = std::exchange(quit_, false);
   ++runDepth_;
   while (!quit_) {
+    RunHostPump();
     PumpMessages();
     if (!quit_) Block(TimePoint::max());
   }
@@ -64,7 +79,7 @@ void Loop::QuitLoop() { quit_ = runDepth_ > 0; }
 
 void Loop::Block(TimePoint until) {
   if (hasTasks_) return;
-  notifier_.Collect(std::min(until, hostPumpDue_));
+  notifier_.Collect(waits_ > 0 ? std::min(until, hostPumpDue_) : until);
   collected_ = true;
 }
 
@@ -164,7 +179,7 @@ void Loop::SetHostPump(std::function<void()> pump) {
 }
 
 void Loop::RunHostPump() {
-  if (!hostPump_ || Now() < hostPumpDue_) return;
+  if (waits_ == 0 || !hostPump_ || Now() < hostPumpDue_) return;
   hostPumpDue_ = Now() + kHostPumpInterval;
   const auto pump = hostPump_;
   (*pump)();

@@ -34,6 +34,10 @@ class Loop final : public MessageLoop {
 
   Notifier& Notifications() { return notifier_; }
 
+  /// The thread is over: nobody will pump again. Lets go of what others gave to the loop, which may
+  /// hold objects that hold the loop.
+  void ThreadEnds();
+
   /// Ends a running Block. Any thread, signal-safe.
   void Wake() { notifier_.Wake(); }
 
@@ -41,6 +45,18 @@ class Loop final : public MessageLoop {
   void Block(TimePoint until);
   /// False when so many pumps are nested that one which nobody waits for would be too much.
   bool MayPumpAside() const { return depth_ < kDeepestPumpAside; }
+  /// Marks the time that a blocking call waits; only then the host pump is run.
+  class WaitScope {
+   public:
+    explicit WaitScope(Loop& loop) : loop_(loop) { ++loop_.waits_; }
+    ~WaitScope() { --loop_.waits_; }
+    WaitScope(const WaitScope&) = delete;
+    WaitScope& operator=(const WaitScope&) = delete;
+
+   private:
+    Loop& loop_;
+  };
+
   /// Runs the host pump when its 10 ms are over.
   void RunHostPump();
   /// Makes LoopFd readable when something is queued. Every pump ends with it; who queues outside of
@@ -63,6 +79,7 @@ class Loop final : public MessageLoop {
   static constexpr int kDeepestPumpAside = 5;
 
   Notifier notifier_;
+  int waits_ = 0;           // blocking calls that wait, one inside the other
   int depth_ = 0;           // pumps that are running, one inside the other
   bool collected_ = false;  // by Block, so that the next pump need not ask again
   int runDepth_ = 0;

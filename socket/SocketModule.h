@@ -24,6 +24,8 @@ class SocketModule final : public SocketWatcher {
 
   static const std::shared_ptr<SocketModule>& ForThread();
 
+  void ThreadEnds() {}
+
   Loop& MessageLoop() { return *loop_; }
   Notifier& Notifications() { return loop_->Notifications(); }
 

@@ -6,6 +6,7 @@
 namespace netro {
 WaitEnd WaitUntil(const CancelMark& mark, TimePoint deadline, const std::function<bool()>& done) {
   Loop& loop = mark.Module().MessageLoop();
+  const Loop::WaitScope waiting(loop);
   for (;;) {
     loop.RunHostPump();
     loop.PumpMessages();

@@ -2,12 +2,17 @@
 #include <gtest/gtest.h>
 #include <netro/MessageLoop.h>
 #include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <atomic>
+#include <ctime>
 #include <functional>
+#include <memory>
 #include <thread>
 #include <vector>
 
+#include "SocketTestKit.h"
 #include "platform/Clock.h"
 #include "platform/Loop.h"
 
@@ -142,6 +147,52 @@ TEST(MessageLoop, QuitLoopEndsTheInnermostRunOnly) {
   });
   loop.RunLoop();
   EXPECT_EQ(order, (std::vector<int>{1, 2}));
+}
+
+TEST(MessageLoop, HostPumpIsForBlockingCallsOnly) {
+  MessageLoop& loop = QuietLoop();
+  int turns = 0;
+  loop.SetHostPump([&] { ++turns; });
+  const auto timer = loop.SetTimer(30, [&] { loop.QuitLoop(); });
+  timespec before{};
+  timespec after{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &before);
+  loop.RunLoop();
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &after);
+  EXPECT_EQ(turns, 0);
+  const auto used = (after.tv_sec - before.tv_sec) * 1'000'000'000 + after.tv_nsec - before.tv_nsec;
+  EXPECT_LT(used, 15'000'000) << "it did not sleep";
+  loop.KillTimer(timer);
+  loop.SetHostPump(nullptr);
+}
+
+TEST(MessageLoop, EndOfAThreadLetsGoOfWhatItWasGiven) {
+  auto owned = std::make_shared<int>(1);
+  std::thread([&] {
+    MessageLoop& loop = MessageLoop::ForThisThread();
+    loop.SetTimer(1000, [owned] {});
+    loop.SetHostPump([owned] {});
+    loop.PostTask([owned] {});
+  }).join();
+  EXPECT_EQ(owned.use_count(), 1);
+}
+
+TEST(MessageLoop, ChildOfAForkHasItsOwn) {
+  SocketCls inherited;
+  ASSERT_TRUE(inherited.Listen("127.0.0.1"));
+  const int before = MessageLoop::ForThisThread().LoopFd();
+  const pid_t child = fork();
+  if (child == 0) {
+    inherited.Disconnect();  // must not take the parent's socket off the parent's set
+    _exit(MessageLoop::ForThisThread().LoopFd() != before ? 0 : 1);
+  }
+  int status = -1;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0);
+  Recorder recorder(inherited);
+  SocketCls client;
+  ASSERT_TRUE(client.Connect("127.0.0.1", inherited.LocalPort()));
+  EXPECT_TRUE(PumpUntil([&] { return recorder.Saw("ConnectionRequest"); }));
 }
 
 TEST(MessageLoop, EachThreadHasItsOwn) {

@@ -1,6 +1,8 @@
 // HTTPCls: settings, results and the entry to a query; the work is HttpQuery's.
 #include <netro/HTTPCls.h>
 
+#include <new>
+
 #include "platform/ErrorNumbers.h"
 #include "socket/CallState.h"
 #include "socket/SocketErrors.h"
@@ -16,8 +18,18 @@ std::string HTTPCls::HTTPQuery(bool& Timeout) {
   Timeout = false;
   const BusyScope busy(call_);
   if (busy.Refused()) return SocketErrorText(kErrInProgress);
-  HttpQuery query(*this);
-  return query.Run(Timeout);
+  const auto call = call_;
+  try {
+    HttpQuery query(*this);
+    return query.Run(Timeout);
+  } catch (const std::bad_alloc&) {
+    if (call->alive) {
+      socket_.Events(nullptr);
+      socket_.Disconnect();
+      lastErr_ = kErrNoBuffers;
+    }
+    return SocketErrorText(kErrNoBuffers);
+  }
 }
 
 void HTTPCls::AddHeader(std::string HeaderName, std::string HeaderValue) {

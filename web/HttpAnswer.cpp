@@ -185,7 +185,7 @@ void HttpAnswer::ReadHeader() {
 bool HttpAnswer::ReadHeaderLine(std::string_view line) {
   const auto colon = line.find(':');
   if (colon == std::string_view::npos) return true;
-  const std::string_view name = line.substr(0, colon);
+  const std::string name = Trim(line.substr(0, colon));
   const std::string value = Trim(line.substr(colon + 1));
   if (EqualsIgnoreCase(name, "Content-Length")) return ReadLength(value);
   if (EqualsIgnoreCase(name, "Content-Type") && contentType_.empty()) contentType_ = value;

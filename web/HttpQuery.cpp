@@ -64,6 +64,8 @@ bool HttpQuery::Fail(std::int32_t error, std::string text) {
   owner_.socket_.Disconnect();
   Forget();
   owner_.lastErr_ = error;
+  owner_.headerLen_ = 0;
+  owner_.contentType_.clear();
   owner_.waitForConnect_ = owner_.waitForSocksData_ = owner_.waitForData_ = false;
   errorText_ = text.empty() ? SocketErrorText(error) : std::move(text);
   return false;

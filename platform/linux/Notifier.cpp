@@ -26,6 +26,7 @@
 #include <utility>
 
 #include "platform/ErrorNumbers.h"
+#include "platform/Process.h"
 #include "platform/linux/Descriptor.h"
 
 namespace netro {
@@ -65,6 +66,7 @@ struct Registration {
   std::int32_t closeError = 0;
 };
 
+constexpr int kEventsAtOnce = 256;
 constexpr int kBlindSleep = 10;  // milliseconds
 
 // A registration number holds the descriptor for the look-up and a serial that tells its users
@@ -92,6 +94,7 @@ struct Notifier::State {
   int epoll = -1;
   std::shared_ptr<Waker> waker = std::make_shared<Waker>();
   int alarm = -1;
+  int process = 0;  // that opened the epoll set; the child of a fork shares it
   TimePoint alarmAt = TimePoint::max();
   std::uint64_t serial = 0;
   std::unordered_map<std::int32_t, Registration> watched;
@@ -222,6 +225,7 @@ std::int32_t Notifier::Open() {
   }
   if (s.alarm >= 0 && s.Control(EPOLL_CTL_ADD, wake, EPOLLIN, kWakeKey) &&
       s.Control(EPOLL_CTL_ADD, s.alarm, EPOLLIN, kAlarmKey)) {
+    s.process = ProcessId();
     SetAlarm(s.alarmAt);
     return 0;
   }
@@ -249,15 +253,21 @@ void Notifier::SetAlarm(TimePoint when) {
 }
 
 void Notifier::Collect(TimePoint until) {
-  epoll_event events[256];
+  epoll_event events[kEventsAtOnce];
   const bool sleep = state_->queue.empty() && until != TimePoint::min();
   const int limit = sleep ? SleepMilliseconds(until) : 0;
   if (Open() != 0) {  // without a descriptor left, time still passes
     poll(nullptr, 0, limit < 0 ? kBlindSleep : std::min(limit, kBlindSleep));
     return;
   }
-  const int count = epoll_wait(state_->epoll, events, 256, limit);
-  for (int i = 0; i < count; ++i) state_->Take(events[i]);
+  // Everything that is there, so that a host may watch the descriptor edge-triggered; but not what
+  // busy peers add meanwhile, which would never end.
+  const std::size_t rounds = 1 + state_->watched.size() / kEventsAtOnce;
+  int count = kEventsAtOnce;
+  for (std::size_t round = 0; round < rounds && count == kEventsAtOnce; ++round) {
+    count = epoll_wait(state_->epoll, events, kEventsAtOnce, round == 0 ? limit : 0);
+    for (int i = 0; i < count; ++i) state_->Take(events[i]);
+  }
 }
 
 std::size_t Notifier::Pending() const { return state_->queue.size(); }
@@ -307,7 +317,8 @@ std::int32_t Notifier::Watch(std::int32_t handle, SocketKind kind, SocketWatcher
 
 void Notifier::Unwatch(std::int32_t handle) {
   if (state_->watched.erase(handle) == 0) return;
-  epoll_ctl(state_->epoll, EPOLL_CTL_DEL, handle, nullptr);
+  // In the child of a fork the set is the parent's, which goes on watching its own socket.
+  if (state_->process == ProcessId()) epoll_ctl(state_->epoll, EPOLL_CTL_DEL, handle, nullptr);
 }
 
 void Notifier::Renew(std::int32_t handle) {

@@ -83,6 +83,7 @@ void OutputFile::Discard() {
 std::int32_t RemoveFile(const std::string& path) {
   struct stat found {};
   const bool exists = lstat(path.c_str(), &found) == 0;
+  if (exists && S_ISDIR(found.st_mode)) return FileErrorNumber(EISDIR);
   if (exists && !S_ISREG(found.st_mode) && !S_ISLNK(found.st_mode)) return FileErrorNumber(EEXIST);
   if (unlink(path.c_str()) == 0 || errno == ENOENT) return 0;
   return FileErrorNumber(errno);
