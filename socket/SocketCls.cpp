@@ -275,11 +275,8 @@ void SocketCls::WindowProc(std::int32_t WSAEvent, const Bytes& Data) {
 }
 
 void SocketCls::RaiseDataArrival(const Bytes& data) {
-  const auto call = call_;
   const std::string from = remoteIP_;  // the object may go before the handler is done with it
-  insideDataArrival_ = true;
   if (events_ != nullptr) events_->DataArrival(data, from);
-  if (call->alive) insideDataArrival_ = false;
 }
 
 void SocketCls::RaiseError(const std::string& number) {

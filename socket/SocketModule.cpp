@@ -114,7 +114,8 @@ void SocketModule::Drain(SocketCls& socket) {
   const std::uint32_t connection = socket.connection_;
   const std::int32_t handle = socket.socketHandle_;
   const auto canGoOn = [&] {
-    return call->alive && socket.connection_ == connection && !socket.socketIsBusy_;
+    return call->alive && socket.connection_ == connection && !socket.socketIsBusy_ &&
+           Owner(handle) == &socket;
   };
   // Inside the pump of another read loop one block is enough: turns of turns would take for ever.
   const int turns = pumpsInDrain_ == 0 ? kChunksPerTurn : 1;

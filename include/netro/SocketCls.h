@@ -238,7 +238,6 @@ class NETRO_EXPORT SocketCls {
   std::int32_t SendBytes(const void* data, std::size_t size);
   std::int32_t SendAll(const std::uint8_t* data, std::size_t size, const CancelMark& mark,
                        BusyScope* busy = nullptr);
-
   std::int32_t SendInTurns(const std::uint8_t* data, std::size_t size, const CancelMark& mark,
                            BusyScope* busy);
 
@@ -259,9 +258,8 @@ class NETRO_EXPORT SocketCls {
   std::int32_t startUps_ = 0;     // that this object has counted
   std::uint32_t connection_ = 0;  // serial of the connection, to recognise a change during a call
   std::int32_t closeError_ = 0;   // of the close notification: 0 for an orderly end
-  bool insideDataArrival_ = false;
-  bool datagrams_ = false;  // what Listen has made, whatever UseUDP says since
-  bool draining_ = false;   // the read loop pumps and will go on reading by itself
+  bool datagrams_ = false;        // what Listen has made, whatever UseUDP says since
+  bool draining_ = false;         // its read loop pumps; a read loop inside that does not
   bool prologInProgress_ = false;
   bool closeHeld_ = false;  // the peer closed during the prolog or behind early bytes
   Bytes prologReply_;       // bytes received during the prolog
