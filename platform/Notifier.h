@@ -75,8 +75,9 @@ class Notifier {
   std::int32_t Listen(std::int32_t handle, int backlog);
   /// Takes the next connection, registered with the same watcher. 0 and `error` on failure.
   std::int32_t Accept(std::int32_t listener, std::int32_t& error);
-  /// Bytes sent, or -1 and `error`.
-  std::ptrdiff_t Send(std::int32_t handle, std::span<const std::uint8_t> data, std::int32_t& error);
+  /// Bytes sent, or -1 and `error`. `to` is for datagrams.
+  std::ptrdiff_t Send(std::int32_t handle, std::span<const std::uint8_t> data, std::int32_t& error,
+                      const SocketAddress* to = nullptr);
   /// Bytes received, 0 at the end (or for an empty datagram), or -1 and `error`. `from` is filled
   /// for datagrams.
   std::ptrdiff_t Receive(std::int32_t handle, std::span<std::uint8_t> room, std::int32_t& error,

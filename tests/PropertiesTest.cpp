@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <netro/HTTPCls.h>
 #include <netro/SocketCls.h>
+#include <netro/UDPCls.h>
 
 #include <functional>
 #include <string>
@@ -113,6 +114,20 @@ TEST(Properties, HTTPCls) {
       ReadOnly("FirstChunk", &H::FirstChunk, false),
       ReadOnly("WaitForDataLen", &H::WaitForDataLen, 0.0),
       ReadOnly("TransferChunkOffset", &H::TransferChunkOffset, 0.0),
+  });
+}
+
+TEST(Properties, UDPCls) {
+  using U = UDPCls;
+  Walk<U>({
+      Settable<U, const std::string&>("URL", &U::URL, &U::URL, "", "127.0.0.1"),
+      Settable<U, std::int32_t>("Port", &U::Port, &U::Port, 0, 53),
+      Settable<U, std::int32_t>("RetryCount", &U::RetryCount, &U::RetryCount, 3, 1),
+      Settable<U, std::int32_t>("RetryPauseMilliSeconds", &U::RetryPauseMilliSeconds,
+                                &U::RetryPauseMilliSeconds, 333, 10),
+      Settable<U, bool>("AllowBroadcast", &U::AllowBroadcast, &U::AllowBroadcast, false, true),
+      Settable<U, bool>("ReuseAddr", &U::ReuseAddr, &U::ReuseAddr, false, true),
+      Settable<U, const std::string&>("DNSURL", &U::DNSURL, &U::DNSURL, "", "127.0.0.1:5353"),
   });
 }
 

@@ -242,7 +242,7 @@ TEST(Flood, TimersAndCancellationGetTheirTurn) {
   });
   EXPECT_EQ(blocked.SendData(kMuch), 9999);
   EXPECT_GE(ticks, 20);
-  EXPECT_TRUE(PumpUntil([&] { return recorder.received.size() > 10'000'000; }));
+  EXPECT_TRUE(PumpUntil([&] { return recorder.received.size() > 1'000'000; }));
   loop.KillTimer(timer);
 }
 

@@ -379,10 +379,13 @@ std::int32_t Notifier::Accept(std::int32_t listener, std::int32_t& error) {
 }
 
 std::ptrdiff_t Notifier::Send(std::int32_t handle, std::span<const std::uint8_t> data,
-                              std::int32_t& error) {
+                              std::int32_t& error, const SocketAddress* to) {
+  const sockaddr_in name = ToSystem(to != nullptr ? *to : SocketAddress{});
+  const auto* generic = to != nullptr ? reinterpret_cast<const sockaddr*>(&name) : nullptr;
+  const socklen_t size = to != nullptr ? sizeof name : 0;
   ssize_t sent = 0;
   do {
-    sent = send(handle, data.data(), data.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+    sent = sendto(handle, data.data(), data.size(), MSG_NOSIGNAL | MSG_DONTWAIT, generic, size);
   } while (sent < 0 && errno == EINTR);
   error = sent < 0 ? SocketErrorNumber(errno) : 0;
   if (error == kErrWouldBlock) {

@@ -1,0 +1,193 @@
+// UDPCls. A call is a sequence of pauses in the message loop; a pause ends early when a reply is
+// there only where that changes nothing but the time: after the last datagram and between two
+// tests.
+#include <netro/UDPCls.h>
+
+#include <algorithm>
+
+#include "platform/ErrorNumbers.h"
+#include "socket/CallState.h"
+#include "socket/DatagramSocket.h"
+#include "socket/HostLookup.h"
+#include "socket/SocketErrors.h"
+#include "socket/SocketModule.h"
+#include "socket/Wait.h"
+
+namespace netro {
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr std::size_t kLargestChunk = 4096;
+constexpr milliseconds kSendPause(100);
+constexpr long kSendSeconds = 60;
+constexpr std::int32_t kPermissionDenied = 10013;
+constexpr std::int32_t kEverybody = -1;
+
+const std::uint8_t* BytesOf(const std::string& text) {
+  return reinterpret_cast<const std::uint8_t*>(text.data());
+}
+
+}  // namespace
+
+UDPCls::UDPCls() : module_(SocketModule::ForThread()), call_(std::make_shared<CallState>()) {
+  module_->ClearCancelFlag();
+  module_->StartUp(counted_);
+}
+
+UDPCls::~UDPCls() {
+  call_->alive = false;
+  socket_.reset();
+  if (counted_) module_->CleanUp();
+}
+
+// Every public call: refused inside another one, else under a mark of its own.
+template <class Call>
+auto UDPCls::Run(std::int32_t& lastErr, Call call)
+    -> decltype(call(std::declval<const CancelMark&>())) {
+  const BusyScope busy(call_);
+  lastErr = busy.Refused() ? kErrInProgress : 0;
+  if (busy.Refused()) return {};
+  return call(CancelMark(module_, call_));
+}
+
+bool UDPCls::UPDConnect(std::int32_t& LastErr) {
+  return Run(LastErr, [&](const CancelMark& mark) { return (LastErr = Open(mark)) == 0; });
+}
+
+bool UDPCls::UDPDisconnect(std::int32_t& LastErr) {
+  return Run(LastErr, [&](const CancelMark&) {
+    socket_.reset();
+    return true;
+  });
+}
+
+bool UDPCls::UDPSendString(const std::string& InData, std::int32_t& LastErr) {
+  return Run(LastErr, [&](const CancelMark& mark) {
+    return (LastErr = Send(BytesOf(InData), InData.size(), mark)) == 0;
+  });
+}
+
+bool UDPCls::UDPSendByteArr(const Bytes& InArray, std::int32_t& LastErr) {
+  return Run(LastErr, [&](const CancelMark& mark) {
+    return (LastErr = Send(InArray.data(), InArray.size(), mark)) == 0;
+  });
+}
+
+std::string UDPCls::UDPPollString(std::int32_t& LastErr) {
+  return Run(LastErr, [&](const CancelMark& mark) {
+    Bytes reply;
+    LastErr = Poll(reply, mark);
+    return std::string(reply.begin(), reply.end());
+  });
+}
+
+std::string UDPCls::UDPQuery(const std::string& InData, std::int32_t& LastErr) {
+  return Run(LastErr, [&](const CancelMark& mark) {
+    Bytes reply;
+    LastErr = Query(BytesOf(InData), InData.size(), reply, mark);
+    return std::string(reply.begin(), reply.end());
+  });
+}
+
+Bytes UDPCls::UDPQueryBinary(const Bytes& InData, std::int32_t& LastErr) {
+  return Run(LastErr, [&](const CancelMark& mark) {
+    Bytes reply;
+    LastErr = Query(InData.data(), InData.size(), reply, mark);
+    return reply;
+  });
+}
+
+void UDPCls::StopWaiting() {
+  ++call_->stops;
+  module_->MessageLoop().Wake();
+}
+
+void UDPCls::Kill() { StopWaiting(); }
+
+std::string UDPCls::TranslateErrorMsg(std::int32_t ErrorNr) const {
+  return SocketErrorText(ErrorNr);
+}
+
+std::int32_t UDPCls::Open(const CancelMark& mark) {
+  socket_.reset();
+  if (port_ < 0 || port_ > 65535) return kErrInvalidArgument;
+  const bool everybody = url_ == "255.255.255.255";
+  if (everybody && !allowBroadcast_) return kPermissionDenied;
+  const DatagramSocket::Options options{reuseAddr_, allowBroadcast_};
+  SocketAddress target{kEverybody, port_};
+  const auto dotted = ParseDotted(url_);
+  if (!everybody && dotted) target.ip = *dotted;
+  if (!dotted) {
+    const auto call = call_;
+    const LookupAnswer answer =
+        DefaultHostLookup().Lookup(std::string(url_), std::string(dnsURL_), mark, TimePoint::max());
+    if (!call->alive) return kErrCancelled;
+    const auto found = ParseDotted(answer.text);
+    if (!found) return answer.error == kErrNoDnsEntries ? kErrHostNotFound : answer.error;
+    target.ip = *found;
+  }
+  socket_ = std::make_unique<DatagramSocket>(module_->Notifications());
+  const std::int32_t error = socket_->Open(options, target);
+  if (error != 0) socket_.reset();
+  return error;
+}
+
+std::int32_t UDPCls::Send(const std::uint8_t* data, std::size_t size, const CancelMark& mark) {
+  if (socket_ == nullptr) return kErrNotConnected;
+  // The upper bound of the array counts, as it always has: the last byte stays here.
+  std::size_t left = size > 0 ? size - 1 : 0;
+  while (left > 0) {
+    const std::size_t chunk = std::min(left, kLargestChunk);
+    std::int32_t error = socket_->Send({data, chunk});
+    if (error == kErrWouldBlock) {
+      const auto call = call_;
+      const DatagramSocket* socket = socket_.get();
+      error = WaitError(WaitUntil(mark, SecondsFromNow(kSendSeconds),
+                                  [&] { return !call->alive || !socket->SendBlocked(); }));
+      if (error == 0) continue;
+    }
+    if (error != 0) return error;
+    data += chunk;
+    left -= chunk;
+    if (const std::int32_t ended = Pause(kSendPause, left == 0, mark)) return ended;
+  }
+  return 0;
+}
+
+std::int32_t UDPCls::Pause(milliseconds time, bool untilReadable, const CancelMark& mark) {
+  const auto call = call_;
+  const WaitEnd end = WaitUntil(
+      mark, Now() + time, [&] { return !call->alive || (untilReadable && socket_->Readable()); });
+  return end == WaitEnd::Cancelled || mark.Cancelled() ? kErrCancelled : 0;
+}
+
+std::int32_t UDPCls::Poll(Bytes& reply, const CancelMark& mark) {
+  if (socket_ == nullptr) return kErrNotConnected;
+  module_->MessageLoop().PumpMessages();
+  for (std::int32_t attempt = 1;; ++attempt) {
+    if (mark.Cancelled()) return kErrCancelled;
+    if (socket_->Readable()) break;
+    const bool last = attempt >= retryCount_;
+    const milliseconds pause(std::max(0, retryPause_));
+    if (retryCount_ > 1) {
+      if (const std::int32_t ended = Pause(pause, !last, mark)) return ended;
+    }
+    if (last) return kErrTimedOut;
+  }
+  const std::int32_t error = socket_->Take(reply);
+  if (error == 0 && !reply.empty()) reply.push_back(0);
+  return error;
+}
+
+std::int32_t UDPCls::Query(const std::uint8_t* data, std::size_t size, Bytes& reply,
+                           const CancelMark& mark) {
+  const auto call = call_;
+  std::int32_t error = Open(mark);
+  if (error == 0) error = Send(data, size, mark);
+  if (error == 0) error = Poll(reply, mark);
+  if (call->alive) socket_.reset();
+  return error;
+}
+
+}  // namespace netro
