@@ -158,7 +158,7 @@ TEST(HttpTimeout, IsTrueOnlyForTheAnswer) {
     const auto start = steady_clock::now();
     EXPECT_EQ(http.HTTPQuery(timeout), "Command Timed Out");
     EXPECT_GE(steady_clock::now() - start, milliseconds(990));
-    EXPECT_LT(steady_clock::now() - start, milliseconds(3000));
+    EXPECT_LT(steady_clock::now() - start, milliseconds(10000));
     EXPECT_EQ(http.LastErr(), 10002);
     EXPECT_EQ(timeout, c.timeout);
     EXPECT_EQ(http.HTTPResult(), 0);

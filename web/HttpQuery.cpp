@@ -231,9 +231,8 @@ bool HttpQuery::Send() {
 }
 
 bool HttpQuery::AwaitAnswer(bool& timeout) {
-  const WaitEnd end = WaitUntil(mark_, SecondsFromNow(settings_.timeOutSeconds), [&] {
-    return !call_->alive || !owner_.waitForData_ || owner_.lastErr_ != 0;
-  });
+  const WaitEnd end = WaitUntil(mark_, SecondsFromNow(settings_.timeOutSeconds),
+                                [&] { return !call_->alive || ended_ || owner_.lastErr_ != 0; });
   if (!call_->alive) return false;
   timeout = end == WaitEnd::TimedOut;
   if (end != WaitEnd::Done) return Fail(WaitError(end));
