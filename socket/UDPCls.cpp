@@ -145,6 +145,7 @@ std::int32_t UDPCls::Send(const std::uint8_t* data, std::size_t size, const Canc
       const DatagramSocket* socket = socket_.get();
       error = WaitError(WaitUntil(mark, SecondsFromNow(kSendSeconds),
                                   [&] { return !call->alive || !socket->SendBlocked(); }));
+      if (mark.Cancelled()) return kErrCancelled;  // also when an event has deleted the object
       if (error == 0) continue;
     }
     if (error != 0) return error;
