@@ -21,10 +21,17 @@ class OutputFile {
   std::int32_t Create(const std::string& path);
   /// Creates a file of a new unique name in the system's folder for temporary files.
   std::int32_t CreateTemporary(const std::string& prefix, const std::string& extension);
+  /// The same in `folder`.
+  std::int32_t CreateUnique(const std::string& folder, const std::string& prefix,
+                            const std::string& extension);
   /// Appends; what does not fill a whole buffer waits for more.
   std::int32_t Write(std::span<const std::uint8_t> bytes);
   /// Closes the file and keeps it. An error that shows only now removes it.
   std::int32_t Finish();
+  /// As Finish, then renames the file to `path` in the same folder, in one step and replacing what
+  /// was there. The bytes are on the disk before, so that not even a power failure leaves half a
+  /// file under that name. On failure the file is removed and the old one stays.
+  std::int32_t FinishAs(const std::string& path);
   /// Closes and removes a file that was not finished.
   void Discard();
 

@@ -4,11 +4,17 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 
 namespace netro {
 namespace {
 
 char LowerCase(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+
+bool IsHostNameCharacter(char c) {
+  const char lower = LowerCase(c);
+  return (lower >= 'a' && lower <= 'z') || (c >= '0' && c <= '9') || c == '-' || c == '_';
+}
 
 }  // namespace
 
@@ -49,6 +55,29 @@ std::vector<std::string> Split(std::string_view text, char separator) {
 bool HasControl(std::string_view text) {
   constexpr std::string_view kLineEnders("\r\n\0", 3);
   return text.find_first_of(kLineEnders) != text.npos;
+}
+
+bool IsHostName(std::string_view text) {
+  if (text.size() > 255) {
+    return false;
+  }
+  std::size_t label = 0;
+  for (const char c : text) {
+    if (c == '.' ? label == 0 : !IsHostNameCharacter(c) || label == 63) {
+      return false;
+    }
+    label = c == '.' ? 0 : label + 1;
+  }
+  return !text.empty();
+}
+
+// FNV-1a, 64 bits. Its low bits know only the low bits of the text, so the high ones are added.
+std::size_t HashIgnoreCase(std::string_view text) {
+  std::uint64_t hash = 0xcbf29ce484222325;
+  for (const char c : text) {
+    hash = (hash ^ static_cast<std::uint8_t>(LowerCase(c))) * 0x100000001b3;
+  }
+  return static_cast<std::size_t>(hash ^ hash >> 32);
 }
 
 }  // namespace netro

@@ -2,6 +2,7 @@
 // they are. Thread: any.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -23,5 +24,12 @@ std::vector<std::string> Split(std::string_view text, char separator);
 
 /// True when `text` holds CR, LF or NUL, the bytes that would end a protocol line early.
 bool HasControl(std::string_view text);
+
+/// True for dot-separated labels of 1 to 63 letters, digits, "-" and "_", with or without a dot at
+/// the end, of at most 255 characters. Every dotted address is one as well.
+bool IsHostName(std::string_view text);
+
+/// The same for texts that differ in case only.
+std::size_t HashIgnoreCase(std::string_view text);
 
 }  // namespace netro

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <utility>
 
@@ -30,11 +31,15 @@ std::int32_t OutputFile::Create(const std::string& path) {
 }
 
 std::int32_t OutputFile::CreateTemporary(const std::string& prefix, const std::string& extension) {
-  Discard();
   const char* folder = std::getenv("TMPDIR");
-  const std::string place = folder != nullptr && *folder != '\0' ? folder : "/tmp";
+  return CreateUnique(folder != nullptr && *folder != '\0' ? folder : "/tmp", prefix, extension);
+}
+
+std::int32_t OutputFile::CreateUnique(const std::string& folder, const std::string& prefix,
+                                      const std::string& extension) {
+  Discard();
   const std::string ending = "." + extension;
-  path_ = place + "/" + prefix + "XXXXXX" + ending;
+  path_ = folder + "/" + prefix + "XXXXXX" + ending;
   const int length = static_cast<int>(ending.size());
   descriptor_ = AwayFromZero(mkostemps(path_.data(), length, O_CLOEXEC));
   return descriptor_ < 0 ? FileErrorNumber(errno) : 0;
@@ -70,6 +75,22 @@ std::int32_t OutputFile::Finish() {
   if (close(std::exchange(descriptor_, -1)) != 0 && error == 0) error = FileErrorNumber(errno);
   if (error != 0) RemoveFile(path_);
   waiting_.clear();
+  return error;
+}
+
+std::int32_t OutputFile::FinishAs(const std::string& path) {
+  if (!IsOpen()) return FileErrorNumber(EBADF);
+  std::int32_t error = Flush();
+  if (error == 0 && fsync(descriptor_) != 0) error = FileErrorNumber(errno);
+  if (error != 0) {
+    Discard();
+    return error;
+  }
+  error = Finish();
+  if (error == 0 && std::rename(path_.c_str(), path.c_str()) != 0) {
+    error = FileErrorNumber(errno);
+    RemoveFile(path_);
+  }
   return error;
 }
 

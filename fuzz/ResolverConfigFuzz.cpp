@@ -1,0 +1,54 @@
+// Fuzzes the system's configuration texts: one input is read as a resolver configuration and as a
+// hosts file, whose last line is also the name that is looked up.
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+
+#include "platform/HostsFile.h"
+#include "platform/ResolverConfig.h"
+#include "platform/Sockets.h"
+
+namespace {
+
+void Require(bool condition) {
+  if (!condition) std::abort();
+}
+
+bool IsOneWord(std::string_view text) {
+  return text.find_first_of(std::string_view(" \t\r\n\0", 5)) == text.npos;
+}
+
+void CheckResolverConfig(std::string_view text) {
+  const netro::ResolverConfig config = netro::ParseResolverConfig(text);
+  Require(config.servers.size() <= text.size() / std::string_view("nameserver 0").size());
+  for (const std::string& server : config.servers) {
+    const auto ip = netro::ParseDotted(server);
+    Require(ip && netro::FormatDotted(*ip) == server);
+  }
+  Require(IsOneWord(config.domain));
+  Require(config.domain.empty() || text.find(config.domain) != text.npos);
+}
+
+void CheckHosts(std::string_view text) {
+  const std::string_view name = text.substr(text.rfind('\n') + 1);
+  const auto address = netro::FindHostAddress(text, name);
+  if (!address) return;
+  // The address has a name then, and that leads to some address; one with a dot at its end cannot
+  // be asked for.
+  const std::string canonical = netro::FindHostName(text, *address);
+  Require(!canonical.empty() && IsOneWord(canonical));
+  Require(canonical.ends_with('.') || netro::FindHostAddress(text, canonical).has_value());
+  Require(name.ends_with('.') || netro::FindHostAddress(text, std::string(name) + '.') == address);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const std::string text(data, data + size);
+  CheckResolverConfig(text);
+  CheckHosts(text);
+  return 0;
+}

@@ -1,0 +1,24 @@
+// The system's hosts file: names that need no DNS. Any thread.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace netro {
+
+/// Look through the text of a hosts file: lines of an address, its name and its aliases; "#" begins
+/// a comment. Only lines with an IPv4 address in its full dotted form count. Linear in the text.
+///
+/// The first address of a name or alias, whatever its case; a dot at the end of `name` is ignored.
+std::optional<std::int32_t> FindHostAddress(std::string_view hosts, std::string_view name);
+/// The name, not an alias, on the first line of an address; empty when there is none.
+std::string FindHostName(std::string_view hosts, std::int32_t ip);
+
+/// The same from the system's file. "localhost" and all names below it are 127.0.0.1, and the other
+/// way round, also when the file does not say so (RFC 6761, section 6.3).
+std::optional<std::int32_t> HostsFileAddress(std::string_view name);
+std::string HostsFileName(std::int32_t ip);
+
+}  // namespace netro

@@ -1,0 +1,29 @@
+// An environment variable that a test sets, or takes away with null; the end of the scope undoes
+// it.
+#pragma once
+
+#include <stdlib.h>
+
+#include <optional>
+#include <string>
+
+namespace netro {
+
+class Environment {
+ public:
+  Environment(const char* name, const char* value) : name_(name) {
+    if (const char* before = getenv(name)) before_ = before;
+    Set(value);
+  }
+  ~Environment() { Set(before_ ? before_->c_str() : nullptr); }
+  Environment(const Environment&) = delete;
+  Environment& operator=(const Environment&) = delete;
+
+ private:
+  void Set(const char* value) { value != nullptr ? setenv(name_, value, 1) : unsetenv(name_); }
+
+  const char* name_;
+  std::optional<std::string> before_;
+};
+
+}  // namespace netro

@@ -1,0 +1,183 @@
+// Files read and replaced whole: kinds and rights, links, failures that leave nothing behind, two
+// writers at once, and the folder of the settings.
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <iterator>
+#include <string>
+#include <thread>
+
+#include "platform/ErrorNumbers.h"
+#include "platform/WholeFile.h"
+#include "tests/Environment.h"
+#include "tests/TemporaryFolder.h"
+
+namespace netro {
+namespace {
+
+namespace fs = std::filesystem;
+
+class WholeFile : public testing::Test {
+ protected:
+  std::ptrdiff_t FilesHere() const {
+    return std::distance(fs::directory_iterator(folder_.Path()), fs::directory_iterator());
+  }
+
+  TemporaryFolder folder_;
+  std::string text_ = "old";
+};
+
+TEST_F(WholeFile, ComesBackAsWritten) {
+  const std::string every = std::string("\0\r\n\xFF", 4);
+  std::string large;
+  while (large.size() < 300'000) large += every + std::to_string(large.size());
+  for (const std::string& text : {every, large, std::string(), std::string(65536, 'x')}) {
+    ASSERT_EQ(ReplaceFile(folder_ / "a", text), 0);
+    EXPECT_EQ(ReadFile(folder_ / "a"), text);
+    ASSERT_EQ(ReadWholeFile(folder_ / "a", text_), 0);
+    EXPECT_EQ(text_, text);
+  }
+  EXPECT_EQ(FilesHere(), 1);
+}
+
+TEST_F(WholeFile, IsPrivate) {
+  WriteFile(folder_ / "a", "old");
+  fs::permissions(folder_ / "a", fs::perms(0644));
+  ASSERT_EQ(ReplaceFile(folder_ / "a", "new"), 0);
+  EXPECT_EQ(fs::status(folder_ / "a").permissions(), fs::perms(0600));
+}
+
+TEST_F(WholeFile, MayHaveARelativeName) {
+  const fs::path before = fs::current_path();
+  fs::current_path(folder_.Path());
+  EXPECT_EQ(ReplaceFile("a", "here"), 0);
+  EXPECT_EQ(ReadWholeFile("./a", text_), 0);
+  fs::current_path(before);
+  EXPECT_EQ(text_, "here");
+  EXPECT_EQ(FilesHere(), 1);
+}
+
+TEST_F(WholeFile, SizeIsNotTakenFromTheSystem) {
+  ASSERT_EQ(ReadWholeFile("/proc/self/status", text_), 0);  // said to hold no byte
+  EXPECT_NE(text_.find("Pid:"), std::string::npos);
+}
+
+TEST_F(WholeFile, OtherKindsAreRefusedAtOnce) {
+  ASSERT_EQ(mkfifo((folder_ / "pipe").c_str(), 0600), 0);
+  const struct {
+    std::string path;
+    int read, replaced;
+  } kCases[] = {
+      {folder_ / "missing/a", ENOENT, ENOENT},
+      {folder_.Path(), EISDIR, EISDIR},
+      {folder_ / "pipe", EINVAL, EINVAL},
+      {"/dev/zero", EINVAL, EINVAL},
+      {"/dev/null", EINVAL, EINVAL},
+      {"", ENOENT, ENOENT},
+      {folder_ / std::string("a\0b", 3), EINVAL, EINVAL},
+  };
+  for (const auto& [path, read, replaced] : kCases) {
+    text_ = "old";
+    EXPECT_EQ(ReadWholeFile(path, text_), FileErrorNumber(read)) << path;
+    EXPECT_EQ(text_, "");
+    EXPECT_EQ(ReplaceFile(path, "new"), FileErrorNumber(replaced)) << path;
+  }
+  EXPECT_EQ(FilesHere(), 1);
+}
+
+TEST_F(WholeFile, TooLargeIsRefused) {
+  WriteFile(folder_ / "a", "x");
+  fs::resize_file(folder_ / "a", (std::uintmax_t{1} << 30) + 1);  // takes no room
+  EXPECT_EQ(ReadWholeFile(folder_ / "a", text_), FileErrorNumber(EFBIG));
+  EXPECT_EQ(text_, "");
+}
+
+TEST_F(WholeFile, LinksAreReadAndReplaced) {
+  WriteFile(folder_ / "target", "precious");
+  for (const std::string& target : {folder_ / "target", folder_ / "missing", folder_.Path()}) {
+    fs::create_symlink(target, folder_ / "link");
+    ASSERT_EQ(ReplaceFile(folder_ / "link", "new"), 0) << target;
+    EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(folder_ / "link")));
+    fs::remove(folder_ / "link");
+  }
+  fs::create_symlink(folder_ / "target", folder_ / "link");
+  EXPECT_EQ(ReadWholeFile(folder_ / "link", text_), 0);
+  EXPECT_EQ(text_, "precious");
+}
+
+TEST_F(WholeFile, AFailedReplacementChangesNothing) {
+  WriteFile(folder_ / "a", "old");
+  rlimit before{};
+  getrlimit(RLIMIT_FSIZE, &before);
+  const auto signalBefore = signal(SIGXFSZ, SIG_IGN);
+  const rlimit small{5000, before.rlim_max};
+  setrlimit(RLIMIT_FSIZE, &small);
+  const std::int32_t few = ReplaceFile(folder_ / "a", std::string(6000, 'x'));
+  const std::int32_t many = ReplaceFile(folder_ / "a", std::string(600'000, 'x'));
+  setrlimit(RLIMIT_FSIZE, &before);
+  signal(SIGXFSZ, signalBefore);
+  EXPECT_EQ(few, FileErrorNumber(EFBIG));
+  EXPECT_EQ(many, FileErrorNumber(EFBIG));
+  EXPECT_EQ(ReadFile(folder_ / "a"), "old");
+  EXPECT_EQ(FilesHere(), 1);
+}
+
+TEST_F(WholeFile, ReadersNeverSeeHalfOfIt) {
+  const std::string name = folder_ / "a";
+  ASSERT_EQ(ReplaceFile(name, std::string(100'000, '0')), 0);
+  std::atomic<int> running{2};
+  std::atomic<bool> failed{false};
+  const auto write = [&](char c) {
+    for (int i = 0; i < 50; ++i) failed = failed || ReplaceFile(name, std::string(100'000, c)) != 0;
+    --running;
+  };
+  std::thread one(write, '1'), two(write, '2');
+  bool whole = true;
+  while (running > 0 && whole) {
+    whole = ReadWholeFile(name, text_) == 0 && text_ == std::string(100'000, text_[0]);
+  }
+  one.join();
+  two.join();
+  EXPECT_TRUE(whole);
+  EXPECT_FALSE(failed);
+  EXPECT_EQ(FilesHere(), 1);
+}
+
+TEST_F(WholeFile, FoldersAreMadeWithThoseAbove) {
+  const std::string deep = folder_ / "a/b/c";
+  EXPECT_EQ(CreateFolder(deep), 0);
+  EXPECT_EQ(CreateFolder(deep), 0);
+  EXPECT_EQ(CreateFolder(deep + "/"), 0);
+  EXPECT_EQ(fs::status(deep).permissions(), fs::perms(0700));
+  EXPECT_EQ(fs::status(folder_ / "a").permissions(), fs::perms(0700));
+  WriteFile(folder_ / "file", "");
+  EXPECT_EQ(CreateFolder(folder_ / "file"), FileErrorNumber(EEXIST));
+  EXPECT_EQ(CreateFolder(folder_ / "file/below"), FileErrorNumber(ENOTDIR));
+  EXPECT_EQ(CreateFolder(""), FileErrorNumber(ENOENT));
+}
+
+TEST_F(WholeFile, SettingsLieWhereTheEnvironmentSays) {
+  const struct {
+    const char *config, *home, *folder;
+  } kCases[] = {
+      {"/c", "/h", "/c"},        {nullptr, "/h", "/h/.config"}, {"", "/h", "/h/.config"},
+      {"c", "/h", "/h/.config"}, {nullptr, nullptr, ""},        {nullptr, "", ""},
+      {"./c", "h", ""},
+  };
+  for (const auto& [config, home, folder] : kCases) {
+    const Environment first("XDG_CONFIG_HOME", config), second("HOME", home);
+    EXPECT_EQ(UserConfigFolder(), folder);
+  }
+}
+
+}  // namespace
+}  // namespace netro
