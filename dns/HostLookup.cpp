@@ -1,63 +1,71 @@
-// The default name lookup: the system's resolver. Its calls block and cannot be stopped, so each
-// runs on a helper thread while the caller pumps; a cancelled one is abandoned and ends by itself.
+// The names of a thread: the cache first, then the hosts file, then the DNS servers that the caller
+// has named, or else the system's resolver.
 #include "socket/HostLookup.h"
 
-#include <atomic>
 #include <memory>
+#include <utility>
 
+#include "dns/LookupCache.h"
+#include "dns/ServerDiscovery.h"
+#include "dns/ServerLookup.h"
+#include "dns/SystemLookup.h"
 #include "platform/ErrorNumbers.h"
-#include "platform/HelperThread.h"
-#include "platform/HostInfo.h"
-#include "platform/Loop.h"
+#include "platform/HostsFile.h"
+#include "platform/PerThread.h"
 #include "platform/Sockets.h"
 
 namespace netro {
 namespace {
 
-struct Job {
-  std::string address;
-  std::string answer;
-  std::atomic<bool> done{false};
-};
-
-std::string AskSystem(const std::string& address) {
-  if (const auto ip = ParseDotted(address)) return ResolveAddress(*ip);
-  const auto found = ResolveName(address);
-  return found ? FormatDotted(*found) : std::string();
+std::string AskHostsFile(const std::string& address) {
+  if (const auto ip = ParseDotted(address)) return HostsFileName(*ip);
+  const auto ip = HostsFileAddress(address);
+  return ip ? FormatDotted(*ip) : std::string();
 }
 
-class SystemLookup final : public HostLookup {
+class Names final : public HostLookup {
  public:
-  LookupAnswer Lookup(const std::string& address, const std::string& /*servers*/,
+  LookupAnswer Lookup(std::string address, std::optional<std::string> servers,
                       const CancelMark& mark, TimePoint deadline) override {
     if (address.empty() || address.find('\0') != std::string::npos) return {{}, kErrNoDnsEntries};
-    const auto job = std::make_shared<Job>();
-    job->address = address;
-    if (!Start(job, mark.Module().MessageLoop())) return {{}, kErrNoBuffers};
-    const WaitEnd end = WaitUntil(mark, deadline, [&] { return job->done.load(); });
-    if (end != WaitEnd::Done) return {{}, WaitError(end)};
-    if (job->answer.empty()) return {{}, kErrNoDnsEntries};
-    return {job->answer, 0};
+    if (auto known = cache_.Find(address)) return {std::move(*known)};
+    LookupAnswer answer = Ask(address, servers, mark, deadline);
+    if (answer.error == 0) cache_.Insert(address, answer.text);
+    return answer;
   }
 
-  void Clear() override {}
+  const std::string& DefaultServers(const CancelMark& mark) override {
+    if (!discovered_) defaultServers_ = DiscoverServerList(mark, discovered_);
+    return defaultServers_;
+  }
+
+  void Clear() override { cache_.Clear(); }
+  std::int32_t Count() const override { return cache_.Count(); }
+  std::int32_t Save(const std::string& fileName) override { return cache_.Save(fileName); }
+  std::int32_t Restore(const std::string& fileName) override { return cache_.Restore(fileName); }
+
+  void ThreadEnds() {}
 
  private:
-  // The helper holds the waker, not the loop: a late one must not destroy a loop on its thread.
-  static bool Start(const std::shared_ptr<Job>& job, Loop& loop) {
-    return RunOnHelperThread([job, waker = loop.Notifications().SharedWaker()] {
-      job->answer = AskSystem(job->address);
-      job->done = true;
-      waker->Wake();
-    });
+  LookupAnswer Ask(const std::string& address, const std::optional<std::string>& list,
+                   const CancelMark& mark, TimePoint deadline) {
+    if (std::string known = AskHostsFile(address); !known.empty()) return {std::move(known)};
+    const auto servers = ParseServerList(list ? *list : DefaultServers(mark));
+    if (!servers) return {{}, kErrInvalidArgument};
+    if (mark.Cancelled()) return {{}, kErrCancelled};
+    return servers->empty() ? AskSystem(address, mark, deadline)
+                            : AskServers(*servers, address, mark, deadline);
   }
+
+  LookupCache cache_;
+  std::string defaultServers_;
+  bool discovered_ = false;
 };
 
 }  // namespace
 
 HostLookup& DefaultHostLookup() {
-  thread_local SystemLookup lookup;
-  return lookup;
+  return *PerThread<Names>([] { return std::make_shared<Names>(); });
 }
 
 }  // namespace netro

@@ -1,5 +1,6 @@
 #include "socket/DatagramSocket.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "platform/ErrorNumbers.h"
@@ -19,6 +20,7 @@ DatagramSocket::~DatagramSocket() {
 
 std::int32_t DatagramSocket::Open(const Options& options, const SocketAddress& target) {
   target_ = target;
+  room_ = std::make_unique_for_overwrite<std::uint8_t[]>(kLargestDatagram);
   std::int32_t error = CreateSocket(SocketKind::Datagram, handle_);
   if (error == 0 && options.reuseAddress) error = SetReuseAddress(handle_);
   if (error == 0 && options.broadcast) error = SetBroadcast(handle_);
@@ -46,10 +48,14 @@ void DatagramSocket::OnSocket(std::int32_t /*handle*/, SocketEvent event, std::i
   if (event == SocketEvent::Write) sendBlocked_ = false;
   if (event != SocketEvent::Read || readable_) return;
   SocketAddress from;
-  reply_.resize(kLargestDatagram);
-  const auto got = notifier_.Receive(handle_, reply_, error_, &from);
-  reply_.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
+  const auto got = notifier_.Receive(handle_, {room_.get(), kLargestDatagram}, error_, &from);
+  reply_.assign(room_.get(), room_.get() + std::max<std::int64_t>(got, 0));
+  if (got >= 0 && !IsWanted(from)) return notifier_.Renew(handle_);
   readable_ = got >= 0 || error_ != kErrWouldBlock;
+}
+
+bool DatagramSocket::IsWanted(const SocketAddress& from) const {
+  return !wanted_ || (from.ip == target_.ip && from.port == target_.port && wanted_(reply_));
 }
 
 }  // namespace netro

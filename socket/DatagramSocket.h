@@ -1,10 +1,13 @@
-// A datagram socket with one target, for UDPCls. It keeps the first datagram that arrives until it
-// is taken; further ones wait in the system. Owned by its UDPCls, on that one's thread.
+// A datagram socket with one target, for UDPCls. It keeps the first datagram that arrives, or the
+// first one that is wanted, until it is taken; further ones wait in the system. Owned by its
+// UDPCls, on that one's thread.
 #pragma once
 
 #include <netro/Types.h>
 
 #include <cstdint>
+#include <functional>
+#include <memory>
 #include <span>
 
 #include "platform/Notifier.h"
@@ -23,6 +26,11 @@ class DatagramSocket final : private SocketWatcher {
     bool broadcast = false;
   };
 
+  /// Tells whether a datagram is a reply to what was sent.
+  using Filter = std::function<bool(std::span<const std::uint8_t>)>;
+  /// From now on only datagrams from the target that `wanted` takes are kept; others are dropped.
+  void TakeOnly(Filter wanted) { wanted_ = std::move(wanted); }
+
   /// Both return the error number.
   std::int32_t Open(const Options& options, const SocketAddress& target);
   std::int32_t Send(std::span<const std::uint8_t> datagram);
@@ -35,10 +43,13 @@ class DatagramSocket final : private SocketWatcher {
 
  private:
   void OnSocket(std::int32_t handle, SocketEvent event, std::int32_t error) override;
+  bool IsWanted(const SocketAddress& from) const;
 
   Notifier& notifier_;
   std::int32_t handle_ = 0;
   SocketAddress target_;
+  Filter wanted_;
+  std::unique_ptr<std::uint8_t[]> room_;
   bool readable_ = false;
   Bytes reply_;
   std::int32_t error_ = 0;

@@ -1,5 +1,4 @@
 // The host and address helpers of SocketCls.
-#include <netro/Localization.h>
 #include <netro/SocketCls.h>
 
 #include "platform/Echo.h"
@@ -8,7 +7,6 @@
 #include "platform/Sockets.h"
 #include "socket/CallState.h"
 #include "socket/HostLookup.h"
-#include "socket/SocketErrors.h"
 #include "socket/SocketModule.h"
 #include "socket/Wait.h"
 
@@ -16,7 +14,6 @@ namespace netro {
 namespace {
 
 constexpr std::int32_t kNoAddress = -1;
-constexpr std::int32_t kTextNoDnsEntries = 10159;
 constexpr long kEchoSeconds = 1;
 
 }  // namespace
@@ -67,28 +64,23 @@ std::string SocketCls::DNSLookup(const std::string& Address) {
     SetLookupResult(kErrInProgress);
     return {};
   }
-  return LookUp(Address, CancelMark(module_, call_), TimePoint::max());
-}
-
-std::string SocketCls::RemoteClientName() { return DNSLookup(remoteIP_); }
-
-void SocketCls::ClearDNSCache() { DefaultHostLookup().Clear(); }
-
-std::string SocketCls::LookUp(const std::string& address, const CancelMark& mark,
-                              Deadline deadline) {
   const auto call = call_;
-  const std::string servers = dnsURL_;
-  LookupAnswer answer = DefaultHostLookup().Lookup(address, servers, mark, deadline);
+  LookupAnswer answer =
+      DefaultHostLookup().Lookup(Address, dnsURL_, CancelMark(module_, call_), TimePoint::max());
   if (!call->alive) return {};
   SetLookupResult(answer.error);
   return std::move(answer.text);
 }
 
+std::string SocketCls::RemoteClientName() { return DNSLookup(remoteIP_); }
+
+const std::string& SocketCls::DNSURL() const {
+  return dnsURL_ ? *dnsURL_ : DefaultHostLookup().DefaultServers(CancelMark(module_, call_));
+}
+
 void SocketCls::SetLookupResult(std::int32_t error) {
   dnsLastErr_ = error;
-  dnsLastErrMsg_ = error == 0                  ? std::string()
-                   : error == kErrNoDnsEntries ? GetMessageText(kTextNoDnsEntries)
-                                               : SocketErrorText(error);
+  dnsLastErrMsg_ = LookupErrorText(error);
 }
 
 bool SocketCls::IsIPReachable(const std::string& IP) {

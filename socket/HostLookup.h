@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "platform/Clock.h"
@@ -13,21 +14,39 @@ namespace netro {
 struct LookupAnswer {
   std::string text;  // dotted address, or a name for a reverse lookup; empty on failure
   std::int32_t error = 0;
+  std::int32_t ip = 0;  // of ResolveHost
 };
 
+/// The names of one thread, with the cache that all its objects share.
 class HostLookup {
  public:
   virtual ~HostLookup() = default;
 
-  /// Looks up a name, or the name of a dotted address. Blocks, keeping the loop alive. Errors: 59
-  /// no such host, 9999 cancelled, 10002 the deadline came first.
-  virtual LookupAnswer Lookup(const std::string& address, const std::string& servers,
+  /// Looks up a name, or the name of a dotted address, by `servers` ("host[:port]" separated by
+  /// commas; empty: the system's resolver; none: the default servers). Blocks, keeping the loop
+  /// alive. Errors: 59 no such host, 9999 cancelled, 10002 the deadline came first, 10022 the
+  /// servers cannot be read.
+  virtual LookupAnswer Lookup(std::string address, std::optional<std::string> servers,
                               const CancelMark& mark, TimePoint deadline) = 0;
-  /// Forgets all remembered answers.
+  /// The system's servers that answer an echo. Blocks once, for half a second at most.
+  virtual const std::string& DefaultServers(const CancelMark& mark) = 0;
+
   virtual void Clear() = 0;
+  virtual std::int32_t Count() const = 0;
+  /// Number of entries; -1 when the file cannot be used.
+  virtual std::int32_t Save(const std::string& fileName) = 0;
+  virtual std::int32_t Restore(const std::string& fileName) = 0;
 };
 
 /// The lookup of the calling thread.
 HostLookup& DefaultHostLookup();
+
+/// The text that goes with the result of a lookup; empty for 0.
+std::string LookupErrorText(std::int32_t error);
+
+/// The address of a host to connect to: a dotted one as it is, a name by Lookup. "255.255.255.255"
+/// is nobody's (59).
+LookupAnswer ResolveHost(std::string host, std::optional<std::string> servers,
+                         const CancelMark& mark, TimePoint deadline);
 
 }  // namespace netro

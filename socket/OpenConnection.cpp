@@ -1,7 +1,9 @@
 #include "socket/OpenConnection.h"
 
+#include <netro/ProxySettings.h>
 #include <netro/SocketCls.h>
 
+#include <iterator>
 #include <utility>
 
 #include "platform/ErrorNumbers.h"
@@ -9,6 +11,19 @@
 #include "socket/SocksDialogue.h"
 
 namespace netro {
+
+bool PlanProxy(const ProxyValues& proxy, ConnectionPlan& plan) {
+  constexpr SocksKind kKinds[] = {SocksKind::None, SocksKind::Socks4, SocksKind::Socks5NoAuth,
+                                  SocksKind::Socks5Auth};
+  if (proxy.type < 0 || proxy.type >= static_cast<std::int32_t>(std::size(kKinds))) return false;
+  plan.socks = kKinds[proxy.type];
+  plan.proxyHost = proxy.url;
+  plan.proxyPort = proxy.port;
+  plan.proxyUser = proxy.user;
+  plan.proxyPassword = proxy.password;
+  plan.remoteDNS = proxy.useRemoteDNS;
+  return plan.socks == SocksKind::None || !proxy.url.empty();
+}
 
 std::int32_t SocketOwner::Connect(SocketCls& socket, const ConnectionPlan& plan,
                                   const CancelMark& mark) {

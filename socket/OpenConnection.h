@@ -11,6 +11,7 @@
 namespace netro {
 
 class SocketCls;
+struct ProxyValues;
 
 enum class SocksKind { None, Socks4, Socks5NoAuth, Socks5Auth };
 
@@ -26,6 +27,10 @@ struct ConnectionPlan {
   bool remoteDNS = false;
   std::int32_t seconds = 30;
 };
+
+/// Puts the proxy settings of a protocol class into a plan. False when the type is none of the
+/// kinds or the proxy has no name.
+bool PlanProxy(const ProxyValues& proxy, ConnectionPlan& plan);
 
 class SocketOwner {
  public:

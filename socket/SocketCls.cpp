@@ -16,7 +16,6 @@
 namespace netro {
 namespace {
 
-constexpr std::int32_t kNoAddress = -1;
 constexpr std::size_t kLargestBlock = 16'000;
 constexpr int kBacklog = 5;
 constexpr int kAcceptPauseMilliseconds = 100;
@@ -136,12 +135,11 @@ bool SocketCls::ConnectBy(std::string host, std::int32_t port, const CancelMark&
 
 std::optional<std::int32_t> SocketCls::Resolve(const std::string& host, const CancelMark& mark,
                                                Deadline deadline) {
-  SetLookupResult(0);
-  const auto ip = ParseDotted(host);
-  if (!ip) return ParseDotted(LookUp(host, mark, deadline));
-  if (*ip != kNoAddress) return ip;
-  SetLookupResult(kErrNoDnsEntries);
-  return std::nullopt;
+  const auto call = call_;
+  const LookupAnswer answer = ResolveHost(host, dnsURL_, mark, deadline);
+  if (!call->alive) return std::nullopt;
+  SetLookupResult(answer.error);
+  return answer.error == 0 ? std::optional(answer.ip) : std::nullopt;
 }
 
 bool SocketCls::Listen(const std::string& FeedLocalIp) {

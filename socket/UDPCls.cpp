@@ -7,6 +7,7 @@
 
 #include "platform/ErrorNumbers.h"
 #include "socket/CallState.h"
+#include "socket/DatagramExchange.h"
 #include "socket/DatagramSocket.h"
 #include "socket/HostLookup.h"
 #include "socket/SocketErrors.h"
@@ -24,8 +25,13 @@ constexpr long kSendSeconds = 60;
 constexpr std::int32_t kPermissionDenied = 10013;
 constexpr std::int32_t kEverybody = -1;
 
-const std::uint8_t* BytesOf(const std::string& text) {
-  return reinterpret_cast<const std::uint8_t*>(text.data());
+std::span<const std::uint8_t> BytesOf(const std::string& text) {
+  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
+}
+
+// Callers have always got one byte behind the reply.
+void AppendZero(Bytes& reply, std::int32_t error) {
+  if (error == 0 && !reply.empty()) reply.push_back(0);
 }
 
 }  // namespace
@@ -64,13 +70,13 @@ bool UDPCls::UDPDisconnect(std::int32_t& LastErr) {
 
 bool UDPCls::UDPSendString(const std::string& InData, std::int32_t& LastErr) {
   return Run(LastErr, [&](const CancelMark& mark) {
-    return (LastErr = Send(BytesOf(InData), InData.size(), mark)) == 0;
+    return (LastErr = SendAllButLast(BytesOf(InData), mark)) == 0;
   });
 }
 
 bool UDPCls::UDPSendByteArr(const Bytes& InArray, std::int32_t& LastErr) {
   return Run(LastErr, [&](const CancelMark& mark) {
-    return (LastErr = Send(InArray.data(), InArray.size(), mark)) == 0;
+    return (LastErr = SendAllButLast(InArray, mark)) == 0;
   });
 }
 
@@ -78,6 +84,7 @@ std::string UDPCls::UDPPollString(std::int32_t& LastErr) {
   return Run(LastErr, [&](const CancelMark& mark) {
     Bytes reply;
     LastErr = Poll(reply, mark);
+    AppendZero(reply, LastErr);
     return std::string(reply.begin(), reply.end());
   });
 }
@@ -85,7 +92,7 @@ std::string UDPCls::UDPPollString(std::int32_t& LastErr) {
 std::string UDPCls::UDPQuery(const std::string& InData, std::int32_t& LastErr) {
   return Run(LastErr, [&](const CancelMark& mark) {
     Bytes reply;
-    LastErr = Query(BytesOf(InData), InData.size(), reply, mark);
+    LastErr = Query(BytesOf(InData), reply, mark);
     return std::string(reply.begin(), reply.end());
   });
 }
@@ -93,7 +100,7 @@ std::string UDPCls::UDPQuery(const std::string& InData, std::int32_t& LastErr) {
 Bytes UDPCls::UDPQueryBinary(const Bytes& InData, std::int32_t& LastErr) {
   return Run(LastErr, [&](const CancelMark& mark) {
     Bytes reply;
-    LastErr = Query(InData.data(), InData.size(), reply, mark);
+    LastErr = Query(InData, reply, mark);
     return reply;
   });
 }
@@ -109,6 +116,10 @@ std::string UDPCls::TranslateErrorMsg(std::int32_t ErrorNr) const {
   return SocketErrorText(ErrorNr);
 }
 
+const std::string& UDPCls::DNSURL() const {
+  return dnsURL_ ? *dnsURL_ : DefaultHostLookup().DefaultServers(CancelMark(module_, call_));
+}
+
 std::int32_t UDPCls::Open(const CancelMark& mark) {
   socket_.reset();
   if (port_ < 0 || port_ > 65535) return kErrInvalidArgument;
@@ -116,16 +127,12 @@ std::int32_t UDPCls::Open(const CancelMark& mark) {
   if (everybody && !allowBroadcast_) return kPermissionDenied;
   const DatagramSocket::Options options{reuseAddr_, allowBroadcast_};
   SocketAddress target{kEverybody, port_};
-  const auto dotted = ParseDotted(url_);
-  if (!everybody && dotted) target.ip = *dotted;
-  if (!dotted) {
+  if (!everybody) {
     const auto call = call_;
-    const LookupAnswer answer =
-        DefaultHostLookup().Lookup(std::string(url_), std::string(dnsURL_), mark, TimePoint::max());
+    const LookupAnswer host = ResolveHost(url_, dnsURL_, mark, TimePoint::max());
     if (!call->alive) return kErrCancelled;
-    const auto found = ParseDotted(answer.text);
-    if (!found) return answer.error == kErrNoDnsEntries ? kErrHostNotFound : answer.error;
-    target.ip = *found;
+    if (host.error != 0) return host.error == kErrNoDnsEntries ? kErrHostNotFound : host.error;
+    target.ip = host.ip;
   }
   socket_ = std::make_unique<DatagramSocket>(module_->Notifications());
   const std::int32_t error = socket_->Open(options, target);
@@ -133,13 +140,16 @@ std::int32_t UDPCls::Open(const CancelMark& mark) {
   return error;
 }
 
-std::int32_t UDPCls::Send(const std::uint8_t* data, std::size_t size, const CancelMark& mark) {
+// The upper bound of the array counts, as it always has: the last byte stays here.
+std::int32_t UDPCls::SendAllButLast(std::span<const std::uint8_t> data, const CancelMark& mark) {
   if (socket_ == nullptr) return kErrNotConnected;
-  // The upper bound of the array counts, as it always has: the last byte stays here.
-  std::size_t left = size > 0 ? size - 1 : 0;
-  while (left > 0) {
-    const std::size_t chunk = std::min(left, kLargestChunk);
-    std::int32_t error = socket_->Send({data, chunk});
+  return data.size() < 2 ? 0 : Send(data.first(data.size() - 1), mark);
+}
+
+std::int32_t UDPCls::Send(std::span<const std::uint8_t> data, const CancelMark& mark) {
+  for (;;) {
+    const auto chunk = data.first(std::min(data.size(), kLargestChunk));
+    std::int32_t error = socket_->Send(chunk);
     if (error == kErrWouldBlock) {
       const auto call = call_;
       const DatagramSocket* socket = socket_.get();
@@ -149,11 +159,10 @@ std::int32_t UDPCls::Send(const std::uint8_t* data, std::size_t size, const Canc
       if (error == 0) continue;
     }
     if (error != 0) return error;
-    data += chunk;
-    left -= chunk;
-    if (const std::int32_t ended = Pause(kSendPause, left == 0, mark)) return ended;
+    data = data.subspan(chunk.size());
+    if (const std::int32_t ended = Pause(kSendPause, data.empty(), mark)) return ended;
+    if (data.empty()) return 0;
   }
-  return 0;
 }
 
 std::int32_t UDPCls::Pause(milliseconds time, bool untilReadable, const CancelMark& mark) {
@@ -176,18 +185,28 @@ std::int32_t UDPCls::Poll(Bytes& reply, const CancelMark& mark) {
     }
     if (last) return kErrTimedOut;
   }
-  const std::int32_t error = socket_->Take(reply);
-  if (error == 0 && !reply.empty()) reply.push_back(0);
-  return error;
+  return socket_->Take(reply);
 }
 
-std::int32_t UDPCls::Query(const std::uint8_t* data, std::size_t size, Bytes& reply,
+std::int32_t UDPCls::Query(std::span<const std::uint8_t> data, Bytes& reply,
                            const CancelMark& mark) {
   const auto call = call_;
   std::int32_t error = Open(mark);
-  if (error == 0) error = Send(data, size, mark);
+  if (error == 0) error = SendAllButLast(data, mark);
   if (error == 0) error = Poll(reply, mark);
   if (call->alive) socket_.reset();
+  AppendZero(reply, error);
+  return error;
+}
+
+std::int32_t UDPOwner::Query(UDPCls& client, std::span<const std::uint8_t> datagram,
+                             const Filter& wanted, const CancelMark& mark, Bytes& reply) {
+  std::int32_t error = client.Open(mark);
+  if (error != 0) return error;
+  client.socket_->TakeOnly(wanted);
+  error = client.Send(datagram, mark);
+  if (error == 0) error = client.Poll(reply, mark);
+  client.socket_.reset();
   return error;
 }
 

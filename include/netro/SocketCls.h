@@ -9,6 +9,7 @@
 #pragma once
 
 #include <netro/Export.h>
+#include <netro/NameLookups.h>
 #include <netro/Types.h>
 
 #include <chrono>
@@ -71,7 +72,7 @@ class NETRO_EXPORT SocketClsEvents {
   }
 };
 
-class NETRO_EXPORT SocketCls {
+class NETRO_EXPORT SocketCls : public NameLookups {
  public:
   SocketCls();
   ~SocketCls();
@@ -122,8 +123,9 @@ class NETRO_EXPORT SocketCls {
   std::int32_t DNSLastErr() const { return dnsLastErr_; }
   const std::string& DNSLastErrMsg() const { return dnsLastErrMsg_; }
   /// DNS servers for name lookups as "host[:port]" separated by commas; empty: the system's
-  /// resolver.
-  const std::string& DNSURL() const { return dnsURL_; }
+  /// resolver. Until it is set, the system's servers that answer an echo: they are looked for when
+  /// this thread first asks for them or needs them, which takes up to half a second.
+  const std::string& DNSURL() const;
   void DNSURL(std::string value) { dnsURL_ = std::move(value); }
 
   /// Begins to connect to a dotted address or host name (a name is looked up first, which blocks
@@ -188,8 +190,6 @@ class NETRO_EXPORT SocketCls {
   /// The address that a name resolves to, or the name of a dotted address; empty on failure, see
   /// DNSLastErr. Blocks, keeping the loop alive.
   std::string DNSLookup(const std::string& Address);
-  /// Forgets all remembered lookups of this thread.
-  void ClearDNSCache();
 
   /// Host and address helpers. A long address is the IPv4 address in network byte order held in 32
   /// bits; 0 and -1 stand for "none".
@@ -232,7 +232,6 @@ class NETRO_EXPORT SocketCls {
   std::int32_t StartListening(const std::string& localIp, std::int32_t port);
   std::optional<std::int32_t> Resolve(const std::string& host, const CancelMark& mark,
                                       Deadline deadline);
-  std::string LookUp(const std::string& address, const CancelMark& mark, Deadline deadline);
   void SetLookupResult(std::int32_t error);
 
   std::int32_t SendBytes(const void* data, std::size_t size);
@@ -282,7 +281,7 @@ class NETRO_EXPORT SocketCls {
   void* pageFactory_ = nullptr;
   std::int32_t dnsLastErr_ = 0;
   std::string dnsLastErrMsg_;
-  std::string dnsURL_;
+  std::optional<std::string> dnsURL_;  // none: the default list
 };
 
 }  // namespace netro

@@ -10,9 +10,10 @@
 #include <netro/Types.h>
 
 #include <chrono>
-#include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
+#include <span>
 #include <string>
 #include <utility>
 
@@ -21,6 +22,7 @@ namespace netro {
 class CancelMark;
 class DatagramSocket;
 class SocketModule;
+class UDPOwner;
 struct CallState;
 
 class NETRO_EXPORT UDPCls {
@@ -48,7 +50,7 @@ class NETRO_EXPORT UDPCls {
   bool ReuseAddr() const { return reuseAddr_; }
   void ReuseAddr(bool value) { reuseAddr_ = value; }
   /// DNS servers for name lookups, see SocketCls::DNSURL.
-  const std::string& DNSURL() const { return dnsURL_; }
+  const std::string& DNSURL() const;
   void DNSURL(std::string value) { dnsURL_ = std::move(value); }
 
   /// Makes the socket and looks the host up; an older socket is closed. On failure there is none.
@@ -78,16 +80,16 @@ class NETRO_EXPORT UDPCls {
   std::string TranslateErrorMsg(std::int32_t ErrorNr) const;
 
  private:
-  using Deadline = std::chrono::steady_clock::time_point;
+  friend class UDPOwner;
 
   template <class Call>
   auto Run(std::int32_t& lastErr, Call call) -> decltype(call(std::declval<const CancelMark&>()));
   std::int32_t Open(const CancelMark& mark);
-  std::int32_t Send(const std::uint8_t* data, std::size_t size, const CancelMark& mark);
+  std::int32_t SendAllButLast(std::span<const std::uint8_t> data, const CancelMark& mark);
+  std::int32_t Send(std::span<const std::uint8_t> data, const CancelMark& mark);
   std::int32_t Poll(Bytes& reply, const CancelMark& mark);
   std::int32_t Pause(std::chrono::milliseconds time, bool untilReadable, const CancelMark& mark);
-  std::int32_t Query(const std::uint8_t* data, std::size_t size, Bytes& reply,
-                     const CancelMark& mark);
+  std::int32_t Query(std::span<const std::uint8_t> data, Bytes& reply, const CancelMark& mark);
 
   std::shared_ptr<SocketModule> module_;
   std::shared_ptr<CallState> call_;
@@ -100,7 +102,7 @@ class NETRO_EXPORT UDPCls {
   std::int32_t retryPause_ = 333;
   bool allowBroadcast_ = false;
   bool reuseAddr_ = false;
-  std::string dnsURL_;
+  std::optional<std::string> dnsURL_;  // none: the default list
 };
 
 }  // namespace netro

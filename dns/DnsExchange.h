@@ -1,0 +1,39 @@
+// One exchange with a DNS server: a query out, the reply in. On the caller's thread, under the
+// caller's cancellation; what waits here touches nothing that an event may delete.
+#pragma once
+
+#include <netro/Types.h>
+
+#include <cstdint>
+#include <string>
+
+#include "dns/DnsMessage.h"
+#include "socket/OpenConnection.h"
+#include "socket/Wait.h"
+
+namespace netro {
+
+struct DnsServer {
+  std::string host;
+  std::int32_t port = 53;
+};
+
+/// Sends the query in one datagram and waits for its reply, for a second, or less when the limit
+/// comes before. Returns 0 when `message` is a reply to the query, else the error number.
+std::int32_t AskOverUdp(const DnsServer& server, const Bytes& query, const CancelMark& mark,
+                        TimePoint limit, Bytes& message);
+
+/// Of an exchange over TCP.
+struct DnsTcpResult {
+  std::int32_t code = 0;  // 0, the server's, 22, 56, or an error number
+  DnsReply reply;
+  Bytes message;  // the first one, empty when none came
+};
+
+/// Sends the query and reads the reply, or with `transfer` the messages of a zone transfer (RFC
+/// 5936), up to the SOA record that closes it. Connecting and each wait for bytes may take the
+/// plan's seconds. What a transfer has brought before it failed is there.
+DnsTcpResult AskOverTcp(const ConnectionPlan& plan, const Bytes& query, bool transfer,
+                        const CancelMark& mark);
+
+}  // namespace netro

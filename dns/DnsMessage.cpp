@@ -1,0 +1,111 @@
+#include "dns/DnsMessage.h"
+
+#include <algorithm>
+
+#include "dns/DnsName.h"
+#include "dns/DnsRecord.h"
+#include "platform/Sockets.h"
+#include "support/Text.h"
+
+namespace netro {
+namespace {
+
+constexpr std::uint16_t kId = 25;
+constexpr std::size_t kHeaderSize = 12;
+constexpr std::size_t kTypeAndClass = 4;
+constexpr std::uint8_t kReplyBit = 128;
+
+// A dotted address by the name that its PTR record has: "3.2.1.10.in-addr.arpa" for "10.1.2.3".
+std::string ReverseName(std::int32_t ip) {
+  std::vector<std::string> octets = Split(FormatDotted(ip), '.');
+  std::string name;
+  for (auto octet = octets.rbegin(); octet != octets.rend(); ++octet) name += *octet + ".";
+  return name + "in-addr.arpa";
+}
+
+std::string QuestionName(const DnsQuestion& question) {
+  const auto ip = question.type == TYPE_PTR ? ParseDotted(question.domain) : std::nullopt;
+  return ip ? ReverseName(*ip) : question.domain;
+}
+
+// Length bytes of labels are no letters, so names compare as texts.
+bool SameName(std::span<const std::uint8_t> a, std::span<const std::uint8_t> b) {
+  const auto text = [](std::span<const std::uint8_t> bytes) {
+    return std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  };
+  return EqualsIgnoreCase(text(a), text(b));
+}
+
+bool SkipQuestions(std::span<const std::uint8_t> message, ByteReader& reader,
+                   std::uint16_t questions) {
+  std::string name;
+  for (; questions > 0; --questions) {
+    if (!ReadName(message, reader, name)) return false;
+    reader.Skip(kTypeAndClass);
+  }
+  return reader.Ok();
+}
+
+// Counts come from the peer: records are taken as they prove to be there.
+bool ReadSection(std::span<const std::uint8_t> message, ByteReader& reader, std::uint16_t count,
+                 std::deque<DNSCLS>& records) {
+  for (; count > 0; --count) {
+    if (!ReadRecord(message, reader, records.emplace_back())) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+std::optional<Bytes> ComposeQuery(const DnsQuestion& question) {
+  ByteWriter writer;
+  writer.U16(kId);
+  writer.U8(question.recursion ? 1 : 0);
+  writer.U8(0);
+  writer.U16(1);
+  for (int section = 0; section < DnsReply::Sections; ++section) writer.U16(0);
+  if (!WriteName(QuestionName(question), writer)) return std::nullopt;
+  writer.U16(static_cast<std::uint16_t>(question.type));
+  writer.U16(question.classNumber);
+  return writer.Take();
+}
+
+bool AnswersQuery(std::span<const std::uint8_t> message, std::span<const std::uint8_t> query,
+                  bool first) {
+  ByteReader reader(message);
+  const bool sameId = reader.U16() == kId;
+  const bool isReply = (reader.U8() & kReplyBit) != 0;
+  reader.Skip(1);
+  const std::uint16_t questions = reader.U16();
+  if (!reader.Ok() || !sameId || !isReply) return false;
+  if (!first && questions == 0) return true;
+  if (questions != 1 || message.size() < query.size()) return false;
+  const auto asked = query.subspan(kHeaderSize);
+  const auto answered = message.subspan(kHeaderSize, asked.size());
+  return SameName(asked.first(asked.size() - kTypeAndClass),
+                  answered.first(asked.size() - kTypeAndClass)) &&
+         std::ranges::equal(asked.last(kTypeAndClass), answered.last(kTypeAndClass));
+}
+
+bool ReadReply(std::span<const std::uint8_t> message, DnsReply& reply) {
+  ByteReader reader(message);
+  reader.Skip(2);
+  reply.flags.first = reader.U8();
+  reply.flags.second = reader.U8();
+  const std::uint16_t questions = reader.U16();
+  std::uint16_t counts[DnsReply::Sections];
+  for (std::uint16_t& count : counts) count = reader.U16();
+
+  std::array<std::size_t, DnsReply::Sections> before;
+  std::ranges::transform(reply.records, before.begin(), &std::deque<DNSCLS>::size);
+  bool ok = reader.Ok() && SkipQuestions(message, reader, questions);
+  for (std::size_t section = 0; ok && section < reply.records.size(); ++section) {
+    ok = ReadSection(message, reader, counts[section], reply.records[section]);
+  }
+  for (std::size_t section = 0; !ok && section < reply.records.size(); ++section) {
+    reply.records[section].resize(before[section]);
+  }
+  return ok;
+}
+
+}  // namespace netro

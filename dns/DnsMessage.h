@@ -1,0 +1,60 @@
+// DNS messages (RFC 1035, section 4): composing queries and reading replies. Any thread.
+#pragma once
+
+#include <netro/DNSCLS.h>
+#include <netro/Types.h>
+
+#include <array>
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <span>
+#include <string>
+
+namespace netro {
+
+/// What to ask for.
+struct DnsQuestion {
+  std::string domain;  // for PTR also a dotted address
+  std::int32_t type = TYPE_A;
+  std::uint16_t classNumber = 1;
+  bool recursion = true;
+};
+
+/// The query message; none when the domain is no name.
+std::optional<Bytes> ComposeQuery(const DnsQuestion& question);
+
+/// True when a message is a reply, has the query's ID, and repeats its question. The messages of a
+/// zone transfer behind the first one may leave the question out.
+bool AnswersQuery(std::span<const std::uint8_t> message, std::span<const std::uint8_t> query,
+                  bool first = true);
+
+/// The two flag bytes of a message.
+struct DnsFlags {
+  std::uint8_t first = 0;
+  std::uint8_t second = 0;
+
+  bool IsAuthoritative() const { return (first & 4) != 0; }
+  bool IsTruncated() const { return (first & 2) != 0; }
+  bool IsRecursionAvailable() const { return (second & 128) != 0; }
+  bool HasReservedBit() const { return (second & 64) != 0; }
+  std::int32_t Code() const { return second & 15; }
+};
+
+/// One or several replies: the records of each section in the order in which they came.
+struct DnsReply {
+  enum Section { Answer, Authority, Additional, Sections };
+
+  std::size_t Count() const {
+    return records[Answer].size() + records[Authority].size() + records[Additional].size();
+  }
+
+  DnsFlags flags;
+  std::array<std::deque<DNSCLS>, Sections> records;
+};
+
+/// Reads a message: sets the flags, appends the records. When it is malformed the flags are set (as
+/// far as there are any), no record is appended, and the result is false.
+bool ReadReply(std::span<const std::uint8_t> message, DnsReply& reply);
+
+}  // namespace netro

@@ -1,0 +1,39 @@
+// One running query of a QueryDNSCLS: from the settings to the result code. Made on the caller's
+// stack; it works on a copy of the settings and outlives a deletion of the object, which it then no
+// longer touches.
+#pragma once
+
+#include <netro/QueryDNSCLS.h>
+
+#include "dns/DnsExchange.h"
+#include "socket/CallState.h"
+
+namespace netro {
+
+class DnsQuery {
+ public:
+  explicit DnsQuery(QueryDNSCLS& owner);
+
+  /// QueryDNS: over UDP or TCP, with retries.
+  std::int32_t Run();
+  /// QueryZone: once, over TCP.
+  std::int32_t RunOnce();
+
+ private:
+  void Forget();
+  std::int32_t Check();
+  std::int32_t Compose(Bytes& query);
+  std::int32_t Exchange(bool udp);
+  std::int32_t ExchangeUdp(const Bytes& query);
+  std::int32_t ExchangeTcp(const Bytes& query);
+  std::int32_t Plan(ConnectionPlan& plan) const;
+  void Publish(DnsReply reply, const Bytes& message, bool truncated);
+
+  QueryDNSCLS& owner_;
+  std::shared_ptr<CallState> call_;
+  CancelMark mark_;
+  const QueryDNSCLS::Settings settings_;
+  const ProxyValues proxy_;
+};
+
+}  // namespace netro

@@ -1,0 +1,19 @@
+// Result codes of the DNS client that are not errors of a socket; their texts are messages.
+#pragma once
+
+#include <cstdint>
+
+namespace netro {
+
+enum DnsResult : std::int32_t {
+  kDnsSuccess = 0,
+  kDnsNameError = 3,  // a server's own code, like all up to 21
+  kDnsNoRecords = 22,
+  kDnsNoDomain = 51,
+  kDnsNoServer = 52,
+  kDnsCutShort = 56,
+  kDnsNoEntries = 59,
+  kDnsNothingToDo = 10130,
+};
+
+}  // namespace netro

@@ -1,0 +1,44 @@
+#include <netro/FindDNSCLS.h>
+#include <netro/SocketCls.h>
+
+#include <utility>
+
+#include "platform/ResolverConfig.h"
+
+namespace netro {
+namespace {
+
+std::string LastTwoLabels(const std::string& domain) {
+  const auto last = domain.rfind('.');
+  if (last == domain.npos || last == 0) return domain;
+  const auto before = domain.rfind('.', last - 1);
+  return before == domain.npos ? domain : domain.substr(before + 1);
+}
+
+}  // namespace
+
+const FindDNSCLS::Found& FindDNSCLS::Discover() const {
+  if (found_.count > 0) return found_;
+  ResolverConfig config = ReadResolverConfig();
+  found_.count = static_cast<std::int32_t>(config.servers.size());
+  found_.servers = std::move(config.servers);
+  found_.servers.emplace_back();
+  found_.rootDomain = LastTwoLabels(config.domain);
+  found_.localDomain = std::move(config.domain);
+  found_.readable = config.readable;
+  return found_;
+}
+
+const std::vector<std::string>& FindDNSCLS::Servers() const { return Discover().servers; }
+std::int32_t FindDNSCLS::Count() const { return Discover().count; }
+const std::string& FindDNSCLS::LocalDomain() const { return Discover().localDomain; }
+const std::string& FindDNSCLS::RootDomain() const { return Discover().rootDomain; }
+bool FindDNSCLS::CanUseIPHlpApi() const { return Discover().readable; }
+
+bool FindDNSCLS::IsIPReachable(const std::string& IP) const {
+  return SocketCls().IsIPReachable(IP);
+}
+
+void FindDNSCLS::Kill() { found_ = {}; }
+
+}  // namespace netro

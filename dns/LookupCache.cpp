@@ -1,0 +1,118 @@
+#include "dns/LookupCache.h"
+
+#include <cerrno>
+#include <iterator>
+
+#include "platform/Clock.h"
+#include "platform/ErrorNumbers.h"
+#include "platform/WholeFile.h"
+#include "support/DateText.h"
+#include "support/ProfileFile.h"
+
+namespace netro {
+namespace {
+
+constexpr double kLifetimeSeconds = 600;
+constexpr std::string_view kSection = "DNS";
+constexpr int kUnusable = -1;
+
+/// The profile's path; empty when there is none.
+std::string PathOf(const std::string& fileName) {
+  if (!fileName.empty()) return fileName;
+  const std::string folder = UserConfigFolder();
+  return folder.empty() ? folder : folder + "/netro.ini";
+}
+
+struct SavedEntry {
+  Date expiry;
+  std::string result;
+};
+
+std::optional<SavedEntry> ParseEntry(std::string_view value) {
+  const std::size_t bar = value.find('|');
+  if (bar == value.npos) return std::nullopt;
+  const auto expiry = TextToDate(value.substr(0, bar));
+  if (!expiry) return std::nullopt;
+  return SavedEntry{*expiry, std::string(value.substr(bar + 1))};
+}
+
+}  // namespace
+
+std::optional<std::string> LookupCache::Find(const std::string& key) {
+  const auto* const found = index_.Find(key);
+  if (found == nullptr) return std::nullopt;
+  const auto entry = *found;
+  if (WallClock() <= entry->Expiry()) return entry->Result();
+  index_.Remove(key);
+  entries_.erase(entry);
+  return std::nullopt;
+}
+
+void LookupCache::Insert(const std::string& key, const std::string& result) {
+  Add(key, result, AddSeconds(WallClock(), kLifetimeSeconds));
+}
+
+void LookupCache::Add(const std::string& key, const std::string& result, Date expiry) {
+  if (index_.Find(key) != nullptr) return;
+  DNSCacheCls& entry = entries_.emplace_back();
+  entry.Key(key);
+  entry.Result(result);
+  entry.Expiry(expiry);
+  index_.Add(std::prev(entries_.end()));
+}
+
+void LookupCache::Clear() {
+  index_.Clear();
+  entries_.clear();
+}
+
+std::int32_t LookupCache::Save(ProfileFile& profile) const {
+  const Date now = WallClock();
+  std::int32_t written = 0;
+  for (const DNSCacheCls& entry : entries_) {
+    if (now > entry.Expiry()) continue;
+    const std::string value = DateToText(entry.Expiry()) + "|" + entry.Result();
+    if (profile.Set(kSection, entry.Key(), value)) ++written;
+  }
+  return written;
+}
+
+std::int32_t LookupCache::Restore(ProfileFile& profile) {
+  const Date now = WallClock();
+  std::int32_t read = 0;
+  for (const std::string& key : profile.Keys(kSection)) {
+    const auto saved = ParseEntry(*profile.Value(kSection, key));
+    if (!saved) continue;
+    if (now > saved->expiry) {
+      profile.Remove(kSection, key);
+    } else if (IsHostName(saved->result)) {  // or an address, which has the form of one
+      Add(key, saved->result, saved->expiry);
+      ++read;
+    }
+  }
+  return read;
+}
+
+std::int32_t LookupCache::Save(const std::string& fileName) const {
+  const std::string path = PathOf(fileName);
+  if (path.empty()) return kUnusable;
+  if (fileName.empty() && CreateFolder(UserConfigFolder()) != 0) return kUnusable;
+  std::string text;
+  const std::int32_t error = ReadWholeFile(path, text);
+  if (error != 0 && error != FileErrorNumber(ENOENT)) return kUnusable;
+  ProfileFile profile = ProfileFile::Parse(text);
+  const std::int32_t written = Save(profile);
+  return ReplaceFile(path, profile.Text()) == 0 ? written : kUnusable;
+}
+
+std::int32_t LookupCache::Restore(const std::string& fileName) {
+  const std::string path = PathOf(fileName);
+  std::string text;
+  if (path.empty() || ReadWholeFile(path, text) != 0) return kUnusable;
+  ProfileFile profile = ProfileFile::Parse(text);
+  const std::int32_t read = Restore(profile);
+  if (profile.IsChanged()) ReplaceFile(path, profile.Text());
+  return read;
+}
+
+}  // namespace netro

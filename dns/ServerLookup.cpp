@@ -1,0 +1,131 @@
+#include "dns/ServerLookup.h"
+
+#include <algorithm>
+#include <charconv>
+
+#include "dns/DnsResult.h"
+#include "platform/ErrorNumbers.h"
+#include "platform/Sockets.h"
+#include "support/Text.h"
+
+namespace netro {
+namespace {
+
+constexpr int kRounds = 3;
+constexpr std::int64_t kTcpSeconds = 10;
+
+// "host:port" or "host".
+bool ParseServer(const std::string& text, DnsServer& server) {
+  const std::size_t colon = text.find(':');
+  server.host = Trim(text.substr(0, colon));
+  if (server.host.empty() || HasControl(text)) return false;
+  if (colon == std::string::npos) return true;
+  const std::string port = Trim(text.substr(colon + 1));
+  const auto [end, error] = std::from_chars(port.data(), port.data() + port.size(), server.port);
+  return error == std::errc() && end == port.data() + port.size() && server.port >= 1 &&
+         server.port <= 65535;
+}
+
+// What a server's reply says about the name.
+struct Reply {
+  enum Kind { Found, NoSuchName, Silent, Useless, Cancelled } kind = Useless;
+  std::string text;
+};
+
+class Lookup {
+ public:
+  Lookup(DnsQuestion question, Bytes query, const CancelMark& mark, TimePoint deadline)
+      : question_(std::move(question)),
+        query_(std::move(query)),
+        mark_(mark),
+        deadline_(deadline) {}
+
+  Reply Ask(const DnsServer& server) {
+    Bytes message;
+    const std::int32_t error = AskOverUdp(server, query_, mark_, deadline_, message);
+    if (error != 0) return {KindOf(error), {}};
+    DnsReply reply;
+    const bool good = ReadReply(message, reply);
+    Reply judged = good ? Judge(reply) : Reply{};
+    if (judged.kind != Reply::Found && reply.flags.IsTruncated()) return AskAgain(server);
+    return judged;
+  }
+
+ private:
+  // A truncated reply without what is looked for: the whole one comes over TCP.
+  Reply AskAgain(const DnsServer& server) {
+    ConnectionPlan plan;
+    plan.host = server.host;
+    plan.port = server.port;
+    plan.seconds = static_cast<std::int32_t>(std::clamp<std::int64_t>(
+        std::chrono::ceil<std::chrono::seconds>(deadline_ - Now()).count(), 0, kTcpSeconds));
+    const DnsTcpResult result = AskOverTcp(plan, query_, false, mark_);
+    if (!result.message.empty()) return Judge(result.reply);
+    return {KindOf(result.code), {}};
+  }
+
+  Reply::Kind KindOf(std::int32_t error) const {
+    if (mark_.Cancelled()) return Reply::Cancelled;
+    return error == kErrTimedOut ? Reply::Silent : Reply::Useless;
+  }
+
+  Reply Judge(const DnsReply& reply) const {
+    const std::int32_t code = reply.flags.Code();
+    if (code != kDnsSuccess && code != kDnsNameError) return {};
+    for (const DNSCLS& record : reply.records[DnsReply::Answer]) {
+      if (record.DataType() == question_.type && IsUsable(record.Data())) {
+        return {Reply::Found, record.Data()};
+      }
+    }
+    return {Reply::NoSuchName, {}};
+  }
+
+  // What a server says ends up in the caller's texts: a name that is none is not passed on.
+  bool IsUsable(const std::string& data) const {
+    return question_.type == TYPE_PTR ? IsHostName(data) : data != "255.255.255.255";
+  }
+
+  DnsQuestion question_;
+  Bytes query_;
+  const CancelMark& mark_;
+  TimePoint deadline_;
+};
+
+}  // namespace
+
+std::optional<std::vector<DnsServer>> ParseServerList(const std::string& list) {
+  std::vector<DnsServer> servers;
+  for (const std::string& element : Split(list, ',')) {
+    const std::string text = Trim(element);
+    if (text.empty()) continue;
+    if (!ParseServer(text, servers.emplace_back())) return std::nullopt;
+  }
+  return servers;
+}
+
+LookupAnswer AskServers(const std::vector<DnsServer>& servers, const std::string& address,
+                        const CancelMark& mark, TimePoint deadline) {
+  DnsQuestion question;
+  question.domain = address;
+  if (ParseDotted(address)) question.type = TYPE_PTR;
+  const auto query = ComposeQuery(question);
+  if (!query) return {{}, kErrNoDnsEntries};
+
+  Lookup lookup(question, *query, mark, deadline);
+  std::vector<DnsServer> left = servers;
+  for (int round = 0; round < kRounds && !left.empty(); ++round) {
+    std::vector<DnsServer> silent;
+    for (const DnsServer& server : left) {
+      Reply reply = lookup.Ask(server);
+      if (reply.kind == Reply::Found) return {std::move(reply.text)};
+      if (reply.kind == Reply::NoSuchName) return {{}, kErrNoDnsEntries};
+      if (reply.kind == Reply::Cancelled) return {{}, kErrCancelled};
+      if (Now() >= deadline) return {{}, kErrTimedOut};
+      if (reply.kind == Reply::Silent) silent.push_back(server);
+    }
+    left = std::move(silent);
+  }
+  return {{}, kErrNoDnsEntries};
+}
+
+}  // namespace netro

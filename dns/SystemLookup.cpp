@@ -1,0 +1,50 @@
+// The system's calls block and cannot be stopped, so each runs on a helper thread while the caller
+// pumps; a cancelled one is abandoned and ends by itself.
+#include "dns/SystemLookup.h"
+
+#include <atomic>
+#include <memory>
+
+#include "platform/ErrorNumbers.h"
+#include "platform/HelperThread.h"
+#include "platform/HostInfo.h"
+#include "platform/Loop.h"
+#include "platform/Sockets.h"
+
+namespace netro {
+namespace {
+
+struct Job {
+  std::string address;
+  std::string answer;
+  std::atomic<bool> done{false};
+};
+
+std::string Resolve(const std::string& address) {
+  if (const auto ip = ParseDotted(address)) return ResolveAddress(*ip);
+  const auto found = ResolveName(address);
+  return found ? FormatDotted(*found) : std::string();
+}
+
+// The helper holds the waker, not the loop: a late one must not destroy a loop on its thread.
+bool Start(const std::shared_ptr<Job>& job, Loop& loop) {
+  return RunOnHelperThread([job, waker = loop.Notifications().SharedWaker()] {
+    job->answer = Resolve(job->address);
+    job->done = true;
+    waker->Wake();
+  });
+}
+
+}  // namespace
+
+LookupAnswer AskSystem(const std::string& address, const CancelMark& mark, TimePoint deadline) {
+  const auto job = std::make_shared<Job>();
+  job->address = address;
+  if (!Start(job, mark.Module().MessageLoop())) return {{}, kErrNoBuffers};
+  const WaitEnd end = WaitUntil(mark, deadline, [&] { return job->done.load(); });
+  if (end != WaitEnd::Done) return {{}, WaitError(end)};
+  if (job->answer.empty()) return {{}, kErrNoDnsEntries};
+  return {job->answer};
+}
+
+}  // namespace netro

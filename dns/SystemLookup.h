@@ -1,0 +1,14 @@
+// Name lookup by the system's own resolver, which knows search lists and whatever else the system
+// is configured with. On the caller's thread.
+#pragma once
+
+#include <string>
+
+#include "socket/HostLookup.h"
+
+namespace netro {
+
+/// The address of a name, or the name of a dotted address. Errors: 59, 9999, 10002, 10055.
+LookupAnswer AskSystem(const std::string& address, const CancelMark& mark, TimePoint deadline);
+
+}  // namespace netro

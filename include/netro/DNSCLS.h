@@ -1,0 +1,162 @@
+// DNSCLS: one DNS resource record (RFC 1035, section 3.2), as read from a reply.
+//
+// A plain value. Names are dotted, without a dot at the end; the root is empty. What a label holds
+// stands as it is, so texts may hold any byte; show them escaped.
+//
+// Data by type:
+//   A            dotted address
+//   AAAA         eight groups of four hexadecimal digits, "2001:0db8:0000:..."
+//   NS, CNAME, PTR, MB, MG, MR   the name
+//   MX, RT       the name; the preference is in Pref
+//   SRV          the target; SVR_Pref, SVR_Weight and SVR_Port hold the numbers
+//   SOA          the primary server; the SOA_ properties hold the rest
+//   MINFO, RP    both names with a blank between
+//   TXT, X25, ISDN   the string as it is; several strings each in double quotes, with a blank
+//                between, in them \" for " and \\ for backslash
+//   HINFO        both strings in this quoted form
+//   AFSDB        the host, after "[AFS] " for subtype 1 and "[DCE] " for 2; the subtype is in Pref
+//   WKS          address, protocol number, and the bit map in groups of eight digits, blanks
+//   between LOC          as in a zone file (RFC 1876): "52 22 23.000 N 4 53 32.000 E -2.00m 1m
+//   10000m 10m" ATMA         "(NSAP) " and hexadecimal digits, "(E164) " and digits, or "UNKNOWN
+//   ATMA" all others   the bytes as "0A FF 00 1B"
+#pragma once
+
+#include <netro/Export.h>
+
+#include <cstdint>
+#include <string>
+#include <utility>
+
+namespace netro {
+
+/// Record types, by their numbers on the wire. Types that are not named here are asked for with
+/// static_cast<QueryEnum>(number).
+enum QueryEnum : std::int32_t {
+  TYPE_A = 1,
+  TYPE_NS = 2,
+  TYPE_MD = 3,
+  TYPE_MF = 4,
+  TYPE_CNAME = 5,
+  TYPE_SOA = 6,
+  TYPE_MB = 7,
+  TYPE_MG = 8,
+  TYPE_MR = 9,
+  TYPE_NULL = 10,
+  TYPE_WKS = 11,
+  TYPE_PTR = 12,
+  TYPE_HINFO = 13,
+  TYPE_MINFO = 14,
+  TYPE_MX = 15,
+  TYPE_TXT = 16,
+  TYPE_RP = 17,
+  TYPE_AFSDB = 18,
+  TYPE_X25 = 19,
+  TYPE_ISDN = 20,
+  TYPE_RT = 21,
+  TYPE_NSAP = 22,
+  TYPE_NSAP_PTR = 23,
+  TYPE_SIG = 24,
+  TYPE_KEY = 25,
+  TYPE_PX = 26,
+  TYPE_GPOS = 27,
+  TYPE_AAAA = 28,
+  TYPE_LOC = 29,
+  TYPE_NXT = 30,
+  TYPE_EID = 31,
+  TYPE_NIMLOC = 32,
+  TYPE_SRV = 33,
+  TYPE_ATMA = 34,
+  TYPE_IXFR = 251,
+  TYPE_AXFR = 252,
+  TYPE_MAILB = 253,
+  TYPE_MAILA = 254,
+  TYPE_ALL = 255,
+};
+
+class NETRO_EXPORT DNSCLS {
+ public:
+  /// The owner name.
+  const std::string& Query() const { return query_; }
+  void Query(std::string value) { query_ = std::move(value); }
+  /// The type's number, see QueryEnum.
+  std::int32_t DataType() const { return dataType_; }
+  void DataType(std::int32_t value) { dataType_ = value; }
+  const std::string& Data() const { return data_; }
+  void Data(std::string value) { data_ = std::move(value); }
+  /// Seconds, 0 to 4,294,967,295.
+  double TTL() const { return ttl_; }
+  void TTL(double value) { ttl_ = value; }
+  /// Preference of MX and RT, whose 16 bits are held signed; subtype of AFSDB.
+  std::int16_t Pref() const { return pref_; }
+  void Pref(std::int16_t value) { pref_ = value; }
+
+  /// Priority (16 bits held signed), weight and port of SRV (RFC 2782).
+  std::int16_t SVR_Pref() const { return svrPref_; }
+  void SVR_Pref(std::int16_t value) { svrPref_ = value; }
+  std::int32_t SVR_Weight() const { return svrWeight_; }
+  void SVR_Weight(std::int32_t value) { svrWeight_ = value; }
+  std::int32_t SVR_Port() const { return svrPort_; }
+  void SVR_Port(std::int32_t value) { svrPort_ = value; }
+
+  /// The responsible mailbox, as a name; the serial, 0 to 4,294,967,295; and seconds.
+  const std::string& SOA_RName() const { return soaRName_; }
+  void SOA_RName(std::string value) { soaRName_ = std::move(value); }
+  double SOA_Serial() const { return soaSerial_; }
+  void SOA_Serial(double value) { soaSerial_ = value; }
+  std::int32_t SOA_Refresh() const { return soaRefresh_; }
+  void SOA_Refresh(std::int32_t value) { soaRefresh_ = value; }
+  std::int32_t SOA_Retry() const { return soaRetry_; }
+  void SOA_Retry(std::int32_t value) { soaRetry_ = value; }
+  std::int32_t SOA_Expire() const { return soaExpire_; }
+  void SOA_Expire(std::int32_t value) { soaExpire_ = value; }
+  std::int32_t SOA_Minimum() const { return soaMinimum_; }
+  void SOA_Minimum(std::int32_t value) { soaMinimum_ = value; }
+
+  /// A location (RFC 1876). Size and precisions are the bytes of the record (mantissa and exponent
+  /// of centimetres); latitude and longitude are its 32-bit numbers, thousandths of an arc second
+  /// with 2,147,483,648 for the equator and the prime meridian; altitude is its 32-bit number,
+  /// centimetres above -100,000 m. The _COORD texts are degrees, minutes, seconds and direction:
+  /// "52 22 23.000 N".
+  std::int32_t LOC_SIZE() const { return locSize_; }
+  void LOC_SIZE(std::int32_t value) { locSize_ = value; }
+  std::int32_t LOC_HORIZ_PRE() const { return locHorizontal_; }
+  void LOC_HORIZ_PRE(std::int32_t value) { locHorizontal_ = value; }
+  std::int32_t LOC_VERT_PRE() const { return locVertical_; }
+  void LOC_VERT_PRE(std::int32_t value) { locVertical_ = value; }
+  double LOC_LATITUDE() const { return locLatitude_; }
+  void LOC_LATITUDE(double value) { locLatitude_ = value; }
+  const std::string& LOC_LATITUDE_COORD() const { return locLatitudeText_; }
+  void LOC_LATITUDE_COORD(std::string value) { locLatitudeText_ = std::move(value); }
+  double LOC_LONGITUDE() const { return locLongitude_; }
+  void LOC_LONGITUDE(double value) { locLongitude_ = value; }
+  const std::string& LOC_LONGITUDE_COORD() const { return locLongitudeText_; }
+  void LOC_LONGITUDE_COORD(std::string value) { locLongitudeText_ = std::move(value); }
+  std::int32_t LOC_ALTITUDE() const { return locAltitude_; }
+  void LOC_ALTITUDE(std::int32_t value) { locAltitude_ = value; }
+
+ private:
+  std::string query_;
+  std::string data_;
+  double ttl_ = 0;
+  std::int32_t dataType_ = 0;
+  std::int16_t pref_ = 0;
+  std::int16_t svrPref_ = 0;
+  std::int32_t svrWeight_ = 0;
+  std::int32_t svrPort_ = 0;
+  std::string soaRName_;
+  double soaSerial_ = 0;
+  std::int32_t soaRefresh_ = 0;
+  std::int32_t soaRetry_ = 0;
+  std::int32_t soaExpire_ = 0;
+  std::int32_t soaMinimum_ = 0;
+  std::int32_t locSize_ = 0;
+  std::int32_t locHorizontal_ = 0;
+  std::int32_t locVertical_ = 0;
+  std::int32_t locAltitude_ = 0;
+  double locLatitude_ = 0;
+  double locLongitude_ = 0;
+  std::string locLatitudeText_;
+  std::string locLongitudeText_;
+};
+
+}  // namespace netro

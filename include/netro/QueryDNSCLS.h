@@ -1,0 +1,169 @@
+// QueryDNSCLS: asks a DNS server for records of any type, over UDP or TCP (RFC 1035), and transfers
+// zones (RFC 5936).
+//
+// Thread: as SocketCls; only Kill and StopWaiting may come from any thread, or from a signal
+// handler. The two queries block, keeping the loop alive. They return a result code, which is also
+// in LastErr, its text in LastErrMsg:
+//   0          records were found
+//   51, 52     Domain is empty; DNSServer is empty
+//   59         over UDP: no such name, no record of this type, a reply that cannot be read, or
+//              another refusal; also a Domain that is no DNS name (nothing is sent then)
+//   1 ... 21   over TCP: the server's response code
+//   22         over TCP: the reply holds no record
+//   56         over TCP: the connection ended too early, or the reply cannot be read
+//   9001-9003  the SOCKS proxy refused
+//   9999       cancelled
+//   10002      no reply in time
+//   10036      a query of this object is running; nothing was changed
+//   10130      RetryCount is 0 or less
+//   others     the socket's numbers
+#pragma once
+
+#include <netro/DNSCLS.h>
+#include <netro/Export.h>
+#include <netro/ProxySettings.h>
+#include <netro/ProxyTypes.h>
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <string>
+#include <utility>
+
+namespace netro {
+
+class DnsQuery;
+class SocketModule;
+struct CallState;
+
+/// The proxy settings are for queries over TCP; UDP goes directly.
+class NETRO_EXPORT QueryDNSCLS : public ProxySettings<DNSProxyTypeEnum> {
+ public:
+  QueryDNSCLS();
+  ~QueryDNSCLS();
+  QueryDNSCLS(const QueryDNSCLS&) = delete;
+  QueryDNSCLS& operator=(const QueryDNSCLS&) = delete;
+
+  // Settings. A query works on what they are when it begins.
+
+  /// The name to ask for, with or without a dot at the end. For TYPE_PTR a dotted address stands
+  /// for its name below in-addr.arpa.
+  const std::string& Domain() const { return settings_.domain; }
+  void Domain(std::string value) { settings_.domain = std::move(value); }
+  QueryEnum QueryType() const { return settings_.queryType; }
+  void QueryType(QueryEnum value) { settings_.queryType = value; }
+  std::int16_t QueryClass() const { return settings_.queryClass; }
+  void QueryClass(std::int16_t value) { settings_.queryClass = value; }
+  /// Name or address of the server; see FindDNSCLS for the system's.
+  const std::string& DNSServer() const { return settings_.dnsServer; }
+  void DNSServer(std::string value) { settings_.dnsServer = std::move(value); }
+  std::int32_t DNSPort() const { return settings_.dnsPort; }
+  void DNSPort(std::int32_t value) { settings_.dnsPort = value; }
+  /// False: QueryDNS asks over TCP.
+  bool UseUDP() const { return settings_.useUDP; }
+  void UseUDP(bool value) { settings_.useUDP = value; }
+  bool UseRecursion() const { return settings_.useRecursion; }
+  void UseRecursion(bool value) { settings_.useRecursion = value; }
+  /// How often QueryDNS asks when no reply comes, and milliseconds between. One try waits a second
+  /// over UDP, and ten over TCP.
+  std::int32_t RetryCount() const { return settings_.retryCount; }
+  void RetryCount(std::int32_t value) { settings_.retryCount = value; }
+  std::int32_t RetryPauseMilliSeconds() const { return settings_.retryPause; }
+  void RetryPauseMilliSeconds(std::int32_t value) { settings_.retryPause = value; }
+  /// The caller's; not used here.
+  const std::string& RootDomain() const { return rootDomain_; }
+  void RootDomain(std::string value) { rootDomain_ = std::move(value); }
+
+  /// Asks, up to RetryCount times. The two outputs are the properties of the same name.
+  std::int16_t QueryDNS(bool* IsAuthoritativeAnswer = nullptr,
+                        bool* IsRecursionAvailable = nullptr);
+
+  /// Asks once, over TCP. With TYPE_AXFR the whole zone is read, ending with the SOA record that it
+  /// began with; it may take as long as it takes, but never ten seconds without a byte. A transfer
+  /// that ends early keeps the records that it has brought.
+  std::int16_t QueryZone();
+
+  // Results, all of the last query.
+
+  /// The records of a section, counted from 1; null when there is none of this index. By key: the
+  /// first record whose owner name it is, whatever the case. Valid until the next query.
+  const DNSCLS* EntryAN(std::int32_t Index) const { return Entry(kAnswer, Index); }
+  const DNSCLS* EntryAN(const std::string& Key) const { return Entry(kAnswer, Key); }
+  const DNSCLS* EntryNS(std::int32_t Index) const { return Entry(kAuthority, Index); }
+  const DNSCLS* EntryNS(const std::string& Key) const { return Entry(kAuthority, Key); }
+  const DNSCLS* EntryAR(std::int32_t Index) const { return Entry(kAdditional, Index); }
+  const DNSCLS* EntryAR(const std::string& Key) const { return Entry(kAdditional, Key); }
+  const DNSCLS* Entry(std::int32_t Index) const { return EntryAN(Index); }
+  const DNSCLS* Entry(const std::string& Key) const { return EntryAN(Key); }
+  std::int32_t CountAN() const { return Size(kAnswer); }
+  std::int32_t CountNS() const { return Size(kAuthority); }
+  std::int32_t CountAR() const { return Size(kAdditional); }
+  std::int32_t Count() const { return CountAN(); }
+  /// The number of records read, over all three sections.
+  std::int32_t CountAll() const { return CountAN() + CountNS() + CountAR(); }
+
+  /// Flags of the reply. Over UDP IsTruncated is the TC bit: ask again with UseUDP(false). Over TCP
+  /// it is the reserved bit of value 64 in the second flag byte.
+  bool IsAuthoritativeAnswer() const { return isAuthoritative_; }
+  bool IsRecursionAvailable() const { return isRecursionAvailable_; }
+  bool IsTruncated() const { return isTruncated_; }
+
+  std::int32_t LastErr() const { return lastErr_; }
+  const std::string& LastErrMsg() const { return lastErrMsg_; }
+  /// The query and the reply as they were sent and received: over TCP the query with its length in
+  /// front, the reply without; of a zone transfer the first message.
+  const std::string& OutBuffer() const { return outBuffer_; }
+  const std::string& InBuffer() const { return inBuffer_; }
+
+  /// The text of a result code; stores both in LastErr and LastErrMsg.
+  std::string TranslateDNSResult(std::int32_t res);
+
+  /// True for a dotted IPv4 address.
+  bool IsIPNumber(const std::string& Address) const;
+
+  /// End the running query with 9999, or with the last result when it pauses between two tries.
+  /// Both are the same; any thread, signal-safe.
+  void StopWaiting();
+  void Kill();
+
+ private:
+  friend class DnsQuery;
+
+  enum Section { kAnswer, kAuthority, kAdditional };
+  struct Settings {
+    std::string domain;
+    QueryEnum queryType = TYPE_A;
+    std::int16_t queryClass = 1;
+    std::string dnsServer;
+    std::int32_t dnsPort = 53;
+    bool useUDP = true;
+    bool useRecursion = true;
+    std::int32_t retryCount = 3;
+    std::int32_t retryPause = 333;
+  };
+
+  template <class Call>
+  std::int16_t Run(Call call);
+  const DNSCLS* Entry(Section section, std::int32_t index) const;
+  const DNSCLS* Entry(Section section, const std::string& key) const;
+  std::int32_t Size(Section section) const {
+    return static_cast<std::int32_t>(records_[section].size());
+  }
+
+  std::shared_ptr<SocketModule> module_;
+  std::shared_ptr<CallState> call_;
+  Settings settings_;
+  std::string rootDomain_;
+  std::array<std::deque<DNSCLS>, 3> records_;
+  bool isAuthoritative_ = false;
+  bool isRecursionAvailable_ = false;
+  bool isTruncated_ = false;
+  std::int32_t lastErr_ = 0;
+  std::string lastErrMsg_;
+  std::string outBuffer_;
+  std::string inBuffer_;
+};
+
+}  // namespace netro

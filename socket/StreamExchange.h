@@ -1,0 +1,58 @@
+// One exchange over TCP: connect, directly or through a SOCKS proxy, send a request, take what
+// comes. A protocol class makes one on the caller's stack and says when the reply is complete. It
+// runs under the caller's cancellation and touches nothing that an event may delete.
+#pragma once
+
+#include <netro/SocketCls.h>
+
+#include <cstdint>
+#include <span>
+#include <string>
+
+#include "socket/OpenConnection.h"
+
+namespace netro {
+
+class StreamExchange : private SocketClsEvents {
+ public:
+  explicit StreamExchange(const CancelMark& mark) : mark_(mark) {}
+
+  /// When the wait for the reply begins: once, after the request was sent, or anew with each
+  /// arrival.
+  enum class Silence { FromRequest, FromArrival };
+
+  /// Returns what End was given, or the error number of what failed before. Connecting, each reply
+  /// of a proxy, and the wait for the reply may take the plan's seconds each. `dnsURL` as SocketCls
+  /// has it; null leaves its default.
+  std::int32_t Run(const ConnectionPlan& plan, Silence silence,
+                   const std::string* dnsURL = nullptr);
+  /// True once the connection was open.
+  bool Connected() const { return connected_; }
+
+ protected:
+  ~StreamExchange() = default;
+
+  /// What to send, asked for when the connection is open; empty: nothing.
+  virtual std::string Request() = 0;
+  /// Bytes of the reply; not called any more after End.
+  virtual void Arrived(std::span<const std::uint8_t> bytes) = 0;
+  /// The peer closed, with 0 orderly, before the exchange had ended; the result is returned.
+  virtual std::int32_t PeerClosed(std::int32_t error) = 0;
+  void End(std::int32_t code);
+  bool Ended() const { return ended_; }
+
+ private:
+  std::int32_t Send();
+  std::int32_t Await(const ConnectionPlan& plan, Silence silence);
+  void DataArrival(const Bytes& BinData, const std::string& RemoteHostIP) override;
+  void Closed() override;
+
+  const CancelMark& mark_;
+  SocketCls socket_;
+  std::uint64_t arrivals_ = 0;
+  bool connected_ = false;
+  bool ended_ = false;
+  std::int32_t code_ = 0;
+};
+
+}  // namespace netro

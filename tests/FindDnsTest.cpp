@@ -1,0 +1,397 @@
+// What this system is configured with: the DNS servers and the domain, the hosts file, and which of
+// the servers answer.
+#include <gtest/gtest.h>
+#include <netro/FindDNSCLS.h>
+#include <netro/MessageLoop.h>
+#include <netro/SocketCls.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <chrono>
+#include <functional>
+#include <memory>
+
+#include "SystemRoot.h"
+#include "dns/ServerDiscovery.h"
+#include "platform/Clock.h"
+#include "platform/HostsFile.h"
+#include "platform/ResolverConfig.h"
+#include "platform/Sockets.h"
+
+namespace netro {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+using Texts = std::vector<std::string>;
+
+constexpr const char* kConfig = "etc/resolv.conf";
+constexpr const char* kBehindStub = "run/systemd/resolve/resolv.conf";
+constexpr const char* kHosts = "etc/hosts";
+
+// --- the resolver configuration ------------------------------------------------------------------
+
+TEST(ResolverConfigText, IsReadAsTheSystemReadsIt) {
+  const struct {
+    std::string text;
+    Texts servers;
+    std::string domain;
+  } cases[] = {
+      {"", {}, ""},
+      {"nameserver 192.0.2.1\nnameserver 192.0.2.2\n", {"192.0.2.1", "192.0.2.2"}, ""},
+      {"nameserver 192.0.2.2\nnameserver 192.0.2.1\nnameserver 192.0.2.2\n",
+       {"192.0.2.2", "192.0.2.1", "192.0.2.2"},
+       ""},
+      {"nameserver 192.0.2.1", {"192.0.2.1"}, ""},
+      {"nameserver\t\t192.0.2.1 \t\n", {"192.0.2.1"}, ""},
+      {"nameserver 192.0.2.1\r\nsearch a.example\r\n", {"192.0.2.1"}, "a.example"},
+      {"nameserver 192.0.2.1 192.0.2.2\n", {"192.0.2.1"}, ""},
+      {"nameserver 192.0.2.1 # near\nnameserver 192.0.2.2;far\n", {"192.0.2.1", "192.0.2.2"}, ""},
+      {"# nameserver 192.0.2.1\n;nameserver 192.0.2.2\n#\n;", {}, ""},
+      {" nameserver 192.0.2.1\n", {}, ""},
+      {"nameservers 192.0.2.1\nnameserver192.0.2.2\nNAMESERVER 192.0.2.3\n", {}, ""},
+      {"nameserver\nnameserver \nnameserver 192.0.2.9\n", {"192.0.2.9"}, ""},
+      {"nameserver 2001:db8::1\nnameserver fe80::1%eth0\nnameserver 192.0.2.1\n",
+       {"192.0.2.1"},
+       ""},
+      {"nameserver 192.0.2.256\nnameserver ns.example\nnameserver 192.0.2.1:53\n", {}, ""},
+      {"nameserver 127.1\n", {"127.0.0.1"}, ""},
+      {std::string("nameserver 192.0.2.1\0x\ndomain a.example\0x\n", 42),
+       {"192.0.2.1"},
+       "a.example"},
+      {"domain a.example\n", {}, "a.example"},
+      {"search a.example b.example\n", {}, "a.example"},
+      {"domain a.example\nsearch b.example c.example\n", {}, "b.example"},
+      {"search b.example c.example\ndomain a.example\n", {}, "a.example"},
+      {"search a.example\nsearch b.example\n", {}, "b.example"},
+      {"domain a.example\nsearch\ndomain  \nsearch # none\n", {}, "a.example"},
+      {"domain\ta.example.\n", {}, "a.example"},
+      {"domain a.example\nsearch .\n", {}, ""},
+      {"options ndots:2 nameserver 192.0.2.1\nsortlist 192.0.2.0\n\n\n", {}, ""},
+  };
+  for (const auto& c : cases) {
+    const ResolverConfig config = ParseResolverConfig(c.text);
+    EXPECT_EQ(config.servers, c.servers) << c.text;
+    EXPECT_EQ(config.domain, c.domain) << c.text;
+    EXPECT_TRUE(config.readable);
+  }
+}
+
+TEST(FindDns, TakesTheServersBehindTheLocalStub) {
+  const struct {
+    const char* first;
+    const char* second;  // null: there is none
+    Texts servers;
+    std::string domain;
+  } cases[] = {
+      {"nameserver 127.0.0.53\nsearch a.example\n",
+       "nameserver 192.0.2.1\nnameserver 192.0.2.2\n",
+       {"192.0.2.1", "192.0.2.2", ""},
+       "a.example"},
+      {"nameserver 127.0.0.53\nnameserver 127.0.0.54\nsearch a.example\n",
+       "nameserver 192.0.2.1\nsearch b.example\n",
+       {"192.0.2.1", ""},
+       "b.example"},
+      {"nameserver 127.0.0.53\n", nullptr, {"127.0.0.53", ""}, ""},
+      {"nameserver 127.0.0.53\n", "search b.example\n", {"127.0.0.53", ""}, ""},
+      {"nameserver 127.0.0.53\nnameserver 192.0.2.7\n",
+       "nameserver 192.0.2.1\n",
+       {"127.0.0.53", "192.0.2.7", ""},
+       ""},
+      {"nameserver 127.0.0.1\n", "nameserver 192.0.2.1\n", {"127.0.0.1", ""}, ""},
+      {"search a.example\n", "nameserver 192.0.2.1\n", {""}, "a.example"},
+  };
+  for (const auto& c : cases) {
+    SystemRoot root;
+    root.Put(kConfig, c.first);
+    if (c.second != nullptr) root.Put(kBehindStub, c.second);
+    const FindDNSCLS find;
+    EXPECT_EQ(find.Servers(), c.servers) << c.first;
+    EXPECT_EQ(find.Count(), static_cast<std::int32_t>(c.servers.size()) - 1) << c.first;
+    EXPECT_EQ(find.LocalDomain(), c.domain) << c.first;
+  }
+}
+
+TEST(FindDns, RootDomainIsTheLastTwoLabels) {
+  const struct {
+    const char* local;
+    const char* root;
+  } cases[] = {{"a.b.example.net", "example.net"},
+               {"b.example.net", "example.net"},
+               {"example.net", "example.net"},
+               {"net", "net"},
+               {".net", ".net"},
+               {"a..net", ".net"}};
+  for (const auto& c : cases) {
+    SystemRoot root;
+    root.Put(kConfig, std::string("search ") + c.local + "\n");
+    const FindDNSCLS find;
+    EXPECT_EQ(find.RootDomain(), c.root);
+    EXPECT_EQ(find.LocalDomain(), c.local);
+  }
+}
+
+TEST(FindDns, AsksAgainWhileThereIsNoServerAndKeepsWhatItFound) {
+  SystemRoot root;
+  FindDNSCLS find;
+  EXPECT_EQ(find.Servers(), Texts{""});
+  EXPECT_EQ(find.Count(), 0);
+  EXPECT_FALSE(find.CanUseIPHlpApi());
+  root.Put(kConfig, "search a.example\n");
+  EXPECT_TRUE(find.CanUseIPHlpApi());
+  EXPECT_EQ(find.LocalDomain(), "a.example");
+  EXPECT_EQ(find.Servers(), Texts{""});
+  root.Put(kConfig, "search b.example\nnameserver 192.0.2.1\n");
+  EXPECT_EQ(find.RootDomain(), "b.example");
+  root.Put(kConfig, "search c.example\nnameserver 192.0.2.3\n");
+  EXPECT_EQ(find.LocalDomain(), "b.example") << "found results are kept";
+  EXPECT_EQ(find.Servers(), (Texts{"192.0.2.1", ""}));
+
+  find.Kill();
+  EXPECT_EQ(find.Count(), 1);
+  EXPECT_EQ(find.Servers(), (Texts{"192.0.2.3", ""}));
+  EXPECT_EQ(find.LocalDomain(), "c.example");
+  root.Remove(kConfig);
+  find.Kill();
+  EXPECT_EQ(find.LocalDomain(), "");
+  EXPECT_FALSE(find.CanUseIPHlpApi());
+}
+
+TEST(FindDns, IgnoresWhatIsNoFileOrTooBig) {
+  SystemRoot root;
+  const FindDNSCLS find;
+  std::filesystem::create_directories(root.Path(kConfig));
+  EXPECT_FALSE(find.CanUseIPHlpApi()) << "a folder";
+  root.Remove(kConfig);
+  ASSERT_EQ(mkfifo(root.Path(kConfig).c_str(), 0600), 0);
+  EXPECT_FALSE(find.CanUseIPHlpApi()) << "a pipe that nobody writes to";
+  root.Remove(kConfig);
+  std::filesystem::create_symlink("/dev/zero", root.Path(kConfig));
+  EXPECT_FALSE(find.CanUseIPHlpApi()) << "a device without end";
+  root.Remove(kConfig);
+  const std::string line = "nameserver 192.0.2.1\n";
+  root.Put(kConfig, line + std::string(1 << 20, '#'));
+  EXPECT_FALSE(find.CanUseIPHlpApi()) << "more than a megabyte";
+  root.Put(kConfig, line + std::string((1 << 20) - line.size(), '#'));
+  EXPECT_EQ(find.Count(), 1) << "a megabyte";
+}
+
+TEST(FindDns, ReachabilityIsThatOfTheSockets) {
+  const FindDNSCLS find;
+  EXPECT_FALSE(find.IsIPReachable("no address"));
+  EXPECT_EQ(find.IsIPReachable("127.0.0.1"), SocketCls().IsIPReachable("127.0.0.1"));
+}
+
+// --- the hosts file ------------------------------------------------------------------------------
+
+constexpr std::string_view kHostsText =
+    "# 192.0.2.9 comment\n"
+    "192.0.2.1\tserver.example  server Www\r\n"
+    "2001:db8::1 server.example six\n"
+    "::1 localhost\n"
+    "\n"
+    "  192.0.2.2 indented # 192.0.2.9 behind\n"
+    "192.0.2.3 server.example second\n"
+    "192.0.2.1 again\n"
+    "192.0.2.4\n"
+    "192.0.2.4 # no name\n"
+    "192.0.2.4 named\n"
+    "127.2 short\n"
+    "nonsense 192.0.2.5 nonsense.example\n"
+    "192.0.2.6 six\n"
+    "192.0.2.7 last";
+
+TEST(HostsText, NameToAddress) {
+  const struct {
+    const char* name;
+    const char* address;  // empty: none
+  } cases[] = {
+      {"server.example", "192.0.2.1"},
+      {"SERVER.Example", "192.0.2.1"},
+      {"server.example.", "192.0.2.1"},
+      {"server", "192.0.2.1"},
+      {"www", "192.0.2.1"},
+      {"indented", "192.0.2.2"},
+      {"second", "192.0.2.3"},
+      {"again", "192.0.2.1"},
+      {"named", "192.0.2.4"},
+      {"six", "192.0.2.6"},
+      {"last", "192.0.2.7"},
+      {"comment", ""},
+      {"behind", ""},
+      {"192.0.2.9", ""},
+      {"#", ""},
+      {"short", ""},
+      {"nonsense.example", ""},
+      {"192.0.2.5", ""},
+      {"serve", ""},
+      {"server.exampl", ""},
+      {"localhost", ""},
+      {"server.example..", ""},
+      {".", ""},
+      {"", ""},
+  };
+  for (const auto& c : cases) {
+    const auto found = FindHostAddress(kHostsText, c.name);
+    EXPECT_EQ(found ? FormatDotted(*found) : "", c.address) << c.name;
+  }
+}
+
+TEST(HostsText, AddressToName) {
+  const struct {
+    const char* address;
+    const char* name;
+  } cases[] = {{"192.0.2.1", "server.example"},
+               {"192.0.2.2", "indented"},
+               {"192.0.2.3", "server.example"},
+               {"192.0.2.4", "named"},
+               {"192.0.2.7", "last"},
+               {"192.0.2.9", ""},
+               {"127.0.0.2", ""},
+               {"192.0.2.5", ""},
+               {"0.0.0.0", ""}};
+  for (const auto& c : cases) {
+    EXPECT_EQ(FindHostName(kHostsText, *ParseDotted(c.address)), c.name) << c.address;
+  }
+}
+
+std::string AddressOf(const std::string& name) {
+  const auto found = HostsFileAddress(name);
+  return found ? FormatDotted(*found) : std::string();
+}
+
+TEST(HostsFile, LocalhostNeedsNoFile) {
+  SystemRoot root;
+  const std::int32_t loopback = *ParseDotted("127.0.0.1");
+  EXPECT_EQ(HostsFileName(loopback), "localhost");
+  EXPECT_EQ(HostsFileName(*ParseDotted("127.0.0.2")), "");
+  for (const char* name : {"localhost", "LocalHost.", "printer.localhost", "a.b.LOCALHOST."})
+    EXPECT_EQ(AddressOf(name), "127.0.0.1") << name;
+  for (const char* name : {"notlocalhost", "localhost.example", "host", "", ".", "localhos"})
+    EXPECT_EQ(AddressOf(name), "") << name;
+
+  root.Put(kHosts, "127.0.0.1 this.example\n::1 localhost\n127.0.1.1 printer.localhost\n");
+  EXPECT_EQ(HostsFileName(loopback), "this.example");
+  EXPECT_EQ(AddressOf("localhost"), "127.0.0.1");
+  EXPECT_EQ(AddressOf("printer.localhost"), "127.0.1.1");
+  EXPECT_EQ(AddressOf("this.example"), "127.0.0.1");
+}
+
+// Lists of unwanted hosts are that long; each lookup reads the file.
+TEST(HostsFile, BigFilesAreReadToTheEnd) {
+  SystemRoot root;
+  std::string text;
+  for (int i = 0; i < 100'000; ++i) text += "0.0.0.0 unwanted" + std::to_string(i) + ".example\n";
+  root.Put(kHosts, text + "192.0.2.1 last.example");
+  EXPECT_EQ(AddressOf("last.example"), "192.0.2.1");
+  EXPECT_EQ(HostsFileName(*ParseDotted("192.0.2.1")), "last.example");
+}
+
+// --- which servers answer ------------------------------------------------------------------------
+
+// The system's answers to echoes: 127.0.0.1 and 127.0.0.2 do. 0.0.0.0 does not: what is sent there
+// comes back from 127.0.0.1. Where the system allows no echo, nothing is left out.
+class ServerDiscovery : public testing::Test {
+ protected:
+  void Configure(const Texts& servers) {
+    std::string text;
+    for (const std::string& server : servers) text += "nameserver " + server + "\n";
+    root_.Put(kConfig, text);
+  }
+  std::string Discover() { return DiscoverServerList(CancelMark(module_, call_), complete_); }
+
+  SystemRoot root_;
+  const bool permitted_ = SocketCls().IsIPReachable("127.0.0.1");
+  SocketCls socket_;  // keeps the network stack started
+  std::shared_ptr<SocketModule> module_ = SocketModule::ForThread();
+  std::shared_ptr<CallState> call_ = std::make_shared<CallState>();
+  bool complete_ = false;
+};
+
+TEST_F(ServerDiscovery, LeavesOutTheSilent) {
+  Configure({"0.0.0.0", "127.0.0.2", "127.255.255.255", "127.0.0.1", "127.0.0.2"});
+  EXPECT_EQ(Discover(), permitted_ ? "127.0.0.2,127.0.0.1,127.0.0.2"
+                                   : "0.0.0.0,127.0.0.2,127.255.255.255,127.0.0.1,127.0.0.2");
+  EXPECT_TRUE(complete_);
+}
+
+// The shortest of several runs: a busy machine may be slow now and then.
+milliseconds Shortest(const std::function<void()>& run) {
+  auto shortest = milliseconds::max();
+  for (int i = 0; i < 5; ++i) {
+    const auto before = steady_clock::now();
+    run();
+    const auto time = std::chrono::duration_cast<milliseconds>(steady_clock::now() - before);
+    shortest = std::min(shortest, time);
+  }
+  return shortest;
+}
+
+TEST_F(ServerDiscovery, EndsAsSoonAsAllHaveAnswered) {
+  Configure({"127.0.0.1", "127.0.0.2"});
+  const auto time = Shortest([&] {
+    EXPECT_EQ(Discover(), "127.0.0.1,127.0.0.2");
+    EXPECT_TRUE(complete_);
+  });
+  EXPECT_LT(time, milliseconds(400));
+}
+
+TEST_F(ServerDiscovery, KeepsAllWhenNobodyAnswersAndAsksAllAtOnce) {
+  Configure(Texts(30, "0.0.0.0"));
+  const auto before = steady_clock::now();
+  EXPECT_EQ(Discover().size(), 30 * std::string("0.0.0.0,").size() - 1);
+  EXPECT_TRUE(complete_);
+  const auto time = steady_clock::now() - before;
+  if (permitted_) {
+    EXPECT_GE(time, milliseconds(450));
+  }
+  EXPECT_LT(time, milliseconds(7'500)) << "one after the other takes twice as long";
+}
+
+TEST_F(ServerDiscovery, HalfASecondIsTheLimit) {
+  if (!permitted_) GTEST_SKIP() << "the system allows this program no echo";
+  Configure({"0.0.0.0"});
+  const auto time = Shortest([&] {
+    MessageLoop::ForThisThread().PostTask([] { AdvanceClockForTests(milliseconds(500)); });
+    EXPECT_EQ(Discover(), "0.0.0.0");
+    EXPECT_TRUE(complete_);
+  });
+  EXPECT_LT(time, milliseconds(400));
+}
+
+TEST_F(ServerDiscovery, KeepsAllOfAListTooLongToAsk) {
+  Configure(Texts(5000, "127.0.0.1"));
+  EXPECT_EQ(Discover().size(), 5000 * std::string("127.0.0.1,").size() - 1);
+  EXPECT_TRUE(complete_);
+}
+
+TEST_F(ServerDiscovery, NothingConfiguredIsAskedAgain) {
+  complete_ = true;
+  EXPECT_EQ(Discover(), "");
+  EXPECT_FALSE(complete_);
+}
+
+TEST_F(ServerDiscovery, CancelledBeforeItIsWholeAndNotComplete) {
+  Configure({"0.0.0.0", "127.0.0.1"});
+  const auto time = Shortest([&] {
+    const CancelMark mark(module_, call_);
+    ++call_->stops;
+    EXPECT_EQ(DiscoverServerList(mark, complete_), "0.0.0.0,127.0.0.1");
+    EXPECT_FALSE(complete_);
+  });
+  EXPECT_LT(time, milliseconds(400));
+}
+
+TEST_F(ServerDiscovery, KillDuringTheWaitEndsIt) {
+  if (!permitted_) GTEST_SKIP() << "the system allows this program no echo";
+  Configure({"0.0.0.0", "127.0.0.1"});
+  const auto time = Shortest([&] {
+    MessageLoop::ForThisThread().PostTask([&] { socket_.Kill(); });
+    EXPECT_EQ(Discover(), "0.0.0.0,127.0.0.1");
+    EXPECT_FALSE(complete_);
+  });
+  EXPECT_LT(time, milliseconds(400));
+}
+
+}  // namespace
+}  // namespace netro

@@ -1,0 +1,250 @@
+// The lookup cache: lifetime, keys, and the profile file that it is saved to and restored from.
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+
+#include "dns/LookupCache.h"
+#include "platform/Clock.h"
+#include "support/DateText.h"
+#include "tests/Environment.h"
+#include "tests/TemporaryFolder.h"
+
+namespace netro {
+namespace {
+
+namespace fs = std::filesystem;
+using std::chrono::seconds;
+
+std::string InSeconds(double amount) { return DateToText(AddSeconds(WallClock(), amount)); }
+
+TEST(LookupCache, FindsWithoutCase) {
+  LookupCache cache;
+  EXPECT_EQ(cache.Find("www.example.org"), std::nullopt);
+  cache.Insert("WWW.Example.org", "192.0.2.7");
+  EXPECT_EQ(cache.Find("www.eXAMPLE.ORG"), "192.0.2.7");
+  EXPECT_EQ(cache.Find("www.example.or"), std::nullopt);
+  EXPECT_EQ(cache.Find(""), std::nullopt);
+  EXPECT_EQ(cache.Count(), 1);
+}
+
+TEST(LookupCache, NeverReplaces) {
+  LookupCache cache;
+  cache.Insert("a", "192.0.2.1");
+  cache.Insert("A", "192.0.2.2");
+  EXPECT_EQ(cache.Find("a"), "192.0.2.1");
+  EXPECT_EQ(cache.Count(), 1);
+}
+
+TEST(LookupCache, EntriesLiveTenMinutes) {
+  LookupCache cache;
+  cache.Insert("a", "192.0.2.1");
+  cache.Insert("b", "192.0.2.2");
+  AdvanceClockForTests(seconds(540));
+  EXPECT_EQ(cache.Find("a"), "192.0.2.1");  // and does not live longer for it
+  AdvanceClockForTests(seconds(61));
+  EXPECT_EQ(cache.Count(), 2);  // nobody has asked yet
+  EXPECT_EQ(cache.Find("A"), std::nullopt);
+  EXPECT_EQ(cache.Count(), 1);
+  cache.Insert("b", "192.0.2.3");
+  EXPECT_EQ(cache.Find("b"), std::nullopt);
+  cache.Insert("b", "192.0.2.3");
+  EXPECT_EQ(cache.Find("b"), "192.0.2.3");
+}
+
+TEST(LookupCache, Clears) {
+  LookupCache cache;
+  cache.Insert("a", "192.0.2.1");
+  cache.Clear();
+  EXPECT_EQ(cache.Count(), 0);
+  EXPECT_EQ(cache.Find("a"), std::nullopt);
+  cache.Insert("a", "192.0.2.2");
+  EXPECT_EQ(cache.Find("a"), "192.0.2.2");
+}
+
+class SavedLookupCache : public testing::Test {
+ protected:
+  std::string Saved() const { return ReadFile(file_); }
+
+  TemporaryFolder folder_;
+  const std::string file_ = folder_ / "cache.ini";
+  LookupCache cache_;
+};
+
+TEST_F(SavedLookupCache, RestoresWhatHasNotExpired) {
+  cache_.Insert("old.example", "192.0.2.1");
+  AdvanceClockForTests(seconds(300));
+  cache_.Insert("New.Example", "192.0.2.2");
+  cache_.Insert("192.0.2.2", "new.example");
+  AdvanceClockForTests(seconds(301));
+  EXPECT_EQ(cache_.Save(file_), 2);
+  EXPECT_EQ(fs::status(file_).permissions(), fs::perms(0600));
+
+  LookupCache restored;
+  EXPECT_EQ(restored.Restore(file_), 2);
+  EXPECT_EQ(restored.Count(), 2);
+  EXPECT_EQ(restored.Find("new.example"), "192.0.2.2");
+  EXPECT_EQ(restored.Find("192.0.2.2"), "new.example");
+  EXPECT_EQ(restored.Save(folder_ / "again.ini"), 2);
+  EXPECT_EQ(ReadFile(folder_ / "again.ini"), Saved());  // keys as asked, the same expiry
+
+  AdvanceClockForTests(seconds(300));
+  EXPECT_EQ(restored.Find("new.example"), std::nullopt);
+}
+
+TEST_F(SavedLookupCache, SavingKeepsTheRestOfTheFile) {
+  const std::string other = "; mine\r\n[Other]\r\na.example=1\r\n\r\n";
+  const std::string expired = "gone.example=2001-01-01T00:00:00.000Z|192.0.2.9\r\n";
+  WriteFile(file_, other + "[dns]\r\nA.EXAMPLE = nonsense\r\n" + expired);
+  AdvanceClockForTests(seconds(-1000));
+  cache_.Insert("gone.example", "192.0.2.3");
+  AdvanceClockForTests(seconds(1000));
+  cache_.Insert("a.example", "192.0.2.1");
+  cache_.Insert("b.example", "192.0.2.2");
+  ASSERT_EQ(cache_.Save(file_), 2);
+  const std::string text = Saved();
+  const std::string start = other + "[dns]\r\nA.EXAMPLE = 20";
+  EXPECT_EQ(text.substr(0, start.size()), start);
+  EXPECT_NE(text.find("Z|192.0.2.1\r\n" + expired + "b.example=20"), text.npos) << text;
+  EXPECT_NE(text.find("Z|192.0.2.2\r\n"), text.npos) << text;
+}
+
+TEST_F(SavedLookupCache, WhatNoLineHoldsIsNotWritten) {
+  const std::string kKeys[] = {"", " a", "a=b", "[a]", ";a", "#a", "a\nb=2", std::string("a\0", 2)};
+  for (const std::string& key : kKeys) cache_.Insert(key, "192.0.2.1");
+  cache_.Insert("result", "a\n[Other]");
+  EXPECT_EQ(cache_.Count(), static_cast<std::int32_t>(std::size(kKeys)) + 1);
+  EXPECT_EQ(cache_.Save(file_), 0);
+  EXPECT_EQ(Saved(), "");
+  EXPECT_EQ(cache_.Restore(file_), 0);
+}
+
+TEST_F(SavedLookupCache, SkipsWhatItCannotRead) {
+  const std::string later = InSeconds(300);
+  const struct {
+    std::string value;
+    std::int32_t count;
+  } kCases[] = {
+      {later + "|192.0.2.1", 1},
+      {later + "|host.example", 1},
+      {later + "|_a-b.example.", 1},
+      {later + "|" + std::string(63, 'a'), 1},
+      {later + "|" + std::string(64, 'a'), 0},
+      {later + "|", 0},
+      {later + "|two words", 0},
+      {later + "|192.0.2.1|192.0.2.2", 0},
+      {later + "|a\x01", 0},
+      {later + "|a/b", 0},
+      {later + "192.0.2.1", 0},
+      {later + " |192.0.2.1", 0},
+      {"|192.0.2.1", 0},
+      {"tomorrow|192.0.2.1", 0},
+      {"2026-02-30T00:00:00.000Z|192.0.2.1", 0},
+      {"", 0},
+  };
+  for (const auto& [value, count] : kCases) {
+    const std::string text = "key.example=x\n[Other]\nkey.example=x\n[DNS]\nkey.example=" + value;
+    WriteFile(file_, text);
+    LookupCache cache;
+    EXPECT_EQ(cache.Restore(file_), count) << value;
+    EXPECT_EQ(cache.Count(), count) << value;
+    if (count == 1) {
+      EXPECT_EQ(cache.Find("key.example"), value.substr(later.size() + 1));
+    }
+    EXPECT_EQ(Saved(), text);
+  }
+}
+
+TEST_F(SavedLookupCache, RestoringDeletesTheExpired) {
+  const std::string kept = "good.example=" + InSeconds(60) + "|192.0.2.1\n";
+  WriteFile(file_, "; mine\n[DNS]\na=" + InSeconds(-1) + "|192.0.2.2\n" + kept +
+                       "bad=nonsense\nb = " + InSeconds(-1000) +
+                       "|no result at all\n\n[Other]\na=1\n");
+  EXPECT_EQ(cache_.Restore(file_), 1);
+  EXPECT_EQ(cache_.Find("good.example"), "192.0.2.1");
+  EXPECT_EQ(Saved(), "; mine\n[DNS]\n" + kept + "bad=nonsense\n\n[Other]\na=1\n");
+
+  AdvanceClockForTests(seconds(61));
+  LookupCache later;
+  EXPECT_EQ(later.Restore(file_), 0);
+  EXPECT_EQ(later.Count(), 0);
+  EXPECT_EQ(Saved(), "; mine\n[DNS]\nbad=nonsense\n\n[Other]\na=1\n");
+}
+
+TEST_F(SavedLookupCache, NothingExpiredWritesNothing) {
+  cache_.Insert("a", "192.0.2.1");
+  ASSERT_EQ(cache_.Save(file_), 1);
+  struct stat before {
+  }, after{};
+  ASSERT_EQ(stat(file_.c_str(), &before), 0);
+  EXPECT_EQ(cache_.Restore(file_), 1);
+  ASSERT_EQ(stat(file_.c_str(), &after), 0);
+  EXPECT_EQ(before.st_ino, after.st_ino);
+}
+
+TEST_F(SavedLookupCache, RestoringKeepsWhatIsThere) {
+  WriteFile(file_, "[DNS]\nA=" + InSeconds(60) + "|192.0.2.1\na=" + InSeconds(60) + "|192.0.2.2\n");
+  LookupCache empty;
+  EXPECT_EQ(empty.Restore(file_), 1);
+  EXPECT_EQ(empty.Find("a"), "192.0.2.1");
+
+  cache_.Insert("a", "192.0.2.3");
+  EXPECT_EQ(cache_.Restore(file_), 1);
+  EXPECT_EQ(cache_.Count(), 1);
+  EXPECT_EQ(cache_.Find("a"), "192.0.2.3");
+}
+
+TEST_F(SavedLookupCache, FilesThatCannotBeUsed) {
+  ASSERT_EQ(mkfifo((folder_ / "pipe").c_str(), 0600), 0);
+  cache_.Insert("a", "192.0.2.1");
+  EXPECT_EQ(cache_.Restore(folder_ / "missing"), -1);
+  for (const std::string& name : {folder_.Path(), folder_ / "pipe", folder_ / "no/such/folder",
+                                  folder_ / std::string("a\0b", 3), std::string("/dev/null")}) {
+    EXPECT_EQ(cache_.Save(name), -1) << name;
+    EXPECT_EQ(cache_.Restore(name), -1) << name;
+  }
+  EXPECT_EQ(cache_.Count(), 1);
+  EXPECT_EQ(cache_.Save(file_), 1);
+}
+
+TEST_F(SavedLookupCache, WithoutNameTheSettingsFileServes) {
+  const Environment config("XDG_CONFIG_HOME", nullptr), home("HOME", folder_.Path().c_str());
+  cache_.Insert("a", "192.0.2.1");
+  EXPECT_EQ(cache_.Restore(""), -1);
+  EXPECT_FALSE(fs::exists(folder_ / ".config"));
+  EXPECT_EQ(cache_.Save(""), 1);
+  EXPECT_EQ(fs::status(folder_ / ".config").permissions(), fs::perms(0700));
+  EXPECT_EQ(fs::status(folder_ / ".config/netro.ini").permissions(), fs::perms(0600));
+  EXPECT_EQ(cache_.Restore(""), 1);
+
+  const Environment nowhere("HOME", nullptr);
+  EXPECT_EQ(cache_.Save(""), -1);
+  EXPECT_EQ(cache_.Restore(""), -1);
+}
+
+// What costs a search per entry would run for minutes here, and the test be ended.
+TEST_F(SavedLookupCache, LargeCachesCostNoMoreThanTheirSize) {
+  constexpr int kEntries = 200'000;
+  for (int i = 0; i < kEntries; ++i) {
+    cache_.Insert("Host" + std::to_string(i) + ".example", "192.0.2.1");
+  }
+  ASSERT_EQ(cache_.Save(file_), kEntries);
+  LookupCache restored;
+  ASSERT_EQ(restored.Restore(file_), kEntries);
+  EXPECT_EQ(restored.Find("host0.example"), "192.0.2.1");
+  AdvanceClockForTests(seconds(601));
+  EXPECT_EQ(cache_.Restore(file_), 0);
+  EXPECT_EQ(Saved(), "[DNS]\n");
+  for (int i = 0; i < kEntries; ++i) {
+    ASSERT_EQ(restored.Find("host" + std::to_string(i) + ".example"), std::nullopt);
+  }
+  EXPECT_EQ(restored.Count(), 0);
+}
+
+}  // namespace
+}  // namespace netro

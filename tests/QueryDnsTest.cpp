@@ -1,0 +1,605 @@
+// QueryDNSCLS over UDP: what goes on the wire, which datagrams count as the reply, what each reply
+// results in, how often it asks, and how the caller ends it.
+
+#include <gtest/gtest.h>
+#include <netro/QueryDNSCLS.h>
+
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "DnsTestKit.h"
+#include "SystemRoot.h"
+
+namespace netro {
+namespace {
+
+using namespace std::string_literals;
+using namespace peers::dns;
+using peers::DnsReply;
+using peers::DnsServer;
+using std::chrono::milliseconds;
+using From = DnsServer::From;
+using Replies = DnsServer::Replies;
+
+const std::string kAddress = Octets({192, 0, 2, 1});
+
+DnsReply Good(const std::string& query) {
+  return DnsReply(query).Answer(Record(kQuestion, TYPE_A, kAddress));
+}
+
+Replies AnswerWell(const std::string& query) { return {Good(query).Bytes()}; }
+Replies KeepSilent(const std::string&) { return {}; }
+
+std::string Dotted(std::size_t length) {  // labels of 63 letters
+  std::string name;
+  while (name.size() < length) name += name.size() % 64 == 63 ? '.' : 'a';
+  return name;
+}
+
+TEST(QueryDns, QueryOnTheWire) {
+  const struct {
+    QueryEnum type;
+    std::int16_t dnsClass;
+    std::string domain, wire;
+  } kCases[] = {
+      {TYPE_A, 1, "www.test", Name("www.test")},
+      {TYPE_AAAA, 1, "www.test.", Name("www.test")},
+      {TYPE_MX, 3, "Test", Name("Test")},
+      {TYPE_ALL, 255, "_sip._udp.a b.test", Name("_sip._udp.a b.test")},
+      {static_cast<QueryEnum>(65'535), -1, "t", Name("t")},
+      {TYPE_NS, 1, ".", Name("")},
+      {TYPE_PTR, 1, "10.1.2.3", Name("3.2.1.10.in-addr.arpa")},
+      {TYPE_PTR, 1, "255.0.10.200", Name("200.10.0.255.in-addr.arpa")},
+      {TYPE_PTR, 1, "1.0.0.127.in-addr.arpa", Name("1.0.0.127.in-addr.arpa")},
+      {TYPE_PTR, 1, "10.1.2.3.4", Name("10.1.2.3.4")},
+      {TYPE_A, 1, "10.1.2.3", Name("10.1.2.3")},
+      {TYPE_A, 1, "\xFF.test", Name("\xFF.test")},
+      {TYPE_A, 1, Dotted(63), Name(Dotted(63))},
+      {TYPE_A, 1, Dotted(253), Name(Dotted(253))},
+      {TYPE_A, 1, Dotted(253) + ".", Name(Dotted(253))},
+  };
+  for (const auto& c : kCases)
+    for (const bool recursion : {true, false}) {
+      SCOPED_TRACE(c.domain);
+      DnsServer server(AnswerWell);
+      QueryDNSCLS dns;
+      PointAt(dns, server.Port(), c.type, c.domain);
+      dns.QueryClass(c.dnsClass);
+      dns.UseRecursion(recursion);
+      EXPECT_EQ(dns.QueryDNS(), 0);
+      const std::string wire = "\0\x19"s + (recursion ? '\x01' : '\0') + "\0\0\x01\0\0\0\0\0\0"s +
+                               c.wire + U16(static_cast<std::uint16_t>(c.type)) +
+                               U16(static_cast<std::uint16_t>(c.dnsClass));
+      EXPECT_EQ(server.Queries(), std::vector{wire});
+      EXPECT_EQ(dns.OutBuffer(), wire);
+      EXPECT_EQ(dns.InBuffer(), Good(wire).Bytes());
+      EXPECT_EQ(server.Connections(), 0u);
+    }
+}
+
+TEST(QueryDns, NamesThatCannotBeAskedForAreNotSent) {
+  DnsServer server(AnswerWell);
+  for (const std::string& domain :
+       {std::string(64, 'a'), "www." + std::string(64, 'a') + ".test", "a..b"s, ".test"s, "test.."s,
+        ".."s, Dotted(254), Dotted(254) + ".", Dotted(300), std::string(70'000, 'a')})
+    for (const bool overUDP : {true, false}) {
+      QueryDNSCLS dns;
+      PointAt(dns, server.Port(), TYPE_A, domain);
+      dns.UseUDP(overUDP);
+      EXPECT_EQ(dns.QueryDNS(), 59) << domain;
+      EXPECT_EQ(dns.LastErr(), 59);
+      EXPECT_EQ(dns.LastErrMsg(), "No DNS Entries found.");
+      EXPECT_EQ(dns.QueryZone(), 59);
+    }
+  EXPECT_TRUE(server.Queries().empty());
+  QueryDNSCLS dns;
+  PointAt(dns, server.Port());
+  dns.UseUDP(false);
+  EXPECT_EQ(dns.QueryDNS(), 0);
+  EXPECT_EQ(server.Connections(), 1u);
+}
+
+TEST(QueryDns, MissingDomainIsToldBeforeMissingServer) {
+  for (const bool overUDP : {true, false}) {
+    QueryDNSCLS dns;
+    dns.UseUDP(overUDP);
+    EXPECT_EQ(dns.QueryDNS(), 51);
+    EXPECT_EQ(dns.LastErr(), 51);
+    EXPECT_EQ(dns.LastErrMsg(), "Domain name must not be empty.");
+    EXPECT_EQ(dns.QueryZone(), 51);
+    dns.Domain("www.test");
+    EXPECT_EQ(dns.QueryDNS(), 52);
+    EXPECT_EQ(dns.LastErrMsg(), "Can not find DNS Server.");
+    EXPECT_EQ(dns.QueryZone(), 52);
+  }
+}
+
+TEST(QueryDns, ServerThatCannotBeReached) {
+  const SystemRoot root;  // whose system has no servers, which a new thread finds out
+  std::thread([] {
+    for (const bool overUDP : {true, false}) {
+      QueryDNSCLS dns;
+      PointAt(dns, 65'536);
+      dns.UseUDP(overUDP);
+      EXPECT_EQ(dns.QueryDNS(), 10022);
+      dns.DNSServer(std::string(64, 'x'));  // too long a label to be looked up
+      dns.DNSPort(53);
+      EXPECT_EQ(dns.QueryDNS(), 11001);
+      EXPECT_EQ(dns.LastErr(), 11001);
+      EXPECT_EQ(dns.LastErrMsg(), QueryDNSCLS().TranslateDNSResult(11001));
+    }
+  }).join();
+}
+
+TEST(QueryDns, ResultOfAReply) {
+  const std::string soa = Record(Name("test"), TYPE_SOA, Soa());
+  const std::string host = Record(kQuestion, TYPE_A, kAddress);
+  const struct {
+    const char* name;
+    std::function<void(DnsReply&)> build;
+    int result, answers, authorities, additionals;
+  } kCases[] = {
+      {"answer", [&](auto& r) { r.Answer(host); }, 0, 1, 0, 0},
+      {"each section",
+       [&](auto& r) { r.Answer(host).Answer(host).Authority(soa).Additional(host); }, 0, 2, 1, 1},
+      {"authority only", [&](auto& r) { r.Authority(soa); }, 0, 0, 1, 0},
+      {"additional only", [&](auto& r) { r.Additional(host); }, 0, 0, 0, 1},
+      {"no record", [](auto&) {}, 59, 0, 0, 0},
+      {"question in other letters",
+       [&](auto& r) { r.Question(Name("WWW.tEST") + U16(1) + U16(1)).Answer(host); }, 0, 1, 0, 0},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.name);
+    DnsServer server([&](const std::string& query) -> Replies {
+      DnsReply reply(query);
+      c.build(reply);
+      return {reply.Bytes()};
+    });
+    QueryDNSCLS dns;
+    PointAt(dns, server.Port());
+    EXPECT_EQ(dns.QueryDNS(), c.result);
+    EXPECT_EQ(dns.LastErr(), c.result);
+    EXPECT_EQ(dns.LastErrMsg(), c.result == 0 ? "Success" : "No DNS Entries found.");
+    EXPECT_EQ(dns.CountAN(), c.answers);
+    EXPECT_EQ(dns.Count(), c.answers);
+    EXPECT_EQ(dns.CountNS(), c.authorities);
+    EXPECT_EQ(dns.CountAR(), c.additionals);
+    EXPECT_EQ(dns.CountAll(), c.answers + c.authorities + c.additionals);
+  }
+}
+
+TEST(QueryDns, EveryResponseCodeIs59) {
+  for (int code = 1; code < 16; ++code) {
+    DnsServer server(
+        [&](const std::string& query) -> Replies { return {Good(query).Code(code).Bytes()}; });
+    QueryDNSCLS dns;
+    PointAt(dns, server.Port());
+    dns.RetryCount(3);
+    EXPECT_EQ(dns.QueryDNS(), 59) << code;
+    EXPECT_EQ(server.Queries().size(), 1u) << "only silence is asked again";
+  }
+}
+
+TEST(QueryDns, FlagsOfBothWays) {
+  const struct {
+    int first, second;
+    bool authoritative, recursion, truncatedUDP, truncatedTCP;
+  } kCases[] = {
+      {0x80, 0x00, false, false, false, false}, {0x84, 0x00, true, false, false, false},
+      {0x80, 0x80, false, true, false, false},  {0x82, 0x00, false, false, true, false},
+      {0x80, 0x40, false, false, false, true},  {0x82, 0x40, false, false, true, true},
+      {0xFF, 0xF0, true, true, true, true},     {0x85, 0xB0, true, true, false, false},
+  };
+  for (const auto& c : kCases)
+    for (const bool overUDP : {true, false}) {
+      SCOPED_TRACE(c.first * 256 + c.second);
+      DnsServer server([&](const std::string& query) -> Replies {
+        return {Good(query).Flags(c.first, c.second).Bytes()};
+      });
+      QueryDNSCLS dns;
+      PointAt(dns, server.Port());
+      dns.UseUDP(overUDP);
+      bool authoritative = !c.authoritative, recursion = !c.recursion;
+      EXPECT_EQ(dns.QueryDNS(&authoritative, &recursion), 0);
+      EXPECT_EQ(authoritative, c.authoritative);
+      EXPECT_EQ(recursion, c.recursion);
+      EXPECT_EQ(dns.IsAuthoritativeAnswer(), c.authoritative);
+      EXPECT_EQ(dns.IsRecursionAvailable(), c.recursion);
+      EXPECT_EQ(dns.IsTruncated(), overUDP ? c.truncatedUDP : c.truncatedTCP);
+      EXPECT_EQ(dns.CountAN(), 1);
+    }
+}
+
+// Datagrams that are no reply to the query. Each is sent before the reply; and alone.
+using MakeReplies = Replies (*)(const std::string& query);
+const struct Foreign {
+  const char* name;
+  MakeReplies make;
+} kForeign[] = {
+    {"another port",
+     [](const std::string& q) -> Replies {
+       return {{Good(q).Code(3).Bytes(), From::kOtherPort}};
+     }},
+    {"another address",
+     [](const std::string& q) -> Replies {
+       return {{Good(q).Code(3).Bytes(), From::kOtherAddress}};
+     }},
+    {"another ID",
+     [](const std::string& q) -> Replies { return {Good(q).Code(3).Id(26).Bytes()}; }},
+    {"ID in the wrong order",
+     [](const std::string& q) -> Replies { return {Good(q).Code(3).Id(0x1900).Bytes()}; }},
+    {"a query", [](const std::string& q) -> Replies { return {Good(q).Flags(1, 3).Bytes()}; }},
+    {"its own query", [](const std::string& q) -> Replies { return {q}; }},
+    {"another name",
+     [](const std::string& q) -> Replies {
+       return {DnsReply(q).Code(3).Question(Name("www.tess") + U16(1) + U16(1)).Bytes()};
+     }},
+    {"the beginning of the name",
+     [](const std::string& q) -> Replies {
+       return {DnsReply(q).Code(3).Question(Name("www") + U16(1) + U16(1)).Bytes()};
+     }},
+    {"another type",
+     [](const std::string& q) -> Replies {
+       return {DnsReply(q).Code(3).Question(Name("www.test") + U16(2) + U16(1)).Bytes()};
+     }},
+    {"another class",
+     [](const std::string& q) -> Replies {
+       return {DnsReply(q).Code(3).Question(Name("www.test") + U16(1) + U16(3)).Bytes()};
+     }},
+    {"many",
+     [](const std::string& q) -> Replies { return Replies(20, {Good(q).Code(3).Id(9).Bytes()}); }},
+};
+
+TEST(QueryDns, ForeignDatagramsAreIgnored) {
+  for (const Foreign& c : kForeign) {
+    SCOPED_TRACE(c.name);
+    DnsServer server([&](const std::string& query) {
+      Replies replies = c.make(query);
+      replies.emplace_back(Good(query).Bytes());
+      return replies;
+    });
+    QueryDNSCLS dns;
+    PointAt(dns, server.Port());
+    EXPECT_EQ(dns.QueryDNS(), 0);
+    EXPECT_EQ(dns.InBuffer(), Good(dns.OutBuffer()).Bytes());
+    EXPECT_EQ(server.Queries().size(), 1u);
+  }
+}
+
+TEST(QueryDns, ForeignDatagramsDoNotProlongTheWait) {
+  for (const Foreign& c : kForeign) {
+    SCOPED_TRACE(c.name);
+    DnsServer server(c.make);
+    QueryDNSCLS dns;
+    PointAt(dns, server.Port());
+    const RunningClock clock([&] { return server.QueryCount() > 0 && !server.Queries().empty(); });
+    const TimePoint before = Now();
+    EXPECT_EQ(dns.QueryDNS(), 10002);
+    EXPECT_LT(Now() - before, milliseconds(2500));
+    EXPECT_EQ(dns.CountAll(), 0);
+  }
+}
+
+TEST(QueryDns, OneTryIsOneDatagramAndNoPause) {
+  DnsServer server(KeepSilent);
+  QueryDNSCLS dns;
+  PointAt(dns, server.Port());
+  dns.RetryPauseMilliSeconds(60'000);
+  const RunningClock clock([] { return true; });
+  const TimePoint before = Now();
+  EXPECT_EQ(dns.QueryDNS(), 10002);
+  EXPECT_GE(Now() - before, milliseconds(990));
+  EXPECT_LT(Now() - before, milliseconds(2500));
+  EXPECT_EQ(dns.LastErr(), 10002);
+  EXPECT_EQ(dns.LastErrMsg(), "Command Timed Out");
+  EXPECT_EQ(server.Queries().size(), 1u);
+}
+
+TEST(QueryDns, SilenceIsAskedAgainAfterAPause) {
+  DnsServer server(KeepSilent);
+  QueryDNSCLS dns;
+  PointAt(dns, server.Port());
+  dns.RetryCount(3);
+  dns.RetryPauseMilliSeconds(60'000);
+  const RunningClock clock([] { return true; });
+  const TimePoint before = Now();
+  EXPECT_EQ(dns.QueryDNS(), 10002);
+  EXPECT_GE(Now() - before, milliseconds(2 * 60'000 + 3 * 990));
+  EXPECT_LT(Now() - before, milliseconds(3 * 60'000 + 3 * 2000));
+  EXPECT_EQ(server.Queries(), std::vector(3, dns.OutBuffer()));
+}
+
+TEST(QueryDns, SecondTryMayBeAnswered) {
+  std::atomic<int> number{0};
+  DnsServer server([&](const std::string& query) -> Replies {
+    if (number++ == 0) return {};
+    return {Good(query).Bytes()};
+  });
+  QueryDNSCLS dns;
+  PointAt(dns, server.Port());
+  dns.RetryCount(5);
+  dns.RetryPauseMilliSeconds(0);
+  // Enough for one try and not for two.
+  const RunningClock clock([&] { return server.QueryCount() == 1; }, milliseconds(1400));
+  EXPECT_EQ(dns.QueryDNS(), 0);
+  EXPECT_EQ(server.Queries().size(), 2u);
+}
+
+TEST(QueryDns, WithoutATryTheListsAreEmptied) {
+  DnsServer server(AnswerWell);
+  for (const std::int32_t tries : {0, -1})
+    for (const bool overUDP : {true, false}) {
+      QueryDNSCLS dns;
+      PointAt(dns, server.Port());
+      dns.UseUDP(overUDP);
+      ASSERT_EQ(dns.QueryDNS(), 0);
+      const std::size_t asked = server.Queries().size();
+      dns.RetryCount(tries);
+      EXPECT_EQ(dns.QueryDNS(), 10130);
+      EXPECT_EQ(dns.LastErr(), 10130);
+      EXPECT_EQ(dns.CountAll(), 0);
+      EXPECT_EQ(server.Queries().size(), asked);
+    }
+}
+
+TEST(QueryDns, ListsAreOfTheLastQuery) {
+  DnsServer server([](const std::string& query) -> Replies {
+    if (query.find("silent") != std::string::npos) return {};
+    if (query.find("none") != std::string::npos) return {DnsReply(query).Bytes()};
+    return AnswerWell(query);
+  });
+  QueryDNSCLS dns;
+  for (const std::string& second : {"silent.test"s, "none.test"s, "www.test"s, "a..b"s}) {
+    SCOPED_TRACE(second);
+    PointAt(dns, server.Port());
+    ASSERT_EQ(dns.QueryDNS(), 0);
+    ASSERT_EQ(dns.CountAN(), 1);
+    dns.Domain(second);
+    const RunningClock clock([&] { return second == "silent.test"; });
+    dns.QueryDNS();
+    EXPECT_EQ(dns.CountAN(), second == "www.test" ? 1 : 0);
+  }
+}
+
+TEST(QueryDns, RecordsByIndexAndKey) {
+  DnsServer server([](const std::string& query) -> Replies {
+    DnsReply reply(query);
+    reply.Answer(Record(Name("b.test"), TYPE_A, Octets({1, 1, 1, 1})))
+        .Answer(Record(Name("A.Test"), TYPE_A, Octets({2, 2, 2, 2})))
+        .Answer(Record(Name("a.test"), TYPE_A, Octets({3, 3, 3, 3})))
+        .Authority(Record(Name("ns.test"), TYPE_A, Octets({4, 4, 4, 4})))
+        .Additional(Record(Name(""), TYPE_A, Octets({5, 5, 5, 5})));
+    return {reply.Bytes()};
+  });
+  QueryDNSCLS dns;
+  EXPECT_EQ(dns.EntryAN(1), nullptr);
+  PointAt(dns, server.Port());
+  ASSERT_EQ(dns.QueryDNS(), 0);
+  for (const std::int32_t index : {0, 4, -1, INT32_MAX, INT32_MIN}) {
+    EXPECT_EQ(dns.EntryAN(index), nullptr) << index;
+    EXPECT_EQ(dns.Entry(index), nullptr) << index;
+  }
+  EXPECT_EQ(dns.EntryNS(0), nullptr);
+  EXPECT_EQ(dns.EntryNS(2), nullptr);
+  EXPECT_EQ(dns.EntryAR(0), nullptr);
+  EXPECT_EQ(dns.EntryAR(2), nullptr);
+  ASSERT_NE(dns.EntryAN(1), nullptr);
+  EXPECT_EQ(dns.EntryAN(1)->Data(), "1.1.1.1");
+  EXPECT_EQ(dns.EntryAN(3)->Data(), "3.3.3.3");
+  EXPECT_EQ(dns.Entry(2), dns.EntryAN(2));
+  EXPECT_EQ(dns.EntryNS(1)->Data(), "4.4.4.4");
+  EXPECT_EQ(dns.EntryAR(1)->Data(), "5.5.5.5");
+  EXPECT_EQ(dns.EntryAN("a.TEST"), dns.EntryAN(2));
+  EXPECT_EQ(dns.Entry("B.test"), dns.EntryAN(1));
+  EXPECT_EQ(dns.EntryAN("ns.test"), nullptr);
+  EXPECT_EQ(dns.EntryNS("NS.TEST"), dns.EntryNS(1));
+  EXPECT_EQ(dns.EntryAR(""), dns.EntryAR(1));
+  EXPECT_EQ(dns.EntryAN(""), nullptr);
+  EXPECT_EQ(dns.EntryAN("a"), nullptr);
+}
+
+TEST(QueryDns, TextsOfTheResults) {
+  QueryDNSCLS dns;
+  dns.ProxyURL("proxy.test");
+  dns.ProxyPort(1080);
+  const struct {
+    std::int32_t code;
+    const char* text;
+  } kCases[] = {
+      {0, "Success"},
+      {1, "Format error. The name server was unable to interpret the Query."},
+      {2,
+       "Server Failure. Meaningful only for Responses from an authoritative name server. This code "
+       "signifies that the domain name referenced in the Query does not exist."},
+      {3,
+       "Name Error. Meaningful only for responses from an authoritative name server, this code "
+       "signifies that the domain name referenced in the query does not exist."},
+      {4, "Not Implemented. The name server does not support the requested kind of Query."},
+      {5,
+       "Refused. The name server refuses to perform the specified operation for policy reasons. "
+       "For example, a name server may not wish to provide the information to the particular "
+       "requester, or a name server may not wish to perform a particular operation (e.g, zone "
+       "transfer) for a particular data."},
+      {6, "YXDomain. Name Exists when it should not."},
+      {7, "YXRRSet. RR Set Exists when it should not."},
+      {8, "NXRRSet. RR Set that should exist does not."},
+      {9, "NotAuth. Server Not Authoritative for zone."},
+      {10, "NotZone. Name not contained in zone."},
+      {16, "BADVERS. Bad OPT Version./BADSIG. TSIG Signature Failure."},
+      {17, "BADKEY. Key not recognized."},
+      {18, "BADTIME. Signature out of time window."},
+      {19, "BADMODE. Bad TKEY Mode."},
+      {20, "BADNAME. Duplicate key name."},
+      {21, "BADALG. Algorithm not supported."},
+      {22, "No DNS Entries found."},
+      {51, "Domain name must not be empty."},
+      {52, "Can not find DNS Server."},
+      {53, "Can not create a socket."},
+      {54, "DNS server for query was not found."},
+      {55, "Can not send data to DNS server."},
+      {56, "Can not retrieve data from DNS server."},
+      {58, "Can not initialize Winsock."},
+      {59, "No DNS Entries found."},
+      {60, "Process canceled by user request."},
+      {9000, "[Proxy SOCKS proxy.test:1080] OK"},
+      {9001,
+       "[Proxy SOCKS proxy.test:1080] The connection request has failed or the proxy server has "
+       "rejected it."},
+      {9002,
+       "[Proxy SOCKS proxy.test:1080] The user/password combination was not accepted by the "
+       "proxy."},
+      {9003,
+       "[Proxy SOCKS proxy.test:1080] The selected authentication method was not accepted by the "
+       "proxy."},
+      {9999, "Command Canceled"},
+      {10002, "Command Timed Out"},
+      {10061,
+       "Connection Refused. The target machine actively refused the attempt to connect to it."},
+      {10124, "Timeout. DNS server does not answer."},
+      {77'777, "Unknown Error# 77777."},
+  };
+  for (const auto& c : kCases) {
+    EXPECT_EQ(dns.TranslateDNSResult(c.code), c.text);
+    EXPECT_EQ(dns.LastErr(), c.code);
+    EXPECT_EQ(dns.LastErrMsg(), c.text);
+  }
+}
+
+TEST(QueryDns, DottedAddresses) {
+  const QueryDNSCLS dns;
+  for (const char* yes : {"1.2.3.4", "0.0.0.0", "255.255.255.255"})
+    EXPECT_TRUE(dns.IsIPNumber(yes)) << yes;
+  for (const char* no : {"", "1.2.3.4.", "1.2.3.4.5", "256.1.1.1", "1.2.3.a", "www.test", "1..2.3",
+                         "-1.2.3.4", "1.2.3.4 x"})
+    EXPECT_FALSE(dns.IsIPNumber(no)) << no;
+}
+
+// A query in which each way of waiting can be met.
+class QueryDnsWaiting : public testing::Test {
+ protected:
+  QueryDnsWaiting() { PointAt(*dns_, server_.Port()); }
+
+  // Runs the query; `action` is called from the loop once it has been sent.
+  std::int16_t QueryAndMeanwhile(std::function<void()> action) {
+    PostWhen([this] { return server_.QueryCount() > 0; }, std::move(action));
+    return dns_->QueryDNS(&flags_[0], &flags_[1]);
+  }
+
+  DnsServer server_{KeepSilent};
+  std::unique_ptr<QueryDNSCLS> dns_ = std::make_unique<QueryDNSCLS>();
+  bool flags_[2] = {};
+};
+
+TEST_F(QueryDnsWaiting, StopsFromTheLoop) {
+  for (const auto stop : {&QueryDNSCLS::StopWaiting, &QueryDNSCLS::Kill}) {
+    EXPECT_EQ(QueryAndMeanwhile([&] { (dns_.get()->*stop)(); }), 9999);
+    EXPECT_EQ(dns_->LastErr(), 9999);
+    EXPECT_EQ(dns_->LastErrMsg(), "Command Canceled");
+  }
+}
+
+TEST_F(QueryDnsWaiting, StopsFromAnotherThread) {
+  std::thread other([&] {
+    EXPECT_TRUE(server_.AwaitQueries(1));
+    dns_->StopWaiting();
+  });
+  EXPECT_EQ(dns_->QueryDNS(), 9999);
+  other.join();
+}
+
+TEST_F(QueryDnsWaiting, StopOfBeforeIsNotOneOfNow) {
+  DnsServer server(AnswerWell);
+  PointAt(*dns_, server.Port());
+  dns_->StopWaiting();
+  dns_->Kill();
+  EXPECT_EQ(dns_->QueryDNS(), 0);
+}
+
+TEST_F(QueryDnsWaiting, StopInThePauseGivesTheLastResult) {
+  dns_->RetryCount(2);
+  dns_->RetryPauseMilliSeconds(3'600'000);
+  for (const bool fromThread : {false, true}) {
+    const TimePoint end = Now() + milliseconds(2000);
+    const RunningClock clock([] { return true; }, milliseconds(2000));
+    std::thread other;
+    PostWhen([=] { return Now() >= end; },
+             [&] {
+               if (!fromThread) return dns_->StopWaiting();
+               other = std::thread([&] { dns_->StopWaiting(); });
+             });
+    EXPECT_EQ(dns_->QueryDNS(), 10002);
+    EXPECT_EQ(dns_->LastErr(), 10002);
+    if (other.joinable()) other.join();
+  }
+  EXPECT_EQ(server_.Queries().size(), 2u);
+}
+
+TEST_F(QueryDnsWaiting, DeletionInsideIsSafe) {
+  EXPECT_EQ(QueryAndMeanwhile([&] { dns_.reset(); }), 9999);
+  EXPECT_EQ(dns_, nullptr);
+}
+
+TEST_F(QueryDnsWaiting, DeletionInThePauseIsSafe) {
+  dns_->RetryCount(2);
+  dns_->RetryPauseMilliSeconds(3'600'000);
+  const TimePoint end = Now() + milliseconds(2000);
+  const RunningClock clock([] { return true; }, milliseconds(2000));
+  PostWhen([=] { return Now() >= end; }, [&] { dns_.reset(); });
+  dns_->QueryDNS(&flags_[0], &flags_[1]);
+  EXPECT_EQ(dns_, nullptr);
+}
+
+TEST_F(QueryDnsWaiting, AnotherQueryInsideIsRefused) {
+  std::vector<std::int16_t> inner;
+  std::string outBuffer;
+  QueryAndMeanwhile([&] {
+    const std::int32_t before = dns_->LastErr();
+    const std::string text = dns_->LastErrMsg();
+    bool flags[] = {true, true};
+    inner = {dns_->QueryDNS(&flags[0], &flags[1]), dns_->QueryZone()};
+    EXPECT_EQ(dns_->LastErr(), before);
+    EXPECT_EQ(dns_->LastErrMsg(), text);
+    EXPECT_TRUE(flags[0] && flags[1]);
+    dns_->StopWaiting();
+  });
+  EXPECT_EQ(inner, (std::vector<std::int16_t>{10036, 10036}));
+  EXPECT_EQ(dns_->LastErr(), 9999);
+  EXPECT_EQ(server_.Queries().size(), 1u);
+}
+
+TEST_F(QueryDnsWaiting, OtherObjectsCanAsk) {
+  DnsServer good(AnswerWell);
+  QueryDNSCLS other;
+  PointAt(other, good.Port());
+  EXPECT_EQ(QueryAndMeanwhile([&] {
+              EXPECT_EQ(other.QueryDNS(), 0);
+              dns_->StopWaiting();
+            }),
+            9999);
+  EXPECT_EQ(other.CountAN(), 1);
+}
+
+TEST_F(QueryDnsWaiting, SettingsChangedInsideAreForTheNextQuery) {
+  DnsServer other(AnswerWell);
+  dns_->RetryCount(2);
+  dns_->RetryPauseMilliSeconds(0);
+  bool changed = false;
+  const RunningClock clock([&] { return changed; });
+  EXPECT_EQ(QueryAndMeanwhile([&] {
+              PointAt(*dns_, other.Port(), TYPE_MX, "other.test");
+              dns_->UseUDP(false);
+              changed = true;
+            }),
+            10002);
+  changed = false;
+  EXPECT_EQ(server_.Queries(), std::vector(2, dns_->OutBuffer()));
+  EXPECT_EQ(dns_->QueryDNS(), 0);
+  EXPECT_EQ(other.Connections(), 1u);
+}
+
+}  // namespace
+}  // namespace netro

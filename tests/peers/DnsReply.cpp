@@ -1,0 +1,84 @@
+#include "DnsReply.h"
+
+#include <algorithm>
+
+namespace netro::peers {
+namespace dns {
+
+std::string Octets(std::initializer_list<int> values) {
+  std::string bytes;
+  for (const int value : values) bytes += static_cast<char>(value);
+  return bytes;
+}
+
+std::string U16(std::size_t value) {
+  return {static_cast<char>(value >> 8 & 255), static_cast<char>(value & 255)};
+}
+
+std::string U32(std::uint32_t value) { return U16(value >> 16) + U16(value & 65535); }
+
+std::string Name(const std::string& dotted) {
+  std::string bytes;
+  for (std::size_t begin = 0; begin < dotted.size();) {
+    const std::size_t end = std::min(dotted.find('.', begin), dotted.size());
+    bytes += Text(dotted.substr(begin, end - begin));
+    begin = end + 1;
+  }
+  return bytes + '\0';
+}
+
+std::string Pointer(std::size_t offset) { return U16(0xC000 + offset); }
+
+std::string Text(const std::string& bytes) { return static_cast<char>(bytes.size()) + bytes; }
+
+std::string Record(const std::string& owner, int type, const std::string& rdata, std::uint32_t ttl,
+                   int dnsClass) {
+  return owner + U16(static_cast<std::size_t>(type)) + U16(static_cast<std::size_t>(dnsClass)) +
+         U32(ttl) + U16(rdata.size()) + rdata;
+}
+
+std::string Soa(const std::string& primary, std::uint32_t serial) {
+  return Name(primary) + Name("hostmaster.test") + U32(serial) + U32(2) + U32(3) + U32(4) + U32(5);
+}
+
+std::string Framed(const std::string& message) { return U16(message.size()) + message; }
+
+}  // namespace dns
+
+// The question ends behind its name's zero byte, type and class.
+DnsReply::DnsReply(const std::string& query) : bytes_(query) {
+  bytes_.resize(std::max<std::size_t>(bytes_.size(), 12));
+  const std::size_t end = bytes_.find('\0', 12);
+  bytes_.resize(std::min(bytes_.size(), end == std::string::npos ? 12 : end + 5));
+  const int recursion = query.size() > 2 ? query[2] & 1 : 0;
+  Flags(0x80 | recursion, 0x80);
+}
+
+DnsReply& DnsReply::Id(int id) { return Put16(0, id); }
+
+DnsReply& DnsReply::Flags(int first, int second) { return Put16(2, first * 256 + second); }
+
+DnsReply& DnsReply::Code(int rcode) {
+  bytes_[3] = static_cast<char>((bytes_[3] & 0xF0) | rcode);
+  return *this;
+}
+
+DnsReply& DnsReply::Question(const std::string& bytes, int count) {
+  bytes_.resize(12);
+  bytes_ += bytes;
+  return Put16(4, count);
+}
+
+DnsReply& DnsReply::Put16(std::size_t at, int value) {
+  bytes_.replace(at, 2, dns::U16(static_cast<std::size_t>(value)));
+  return *this;
+}
+
+DnsReply& DnsReply::Add(std::size_t counter, const std::string& record) {
+  const int before = static_cast<std::uint8_t>(bytes_[counter]) * 256 +
+                     static_cast<std::uint8_t>(bytes_[counter + 1]);
+  bytes_ += record;
+  return Put16(counter, before + 1);
+}
+
+}  // namespace netro::peers

@@ -1,0 +1,88 @@
+// A DNS server that does what the test says: on UDP and TCP of one free port of 127.0.0.1, each
+// query gets the replies that a function returns, and a second function may take a TCP connection
+// over. It records every query. It shares nothing with the library.
+//
+// Thread: the test's; the functions run on the server's threads. Example:
+//
+//   DnsServer server([](const std::string& query) -> DnsServer::Replies {
+//     return {DnsReply(query).Code(3).Bytes()};
+//   });
+#pragma once
+
+#include <netinet/in.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "DnsReply.h"
+#include "LoopbackServer.h"
+
+namespace netro::peers {
+
+class DnsServer {
+ public:
+  /// Whose a datagram seems to be: the server's, that of another port, or of 127.0.0.2 with the
+  /// server's port.
+  enum class From { kServer, kOtherPort, kOtherAddress };
+  struct Reply {
+    Reply(std::string reply, From sender = From::kServer)  // NOLINT: a reply is its bytes
+        : bytes(std::move(reply)), from(sender) {}
+    std::string bytes;
+    From from;
+  };
+  using Replies = std::vector<Reply>;
+
+  /// The replies to a query, in order; none is silence.
+  using Answer = std::function<Replies(const std::string& query)>;
+  /// Talks on a TCP connection whose first query has been read; it is closed after.
+  using Talk = std::function<void(Connection& connection, const std::string& query)>;
+
+  /// Without `talk`, TCP answers like UDP, query after query, until the client closes.
+  explicit DnsServer(Answer answer, Talk talk = nullptr);
+  ~DnsServer();
+  DnsServer(const DnsServer&) = delete;
+  DnsServer& operator=(const DnsServer&) = delete;
+
+  int Port() const { return tcp_->Port(); }
+  std::size_t Connections() const { return tcp_->Connections(); }
+  /// Everything asked so far, over TCP without the length. All datagrams sent to the server before
+  /// are in it, and their replies are sent.
+  std::vector<std::string> Queries();
+  /// How many there are now; does not wait for what is on its way.
+  std::size_t QueryCount() const { return count_; }
+  /// Waits (five seconds at most) for so many queries.
+  bool AwaitQueries(std::size_t count);
+
+ private:
+  void Keep(const std::string& query);
+  void UdpLoop();
+  void TakeDatagram();
+  void SendDatagram(const Reply& reply, const sockaddr_in& to);
+  void ServeConnection(Connection& connection);
+
+  const Answer answer_;
+  const Talk talk_;
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::vector<std::string> queries_;  // guarded by mutex_
+  std::size_t marks_ = 0;             // guarded by mutex_
+  std::atomic<std::size_t> count_{0};
+  int udpFd_ = -1;
+  int otherPortFd_ = -1;
+  int otherAddressFd_ = -1;
+  int markFd_ = -1;  // its datagrams are marks, see Queries
+  int stopRead_ = -1;
+  int stopWrite_ = -1;
+  std::thread udpThread_;
+  std::unique_ptr<LoopbackServer> tcp_;  // last: its threads use the others
+};
+
+}  // namespace netro::peers
