@@ -8,18 +8,15 @@ import base64
 import http.server
 import json
 import os
-import pty
-import select
 import signal
 import socket
 import subprocess
-import sys
 import tempfile
 import threading
 import unittest
 
-NETRO = sys.argv.pop(1)
-LIMIT = 30  # seconds; only a run that hangs reaches it
+from netro_command import LIMIT, NETRO, Terminal, run
+
 PNG = b"\x89PNG\r\n\x1a\n\x00\x01\x02\xff"
 
 
@@ -80,41 +77,6 @@ class Handler(http.server.BaseHTTPRequestHandler):
         self.wfile.write(b"x" * 1000000)
         self.server.finish.wait(LIMIT)
         self.wfile.write(b"x" * 1000000)
-
-
-class Terminal:
-    """The command on a terminal of its own."""
-
-    def __init__(self, *arguments, environment=None):
-        self.text = b""
-        self.pid, self.descriptor = pty.fork()
-        if self.pid == 0:
-            os.environ.pop("NO_COLOR", None)
-            os.environ.update({"TERM": "xterm", **(environment or {})})
-            os.execv(NETRO, [NETRO, *arguments])
-
-    def read_until(self, wanted):
-        while wanted is None or wanted not in self.text:
-            ready, _, _ = select.select([self.descriptor], [], [], LIMIT)
-            if not ready:
-                raise TimeoutError(f"{wanted!r} did not come in {self.text!r}")
-            try:
-                block = os.read(self.descriptor, 65536)
-            except OSError:  # the command has gone
-                block = b""
-            if not block:
-                break
-            self.text += block
-
-    def finish(self):
-        """Returns exit status and everything that was shown."""
-        self.read_until(None)
-        os.close(self.descriptor)
-        return os.waitstatus_to_exitcode(os.waitpid(self.pid, 0)[1]), self.text
-
-
-def run(*arguments, **options):
-    return subprocess.run([NETRO, *arguments], capture_output=True, timeout=LIMIT, **options)
 
 
 class CommandTest(unittest.TestCase):

@@ -32,6 +32,7 @@ struct Command {
   CommandRun (*setUp)(CLI::App& options);  // declares the options
 };
 
+CommandRun SetUpDns(CLI::App& options);
 CommandRun SetUpGet(CLI::App& options);
 CommandRun SetUpTour(CLI::App& options);
 

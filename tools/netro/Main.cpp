@@ -22,6 +22,7 @@ namespace {
 constexpr Command kCommands[] = {
     {"tour", "Watch every class at work on this computer; needs no network", SetUpTour},
     {"get", "Fetch a URL over HTTP, directly or through a proxy", SetUpGet},
+    {"dns", "Ask a DNS server for records of any type, or for a whole zone", SetUpDns},
 };
 
 constexpr std::string_view kFooter =

@@ -3,11 +3,11 @@
 #include "tools/netro/ProxyOption.h"
 
 #include <algorithm>
-#include <charconv>
 #include <string_view>
 
 #include "tools/netro/Command.h"
 #include "tools/netro/Encoding.h"
+#include "tools/netro/HostAndPort.h"
 
 namespace netro::tool {
 namespace {
@@ -60,15 +60,6 @@ bool IsSocks(ProxyTypeEnum type) {
   return type == ProxySocks4 || type == ProxySocks5NoAuth || type == ProxySocks5Auth;
 }
 
-std::int32_t ReadPort(std::string_view text) {
-  std::int32_t port = 0;
-  const char* end = text.data() + text.size();
-  if (std::from_chars(text.data(), end, port).ptr != end || port < 1 || port > 65535) {
-    throw UsageError("--proxy: \"" + std::string(text) + "\" is no port number");
-  }
-  return port;
-}
-
 /// Takes "user:password@" off the front of `rest`.
 void TakeUser(std::string_view& rest, Proxy& proxy) {
   const std::size_t at = rest.rfind('@');
@@ -80,21 +71,6 @@ void TakeUser(std::string_view& rest, Proxy& proxy) {
   proxy.user = PercentDecode(info.substr(0, colon));
   proxy.password = PercentDecode(info.substr(std::min(colon + 1, info.size())));
   rest.remove_prefix(at + 1);
-}
-
-void TakeHostAndPort(std::string_view rest, Proxy& proxy) {
-  rest = rest.substr(0, rest.find('/'));
-  if (rest.starts_with('[')) {
-    throw UsageError("--proxy: an IPv6 address is not supported");
-  }
-  const std::size_t colon = rest.find(':');
-  proxy.host = rest.substr(0, colon);
-  if (colon != rest.npos) {
-    proxy.port = ReadPort(rest.substr(colon + 1));
-  }
-  if (proxy.host.empty()) {
-    throw UsageError("--proxy: the host is missing, as in http://proxy.example:8080");
-  }
 }
 
 }  // namespace
@@ -115,7 +91,7 @@ Proxy ReadProxy(const std::string& address, const std::string& typeName) {
       Find(kSchemes, end == rest.npos ? "http" : rest.substr(0, end), "--proxy: the scheme");
   rest.remove_prefix(end == rest.npos ? 0 : end + 3);
   TakeUser(rest, proxy);
-  TakeHostAndPort(rest, proxy);
+  ReadHostAndPort("--proxy", rest.substr(0, rest.find('/')), proxy.host, proxy.port);
 
   proxy.type = scheme.type;
   proxy.remoteDns = scheme.remoteDns;

@@ -23,6 +23,8 @@ constexpr Section kSections[] = {
      "Client, servers and proxies share one thread: while a call waits for its answer, it keeps\n"
      "the message loop going, so that the servers can give that answer.",
      TourHttp},
+    {"Names (QueryDNSCLS, FindDNSCLS, the lookup cache)",
+     "Questions over UDP and TCP, and lookups that every class shares.", TourDns},
 };
 
 int RunTour(bool json) {

@@ -20,6 +20,7 @@ using Json = nlohmann::ordered_json;
 
 constexpr std::size_t kLabelWidth = 13;
 constexpr std::size_t kMostBodyLines = 12;
+constexpr std::size_t kMostHexBytes = 64;
 
 std::string Milliseconds(double seconds) {
   char text[32];
@@ -41,7 +42,9 @@ std::vector<std::string> LinesOf(std::string_view text) {
 /// in hexadecimal with their meaning.
 std::vector<std::string> LinesOf(const TourMessage& message) {
   if (!message.meaning.empty()) {
-    return {Hex(message.bytes), "(" + message.meaning + ")"};
+    const bool all = message.bytes.size() <= kMostHexBytes;
+    return {Hex(message.bytes.substr(0, kMostHexBytes)) + (all ? "" : " ..."),
+            "(" + message.meaning + ")"};
   }
   const std::size_t end = std::min(message.bytes.find("\r\n\r\n"), message.bytes.size());
   const std::string body = message.bytes.substr(std::min(end + 4, message.bytes.size()));

@@ -7,5 +7,6 @@ namespace netro::tool {
 
 void TourSockets(TourReport& report);
 void TourHttp(TourReport& report);
+void TourDns(TourReport& report);
 
 }  // namespace netro::tool

@@ -1,0 +1,429 @@
+#!/usr/bin/env python3
+"""Runs "netro dns" against a server of its own: what is sent, what is printed, exit statuses.
+
+Usage: dns_test.py PATH_OF_NETRO [unittest arguments]
+"""
+
+import ipaddress
+import itertools
+import json
+import os
+import random
+import re
+import signal
+import socket
+import struct
+import subprocess
+import unittest
+
+from dns_server import AA, AXFR, ANY, A, MX, NS, PTR, RA, SRV, TC, TXT
+from dns_server import DnsServer, Reply, name, record, soa
+from netro_command import LIMIT, NETRO, Terminal, run
+
+ADDRESS = bytes([192, 0, 2, 1])
+PRINTABLE = re.compile(rb"[\n -~]*")
+
+# The library itself reads these; all other types reach the command as bytes.
+READ_BY_LIBRARY = set("A NS CNAME SOA MB MG MR WKS PTR HINFO MINFO MX TXT RP AFSDB X25 ISDN RT "
+                      "AAAA LOC SRV ATMA".split())
+
+
+def known_records():
+    """Number, type, bytes and text of one record or more of each type."""
+    with open(os.path.join(os.path.dirname(__file__), "dns_records.txt")) as table:
+        for line in table:
+            if not line.startswith("#"):
+                number, kind, data, text = line.rstrip("\n").split(" ", 3)
+                yield int(number), kind, bytes.fromhex(data.strip("-")), text
+
+
+def in_any_form(data):
+    """As RFC 3597 writes data of a type that one does not know."""
+    return f"\\# {len(data)} {data.hex().upper()}".rstrip()
+
+
+def records_of(output):
+    """The lines that are no comments, split: name, TTL, class, type, data."""
+    lines = output.decode("ascii").splitlines()
+    return [(line.split(None, 4) + [""])[:5] for line in lines if line and not line.startswith(";")]
+
+
+def section_of(output, heading):
+    part = output.decode("ascii").split(f";; {heading} (")[1].split("\n", 1)
+    return int(part[0].rstrip(")")), list(itertools.takewhile(bool, part[1].splitlines()))
+
+
+class DnsTest(unittest.TestCase):
+    def setUp(self):
+        self.server = DnsServer()
+        self.addCleanup(self.server.close)
+
+    def dns(self, *arguments, status=0, stderr=None):
+        done = run("dns", "--server", self.server.address, *arguments)
+        self.assertEqual(done.returncode, status, (arguments, done))
+        self.assertIsNotNone(PRINTABLE.fullmatch(done.stdout), done.stdout)
+        self.assertIsNotNone(PRINTABLE.fullmatch(done.stderr), done.stderr)
+        if stderr is None:
+            self.assertEqual(done.stderr, b"", arguments)
+        else:
+            self.assertIn(stderr, done.stderr, arguments)
+        return done.stdout
+
+    def answers_over_tcp(self, records):
+        """What is printed for records of (number, data)."""
+        answer = [record("r.test", kind, data) for kind, data in records]
+        self.server.tcp["many.test"] = Reply(answer)
+        return records_of(self.dns("--tcp", "many.test", "ANY"))
+
+    def test_every_type(self):
+        known = list(known_records())
+        self.assertGreater(len(known), 100)
+        shown = self.answers_over_tcp([(number, data) for number, _, data, _ in known])
+        self.assertEqual(len(shown), len(known))
+        for (_, kind, _, text), line in zip(known, shown):
+            with self.subTest(text):
+                self.assertEqual(line, ["r.test.", "300", "IN", kind, text])
+
+    def test_data_that_ends_early(self):
+        """Every record, cut everywhere: another valid record, or its bytes."""
+        cuts = [(number, data[:size]) for number, kind, data, _ in known_records()
+                if kind not in READ_BY_LIBRARY for size in range(len(data))]
+        self.check_any_data(cuts)
+
+    def test_data_at_random(self):
+        chance = random.Random(3597)
+        dumped = sorted({number for number, kind, _, _ in known_records()
+                         if kind not in READ_BY_LIBRARY})
+        self.check_any_data([(chance.choice(dumped), chance.randbytes(chance.randrange(40)))
+                             for _ in range(3000)])
+
+    def check_any_data(self, records):
+        for begin in range(0, len(records), 500):
+            part = records[begin:begin + 500]
+            shown = self.answers_over_tcp(part)
+            self.assertEqual(len(shown), len(part))
+            for (_, data), line in zip(part, shown):
+                if line[4].startswith("\\#"):
+                    self.assertEqual(line[4], in_any_form(data))
+
+    def test_malformed_data_is_shown_as_bytes(self):
+        cases = [(number, bytes.fromhex(data)) for number, data in (
+            (39, "C00C"),  # a pointer, into a message that is not there
+            (39, "40" + "41" * 64 + "00"),  # a label of 64
+            (39, "0161"),
+            (39, "016100FF"),  # bytes behind the end
+            (43, "00010502"),  # a digest of no bytes
+            (47, "00" + "010140" + "000140"),  # windows out of order
+            (47, "00" + "0000"),
+            (47, "00" + "0021" + "40" * 33),
+            (30, "00" + "40" * 17),
+            (50, "0101000C000001" + "40"),  # a hash of no bytes
+            (108, "0123456789ABCD"),
+            (257, "0005697373"),
+            (257, "000369 2073 61"),  # a tag with a blank
+            (257, "000061"),
+            (45, "0A04020102"),  # gateway of type 4
+            (45, "0A010201"),
+            (260, "0A84"),
+            (42, "00012101" + "0A"),  # a prefix of 33
+            (42, "00030801" + "0A"),
+            (42, "00010805" + "0A00000000"),
+            (38, "81"),
+            (55, "00020003030001"),
+            (64, "000100" + "0003000250FB" + "0001000302" + "6832"),  # keys out of order
+            (64, "000100" + "0003000250FB" + "0003000250FB"),
+            (64, "000100" + "00030003" + "50FB01"),
+            (64, "000100" + "00000003" + "000300"),
+            (64, "000100" + "00000000"),
+            (64, "000100" + "00010003" + "036832"),
+            (64, "000100" + "00020001" + "00"),
+            (64, "000100" + "00040005" + "0102030405"),
+            (64, "000100" + "00060004" + "01020304"),
+            (64, "000100" + "FF000009" + "01"),
+        )]
+        for (_, data), line in zip(cases, self.answers_over_tcp(cases)):
+            self.assertEqual(line[4], in_any_form(data))
+
+    def test_output(self):
+        self.server.udp["mail.test"] = Reply(
+            [record("mail.test", MX, struct.pack(">H", 10) + name("a.test"), ttl=4294967295),
+             record("Mail.test", MX, struct.pack(">H", 65535) + name(""), ttl=0)],
+            [record("test", NS, name("ns.test"))], [record("a.test", A, ADDRESS)], flags=AA | RA)
+        shown = self.dns("mail.test", "mx")
+        text, _, end = shown.decode().rpartition(";; 127.0.0.1:")
+        self.assertEqual(text, """\
+;; QUESTION
+;mail.test.  IN  MX
+
+;; ANSWER (2)
+mail.test.  4294967295  IN  MX  10 a.test.
+Mail.test.  0           IN  MX  65535 .
+
+;; AUTHORITY (1)
+test.       300         IN  NS  ns.test.
+
+;; ADDITIONAL (1)
+a.test.     300         IN  A   192.0.2.1
+
+;; NOERROR, flags aa rd ra
+""")
+        size = len(self.server.udp["mail.test"].message(self.server.queries[0]))
+        self.assertRegex(end, rf"\A{self.server.port} over UDP, \d+\.\d ms, {size} bytes\n\Z")
+
+    def test_what_is_asked(self):
+        self.server.both("x.test", Reply([record("x.test", A, ADDRESS)]))
+        for options, kind, flags in (
+            ([], A, b"\1\0"),
+            (["mx"], MX, b"\1\0"),
+            (["AAAA"], 28, b"\1\0"),
+            (["TYPE64"], 64, b"\1\0"),
+            (["65"], 65, b"\1\0"),
+            (["NSAP-PTR"], 23, b"\1\0"),
+            (["65535"], 65535, b"\1\0"),
+            (["ALL"], ANY, b"\1\0"),
+            (["any"], ANY, b"\1\0"),
+            (["--all"], ANY, b"\1\0"),
+            (["--no-recursion"], A, b"\0\0"),
+            (["--tcp", "SRV"], SRV, b"\1\0"),
+        ):
+            with self.subTest(options):
+                self.server.queries.clear()
+                self.dns("x.test", *options)
+                query, = self.server.queries
+                self.assertEqual(query[2:4], flags)
+                self.assertEqual(query[12:], name("x.test") + struct.pack(">HH", kind, 1))
+
+    def test_names(self):
+        for asked in ".", "x.test.", "X.TEST":
+            self.server.udp[asked.strip(".")] = Reply([record(asked, A, ADDRESS)])
+            shown = self.dns(asked).decode()
+            self.assertIn(f";{asked.strip('.')}.  IN  A\n", shown)
+        for asked in "a..test", ".test", "x" * 64, ".".join(["x" * 63] * 4):
+            self.dns(asked, status=1, stderr=b"(error 59)")
+
+    def test_reverse(self):
+        for address in "192.0.2.1", "2001:db8::f1":
+            owner = ipaddress.ip_address(address).reverse_pointer
+            self.server.udp[owner] = Reply([record(owner, PTR, name("host.test"))])
+            for arguments in ["--reverse", address], [address, "--reverse", "PTR"]:
+                self.assertEqual(records_of(self.dns(*arguments)),
+                                 [[owner + ".", "300", "IN", "PTR", "host.test."]])
+        self.assertIn(b";1.2.0.192.in-addr.arpa.  IN  PTR\n", self.dns("192.0.2.1", "PTR"))
+        self.dns("192.0.2.1", status=1, stderr=b"--reverse")
+
+    def test_truncated_reply_is_asked_for_over_tcp(self):
+        whole = Reply([record("big.test", TXT, b"\1x" * 100)] * 5)
+        self.server.tcp["big.test"] = whole
+        for cut in Reply(flags=TC), Reply(whole.sections[0][:1], flags=TC | AA):
+            self.server.udp["big.test"] = cut
+            self.server.queries.clear()
+            shown = self.dns("big.test", "TXT")
+            self.assertEqual(len(self.server.queries), 2)
+            self.assertEqual(len(records_of(shown)), 5)
+            self.assertIn(b"truncated", shown)
+            self.assertIn(b" over TCP, ", shown)
+
+    def test_failures(self):
+        self.server.both("refused.test", Reply(code=5))
+        self.server.both("empty.test", Reply())
+        self.server.both("garbled.test", Reply([b"\xc0"]))
+        for arguments, text in (
+            (["none.test"], b"error 59, the server answered NXDOMAIN"),
+            (["none.test", "--tcp"], b"error 3, the server answered NXDOMAIN"),
+            (["refused.test"], b"error 59, the server answered REFUSED"),
+            (["refused.test", "--tcp"], b"error 5, the server answered REFUSED"),
+            (["empty.test"], b"error 59, the server answered NOERROR"),
+            (["empty.test", "--tcp"], b"error 22"),
+            (["garbled.test"], b"error 59"),
+            (["garbled.test", "--tcp"], b"error 56"),
+        ):
+            with self.subTest(arguments):
+                shown = self.dns(*arguments, status=1, stderr=text)
+                found = section_of(shown, "AUTHORITY") if shown else None
+                self.assertEqual(found is not None, "none.test" in arguments)
+
+    def test_no_record_of_this_type_is_no_failure(self):
+        self.server.both("none.test", Reply(authority=[soa("test")]))
+        for transport in [], ["--tcp"]:
+            shown = self.dns("none.test", "MX", *transport)
+            self.assertEqual(section_of(shown, "ANSWER"), (0, []))
+            self.assertEqual(section_of(shown, "AUTHORITY"),
+                             (1, ["test.  300  IN  SOA  ns.test. mail.test. 1 2 3 4 5"]))
+
+    def test_nobody_there(self):
+        with socket.socket() as taken:  # bound, but nobody listens
+            taken.bind(("127.0.0.1", 0))
+            dead = f"127.0.0.1:{taken.getsockname()[1]}"
+            for arguments in ["--server", dead, "--tcp"], ["--server", "127.0.0.1", "-x", dead]:
+                done = run("dns", *arguments, "x.test")
+                self.assertEqual((done.returncode, done.stdout), (1, b""))
+                self.assertIn(b"error 10061", done.stderr)
+
+    def test_timeout_names_the_option(self):
+        self.server.both("silent.test", None)
+        for transport in [], ["--tcp"], ["--zone"]:
+            self.dns("--timeout", "1", "silent.test", *transport, status=1, stderr=b"--timeout")
+
+    def test_interrupt_cancels(self):
+        self.server.both("silent.test", None)
+        for transport in [], ["--tcp"]:
+            self.server.asked.clear()
+            arguments = [NETRO, "dns", "--server", self.server.address, "silent.test", *transport]
+            with subprocess.Popen(arguments, stderr=subprocess.PIPE) as process:
+                self.assertTrue(self.server.asked.wait(LIMIT))
+                process.send_signal(signal.SIGINT)
+                self.assertIn(b"9999", process.communicate(timeout=LIMIT)[1])
+            self.assertEqual(process.returncode, 1)
+
+    def test_zone(self):
+        hosts = [record(f"h{i}.test", A, ADDRESS) for i in range(1000)]
+        self.server.tcp["test"] = [Reply([soa("test"), *hosts[:400]]), Reply(hosts[400:999]),
+                                   Reply([hosts[999], soa("test")])]
+        for arguments in ["--zone", "test"], ["test", "AXFR"], ["test", "axfr", "--zone"]:
+            self.server.queries.clear()
+            shown = self.dns(*arguments)
+            query, = self.server.queries
+            self.assertEqual(query[12:], name("test") + struct.pack(">HH", AXFR, 1))
+            lines = records_of(shown)
+            self.assertEqual([line[3] for line in lines], ["SOA"] + ["A"] * 1000 + ["SOA"])
+            self.assertEqual(lines[1000][0], "h999.test.")
+            self.assertIn(b" over TCP, ", shown)
+            self.assertIn(b", 1002 records\n", shown)
+
+    def test_zone_that_ends_early(self):
+        self.server.tcp["test"] = [Reply([soa("test"), record("h.test", A, ADDRESS)])]
+        shown = self.dns("--zone", "test", status=1, stderr=b"error 56")
+        self.assertEqual(len(records_of(shown)), 2)
+        self.server.tcp["test"] = Reply(code=5)
+        self.assertEqual(self.dns("--zone", "test", status=1, stderr=b"REFUSED"), b"")
+
+    def test_json(self):
+        self.server.both("x.test", Reply(
+            [record("x.test", SRV, struct.pack(">HHH", 65535, 0, 443) + name("a.test")),
+             record("x.test", 65280, b"\1\2")],
+            [soa("test", serial=4294967295)], flags=AA | RA))
+        for transport, arguments in ("UDP", []), ("TCP", ["--tcp"]):
+            shown = json.loads(self.dns("--json", "x.test", "srv", *arguments))
+            self.assertEqual(shown["question"], {"name": "x.test.", "class": "IN", "type": "SRV"})
+            self.assertEqual((shown["server"], shown["transport"]),
+                             (self.server.address, transport))
+            self.assertEqual((shown["ok"], shown["status"], shown["error"]["number"]),
+                             (True, "NOERROR", 0))
+            self.assertEqual(shown["flags"], ["aa", "rd", "ra"])
+            self.assertEqual(shown["answer"], [
+                {"name": "x.test.", "ttl": 300, "class": "IN", "type": "SRV", "type_number": 33,
+                 "data": "65535 0 443 a.test.",
+                 "fields": {"priority": 65535, "weight": 0, "port": 443, "target": "a.test."}},
+                {"name": "x.test.", "ttl": 300, "class": "IN", "type": "TYPE65280",
+                 "type_number": 65280, "data": "\\# 2 0102"}])
+            self.assertEqual(shown["authority"][0]["fields"]["serial"], 4294967295)
+            self.assertEqual(shown["additional"], [])
+        failed = json.loads(self.dns("--json", "none.test", status=1, stderr=b"error 59"))
+        self.assertEqual((failed["ok"], failed["status"], failed["error"]["number"]),
+                         (False, "NXDOMAIN", 59))
+        self.assertEqual(failed["authority"][0]["type"], "SOA")
+        self.server.both("silent.test", None)
+        late = json.loads(self.dns("--json", "-t1", "silent.test", status=1, stderr=b"10002"))
+        self.assertEqual((late["ok"], late["status"], late["answer"]), (False, None, []))
+
+    def test_hostile_text(self):
+        """Nothing that a server sends reaches a terminal raw: see dns()."""
+        bad = b"\x1b[31m\x07\x9b\xff\"\\;@$()\n "
+        label = r"\027[31m\007\155\255\"\\\;\@\$\(\)\010\032"
+        text = r'"\027[31m\007\155\255\"\\;@$()\010 "'
+        strings = bytes([len(bad)]) + bad
+        self.server.udp["x.test"] = Reply([
+            record(bad, TXT, strings), record("x.test", TXT, strings * 2),
+            record("x.test", MX, b"\0\1" + name(bad)), record("x.test", 39, name(bad)),
+            record("x.test", 256, b"\0\1\0\2" + bad), record("x.test", 13, strings * 2)])
+        self.assertEqual(records_of(self.dns("x.test", "ANY")), [
+            [label + ".", "300", "IN", "TXT", text],
+            ["x.test.", "300", "IN", "TXT", f"{text} {text}"],
+            ["x.test.", "300", "IN", "MX", f"1 {label}."],
+            ["x.test.", "300", "IN", "DNAME", f"{label}."],
+            ["x.test.", "300", "IN", "URI", f"1 2 {text}"],
+            ["x.test.", "300", "IN", "HINFO", f"{text} {text}"]])
+        json.loads(self.dns("--json", "x.test", "ANY"))
+        self.dns(bad, status=1, stderr=b"NXDOMAIN")
+        status, shown = Terminal("dns", "-s", self.server.address, "x.test", "ANY",
+                                 environment={"NO_COLOR": "1"}).finish()
+        self.assertEqual(status, 0)
+        self.assertIsNotNone(re.fullmatch(rb"[\r\n -~]*", shown), shown)
+
+    def test_colour_only_on_a_terminal_that_wants_it(self):
+        self.server.udp["x.test"] = Reply([record("x.test", A, ADDRESS)])
+        for setting, colour in ({}, True), ({"NO_COLOR": "1"}, False), ({"TERM": "dumb"}, False):
+            status, text = Terminal("dns", "-s", self.server.address, "x.test",
+                                    environment=setting).finish()
+            self.assertEqual((status, b"\x1b[" in text), (0, colour))
+            self.assertIn(b"192.0.2.1", text)
+
+    def test_proxies(self):
+        """The first bytes that each kind of proxy gets; the server's name is left to it."""
+        for proxy, kind, begin in (
+            ("", None, b"\5\1\0"),
+            ("socks5h://", None, b"\5\1\0"),
+            ("socks5h://u:p@", None, b"\5\2\0\2"),
+            ("u:p@", "socks5-auth", b"\5\2\0\2"),
+            ("socks4a://u@", None, b"\4\1\0\x35\0\0\0\1u\0ns.test\0"),
+            ("u@", "socks4a", b"\4\1\0\x35\0\0\0\1u\0ns.test\0"),
+        ):
+            with self.subTest((proxy, kind)), socket.create_server(("127.0.0.1", 0)) as listener:
+                scheme, _, user = proxy.rpartition("://")
+                address = f"{user}127.0.0.1:{listener.getsockname()[1]}"
+                options = ["--proxy", f"{scheme}://{address}" if scheme else address]
+                options += ["--proxy-type", kind] if kind else []
+                # A name that does not exist gets through where the proxy looks it up.
+                local = scheme == "" and kind != "socks4a"
+                server = "127.0.0.1" if local else "ns.test"
+                arguments = [NETRO, "dns", "--server", server, *options, "x.test"]
+                with subprocess.Popen(arguments, stderr=subprocess.PIPE) as process:
+                    connection = listener.accept()[0]
+                    received = connection.recv(65536)
+                    connection.close()
+                    process.communicate(timeout=LIMIT)
+                self.assertEqual(process.returncode, 1)
+                self.assertTrue(received.startswith(begin), received)
+
+    def test_wrong_usage(self):
+        for arguments, text in (
+            ([], b"NAME"),
+            ([""], b"NAME is empty"),
+            (["x.test", "FOO"], b"FOO"),
+            (["x.test", "0"], b"no record type"),
+            (["x.test", "65536"], b"65536"),
+            (["x.test", "TYPE"], b"TYPE"),
+            (["x.test", "TYPE1x"], b"TYPE1x"),
+            (["x.test", "A\x1b[31m"], rb"A\x1B[31m"),
+            (["x.test", "A", "more"], b"more"),
+            (["x.test", "--all", "A"], b"exclude"),
+            (["x.test", "--zone", "MX"], b"exclude"),
+            (["x.test", "--zone", "--all"], b"exclude"),
+            (["192.0.2.1", "--reverse", "A"], b"exclude"),
+            (["x.test", "--reverse"], b"no address"),
+            (["192.0.2.256", "--reverse"], b"no address"),
+            (["x.test", "--server", "a:0"], b"port"),
+            (["x.test", "--server", "a:65536"], b"65536"),
+            (["x.test", "--server", "a:b"], b"port"),
+            (["x.test", "--server", ":53"], b"host"),
+            (["x.test", "--server", "[::1]:53"], b"IPv6"),
+            (["x.test", "--timeout", "0"], b"timeout"),
+            (["x.test", "--timeout", "soon"], b"timeout"),
+            (["x.test", "--timeout", "99999999"], b"timeout"),
+            (["x.test", "--proxy", "http://a:1"], b"SOCKS"),
+            (["x.test", "--proxy", "a:1", "--proxy-type", "basic"], b"SOCKS"),
+            (["x.test", "--proxy", "gopher://a"], b"gopher"),
+            (["x.test", "--proxy-type", "socks4"], b"--proxy"),
+        ):
+            with self.subTest(arguments):
+                done = run("dns", *arguments)
+                self.assertEqual((done.returncode, done.stdout), (2, b""), done)
+                self.assertIn(text, done.stderr)
+
+    def test_names_of_other_commands_are_names(self):
+        self.server.udp["get"] = Reply([record("get", A, ADDRESS)])
+        self.assertEqual(records_of(self.dns("get")), [["get.", "300", "IN", "A", "192.0.2.1"]])
+
+
+if __name__ == "__main__":
+    unittest.main()

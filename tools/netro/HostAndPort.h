@@ -1,0 +1,15 @@
+// Reading of "host:port". Thread: any.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace netro::tool {
+
+/// Reads "host[:port]"; without a port `port` stays as it is. Throws UsageError, which names
+/// `option`.
+void ReadHostAndPort(const std::string& option, std::string_view text, std::string& host,
+                     std::int32_t& port);
+
+}  // namespace netro::tool
