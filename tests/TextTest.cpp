@@ -63,5 +63,45 @@ TEST(Text, FindsLineEnders) {
   EXPECT_FALSE(HasControl("a\tb\x7F\x80"));
 }
 
+TEST(Text, KnowsHostNames) {
+  const std::string label(63, 'a');
+  const std::string longest = label + "." + label + "." + label + "." + label;  // 255 characters
+  const struct {
+    std::string text;
+    bool is;
+  } kCases[] = {
+      {"localhost", true},
+      {"WWW.Example.org", true},
+      {"_sip._tcp.a-b.example", true},
+      {"192.0.2.7", true},
+      {"example.org.", true},
+      {label + ".org", true},
+      {longest, true},
+      {"", false},
+      {".", false},
+      {".org", false},
+      {"a..b", false},
+      {"a..", false},
+      {"a b", false},
+      {"a/b", false},
+      {"a:80", false},
+      {"a|b", false},
+      {"m\xFCnchen.example", false},
+      {std::string("a\0b", 3), false},
+      {label + "a.org", false},
+      {longest + ".", false},
+  };
+  for (const auto& [text, is] : kCases) {
+    EXPECT_EQ(IsHostName(text), is) << text;
+  }
+}
+
+TEST(Text, HashesWithoutCase) {
+  EXPECT_EQ(HashIgnoreCase("WWW.Example.org"), HashIgnoreCase("www.eXAMPLE.ORG"));
+  EXPECT_NE(HashIgnoreCase("a1.example"), HashIgnoreCase("a2.example"));
+  EXPECT_NE(HashIgnoreCase("@"), HashIgnoreCase("`"));
+  EXPECT_NE(HashIgnoreCase("\xC4"), HashIgnoreCase("\xE4"));
+}
+
 }  // namespace
 }  // namespace netro
