@@ -1,0 +1,44 @@
+// dig's replies as the measure of the DNS client: its lines are read into the records that the
+// client should give, by the descriptions in netro/DNSCLS.h. Thread: the test's.
+#pragma once
+
+#include <netro/DNSCLS.h>
+#include <netro/QueryDNSCLS.h>
+
+#include <array>
+#include <string>
+#include <vector>
+
+namespace netro::interop {
+
+/// Records with all their properties, one text each, in sorted order: the order within a section is
+/// the server's to choose.
+using Records = std::vector<std::string>;
+/// Answer, authority, additional.
+using Sections = std::array<Records, 3>;
+
+struct DigReply {
+  std::string status;  // "NOERROR"
+  std::string flags;   // " qr aa rd"
+  Sections sections;
+
+  bool HasFlag(const std::string& flag) const;
+};
+
+/// Asks the server at a port of 127.0.0.1 with the words of a dig command; they may hold several
+/// questions, and each gives a reply. Without EDNS, as the client asks. The reply of a zone
+/// transfer is its records, without status and flags.
+std::vector<DigReply> Dig(int port, const std::vector<std::string>& words);
+
+/// The lines with records as dig prints them, sorted, with one blank between the words; the same
+/// of another program's output.
+Records DigLines(int port, const std::vector<std::string>& words);
+Records RecordLines(const std::string& output);
+
+/// The client's records in the same form.
+Sections SectionsOf(const QueryDNSCLS& dns);
+
+/// All properties of a record.
+std::string Describe(const DNSCLS& record);
+
+}  // namespace netro::interop
