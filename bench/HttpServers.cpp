@@ -21,17 +21,6 @@ constexpr std::size_t kMebibyte = 1024 * 1024;
 constexpr std::string_view kOk = "HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\n";
 const std::string kSmallBody(100, 's');
 
-bool SendAll(int fd, std::string_view data) {
-  while (!data.empty()) {
-    const ssize_t sent = send(fd, data.data(), data.size(), MSG_NOSIGNAL);
-    if (sent <= 0) {
-      return false;
-    }
-    data.remove_prefix(static_cast<std::size_t>(sent));
-  }
-  return true;
-}
-
 /// A quarter of a MiB of plain body, and the same in chunks of 4 KiB.
 const std::string kPlainBlock(kMebibyte / 4, '\0');
 const std::string kChunkedBlock = [] {

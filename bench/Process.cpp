@@ -34,6 +34,19 @@ sockaddr_in Loopback(std::uint16_t port) {
   return address;
 }
 
+int BindSocket(int type, std::uint16_t& port) {
+  const int fd = socket(AF_INET, type | SOCK_CLOEXEC, 0);
+  sockaddr_in address = Loopback(0);
+  socklen_t size = sizeof address;
+  if (bind(fd, reinterpret_cast<sockaddr*>(&address), size) != 0 ||
+      getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size) != 0) {
+    close(fd);
+    return -1;
+  }
+  port = ntohs(address.sin_port);
+  return fd;
+}
+
 }  // namespace
 
 ChildProcess::ChildProcess(const std::function<void()>& main) {
@@ -76,17 +89,15 @@ TempFolder::~TempFolder() {
 }
 
 int ListenOnLoopback(std::uint16_t& port) {
-  const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_in address = Loopback(0);
-  socklen_t size = sizeof address;
-  if (bind(fd, reinterpret_cast<sockaddr*>(&address), size) != 0 || listen(fd, SOMAXCONN) != 0 ||
-      getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size) != 0) {
+  const int fd = BindSocket(SOCK_STREAM, port);
+  if (fd >= 0 && listen(fd, SOMAXCONN) != 0) {
     close(fd);
     return -1;
   }
-  port = ntohs(address.sin_port);
   return fd;
 }
+
+int BindOnLoopback(std::uint16_t& port) { return BindSocket(SOCK_DGRAM, port); }
 
 int ConnectToLoopback(std::uint16_t port) {
   const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
@@ -96,6 +107,17 @@ int ConnectToLoopback(std::uint16_t port) {
     return -1;
   }
   return fd;
+}
+
+bool SendAll(int fd, std::string_view data) {
+  while (!data.empty()) {
+    const ssize_t sent = send(fd, data.data(), data.size(), MSG_NOSIGNAL);
+    if (sent <= 0) {
+      return false;
+    }
+    data.remove_prefix(static_cast<std::size_t>(sent));
+  }
+  return true;
 }
 
 std::uint64_t RaiseDescriptorLimit() {

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <string_view>
 
 namespace netro::bench {
 
@@ -42,8 +43,14 @@ class TempFolder {
 /// A listening socket on a free loopback port; -1 on failure. The caller closes it.
 int ListenOnLoopback(std::uint16_t& port);
 
+/// A datagram socket on a free loopback port; -1 on failure. The caller closes it.
+int BindOnLoopback(std::uint16_t& port);
+
 /// A blocking connection to a loopback port; -1 on failure. The caller closes it.
 int ConnectToLoopback(std::uint16_t port);
+
+/// Sends all of it over a blocking connection; false when that failed.
+bool SendAll(int fd, std::string_view data);
 
 /// Lets this process and its children open as many descriptors as the system allows; returns that
 /// number.

@@ -1,5 +1,5 @@
-// netro_bench: speed and memory of the library beside libcurl and Asio, in one run and against the
-// same local servers. See README.md in this folder.
+// netro_bench: speed and memory of the library beside libcurl, Asio and c-ares, in one run and
+// against the same local servers. See README.md in this folder.
 
 #include <benchmark/benchmark.h>
 
@@ -9,9 +9,12 @@
 #include <vector>
 
 #include "bench/Cases.h"
+#include "bench/DnsCases.h"
+#include "bench/DnsServers.h"
 #include "bench/EchoCases.h"
 #include "bench/HttpCases.h"
 #include "bench/HttpServers.h"
+#include "bench/LookupCases.h"
 #include "bench/Process.h"
 #include "bench/WaitCases.h"
 
@@ -53,6 +56,9 @@ int main(int argc, char** argv) {
   netro::bench::AddHttpCases(servers);
   netro::bench::AddEchoCases(descriptors);
   netro::bench::AddWaitCases();
+  const netro::bench::DnsServers dnsServers;
+  netro::bench::AddDnsCases(dnsServers);
+  netro::bench::AddLookupCases(servers.Folder());
   ProgressReporter progress;
   benchmark::RunSpecifiedBenchmarks(&progress);
   netro::bench::PrintTable();

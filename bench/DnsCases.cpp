@@ -1,0 +1,89 @@
+// Small replies over UDP show the cost of a query, replies that fill a TCP message that of a
+// record. Transfers of growing size are set against the smallest, for their cost per record must
+// stay the same.
+
+#include "bench/DnsCases.h"
+
+#include <cstdio>
+#include <string>
+
+#include "bench/Cases.h"
+#include "bench/DnsQueries.h"
+#include "bench/DnsReplies.h"
+
+namespace netro::bench {
+namespace {
+
+constexpr int kSmallQueries = 20'000;
+constexpr int kLargeQueries = 300;
+
+void AddNetro(const std::string& name, const std::string& unit, double units,
+              const std::string& against, const DnsQueries& queries) {
+  AddCase({name, "netro", unit, units, against,
+           [queries](Stopwatch& watch) { return NetroQueries(queries, watch); }});
+}
+
+/// Adds the case for netro, and for c-ares in front of it as what it is set against.
+void AddBesideAres(const std::string& name, const std::string& unit, double units,
+                   const DnsQueries& queries) {
+#ifdef NETRO_HAVE_CARES
+  AddCase({name, "c-ares", unit, units, "",
+           [queries](Stopwatch& watch) { return AresQueries(queries, watch); }});
+#endif
+  AddNetro(name, unit, units, name + "/c-ares", queries);
+}
+
+DnsQueries LargeQueries(const DnsServers& servers, std::uint16_t type) {
+  DnsQueries queries;
+  queries.port = servers.TcpPort();
+  queries.type = type;
+  queries.tcp = true;
+  queries.repetitions = kLargeQueries;
+  queries.records = ManyRecords(type).count;
+  return queries;
+}
+
+/// c-ares reads replies of one type only, so the mixed one is set against netro's A records.
+void AddLargeReplies(const DnsServers& servers) {
+  const auto units = [](const DnsQueries& queries) {
+    return static_cast<double>(queries.records) * queries.repetitions;
+  };
+  const std::string name = "DNS reply of 64 KB, ";
+  const DnsQueries addresses = LargeQueries(servers, kTypeA);
+  AddBesideAres(name + "A", "records", units(addresses), addresses);
+  const DnsQueries mailServers = LargeQueries(servers, kTypeMx);
+  AddBesideAres(name + "MX", "records", units(mailServers), mailServers);
+  const DnsQueries mixed = LargeQueries(servers, kTypeAll);
+  AddNetro(name + "mixed", "records", units(mixed), name + "A/netro", mixed);
+}
+
+void AddTransfers(const DnsServers& servers) {
+  const auto label = [](int hosts) { return "transfer, " + std::to_string(hosts) + " records"; };
+  constexpr int kFewest = 10'000;
+  for (const int hosts : {kFewest, 100'000, 1'000'000}) {
+    DnsQueries queries;
+    queries.port = servers.TcpPort();
+    queries.name = DnsServers::ZoneName(hosts);
+    queries.type = kTypeAxfr;
+    queries.tcp = true;
+    queries.records = hosts + 2 * ZoneStart().count;
+    AddNetro(label(hosts), "records", queries.records,
+             hosts == kFewest ? "" : label(kFewest) + "/netro", queries);
+  }
+}
+
+}  // namespace
+
+void AddDnsCases(const DnsServers& servers) {
+#ifndef NETRO_HAVE_CARES
+  std::fprintf(stderr, "left out: c-ares\n");
+#endif
+  DnsQueries small;
+  small.port = servers.UdpPort();
+  small.repetitions = kSmallQueries;
+  AddBesideAres("DNS query over UDP", "queries", kSmallQueries, small);
+  AddLargeReplies(servers);
+  AddTransfers(servers);
+}
+
+}  // namespace netro::bench
