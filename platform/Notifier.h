@@ -79,7 +79,7 @@ class Notifier {
   std::ptrdiff_t Send(std::int32_t handle, std::span<const std::uint8_t> data, std::int32_t& error,
                       const SocketAddress* to = nullptr);
   /// Bytes received, 0 at the end (or for an empty datagram), or -1 and `error`. `from` is filled
-  /// for datagrams.
+  /// for datagrams, after which an owner who wants more asks for it with Renew.
   std::ptrdiff_t Receive(std::int32_t handle, std::span<std::uint8_t> room, std::int32_t& error,
                          SocketAddress* from = nullptr);
 

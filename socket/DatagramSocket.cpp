@@ -24,7 +24,6 @@ std::int32_t DatagramSocket::Open(const Options& options, const SocketAddress& t
   std::int32_t error = CreateSocket(SocketKind::Datagram, handle_);
   if (error == 0 && options.reuseAddress) error = SetReuseAddress(handle_);
   if (error == 0 && options.broadcast) error = SetBroadcast(handle_);
-  if (error == 0) error = SetLingerOff(handle_);
   if (error == 0) error = notifier_.Watch(handle_, SocketKind::Datagram, *this);
   if (error == 0) notifier_.SetAwaited(handle_);
   return error;

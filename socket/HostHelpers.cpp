@@ -37,7 +37,7 @@ std::string SocketCls::LongAddrToIP(std::int32_t IP) const {
 }
 
 std::string SocketCls::GetSockInfo(std::int32_t What) const {
-  const StackFacts& facts = module_->Facts();
+  const StackFacts facts = module_->Facts();
   switch (What) {
     case 1:
       return facts.description;

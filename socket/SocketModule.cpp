@@ -38,7 +38,6 @@ std::int32_t SocketModule::StartUp(bool& counted) {
   counted = false;
   if (startUps_ == 0) {
     if (const std::int32_t error = Notifications().Open()) return error;
-    facts_ = ReadStackFacts();
   }
   if (startUps_ == std::numeric_limits<std::int16_t>::max()) return 0;
   ++startUps_;
@@ -48,8 +47,9 @@ std::int32_t SocketModule::StartUp(bool& counted) {
 
 void SocketModule::CleanUp() {
   if (startUps_ > 0) --startUps_;
-  if (startUps_ == 0 && sockets_.empty()) facts_ = {};
 }
+
+StackFacts SocketModule::Facts() const { return startUps_ == 0 ? StackFacts() : ReadStackFacts(); }
 
 bool SocketModule::IsRegistered(const SocketCls& socket) const {
   return sockets_.contains(&socket);
@@ -154,6 +154,7 @@ bool SocketModule::ReceiveOnce(SocketCls& socket, bool& more) {
   if (got < 0 && more) socket.lastSocketErr_ = error;
   if (got <= 0) return false;
   if (socket.datagrams_) {
+    Notifications().Renew(socket.socketHandle_);  // for a pump inside the event
     socket.remoteIP_ = FormatDotted(from.ip);
     socket.remotePort_ = from.port;
   }

@@ -34,7 +34,8 @@ class SocketModule final : public SocketWatcher {
   std::int32_t StartUp(bool& counted);
   void CleanUp();
   std::int16_t StartUpCount() const { return startUps_; }
-  const StackFacts& Facts() const { return facts_; }
+  /// What the network stack tells; nothing before it was started.
+  StackFacts Facts() const;
 
   void Register(SocketCls& socket) { sockets_.insert(&socket); }
   void Unregister(SocketCls& socket);
@@ -64,7 +65,6 @@ class SocketModule final : public SocketWatcher {
   std::unordered_set<const SocketCls*> sockets_;
   std::unordered_map<std::int32_t, SocketCls*> owners_;
   std::int16_t startUps_ = 0;
-  StackFacts facts_;
   std::atomic<bool> cancel_{false};
   std::atomic<std::uint32_t> kills_{0};
   bool sendBlocked_ = false;

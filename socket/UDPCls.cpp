@@ -174,7 +174,7 @@ std::int32_t UDPCls::Pause(milliseconds time, bool untilReadable, const CancelMa
 
 std::int32_t UDPCls::Poll(Bytes& reply, const CancelMark& mark) {
   if (socket_ == nullptr) return kErrNotConnected;
-  module_->MessageLoop().PumpMessages();
+  if (!socket_->Readable()) module_->MessageLoop().PumpMessages();
   for (std::int32_t attempt = 1;; ++attempt) {
     if (mark.Cancelled()) return kErrCancelled;
     if (socket_->Readable()) break;

@@ -418,7 +418,7 @@ std::ptrdiff_t Notifier::Receive(std::int32_t handle, std::span<std::uint8_t> ro
   // Read again after a receive, for whoever pumps before the next one; without a need for it, the
   // notification is taken back.
   of->pending &= ~static_cast<unsigned>(kRead);
-  if (of->readable) state_->Queue(*of, kRead);
+  if (of->readable && of->kind == SocketKind::Stream) state_->Queue(*of, kRead);
   if (got > static_cast<ssize_t>(room.size())) {
     error = kErrMessageTooLong;
     return -1;
