@@ -6,10 +6,12 @@
 #include <netro/QueryDNSCLS.h>
 
 #include <chrono>
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "platform/Clock.h"
 #include "tests/peers/DnsServer.h"
@@ -24,6 +26,33 @@ inline void PointAt(QueryDNSCLS& dns, int port, QueryEnum type = TYPE_A,
   dns.Domain(domain);
   dns.QueryType(type);
   dns.RetryCount(1);
+}
+
+/// For DnsServer: answers nothing.
+inline peers::DnsServer::Replies KeepSilent(const std::string& /*query*/) { return {}; }
+
+/// How a server goes on behind what it has sent.
+enum class StreamEnd { kStay, kClose, kReset };
+
+/// For DnsServer: sends `stream` on the connection, which has been asked one query.
+inline peers::DnsServer::Talk SendThen(std::function<std::string(const std::string& query)> stream,
+                                       StreamEnd end, std::vector<std::size_t> cuts = {}) {
+  return [=](peers::Connection& connection, const std::string& query) {
+    connection.SendCut(stream(query), cuts);
+    std::string rest;
+    if (end == StreamEnd::kClose) connection.HalfClose();
+    if (end == StreamEnd::kReset) return connection.Reset();
+    connection.ReadToEnd(rest);
+  };
+}
+
+/// The record of host `number` of the zone "test", and the SOA record of that zone.
+inline std::string HostRecord(int number) {
+  return peers::dns::Record(peers::dns::Name("h" + std::to_string(number) + ".test"), TYPE_A,
+                            peers::dns::Octets({10, 0, number / 256, number % 256}));
+}
+inline std::string SoaRecord() {
+  return peers::dns::Record(peers::dns::Name("test"), TYPE_SOA, peers::dns::Soa());
 }
 
 /// Advances the clock by a tenth of a second with each turn of the loop in which `when()` is true,

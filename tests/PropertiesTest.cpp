@@ -1,12 +1,19 @@
 // Every property of every class: its default, and that it can be set and read back.
 #include <gtest/gtest.h>
+#include <netro/DNSCLS.h>
 #include <netro/HTTPCls.h>
+#include <netro/QueryDNSCLS.h>
+#include <netro/QueryTimeCLS.h>
 #include <netro/SocketCls.h>
 #include <netro/UDPCls.h>
+#include <netro/WhoIsCls.h>
 
 #include <functional>
 #include <string>
+#include <thread>
 #include <vector>
+
+#include "SystemRoot.h"
 
 namespace netro {
 namespace {
@@ -44,10 +51,20 @@ void Walk(const std::vector<Row<Object>>& rows) {
   }
 }
 
+// The default list of DNS servers is the system's, found once for each thread.
+constexpr char kServers[] = "127.0.0.1,127.0.0.2";
+
+template <class Object>
+void WalkWithServers(const std::vector<Row<Object>>& rows) {
+  SystemRoot root;
+  root.Put("etc/resolv.conf", "nameserver 127.0.0.1\nnameserver 127.0.0.2\n");
+  std::thread([&] { Walk(rows); }).join();
+}
+
 TEST(Properties, SocketCls) {
   using S = SocketCls;
   int something = 0;
-  Walk<S>({
+  WalkWithServers<S>({
       ReadOnly("SocketHandle", &S::SocketHandle, 0),
       ReadOnly("State", &S::State, sockClosed),
       ReadOnly<S, const std::string&>("LocalIP", &S::LocalIP, ""),
@@ -65,7 +82,7 @@ TEST(Properties, SocketCls) {
       Settable<S, void*>("PageFactory", &S::PageFactory, &S::PageFactory, nullptr, &something),
       ReadOnly("DNSLastErr", &S::DNSLastErr, 0),
       ReadOnly<S, const std::string&>("DNSLastErrMsg", &S::DNSLastErrMsg, ""),
-      Settable<S, const std::string&>("DNSURL", &S::DNSURL, &S::DNSURL, "", "127.0.0.1:5353"),
+      Settable<S, const std::string&>("DNSURL", &S::DNSURL, &S::DNSURL, kServers, "127.0.0.1:5353"),
   });
 }
 
@@ -119,7 +136,7 @@ TEST(Properties, HTTPCls) {
 
 TEST(Properties, UDPCls) {
   using U = UDPCls;
-  Walk<U>({
+  WalkWithServers<U>({
       Settable<U, const std::string&>("URL", &U::URL, &U::URL, "", "127.0.0.1"),
       Settable<U, std::int32_t>("Port", &U::Port, &U::Port, 0, 53),
       Settable<U, std::int32_t>("RetryCount", &U::RetryCount, &U::RetryCount, 3, 1),
@@ -127,7 +144,162 @@ TEST(Properties, UDPCls) {
                                 &U::RetryPauseMilliSeconds, 333, 10),
       Settable<U, bool>("AllowBroadcast", &U::AllowBroadcast, &U::AllowBroadcast, false, true),
       Settable<U, bool>("ReuseAddr", &U::ReuseAddr, &U::ReuseAddr, false, true),
-      Settable<U, const std::string&>("DNSURL", &U::DNSURL, &U::DNSURL, "", "127.0.0.1:5353"),
+      Settable<U, const std::string&>("DNSURL", &U::DNSURL, &U::DNSURL, kServers, "127.0.0.1:5353"),
+  });
+}
+
+TEST(Properties, QueryDNSCLS) {
+  using Q = QueryDNSCLS;
+  const auto text = [](const char* name, const std::string& (Q::*get)() const,
+                       void (Q::*set)(std::string)) {
+    return Settable<Q, const std::string&>(name, get, set, "", "something else");
+  };
+  const auto flag = [](const char* name, bool (Q::*get)() const, void (Q::*set)(bool),
+                       bool standard) {
+    return Settable<Q, bool>(name, get, set, standard, !standard);
+  };
+  const auto number = [](const char* name, std::int32_t (Q::*get)() const,
+                         void (Q::*set)(std::int32_t), std::int32_t standard) {
+    return Settable<Q, std::int32_t>(name, get, set, standard, 1080);
+  };
+  Walk<Q>({
+      text("Domain", &Q::Domain, &Q::Domain),
+      Settable<Q, QueryEnum>("QueryType", &Q::QueryType, &Q::QueryType, TYPE_A, TYPE_MX),
+      Settable<Q, std::int16_t>("QueryClass", &Q::QueryClass, &Q::QueryClass, 1, 255),
+      text("DNSServer", &Q::DNSServer, &Q::DNSServer),
+      number("DNSPort", &Q::DNSPort, &Q::DNSPort, 53),
+      flag("UseUDP", &Q::UseUDP, &Q::UseUDP, true),
+      flag("UseRecursion", &Q::UseRecursion, &Q::UseRecursion, true),
+      number("RetryCount", &Q::RetryCount, &Q::RetryCount, 3),
+      number("RetryPauseMilliSeconds", &Q::RetryPauseMilliSeconds, &Q::RetryPauseMilliSeconds, 333),
+      text("RootDomain", &Q::RootDomain, &Q::RootDomain),
+      Settable<Q, DNSProxyTypeEnum>("ProxyType", &Q::ProxyType, &Q::ProxyType, NoDNSProxy,
+                                    DNSProxySocks5Auth),
+      text("ProxyURL", &Q::ProxyURL, &Q::ProxyURL),
+      number("ProxyPort", &Q::ProxyPort, &Q::ProxyPort, 0),
+      text("ProxyUser", &Q::ProxyUser, &Q::ProxyUser),
+      text("ProxyPassword", &Q::ProxyPassword, &Q::ProxyPassword),
+      flag("ProxyUseRemoteDNS", &Q::ProxyUseRemoteDNS, &Q::ProxyUseRemoteDNS, false),
+      ReadOnly("CountAN", &Q::CountAN, 0),
+      ReadOnly("CountNS", &Q::CountNS, 0),
+      ReadOnly("CountAR", &Q::CountAR, 0),
+      ReadOnly("Count", &Q::Count, 0),
+      ReadOnly("CountAll", &Q::CountAll, 0),
+      ReadOnly("IsAuthoritativeAnswer", &Q::IsAuthoritativeAnswer, false),
+      ReadOnly("IsRecursionAvailable", &Q::IsRecursionAvailable, false),
+      ReadOnly("IsTruncated", &Q::IsTruncated, false),
+      ReadOnly("LastErr", &Q::LastErr, 0),
+      ReadOnly<Q, const std::string&>("LastErrMsg", &Q::LastErrMsg, ""),
+      ReadOnly<Q, const std::string&>("OutBuffer", &Q::OutBuffer, ""),
+      ReadOnly<Q, const std::string&>("InBuffer", &Q::InBuffer, ""),
+  });
+}
+
+TEST(Properties, DNSCLS) {
+  using D = DNSCLS;
+  const auto text = [](const char* name, const std::string& (D::*get)() const,
+                       void (D::*set)(std::string)) {
+    return Settable<D, const std::string&>(name, get, set, "", "something else");
+  };
+  const auto number = [](const char* name, std::int32_t (D::*get)() const,
+                         void (D::*set)(std::int32_t)) {
+    return Settable<D, std::int32_t>(name, get, set, 0, -123456789);
+  };
+  const auto real = [](const char* name, double (D::*get)() const, void (D::*set)(double)) {
+    return Settable<D, double>(name, get, set, 0, 4294967295.0);
+  };
+  Walk<D>({
+      text("Query", &D::Query, &D::Query),
+      number("DataType", &D::DataType, &D::DataType),
+      text("Data", &D::Data, &D::Data),
+      real("TTL", &D::TTL, &D::TTL),
+      Settable<D, std::int16_t>("Pref", &D::Pref, &D::Pref, 0, -1),
+      Settable<D, std::int16_t>("SVR_Pref", &D::SVR_Pref, &D::SVR_Pref, 0, -1),
+      number("SVR_Weight", &D::SVR_Weight, &D::SVR_Weight),
+      number("SVR_Port", &D::SVR_Port, &D::SVR_Port),
+      text("SOA_RName", &D::SOA_RName, &D::SOA_RName),
+      real("SOA_Serial", &D::SOA_Serial, &D::SOA_Serial),
+      number("SOA_Refresh", &D::SOA_Refresh, &D::SOA_Refresh),
+      number("SOA_Retry", &D::SOA_Retry, &D::SOA_Retry),
+      number("SOA_Expire", &D::SOA_Expire, &D::SOA_Expire),
+      number("SOA_Minimum", &D::SOA_Minimum, &D::SOA_Minimum),
+      number("LOC_SIZE", &D::LOC_SIZE, &D::LOC_SIZE),
+      number("LOC_HORIZ_PRE", &D::LOC_HORIZ_PRE, &D::LOC_HORIZ_PRE),
+      number("LOC_VERT_PRE", &D::LOC_VERT_PRE, &D::LOC_VERT_PRE),
+      real("LOC_LATITUDE", &D::LOC_LATITUDE, &D::LOC_LATITUDE),
+      text("LOC_LATITUDE_COORD", &D::LOC_LATITUDE_COORD, &D::LOC_LATITUDE_COORD),
+      real("LOC_LONGITUDE", &D::LOC_LONGITUDE, &D::LOC_LONGITUDE),
+      text("LOC_LONGITUDE_COORD", &D::LOC_LONGITUDE_COORD, &D::LOC_LONGITUDE_COORD),
+      number("LOC_ALTITUDE", &D::LOC_ALTITUDE, &D::LOC_ALTITUDE),
+  });
+}
+
+TEST(Properties, QueryTimeCLS) {
+  using T = QueryTimeCLS;
+  const auto text = [](const char* name, const std::string& (T::*get)() const,
+                       void (T::*set)(std::string)) {
+    return Settable<T, const std::string&>(name, get, set, "", "something else");
+  };
+  const auto number = [](const char* name, std::int32_t (T::*get)() const,
+                         void (T::*set)(std::int32_t), std::int32_t standard) {
+    return Settable<T, std::int32_t>(name, get, set, standard, 4);
+  };
+  Walk<T>({
+      text("Server", &T::Server, &T::Server),
+      number("Port", &T::Port, &T::Port, 123),
+      Settable<T, std::int16_t>("Timeout", &T::Timeout, &T::Timeout, 30, 5),
+      Settable<T, bool>("UseUDP", &T::UseUDP, &T::UseUDP, true, false),
+      number("SNTPVersion", &T::SNTPVersion, &T::SNTPVersion, 3),
+      text("DNSURL", &T::DNSURL, &T::DNSURL),
+      Settable<T, TimeProxyTypeEnum>("ProxyType", &T::ProxyType, &T::ProxyType, NoTimeProxy,
+                                     TimeProxySocks5Auth),
+      text("ProxyURL", &T::ProxyURL, &T::ProxyURL),
+      number("ProxyPort", &T::ProxyPort, &T::ProxyPort, 1080),
+      text("ProxyUser", &T::ProxyUser, &T::ProxyUser),
+      text("ProxyPassword", &T::ProxyPassword, &T::ProxyPassword),
+      Settable<T, bool>("ProxyUseRemoteDNS", &T::ProxyUseRemoteDNS, &T::ProxyUseRemoteDNS, false,
+                        true),
+      ReadOnly("DateTime", &T::DateTime, 0.0),
+      ReadOnly("SNTPDifference", &T::SNTPDifference, 0.0),
+      ReadOnly("SNTPRoundTripDelay", &T::SNTPRoundTripDelay, 0.0),
+      ReadOnly("SNTPRootDelay", &T::SNTPRootDelay, 0.0),
+      ReadOnly("SNTPRootDispersion", &T::SNTPRootDispersion, 0.0),
+      ReadOnly("SNTPPrecision", &T::SNTPPrecision, 0.0),
+      ReadOnly("SNTPPollInterval", &T::SNTPPollInterval, 0.0),
+      ReadOnly("SNTPStratum", &T::SNTPStratum, SNTPStratumEnum::Unspecified),
+      ReadOnly("SNTPMode", &T::SNTPMode, SNTPModeEnum::Unknown),
+      ReadOnly("SNTPLeapIndicator", &T::SNTPLeapIndicator, SNTPLeapIndicatorEnum::NoWarning),
+      ReadOnly<T, const std::string&>("SNTPreferenceID", &T::SNTPreferenceID, ""),
+      ReadOnly<T, const std::string&>("SNTPPreferenceID", &T::SNTPPreferenceID, ""),
+      ReadOnly("SNTPOffset", &T::SNTPOffset, 0.0),
+      ReadOnly("SNTPDelay", &T::SNTPDelay, 0.0),
+      ReadOnly<T, const std::string&>("SNTPKissCode", &T::SNTPKissCode, ""),
+      ReadOnly("LastErr", &T::LastErr, 0),
+      ReadOnly<T, const std::string&>("LastErrMsg", &T::LastErrMsg, ""),
+  });
+}
+
+TEST(Properties, WhoIsCls) {
+  using W = WhoIsCls;
+  const auto text = [](const char* name, const std::string& (W::*get)() const,
+                       void (W::*set)(std::string)) {
+    return Settable<W, const std::string&>(name, get, set, "", "something else");
+  };
+  Walk<W>({
+      Settable<W, std::int32_t>("Timeout", &W::Timeout, &W::Timeout, 30, 5),
+      Settable<W, std::int32_t>("Port", &W::Port, &W::Port, 43, 4343),
+      Settable<W, WhoIsProxyTypeEnum>("ProxyType", &W::ProxyType, &W::ProxyType, NoWhoIsProxy,
+                                      WhoIsProxySocks5Auth),
+      text("ProxyURL", &W::ProxyURL, &W::ProxyURL),
+      Settable<W, std::int32_t>("ProxyPort", &W::ProxyPort, &W::ProxyPort, 1080, 9050),
+      text("ProxyUser", &W::ProxyUser, &W::ProxyUser),
+      text("ProxyPassword", &W::ProxyPassword, &W::ProxyPassword),
+      Settable<W, bool>("ProxyUseRemoteDNS", &W::ProxyUseRemoteDNS, &W::ProxyUseRemoteDNS, false,
+                        true),
+      text("DNSURL", &W::DNSURL, &W::DNSURL),
+      ReadOnly<W, const std::string&>("Result", &W::Result, ""),
+      ReadOnly("LastErr", &W::LastErr, 0),
+      ReadOnly<W, const std::string&>("LastErrMsg", &W::LastErrMsg, ""),
   });
 }
 
@@ -137,6 +309,17 @@ TEST(Properties, EnumeratorsHaveTheirValues) {
   EXPECT_EQ(QueryHeader, 2);
   EXPECT_EQ(ProxyPipe, 6);
   EXPECT_EQ(SMTPProxySocks5Auth, 3);
+  EXPECT_EQ(DNSProxySocks5Auth, 3);
+  EXPECT_EQ(TimeProxySocks5Auth, 3);
+  EXPECT_EQ(WhoIsProxySocks5Auth, 3);
+  EXPECT_EQ(static_cast<int>(SNTPLeapIndicatorEnum::Alarm), 3);
+  EXPECT_EQ(static_cast<int>(SNTPModeEnum::SymmetricActive), 0);
+  EXPECT_EQ(static_cast<int>(SNTPModeEnum::Unknown), 5);
+  EXPECT_EQ(static_cast<int>(SNTPStratumEnum::reserved), 3);
+  EXPECT_EQ(TYPE_AAAA, 28);
+  EXPECT_EQ(TYPE_ATMA, 34);
+  EXPECT_EQ(TYPE_IXFR, 251);
+  EXPECT_EQ(TYPE_ALL, 255);
 }
 
 }  // namespace

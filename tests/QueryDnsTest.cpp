@@ -1,5 +1,5 @@
 // QueryDNSCLS over UDP: what goes on the wire, which datagrams count as the reply, what each reply
-// results in, how often it asks, and how the caller ends it.
+// results in, and how often it asks.
 
 #include <gtest/gtest.h>
 #include <netro/QueryDNSCLS.h>
@@ -32,7 +32,6 @@ DnsReply Good(const std::string& query) {
 }
 
 Replies AnswerWell(const std::string& query) { return {Good(query).Bytes()}; }
-Replies KeepSilent(const std::string&) { return {}; }
 
 std::string Dotted(std::size_t length) {  // labels of 63 letters
   std::string name;
@@ -214,51 +213,50 @@ TEST(QueryDns, FlagsOfBothWays) {
     }
 }
 
-// Datagrams that are no reply to the query. Each is sent before the reply; and alone.
-using MakeReplies = Replies (*)(const std::string& query);
-const struct Foreign {
+// Datagrams that are no reply to the query, though they would end it if they were. Each comes
+// twice before the reply; and alone.
+struct Foreign {
   const char* name;
-  MakeReplies make;
-} kForeign[] = {
-    {"another port",
-     [](const std::string& q) -> Replies {
-       return {{Good(q).Code(3).Bytes(), From::kOtherPort}};
-     }},
-    {"another address",
-     [](const std::string& q) -> Replies {
-       return {{Good(q).Code(3).Bytes(), From::kOtherAddress}};
-     }},
-    {"another ID",
-     [](const std::string& q) -> Replies { return {Good(q).Code(3).Id(26).Bytes()}; }},
-    {"ID in the wrong order",
-     [](const std::string& q) -> Replies { return {Good(q).Code(3).Id(0x1900).Bytes()}; }},
-    {"a query", [](const std::string& q) -> Replies { return {Good(q).Flags(1, 3).Bytes()}; }},
-    {"its own query", [](const std::string& q) -> Replies { return {q}; }},
+  std::string (*make)(const std::string& query);
+  From from = From::kServer;
+
+  Replies Twice(const std::string& query) const { return Replies(2, {make(query), from}); }
+};
+
+std::string Refusal(const std::string& query) { return DnsReply(query).Code(3).Bytes(); }
+std::string RefusalOf(const std::string& query, const std::string& question, int count = 1) {
+  return DnsReply(query).Question(question, count).Code(3).Bytes();
+}
+
+const Foreign kForeign[] = {
+    {"another port", Refusal, From::kOtherPort},
+    {"another address", Refusal, From::kOtherAddress},
+    {"another ID", [](auto& query) { return DnsReply(query).Code(3).Id(26).Bytes(); }},
+    {"turned ID", [](auto& query) { return DnsReply(query).Code(3).Id(0x1900).Bytes(); }},
+    {"a query", [](auto& query) { return DnsReply(query).Flags(1, 3).Bytes(); }},
+    {"its own query", [](auto& query) { return query; }},
+    {"nothing", [](auto&) { return ""s; }},
+    {"half a header", [](auto& query) { return Refusal(query).substr(0, 6); }},
+    {"half a question", [](auto& query) { return Refusal(query).substr(0, 20); }},
+    {"no question", [](auto& query) { return RefusalOf(query, query.substr(12), 0); }},
+    {"two questions",
+     [](auto& query) { return RefusalOf(query, query.substr(12) + query.substr(12), 2); }},
     {"another name",
-     [](const std::string& q) -> Replies {
-       return {DnsReply(q).Code(3).Question(Name("www.tess") + U16(1) + U16(1)).Bytes()};
-     }},
-    {"the beginning of the name",
-     [](const std::string& q) -> Replies {
-       return {DnsReply(q).Code(3).Question(Name("www") + U16(1) + U16(1)).Bytes()};
-     }},
+     [](auto& query) { return RefusalOf(query, Name("www.tess") + U16(1) + U16(1)); }},
+    {"less of the name", [](auto& query) { return RefusalOf(query, Name("www") + U32(65537)); }},
+    {"more of the name",
+     [](auto& query) { return RefusalOf(query, Name("www.test.x") + U32(65537)); }},
     {"another type",
-     [](const std::string& q) -> Replies {
-       return {DnsReply(q).Code(3).Question(Name("www.test") + U16(2) + U16(1)).Bytes()};
-     }},
+     [](auto& query) { return RefusalOf(query, Name("www.test") + U16(2) + U16(1)); }},
     {"another class",
-     [](const std::string& q) -> Replies {
-       return {DnsReply(q).Code(3).Question(Name("www.test") + U16(1) + U16(3)).Bytes()};
-     }},
-    {"many",
-     [](const std::string& q) -> Replies { return Replies(20, {Good(q).Code(3).Id(9).Bytes()}); }},
+     [](auto& query) { return RefusalOf(query, Name("www.test") + U16(1) + U16(3)); }},
 };
 
 TEST(QueryDns, ForeignDatagramsAreIgnored) {
   for (const Foreign& c : kForeign) {
     SCOPED_TRACE(c.name);
     DnsServer server([&](const std::string& query) {
-      Replies replies = c.make(query);
+      Replies replies = c.Twice(query);
       replies.emplace_back(Good(query).Bytes());
       return replies;
     });
@@ -273,7 +271,7 @@ TEST(QueryDns, ForeignDatagramsAreIgnored) {
 TEST(QueryDns, ForeignDatagramsDoNotProlongTheWait) {
   for (const Foreign& c : kForeign) {
     SCOPED_TRACE(c.name);
-    DnsServer server(c.make);
+    DnsServer server([&](const std::string& query) { return c.Twice(query); });
     QueryDNSCLS dns;
     PointAt(dns, server.Port());
     const RunningClock clock([&] { return server.QueryCount() > 0 && !server.Queries().empty(); });
@@ -476,129 +474,6 @@ TEST(QueryDns, DottedAddresses) {
   for (const char* no : {"", "1.2.3.4.", "1.2.3.4.5", "256.1.1.1", "1.2.3.a", "www.test", "1..2.3",
                          "-1.2.3.4", "1.2.3.4 x"})
     EXPECT_FALSE(dns.IsIPNumber(no)) << no;
-}
-
-// A query in which each way of waiting can be met.
-class QueryDnsWaiting : public testing::Test {
- protected:
-  QueryDnsWaiting() { PointAt(*dns_, server_.Port()); }
-
-  // Runs the query; `action` is called from the loop once it has been sent.
-  std::int16_t QueryAndMeanwhile(std::function<void()> action) {
-    PostWhen([this] { return server_.QueryCount() > 0; }, std::move(action));
-    return dns_->QueryDNS(&flags_[0], &flags_[1]);
-  }
-
-  DnsServer server_{KeepSilent};
-  std::unique_ptr<QueryDNSCLS> dns_ = std::make_unique<QueryDNSCLS>();
-  bool flags_[2] = {};
-};
-
-TEST_F(QueryDnsWaiting, StopsFromTheLoop) {
-  for (const auto stop : {&QueryDNSCLS::StopWaiting, &QueryDNSCLS::Kill}) {
-    EXPECT_EQ(QueryAndMeanwhile([&] { (dns_.get()->*stop)(); }), 9999);
-    EXPECT_EQ(dns_->LastErr(), 9999);
-    EXPECT_EQ(dns_->LastErrMsg(), "Command Canceled");
-  }
-}
-
-TEST_F(QueryDnsWaiting, StopsFromAnotherThread) {
-  std::thread other([&] {
-    EXPECT_TRUE(server_.AwaitQueries(1));
-    dns_->StopWaiting();
-  });
-  EXPECT_EQ(dns_->QueryDNS(), 9999);
-  other.join();
-}
-
-TEST_F(QueryDnsWaiting, StopOfBeforeIsNotOneOfNow) {
-  DnsServer server(AnswerWell);
-  PointAt(*dns_, server.Port());
-  dns_->StopWaiting();
-  dns_->Kill();
-  EXPECT_EQ(dns_->QueryDNS(), 0);
-}
-
-TEST_F(QueryDnsWaiting, StopInThePauseGivesTheLastResult) {
-  dns_->RetryCount(2);
-  dns_->RetryPauseMilliSeconds(3'600'000);
-  for (const bool fromThread : {false, true}) {
-    const TimePoint end = Now() + milliseconds(2000);
-    const RunningClock clock([] { return true; }, milliseconds(2000));
-    std::thread other;
-    PostWhen([=] { return Now() >= end; },
-             [&] {
-               if (!fromThread) return dns_->StopWaiting();
-               other = std::thread([&] { dns_->StopWaiting(); });
-             });
-    EXPECT_EQ(dns_->QueryDNS(), 10002);
-    EXPECT_EQ(dns_->LastErr(), 10002);
-    if (other.joinable()) other.join();
-  }
-  EXPECT_EQ(server_.Queries().size(), 2u);
-}
-
-TEST_F(QueryDnsWaiting, DeletionInsideIsSafe) {
-  EXPECT_EQ(QueryAndMeanwhile([&] { dns_.reset(); }), 9999);
-  EXPECT_EQ(dns_, nullptr);
-}
-
-TEST_F(QueryDnsWaiting, DeletionInThePauseIsSafe) {
-  dns_->RetryCount(2);
-  dns_->RetryPauseMilliSeconds(3'600'000);
-  const TimePoint end = Now() + milliseconds(2000);
-  const RunningClock clock([] { return true; }, milliseconds(2000));
-  PostWhen([=] { return Now() >= end; }, [&] { dns_.reset(); });
-  dns_->QueryDNS(&flags_[0], &flags_[1]);
-  EXPECT_EQ(dns_, nullptr);
-}
-
-TEST_F(QueryDnsWaiting, AnotherQueryInsideIsRefused) {
-  std::vector<std::int16_t> inner;
-  std::string outBuffer;
-  QueryAndMeanwhile([&] {
-    const std::int32_t before = dns_->LastErr();
-    const std::string text = dns_->LastErrMsg();
-    bool flags[] = {true, true};
-    inner = {dns_->QueryDNS(&flags[0], &flags[1]), dns_->QueryZone()};
-    EXPECT_EQ(dns_->LastErr(), before);
-    EXPECT_EQ(dns_->LastErrMsg(), text);
-    EXPECT_TRUE(flags[0] && flags[1]);
-    dns_->StopWaiting();
-  });
-  EXPECT_EQ(inner, (std::vector<std::int16_t>{10036, 10036}));
-  EXPECT_EQ(dns_->LastErr(), 9999);
-  EXPECT_EQ(server_.Queries().size(), 1u);
-}
-
-TEST_F(QueryDnsWaiting, OtherObjectsCanAsk) {
-  DnsServer good(AnswerWell);
-  QueryDNSCLS other;
-  PointAt(other, good.Port());
-  EXPECT_EQ(QueryAndMeanwhile([&] {
-              EXPECT_EQ(other.QueryDNS(), 0);
-              dns_->StopWaiting();
-            }),
-            9999);
-  EXPECT_EQ(other.CountAN(), 1);
-}
-
-TEST_F(QueryDnsWaiting, SettingsChangedInsideAreForTheNextQuery) {
-  DnsServer other(AnswerWell);
-  dns_->RetryCount(2);
-  dns_->RetryPauseMilliSeconds(0);
-  bool changed = false;
-  const RunningClock clock([&] { return changed; });
-  EXPECT_EQ(QueryAndMeanwhile([&] {
-              PointAt(*dns_, other.Port(), TYPE_MX, "other.test");
-              dns_->UseUDP(false);
-              changed = true;
-            }),
-            10002);
-  changed = false;
-  EXPECT_EQ(server_.Queries(), std::vector(2, dns_->OutBuffer()));
-  EXPECT_EQ(dns_->QueryDNS(), 0);
-  EXPECT_EQ(other.Connections(), 1u);
 }
 
 }  // namespace

@@ -9,8 +9,6 @@
 //   });
 #pragma once
 
-#include <netinet/in.h>
-
 #include <atomic>
 #include <condition_variable>
 #include <cstddef>
@@ -18,10 +16,9 @@
 #include <memory>
 #include <mutex>
 #include <string>
-#include <thread>
-#include <utility>
 #include <vector>
 
+#include "DatagramServer.h"
 #include "DnsReply.h"
 #include "LoopbackServer.h"
 
@@ -29,16 +26,9 @@ namespace netro::peers {
 
 class DnsServer {
  public:
-  /// Whose a datagram seems to be: the server's, that of another port, or of 127.0.0.2 with the
-  /// server's port.
-  enum class From { kServer, kOtherPort, kOtherAddress };
-  struct Reply {
-    Reply(std::string reply, From sender = From::kServer)  // NOLINT: a reply is its bytes
-        : bytes(std::move(reply)), from(sender) {}
-    std::string bytes;
-    From from;
-  };
-  using Replies = std::vector<Reply>;
+  using From = DatagramServer::From;
+  using Reply = DatagramServer::Reply;
+  using Replies = DatagramServer::Replies;
 
   /// The replies to a query, in order; none is silence.
   using Answer = std::function<Replies(const std::string& query)>;
@@ -47,9 +37,6 @@ class DnsServer {
 
   /// Without `talk`, TCP answers like UDP, query after query, until the client closes.
   explicit DnsServer(Answer answer, Talk talk = nullptr);
-  ~DnsServer();
-  DnsServer(const DnsServer&) = delete;
-  DnsServer& operator=(const DnsServer&) = delete;
 
   int Port() const { return tcp_->Port(); }
   std::size_t Connections() const { return tcp_->Connections(); }
@@ -63,9 +50,6 @@ class DnsServer {
 
  private:
   void Keep(const std::string& query);
-  void UdpLoop();
-  void TakeDatagram();
-  void SendDatagram(const Reply& reply, const sockaddr_in& to);
   void ServeConnection(Connection& connection);
 
   const Answer answer_;
@@ -73,16 +57,10 @@ class DnsServer {
   std::mutex mutex_;
   std::condition_variable changed_;
   std::vector<std::string> queries_;  // guarded by mutex_
-  std::size_t marks_ = 0;             // guarded by mutex_
   std::atomic<std::size_t> count_{0};
-  int udpFd_ = -1;
-  int otherPortFd_ = -1;
-  int otherAddressFd_ = -1;
-  int markFd_ = -1;  // its datagrams are marks, see Queries
-  int stopRead_ = -1;
-  int stopWrite_ = -1;
-  std::thread udpThread_;
-  std::unique_ptr<LoopbackServer> tcp_;  // last: its threads use the others
+  // Last: their threads use the others.
+  std::unique_ptr<DatagramServer> udp_;
+  std::unique_ptr<LoopbackServer> tcp_;
 };
 
 }  // namespace netro::peers

@@ -1,0 +1,79 @@
+// A datagram server that does what the test says: each datagram gets the replies that a function
+// returns. It records every datagram and shares nothing with the library.
+//
+// Thread: the test's; the function runs on the server's thread. Example:
+//
+//   DatagramServer server([](const std::string& datagram) -> DatagramServer::Replies {
+//     return {{"forged", DatagramServer::From::kOtherPort}, {datagram}};
+//   });
+#pragma once
+
+#include <netinet/in.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <cstddef>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace netro::peers {
+
+class DatagramServer {
+ public:
+  /// Whose a reply seems to be: the server's, that of another port, or of the next address with the
+  /// server's port.
+  enum class From { kServer, kOtherPort, kOtherAddress };
+  struct Reply {
+    Reply(std::string reply, From sender = From::kServer)  // NOLINT: a reply is its bytes
+        : bytes(std::move(reply)), from(sender) {}
+    std::string bytes;
+    From from;
+  };
+  using Replies = std::vector<Reply>;
+
+  /// The replies to a datagram, in order; none is silence.
+  using Answer = std::function<Replies(const std::string& datagram)>;
+
+  /// Port 0 is a free one. Where a port may not be had, as low ones often may not, IsUp is false.
+  explicit DatagramServer(Answer answer, int port = 0, in_addr_t ip = INADDR_LOOPBACK);
+  ~DatagramServer();
+  DatagramServer(const DatagramServer&) = delete;
+  DatagramServer& operator=(const DatagramServer&) = delete;
+
+  bool IsUp() const { return fd_ >= 0 && otherAddressFd_ >= 0; }
+  int Port() const { return port_; }
+  /// The address in dotted form.
+  std::string Ip() const;
+  /// Everything sent to the server before this call; the replies to it are sent.
+  std::vector<std::string> Received();
+  /// How many datagrams there are now; does not wait for what is on its way.
+  std::size_t Count() const { return count_; }
+
+ private:
+  bool Bind(int port);
+  void Loop();
+  void TakeDatagram();
+  void Send(const Reply& reply, const sockaddr_in& to);
+
+  const Answer answer_;
+  const in_addr_t ip_;
+  int port_ = 0;
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::vector<std::string> received_;  // guarded by mutex_
+  std::size_t marks_ = 0;              // guarded by mutex_
+  std::atomic<std::size_t> count_{0};
+  int fd_ = -1;
+  int otherPortFd_ = -1;
+  int otherAddressFd_ = -1;
+  int markFd_ = -1;  // its datagrams are marks, see Received
+  int stopRead_ = -1;
+  int stopWrite_ = -1;
+  std::thread thread_;
+};
+
+}  // namespace netro::peers
