@@ -1,7 +1,5 @@
 #include "dns/DnsExchange.h"
 
-#include <netro/UDPCls.h>
-
 #include <algorithm>
 #include <utility>
 
@@ -9,17 +7,14 @@
 #include "dns/DnsStream.h"
 #include "platform/ErrorNumbers.h"
 #include "socket/DatagramExchange.h"
+#include "socket/HostLookup.h"
 #include "socket/StreamExchange.h"
 
 namespace netro {
 namespace {
 
-using std::chrono::milliseconds;
-
-constexpr std::int32_t kReceiveTests = 3;
-constexpr std::int32_t kReceivePause = 333;
-
 constexpr std::int32_t kNoType = 0;
+constexpr std::uint64_t kMostMemory = std::uint64_t{2} << 30;
 
 class TcpExchange final : public StreamExchange {
  public:
@@ -27,7 +22,7 @@ class TcpExchange final : public StreamExchange {
       : StreamExchange(mark), query_(query), transfer_(transfer) {}
 
   DnsTcpResult Ask(const ConnectionPlan& plan) {
-    result_.code = Run(plan, transfer_ ? Silence::FromArrival : Silence::FromRequest);
+    result_.code = Run(plan);
     return std::move(result_);
   }
 
@@ -39,13 +34,15 @@ class TcpExchange final : public StreamExchange {
 
   void Arrived(std::span<const std::uint8_t> bytes) override {
     stream_.Feed(bytes, [this](std::span<const std::uint8_t> message) { Take(message); });
+    if (transfer_ && stream_.IsInside()) Progress();
   }
 
   std::int32_t PeerClosed(std::int32_t error) override { return error != 0 ? error : kDnsCutShort; }
 
   void Take(std::span<const std::uint8_t> message) {
     const bool first = result_.message.empty();
-    if (Ended() || !AnswersQuery(message, query_, first)) return;
+    if (Ended() || !(first ? AnswersQuery : ContinuesAnswer)(message, query_)) return;
+    Progress();
     if (first) result_.message.assign(message.begin(), message.end());
     const std::size_t before = result_.reply.records[DnsReply::Answer].size();
     if (!ReadReply(message, result_.reply)) {
@@ -63,32 +60,28 @@ class TcpExchange final : public StreamExchange {
     for (std::size_t i = before; i < answers.size(); ++i) {
       const std::int32_t type = answers[i].DataType();
       if (type == kNoType || (type == TYPE_SOA && i > 0)) return End(0);
+      memory_ += sizeof(DNSCLS) + answers[i].Query().size() + answers[i].Data().size();
     }
+    if (memory_ > kMostMemory) End(kErrNoBuffers);
   }
 
   const Bytes& query_;
   const bool transfer_;
   DnsStream stream_;
+  std::uint64_t memory_ = 0;  // of the records of a transfer
   DnsTcpResult result_;
 };
 
 }  // namespace
 
 std::int32_t AskOverUdp(const DnsServer& server, const Bytes& query, const CancelMark& mark,
-                        TimePoint limit, Bytes& message) {
-  const TimePoint now = Now();
-  if (now >= limit) return kErrTimedOut;
-  const milliseconds pause = std::min(
-      milliseconds(kReceivePause), std::chrono::ceil<milliseconds>((limit - now) / kReceiveTests));
-  UDPCls client;
-  client.URL(server.host);
-  client.Port(server.port);
-  client.RetryCount(kReceiveTests);
-  client.RetryPauseMilliSeconds(static_cast<std::int32_t>(pause.count()));
-  return UDPOwner::Query(
-      client, query,
+                        std::chrono::milliseconds wait, TimePoint limit, Bytes& message) {
+  const LookupAnswer host = ResolveHost(server.host, std::nullopt, mark, limit);
+  if (host.error != 0) return host.error == kErrNoDnsEntries ? kErrHostNotFound : host.error;
+  return AskByDatagram(
+      {host.ip, server.port}, query,
       [&](std::span<const std::uint8_t> reply) { return AnswersQuery(reply, query); }, mark,
-      message);
+      std::min(limit, Now() + wait), message);
 }
 
 DnsTcpResult AskOverTcp(const ConnectionPlan& plan, const Bytes& query, bool transfer,

@@ -18,10 +18,11 @@ struct DnsServer {
   std::int32_t port = 53;
 };
 
-/// Sends the query in one datagram and waits for its reply, for a second, or less when the limit
-/// comes before. Returns 0 when `message` is a reply to the query, else the error number.
+/// Sends the query in one datagram and waits for its reply. Looking the server up does not count,
+/// but nothing goes on beyond the limit. Returns 0 when `message` is a reply to the query, else the
+/// error number.
 std::int32_t AskOverUdp(const DnsServer& server, const Bytes& query, const CancelMark& mark,
-                        TimePoint limit, Bytes& message);
+                        std::chrono::milliseconds wait, TimePoint limit, Bytes& message);
 
 /// Of an exchange over TCP.
 struct DnsTcpResult {

@@ -55,6 +55,21 @@ bool ReadSection(std::span<const std::uint8_t> message, ByteReader& reader, std:
   return true;
 }
 
+struct Header {
+  DnsFlags flags;
+  std::uint16_t questions = 0;
+};
+
+// False when it is not that of a reply to a query of ours.
+bool ReadHeader(std::span<const std::uint8_t> message, Header& header) {
+  ByteReader reader(message);
+  const bool sameId = reader.U16() == kId;
+  header.flags.first = reader.U8();
+  header.flags.second = reader.U8();
+  header.questions = reader.U16();
+  return reader.Ok() && sameId && (header.flags.first & kReplyBit) != 0;
+}
+
 }  // namespace
 
 std::optional<Bytes> ComposeQuery(const DnsQuestion& question) {
@@ -70,21 +85,21 @@ std::optional<Bytes> ComposeQuery(const DnsQuestion& question) {
   return writer.Take();
 }
 
-bool AnswersQuery(std::span<const std::uint8_t> message, std::span<const std::uint8_t> query,
-                  bool first) {
-  ByteReader reader(message);
-  const bool sameId = reader.U16() == kId;
-  const bool isReply = (reader.U8() & kReplyBit) != 0;
-  reader.Skip(1);
-  const std::uint16_t questions = reader.U16();
-  if (!reader.Ok() || !sameId || !isReply) return false;
-  if (!first && questions == 0) return true;
-  if (questions != 1 || message.size() < query.size()) return false;
+bool AnswersQuery(std::span<const std::uint8_t> message, std::span<const std::uint8_t> query) {
+  Header header;
+  if (!ReadHeader(message, header)) return false;
+  if (header.questions == 0) return header.flags.Code() != 0;
+  if (header.questions != 1 || message.size() < query.size()) return false;
   const auto asked = query.subspan(kHeaderSize);
   const auto answered = message.subspan(kHeaderSize, asked.size());
   return SameName(asked.first(asked.size() - kTypeAndClass),
                   answered.first(asked.size() - kTypeAndClass)) &&
          std::ranges::equal(asked.last(kTypeAndClass), answered.last(kTypeAndClass));
+}
+
+bool ContinuesAnswer(std::span<const std::uint8_t> message, std::span<const std::uint8_t> query) {
+  Header header;
+  return ReadHeader(message, header) && (header.questions == 0 || AnswersQuery(message, query));
 }
 
 bool ReadReply(std::span<const std::uint8_t> message, DnsReply& reply) {

@@ -10,6 +10,9 @@ namespace netro {
 namespace {
 
 constexpr long kTcpSeconds = 10;
+// What a pause after sending and three receive tests with theirs come to.
+constexpr std::chrono::milliseconds kUdpWait(100 + 3 * 333);
+constexpr long kServerLookupSeconds = 30;
 constexpr std::int32_t kLargestType = 65535;
 
 std::string Text(const Bytes& bytes) { return {bytes.begin(), bytes.end()}; }
@@ -59,7 +62,7 @@ std::int32_t DnsQuery::Exchange(bool udp) {
   const auto query =
       ComposeQuery({settings_.domain, settings_.queryType,
                     static_cast<std::uint16_t>(settings_.queryClass), settings_.useRecursion});
-  if (!query) return kDnsNoEntries;
+  if (!query) return kErrNoDnsEntries;
   owner_.outBuffer_ = Text(udp ? *query : WithLength(*query));
   return udp ? ExchangeUdp(*query) : ExchangeTcp(*query);
 }
@@ -67,14 +70,15 @@ std::int32_t DnsQuery::Exchange(bool udp) {
 std::int32_t DnsQuery::ExchangeUdp(const Bytes& query) {
   Bytes message;
   const DnsServer server{settings_.dnsServer, settings_.dnsPort};
-  const std::int32_t error = AskOverUdp(server, query, mark_, TimePoint::max(), message);
+  const std::int32_t error =
+      AskOverUdp(server, query, mark_, kUdpWait, SecondsFromNow(kServerLookupSeconds), message);
   if (!call_->alive) return kErrCancelled;
   if (error != 0) return error;
   DnsReply reply;
   const bool good = ReadReply(message, reply) && reply.flags.Code() == 0 && reply.Count() > 0;
   const bool truncated = reply.flags.IsTruncated();
   Publish(std::move(reply), message, truncated);
-  return good ? 0 : kDnsNoEntries;
+  return good ? 0 : kErrNoDnsEntries;
 }
 
 std::int32_t DnsQuery::ExchangeTcp(const Bytes& query) {

@@ -68,7 +68,7 @@ std::string Quoted(const std::string& text) {
 
 void Dump(RecordData& data, DNSCLS& record) { record.Data(Hex(data.Rest(), true)); }
 
-void DecodeAddress(RecordData& data, DNSCLS& record) { record.Data(Address(data)); }
+void DecodeA(RecordData& data, DNSCLS& record) { record.Data(Address(data)); }
 
 void DecodeName(RecordData& data, DNSCLS& record) { record.Data(data.Name()); }
 
@@ -82,7 +82,7 @@ void DecodePreference(RecordData& data, DNSCLS& record) {
   record.Data(data.Name());
 }
 
-void DecodeStart(RecordData& data, DNSCLS& record) {
+void DecodeSoa(RecordData& data, DNSCLS& record) {
   const auto number = [&] { return static_cast<std::int32_t>(data.reader.U32()); };
   record.Data(data.Name());
   record.SOA_RName(data.Name());
@@ -93,7 +93,7 @@ void DecodeStart(RecordData& data, DNSCLS& record) {
   record.SOA_Minimum(number());
 }
 
-void DecodeServices(RecordData& data, DNSCLS& record) {
+void DecodeWks(RecordData& data, DNSCLS& record) {
   std::string text = Address(data);
   text += " " + std::to_string(data.reader.U8());
   for (const std::uint8_t byte : data.Rest()) {
@@ -111,22 +111,22 @@ void DecodeStrings(RecordData& data, DNSCLS& record) {
   record.Data(std::move(text));
 }
 
-void DecodeText(RecordData& data, DNSCLS& record) {
+void DecodeTxt(RecordData& data, DNSCLS& record) {
   if (data.reader.Remaining() > 0) DecodeStrings(data, record);
 }
 
-void DecodeHostInfo(RecordData& data, DNSCLS& record) {
+void DecodeHinfo(RecordData& data, DNSCLS& record) {
   std::string machine = Quoted(CharacterString(data));
   record.Data(std::move(machine) + " " + Quoted(CharacterString(data)));
 }
 
-void DecodeAfs(RecordData& data, DNSCLS& record) {
+void DecodeAfsdb(RecordData& data, DNSCLS& record) {
   const std::uint16_t subtype = data.reader.U16();
   record.Pref(static_cast<std::int16_t>(subtype));
   record.Data((subtype == 1 ? "[AFS] " : subtype == 2 ? "[DCE] " : "") + data.Name());
 }
 
-void DecodeAddress6(RecordData& data, DNSCLS& record) {
+void DecodeAaaa(RecordData& data, DNSCLS& record) {
   std::string text;
   for (int group = 0; group < 8; ++group) {
     if (group > 0) text += ':';
@@ -136,7 +136,7 @@ void DecodeAddress6(RecordData& data, DNSCLS& record) {
   record.Data(std::move(text));
 }
 
-void DecodeService(RecordData& data, DNSCLS& record) {
+void DecodeSrv(RecordData& data, DNSCLS& record) {
   record.SVR_Pref(static_cast<std::int16_t>(data.reader.U16()));
   record.SVR_Weight(data.reader.U16());
   record.SVR_Port(data.reader.U16());
@@ -150,7 +150,7 @@ void DecodeLocation(RecordData& data, DNSCLS& record) {
   Dump(data, record);
 }
 
-void DecodeAtm(RecordData& data, DNSCLS& record) {
+void DecodeAtma(RecordData& data, DNSCLS& record) {
   const std::uint8_t format = data.reader.U8();
   const auto address = data.Rest();
   if (format == 0) return record.Data("(NSAP) " + Hex(address, false));
@@ -165,14 +165,14 @@ struct TypeDecoder {
 
 // Types that are not here are dumped.
 constexpr TypeDecoder kDecoders[] = {
-    {TYPE_A, DecodeAddress},      {TYPE_NS, DecodeName},        {TYPE_CNAME, DecodeName},
-    {TYPE_SOA, DecodeStart},      {TYPE_MB, DecodeName},        {TYPE_MG, DecodeName},
-    {TYPE_MR, DecodeName},        {TYPE_WKS, DecodeServices},   {TYPE_PTR, DecodeName},
-    {TYPE_HINFO, DecodeHostInfo}, {TYPE_MINFO, DecodeTwoNames}, {TYPE_MX, DecodePreference},
-    {TYPE_TXT, DecodeText},       {TYPE_RP, DecodeTwoNames},    {TYPE_AFSDB, DecodeAfs},
-    {TYPE_X25, DecodeStrings},    {TYPE_ISDN, DecodeStrings},   {TYPE_RT, DecodePreference},
-    {TYPE_AAAA, DecodeAddress6},  {TYPE_LOC, DecodeLocation},   {TYPE_SRV, DecodeService},
-    {TYPE_ATMA, DecodeAtm},
+    {TYPE_A, DecodeA},         {TYPE_NS, DecodeName},        {TYPE_CNAME, DecodeName},
+    {TYPE_SOA, DecodeSoa},     {TYPE_MB, DecodeName},        {TYPE_MG, DecodeName},
+    {TYPE_MR, DecodeName},     {TYPE_WKS, DecodeWks},        {TYPE_PTR, DecodeName},
+    {TYPE_HINFO, DecodeHinfo}, {TYPE_MINFO, DecodeTwoNames}, {TYPE_MX, DecodePreference},
+    {TYPE_TXT, DecodeTxt},     {TYPE_RP, DecodeTwoNames},    {TYPE_AFSDB, DecodeAfsdb},
+    {TYPE_X25, DecodeStrings}, {TYPE_ISDN, DecodeStrings},   {TYPE_RT, DecodePreference},
+    {TYPE_AAAA, DecodeAaaa},   {TYPE_LOC, DecodeLocation},   {TYPE_SRV, DecodeSrv},
+    {TYPE_ATMA, DecodeAtma},
 };
 
 Decoder DecoderOf(std::int32_t type) {

@@ -12,7 +12,6 @@ enum DnsResult : std::int32_t {
   kDnsNoDomain = 51,
   kDnsNoServer = 52,
   kDnsCutShort = 56,
-  kDnsNoEntries = 59,
   kDnsNothingToDo = 10130,
 };
 

@@ -15,6 +15,8 @@ class DnsStream {
 
   /// Hands each message to `take` as soon as it is whole; keeps less than one between calls.
   void Feed(std::span<const std::uint8_t> bytes, const Take& take);
+  /// True when a message has begun and is not whole yet.
+  bool IsInside() const { return !partial_.empty(); }
 
  private:
   Bytes partial_;

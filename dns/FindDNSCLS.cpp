@@ -20,6 +20,11 @@ std::string LastTwoLabels(const std::string& domain) {
 const FindDNSCLS::Found& FindDNSCLS::Discover() const {
   if (found_.count > 0) return found_;
   ResolverConfig config = ReadResolverConfig();
+  // What was read before stays where it is while nothing is found.
+  if (config.servers.empty() && config.domain == found_.localDomain) {
+    found_.readable = config.readable;
+    return found_;
+  }
   found_.count = static_cast<std::int32_t>(config.servers.size());
   found_.servers = std::move(config.servers);
   found_.servers.emplace_back();

@@ -35,7 +35,13 @@ class Names final : public HostLookup {
   }
 
   const std::string& DefaultServers(const CancelMark& mark) override {
-    if (!discovered_) defaultServers_ = DiscoverServerList(mark, discovered_);
+    if (discovered_) return defaultServers_;
+    bool complete = false;
+    std::string servers = DiscoverServerList(mark, complete);
+    if (!discovered_) {  // by a call inside the wait
+      defaultServers_ = std::move(servers);
+      discovered_ = complete;
+    }
     return defaultServers_;
   }
 

@@ -2,9 +2,11 @@
 
 #include <cerrno>
 #include <iterator>
+#include <new>
 
 #include "platform/Clock.h"
 #include "platform/ErrorNumbers.h"
+#include "platform/Sockets.h"
 #include "platform/WholeFile.h"
 #include "support/DateText.h"
 #include "support/ProfileFile.h"
@@ -27,6 +29,11 @@ struct SavedEntry {
   Date expiry;
   std::string result;
 };
+
+/// True for the address of a name and the name of an address.
+bool IsAnswer(const std::string& key, const std::string& result) {
+  return ParseDotted(key).has_value() != ParseDotted(result).has_value() && IsHostName(result);
+}
 
 std::optional<SavedEntry> ParseEntry(std::string_view value) {
   const std::size_t bar = value.find('|');
@@ -85,7 +92,7 @@ std::int32_t LookupCache::Restore(ProfileFile& profile) {
     if (!saved) continue;
     if (now > saved->expiry) {
       profile.Remove(kSection, key);
-    } else if (IsHostName(saved->result)) {  // or an address, which has the form of one
+    } else if (IsAnswer(key, saved->result)) {
       Add(key, saved->result, saved->expiry);
       ++read;
     }
@@ -93,7 +100,7 @@ std::int32_t LookupCache::Restore(ProfileFile& profile) {
   return read;
 }
 
-std::int32_t LookupCache::Save(const std::string& fileName) const {
+std::int32_t LookupCache::Save(const std::string& fileName) const try {
   const std::string path = PathOf(fileName);
   if (path.empty()) return kUnusable;
   if (fileName.empty() && CreateFolder(UserConfigFolder()) != 0) return kUnusable;
@@ -103,9 +110,11 @@ std::int32_t LookupCache::Save(const std::string& fileName) const {
   ProfileFile profile = ProfileFile::Parse(text);
   const std::int32_t written = Save(profile);
   return ReplaceFile(path, profile.Text()) == 0 ? written : kUnusable;
+} catch (const std::bad_alloc&) {
+  return kUnusable;
 }
 
-std::int32_t LookupCache::Restore(const std::string& fileName) {
+std::int32_t LookupCache::Restore(const std::string& fileName) try {
   const std::string path = PathOf(fileName);
   std::string text;
   if (path.empty() || ReadWholeFile(path, text) != 0) return kUnusable;
@@ -113,6 +122,8 @@ std::int32_t LookupCache::Restore(const std::string& fileName) {
   const std::int32_t read = Restore(profile);
   if (profile.IsChanged()) ReplaceFile(path, profile.Text());
   return read;
+} catch (const std::bad_alloc&) {
+  return kUnusable;
 }
 
 }  // namespace netro

@@ -26,9 +26,11 @@ std::int16_t QueryDNSCLS::Run(Call call) {
   std::int32_t code = kErrNoBuffers;
   try {
     code = call(DnsQuery(*this));
+    if (state->alive) TranslateDNSResult(code);
   } catch (const std::bad_alloc&) {
+    code = kErrNoBuffers;
+    if (state->alive) lastErr_ = code;
   }
-  if (state->alive) TranslateDNSResult(code);
   return static_cast<std::int16_t>(code);
 }
 

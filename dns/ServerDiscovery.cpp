@@ -1,8 +1,7 @@
 #include "dns/ServerDiscovery.h"
 
-#include <algorithm>
 #include <chrono>
-#include <list>
+#include <unordered_set>
 #include <vector>
 
 #include "platform/Echo.h"
@@ -14,43 +13,50 @@ namespace netro {
 namespace {
 
 constexpr std::chrono::milliseconds kEchoTime(500);
-constexpr std::size_t kMostAsked = 64;  // each needs a descriptor
 
-// One question to one server.
-struct Probe {
-  Probe(const std::string& text, Notifier& notifier) : server(text), echo(notifier) {}
+// One question to each server.
+class Probes {
+ public:
+  explicit Probes(Notifier& notifier)
+      : echo_(notifier, [this](std::int32_t number, const EchoOutcome& outcome) {
+          --open_;
+          if (outcome.status == kIpSuccess) answered_.insert(number);
+        }) {}
 
-  std::string server;
-  Echo echo;
-  bool sent = false;
+  // False when nobody can be asked.
+  bool AskAll(const std::vector<std::string>& servers) {
+    if (echo_.Open() != 0) return false;
+    echo_.SetAwaited();
+    for (const std::string& server : servers) {
+      Probe& probe = probes_.emplace_back();
+      probe.server = server;
+      const auto ip = ParseDotted(server);
+      if (ip && echo_.Send({*ip}, probe.number) == kIpSuccess) ++open_;
+    }
+    return true;
+  }
+
+  bool AllEnded() const { return open_ == 0; }
+
+  std::vector<std::string> Answering() const {
+    std::vector<std::string> servers;
+    for (const Probe& probe : probes_) {
+      if (answered_.contains(probe.number)) servers.push_back(probe.server);
+    }
+    return servers;
+  }
+
+ private:
+  struct Probe {
+    std::string server;
+    std::int32_t number = 0;
+  };
+
+  Echo echo_;
+  std::vector<Probe> probes_;
+  std::unordered_set<std::int32_t> answered_;
+  std::size_t open_ = 0;
 };
-
-using Probes = std::list<Probe>;
-
-// False when one of them cannot be asked at all; then the answers of the others would mislead.
-bool AskAll(const std::vector<std::string>& servers, Notifier& notifier, Probes& probes) {
-  if (servers.size() > kMostAsked) return false;
-  for (const std::string& server : servers) {
-    Probe& probe = probes.emplace_back(server, notifier);
-    if (probe.echo.Open() != 0) return false;
-    const auto ip = ParseDotted(server);
-    probe.sent = ip && probe.echo.Send(*ip, {}) == 0;
-  }
-  return true;
-}
-
-bool AllAnswered(const Probes& probes) {
-  return std::ranges::all_of(
-      probes, [](const Probe& probe) { return !probe.sent || probe.echo.Answered(); });
-}
-
-std::vector<std::string> Answering(const Probes& probes) {
-  std::vector<std::string> servers;
-  for (const Probe& probe : probes) {
-    if (probe.echo.Answered()) servers.push_back(probe.server);
-  }
-  return servers;
-}
 
 std::string Join(const std::vector<std::string>& servers) {
   std::string list;
@@ -68,10 +74,11 @@ std::string DiscoverServerList(const CancelMark& mark, bool& complete) {
   const std::vector<std::string> servers = ReadResolverConfig().servers;
   if (servers.empty()) return {};
   std::vector<std::string> answering;
-  Probes probes;
-  if (AskAll(servers, mark.Module().Notifications(), probes)) {
-    WaitUntil(mark, Now() + kEchoTime, [&] { return AllAnswered(probes); });
-    answering = Answering(probes);
+  Probes probes(mark.Module().Notifications());
+  // A single server is the list, whatever it answers.
+  if (servers.size() > 1 && probes.AskAll(servers)) {
+    WaitUntil(mark, Now() + kEchoTime, [&] { return probes.AllEnded(); });
+    answering = probes.Answering();
   }
   complete = !mark.Cancelled();
   return Join(complete && !answering.empty() ? answering : servers);

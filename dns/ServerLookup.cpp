@@ -12,7 +12,8 @@ namespace netro {
 namespace {
 
 constexpr int kRounds = 3;
-constexpr std::int64_t kTcpSeconds = 10;
+constexpr std::chrono::milliseconds kUdpWait(1500);
+constexpr std::int32_t kTcpSeconds = 10;
 
 // "host:port" or "host".
 bool ParseServer(const std::string& text, DnsServer& server) {
@@ -42,7 +43,7 @@ class Lookup {
 
   Reply Ask(const DnsServer& server) {
     Bytes message;
-    const std::int32_t error = AskOverUdp(server, query_, mark_, deadline_, message);
+    const std::int32_t error = AskOverUdp(server, query_, mark_, kUdpWait, deadline_, message);
     if (error != 0) return {KindOf(error), {}};
     DnsReply reply;
     const bool good = ReadReply(message, reply);
@@ -57,8 +58,8 @@ class Lookup {
     ConnectionPlan plan;
     plan.host = server.host;
     plan.port = server.port;
-    plan.seconds = static_cast<std::int32_t>(std::clamp<std::int64_t>(
-        std::chrono::ceil<std::chrono::seconds>(deadline_ - Now()).count(), 0, kTcpSeconds));
+    plan.seconds = kTcpSeconds;
+    plan.limit = std::min(deadline_, SecondsFromNow(kTcpSeconds));
     const DnsTcpResult result = AskOverTcp(plan, query_, false, mark_);
     if (!result.message.empty()) return Judge(result.reply);
     return {KindOf(result.code), {}};
@@ -77,12 +78,23 @@ class Lookup {
         return {Reply::Found, record.Data()};
       }
     }
-    return {Reply::NoSuchName, {}};
+    return {IsReferral(reply) ? Reply::Useless : Reply::NoSuchName, {}};
   }
 
-  // What a server says ends up in the caller's texts: a name that is none is not passed on.
+  // A server that does not look further names others instead of an answer.
+  static bool IsReferral(const DnsReply& reply) {
+    const auto& authority = reply.records[DnsReply::Authority];
+    return reply.flags.Code() == kDnsSuccess && !reply.flags.IsAuthoritative() &&
+           !reply.flags.IsRecursionAvailable() &&
+           std::ranges::none_of(authority,
+                                [](const DNSCLS& record) { return record.DataType() == TYPE_SOA; });
+  }
+
+  // What a server says ends up in the caller's texts and connections: a name that is none is not
+  // passed on, nor an address that means this host or everybody.
   bool IsUsable(const std::string& data) const {
-    return question_.type == TYPE_PTR ? IsHostName(data) : data != "255.255.255.255";
+    return question_.type == TYPE_PTR ? IsHostName(data)
+                                      : data != "255.255.255.255" && data != "0.0.0.0";
   }
 
   DnsQuestion question_;

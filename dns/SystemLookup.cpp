@@ -26,13 +26,21 @@ std::string Resolve(const std::string& address) {
   return found ? FormatDotted(*found) : std::string();
 }
 
+// Lookups that hang in the system's resolver, abandoned ones among them.
+constexpr int kMostHelpers = 256;
+std::atomic<int> g_helpers{0};
+
 // The helper holds the waker, not the loop: a late one must not destroy a loop on its thread.
 bool Start(const std::shared_ptr<Job>& job, Loop& loop) {
-  return RunOnHelperThread([job, waker = loop.Notifications().SharedWaker()] {
-    job->answer = Resolve(job->address);
-    job->done = true;
-    waker->Wake();
-  });
+  const bool started = ++g_helpers <= kMostHelpers &&
+                       RunOnHelperThread([job, waker = loop.Notifications().SharedWaker()] {
+                         job->answer = Resolve(job->address);
+                         --g_helpers;
+                         job->done = true;
+                         waker->Wake();
+                       });
+  if (!started) --g_helpers;
+  return started;
 }
 
 }  // namespace

@@ -23,8 +23,10 @@ StackFacts ReadStackFacts();
 std::string ReadHostName();
 /// The IPv4 addresses of the host's interfaces that are up, loopback last.
 std::vector<std::int32_t> ReadHostAddresses();
-/// The other names that the hosts table gives to the address of `name`.
-std::vector<std::string> ReadHostAliases(const std::string& name);
+
+/// The system's table of TCP services: empty and 0 for what it does not hold.
+std::string ReadServiceName(std::int32_t port);
+std::int32_t ReadServicePort(const std::string& name);
 
 /// Ask the system's resolver; both may block for many seconds.
 std::optional<std::int32_t> ResolveName(const std::string& name);

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace netro {
 
@@ -16,9 +17,13 @@ std::optional<std::int32_t> FindHostAddress(std::string_view hosts, std::string_
 /// The name, not an alias, on the first line of an address; empty when there is none.
 std::string FindHostName(std::string_view hosts, std::int32_t ip);
 
+/// The names on the lines of a name, without itself, each once.
+std::vector<std::string> FindHostAliases(std::string_view hosts, std::string_view name);
+
 /// The same from the system's file. "localhost" and all names below it are 127.0.0.1, and the other
 /// way round, also when the file does not say so (RFC 6761, section 6.3).
 std::optional<std::int32_t> HostsFileAddress(std::string_view name);
 std::string HostsFileName(std::int32_t ip);
+std::vector<std::string> HostsFileAliases(std::string_view name);
 
 }  // namespace netro

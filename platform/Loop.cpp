@@ -51,27 +51,27 @@ void Loop::ThreadEnds() {
 
 void Loop::PumpMessages() {
   if (!std::exchange(collected_, false)) notifier_.Collect(TimePoint::min());
-  ++depth_;
-  if (depth_ <= kDeepestRead) notifier_.TakeBackHeld();
-  RunTasks();
-  RunTimers();
-  for (std::size_t left = notifier_.Pending(); left > 0; --left) {
-    notifier_.DeliverOne(depth_ > kDeepestRead);
-    RunHostPump();
+  {
+    const Deeper pump(depth_);
+    if (depth_ <= kDeepestRead) notifier_.TakeBackHeld();
+    RunTasks();
+    RunTimers();
+    for (std::size_t left = notifier_.Pending(); left > 0; --left) {
+      notifier_.DeliverOne(depth_ > kDeepestRead);
+      RunHostPump();
+    }
   }
-  --depth_;
   KeepReadable();
 }
 
 void Loop::RunLoop() {
   const bool outer = std::exchange(quit_, false);
-  ++runDepth_;
+  const Deeper run(runDepth_);
   while (!quit_) {
     RunHostPump();
     PumpMessages();
     if (!quit_) Block(TimePoint::max());
   }
-  --runDepth_;
   quit_ = outer;
 }
 

@@ -70,6 +70,19 @@ class Loop final : public MessageLoop {
     std::shared_ptr<std::function<void()>> callback;
   };
 
+  // Counts a level of nesting, also when an exception ends it: for lack of memory, or of the
+  // host's.
+  class Deeper {
+   public:
+    explicit Deeper(int& level) : level_(++level) {}
+    ~Deeper() { --level_; }
+    Deeper(const Deeper&) = delete;
+    Deeper& operator=(const Deeper&) = delete;
+
+   private:
+    int& level_;
+  };
+
   void RunTasks();
   void RunTimers();
   void RunTimer(std::int32_t id, TimePoint now);

@@ -11,7 +11,7 @@ namespace netro {
 /// Reads a regular file of at most `mostBytes`, following links. Anything else (a folder, a device,
 /// a pipe) is refused without waiting for it. After a failure `text` is empty.
 std::int32_t ReadWholeFile(const std::string& path, std::string& text,
-                           std::size_t mostBytes = std::size_t{1} << 30);
+                           std::size_t mostBytes = std::size_t{256} << 20);
 
 /// Writes `text` to a new file of mode 0600 in the same folder and renames it to `path`. Who reads
 /// meanwhile sees the old file or the new one, and of two programs that replace it at once one

@@ -1,6 +1,8 @@
 #include "socket/DatagramSocket.h"
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <utility>
 
 #include "platform/ErrorNumbers.h"
@@ -9,6 +11,7 @@ namespace netro {
 namespace {
 
 constexpr std::size_t kLargestDatagram = 128'000;
+constexpr auto kLoopback = std::bit_cast<std::int32_t>(std::array<std::uint8_t, 4>{127, 0, 0, 1});
 
 }  // namespace
 
@@ -20,6 +23,7 @@ DatagramSocket::~DatagramSocket() {
 
 std::int32_t DatagramSocket::Open(const Options& options, const SocketAddress& target) {
   target_ = target;
+  if (target_.ip == 0) target_.ip = kLoopback;  // where the system sends it, and replies come from
   room_ = std::make_unique_for_overwrite<std::uint8_t[]>(kLargestDatagram);
   std::int32_t error = CreateSocket(SocketKind::Datagram, handle_);
   if (error == 0 && options.reuseAddress) error = SetReuseAddress(handle_);

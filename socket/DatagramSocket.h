@@ -1,6 +1,6 @@
-// A datagram socket with one target, for UDPCls. It keeps the first datagram that arrives, or the
-// first one that is wanted, until it is taken; further ones wait in the system. Owned by its
-// UDPCls, on that one's thread.
+// A datagram socket with one target, for UDPCls and for exchanges. It keeps the first datagram that
+// arrives, or the first one that is wanted, until it is taken; further ones wait in the system. On
+// its owner's thread.
 #pragma once
 
 #include <netro/Types.h>

@@ -1,11 +1,12 @@
 // The host and address helpers of SocketCls.
 #include <netro/SocketCls.h>
 
-#include "platform/Echo.h"
 #include "platform/ErrorNumbers.h"
 #include "platform/HostInfo.h"
+#include "platform/HostsFile.h"
 #include "platform/Sockets.h"
 #include "socket/CallState.h"
+#include "socket/EchoExchange.h"
 #include "socket/HostLookup.h"
 #include "socket/SocketModule.h"
 #include "socket/Wait.h"
@@ -14,7 +15,7 @@ namespace netro {
 namespace {
 
 constexpr std::int32_t kNoAddress = -1;
-constexpr long kEchoSeconds = 1;
+constexpr std::chrono::seconds kEchoTime(1);
 
 }  // namespace
 
@@ -26,7 +27,7 @@ std::vector<std::string> SocketCls::LocalIPs() const {
   return texts;
 }
 
-std::vector<std::string> SocketCls::LocalAliases() const { return ReadHostAliases("localhost"); }
+std::vector<std::string> SocketCls::LocalAliases() const { return HostsFileAliases("localhost"); }
 
 std::int32_t SocketCls::IPToLongAddr(const std::string& IpAddress) const {
   return ParseDotted(IpAddress).value_or(kNoAddress);
@@ -87,11 +88,10 @@ bool SocketCls::IsIPReachable(const std::string& IP) {
   const auto ip = ParseDotted(IP);
   const BusyScope busy(call_);
   if (!ip || busy.Refused()) return false;
-  Echo echo(module_->Notifications());
-  if (echo.Open() != 0 || echo.Send(*ip, {}) != 0) return false;
-  const CancelMark mark(module_, call_);
-  return WaitUntil(mark, SecondsFromNow(kEchoSeconds), [&] { return echo.Answered(); }) ==
-         WaitEnd::Done;
+  EchoExchange exchange(CancelMark(module_, call_));
+  EchoOutcome outcome;
+  return exchange.Open() == 0 && exchange.Ask({*ip}, kEchoTime, outcome) == 0 &&
+         outcome.status == kIpSuccess;
 }
 
 }  // namespace netro

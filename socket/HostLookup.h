@@ -28,7 +28,8 @@ class HostLookup {
   /// servers cannot be read.
   virtual LookupAnswer Lookup(std::string address, std::optional<std::string> servers,
                               const CancelMark& mark, TimePoint deadline) = 0;
-  /// The system's servers that answer an echo. Blocks once, for half a second at most.
+  /// The system's servers that answer an echo. Blocks for half a second at most, and only until the
+  /// list is known.
   virtual const std::string& DefaultServers(const CancelMark& mark) = 0;
 
   virtual void Clear() = 0;

@@ -3,6 +3,7 @@
 #include <netro/ProxySettings.h>
 #include <netro/SocketCls.h>
 
+#include <algorithm>
 #include <iterator>
 #include <utility>
 
@@ -29,7 +30,7 @@ std::int32_t SocketOwner::Connect(SocketCls& socket, const ConnectionPlan& plan,
                                   const CancelMark& mark) {
   const bool direct = plan.socks == SocksKind::None;
   const auto call = socket.call_;
-  const TimePoint deadline = SecondsFromNow(plan.seconds);
+  const TimePoint deadline = std::min(SecondsFromNow(plan.seconds), plan.limit);
   const bool started = socket.ConnectBy(direct ? plan.host : plan.proxyHost,
                                         direct ? plan.port : plan.proxyPort, mark, deadline);
   if (!call->alive) return kErrCancelled;
@@ -60,7 +61,8 @@ std::int32_t SocketOwner::RunProlog(SocketCls& socket, const ConnectionPlan& pla
   target.version5 = plan.socks != SocksKind::Socks4;
   target.offerPassword = plan.socks == SocksKind::Socks5Auth;
   socket.SocksTimeout(plan.seconds);
-  return socket.OpenTunnel(std::move(target), plan.remoteDNS, mark);
+  const std::int32_t error = socket.OpenTunnel(std::move(target), plan.remoteDNS, mark);
+  return error == kErrNoDnsEntries ? kErrHostNotFound : error;
 }
 
 std::int32_t SocketOwner::Send(SocketCls& socket, const std::string& data, const CancelMark& mark) {

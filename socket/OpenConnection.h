@@ -26,6 +26,7 @@ struct ConnectionPlan {
   std::string proxyPassword;
   bool remoteDNS = false;
   std::int32_t seconds = 30;
+  TimePoint limit = TimePoint::max();  // of connecting and waiting together
 };
 
 /// Puts the proxy settings of a protocol class into a plan. False when the type is none of the

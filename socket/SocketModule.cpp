@@ -137,12 +137,22 @@ void SocketModule::Drain(SocketCls& socket) {
 
 void SocketModule::PumpInDrain(SocketCls& socket) {
   if (socket.draining_ || !loop_->MayPumpAside()) return;
-  const auto call = socket.call_;
-  socket.draining_ = true;
-  ++pumpsInDrain_;
+  struct Scope {
+    explicit Scope(SocketModule& of, SocketCls& reader)
+        : module(of), socket(reader), call(reader.call_) {
+      socket.draining_ = true;
+      ++module.pumpsInDrain_;
+    }
+    ~Scope() {  // also when memory runs out inside
+      --module.pumpsInDrain_;
+      if (call->alive) socket.draining_ = false;
+    }
+    SocketModule& module;
+    SocketCls& socket;
+    const std::shared_ptr<CallState> call;
+  };
+  const Scope scope(*this, socket);
   loop_->PumpMessages();
-  --pumpsInDrain_;
-  if (call->alive) socket.draining_ = false;
 }
 
 bool SocketModule::ReceiveOnce(SocketCls& socket, bool& more) {

@@ -1,5 +1,6 @@
 #include "socket/StreamExchange.h"
 
+#include <algorithm>
 #include <new>
 #include <utility>
 
@@ -7,15 +8,14 @@
 
 namespace netro {
 
-std::int32_t StreamExchange::Run(const ConnectionPlan& plan, Silence silence,
-                                 const std::string* dnsURL) {
+std::int32_t StreamExchange::Run(const ConnectionPlan& plan, const std::string* dnsURL) {
   if (dnsURL != nullptr) socket_.DNSURL(*dnsURL);
   socket_.Events(this);
   std::int32_t error = SocketOwner::Connect(socket_, plan, mark_);
   connected_ = error == 0;
   if (error == 0) error = SocketOwner::RunProlog(socket_, plan, mark_);
   if (error == 0) error = Send();
-  if (error == 0) error = Await(plan, silence);
+  if (error == 0) error = Await(plan);
   socket_.Events(nullptr);
   socket_.Disconnect();
   return ended_ ? code_ : error;
@@ -27,12 +27,11 @@ std::int32_t StreamExchange::Send() {
   return request.empty() ? 0 : SocketOwner::Send(socket_, request, mark_);
 }
 
-std::int32_t StreamExchange::Await(const ConnectionPlan& plan, Silence silence) {
+std::int32_t StreamExchange::Await(const ConnectionPlan& plan) {
   for (;;) {
-    const std::uint64_t arrivals = arrivals_;
-    const WaitEnd end = WaitUntil(mark_, SecondsFromNow(plan.seconds), [&] {
-      return ended_ || (silence == Silence::FromArrival && arrivals_ != arrivals);
-    });
+    const std::uint64_t progress = progress_;
+    const WaitEnd end = WaitUntil(mark_, std::min(SecondsFromNow(plan.seconds), plan.limit),
+                                  [&] { return ended_ || progress_ != progress; });
     if (ended_ || end != WaitEnd::Done) return WaitError(end);
     if (mark_.Cancelled()) return kErrCancelled;
   }
@@ -43,7 +42,6 @@ void StreamExchange::End(std::int32_t code) {
 }
 
 void StreamExchange::DataArrival(const Bytes& BinData, const std::string& /*RemoteHostIP*/) {
-  ++arrivals_;
   if (ended_) return;
   try {
     Arrived(BinData);

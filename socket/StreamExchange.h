@@ -17,15 +17,10 @@ class StreamExchange : private SocketClsEvents {
  public:
   explicit StreamExchange(const CancelMark& mark) : mark_(mark) {}
 
-  /// When the wait for the reply begins: once, after the request was sent, or anew with each
-  /// arrival.
-  enum class Silence { FromRequest, FromArrival };
-
   /// Returns what End was given, or the error number of what failed before. Connecting, each reply
   /// of a proxy, and the wait for the reply may take the plan's seconds each. `dnsURL` as SocketCls
   /// has it; null leaves its default.
-  std::int32_t Run(const ConnectionPlan& plan, Silence silence,
-                   const std::string* dnsURL = nullptr);
+  std::int32_t Run(const ConnectionPlan& plan, const std::string* dnsURL = nullptr);
   /// True once the connection was open.
   bool Connected() const { return connected_; }
 
@@ -40,16 +35,18 @@ class StreamExchange : private SocketClsEvents {
   virtual std::int32_t PeerClosed(std::int32_t error) = 0;
   void End(std::int32_t code);
   bool Ended() const { return ended_; }
+  /// The wait for the reply begins anew.
+  void Progress() { ++progress_; }
 
  private:
   std::int32_t Send();
-  std::int32_t Await(const ConnectionPlan& plan, Silence silence);
+  std::int32_t Await(const ConnectionPlan& plan);
   void DataArrival(const Bytes& BinData, const std::string& RemoteHostIP) override;
   void Closed() override;
 
   const CancelMark& mark_;
   SocketCls socket_;
-  std::uint64_t arrivals_ = 0;
+  std::uint64_t progress_ = 0;
   bool connected_ = false;
   bool ended_ = false;
   std::int32_t code_ = 0;

@@ -7,7 +7,6 @@
 
 #include "platform/ErrorNumbers.h"
 #include "socket/CallState.h"
-#include "socket/DatagramExchange.h"
 #include "socket/DatagramSocket.h"
 #include "socket/HostLookup.h"
 #include "socket/SocketErrors.h"
@@ -23,7 +22,7 @@ constexpr std::size_t kLargestChunk = 4096;
 constexpr milliseconds kSendPause(100);
 constexpr long kSendSeconds = 60;
 constexpr std::int32_t kPermissionDenied = 10013;
-constexpr std::int32_t kEverybody = -1;
+constexpr std::int32_t kBroadcast = -1;
 
 std::span<const std::uint8_t> BytesOf(const std::string& text) {
   return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
@@ -123,11 +122,11 @@ const std::string& UDPCls::DNSURL() const {
 std::int32_t UDPCls::Open(const CancelMark& mark) {
   socket_.reset();
   if (port_ < 0 || port_ > 65535) return kErrInvalidArgument;
-  const bool everybody = url_ == "255.255.255.255";
-  if (everybody && !allowBroadcast_) return kPermissionDenied;
+  const bool broadcast = url_ == "255.255.255.255";
+  if (broadcast && !allowBroadcast_) return kPermissionDenied;
   const DatagramSocket::Options options{reuseAddr_, allowBroadcast_};
-  SocketAddress target{kEverybody, port_};
-  if (!everybody) {
+  SocketAddress target{kBroadcast, port_};
+  if (!broadcast) {
     const auto call = call_;
     const LookupAnswer host = ResolveHost(url_, dnsURL_, mark, TimePoint::max());
     if (!call->alive) return kErrCancelled;
@@ -143,26 +142,27 @@ std::int32_t UDPCls::Open(const CancelMark& mark) {
 // The upper bound of the array counts, as it always has: the last byte stays here.
 std::int32_t UDPCls::SendAllButLast(std::span<const std::uint8_t> data, const CancelMark& mark) {
   if (socket_ == nullptr) return kErrNotConnected;
-  return data.size() < 2 ? 0 : Send(data.first(data.size() - 1), mark);
+  return data.empty() ? 0 : Send(data.first(data.size() - 1), mark);
 }
 
 std::int32_t UDPCls::Send(std::span<const std::uint8_t> data, const CancelMark& mark) {
-  for (;;) {
+  const TimePoint deadline = SecondsFromNow(kSendSeconds);
+  while (!data.empty()) {
     const auto chunk = data.first(std::min(data.size(), kLargestChunk));
     std::int32_t error = socket_->Send(chunk);
     if (error == kErrWouldBlock) {
       const auto call = call_;
       const DatagramSocket* socket = socket_.get();
-      error = WaitError(WaitUntil(mark, SecondsFromNow(kSendSeconds),
-                                  [&] { return !call->alive || !socket->SendBlocked(); }));
+      error = WaitError(
+          WaitUntil(mark, deadline, [&] { return !call->alive || !socket->SendBlocked(); }));
       if (mark.Cancelled()) return kErrCancelled;  // also when an event has deleted the object
       if (error == 0) continue;
     }
     if (error != 0) return error;
     data = data.subspan(chunk.size());
     if (const std::int32_t ended = Pause(kSendPause, data.empty(), mark)) return ended;
-    if (data.empty()) return 0;
   }
+  return 0;
 }
 
 std::int32_t UDPCls::Pause(milliseconds time, bool untilReadable, const CancelMark& mark) {
@@ -196,17 +196,6 @@ std::int32_t UDPCls::Query(std::span<const std::uint8_t> data, Bytes& reply,
   if (error == 0) error = Poll(reply, mark);
   if (call->alive) socket_.reset();
   AppendZero(reply, error);
-  return error;
-}
-
-std::int32_t UDPOwner::Query(UDPCls& client, std::span<const std::uint8_t> datagram,
-                             const Filter& wanted, const CancelMark& mark, Bytes& reply) {
-  std::int32_t error = client.Open(mark);
-  if (error != 0) return error;
-  client.socket_->TakeOnly(wanted);
-  error = client.Send(datagram, mark);
-  if (error == 0) error = client.Poll(reply, mark);
-  client.socket_.reset();
   return error;
 }
 

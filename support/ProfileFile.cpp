@@ -86,22 +86,31 @@ void ProfileFile::AddLine(std::string_view text) {
     return;
   }
   Section& section = sections_.back();
-  if (!section.blanks.empty()) {
-    section.lines.emplace_back().text = std::exchange(section.blanks, {});
-  }
+  AddText(section, std::exchange(section.blanks, {}));
   const std::size_t sign = content.find('=');
   const std::string_view key = Trimmed(content.substr(0, sign));
   if (sign == content.npos || !CanHoldKey(key)) {
-    section.lines.emplace_back().text = text;
+    AddText(section, text);
     return;
   }
   const std::string_view value = Trimmed(content.substr(sign + 1));
-  AddEntry(section, {std::string(text), SpanOf(key, text), SpanOf(value, text), {}});
+  AddEntry(section, {std::string(text), SpanOf(key, text), SpanOf(value, text), {}, false});
+}
+
+// Many comments in a row are one piece: they cost what their text costs.
+void ProfileFile::AddText(Section& section, std::string_view text) {
+  if (text.empty()) {
+    return;
+  }
+  if (section.lines.empty() || !section.lines.back().isText) {
+    section.lines.emplace_back().isText = true;
+  }
+  section.lines.back().text += text;
 }
 
 void ProfileFile::AddSection(std::string_view text, Span name) {
   Section& section = sections_.emplace_back();
-  section.header = {std::string(text), name, {}, {}};
+  section.header = {std::string(text), name, {}, {}, false};
   if (byName_.Find(NameOf()(&section)) == nullptr) {
     byName_.Add(&section);
   }
@@ -176,7 +185,7 @@ bool ProfileFile::Set(std::string_view section, std::string_view key, std::strin
   std::string text(key);
   text.append("=").append(value).append(lineEnd_);
   AddEntry(**byName_.Find(section),
-           {std::move(text), {0, key.size()}, {key.size() + 1, value.size()}, {}});
+           {std::move(text), {0, key.size()}, {key.size() + 1, value.size()}, {}, false});
   return true;
 }
 

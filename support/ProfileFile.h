@@ -65,6 +65,7 @@ class ProfileFile {
     Span key;          // of size 0 when the line is no entry, or repeats one
     Span value;
     std::vector<Lines::iterator> repetitions;  // lines below with the same key
+    bool isText = false;                       // lines that are no entries; such pieces may grow
   };
   struct KeyOf {
     std::string_view operator()(Lines::const_iterator line) const { return Part(*line, line->key); }
@@ -87,6 +88,7 @@ class ProfileFile {
   }
   static Span SpanOf(std::string_view part, std::string_view line);
   void AddLine(std::string_view text);
+  static void AddText(Section& section, std::string_view text);
   void AddSection(std::string_view text, Span name);
   static void AddEntry(Section& section, Line entry);
   Line* Find(std::string_view section, std::string_view key) const;

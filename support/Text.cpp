@@ -10,11 +10,6 @@
 namespace netro {
 namespace {
 
-// Another one in each run of a program: who chooses names must not choose which of them collide.
-const std::uint64_t kHashSeed =
-    static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count()) *
-    0x9e3779b97f4a7c15;
-
 char LowerCase(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
 bool IsHostNameCharacter(char c) {
@@ -79,7 +74,11 @@ bool IsHostName(std::string_view text) {
 
 // FNV-1a, 64 bits. Its low bits know only the low bits of the text, so the high ones are added.
 std::size_t HashIgnoreCase(std::string_view text) {
-  std::uint64_t hash = kHashSeed;
+  // Another seed in each run of a program: who chooses names must not choose which of them collide.
+  static const std::uint64_t seed =
+      static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count()) *
+      0x9e3779b97f4a7c15;
+  std::uint64_t hash = seed;
   for (const char c : text) {
     hash = (hash ^ static_cast<std::uint8_t>(LowerCase(c))) * 0x100000001b3;
   }

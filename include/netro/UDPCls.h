@@ -22,7 +22,6 @@ namespace netro {
 class CancelMark;
 class DatagramSocket;
 class SocketModule;
-class UDPOwner;
 struct CallState;
 
 class NETRO_EXPORT UDPCls {
@@ -80,8 +79,6 @@ class NETRO_EXPORT UDPCls {
   std::string TranslateErrorMsg(std::int32_t ErrorNr) const;
 
  private:
-  friend class UDPOwner;
-
   template <class Call>
   auto Run(std::int32_t& lastErr, Call call) -> decltype(call(std::declval<const CancelMark&>()));
   std::int32_t Open(const CancelMark& mark);

@@ -1,116 +1,302 @@
+// Echo requests on Linux.
+//
+// A datagram ICMP socket sends with an identifier that the system chooses, receives the replies to
+// it only, without the IP header, and, with IP_RECVERR, finds ICMP errors in its error queue, which
+// begin with the request that they quote. A raw socket receives every ICMP packet of the host.
+//
+// With either, replies come while requests are still being sent: on loopback within the call. The
+// system's buffer holds a few hundred, so Send reads in between and keeps what it read for the
+// loop.
+//
+// Times are taken from the system's stamps: a reply may lie in the buffer while others are sent.
+// They are wall clock times. Where these contradict the steady clock, somebody has set the clock,
+// and the time of reading counts.
 #include "platform/Echo.h"
 
 #include <netinet/in.h>
 #include <sys/socket.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
+#include <limits>
+#include <optional>
+#include <utility>
 
 #include "platform/ErrorNumbers.h"
 #include "platform/Random.h"
 #include "platform/linux/Descriptor.h"
-#include "support/ByteReader.h"
-#include "support/ByteWriter.h"
+#include "platform/linux/MessageBatch.h"
 
 namespace netro {
 namespace {
 
-constexpr std::uint8_t kEchoReply = 0;
-constexpr std::uint8_t kEchoRequest = 8;
-constexpr int kPacketsPerTurn = 64;    // a raw socket sees every ICMP packet of the host
-constexpr std::size_t kTokenSize = 8;  // random bytes that tell this request from a stranger's
+using std::chrono::steady_clock;
+using std::chrono::system_clock;
 
-// RFC 1071.
-std::uint16_t Checksum(std::span<const std::uint8_t> bytes) {
-  ByteReader reader(bytes);
-  std::uint32_t sum = 0;
-  while (reader.Remaining() >= 2) sum += reader.U16();
-  if (reader.Remaining() == 1) sum += static_cast<std::uint32_t>(reader.U8()) << 8;
-  while (sum > 0xFFFF) sum = (sum & 0xFFFF) + (sum >> 16);
-  return static_cast<std::uint16_t>(~sum & 0xFFFF);
+constexpr std::size_t kMostInFlight = 65'536;  // sequence numbers
+constexpr std::size_t kHeaders = 60 + 8;       // the longest IP header, and that of ICMP
+constexpr std::size_t kSmallestRoom = 2'048;   // holds any error message
+constexpr int kSendsUnread = 64;
+constexpr int kBatchesPerTurn = 32;
+constexpr int kTries = 3;
+constexpr int kBuffer = 4 * 1024 * 1024;  // asked for; the system gives what it may
+
+// From <linux/icmp.h>, which does not go together with the C library's headers.
+constexpr int kIcmpFilter = 1;
+constexpr std::uint32_t kFilteredOut =
+    ~((1U << 0) | (1U << 3) | (1U << 4) | (1U << 11) | (1U << 12));
+
+void SetOption(int handle, int level, int option, int value) {
+  setsockopt(handle, level, option, &value, sizeof value);
 }
 
-Bytes Request(std::uint16_t identifier, std::uint16_t sequence, const Bytes& data) {
-  const auto compose = [&](std::uint16_t checksum) {
-    ByteWriter out;
-    out.U8(kEchoRequest);
-    out.U8(0);
-    out.U16(checksum);
-    out.U16(identifier);
-    out.U16(sequence);
-    out.Append(data);
-    return out.Take();
-  };
-  return compose(Checksum(compose(0)));
+// The data of a request: its token, again and again.
+std::uint8_t DataByte(std::uint64_t token, std::size_t index) {
+  return static_cast<std::uint8_t>(token >> (8 * (index % 8)) & 0xFF);
+}
+
+std::uint16_t Sequence(std::int32_t number) { return static_cast<std::uint16_t>(number & 0xFFFF); }
+
+std::size_t DataSize(const EchoRequest& request) {
+  return static_cast<std::size_t>(std::max(request.size, 0));
+}
+
+std::chrono::nanoseconds RoundTrip(steady_clock::time_point sent, system_clock::time_point wallSent,
+                                   system_clock::time_point wallArrived) {
+  const std::chrono::nanoseconds elapsed = steady_clock::now() - sent;
+  const std::chrono::nanoseconds stamped = wallArrived - wallSent;
+  return stamped.count() >= 0 && stamped <= elapsed ? stamped : elapsed;
+}
+
+// What a datagram socket receives.
+std::optional<IcmpAnswer> ReadReply(const BatchMessage& message) {
+  auto answer = ReadEchoReply(message.bytes);
+  if (!answer) return std::nullopt;
+  answer->from = answer->destination = message.address;
+  answer->ttl = message.ttl;
+  return answer;
+}
+
+std::optional<IcmpAnswer> ReadError(const BatchMessage& message) {
+  if (!message.isIcmpError) return std::nullopt;
+  const auto status = IcmpErrorStatus(message.error.type, message.error.code);
+  auto answer = status ? ReadQuotedRequest(message.bytes) : std::nullopt;
+  if (!answer) return std::nullopt;
+  answer->status = *status;
+  answer->from = message.error.from;
+  answer->destination = message.address;
+  answer->ttl = message.ttl;
+  return answer;
 }
 
 }  // namespace
 
+std::int32_t EchoSendStatus(std::int32_t error) {
+  switch (error) {
+    case 0:
+      return kIpSuccess;
+    case 10040:  // message too long
+      return kIpTooBig;
+    case 10050:  // network down, network unreachable
+    case 10051:
+      return kIpNoNetwork;
+    case 10064:  // host down, no route to host
+    case 10065:
+      return kIpNoHost;
+    case 10055:  // no buffers
+      return kIpNoResources;
+    default:
+      return kIpGeneralFailure;
+  }
+}
+
+Echo::Echo(Notifier& notifier, Answered answered)
+    : notifier_(notifier), answered_(std::move(answered)) {}
+
 Echo::~Echo() {
+  *alive_ = false;
   if (handle_ == 0) return;
   notifier_.Unwatch(handle_);
   CloseSocket(handle_);
 }
 
 std::int32_t Echo::Open() {
+  if (handle_ != 0) return 0;
   constexpr int kFlags = SOCK_NONBLOCK | SOCK_CLOEXEC;
+  EchoSocket kind = EchoSocket::Datagram;
   int made = AwayFromZero(socket(AF_INET, SOCK_DGRAM | kFlags, IPPROTO_ICMP));
-  raw_ = made < 0;
-  if (raw_) made = AwayFromZero(socket(AF_INET, SOCK_RAW | kFlags, IPPROTO_ICMP));
+  if (made < 0) {
+    kind = EchoSocket::Raw;
+    made = AwayFromZero(socket(AF_INET, SOCK_RAW | kFlags, IPPROTO_ICMP));
+  }
   if (made < 0) return SocketErrorNumber(errno);
+  if (const std::int32_t error = notifier_.Watch(made, SocketKind::Datagram, *this)) {
+    CloseSocket(made);
+    return error;
+  }
   handle_ = made;
-  const std::int32_t error = notifier_.Watch(handle_, SocketKind::Datagram, *this);
-  notifier_.SetAwaited(handle_);
+  kind_ = kind;
+  MessageBatch::Prepare(handle_, kind_ == EchoSocket::Datagram);
+  SetOption(handle_, SOL_SOCKET, SO_RCVBUF, kBuffer);
+  SetOption(handle_, SOL_SOCKET, SO_SNDBUF, kBuffer);
+  if (kind_ == EchoSocket::Raw) {
+    SetOption(handle_, SOL_RAW, kIcmpFilter, static_cast<int>(kFilteredOut));
+  }
+  identifier_ = static_cast<std::uint16_t>(RandomNumber());
+  secret_ = static_cast<std::uint64_t>(RandomNumber()) << 32 | RandomNumber();
+  batch_ = std::make_unique<MessageBatch>();
+  batch_->Reserve(kSmallestRoom);
+  return 0;
+}
+
+Echo::Flight* Echo::Find(std::int32_t number) {
+  const auto found = flights_.find(Sequence(number));
+  return found != flights_.end() && found->second.number == number ? &found->second : nullptr;
+}
+
+bool Echo::ChooseNumber() {
+  if (flights_.size() >= kMostInFlight || waiting_.size() >= kMostInFlight) return false;
+  do {
+    const bool wrap = lastNumber_ == std::numeric_limits<std::int32_t>::max();
+    lastNumber_ = wrap ? 1 : lastNumber_ + 1;
+  } while (flights_.contains(Sequence(lastNumber_)));
+  return true;
+}
+
+std::int32_t Echo::Send(const EchoRequest& request, std::int32_t& number) {
+  number = 0;
+  if (handle_ == 0 || !ChooseNumber()) return kIpNoResources;
+  number = lastNumber_;
+  if (DataSize(request) > kLargestEcho) return kIpTooBig;
+  Flight& flight = flights_[Sequence(number)];
+  flight = {number, request, {}, {}};
+  const std::int32_t error = waiting_.empty() ? Transmit(flight) : kErrWouldBlock;
+  if (error == kErrWouldBlock) {
+    waiting_.push_back(number);
+  } else if (error != 0) {
+    flights_.erase(Sequence(number));
+    return EchoSendStatus(error);
+  }
+  if (++unread_ >= kSendsUnread) {
+    ReadAll();
+    if (!arrivals_.empty()) DeliverLater();
+  }
+  return 0;
+}
+
+void Echo::Forget(std::int32_t number) {
+  if (Find(number) != nullptr) flights_.erase(Sequence(number));
+}
+
+std::int32_t Echo::SetTtl(std::int32_t ttl) {
+  if (ttl == ttl_) return 0;
+  const int value = ttl == 0 ? -1 : ttl;
+  if (setsockopt(handle_, IPPROTO_IP, IP_TTL, &value, sizeof value) != 0) {
+    return SocketErrorNumber(errno);
+  }
+  ttl_ = ttl;
+  return 0;
+}
+
+std::int32_t Echo::Transmit(Flight& flight) {
+  const EchoRequest& request = flight.request;
+  batch_->Reserve(DataSize(request) + kHeaders);
+  if (const std::int32_t refused = SetTtl(request.ttl)) return refused;
+  Bytes data(DataSize(request));
+  const std::uint64_t token = secret_ ^ static_cast<std::uint64_t>(flight.number);
+  for (std::size_t i = 0; i < data.size(); ++i) data[i] = DataByte(token, i);
+  const Bytes packet = ComposeEchoRequest(identifier_, Sequence(flight.number), data);
+  const SocketAddress to{request.ip, 0};
+  std::int32_t error = 0;
+  // The error of an earlier request is told once by whichever call comes next.
+  for (int tries = 0; tries < kTries; ++tries) {
+    flight.wallSent = system_clock::now();
+    flight.sent = steady_clock::now();
+    if (notifier_.Send(handle_, packet, error, &to) >= 0 || error == kErrWouldBlock) break;
+  }
   return error;
 }
 
-std::int32_t Echo::Send(std::int32_t ip, std::span<const std::uint8_t> data) {
-  ip_ = ip;
-  identifier_ = static_cast<std::uint16_t>(RandomNumber());
-  ++sequence_;
-  answered_ = false;
-  data_.assign(data.begin(), data.end());
-  for (std::size_t i = 0; i < kTokenSize; ++i)
-    data_.push_back(static_cast<std::uint8_t>(RandomNumber()));
-  const Bytes packet = Request(identifier_, sequence_, data_);
-  const sockaddr_in to = ToSystem({ip, 0});
-  const auto sent = sendto(handle_, packet.data(), packet.size(), MSG_NOSIGNAL,
-                           reinterpret_cast<const sockaddr*>(&to), sizeof to);
-  return sent < 0 ? SocketErrorNumber(errno) : 0;
+// The system has room again.
+void Echo::SendWaiting() {
+  for (; !waiting_.empty(); waiting_.pop_front()) {
+    Flight* flight = Find(waiting_.front());
+    if (flight == nullptr) continue;  // forgotten
+    const std::int32_t error = Transmit(*flight);
+    if (error == kErrWouldBlock) return;
+    if (error != 0) arrivals_.push_back({flight->number, {EchoSendStatus(error), 0, {}, 0}});
+  }
 }
 
-void Echo::OnSocket(std::int32_t handle, SocketEvent event, std::int32_t /*error*/) {
-  if (event != SocketEvent::Read) return;
-  std::array<std::uint8_t, 65536> room;
-  std::int32_t error = 0;
-  SocketAddress from;
-  for (int packets = 0; packets < kPacketsPerTurn; ++packets) {
-    const auto got = notifier_.Receive(handle, room, error, &from);
-    if (got < 0 && error == kErrWouldBlock) return;
-    if (got <= 0) continue;  // an error told by ICMP is taken off the socket; go on
-    const std::span packet(room.data(), static_cast<std::size_t>(got));
-    answered_ = answered_ || (from.ip == ip_ && IsReply(packet));
-  }
-  notifier_.Renew(handle);
+void Echo::OnSocket(std::int32_t /*handle*/, SocketEvent event, std::int32_t /*error*/) {
+  if (event == SocketEvent::Write) SendWaiting();
+  if (!ReadAll()) notifier_.Renew(handle_);
+  Deliver();
 }
 
-bool Echo::IsReply(std::span<const std::uint8_t> packet) const {
-  ByteReader reader(packet);
-  if (raw_) {  // the IP header comes first; its length is in words
-    const std::size_t header = 4U * (reader.U8() & 0x0F);
-    if (header < 20) return false;
-    reader.Skip(header - 1);
+// False when there may be more.
+bool Echo::ReadAll() {
+  unread_ = 0;
+  for (int turn = 0; turn < kBatchesPerTurn; ++turn) {
+    const bool moreErrors = kind_ == EchoSocket::Datagram && ReadBatch(true);
+    if (!ReadBatch(false) && !moreErrors) return true;
   }
-  const std::uint8_t type = reader.U8();
-  reader.Skip(3);
-  const std::uint16_t identifier = reader.U16();
-  const std::uint16_t sequence = reader.U16();
-  const auto data = reader.Take(reader.Remaining());
+  return false;
+}
+
+// False when nothing is left: what comes after a batch that is not full is notified anew.
+bool Echo::ReadBatch(bool errors) {
+  const int count = batch_->Receive(handle_, errors);
+  if (count < 0) return errno != EAGAIN;
+  for (std::size_t i = 0; i < static_cast<std::size_t>(count); ++i) {
+    const BatchMessage message = (*batch_)[i];
+    const auto answer = kind_ == EchoSocket::Raw ? ReadIcmpPacket(message.bytes)
+                        : errors                 ? ReadError(message)
+                                                 : ReadReply(message);
+    if (answer) Take(*answer, message.arrived);
+  }
+  return static_cast<std::size_t>(count) == MessageBatch::kMost;
+}
+
+void Echo::Take(const IcmpAnswer& answer, system_clock::time_point arrived) {
+  const auto found = flights_.find(answer.sequence);
+  if (found == flights_.end() || !Matches(found->second, answer)) return;
+  const Flight& flight = found->second;
+  const auto time = RoundTrip(flight.sent, flight.wallSent, arrived);
+  arrivals_.push_back({flight.number, {answer.status, answer.from, time, answer.ttl}});
+}
+
+bool Echo::Matches(const Flight& flight, const IcmpAnswer& answer) const {
+  if (answer.destination != flight.request.ip) return false;
   // The system gives a datagram socket an identifier of its own and delivers by it.
-  const bool mine = !raw_ || identifier == identifier_;
-  return reader.Ok() && type == kEchoReply && mine && sequence == sequence_ &&
-         std::ranges::equal(data, data_);
+  if (kind_ == EchoSocket::Raw && answer.identifier != identifier_) return false;
+  if (answer.status != kIpSuccess) return true;
+  if (answer.data.size() != DataSize(flight.request)) return false;
+  const std::uint64_t token = secret_ ^ static_cast<std::uint64_t>(flight.number);
+  for (std::size_t i = 0; i < answer.data.size(); ++i) {
+    if (answer.data[i] != DataByte(token, i)) return false;
+  }
+  return true;
+}
+
+void Echo::Deliver() {
+  // Both outlive a deletion inside the call.
+  const auto alive = alive_;
+  const Answered answered = answered_;
+  while (*alive && !arrivals_.empty()) {
+    const Arrival arrival = arrivals_.front();
+    arrivals_.pop_front();
+    if (Find(arrival.number) == nullptr) continue;  // forgotten, or answered twice
+    flights_.erase(Sequence(arrival.number));
+    // What is left goes back to the queue first: the function called may wait for it.
+    if (!arrivals_.empty()) notifier_.Renew(handle_);
+    answered(arrival.number, arrival.outcome);
+  }
+}
+
+void Echo::DeliverLater() {
+  notifier_.Renew(handle_);
+  notifier_.Wake();
 }
 
 }  // namespace netro

@@ -3,7 +3,7 @@
 #include <pthread.h>
 
 #include <csignal>
-#include <system_error>
+#include <exception>
 #include <thread>
 #include <utility>
 
@@ -17,7 +17,7 @@ bool RunOnHelperThread(std::function<void()> work) {
   bool started = true;
   try {
     std::thread(std::move(work)).detach();
-  } catch (const std::system_error&) {
+  } catch (const std::exception&) {  // no thread, or no memory
     started = false;
   }
   pthread_sigmask(SIG_SETMASK, &before, nullptr);

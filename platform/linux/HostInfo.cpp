@@ -18,6 +18,8 @@
 namespace netro {
 namespace {
 
+constexpr std::size_t kTableSpace = 16'384;  // for an entry of the system's tables
+
 std::int32_t DescriptorLimit() {
   rlimit limit{};
   if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return 0;
@@ -62,20 +64,6 @@ std::vector<std::int32_t> ReadHostAddresses() {
   std::stable_partition(addresses.begin(), addresses.end(),
                         [](std::int32_t ip) { return !IsLoopback(ip); });
   return addresses;
-}
-
-std::vector<std::string> ReadHostAliases(const std::string& name) {
-  std::vector<std::string> aliases;
-  std::vector<char> space(16384);
-  hostent entry{};
-  hostent* found = nullptr;
-  int error = 0;
-  if (gethostbyname_r(name.c_str(), &entry, space.data(), space.size(), &found, &error) != 0 ||
-      found == nullptr) {
-    return aliases;
-  }
-  for (char** alias = found->h_aliases; *alias != nullptr; ++alias) aliases.emplace_back(*alias);
-  return aliases;
 }
 
 std::optional<std::int32_t> ResolveName(const std::string& name) {

@@ -1,5 +1,7 @@
 #include "platform/HostsFile.h"
 
+#include <algorithm>
+
 #include "platform/Sockets.h"
 #include "platform/SystemFiles.h"
 #include "platform/WholeFile.h"
@@ -67,6 +69,25 @@ std::string FindHostName(std::string_view hosts, std::int32_t ip) {
     if (!name.empty()) return std::string(name);
   }
   return {};
+}
+
+std::vector<std::string> FindHostAliases(std::string_view hosts, std::string_view name) {
+  std::vector<std::string> aliases;
+  while (!hosts.empty()) {
+    std::string_view line = TakeEntry(hosts);
+    if (!ParseFullDotted(TakeWord(line)) || !HoldsName(line, name)) continue;
+    for (auto word = TakeWord(line); !word.empty(); word = TakeWord(line)) {
+      const auto same = [&](const std::string& alias) { return EqualsIgnoreCase(alias, word); };
+      if (!EqualsIgnoreCase(word, name) && std::ranges::none_of(aliases, same)) {
+        aliases.emplace_back(word);
+      }
+    }
+  }
+  return aliases;
+}
+
+std::vector<std::string> HostsFileAliases(std::string_view name) {
+  return FindHostAliases(ReadHostsFile(), name);
 }
 
 std::optional<std::int32_t> HostsFileAddress(std::string_view name) {

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstdlib>
+#include <exception>
 #include <span>
 
 #include "platform/ErrorNumbers.h"
@@ -67,10 +68,14 @@ std::int32_t ReadWholeFile(const std::string& path, std::string& text, std::size
   // Non-blocking, since opening a pipe would wait for its writer.
   const int descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
   if (descriptor < 0) return FileErrorNumber(errno);
-  const int error = ReadRegularFile(descriptor, text, mostBytes);
+  int error = ENOMEM;
+  try {
+    error = ReadRegularFile(descriptor, text, mostBytes);
+  } catch (const std::exception&) {  // not enough memory for it
+  }
   close(descriptor);
   if (error == 0) return 0;
-  text.clear();
+  text = {};
   return FileErrorNumber(error);
 }
 

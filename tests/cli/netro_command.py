@@ -5,6 +5,8 @@ Its path is the first argument of the test program."""
 import os
 import pty
 import select
+import signal
+import socket
 import subprocess
 import sys
 
@@ -45,3 +47,30 @@ class Terminal:
 
 def run(*arguments, **options):
     return subprocess.run([NETRO, *arguments], capture_output=True, timeout=LIMIT, **options)
+
+
+def bytes_for_proxy(proxy, kind, *arguments):
+    """Runs the command through a proxy at which nobody answers; returns status and what it got.
+
+    proxy is what stands before the address, as "socks5://user@", kind a value of --proxy-type."""
+    with socket.create_server(("127.0.0.1", 0)) as listener:
+        scheme, _, user = proxy.rpartition("://")
+        address = f"{user}127.0.0.1:{listener.getsockname()[1]}"
+        options = ["--proxy", f"{scheme}://{address}" if scheme else address]
+        options += ["--proxy-type", kind] if kind else []
+        with subprocess.Popen([NETRO, *arguments, *options], stderr=subprocess.PIPE) as process:
+            with listener.accept()[0] as connection:
+                received = connection.recv(65536)
+            process.communicate(timeout=LIMIT)
+    return process.returncode, received
+
+
+def interrupt(asked, *arguments):
+    """Sends Ctrl-C once the event asked is set; returns status and standard error."""
+    with subprocess.Popen([NETRO, *arguments], stdout=subprocess.DEVNULL,
+                          stderr=subprocess.PIPE) as process:
+        if not asked.wait(LIMIT):
+            process.kill()
+        process.send_signal(signal.SIGINT)
+        text = process.communicate(timeout=LIMIT)[1]
+    return process.returncode, text

@@ -14,6 +14,7 @@
 #include <condition_variable>
 #include <cstddef>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -75,5 +76,9 @@ class DatagramServer {
   int stopWrite_ = -1;
   std::thread thread_;
 };
+
+/// A server on this port of an address of 127.0.0.0/8 that is nobody else's: the first free one
+/// behind one that the process number chooses. None where the port may not be had.
+std::unique_ptr<DatagramServer> ServeOnOwnAddress(const DatagramServer::Answer& answer, int port);
 
 }  // namespace netro::peers

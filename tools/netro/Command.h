@@ -34,6 +34,8 @@ struct Command {
 
 CommandRun SetUpDns(CLI::App& options);
 CommandRun SetUpGet(CLI::App& options);
+CommandRun SetUpTime(CLI::App& options);
 CommandRun SetUpTour(CLI::App& options);
+CommandRun SetUpWhoIs(CLI::App& options);
 
 }  // namespace netro::tool

@@ -7,6 +7,7 @@
 #include <CLI/CLI.hpp>
 
 #include "tools/netro/Command.h"
+#include "tools/netro/ConnectionOptions.h"
 #include "tools/netro/HostAndPort.h"
 #include "tools/netro/RecordTypes.h"
 #include "tools/netro/ZoneText.h"
@@ -113,32 +114,10 @@ std::string ReadReverseName(const std::string& address) {
   return name + "ip6.arpa";
 }
 
-void ReadSocksProxy(const DnsOptions& options, DnsRequest& request) {
-  const bool bare = !options.proxy.empty() && options.proxy.find("://") == options.proxy.npos;
-  request.proxy = ReadProxy((bare ? "socks5://" : "") + options.proxy, options.proxyType);
-  switch (request.proxy.type) {
-    case NoProxy:
-      return;
-    case ProxySocks4:
-      request.proxyType = DNSProxySocks4;
-      break;
-    case ProxySocks5NoAuth:
-      request.proxyType = DNSProxySocks5NoAuth;
-      break;
-    case ProxySocks5Auth:
-      request.proxyType = DNSProxySocks5Auth;
-      break;
-    default:
-      throw UsageError("--proxy: only a SOCKS proxy can be used");
-  }
-  request.tcp = true;
-}
-
 std::int32_t ReadTimeout(const DnsOptions& options, bool zone) {
   const std::int32_t seconds = options.timeout.value_or(zone ? 0 : kDefaultTimeout);
-  if (options.timeout && (seconds < 1 || seconds > kLongestTimeout)) {
-    throw UsageError("--timeout: 1 to " + std::to_string(kLongestTimeout) +
-                     " seconds are possible");
+  if (options.timeout) {
+    CheckTimeout(seconds, kLongestTimeout);
   }
   return seconds;
 }
@@ -164,8 +143,9 @@ DnsRequest ReadDnsRequest(const DnsOptions& options) {
   if (!options.server.empty()) {
     ReadHostAndPort("--server", options.server, request.server, request.port);
   }
-  request.tcp = options.tcp || request.zone;
-  ReadSocksProxy(options, request);
+  request.proxy = ReadSocksProxy(options.proxy, options.proxyType);
+  request.proxyType = static_cast<DNSProxyTypeEnum>(SocksNumber(request.proxy.type));
+  request.tcp = options.tcp || request.zone || request.proxyType != NoDNSProxy;
   request.recursion = !options.noRecursion;
   request.timeout = ReadTimeout(options, request.zone);
   return request;

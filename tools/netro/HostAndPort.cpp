@@ -2,6 +2,7 @@
 
 #include "tools/netro/HostAndPort.h"
 
+#include <algorithm>
 #include <charconv>
 
 #include "tools/netro/Command.h"
@@ -16,6 +17,17 @@ std::int32_t ReadPort(const std::string& option, std::string_view text) {
     throw UsageError(option + ": \"" + std::string(text) + "\" is no port number");
   }
   return port;
+}
+
+bool IsHostCharacter(char c) {
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' ||
+         c == '_';
+}
+
+bool IsLabel(std::string_view label) {
+  constexpr std::size_t kLongestLabel = 63;
+  return !label.empty() && label.size() <= kLongestLabel && !label.starts_with('-') &&
+         std::ranges::all_of(label, IsHostCharacter);
 }
 
 }  // namespace
@@ -33,6 +45,21 @@ void ReadHostAndPort(const std::string& option, std::string_view text, std::stri
   if (host.empty()) {
     throw UsageError(option + ": the host is missing");
   }
+}
+
+bool IsHostName(std::string_view host) {
+  constexpr std::size_t kLongestHost = 253;
+  host.remove_suffix(host.ends_with('.') ? 1 : 0);
+  if (host.size() > kLongestHost) {
+    return false;
+  }
+  for (std::size_t dot = host.find('.'); dot != host.npos; dot = host.find('.')) {
+    if (!IsLabel(host.substr(0, dot))) {
+      return false;
+    }
+    host.remove_prefix(dot + 1);
+  }
+  return IsLabel(host);
 }
 
 }  // namespace netro::tool

@@ -12,4 +12,7 @@ namespace netro::tool {
 void ReadHostAndPort(const std::string& option, std::string_view text, std::string& host,
                      std::int32_t& port);
 
+/// True for what can be a host name or a dotted address: labels of letters, digits, "-" and "_".
+bool IsHostName(std::string_view host);
+
 }  // namespace netro::tool

@@ -23,6 +23,8 @@ constexpr Command kCommands[] = {
     {"tour", "Watch every class at work on this computer; needs no network", SetUpTour},
     {"get", "Fetch a URL over HTTP, directly or through a proxy", SetUpGet},
     {"dns", "Ask a DNS server for records of any type, or for a whole zone", SetUpDns},
+    {"time", "Ask a time server what time it is", SetUpTime},
+    {"whois", "Ask a WHOIS server about a name", SetUpWhoIs},
 };
 
 constexpr std::string_view kFooter =

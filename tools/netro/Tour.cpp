@@ -25,6 +25,13 @@ constexpr Section kSections[] = {
      TourHttp},
     {"Names (QueryDNSCLS, FindDNSCLS, the lookup cache)",
      "Questions over UDP and TCP, and lookups that every class shares.", TourDns},
+    {"Time (QueryTimeCLS)",
+     "SNTP has port 123 to itself, where no ordinary program may listen; so the server is asked "
+     "by\n"
+     "the time protocol, and a reply of SNTP is known by its length. Its clock is an hour fast.",
+     TourTime},
+    {"WHOIS (WhoIsCls)", "One line asks; everything until the server closes is the answer.",
+     TourWhoIs},
 };
 
 int RunTour(bool json) {

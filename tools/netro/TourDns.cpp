@@ -5,12 +5,12 @@
 #include <netro/QueryDNSCLS.h>
 #include <netro/SocketCls.h>
 
-#include <chrono>
 #include <cstdint>
 #include <string>
 #include <string_view>
 
 #include "tools/netro/RecordTypes.h"
+#include "tools/netro/Stopwatch.h"
 #include "tools/netro/TourDnsServer.h"
 #include "tools/netro/TourSections.h"
 #include "tools/netro/ZoneRecord.h"
@@ -38,16 +38,6 @@ constexpr DnsStep kSteps[] = {
     {"A name that does not exist", "lamp.agrabah.tour", TYPE_A, false, 59, 0, ""},
     {"A whole zone, in two messages", "agrabah.tour", TYPE_AXFR, true, 0, 5,
      "ns.agrabah.tour. genie.agrabah.tour. 1 3600 900 86400 300"},
-};
-
-class Stopwatch {
- public:
-  double Seconds() const {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin_).count();
-  }
-
- private:
-  const std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
 };
 
 std::string OutcomeText(const QueryDNSCLS& query) {

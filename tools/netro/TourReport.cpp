@@ -41,6 +41,9 @@ std::vector<std::string> LinesOf(std::string_view text) {
 /// The lines under which a message is shown: text as such, a binary body by its size, other bytes
 /// in hexadecimal with their meaning.
 std::vector<std::string> LinesOf(const TourMessage& message) {
+  if (message.bytes.empty()) {
+    return {"(" + message.meaning + ")"};
+  }
   if (!message.meaning.empty()) {
     const bool all = message.bytes.size() <= kMostHexBytes;
     return {Hex(message.bytes.substr(0, kMostHexBytes)) + (all ? "" : " ..."),

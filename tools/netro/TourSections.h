@@ -8,5 +8,7 @@ namespace netro::tool {
 void TourSockets(TourReport& report);
 void TourHttp(TourReport& report);
 void TourDns(TourReport& report);
+void TourTime(TourReport& report);
+void TourWhoIs(TourReport& report);
 
 }  // namespace netro::tool

@@ -25,7 +25,7 @@ class TourPeer : public SocketClsEvents {
   /// `server` is the name under which the journal shows the connection.
   TourPeer(std::string server, TourJournal& journal);
 
-  void Accept(std::int32_t requestId);
+  virtual void Accept(std::int32_t requestId);
 
  protected:
   /// More bytes stand at the end of input_; take what is understood off its front.

@@ -1,0 +1,60 @@
+// Takes datagrams off a socket, many in one call, with what the system tells about each: where it
+// came from, its TTL, when it arrived, and the ICMP error that an error queue holds. Owned by
+// whoever reads the socket; thread: one.
+#pragma once
+
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+#include <array>
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <span>
+
+namespace netro {
+
+struct IcmpError {
+  std::uint8_t type = 0;
+  std::uint8_t code = 0;
+  std::int32_t from = 0;
+};
+
+struct BatchMessage {
+  std::span<const std::uint8_t> bytes;
+  std::int32_t address = 0;  // the sender; of an error where the datagram had been sent
+  std::int32_t ttl = 0;
+  std::chrono::system_clock::time_point arrived;  // zero when the system does not tell
+  bool isIcmpError = false;
+  IcmpError error;
+};
+
+class MessageBatch {
+ public:
+  static constexpr std::size_t kMost = 32;
+
+  /// Has the system tell what a batch takes down.
+  static void Prepare(int handle, bool errorQueue);
+
+  /// Room for datagrams of this size, and what is longer is cut. It never shrinks.
+  void Reserve(std::size_t size);
+
+  /// Takes what is there, from the error queue or the other. Returns the number of messages, or -1
+  /// with errno. They live until the next call.
+  int Receive(int handle, bool errorQueue);
+  BatchMessage operator[](std::size_t index) const;
+
+ private:
+  struct Slot {
+    sockaddr_in name;
+    iovec bytes;
+    alignas(cmsghdr) std::array<std::uint8_t, 192> control;
+  };
+
+  std::size_t size_ = 0;
+  std::unique_ptr<std::uint8_t[]> room_;
+  std::array<Slot, kMost> slots_;
+  std::array<mmsghdr, kMost> headers_;
+};
+
+}  // namespace netro

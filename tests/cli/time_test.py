@@ -1,0 +1,361 @@
+#!/usr/bin/env python3
+"""Runs "netro time" against a server of its own: what is sent, what is printed, exit statuses.
+
+Usage: time_test.py PATH_OF_NETRO [unittest arguments]
+"""
+
+import datetime
+import json
+import os
+import re
+import socket
+import struct
+import sys
+import time
+import unittest
+
+from dns_server import A, PTR, DnsServer, Reply, name, record
+from netro_command import NETRO, Terminal, bytes_for_proxy, interrupt, run
+from time_server import TimeServer, sntp_reply, sntp_server, stamp, time_reply
+
+PRINTABLE = re.compile(rb"[\n -~]*")
+
+
+def seconds_of(text):
+    return datetime.datetime(*map(int, re.split("[- :]", text)),
+                             tzinfo=datetime.timezone.utc).timestamp()
+
+
+class TimeTestCase(unittest.TestCase):
+    def time(self, *arguments, status=0, stderr=None, **options):
+        done = run("time", *arguments, **options)
+        self.assertEqual(done.returncode, status, (arguments, done))
+        self.assertIsNotNone(PRINTABLE.fullmatch(done.stdout), done.stdout)
+        self.assertIsNotNone(PRINTABLE.fullmatch(done.stderr), done.stderr)
+        if stderr is None:
+            self.assertEqual(done.stderr, b"", arguments)
+        else:
+            self.assertIn(stderr, done.stderr, arguments)
+        return done.stdout.decode()
+
+    def json(self, *arguments, **expected):
+        return json.loads(self.time("--json", *arguments, **expected))
+
+    def lines(self, *arguments, **expected):
+        """The printed lines by their label."""
+        lines = self.time(*arguments, **expected).splitlines()
+        return {line[:17].rstrip(): line[17:] for line in lines}
+
+
+class TimeProtocolTest(TimeTestCase):
+    """On a port of its own, where the question is that of the time protocol."""
+
+    def setUp(self):
+        self.server = TimeServer()
+        self.addCleanup(self.server.close)
+        self.address = self.server.address
+
+    def test_times(self):
+        """Whole seconds since 1900, and since 2036 for what would lie before 1968."""
+        for moment in ("1968-01-20 03:14:08", "1999-12-31 23:59:59", "2000-01-01 00:00:00",
+                       "2026-02-28 23:59:59", "2028-02-29 00:00:00", "2036-02-07 06:28:15",
+                       "2036-02-07 06:28:17", "2104-01-01 00:00:00"):
+            seconds = seconds_of(moment)
+            for transport in [], ["--tcp"]:
+                self.server.answer = time_reply(seconds)
+                before = time.time()
+                shown = self.lines(self.address, *transport)
+                after = time.time()
+                self.assertEqual(list(shown), ["server", "time", "difference", "round trip"])
+                name = "TCP" if transport else "UDP"
+                self.assertEqual(shown["server"], f"{self.address} over {name}, time protocol")
+                self.assertEqual(shown["time"], moment + ".000 UTC")
+                difference = float(shown["difference"].split(" ")[0])
+                self.assertTrue(before - 1 <= difference + seconds <= after, shown)
+                self.assertRegex(shown["round trip"], r"\A\d\.\d{6} s ")
+        self.assertEqual(set(self.server.questions), {b""})
+
+    def test_difference_is_that_of_the_local_time(self):
+        self.server.answer = lambda question: time_reply(time.time())
+        environment = {**os.environ, "TZ": "XXX-5:30"}
+        difference = float(self.lines(self.address, env=environment)["difference"].split(" ")[0])
+        self.assertAlmostEqual(difference, 5.5 * 3600, delta=2)
+
+    def test_json(self):
+        self.server.answer = time_reply(seconds_of("2026-11-21 10:45:00"))
+        shown = self.json(self.address)
+        self.assertEqual(
+            [shown[key] for key in ("server", "transport", "protocol", "version", "ok", "refusal",
+                                    "reply", "time")],
+            [self.address, "UDP", "time protocol", None, True, None, "time protocol",
+             "2026-11-21T10:45:00.000Z"])
+        self.assertEqual(shown["error"], {"number": 0, "text": ""})
+        self.assertGreater(shown["round_trip"], 0)
+        self.assertGreaterEqual(shown["seconds"], shown["round_trip"])
+        for key in ("offset", "delay", "stratum", "leap", "mode", "reference", "kiss_code",
+                    "precision", "precision_exponent", "precision_seconds", "poll_interval",
+                    "root_delay", "root_delay_seconds", "root_dispersion",
+                    "root_dispersion_seconds"):
+            self.assertIsNone(shown[key], key)
+
+    def test_sntp_reply_from_another_port(self):
+        self.server.answer = lambda question: sntp_reply(question)
+        shown = self.lines(self.address)
+        self.assertEqual(shown["server"],
+                         f"{self.address} over UDP, time protocol, answered by SNTP")
+        self.assertEqual((shown["stratum"], shown["reference"]), ("primary reference", "GPS"))
+        shown = self.json(self.address)
+        self.assertEqual((shown["protocol"], shown["reply"]), ("time protocol", "SNTP"))
+
+    def test_replies_that_are_none(self):
+        for answer, number in ((bytes(4), 100002), (sntp_reply(transmit=bytes(8)), 100000),
+                               (b"", 100003), (b"abc", 100003), (b"abcde", 100003),
+                               (sntp_reply()[:-1], 100003), (sntp_reply() + b"\0", 100003)):
+            self.server.answer = answer
+            with self.subTest(answer):
+                shown = self.json(self.address, status=1, stderr=b"(error %d)" % number)
+                self.assertEqual((shown["ok"], shown["error"]["number"], shown["time"]),
+                                 (False, number, None))
+                self.assertEqual(shown["stratum"] is None, number != 100000)
+        for answer in b"", b"abc":
+            self.server.answer = answer
+            self.assertEqual(self.time(self.address, "--tcp", status=1, stderr=b"100003"), "")
+
+    def test_nobody_there(self):
+        with socket.socket() as taken:  # bound, but nobody listens
+            taken.bind(("127.0.0.1", 0))
+            dead = f"127.0.0.1:{taken.getsockname()[1]}"
+            for arguments in [dead, "--tcp"], [self.address, "-x", dead]:
+                self.assertEqual(self.time(*arguments, status=1, stderr=b"error 10061"), "")
+
+    def test_timeout_names_the_option(self):
+        for transport in [], ["--tcp"]:
+            shown = self.json(self.address, "-t1", *transport, status=1, stderr=b"--timeout")
+            self.assertEqual((shown["error"]["number"], shown["round_trip"], shown["reply"]),
+                             (10002, None, None))
+
+    def test_interrupt_cancels(self):
+        for transport in [], ["--tcp"]:
+            self.server.asked.clear()
+            status, text = interrupt(self.server.asked, "time", self.address, *transport)
+            self.assertEqual(status, 1)
+            self.assertIn(b"9999", text)
+
+    def test_name_of_the_server_is_asked_for_where_the_option_says(self):
+        self.server.answer = time_reply(1e9)
+        names = DnsServer()
+        self.addCleanup(names.close)
+        names.udp["time.test"] = Reply([record("time.test", A, bytes([127, 0, 0, 1]))])
+        for transport in [], ["--tcp"]:
+            self.time("time.test", "--port", str(self.server.port), "--dns", names.address,
+                      *transport)
+        self.time("none.test:37", "--dns", names.address, status=1, stderr=b"error 11001")
+        self.time("time.test:37", "--dns", "127.0.0.1:x", status=1, stderr=b"error 10022")
+        self.assertEqual(len(self.server.questions), 2)
+
+    def test_proxies(self):
+        """The first bytes that each kind of proxy gets; the server's name is left to it."""
+        for proxy, kind, begin in (
+            ("", None, b"\5\1\0"),
+            ("socks5h://u:p@", None, b"\5\2\0\2"),
+            ("u:p@", "socks5-auth", b"\5\2\0\2"),
+            ("socks4://u@", None, b"\4\1\0\x25\x7f\0\0\1u\0"),
+            ("socks4a://u@", None, b"\4\1\0\x25\0\0\0\1u\0time.test\0"),
+            ("u@", "socks4a", b"\4\1\0\x25\0\0\0\1u\0time.test\0"),
+        ):
+            with self.subTest((proxy, kind)):
+                local = "h:" not in proxy and "4a" not in f"{proxy} {kind}"
+                status, received = bytes_for_proxy(
+                    proxy, kind, "time", "127.0.0.1" if local else "time.test", "--time-protocol")
+                self.assertEqual(status, 1)
+                self.assertTrue(received.startswith(begin), received)
+
+    def test_colour_only_on_a_terminal_that_wants_it(self):
+        self.server.answer = time_reply(1e9)
+        for setting, colour in ({}, True), ({"NO_COLOR": "1"}, False), ({"TERM": "dumb"}, False):
+            status, text = Terminal("time", self.address, environment=setting).finish()
+            self.assertEqual((status, b"\x1b[" in text), (0, colour))
+            self.assertIn(b"2001-09-09 01:46:40.000 UTC", text)
+
+    def test_wrong_usage(self):
+        for arguments, text in (
+            ([], b"SERVER"),
+            ([""], b"host"),
+            (["a", "b"], b"b"),
+            (["a:0"], b"port"),
+            (["a:65536"], b"65536"),
+            (["a:b"], b"port"),
+            ([":123"], b"host"),
+            (["[::1]:123"], b"IPv6"),
+            (["a", "--port", "0"], b"port"),
+            (["a", "--port", "65536"], b"65536"),
+            (["a:37", "--port", "37"], b"--port"),
+            (["a:123", "--time-protocol"], b"123"),
+            (["a", "--port", "123", "--time-protocol"], b"123"),
+            (["a", "--version", "2"], b"--version"),
+            (["a", "--version", "x"], b"--version"),
+            (["a", "--version", "4", "--time-protocol"], b"--version"),
+            (["a", "--timeout", "0"], b"timeout"),
+            (["a", "--timeout", "32768"], b"timeout"),
+            (["a", "--timeout", "soon"], b"timeout"),
+            (["a", "--proxy", "http://a:1"], b"SOCKS"),
+            (["a", "--proxy", "a:1", "--proxy-type", "basic"], b"SOCKS"),
+            (["a", "--proxy-type", "socks4"], b"--proxy"),
+        ):
+            with self.subTest(arguments):
+                self.assertEqual(self.time(*arguments, status=2, stderr=text), "")
+
+
+class SntpTest(TimeTestCase):
+    """On port 123, where the question is that of SNTP."""
+
+    def setUp(self):
+        self.server = sntp_server()
+        if self.server is None:
+            self.skipTest("port 123 may not be used here")
+        self.addCleanup(self.server.close)
+        self.host = self.server.host
+
+    def test_question(self):
+        self.server.answer = sntp_reply
+        environment = {**os.environ, "TZ": "XXX-5:30"}
+        for options, first in ([], 27), (["--version", "3"], 27), (["--version", "4"], 35), \
+                (["--tcp"], 27):
+            self.server.questions.clear()
+            before = int(time.time())
+            self.time(self.host, *options, env=environment)
+            question, = self.server.questions
+            self.assertEqual((len(question), question[0]), (48, first))
+            self.assertEqual(question[1:40] + question[44:], bytes(43))
+            sent = struct.unpack(">I", question[40:44])[0] - 2208988800 - 5.5 * 3600
+            self.assertTrue(before <= sent <= time.time(), question)
+
+    def test_whole_reply(self):
+        reply = lambda question: sntp_reply(
+            question, leap=1, poll=10, precision=-6, root_delay=0x18000, root_dispersion=0x400,
+            ahead=-100)
+        self.server.answer = reply
+        for transport in [], ["--tcp"]:
+            shown = self.lines(self.host, *transport)
+            self.assertEqual(list(shown), [
+                "server", "time", "difference", "offset", "delay", "round trip", "stratum", "leap",
+                "mode", "reference", "precision", "poll interval", "root delay",
+                "root dispersion"])
+            name = "TCP" if transport else "UDP"
+            self.assertEqual(shown["server"], f"{self.host}:123 over {name}, SNTP version 3")
+            self.assertRegex(shown["time"], r"\A\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} UTC\Z")
+            offset, _, words = shown["offset"].partition(" s ")
+            self.assertAlmostEqual(float(offset), -100, delta=1)
+            self.assertEqual(words, "(the server's clock is behind this one)")
+            self.assertEqual(list(shown.values())[6:], [
+                "primary reference", "last minute of the day has 61 seconds", "server", "GPS",
+                "2^-6 s = 0.0156 s", "2^10 s = 1.02e+03 s", "1.500000 s", "0.015625 s"])
+
+    def test_json(self):
+        self.server.answer = lambda question: sntp_reply(
+            question, precision=-6, root_delay=0x18000, root_dispersion=0x400, ahead=3600)
+        shown = self.json(self.host, "--version", "4")
+        self.assertEqual(
+            {key: shown[key] for key in list(shown)[:7] + list(shown)[14:] if key != "error"},
+            {"server": self.host + ":123", "transport": "UDP", "protocol": "SNTP", "version": 4,
+             "ok": True, "refusal": None, "stratum": "primary reference", "leap": "no warning",
+             "mode": "server", "reference": "GPS", "kiss_code": None, "precision": 2.0**250,
+             "precision_exponent": -6, "precision_seconds": 2**-6, "poll_interval": 64,
+             "root_delay": 1.5 * 4096, "root_delay_seconds": 1.5, "root_dispersion": 64,
+             "root_dispersion_seconds": 2**-6})
+        self.assertAlmostEqual(shown["offset"], 3600, delta=1)
+        self.assertAlmostEqual(shown["delay"], shown["round_trip"], delta=1e-3)
+
+    def test_fields(self):
+        for fields, key, value in (
+            ({"leap": 0}, "leap", "no warning"),
+            ({"leap": 2}, "leap", "last minute of the day has 59 seconds"),
+            ({"mode": 1}, "mode", "symmetric active"),
+            ({"mode": 2}, "mode", "symmetric passive"),
+            ({"mode": 3}, "mode", "client"),
+            ({"mode": 4}, "mode", "server"),
+            ({"mode": 5}, "mode", "broadcast"),
+            ({"mode": 6}, "mode", "unknown"),
+            ({"stratum": 15}, "stratum", "reserved"),
+            ({"stratum": 255}, "stratum", "reserved"),
+            ({"precision": 0}, "precision_seconds", 1),
+            ({"precision": 1}, "precision_exponent", 1),
+            ({"precision": 127}, "precision_exponent", 127),
+            ({"precision": 128}, "precision_exponent", -128),
+            ({"precision": 128}, "precision", 2.0**128),
+            ({"poll": 0}, "poll_interval", 1),
+            ({"poll": 255}, "poll_interval", 2.0**255),
+            ({"root_delay": 0xFFFF0000}, "root_delay_seconds", -1),
+            ({"root_delay": 0xFFFF0000}, "root_delay", 65535 * 4096),
+            ({"root_dispersion": 0xFFFF0000}, "root_dispersion_seconds", 65535),
+            ({"receive": bytes(8)}, "offset", None),
+            ({"reference": b"\x1b[3m"}, "reference", "[3m"),
+            ({"reference": b"\0\n\x9b\xff"}, "reference", None),
+        ):
+            self.server.answer = lambda question: sntp_reply(question, **fields)
+            with self.subTest(fields):
+                self.assertEqual(self.json(self.host)[key], value)
+                self.time(self.host)
+
+    def test_reference_of_a_secondary_server(self):
+        names = DnsServer()
+        self.addCleanup(names.close)
+        names.udp["1.2.0.192.in-addr.arpa"] = Reply(
+            [record("1.2.0.192.in-addr.arpa", PTR, name("ntp.test"))])
+        address = bytes([192, 0, 2, 1])
+        for stratum in 2, 14:
+            self.server.answer = lambda question: sntp_reply(question, stratum=stratum,
+                                                             reference=address)
+            shown = self.lines(self.host, "--dns", names.address)
+            self.assertEqual((shown["stratum"], shown["reference"]),
+                             ("secondary reference", "192.0.2.1 (ntp.test)"))
+        self.server.answer = lambda question: sntp_reply(
+            question, stratum=2, reference=stamp(seconds_of("2026-11-21 10:45:00"))[:4])
+        self.assertRegex(self.json(self.host, "--version", "4")["reference"],
+                         r"\A2026-11-21.10:45:00")
+
+    def test_server_that_refuses(self):
+        for fields, text in (
+            ({"stratum": 0, "reference": b"RATE"}, b'"RATE" and no time: it is asked too often'),
+            ({"stratum": 0, "reference": b"DENY", "transmit": bytes(8)}, b"error 100000"),
+            ({"stratum": 0, "reference": b"XFOO", "leap": 3}, b'"XFOO" and no time\n'),
+            ({"stratum": 0, "reference": bytes(4), "leap": 3}, b"clock is not set"),
+            ({"leap": 3}, b"clock is not set"),
+        ):
+            self.server.answer = lambda question: sntp_reply(question, **fields)
+            with self.subTest(fields):
+                kiss = fields.get("reference", b"").strip(b"\0").decode()
+                shown = self.lines(self.host, status=1, stderr=text)
+                self.assertEqual(shown.get("kiss code", ""), kiss)
+                shown = self.json(self.host, status=1, stderr=text)
+                self.assertEqual((shown["ok"], shown["kiss_code"] or ""), (False, kiss))
+                self.assertIsNotNone(shown["refusal"])
+                self.assertEqual(shown["error"]["number"], 100000 if "transmit" in fields else 0)
+
+    def test_answer_to_another_question_does_not_count(self):
+        self.server.answer = [lambda question: sntp_reply(question, originate=b"another.",
+                                                          reference=b"EVIL"), sntp_reply]
+        for transport in [], ["--tcp"]:
+            self.assertEqual(self.lines(self.host, *transport)["reference"], "GPS")
+        self.server.answer.pop()
+        self.time(self.host, "-t1", status=1, stderr=b"error 10002")
+
+
+def use_own_network():
+    """Where port 123 is forbidden, the tests run in a network of their own, if one can be made."""
+    inside = ["unshare", "--user", "--map-root-user", "--net"]
+    if "NETRO_TEST_NETWORK" in os.environ or os.system(" ".join(inside) + " true 2>/dev/null") != 0:
+        return
+    os.environ["NETRO_TEST_NETWORK"] = "own"
+    os.execvp(inside[0], [*inside, "sh", "-c", 'ip link set lo up && exec "$@"', "sh",
+                          sys.executable, "-B", sys.argv[0], NETRO, *sys.argv[1:]])
+
+
+if __name__ == "__main__":
+    probe = sntp_server()
+    if probe is None:
+        use_own_network()
+        print("port 123 may not be used here, the tests of SNTP are skipped", file=sys.stderr)
+    else:
+        probe.close()
+    unittest.main()

@@ -1,0 +1,294 @@
+#!/usr/bin/env python3
+"""Runs "netro whois" against servers of its own: questions, answers, referrals, exit statuses.
+
+Usage: whois_test.py PATH_OF_NETRO [unittest arguments]
+"""
+
+import base64
+import json
+import os
+import re
+import socket
+import unittest
+
+from dns_server import A, DnsServer, Reply, record
+from netro_command import Terminal, bytes_for_proxy, interrupt, run
+from whois_server import WhoisServer
+
+PRINTABLE = re.compile("[\n -~\xA0-\uFFFF]*")
+CONTROLS = b"red: \x1b[31m, beep: \x07, C1: \xc2\x9b and \x9b, broken: \xff, NUL: \0\r\n"
+
+# What cannot be a host, and what leads elsewhere than to a WHOIS server.
+HOSTILE = [b"../../etc/passwd", b"a b", b"a;reboot", b"-oProxy", b"a..test", b".", b":43", b"a:",
+           b"a:0", b"a:65536", b"a:43:43", b"a:-1", b"a:4x", b"[::1]", b"user@a.test",
+           b"a.test/path", b"\x1b[31ma.test", b"a\0.test", b"\xc3\xa4.test", b"a.\xff", b"x" * 64,
+           b"x." * 128, b"x" * 100000, b"http://a.test", b"rwhois://a.test:4321", b"whois://",
+           b"whois://a.test/b"]
+
+
+class WhoisTest(unittest.TestCase):
+    def setUp(self):
+        os.environ.pop("NETRO_WHOIS_SERVER", None)
+        self.server = self.start(b"nobody\r\n")
+
+    def start(self, answer=None):
+        server = WhoisServer(answer)
+        self.addCleanup(server.close)
+        return server
+
+    def whois(self, *arguments, status=0, stderr=b""):
+        """What was printed; stderr must be in the messages, which are empty without it."""
+        done = run("whois", "--server", self.server.address, *arguments)
+        self.assertEqual(done.returncode, status, (arguments, done))
+        self.assertIsNotNone(PRINTABLE.fullmatch(done.stderr.decode()), done.stderr)
+        self.assertIn(stderr, done.stderr, arguments)
+        self.assertEqual(stderr == b"", done.stderr == b"", done.stderr)
+        return done.stdout
+
+    def json(self, *arguments, **expected):
+        return json.loads(self.whois("--json", *arguments, **expected))
+
+    def test_question(self):
+        for asked in "example.test", "192.0.2.1", "n + NAME-1", "Ä.test", "x" * 5000:
+            self.server.questions.clear()
+            self.assertEqual(self.whois(asked), b"nobody\r\n")
+            self.assertEqual(self.server.questions, [asked.encode() + b"\r\n"])
+        self.whois("--", "-T dn,ace a.test")
+        self.assertEqual(self.server.questions.pop(), b"-T dn,ace a.test\r\n")
+
+    def test_answers_come_as_they_are(self):
+        for answer in (b"a\nb\r\nc\rd", CONTROLS, bytes(range(256)) * 40000, b"no line end"):
+            self.server.answer = answer
+            self.assertEqual(self.whois("x"), answer)
+
+    def test_empty_answer_is_told(self):
+        self.server.answer = b""
+        self.assertEqual(self.whois("x", stderr=b"without an answer"), b"")
+
+    def test_terminal_is_safe_from_the_network(self):
+        self.server.answer = CONTROLS
+        wanted = rb"red: \x1B[31m, beep: \x07, C1: \xC2\x9B and \x9B, broken: \xFF, NUL: \x00"
+        for option in [], ["--follow"]:
+            status, text = Terminal("whois", "x", "-s", self.server.address, *option,
+                                    environment={"NO_COLOR": "1"}).finish()
+            self.assertEqual(status, 0)
+            self.assertIn(wanted + b"\r\n", text)
+            self.assertIsNotNone(re.fullmatch(rb"[\r\n -~]*", text), text)
+        status, text = Terminal("whois", "x", "-s", self.server.address, "--json").finish()
+        self.assertIsNotNone(re.fullmatch(rb"[\r\n -~]*", text), text)
+        self.server.answer = b"\xc2\x9b31m\r\n"
+        text = Terminal("whois", "x", "-s", self.server.address, "--json").finish()[1]
+        self.assertEqual(json.loads(text)["answers"][0]["answer"], "\x9b31m\r\n")
+        self.assertTrue(text.isascii(), text)
+
+    def test_json(self):
+        for answer in b"Ger\xc3\xa4t\r\n\x1b[31m\0", CONTROLS, b"\xe4", b"":
+            self.server.answer = answer
+            shown = self.json("x", stderr=b"" if answer else b"without")
+            self.assertEqual((shown["query"], shown["ok"]), ("x", True))
+            entry, = shown["answers"]
+            self.assertEqual((entry["server"], entry["ok"], entry["received_bytes"]),
+                             (self.server.address, True, len(answer)))
+            self.assertEqual((entry["error"], entry["refers_to"], entry["notes"]),
+                             ({"number": 0, "text": ""}, None, []))
+            got = (entry["answer"].encode() if "answer" in entry
+                   else base64.b64decode(entry["answer_base64"]))
+            self.assertEqual(got, answer)
+        self.assertEqual(json.loads(run("whois", "-s", self.server.address, "--json",
+                                        b"\xff\x1b").stdout)["query"], "\ufffd\x1b")
+
+    def test_server_from_the_environment(self):
+        done = run("whois", "x", env={**os.environ, "NETRO_WHOIS_SERVER": self.server.address})
+        self.assertEqual((done.returncode, done.stdout, done.stderr), (0, b"nobody\r\n", b""))
+        other = self.start(b"other\n")
+        done = run("whois", "x", "--server", other.address,
+                   env={**os.environ, "NETRO_WHOIS_SERVER": self.server.address})
+        self.assertEqual(done.stdout, b"other\n")
+
+    # --- referrals
+
+    def chain(self, *lines):
+        """Servers each of which refers to the next one by such a line; the last one to none."""
+        servers = [self.server] + [self.start() for _ in lines]
+        for server, following, line in zip(servers, servers[1:], lines):
+            server.answer = line % following.address.encode()
+        servers[-1].answer = b"the end\n"
+        return servers
+
+    def test_referrals(self):
+        for line in (b"refer: %s\n", b"whois: %s\r\n", b"%% comment: x\nwhois:        %s  \r\n",
+                     b"   Registrar WHOIS Server: %s\r\n", b"WHOIS SERVER:%s\r\n",
+                     b"ReferralServer:  whois://%s\n", b"referralserver: WHOIS://%s/\n",
+                     b"Whois Server:\nWhois Server: \r\nREFER\t:\t%s",
+                     b"x" * 70000 + b"\nrefer: %s\n"):
+            with self.subTest(line):
+                first, second = self.chain(line)
+                shown = self.whois("a.test", "--follow")
+                self.assertEqual(second.questions, [b"a.test\r\n"])
+                self.assertEqual(shown.count(b"% 127.0.0.1:"), 2)
+                heading, rest = shown.split(b"\n", 1)
+                self.assertEqual(heading, f"% {first.address}".encode())
+                self.assertTrue(rest.startswith(first.answer), shown)
+                self.assertTrue(rest.endswith(f"\n\n% {second.address}\nthe end\n".encode()))
+
+    def test_nothing_is_followed_without_being_told(self):
+        first, second = self.chain(b"refer: %s\n")
+        self.assertEqual(self.whois("x"), first.answer)
+        self.assertEqual(self.json("x")["answers"][0]["refers_to"], None)
+        self.assertEqual(second.questions, [])
+
+    def test_lines_that_refer_to_nobody(self):
+        for line in (b"remarks: whois: %s", b"refers: %s", b"see whois %s", b"refer %s", b": %s",
+                     b"%s:", b"nserver: %s", b"WHOIS Servers: %s", b"refer:"):
+            other = self.start(b"")
+            self.server.answer = line.replace(b"%s", other.address.encode())
+            self.whois("x", "--follow")
+            self.assertEqual(other.questions, [])
+
+    def test_at_most_five_referrals(self):
+        servers = self.chain(*[b"refer: %s\n"] * 6)
+        shown = self.whois("x", "--follow", stderr=f"not gone on to {servers[6].address}".encode())
+        self.assertEqual(shown.count(b"% 127.0.0.1:"), 6)
+        self.assertEqual([len(server.questions) for server in servers], [1] * 6 + [0])
+        answers = self.json("x", "--follow", stderr=b"five referrals")["answers"]
+        self.assertEqual([answer["refers_to"] for answer in answers],
+                         [server.address for server in servers[1:6]] + [None])
+        self.assertEqual(len(answers[5]["notes"]), 1)
+
+    def test_circles(self):
+        """To the server itself, under another spelling as well, and back to an earlier one."""
+        for itself in self.server.address, f"127.0.0.1.:{self.server.port}":
+            self.server.answer = f"refer: {itself}\nwhois: {itself}\n".encode()
+            self.whois("x", "--follow")
+        servers = self.chain(b"refer: %s\n", b"refer: %s\n")
+        servers[2].answer = (b"refer: %s\nrefer: %s\n" %
+                             (servers[1].address.encode(), servers[0].address.encode()))
+        for server in servers:
+            server.questions.clear()
+        self.whois("x", "--follow", stderr=b"refers back to")
+        self.assertEqual([len(server.questions) for server in servers], [1, 1, 1])
+
+    def test_hostile_referrals(self):
+        for hostile in HOSTILE:
+            self.server.answer = b"refer: " + hostile + b"\n"
+            with self.subTest(hostile[:80]):
+                shown = self.whois("x", "--follow", stderr=b"ignored the referral")
+                self.assertEqual(shown, f"% {self.server.address}\n".encode() + self.server.answer)
+                answer, = self.json("x", "--follow", stderr=b"ignored the referral")["answers"]
+                self.assertLess(len(answer["notes"][0]), 500)
+
+    def test_good_referral_among_hostile_ones(self):
+        other = self.start(b"other\n")
+        lines = [b"refer: " + hostile for hostile in HOSTILE]
+        self.server.answer = b"\n".join([*lines, b"refer: " + other.address.encode()])
+        self.assertIn(b"other\n", self.whois("x", "--follow",
+                                             stderr=f"{len(HOSTILE) - 1} more".encode()))
+
+    def test_flood_of_hostile_referrals(self):
+        self.server.answer = b"refer: a b\n" * 500000
+        self.assertIn(self.server.answer, self.whois("x", "--follow", stderr=b", and 99 more"))
+
+    def test_names_of_referrals_are_asked_for(self):
+        names = DnsServer()
+        self.addCleanup(names.close)
+        names.udp["whois.test"] = Reply([record("whois.test", A, bytes([127, 0, 0, 1]))])
+        other = self.start(b"other\n")
+        self.server.answer = f"refer: WHOIS.test.:{other.port}\n".encode()
+        shown = self.whois("x", "--follow", "--dns", names.address)
+        self.assertIn(f"\n% whois.test:{other.port}\nother\n".encode(), shown)
+        self.server.answer = b"refer: none.test\n"
+        shown = self.whois("x", "--follow", "--dns", names.address, status=1,
+                           stderr=b"none.test:43")
+        self.assertIn(self.server.answer, shown)
+
+    # --- failures
+
+    def test_nobody_there(self):
+        with socket.socket() as taken:  # bound, but nobody listens
+            taken.bind(("127.0.0.1", 0))
+            dead = f"127.0.0.1:{taken.getsockname()[1]}"
+            done = run("whois", "x", "--server", dead)
+            self.assertEqual((done.returncode, done.stdout), (1, b""))
+            self.assertIn(b"error 10061", done.stderr)
+            self.assertEqual(self.whois("x", "-x", dead, status=1, stderr=b"error 10061"), b"")
+            self.server.answer = f"refer: {dead}".encode()
+            self.assertEqual(self.whois("x", "--follow", status=1, stderr=b"error 10061"),
+                             f"% {self.server.address}\nrefer: {dead}\n\n% {dead}\n".encode())
+            shown = self.json("x", "--follow", status=1, stderr=b"error 10061")
+            self.assertEqual((shown["ok"], [answer["ok"] for answer in shown["answers"]]),
+                             (False, [True, False]))
+
+    def test_timeout_keeps_what_came(self):
+        self.server.answer = None
+        self.assertEqual(self.whois("x", "-t1", status=1, stderr=b"cannot ask"), b"")
+        self.server.answer, self.server.stay = b"refer: 127.0.0.1\n", True
+        for option in [], ["--json"], ["--follow", "--json"]:
+            shown = self.whois("x", "-t1", *option, status=1, stderr=b"--timeout")
+            self.whois("x", "-t1", *option, status=1, stderr=b"not complete")
+            self.assertIn(b"refer: 127.0.0.1", shown)
+            if option:
+                answer, = json.loads(shown)["answers"]
+                self.assertEqual((answer["error"]["number"], answer["refers_to"]), (10002, None))
+
+    def test_interrupt_cancels(self):
+        self.server.answer = None
+        first = self.start(f"refer: {self.server.address}\n".encode())
+        for server in self.server, first:
+            self.server.asked.clear()
+            status, text = interrupt(self.server.asked, "whois", "x", "--follow", "--server",
+                                     server.address)
+            self.assertEqual(status, 1)
+            self.assertIn(b"9999", text)
+
+    def test_proxies(self):
+        """The first bytes that each kind of proxy gets; the server's name is left to it."""
+        for proxy, kind, begin in (
+            ("", None, b"\5\1\0"),
+            ("socks5h://u:p@", None, b"\5\2\0\2"),
+            ("u:p@", "socks5-auth", b"\5\2\0\2"),
+            ("socks4://u@", None, b"\4\1\0\x2b\x7f\0\0\1u\0"),
+            ("socks4a://u@", None, b"\4\1\0\x2b\0\0\0\1u\0whois.test\0"),
+            ("u@", "socks4a", b"\4\1\0\x2b\0\0\0\1u\0whois.test\0"),
+        ):
+            with self.subTest((proxy, kind)):
+                local = "h:" not in proxy and "4a" not in f"{proxy} {kind}"
+                server = "127.0.0.1" if local else "whois.test"
+                status, received = bytes_for_proxy(proxy, kind, "whois", "x", "--server", server)
+                self.assertEqual(status, 1)
+                self.assertTrue(received.startswith(begin), received)
+
+    def test_colour_only_on_a_terminal_that_wants_it(self):
+        for setting, colour in ({}, True), ({"NO_COLOR": "1"}, False), ({"TERM": "dumb"}, False):
+            status, text = Terminal("whois", "x", "--follow", "-s", self.server.address,
+                                    environment=setting).finish()
+            self.assertEqual((status, b"\x1b[" in text), (0, colour))
+            self.assertIn(b"nobody\r\n", text)
+
+    def test_wrong_usage(self):
+        for arguments, text in (
+            ([], b"NAME"),
+            (["", "-s", "a"], b"NAME"),
+            (["x"], b"NETRO_WHOIS_SERVER"),
+            (["x", "y", "-s", "a"], b"y"),
+            (["x\r\ny", "-s", "a"], b"line"),
+            (["x", "-s", "a:0"], b"port"),
+            (["x", "-s", "a:65536"], b"65536"),
+            (["x", "-s", "a:"], b"port"),
+            (["x", "-s", ":43"], b"host"),
+            (["x", "-s", "a b"], b"host"),
+            (["x", "-s", "a/b"], b"host"),
+            (["x", "-s", "a\x1b[31m"], rb"a\x1B[31m"),
+            (["x", "-s", "[::1]"], b"IPv6"),
+            (["x", "-s", "a", "--timeout", "0"], b"timeout"),
+            (["x", "-s", "a", "--timeout", "1000001"], b"timeout"),
+            (["x", "-s", "a", "--proxy", "http://a:1"], b"SOCKS"),
+            (["x", "-s", "a", "--proxy-type", "socks4"], b"--proxy"),
+        ):
+            with self.subTest(arguments):
+                done = run("whois", *arguments)
+                self.assertEqual((done.returncode, done.stdout), (2, b""), done)
+                self.assertIn(text, done.stderr)
+
+
+if __name__ == "__main__":
+    unittest.main()
