@@ -41,7 +41,9 @@ class TcpExchange final : public StreamExchange {
 
   void Take(std::span<const std::uint8_t> message) {
     const bool first = result_.message.empty();
-    if (Ended() || !(first ? AnswersQuery : ContinuesAnswer)(message, query_)) return;
+    const bool mine = first ? AnswersQuery(message, query_) || IsBareRefusal(message)
+                            : ContinuesAnswer(message, query_);
+    if (Ended() || !mine) return;
     Progress();
     if (first) result_.message.assign(message.begin(), message.end());
     const std::size_t before = result_.reply.records[DnsReply::Answer].size();

@@ -88,7 +88,6 @@ std::optional<Bytes> ComposeQuery(const DnsQuestion& question) {
 bool AnswersQuery(std::span<const std::uint8_t> message, std::span<const std::uint8_t> query) {
   Header header;
   if (!ReadHeader(message, header)) return false;
-  if (header.questions == 0) return header.flags.Code() != 0;
   if (header.questions != 1 || message.size() < query.size()) return false;
   const auto asked = query.subspan(kHeaderSize);
   const auto answered = message.subspan(kHeaderSize, asked.size());
@@ -100,6 +99,11 @@ bool AnswersQuery(std::span<const std::uint8_t> message, std::span<const std::ui
 bool ContinuesAnswer(std::span<const std::uint8_t> message, std::span<const std::uint8_t> query) {
   Header header;
   return ReadHeader(message, header) && (header.questions == 0 || AnswersQuery(message, query));
+}
+
+bool IsBareRefusal(std::span<const std::uint8_t> message) {
+  Header header;
+  return ReadHeader(message, header) && header.questions == 0 && header.flags.Code() != 0;
 }
 
 bool ReadReply(std::span<const std::uint8_t> message, DnsReply& reply) {

@@ -24,13 +24,16 @@ struct DnsQuestion {
 /// The query message; none when the domain is no name.
 std::optional<Bytes> ComposeQuery(const DnsQuestion& question);
 
-/// True when a message is a reply, has the query's ID, and repeats its question. A server that has
-/// understood nothing may leave the question out when it says so by its response code.
+/// True when a message is a reply, has the query's ID, and repeats its question.
 bool AnswersQuery(std::span<const std::uint8_t> message, std::span<const std::uint8_t> query);
 
 /// The same for the messages of a zone transfer behind the first one, which may always leave the
 /// question out.
 bool ContinuesAnswer(std::span<const std::uint8_t> message, std::span<const std::uint8_t> query);
+
+/// True for a reply without a question whose response code tells why: a server that has understood
+/// nothing sends such ones. Only for connections, which no stranger can write to.
+bool IsBareRefusal(std::span<const std::uint8_t> message);
 
 /// The two flag bytes of a message.
 struct DnsFlags {

@@ -6,7 +6,6 @@
 
 #include "platform/Clock.h"
 #include "platform/ErrorNumbers.h"
-#include "platform/Sockets.h"
 #include "platform/WholeFile.h"
 #include "support/DateText.h"
 #include "support/ProfileFile.h"
@@ -29,11 +28,6 @@ struct SavedEntry {
   Date expiry;
   std::string result;
 };
-
-/// True for the address of a name and the name of an address.
-bool IsAnswer(const std::string& key, const std::string& result) {
-  return ParseDotted(key).has_value() != ParseDotted(result).has_value() && IsHostName(result);
-}
 
 std::optional<SavedEntry> ParseEntry(std::string_view value) {
   const std::size_t bar = value.find('|');
@@ -92,7 +86,7 @@ std::int32_t LookupCache::Restore(ProfileFile& profile) {
     if (!saved) continue;
     if (now > saved->expiry) {
       profile.Remove(kSection, key);
-    } else if (IsAnswer(key, saved->result)) {
+    } else if (IsHostName(saved->result)) {  // or an address, which has the form of one
       Add(key, saved->result, saved->expiry);
       ++read;
     }

@@ -4,6 +4,7 @@
 // stands as it is, so texts may hold any byte; show them escaped.
 //
 // Data by type:
+//
 //   A            dotted address
 //   AAAA         eight groups of four hexadecimal digits, "2001:0db8:0000:..."
 //   NS, CNAME, PTR, MB, MG, MR   the name
@@ -14,11 +15,11 @@
 //   TXT, X25, ISDN   the string as it is; several strings each in double quotes, with a blank
 //                between, in them \" for " and \\ for backslash
 //   HINFO        both strings in this quoted form
-//   AFSDB        the host, after "[AFS] " for subtype 1 and "[DCE] " for 2; the subtype is in Pref
-//   WKS          address, protocol number, and the bit map in groups of eight digits, blanks
-//   between LOC          as in a zone file (RFC 1876): "52 22 23.000 N 4 53 32.000 E -2.00m 1m
-//   10000m 10m" ATMA         "(NSAP) " and hexadecimal digits, "(E164) " and digits, or "UNKNOWN
-//   ATMA" all others   the bytes as "0A FF 00 1B"
+//   AFSDB        the host, after "[AFS] " for subtype 1 and "[DCE] " for 2; subtype in Pref
+//   WKS          address, protocol number, the bit map in groups of eight digits
+//   LOC          as in a zone file (RFC 1876): "52 22 23.000 N 4 53 32.000 E -2.00m 1m 10m 10m"
+//   ATMA         "(NSAP) " and hexadecimal digits, "(E164) " and digits, or "UNKNOWN ATMA"
+//   all others   the bytes as "0A FF 00 1B"; so are LOC records that cannot be
 #pragma once
 
 #include <netro/Export.h>

@@ -8,7 +8,7 @@
 //   51, 52     Domain is empty; DNSServer is empty
 //   59         over UDP: no such name, no record of this type, a reply that cannot be read, or
 //              another refusal; also a Domain that is no DNS name (nothing is sent then)
-//   1 ... 21   over TCP: the server's response code
+//   1 ... 15   over TCP: the server's response code
 //   22         over TCP: the reply holds no record
 //   56         over TCP: the connection ended too early, or the reply cannot be read
 //   9001-9003  the SOCKS proxy refused
@@ -66,8 +66,8 @@ class NETRO_EXPORT QueryDNSCLS : public ProxySettings<DNSProxyTypeEnum> {
   void UseUDP(bool value) { settings_.useUDP = value; }
   bool UseRecursion() const { return settings_.useRecursion; }
   void UseRecursion(bool value) { settings_.useRecursion = value; }
-  /// How often QueryDNS asks when no reply comes, and milliseconds between. One try waits a second
-  /// over UDP, and ten over TCP.
+  /// How often QueryDNS asks when no reply comes, and milliseconds between. One try waits 1.1
+  /// seconds over UDP, and ten over TCP.
   std::int32_t RetryCount() const { return settings_.retryCount; }
   void RetryCount(std::int32_t value) { settings_.retryCount = value; }
   std::int32_t RetryPauseMilliSeconds() const { return settings_.retryPause; }

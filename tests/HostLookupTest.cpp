@@ -1,0 +1,233 @@
+// Lookups of names as every class makes them: the cache, the hosts file, the servers of DNSURL.
+#include <gtest/gtest.h>
+#include <netro/HTTPCls.h>
+#include <netro/SocketCls.h>
+
+#include <atomic>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "DnsTestKit.h"
+#include "SystemRoot.h"
+#include "peers/DnsReply.h"
+#include "peers/DnsServer.h"
+#include "platform/Clock.h"
+
+namespace netro {
+namespace {
+
+using peers::DnsReply;
+using peers::DnsServer;
+namespace dns = peers::dns;
+
+std::string AddressRecord(int last) {
+  return dns::Record(dns::kQuestion, TYPE_A, dns::Octets({192, 0, 2, last}));
+}
+
+DnsServer::Answer Always(std::function<DnsReply(const std::string&)> reply) {
+  return [=](const std::string& query) -> DnsServer::Replies { return {reply(query).Bytes()}; };
+}
+
+const DnsServer::Answer kFound =
+    Always([](const std::string& query) { return DnsReply(query).Answer(AddressRecord(7)); });
+
+std::string At(const DnsServer& server) { return "127.0.0.1:" + std::to_string(server.Port()); }
+
+class HostLookup : public testing::Test {
+ protected:
+  void SetUp() override { socket_->ClearDNSCache(); }
+  void TearDown() override { SocketCls().ClearDNSCache(); }
+
+  std::string Lookup(const std::string& servers, const std::string& name = "www.test") {
+    socket_->DNSURL(servers);
+    return socket_->DNSLookup(name);
+  }
+
+  SystemRoot root_;
+  std::unique_ptr<SocketCls> socket_ = std::make_unique<SocketCls>();
+};
+
+TEST_F(HostLookup, IsAskedOnceInTenMinutes) {
+  DnsServer server(kFound);
+  EXPECT_EQ(Lookup(At(server)), "192.0.2.7");
+  EXPECT_EQ(Lookup(At(server), "WWW.Test"), "192.0.2.7");
+  SocketCls other;
+  EXPECT_EQ(other.GetDNSCacheCount(), 1) << "all objects of a thread share the cache";
+  std::thread([] { EXPECT_EQ(SocketCls().GetDNSCacheCount(), 0); }).join();
+  AdvanceClockForTests(std::chrono::seconds(601));
+  EXPECT_EQ(Lookup(At(server)), "192.0.2.7");
+  EXPECT_EQ(server.Queries().size(), 2u);
+}
+
+TEST_F(HostLookup, FailureIsNotKept) {
+  std::atomic<bool> known = false;
+  DnsServer server([&](const std::string& query) -> DnsServer::Replies {
+    return {known ? DnsReply(query).Answer(AddressRecord(1)).Bytes()
+                  : DnsReply(query).Code(3).Bytes()};
+  });
+  EXPECT_EQ(Lookup(At(server)), "");
+  EXPECT_EQ(socket_->DNSLastErr(), 59);
+  EXPECT_EQ(socket_->DNSLastErrMsg(), "No DNS Entries found.");
+  EXPECT_EQ(socket_->GetDNSCacheCount(), 0);
+  known = true;
+  EXPECT_EQ(Lookup(At(server)), "192.0.2.1");
+  EXPECT_EQ(socket_->DNSLastErr(), 0);
+}
+
+TEST_F(HostLookup, OnlyWhatCanBeUsedCounts) {
+  const std::string alias = dns::Record(dns::kQuestion, TYPE_CNAME, dns::Name("real.test"));
+  const std::string real = dns::Record(dns::Name("real.test"), TYPE_A, dns::Octets({192, 0, 2, 9}));
+  const auto address = [](std::initializer_list<int> octets) {
+    return dns::Record(dns::kQuestion, TYPE_A, dns::Octets(octets));
+  };
+  const auto name = [](const std::string& rdata) {
+    return dns::Record(dns::kQuestion, TYPE_PTR, rdata);
+  };
+  struct {
+    std::string asked;
+    std::vector<std::string> records;
+    std::string result;
+  } const cases[] = {
+      {"www.test", {alias, real}, "192.0.2.9"},
+      {"www.test", {alias}, ""},
+      {"www.test", {address({0, 0, 0, 0})}, ""},
+      {"www.test", {address({255, 255, 255, 255}), address({192, 0, 2, 3})}, "192.0.2.3"},
+      {"192.0.2.4", {name(dns::Name("host_1.test"))}, "host_1.test"},
+      {"192.0.2.4", {name(dns::Text("a\r\nb") + dns::Name("test"))}, ""},
+      {"192.0.2.4", {name(dns::Name(""))}, ""},
+  };
+  for (const auto& c : cases) {
+    DnsServer server([&](const std::string& query) -> DnsServer::Replies {
+      DnsReply reply(query);
+      for (const std::string& record : c.records) reply.Answer(record);
+      return {reply.Bytes()};
+    });
+    socket_->ClearDNSCache();
+    EXPECT_EQ(Lookup(At(server), c.asked), c.result);
+    EXPECT_EQ(socket_->DNSLastErr(), c.result.empty() ? 59 : 0);
+  }
+}
+
+TEST_F(HostLookup, NextServerIsAskedWhenThisOneDoesNotKnow) {
+  const auto soa = [](const std::string& query) { return DnsReply(query).Authority(SoaRecord()); };
+  struct {
+    const char* name;
+    DnsServer::Answer first;
+    bool isFinal;
+  } const cases[] = {
+      {"no such name", Always([](const std::string& query) { return DnsReply(query).Code(3); }),
+       true},
+      {"no such record", Always(soa), true},
+      {"server failure", Always([](const std::string& query) { return DnsReply(query).Code(2); }),
+       false},
+      {"refused", Always([](const std::string& query) { return DnsReply(query).Code(5); }), false},
+      {"referral", Always([](const std::string& query) {
+         return DnsReply(query).Flags(0x81, 0).Authority(
+             dns::Record(dns::Name("test"), TYPE_NS, dns::Name("ns.test")));
+       }),
+       false},
+      {"garbage", Always([](const std::string& query) { return DnsReply(query).AnswerCount(9); }),
+       false},
+      {"silence", KeepSilent, false},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    DnsServer first(c.first);
+    DnsServer second(kFound);
+    const RunningClock clock([&] { return first.QueryCount() > 0; }, std::chrono::seconds(2));
+    socket_->ClearDNSCache();
+    EXPECT_EQ(Lookup(" , " + At(first) + " ," + At(second)), c.isFinal ? "" : "192.0.2.7");
+    EXPECT_EQ(second.Queries().size(), c.isFinal ? 0u : 1u);
+  }
+}
+
+TEST_F(HostLookup, TruncatedReplyComesAgainOverTcp) {
+  DnsServer server(
+      [](const std::string& query) -> DnsServer::Replies {
+        return {DnsReply(query).Flags(0x83, 0x80).Bytes()};
+      },
+      SendThen(
+          [](const std::string& query) {
+            return dns::Framed(DnsReply(query).Answer(AddressRecord(5)).Bytes());
+          },
+          StreamEnd::kStay));
+  EXPECT_EQ(Lookup(At(server)), "192.0.2.5");
+}
+
+TEST_F(HostLookup, HostsFileNeedsNoServer) {
+  root_.Put("etc/hosts", "192.0.2.20 box.test box\n");
+  DnsServer server(kFound);
+  const std::pair<const char*, const char*> cases[] = {
+      {"box", "192.0.2.20"},      {"Box.Test.", "192.0.2.20"},  {"192.0.2.20", "box.test"},
+      {"localhost", "127.0.0.1"}, {"a.localhost", "127.0.0.1"}, {"127.0.0.1", "localhost"}};
+  for (const auto& [asked, result] : cases) EXPECT_EQ(Lookup(At(server), asked), result) << asked;
+  EXPECT_TRUE(server.Queries().empty());
+  EXPECT_EQ(Lookup(At(server), "boxes"), "192.0.2.7");
+}
+
+TEST_F(HostLookup, ServerListThatCannotBeReadIsToldOf) {
+  for (const char* list : {"127.0.0.1:", "127.0.0.1:0", "127.0.0.1:65536", "127.0.0.1:5x", ":53",
+                           "127.0.0.1,:", "a\nb"}) {
+    EXPECT_EQ(Lookup(list), "") << list;
+    EXPECT_EQ(socket_->DNSLastErr(), 10022) << list;
+  }
+  for (const char* name : {"", "a..b"}) {
+    EXPECT_EQ(Lookup("127.0.0.1:9", name), "");
+    EXPECT_EQ(socket_->DNSLastErr(), 59);
+  }
+}
+
+TEST_F(HostLookup, ServesWhoeverConnects) {
+  DnsServer server(Always([](const std::string& query) {
+    return DnsReply(query).Answer(dns::Record(dns::kQuestion, TYPE_A, dns::Octets({127, 0, 0, 1})));
+  }));
+  peers::LoopbackServer web([](peers::Connection& connection, std::size_t) {
+    std::string request;
+    connection.Read(request);
+    connection.Send("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nhi");
+  });
+  HTTPCls http;
+  http.DNSURL(At(server));
+  http.URL("http://web.test:" + std::to_string(web.Port()) + "/");
+  bool timeout = false;
+  EXPECT_EQ(http.HTTPQuery(timeout).substr(0, 15), "HTTP/1.1 200 OK");
+}
+
+TEST_F(HostLookup, StaysWithinTheTimeOutOfItsCaller) {
+  DnsServer silent(KeepSilent);
+  // A server by a name that nobody knows costs time as well.
+  for (const std::string& servers : {At(silent), At(silent) + ",ns.test:53"}) {
+    HTTPCls http;
+    http.DNSURL(servers);
+    http.URL("http://web.test/");
+    http.TimeOutSeconds(2);
+    const RunningClock clock([&] { return silent.QueryCount() > 0; });
+    const TimePoint before = Now();
+    bool timeout = false;
+    http.HTTPQuery(timeout);
+    EXPECT_EQ(http.LastErr(), 10002);
+    EXPECT_LT(Now() - before, std::chrono::milliseconds(2500));
+  }
+}
+
+TEST_F(HostLookup, StopsAtOnceAndMindsDeletion) {
+  DnsServer silent(KeepSilent);
+  const auto asked = [&](std::size_t count) {
+    return [&, count] { return silent.QueryCount() >= count; };
+  };
+  PostWhen(asked(1), [&] { socket_->StopWaiting(); });
+  EXPECT_EQ(Lookup(At(silent)), "");
+  EXPECT_EQ(socket_->DNSLastErr(), 9999);
+  PostWhen(asked(2), [&] {
+    EXPECT_EQ(socket_->DNSLookup("other.test"), "") << "a lookup of this object is running";
+    socket_.reset();
+  });
+  SocketCls& socket = *socket_;
+  socket.DNSURL(At(silent));
+  EXPECT_EQ(socket.DNSLookup("www.test"), "");
+  EXPECT_EQ(socket_, nullptr);
+}
+
+}  // namespace
+}  // namespace netro
