@@ -135,7 +135,10 @@ TEST_F(HostLookup, NextServerIsAskedWhenThisOneDoesNotKnow) {
     SCOPED_TRACE(c.name);
     DnsServer first(c.first);
     DnsServer second(kFound);
-    const RunningClock clock([&] { return first.QueryCount() > 0; }, std::chrono::seconds(2));
+    const bool silent = c.name == std::string("silence");
+    const RunningClock clock(
+        [&] { return silent && first.QueryCount() > 0 && second.QueryCount() == 0; },
+        std::chrono::seconds(2));
     socket_->ClearDNSCache();
     EXPECT_EQ(Lookup(" , " + At(first) + " ," + At(second)), c.isFinal ? "" : "192.0.2.7");
     EXPECT_EQ(second.Queries().size(), c.isFinal ? 0u : 1u);
