@@ -274,7 +274,9 @@ TEST_F(WhoIs, AnswersMayHave64MiB) {
   EXPECT_TRUE(Ask({AwaitText("\r\n"), Send(answer), Close()}));
   EXPECT_EQ(who_->Result().size(), kLargestAnswer);
   EXPECT_EQ(who_->Result().back(), 'y');
+}
 
+TEST_F(WhoIs, EndlessAnswersAreCutOff) {
   peers::LoopbackServer server([](Connection& connection, std::size_t) {
     const std::string block(1'000'000, 'x');
     while (connection.Send(block)) {

@@ -1,83 +1,31 @@
 // The HTTP client through the SOCKS proxy dante, compared with what curl fetches.
-//
-// This proxy checks passwords of system users only, so the one that asks for them runs in a mount
-// namespace with its own copies of the user files, which needs root. It knows no SOCKS 4a: the
-// address 0.0.0.1 that stands for a name is refused with reply 91.
 
 #include <gtest/gtest.h>
 #include <netro/HTTPCls.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <memory>
 #include <string>
 
-#include "ServerProcess.h"
+#include "DanteServer.h"
 #include "tests/peers/HttpServer.h"
 
 namespace netro::interop {
 namespace {
 
-// The SHA-512 crypt of "secret".
-constexpr char kShadowLine[] =
-    "netro:$6$salt$egUxKNxDs8kPfh8iPMNcosMhb2eWah6d3R44JDm5Rj/j/"
-    "XWR5E33QPd0YmHXoDHOIDR6kL5D3JcQcz0O8"
-    "FHE00:19000:0:99999:7:::\n";
-
-std::string Configuration(const std::string& folder, const std::string& port,
-                          const std::string& method) {
-  return "logoutput: " + folder + "/log\ninternal: 127.0.0.1 port = " + port +
-         "\nexternal: 127.0.0.1\n" +
-         (geteuid() == 0 ? "user.privileged: root\nuser.unprivileged: nobody\n" : "") +
-         "clientmethod: none\nsocksmethod: " + method +
-         "\nclient pass {\n  from: 127.0.0.0/8 to: 0.0.0.0/0\n}\n"
-         "socks pass {\n  from: 127.0.0.0/8 to: 0.0.0.0/0\n  command: connect\n}\n";
-}
-
-void WriteUserFiles(const std::string& folder) {
-  WriteFile(folder + "/passwd", ReadFile("/etc/passwd") + "netro:x:65000:65534::/:/bin/false\n");
-  WriteFile(folder + "/shadow", "");
-  chmod((folder + "/shadow").c_str(), 0600);
-  WriteFile(folder + "/shadow", ReadFile("/etc/shadow") + kShadowLine);
-}
-
 class Dante : public testing::Test {
  protected:
   void SetUp() override {
-    program_ = FindProgram("danted");
-    if (program_.empty()) GTEST_SKIP() << "dante-server is not installed";
+    if (!DanteServer::IsInstalled()) GTEST_SKIP() << "dante-server is not installed";
     origin_.OnText("/text", "from the origin\n");
     http_.ProxyURL("127.0.0.1");
     http_.URL(origin_.Url("/text"));
   }
 
-  void StartOpen() {
-    Start([this](const std::string& folder, const std::string& port) {
-      WriteFile(folder + "/conf", Configuration(folder, port, "none"));
-      return Command(folder);
-    });
-  }
-
-  void StartWithPasswords() {
-    Start([this](const std::string& folder, const std::string& port) {
-      WriteFile(folder + "/conf", Configuration(folder, port, "username"));
-      WriteUserFiles(folder);
-      std::string script = "mount --bind " + folder + "/passwd /etc/passwd && mount --bind " +
-                           folder + "/shadow /etc/shadow && exec";
-      for (const std::string& word : Command(folder)) script += " " + word;
-      return std::vector<std::string>{"unshare", "--mount", "--propagation", "private",
-                                      "sh",      "-c",      script};
-    });
-  }
-
-  void Start(const ServerProcess::Configure& configure) {
-    server_ = std::make_unique<ServerProcess>(configure);
-    ASSERT_TRUE(server_->IsUp()) << server_->Output() << ReadFile(server_->Folder() / "log");
+  void Start(DanteServer::Users users) {
+    server_ = std::make_unique<DanteServer>(users);
+    ASSERT_TRUE(server_->IsUp()) << server_->Output();
     http_.ProxyPort(server_->Port());
-  }
-
-  std::vector<std::string> Command(const std::string& folder) const {
-    return {program_, "-f", folder + "/conf", "-p", folder + "/pid"};
   }
 
   std::string Query(ProxyTypeEnum type, bool remoteNames = false) {
@@ -94,15 +42,14 @@ class Dante : public testing::Test {
     EXPECT_TRUE(origin_.Requests().empty());
   }
 
-  std::string program_;
   peers::HttpServer origin_;
-  std::unique_ptr<ServerProcess> server_;
+  std::unique_ptr<DanteServer> server_;
   HTTPCls http_;
   bool timeout_ = false;
 };
 
 TEST_F(Dante, OpenProxyServesEveryKind) {
-  ASSERT_NO_FATAL_FAILURE(StartOpen());
+  ASSERT_NO_FATAL_FAILURE(Start(DanteServer::kAll));
   const struct {
     ProxyTypeEnum type;
     bool remoteNames;
@@ -124,12 +71,12 @@ TEST_F(Dante, OpenProxyServesEveryKind) {
 }
 
 TEST_F(Dante, Version4WithANameIsRefused) {
-  ASSERT_NO_FATAL_FAILURE(StartOpen());
+  ASSERT_NO_FATAL_FAILURE(Start(DanteServer::kAll));
   ExpectFailure(ProxySocks4, true, 9001);
 }
 
 TEST_F(Dante, TargetThatRefusesIs9001) {
-  ASSERT_NO_FATAL_FAILURE(StartOpen());
+  ASSERT_NO_FATAL_FAILURE(Start(DanteServer::kAll));
   const peers::RefusingPort nobody;
   http_.URL("http://127.0.0.1:" + std::to_string(nobody.Port()) + "/");
   ExpectFailure(ProxySocks4, false, 9001);
@@ -138,7 +85,7 @@ TEST_F(Dante, TargetThatRefusesIs9001) {
 
 TEST_F(Dante, UserAndPassword) {
   if (geteuid() != 0) GTEST_SKIP() << "dante with passwords needs root for its own user files";
-  ASSERT_NO_FATAL_FAILURE(StartWithPasswords());
+  ASSERT_NO_FATAL_FAILURE(Start(DanteServer::kWithPassword));
   http_.ProxyUser("netro");
   http_.ProxyPassword("wrong");
   ExpectFailure(ProxySocks5Auth, false, 9002);

@@ -54,6 +54,12 @@ bool AwaitEnd(pid_t process, int milliseconds) {
   return result;
 }
 
+bool TakesConnections(int port) {
+  const int fd = peers::ConnectToLoopback(port);
+  if (fd >= 0) close(fd);
+  return fd >= 0;
+}
+
 }  // namespace
 
 std::string FindProgram(const std::string& name) {
@@ -96,12 +102,12 @@ std::string Body(const std::string& answer) {
   return end == std::string::npos ? std::string() : answer.substr(end + 4);
 }
 
-ServerProcess::ServerProcess(const Configure& configure) {
+ServerProcess::ServerProcess(const Configure& configure, const Ready& ready) {
   chmod(folder_.Path().c_str(), 0755);  // for servers that give up root
   for (int attempt = 0; attempt < 3 && process_ == 0; ++attempt) {
     port_ = peers::RefusingPort().Port();
     Start(configure(folder_.Path(), std::to_string(port_)));
-    if (!AwaitPort()) Stop();
+    if (!AwaitReady(ready ? ready : TakesConnections)) Stop();
   }
 }
 
@@ -121,14 +127,10 @@ void ServerProcess::Start(const std::vector<std::string>& arguments) {
   close(output);
 }
 
-bool ServerProcess::AwaitPort() {
+bool ServerProcess::AwaitReady(const Ready& ready) {
   const auto deadline = steady_clock::now() + kStartLimit;
   while (process_ > 0 && steady_clock::now() < deadline) {
-    const int fd = peers::ConnectToLoopback(port_);
-    if (fd >= 0) {
-      close(fd);
-      return true;
-    }
+    if (ready(port_)) return true;
     if (AwaitEnd(process_, 5)) return false;
   }
   return false;

@@ -33,9 +33,13 @@ class ServerProcess {
   using Configure =
       std::function<std::vector<std::string>(const std::string& folder, const std::string& port)>;
 
-  /// Starts the server and waits until the port answers. As somebody else may take the port first,
-  /// a server that ends is started again on another one, twice.
-  explicit ServerProcess(const Configure& configure);
+  /// Tells whether the server answers; asked again and again.
+  using Ready = std::function<bool(int port)>;
+
+  /// Starts the server and waits until it is ready: without `ready` until the port takes
+  /// connections. As somebody else may take the port first, a server that ends is started again on
+  /// another one, twice.
+  explicit ServerProcess(const Configure& configure, const Ready& ready = nullptr);
   ~ServerProcess();
   ServerProcess(const ServerProcess&) = delete;
   ServerProcess& operator=(const ServerProcess&) = delete;
@@ -49,7 +53,7 @@ class ServerProcess {
 
  private:
   void Start(const std::vector<std::string>& arguments);
-  bool AwaitPort();
+  bool AwaitReady(const Ready& ready);
   void Stop();
 
   TemporaryFolder folder_;

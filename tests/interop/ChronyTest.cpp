@@ -1,0 +1,175 @@
+// The time client against chrony's NTP server, whose clock is this system's own and so the measure.
+// Needs root, and port 123 of an address of 127.0.0.0/8.
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <netro/QueryTimeCLS.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cmath>
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "ServerProcess.h"
+#include "platform/Clock.h"
+#include "tests/SystemRoot.h"
+#include "tests/TimeZone.h"
+
+namespace netro::interop {
+namespace {
+
+constexpr int kPatience = 20;  // milliseconds
+
+// The leap indicator of an address's NTP server; -1 when there is no reply.
+int AskLeap(const std::string& address) {
+  sockaddr_in server{};
+  server.sin_family = AF_INET;
+  server.sin_port = htons(123);
+  inet_pton(AF_INET, address.c_str(), &server.sin_addr);
+  const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  unsigned char bytes[48] = {0x23};
+  int leap = -1;
+  pollfd reply{fd, POLLIN, 0};
+  if (connect(fd, reinterpret_cast<const sockaddr*>(&server), sizeof server) == 0 &&
+      send(fd, bytes, sizeof bytes, 0) == sizeof bytes && poll(&reply, 1, kPatience) == 1 &&
+      recv(fd, bytes, sizeof bytes, 0) == sizeof bytes)
+    leap = bytes[0] >> 6;
+  close(fd);
+  return leap;
+}
+
+// chronyd with some lines of configuration, on an address of its own.
+class ChronyServer {
+ public:
+  enum Readiness { kAnswers, kIsSynchronised };
+
+  explicit ChronyServer(const std::string& lines, Readiness readiness = kIsSynchronised)
+      : server_([&](const auto& folder, const auto&) { return Prepare(folder, lines); },
+                [&](int) {
+                  const int leap = AskLeap(address_);
+                  return readiness == kAnswers ? leap >= 0 : leap >= 0 && leap < 3;
+                }) {}
+
+  static bool IsInstalled() { return !FindProgram("chronyd").empty(); }
+
+  bool IsUp() const { return server_.IsUp(); }
+  const std::string& Address() const { return address_; }
+  std::string Output() const { return server_.Output(); }
+
+ private:
+  std::vector<std::string> Prepare(const std::string& folder, const std::string& lines) {
+    static std::uint32_t next = 0;
+    const in_addr address{
+        htonl(0x7F80'0001 + static_cast<std::uint32_t>(getpid()) % 0x7'0000 * 16 + next++)};
+    address_ = inet_ntoa(address);
+    WriteFile(folder + "/conf", "port 123\nbindaddress " + address_ +
+                                    "\nbindcmdaddress /\ncmdport 0\npidfile " + folder + "/pid\n" +
+                                    lines);
+    return {FindProgram("chronyd"), "-d", "-x", "-u", "root", "-f", folder + "/conf"};
+  }
+
+  std::string address_;  // before the server, whose start sets it
+  ServerProcess server_;
+};
+
+class Chrony : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (!ChronyServer::IsInstalled()) GTEST_SKIP() << "chrony is not installed";
+    if (geteuid() != 0) GTEST_SKIP() << "chrony needs root";
+    root_.Put("etc/hosts", "127.127.1.1 own-clock.test\n");
+    time_.Timeout(5);
+    time_.ClearDNSCache();
+  }
+
+  bool Ask(const ChronyServer& server) {
+    EXPECT_TRUE(server.IsUp()) << server.Output();
+    time_.Server(server.Address());
+    return time_.QueryTime();
+  }
+
+  // The server's clock is this one.
+  void ExpectThisTime() {
+    EXPECT_EQ(time_.LastErr(), 0);
+    EXPECT_NEAR((time_.DateTime() - WallClock()) * 86'400, 0, 2);
+    EXPECT_NEAR(time_.SNTPOffset(), 0, 0.5);
+    EXPECT_GE(time_.SNTPDelay(), 0);
+    EXPECT_LE(time_.SNTPDelay(), time_.SNTPRoundTripDelay());
+    EXPECT_EQ(time_.SNTPMode(), SNTPModeEnum::SNTPServer);
+  }
+
+  SystemRoot root_;
+  QueryTimeCLS time_;
+};
+
+TEST_F(Chrony, SecondaryOfItsOwnClock) {
+  const ChronyServer server("local stratum 5\nallow 127.0.0.0/8\n");
+  EXPECT_TRUE(Ask(server));
+  ExpectThisTime();
+  EXPECT_EQ(time_.SNTPStratum(), SNTPStratumEnum::SecondaryReference);
+  EXPECT_EQ(time_.SNTPLeapIndicator(), SNTPLeapIndicatorEnum::NoWarning);
+  EXPECT_EQ(time_.SNTPreferenceID(), "127.127.1.1 (own-clock.test)");
+  EXPECT_EQ(time_.SNTPKissCode(), "");
+  EXPECT_EQ(time_.SNTPRootDelay(), 0);
+  EXPECT_GT(time_.SNTPPrecision(), std::ldexp(1, 200)) << "an exponent below zero, as unsigned";
+
+  time_.SNTPVersion(4);
+  EXPECT_TRUE(Ask(server));
+  ExpectThisTime();
+  EXPECT_EQ(time_.SNTPreferenceID(), "2103-11-20T13:24:17.000Z") << "127.127.1.1 as seconds";
+}
+
+TEST_F(Chrony, SecondaryOfAnotherServer) {
+  const ChronyServer upper("local stratum 1\nallow 127.0.0.0/8\n");
+  ASSERT_TRUE(upper.IsUp()) << upper.Output();
+  root_.Put("etc/hosts", upper.Address() + " upper.test\n");
+  const ChronyServer lower("server " + upper.Address() +
+                           " iburst minpoll -6 maxpoll -6\nallow 127.0.0.0/8\n");
+  EXPECT_TRUE(Ask(lower));
+  ExpectThisTime();
+  EXPECT_EQ(time_.SNTPStratum(), SNTPStratumEnum::SecondaryReference);
+  EXPECT_EQ(time_.SNTPreferenceID(), upper.Address() + " (upper.test)");
+  EXPECT_GT(time_.SNTPRootDelay(), 0);
+  EXPECT_GT(time_.SNTPRootDispersion(), 0);
+
+  EXPECT_TRUE(Ask(upper));
+  ExpectThisTime();
+  EXPECT_EQ(time_.SNTPStratum(), SNTPStratumEnum::PrimaryReference);
+  EXPECT_EQ(time_.SNTPreferenceID(), "") << "127, 127, 1, 1 are no letters";
+}
+
+TEST_F(Chrony, ServerWithoutATime) {
+  const ChronyServer server("allow 127.0.0.0/8\n", ChronyServer::kAnswers);
+  EXPECT_TRUE(Ask(server));
+  ExpectThisTime();
+  EXPECT_EQ(time_.SNTPLeapIndicator(), SNTPLeapIndicatorEnum::Alarm);
+  EXPECT_EQ(time_.SNTPStratum(), SNTPStratumEnum::Unspecified);
+  EXPECT_EQ(time_.SNTPreferenceID(), "");
+  EXPECT_EQ(time_.SNTPKissCode(), "");
+}
+
+TEST_F(Chrony, DifferenceIsToLocalTime) {
+  const ChronyServer server("local stratum 5\nallow 127.0.0.0/8\n");
+  for (const auto& [zone, seconds] : {std::pair("NPT-5:45", 20'700), {"<-11>11", -39'600}}) {
+    const TimeZone set(zone);
+    EXPECT_TRUE(Ask(server)) << "what it asks with does not matter to the server";
+    ExpectThisTime();
+    EXPECT_NEAR(time_.SNTPDifference(), seconds, 1);
+  }
+}
+
+TEST_F(Chrony, ManyQueriesInARow) {
+  const ChronyServer server("local stratum 5\nallow 127.0.0.0/8\n");
+  for (int i = 0; i < 500; ++i) {
+    ASSERT_TRUE(Ask(server)) << i << time_.LastErrMsg();
+    EXPECT_NEAR(time_.SNTPOffset(), 0, 0.5);
+  }
+}
+
+}  // namespace
+}  // namespace netro::interop
