@@ -2,6 +2,7 @@
 // Every child dies with its parent, so that an interrupted run leaves no process behind.
 #pragma once
 
+#include <netinet/in.h>
 #include <sys/types.h>
 
 #include <cstdint>
@@ -39,6 +40,9 @@ class TempFolder {
  private:
   std::string path_;
 };
+
+/// A port of 127.0.0.1.
+sockaddr_in LoopbackAddress(std::uint16_t port);
 
 /// A listening socket on a free loopback port; -1 on failure. The caller closes it.
 int ListenOnLoopback(std::uint16_t& port);

@@ -16,7 +16,9 @@
 #include "bench/HttpServers.h"
 #include "bench/LookupCases.h"
 #include "bench/Process.h"
+#include "bench/TimeCases.h"
 #include "bench/WaitCases.h"
+#include "bench/WhoIsCases.h"
 
 namespace {
 
@@ -59,6 +61,8 @@ int main(int argc, char** argv) {
   const netro::bench::DnsServers dnsServers;
   netro::bench::AddDnsCases(dnsServers);
   netro::bench::AddLookupCases(servers.Folder());
+  netro::bench::AddTimeCases();
+  netro::bench::AddWhoIsCases();
   ProgressReporter progress;
   benchmark::RunSpecifiedBenchmarks(&progress);
   netro::bench::PrintTable();
