@@ -3,6 +3,7 @@
 #include "socket/HostLookup.h"
 
 #include <memory>
+#include <new>
 #include <utility>
 
 #include "dns/LookupCache.h"
@@ -26,12 +27,14 @@ std::string AskHostsFile(const std::string& address) {
 class Names final : public HostLookup {
  public:
   LookupAnswer Lookup(std::string address, std::optional<std::string> servers,
-                      const CancelMark& mark, TimePoint deadline) override {
+                      const CancelMark& mark, TimePoint deadline) override try {
     if (address.empty() || address.find('\0') != std::string::npos) return {{}, kErrNoDnsEntries};
     if (auto known = cache_.Find(address)) return {std::move(*known)};
     LookupAnswer answer = Ask(address, servers, mark, deadline);
     if (answer.error == 0) cache_.Insert(address, answer.text);
     return answer;
+  } catch (const std::bad_alloc&) {
+    return {{}, kErrNoBuffers};
   }
 
   const std::string& DefaultServers(const CancelMark& mark) override {

@@ -10,6 +10,7 @@
 #include "platform/HostInfo.h"
 #include "platform/Loop.h"
 #include "platform/Sockets.h"
+#include "support/Text.h"
 
 namespace netro {
 namespace {
@@ -21,7 +22,10 @@ struct Job {
 };
 
 std::string Resolve(const std::string& address) {
-  if (const auto ip = ParseDotted(address)) return ResolveAddress(*ip);
+  if (const auto ip = ParseDotted(address)) {
+    std::string name = ResolveAddress(*ip);
+    return IsHostName(name) ? name : std::string();
+  }
   const auto found = ResolveName(address);
   return found ? FormatDotted(*found) : std::string();
 }

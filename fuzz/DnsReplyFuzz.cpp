@@ -25,7 +25,8 @@ void Require(bool condition) {
 void ReadMessage(const Bytes& message) {
   static const Bytes kQuery = *netro::ComposeQuery({"www.test", netro::TYPE_A, 1, true});
   netro::AnswersQuery(message, kQuery);
-  netro::AnswersQuery(message, kQuery, false);
+  netro::ContinuesAnswer(message, kQuery);
+  netro::IsBareRefusal(message);
   DnsReply once;
   const bool good = netro::ReadReply(message, once);
   Require(good || once.Count() == 0);

@@ -1,6 +1,8 @@
 // QueryTimeCLS: settings, results and the entry to a query; the work is TimeQuery's.
 #include <netro/QueryTimeCLS.h>
 
+#include <new>
+
 #include "platform/ErrorNumbers.h"
 #include "socket/HostLookup.h"
 #include "socket/SocketErrors.h"
@@ -38,9 +40,14 @@ bool QueryTimeCLS::QueryTime() {
   const BusyScope busy(call_);
   if (busy.Refused()) return false;
   const auto call = call_;
-  const std::int32_t error = TimeQuery(*this).Run();
-  if (call->alive) SetLastErr(error, error == 0 ? std::string() : ErrorText(error));
-  return error == 0;
+  try {
+    const std::int32_t error = TimeQuery(*this).Run();
+    if (call->alive) SetLastErr(error, error == 0 ? std::string() : ErrorText(error));
+    return error == 0;
+  } catch (const std::bad_alloc&) {
+    if (call->alive) SetLastErr(kErrNoBuffers, {});
+    return false;
+  }
 }
 
 std::string QueryTimeCLS::TranslateLastErrNr(std::int32_t LastErr) const {

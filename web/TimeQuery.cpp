@@ -115,7 +115,6 @@ std::int32_t TimeQuery::AskOverTcp(Bytes& reply) {
   plan.host = settings_.server;
   plan.port = settings_.port;
   plan.seconds = settings_.timeout;
-  plan.limit = deadline_;
   if (!PlanProxy(proxy_, plan)) return kErrInvalidArgument;
   TcpTimeExchange exchange(
       settings_.port == kSntpPort ? kSntpSize : kTimeSize, [this] { return Begin(); },

@@ -65,7 +65,7 @@ bool WhoIsCls::WhoIs(const std::string& Host, const std::string& Query) {
   }
 }
 
-bool WhoIsCls::Ask(const std::string& host, const std::string& query) {
+bool WhoIsCls::Ask(std::string host, std::string query) {
   const CancelMark mark(module_, call_);
   result_.clear();
   lastErr_ = 0;

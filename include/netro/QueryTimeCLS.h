@@ -93,7 +93,8 @@ class NETRO_EXPORT QueryTimeCLS : public NameLookups,
   /// Asks once. False: LastErr tells why.
   bool QueryTime();
 
-  // Results of the last query. What the reply does not tell is 0 or empty.
+  // Results of the last query. What the reply does not tell is 0, empty or
+  // Unknown.
 
   /// The server's time (UTC). From a 48-byte reply: its transmit time, without the fraction of a
   /// second, less half the round trip; from a 4-byte reply: its seconds plus half the round trip in

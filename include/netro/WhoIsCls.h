@@ -61,7 +61,7 @@ class NETRO_EXPORT WhoIsCls : public ProxySettings<WhoIsProxyTypeEnum, 1080> {
  private:
   friend class WhoIsQuery;
 
-  bool Ask(const std::string& host, const std::string& query);
+  bool Ask(std::string host, std::string query);
   static std::string ConnectText(const ConnectionPlan& plan, std::int32_t error);
   bool Fail(std::int32_t error, std::string text = std::string());
 

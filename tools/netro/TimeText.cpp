@@ -121,15 +121,19 @@ double RootDispersionSeconds(const QueryTimeCLS& query) {
 
 std::string Refusal(const QueryTimeCLS& query) {
   if (!query.SNTPKissCode().empty()) {
-    std::string text =
-        "the server sends the kiss code \"" + query.SNTPKissCode() + "\" and no time";
+    std::string text = "the server sends the kiss code \"" + query.SNTPKissCode() + "\"";
     for (const KissCode& kiss : kKissCodes) {
       text += query.SNTPKissCode() == kiss.code ? std::string(": ") + kiss.meaning : "";
     }
     return text;
   }
   const bool alarm = query.SNTPLeapIndicator() == SNTPLeapIndicatorEnum::Alarm;
-  return alarm ? "the server says that its clock is not set" : "";
+  if (alarm) return "the server says that its clock is not set";
+  // A 4-byte reply tells no mode, and no stratum either.
+  const bool sntp = query.SNTPMode() != SNTPModeEnum::Unknown;
+  const bool synchronised = query.SNTPStratum() == SNTPStratumEnum::PrimaryReference ||
+                            query.SNTPStratum() == SNTPStratumEnum::SecondaryReference;
+  return sntp && !synchronised ? "the server says that its clock is not synchronised" : "";
 }
 
 }  // namespace netro::tool

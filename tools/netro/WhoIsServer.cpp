@@ -3,6 +3,7 @@
 #include "tools/netro/WhoIsServer.h"
 
 #include <algorithm>
+#include <regex>
 
 #include "tools/netro/Command.h"
 #include "tools/netro/Encoding.h"
@@ -49,6 +50,15 @@ std::string_view NamedServer(std::string_view line) {
                                                           : Trimmed(line.substr(colon + 1));
 }
 
+/// True for what the system may read as an address without its being four plain numbers: such
+/// spellings would let a server hide that it has been asked.
+bool IsOddNumber(const std::string& host) {
+  const std::size_t last = host.rfind('.') == host.npos ? 0 : host.rfind('.') + 1;
+  if (host[last] < '0' || host[last] > '9') return false;
+  static const std::regex plain(R"((0|[1-9]\d{0,2})(\.(0|[1-9]\d{0,2})){3})");
+  return !std::regex_match(host, plain);
+}
+
 /// "whois://host:port/" is taken as well; other protocols are not.
 std::optional<WhoIsServer> ReadNamedServer(std::string_view text) {
   constexpr std::string_view kProtocol = "whois://";
@@ -57,7 +67,9 @@ std::optional<WhoIsServer> ReadNamedServer(std::string_view text) {
     text.remove_suffix(text.ends_with('/') ? 1 : 0);
   }
   try {
-    return ReadWhoIsServer("", text);
+    WhoIsServer server = ReadWhoIsServer("", text);
+    if (IsOddNumber(server.host)) return std::nullopt;
+    return server;
   } catch (const UsageError&) {
     return std::nullopt;
   }
