@@ -14,6 +14,7 @@ constexpr std::uint16_t kId = 25;
 constexpr std::size_t kHeaderSize = 12;
 constexpr std::size_t kTypeAndClass = 4;
 constexpr std::uint8_t kReplyBit = 128;
+constexpr std::uint8_t kOpcode = 0x78;  // 0 is a standard query
 
 // A dotted address by the name that its PTR record has: "3.2.1.10.in-addr.arpa" for "10.1.2.3".
 std::string ReverseName(std::int32_t ip) {
@@ -21,11 +22,6 @@ std::string ReverseName(std::int32_t ip) {
   std::string name;
   for (auto octet = octets.rbegin(); octet != octets.rend(); ++octet) name += *octet + ".";
   return name + "in-addr.arpa";
-}
-
-std::string QuestionName(const DnsQuestion& question) {
-  const auto ip = question.type == TYPE_PTR ? ParseDotted(question.domain) : std::nullopt;
-  return ip ? ReverseName(*ip) : question.domain;
 }
 
 // Length bytes of labels are no letters, so names compare as texts.
@@ -67,10 +63,18 @@ bool ReadHeader(std::span<const std::uint8_t> message, Header& header) {
   header.flags.first = reader.U8();
   header.flags.second = reader.U8();
   header.questions = reader.U16();
-  return reader.Ok() && sameId && (header.flags.first & kReplyBit) != 0;
+  const bool isReply = (header.flags.first & (kReplyBit | kOpcode)) == kReplyBit;
+  return reader.Ok() && sameId && isReply;
 }
 
 }  // namespace
+
+std::string QuestionName(const DnsQuestion& question) {
+  const auto ip = question.type == TYPE_PTR ? ParseDotted(question.domain) : std::nullopt;
+  std::string name = ip ? ReverseName(*ip) : question.domain;
+  if (name.size() > 1 && name.ends_with('.')) name.pop_back();
+  return name;
+}
 
 std::optional<Bytes> ComposeQuery(const DnsQuestion& question) {
   ByteWriter writer;

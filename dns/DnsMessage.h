@@ -21,6 +21,9 @@ struct DnsQuestion {
   bool recursion = true;
 };
 
+/// The name that the question asks for, without a dot at the end.
+std::string QuestionName(const DnsQuestion& question);
+
 /// The query message; none when the domain is no name.
 std::optional<Bytes> ComposeQuery(const DnsQuestion& question);
 

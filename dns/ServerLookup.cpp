@@ -12,8 +12,9 @@ namespace netro {
 namespace {
 
 constexpr int kRounds = 3;
+constexpr int kMostAliases = 16;
 constexpr std::chrono::milliseconds kUdpWait(1500);
-constexpr std::int32_t kTcpSeconds = 10;
+constexpr std::int32_t kTcpSeconds = 3;
 
 // "host:port" or "host".
 bool ParseServer(const std::string& text, DnsServer& server) {
@@ -62,7 +63,8 @@ class Lookup {
     plan.limit = std::min(deadline_, SecondsFromNow(kTcpSeconds));
     const DnsTcpResult result = AskOverTcp(plan, query_, false, mark_);
     if (!result.message.empty()) return Judge(result.reply);
-    return {KindOf(result.code), {}};
+    // Where TCP is closed or silent it stays so: such a server is not asked again.
+    return {mark_.Cancelled() ? Reply::Cancelled : Reply::Useless, {}};
   }
 
   Reply::Kind KindOf(std::int32_t error) const {
@@ -73,12 +75,26 @@ class Lookup {
   Reply Judge(const DnsReply& reply) const {
     const std::int32_t code = reply.flags.Code();
     if (code != kDnsSuccess && code != kDnsNameError) return {};
-    for (const DNSCLS& record : reply.records[DnsReply::Answer]) {
-      if (record.DataType() == question_.type && IsUsable(record.Data())) {
-        return {Reply::Found, record.Data()};
-      }
+    if (std::string found = Find(reply.records[DnsReply::Answer]); !found.empty()) {
+      return {Reply::Found, std::move(found)};
     }
     return {IsReferral(reply) ? Reply::Useless : Reply::NoSuchName, {}};
+  }
+
+  // The record of the name asked for, or of the one that its aliases lead to. Others prove nothing.
+  std::string Find(const std::deque<DNSCLS>& answers) const {
+    std::string name = name_;
+    for (int aliases = 0; aliases < kMostAliases; ++aliases) {
+      std::string next;
+      for (const DNSCLS& record : answers) {
+        if (!EqualsIgnoreCase(record.Query(), name)) continue;
+        if (record.DataType() == question_.type && IsUsable(record.Data())) return record.Data();
+        if (record.DataType() == TYPE_CNAME) next = record.Data();
+      }
+      if (next.empty()) break;
+      name = std::move(next);
+    }
+    return {};
   }
 
   // A server that does not look further names others instead of an answer.
@@ -93,11 +109,12 @@ class Lookup {
   // What a server says ends up in the caller's texts and connections: a name that is none is not
   // passed on, nor an address that means this host or everybody.
   bool IsUsable(const std::string& data) const {
-    return question_.type == TYPE_PTR ? IsHostName(data)
+    return question_.type == TYPE_PTR ? IsHostName(data) && !ParseDotted(data)
                                       : data != "255.255.255.255" && data != "0.0.0.0";
   }
 
   DnsQuestion question_;
+  std::string name_;  // as it stands in the question
   Bytes query_;
   const CancelMark& mark_;
   TimePoint deadline_;

@@ -25,8 +25,7 @@ class HostLookup {
   /// Looks up a name, or the name of a dotted address, by `servers` ("host[:port]" separated by
   /// commas; empty: the system's resolver; none: the default servers). Blocks, keeping the loop
   /// alive. Errors: 59 no such host, 9999 cancelled, 10002 the deadline came first, 10022 the
-  /// servers cannot be read,
-  /// 10055 no memory.
+  /// servers cannot be read, 10055 no memory.
   virtual LookupAnswer Lookup(std::string address, std::optional<std::string> servers,
                               const CancelMark& mark, TimePoint deadline) = 0;
   /// The system's servers that answer an echo. Blocks for half a second at most, and only until the

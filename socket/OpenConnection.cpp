@@ -23,7 +23,8 @@ bool PlanProxy(const ProxyValues& proxy, ConnectionPlan& plan) {
   plan.proxyUser = proxy.user;
   plan.proxyPassword = proxy.password;
   plan.remoteDNS = proxy.useRemoteDNS;
-  return plan.socks == SocksKind::None || !proxy.url.empty();
+  return plan.socks == SocksKind::None ||
+         (!proxy.url.empty() && proxy.port >= 1 && proxy.port <= 65535);
 }
 
 std::int32_t SocketOwner::Connect(SocketCls& socket, const ConnectionPlan& plan,

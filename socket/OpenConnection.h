@@ -30,7 +30,7 @@ struct ConnectionPlan {
 };
 
 /// Puts the proxy settings of a protocol class into a plan. False when the type is none of the
-/// kinds or the proxy has no name.
+/// kinds or the proxy has no name or no port.
 bool PlanProxy(const ProxyValues& proxy, ConnectionPlan& plan);
 
 class SocketOwner {

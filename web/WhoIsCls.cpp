@@ -83,7 +83,9 @@ bool WhoIsCls::Ask(std::string host, std::string query) {
     return Fail(kErrInvalidArgument, "Port " + std::to_string(plan.port) + " is no port.");
   }
   if (!PlanProxy(Proxy(), plan)) {
-    return Fail(kErrInvalidArgument, "ProxyType is none of the proxy kinds, or ProxyURL is empty.");
+    return Fail(
+        kErrInvalidArgument,
+        "ProxyType is none of the proxy kinds, ProxyURL is empty, or ProxyPort is no port.");
   }
 
   const auto call = call_;

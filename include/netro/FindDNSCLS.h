@@ -32,7 +32,7 @@ class NETRO_EXPORT FindDNSCLS {
   /// the loop alive.
   bool IsIPReachable(const std::string& IP) const;
 
-  /// Forgets what was found: the next read looks again.
+  /// Forgets what was found: the next read looks again. On the object's thread; it ends nothing.
   void Kill();
 
  private:

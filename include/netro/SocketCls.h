@@ -119,7 +119,8 @@ class NETRO_EXPORT SocketCls : public NameLookups {
   /// A pointer of the owner's, stored and returned only.
   void* PageFactory() const { return pageFactory_; }
   void PageFactory(void* value) { pageFactory_ = value; }
-  /// Result of the last name lookup: 0, 59 (no such host), 9999 or 10002, and its text.
+  /// Result of the last name lookup: 0, 59 (no such host), 9999, 10002 (the time-out of the call
+  /// that needed it), 10022 (DNSURL cannot be read), 10036 or 10055, and its text.
   std::int32_t DNSLastErr() const { return dnsLastErr_; }
   const std::string& DNSLastErrMsg() const { return dnsLastErrMsg_; }
   /// DNS servers for name lookups as "host[:port]" separated by commas; empty: the system's

@@ -316,9 +316,9 @@ class SntpTest(TimeTestCase):
 
     def test_server_that_refuses(self):
         for fields, text in (
-            ({"stratum": 0, "reference": b"RATE"}, b'"RATE" and no time: it is asked too often'),
+            ({"stratum": 0, "reference": b"RATE"}, b'"RATE": it is asked too often'),
             ({"stratum": 0, "reference": b"DENY", "transmit": bytes(8)}, b"error 100000"),
-            ({"stratum": 0, "reference": b"XFOO", "leap": 3}, b'"XFOO" and no time\n'),
+            ({"stratum": 0, "reference": b"XFOO", "leap": 3}, b'"XFOO"\n'),
             ({"stratum": 0, "reference": bytes(4), "leap": 3}, b"clock is not set"),
             ({"leap": 3}, b"clock is not set"),
         ):

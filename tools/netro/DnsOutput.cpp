@@ -103,7 +103,8 @@ std::string Advice(const QueryDNSCLS& query, const DnsResult& result, const DnsR
   if (result.server.empty()) {
     return "; name one with --server";
   }
-  if (result.errorNumber == 10002 && request.timeout > 0) {
+  const bool wasOurs = result.seconds >= request.timeout;  // and not the class's own limit
+  if (result.errorNumber == 10002 && request.timeout > 0 && wasOurs) {
     return "; the limit is " + std::to_string(request.timeout) + " s, --timeout changes it";
   }
   if (result.header && request.type != TYPE_PTR && IsAddress(query)) {

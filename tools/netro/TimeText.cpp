@@ -127,13 +127,14 @@ std::string Refusal(const QueryTimeCLS& query) {
     }
     return text;
   }
-  const bool alarm = query.SNTPLeapIndicator() == SNTPLeapIndicatorEnum::Alarm;
-  if (alarm) return "the server says that its clock is not set";
+  if (query.SNTPLeapIndicator() == SNTPLeapIndicatorEnum::Alarm) {
+    return "the server says that its clock is not set";
+  }
   // A 4-byte reply tells no mode, and no stratum either.
   const bool sntp = query.SNTPMode() != SNTPModeEnum::Unknown;
-  const bool synchronised = query.SNTPStratum() == SNTPStratumEnum::PrimaryReference ||
-                            query.SNTPStratum() == SNTPStratumEnum::SecondaryReference;
-  return sntp && !synchronised ? "the server says that its clock is not synchronised" : "";
+  return sntp && query.SNTPStratum() == SNTPStratumEnum::Unspecified
+             ? "the server says that it has no time"
+             : "";
 }
 
 }  // namespace netro::tool
