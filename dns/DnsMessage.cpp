@@ -14,7 +14,6 @@ constexpr std::uint16_t kId = 25;
 constexpr std::size_t kHeaderSize = 12;
 constexpr std::size_t kTypeAndClass = 4;
 constexpr std::uint8_t kReplyBit = 128;
-constexpr std::uint8_t kOpcode = 0x78;  // 0 is a standard query
 
 // A dotted address by the name that its PTR record has: "3.2.1.10.in-addr.arpa" for "10.1.2.3".
 std::string ReverseName(std::int32_t ip) {
@@ -63,17 +62,14 @@ bool ReadHeader(std::span<const std::uint8_t> message, Header& header) {
   header.flags.first = reader.U8();
   header.flags.second = reader.U8();
   header.questions = reader.U16();
-  const bool isReply = (header.flags.first & (kReplyBit | kOpcode)) == kReplyBit;
-  return reader.Ok() && sameId && isReply;
+  return reader.Ok() && sameId && (header.flags.first & kReplyBit) != 0;
 }
 
 }  // namespace
 
 std::string QuestionName(const DnsQuestion& question) {
   const auto ip = question.type == TYPE_PTR ? ParseDotted(question.domain) : std::nullopt;
-  std::string name = ip ? ReverseName(*ip) : question.domain;
-  if (name.size() > 1 && name.ends_with('.')) name.pop_back();
-  return name;
+  return ip ? ReverseName(*ip) : question.domain;
 }
 
 std::optional<Bytes> ComposeQuery(const DnsQuestion& question) {

@@ -21,7 +21,7 @@ struct DnsQuestion {
   bool recursion = true;
 };
 
-/// The name that the question asks for, without a dot at the end.
+/// The name that the question asks for.
 std::string QuestionName(const DnsQuestion& question);
 
 /// The query message; none when the domain is no name.

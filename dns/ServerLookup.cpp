@@ -28,6 +28,11 @@ bool ParseServer(const std::string& text, DnsServer& server) {
          server.port <= 65535;
 }
 
+std::string WithoutLastDot(std::string name) {
+  if (name.ends_with('.')) name.pop_back();
+  return name;
+}
+
 // What a server's reply says about the name.
 struct Reply {
   enum Kind { Found, NoSuchName, Silent, Useless, Cancelled } kind = Useless;
@@ -38,6 +43,7 @@ class Lookup {
  public:
   Lookup(DnsQuestion question, Bytes query, const CancelMark& mark, TimePoint deadline)
       : question_(std::move(question)),
+        name_(WithoutLastDot(QuestionName(question_))),
         query_(std::move(query)),
         mark_(mark),
         deadline_(deadline) {}

@@ -90,12 +90,16 @@ TEST_F(HostLookup, OnlyWhatCanBeUsedCounts) {
     std::string result;
   } const cases[] = {
       {"www.test", {alias, real}, "192.0.2.9"},
+      {"www.test.", {alias, real}, "192.0.2.9"},
       {"www.test", {alias}, ""},
+      {"www.test", {real}, ""},
+      {"www.test", {real, address({192, 0, 2, 8})}, "192.0.2.8"},
       {"www.test", {address({0, 0, 0, 0})}, ""},
       {"www.test", {address({255, 255, 255, 255}), address({192, 0, 2, 3})}, "192.0.2.3"},
       {"192.0.2.4", {name(dns::Name("host_1.test"))}, "host_1.test"},
       {"192.0.2.4", {name(dns::Text("a\r\nb") + dns::Name("test"))}, ""},
       {"192.0.2.4", {name(dns::Name(""))}, ""},
+      {"192.0.2.4", {name(dns::Name("192.0.2.99"))}, ""},
   };
   for (const auto& c : cases) {
     DnsServer server([&](const std::string& query) -> DnsServer::Replies {
