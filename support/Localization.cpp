@@ -3,7 +3,6 @@
 #include <netro/Localization.h>
 
 #include <cstddef>
-#include <string>
 #include <string_view>
 
 #include "support/MessageTexts.h"
@@ -11,27 +10,26 @@
 namespace netro {
 namespace {
 
-/// The argument that "%1" to "%9" at the start of `text` stands for; null when there is none.
-const std::string* ArgumentAt(std::string_view text, const std::vector<std::string>& arguments) {
-  if (text.size() < 2 || text[1] < '1' || text[1] > '9') return nullptr;
-  const auto index = static_cast<std::size_t>(text[1] - '1');
-  return index < arguments.size() ? &arguments[index] : nullptr;
+/// Replaces every `placeholder` of `text` in one pass. What was put in is not searched again, so an
+/// argument that holds its own placeholder ends as well.
+std::string Replace(std::string_view text, std::string_view placeholder, std::string_view value) {
+  std::string result;
+  std::size_t begin = 0;
+  for (auto at = text.find(placeholder); at != text.npos; at = text.find(placeholder, begin)) {
+    result.append(text, begin, at - begin).append(value);
+    begin = at + placeholder.size();
+  }
+  return result.append(text, begin);
 }
 
 }  // namespace
 
-// What was put in is not searched again: an argument may hold a "%1" of its own.
 std::string GetMessageText(std::int32_t Number, const std::vector<std::string>& Arguments) {
-  std::string_view text = FindMessageText(Number);
-  std::string result;
-  for (auto at = text.find('%'); at != text.npos; at = text.find('%')) {
-    result.append(text, 0, at);
-    text.remove_prefix(at);
-    const std::string* argument = ArgumentAt(text, Arguments);
-    result.append(argument != nullptr ? *argument : "%");
-    text.remove_prefix(argument != nullptr ? 2 : 1);
+  std::string text(FindMessageText(Number));
+  for (std::size_t i = 0; i < Arguments.size(); ++i) {
+    text = Replace(text, '%' + std::to_string(i + 1), Arguments[i]);
   }
-  return result.append(text);
+  return text;
 }
 
 }  // namespace netro
