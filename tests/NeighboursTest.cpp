@@ -1,0 +1,244 @@
+// NetBIOSCls between two network namespaces: MAC addresses by ARP, and this host's adapters with
+// their counters. Skipped where the system has no namespaces for this user; the test low_ports then
+// runs them.
+
+#include <gtest/gtest.h>
+#include <linux/capability.h>
+#include <netro/NetBIOSCls.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <functional>
+#include <initializer_list>
+#include <memory>
+#include <string>
+
+#include "DnsTestKit.h"
+#include "TwoNetworks.h"
+#include "platform/Clock.h"
+#include "platform/Neighbours.h"
+#include "platform/Sockets.h"
+
+namespace netro {
+namespace {
+
+using std::chrono::seconds;
+
+constexpr char kThere[] = "10.77.0.2";
+constexpr char kAbsent[] = "10.77.0.9";
+constexpr char kOtherMac[] = "02:00:5E:00:00:99";
+
+// Takes the permission to change the network from the calling thread, until the end of the scope.
+class WithoutNetworkAdministration {
+ public:
+  WithoutNetworkAdministration() {
+    syscall(SYS_capget, &header_, before_);
+    __user_cap_data_struct less[2] = {before_[0], before_[1]};
+    less[0].effective &= ~(1u << CAP_NET_ADMIN);
+    syscall(SYS_capset, &header_, less);
+  }
+  ~WithoutNetworkAdministration() { syscall(SYS_capset, &header_, before_); }
+  WithoutNetworkAdministration(const WithoutNetworkAdministration&) = delete;
+  WithoutNetworkAdministration& operator=(const WithoutNetworkAdministration&) = delete;
+
+ private:
+  __user_cap_header_struct header_{_LINUX_CAPABILITY_VERSION_3, 0};
+  __user_cap_data_struct before_[2] = {};
+};
+
+class Neighbours : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (!networks_.IsMade()) GTEST_SKIP() << "no network namespaces can be made here";
+  }
+
+  // The MAC address found; empty when there is none.
+  std::string Find(const std::string& ip) {
+    const std::string before = netbios_->MacAddress();
+    if (netbios_->GetRemoteMACAddress(ip, ":")) return netbios_->MacAddress();
+    if (netbios_) {
+      EXPECT_EQ(netbios_->MacAddress(), before);
+    }
+    return {};
+  }
+
+  // The same for one who is asked for and does not answer.
+  std::string FindInVain(const std::string& ip) {
+    const RunningClock clock([] { return true; });
+    const TimePoint before = Now();
+    std::string found = Find(ip);
+    EXPECT_GE(Now() - before, seconds(1));
+    return found;
+  }
+
+  static void Enter(const std::string& ip, const std::string& mac, const std::string& state) {
+    ASSERT_TRUE(TwoNetworks::Ip("neighbour replace " + ip + " lladdr " + mac + " dev here nud " +
+                                state + "\n"));
+  }
+
+  static bool IsKnown(const char* ip) { return KnownNeighbour(*ParseDotted(ip)).has_value(); }
+
+  // Whoever had an address there has it no longer.
+  void TakeAway(const std::string& ip) {
+    ASSERT_TRUE(networks_.IpThere("address delete " + ip + "/24 dev there\n"));
+  }
+
+  TwoNetworks networks_;
+  std::unique_ptr<NetBIOSCls> netbios_ = std::make_unique<NetBIOSCls>();
+};
+
+TEST_F(Neighbours, TheNetworkIsAskedAndTheAnswerKept) {
+  EXPECT_FALSE(IsKnown(kThere));
+  EXPECT_EQ(Find(kThere), TwoNetworks::kMacThere);
+  EXPECT_TRUE(IsKnown(kThere));
+  TakeAway(kThere);
+  EXPECT_EQ(Find(kThere), TwoNetworks::kMacThere) << "confirmed not long ago";
+}
+
+TEST_F(Neighbours, DividerIsTheCalls) {
+  EXPECT_TRUE(netbios_->GetRemoteMACAddress(kThere, ""));
+  EXPECT_EQ(netbios_->MacAddress(), "02005E00000B");
+  EXPECT_TRUE(netbios_->GetRemoteMACAddress(kThere, " - "));
+  EXPECT_EQ(netbios_->MacAddress(), "02 - 00 - 5E - 00 - 00 - 0B");
+}
+
+TEST_F(Neighbours, OwnAddressIsThatOfItsInterface) {
+  ASSERT_TRUE(
+      TwoNetworks::Ip("address add 10.78.0.1/24 dev here label here:alias\n"
+                      "address add 10.79.0.1/32 dev lo\n"));
+  EXPECT_EQ(Find("10.77.0.1"), TwoNetworks::kMacHere);
+  EXPECT_EQ(Find("10.78.0.1"), TwoNetworks::kMacHere);
+  EXPECT_EQ(Find("10.79.0.1"), "") << "on loopback";
+}
+
+TEST_F(Neighbours, WhoIsAbsentIsNotFoundUntilItComes) {
+  EXPECT_EQ(FindInVain(kAbsent), "");
+  ASSERT_TRUE(networks_.IpThere("address add 10.77.0.9/24 dev there\n"));
+  // The clock ran ahead of the system's, which asks again only after a second.
+  ASSERT_TRUE(TwoNetworks::Ip("neighbour delete 10.77.0.9 dev here\n"));
+  EXPECT_EQ(Find(kAbsent), TwoNetworks::kMacThere);
+}
+
+TEST_F(Neighbours, StatesOfTheTable) {
+  const struct {
+    const char* state;
+    bool counts;
+  } kStates[] = {{"permanent", true}, {"reachable", true}, {"delay", true}, {"probe", true},
+                 {"stale", false},    {"failed", false},   {"noarp", false}};
+  for (const auto& c : kStates) {
+    Enter(kAbsent, kOtherMac, c.state);
+    EXPECT_EQ(IsKnown(kAbsent), c.counts) << c.state;
+    ASSERT_TRUE(TwoNetworks::Ip("neighbour delete 10.77.0.9 dev here\n"));
+  }
+}
+
+TEST_F(Neighbours, AGoodEntryIsTaken) {
+  Enter(kThere, kOtherMac, "permanent");
+  EXPECT_EQ(Find(kThere), kOtherMac);
+  EXPECT_EQ(Find("10.77.2"), kOtherMac) << "as the system reads dotted addresses";
+}
+
+TEST_F(Neighbours, AStaleEntryIsNotBelieved) {
+  Enter(kThere, kOtherMac, "stale");
+  EXPECT_EQ(Find(kThere), TwoNetworks::kMacThere);
+  Enter(kAbsent, kOtherMac, "stale");
+  EXPECT_EQ(FindInVain(kAbsent), "");
+}
+
+TEST_F(Neighbours, WithoutPermissionAStaleEntryIsTheBestThereIs) {
+  Enter(kAbsent, kOtherMac, "stale");
+  const WithoutNetworkAdministration scope;
+  EXPECT_EQ(Find(kAbsent), kOtherMac);
+  EXPECT_EQ(Find(kThere), TwoNetworks::kMacThere) << "asking needs no permission";
+}
+
+TEST_F(Neighbours, AnInterfaceWithoutArpKnowsNobody) {
+  ASSERT_TRUE(TwoNetworks::Ip("link set here arp off\n"));
+  EXPECT_EQ(FindInVain(kThere), "");
+}
+
+TEST_F(Neighbours, NobodyIsAskedForAddressesThatAreNoNeighbours) {
+  ASSERT_TRUE(TwoNetworks::Ip("route add default via 10.77.0.2\nroute add 224.0.0.0/4 dev here\n"));
+  const TimePoint before = Now();
+  for (const char* ip :
+       {"", "there.test", "127.0.0.1", "127.9.9.9", "0.0.0.0", "0.0.0.1", "224.0.0.1",
+        "239.255.255.250", "255.255.255.255", "10.77.0.255", "198.51.100.1", "10.77.0.2 x"})
+    EXPECT_EQ(Find(ip), "") << ip;
+  EXPECT_LT(Now() - before, seconds(1));
+  EXPECT_FALSE(IsKnown(kThere)) << "nothing went to the gateway";
+}
+
+TEST_F(Neighbours, ADeadCableIsNoWait) {
+  ASSERT_TRUE(TwoNetworks::Ip("link set here down\n"));
+  const TimePoint before = Now();
+  EXPECT_EQ(Find(kThere), "");
+  EXPECT_LT(Now() - before, seconds(1));
+}
+
+TEST_F(Neighbours, TheCallCanBeEnded) {
+  for (const auto& end : std::initializer_list<std::function<void()>>{
+           [&] { netbios_->StopWaiting(); }, [&] { netbios_->Kill(); },
+           [&] {
+             std::int32_t error = 0;
+             EXPECT_FALSE(netbios_->GetMacAddress(0, "*", "-", error));
+             EXPECT_EQ(error, 0x21);
+             netbios_->StopWaiting();
+           },
+           [&] { netbios_.reset(); }}) {
+    PostWhen([] { return true; }, end);
+    EXPECT_FALSE(netbios_->GetRemoteMACAddress(kAbsent, "-"));
+    if (netbios_) {
+      EXPECT_EQ(Find(kThere), TwoNetworks::kMacThere);
+    }
+  }
+}
+
+TEST_F(Neighbours, DeletionWhenTheAnswerIsThere) {
+  PostWhen([] { return true; },
+           [&] {
+             Enter(kAbsent, kOtherMac, "reachable");
+             netbios_.reset();
+           });
+  EXPECT_FALSE(netbios_->GetRemoteMACAddress(kAbsent, "-"));
+}
+
+TEST_F(Neighbours, WhatTheSystemLearnsWhileTheCallWaitsIsFound) {
+  const TimePoint before = Now();
+  PostWhen([] { return true; }, [] { Enter(kAbsent, kOtherMac, "reachable"); });
+  EXPECT_EQ(Find(kAbsent), kOtherMac);
+  EXPECT_LT(Now() - before, seconds(1));
+}
+
+TEST_F(Neighbours, OwnAdaptersHaveTheirCounters) {
+  std::int32_t error = -1;
+  ASSERT_TRUE(netbios_->GetMacAddress(0, "*", ":", error));
+  EXPECT_EQ(netbios_->MacAddress(), TwoNetworks::kMacHere);
+  EXPECT_EQ(netbios_->AdapterType(), 0xFE);
+  const std::int32_t sent = netbios_->XmitSuccess(), received = netbios_->RecvSuccess();
+  for (int i = 0; i < 100; ++i) EXPECT_TRUE(AskForNeighbour(*ParseDotted(kThere)));
+  ASSERT_TRUE(netbios_->GetMacAddress(0, "", ":", error));
+  EXPECT_GE(netbios_->XmitSuccess(), sent + 101) << "with the ARP request";
+  EXPECT_GE(netbios_->RecvSuccess(), received + 1) << "the ARP reply";
+  EXPECT_LT(netbios_->RecvSuccess(), received + 100) << "port 9 is closed, which is told seldom";
+  EXPECT_EQ(netbios_->IframeXmitErr(), 0);
+  EXPECT_EQ(netbios_->NameCount(), 0);
+}
+
+TEST_F(Neighbours, OwnAdaptersInTheOrderOfTheirNumbers) {
+  ASSERT_TRUE(
+      TwoNetworks::Ip("link add aaa index 900 address 02:00:00:00:09:00 type veth peer name bbb "
+                      "index 257 address 02:00:00:00:02:57\n"));
+  const char* const kMacs[] = {TwoNetworks::kMacHere, "02:00:00:00:02:57", "02:00:00:00:09:00"};
+  std::int32_t error = -1;
+  std::int16_t number = 0;
+  for (const char* mac : kMacs) {
+    ASSERT_TRUE(netbios_->GetMacAddress(number++, "*", ":", error));
+    EXPECT_EQ(netbios_->MacAddress(), mac);
+  }
+  EXPECT_FALSE(netbios_->GetMacAddress(number, "*", ":", error));
+  EXPECT_EQ(error, 0x23);
+}
+
+}  // namespace
+}  // namespace netro
