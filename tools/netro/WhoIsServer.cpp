@@ -3,7 +3,6 @@
 #include "tools/netro/WhoIsServer.h"
 
 #include <algorithm>
-#include <regex>
 
 #include "tools/netro/Command.h"
 #include "tools/netro/Encoding.h"
@@ -50,13 +49,27 @@ std::string_view NamedServer(std::string_view line) {
                                                           : Trimmed(line.substr(colon + 1));
 }
 
+bool IsPlainNumber(std::string_view text) {
+  return !text.empty() && text.size() <= 3 && (text.size() == 1 || text.front() != '0') &&
+         text.find_first_not_of("0123456789") == text.npos;
+}
+
 /// True for what the system may read as an address without its being four plain numbers: such
 /// spellings would let a server hide that it has been asked.
-bool IsOddNumber(const std::string& host) {
-  const std::size_t last = host.rfind('.') == host.npos ? 0 : host.rfind('.') + 1;
-  if (host[last] < '0' || host[last] > '9') return false;
-  static const std::regex plain(R"((0|[1-9]\d{0,2})(\.(0|[1-9]\d{0,2})){3})");
-  return !std::regex_match(host, plain);
+bool IsOddNumber(std::string_view host) {
+  const std::string_view last = host.substr(host.rfind('.') + 1);
+  if (last.empty() || last.front() < '0' || last.front() > '9') {
+    return false;
+  }
+  int numbers = 0;
+  for (std::size_t dot = 0; dot != host.npos; ++numbers) {
+    dot = host.find('.');
+    if (!IsPlainNumber(host.substr(0, dot))) {
+      return true;
+    }
+    host.remove_prefix(dot == host.npos ? host.size() : dot + 1);
+  }
+  return numbers != 4;
 }
 
 /// "whois://host:port/" is taken as well; other protocols are not.
