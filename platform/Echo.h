@@ -65,6 +65,11 @@ class Echo final : private SocketWatcher {
     EchoRequest request;
     std::chrono::steady_clock::time_point sent;
     std::chrono::system_clock::time_point wallSent;  // what the system stamps arrivals with
+    bool answered = false;                           // its arrival waits to be handed out
+  };
+  struct Heard {
+    IcmpAnswer answer;
+    std::chrono::system_clock::time_point arrived;
   };
   struct Arrival {
     std::int32_t number = 0;
@@ -78,8 +83,8 @@ class Echo final : private SocketWatcher {
   std::int32_t Transmit(Flight& flight);
   void SendWaiting();
   bool ReadAll();
-  bool ReadBatch(bool errors);
-  void Take(const IcmpAnswer& answer, std::chrono::system_clock::time_point arrived);
+  bool ReadQueue(bool errors, const std::function<void(const Heard&)>& take);
+  void Take(const Heard& heard);
   bool Matches(const Flight& flight, const IcmpAnswer& answer) const;
   void Deliver();
   void DeliverLater();
@@ -94,6 +99,7 @@ class Echo final : private SocketWatcher {
   std::int32_t lastNumber_ = 0;
   std::int32_t ttl_ = 0;  // that the socket is set to
   int unread_ = 0;        // requests since the last reading
+  bool stamps_ = false;   // the system stamps what arrives
   std::unordered_map<std::uint16_t, Flight> flights_;
   std::deque<std::int32_t> waiting_;  // numbers that the system had no room for
   std::deque<Arrival> arrivals_;      // read, and not yet handed out

@@ -9,8 +9,7 @@ namespace netro {
 
 EchoExchange::EchoExchange(const CancelMark& mark)
     : mark_(mark),
-      echo_(mark.Module().Notifications(), [this](std::int32_t number, const EchoOutcome& outcome) {
-        if (number != number_) return;
+      echo_(mark.Module().Notifications(), [this](std::int32_t, const EchoOutcome& outcome) {
         number_ = 0;
         outcome_ = outcome;
       }) {}

@@ -111,7 +111,10 @@ std::optional<std::int32_t> IcmpErrorStatus(std::uint8_t type, std::uint8_t code
 
 std::uint16_t InternetChecksum(std::span<const std::uint8_t> bytes) {
   std::uint64_t sum = 0;
-  for (std::size_t i = 0; i < bytes.size(); ++i) sum += i % 2 == 0 ? bytes[i] << 8U : bytes[i];
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    const std::uint64_t byte = bytes[i];
+    sum += i % 2 == 0 ? byte << 8 : byte;
+  }
   while (sum > 0xFFFF) sum = (sum & 0xFFFF) + (sum >> 16);
   return static_cast<std::uint16_t>(~sum & 0xFFFF);
 }

@@ -1,7 +1,10 @@
 // Every property of every class: its default, and that it can be set and read back.
 #include <gtest/gtest.h>
 #include <netro/DNSCLS.h>
+#include <netro/EchoCls.h>
 #include <netro/HTTPCls.h>
+#include <netro/ICMPCls.h>
+#include <netro/NetBIOSCls.h>
 #include <netro/QueryDNSCLS.h>
 #include <netro/QueryTimeCLS.h>
 #include <netro/SocketCls.h>
@@ -303,6 +306,56 @@ TEST(Properties, WhoIsCls) {
   });
 }
 
+TEST(Properties, ICMPCls) {
+  using I = ICMPCls;
+  const auto number = [](const char* name, std::int32_t (I::*get)() const,
+                         void (I::*set)(std::int32_t), std::int32_t standard) {
+    return Settable<I, std::int32_t>(name, get, set, standard, 4);
+  };
+  Walk<I>({
+      number("PingTimeout", &I::PingTimeout, &I::PingTimeout, 5000),
+      number("PingPacketSize", &I::PingPacketSize, &I::PingPacketSize, 32),
+      number("TRMaxHops", &I::TRMaxHops, &I::TRMaxHops, 30),
+      number("TRTimeout", &I::TRTimeout, &I::TRTimeout, 5000),
+      number("TRPacketSize", &I::TRPacketSize, &I::TRPacketSize, 32),
+      number("TRDelay", &I::TRDelay, &I::TRDelay, 0),
+      Settable<I, const std::string&>("DNSURL", &I::DNSURL, &I::DNSURL, "", "something else"),
+      ReadOnly("TRHopCount", &I::TRHopCount, 0),
+      ReadOnly("TRSumRoundTripTime", &I::TRSumRoundTripTime, 0),
+      ReadOnly("TRCanceled", &I::TRCanceled, false),
+      ReadOnly("LastErr", &I::LastErr, 0),
+      ReadOnly<I, const std::string&>("LastErrMsg", &I::LastErrMsg, ""),
+      ReadOnly("DNSLastErr", &I::DNSLastErr, 0),
+      ReadOnly<I, const std::string&>("DNSLastErrMsg", &I::DNSLastErrMsg, ""),
+  });
+}
+
+TEST(Properties, EchoCls) {
+  using E = EchoCls;
+  Walk<E>({
+      ReadOnly("Pending", &E::Pending, 0),
+      ReadOnly("SocketUsed", &E::SocketUsed, EchoSocketNone),
+      ReadOnly("LastErr", &E::LastErr, 0),
+      ReadOnly<E, const std::string&>("LastErrMsg", &E::LastErrMsg, ""),
+  });
+}
+
+TEST(Properties, NetBIOSCls) {
+  using N = NetBIOSCls;
+  Walk<N>({
+      Settable<N, bool>("Logging", &N::Logging, &N::Logging, false, true),
+      ReadOnly<N, const std::string&>("MacAddress", &N::MacAddress, ""),
+  });
+  for (const auto byte : {&N::RevMajor, &N::AdapterType, &N::RevMinor}) EXPECT_EQ((N().*byte)(), 0);
+  for (const auto number : {&N::XmitSuccess, &N::RecvSuccess}) EXPECT_EQ((N().*number)(), 0);
+  for (const auto number :
+       {&N::Duration, &N::FrmrRecv, &N::FrmrXmit, &N::IframeRecvErr, &N::XmitAborts,
+        &N::IframeXmitErr, &N::RecvBuffUnavail, &N::T1Timeouts, &N::TiTimeouts, &N::FreeNcbs,
+        &N::MaxCfgNcbs, &N::MaxNcbs, &N::XmitBufUnavail, &N::MaxDgramSize, &N::PendingSess,
+        &N::MaxCfgSess, &N::MaxSess, &N::MaxSessPktSize, &N::NameCount})
+    EXPECT_EQ((N().*number)(), 0);
+}
+
 TEST(Properties, EnumeratorsHaveTheirValues) {
   EXPECT_EQ(sockClosed, 1);
   EXPECT_EQ(sockConnected, 4);
@@ -316,6 +369,8 @@ TEST(Properties, EnumeratorsHaveTheirValues) {
   EXPECT_EQ(static_cast<int>(SNTPModeEnum::SymmetricActive), 0);
   EXPECT_EQ(static_cast<int>(SNTPModeEnum::Unknown), 5);
   EXPECT_EQ(static_cast<int>(SNTPStratumEnum::reserved), 3);
+  EXPECT_EQ(EchoSocketDatagram, 1);
+  EXPECT_EQ(EchoSocketRaw, 2);
   EXPECT_EQ(TYPE_AAAA, 28);
   EXPECT_EQ(TYPE_ATMA, 34);
   EXPECT_EQ(TYPE_IXFR, 251);

@@ -8,9 +8,14 @@
 // system's buffer holds a few hundred, so Send reads in between and keeps what it read for the
 // loop.
 //
+// An error in the queue is also told once by the next call on the socket, whichever it is: that
+// call is tried again.
+//
 // Times are taken from the system's stamps: a reply may lie in the buffer while others are sent.
-// They are wall clock times. Where these contradict the steady clock, somebody has set the clock,
-// and the time of reading counts.
+// The system begins to stamp some milliseconds after it has been asked to, unless another socket
+// has asked before; until then a stamp is the time of reading, and so each send is followed by a
+// read. Stamps are wall clock times. Where these contradict the steady clock, somebody has set the
+// clock, and the time of reading counts.
 #include "platform/Echo.h"
 
 #include <netinet/in.h>
@@ -21,6 +26,7 @@
 #include <limits>
 #include <optional>
 #include <utility>
+#include <vector>
 
 #include "platform/ErrorNumbers.h"
 #include "platform/Random.h"
@@ -38,6 +44,7 @@ constexpr std::size_t kHeaders = 60 + 8;       // the longest IP header, and tha
 constexpr std::size_t kSmallestRoom = 2'048;   // holds any error message
 constexpr int kSendsUnread = 64;
 constexpr int kBatchesPerTurn = 32;
+constexpr int kCallsPerTurn = 64;
 constexpr int kTries = 3;
 constexpr int kBuffer = 4 * 1024 * 1024;  // asked for; the system gives what it may
 
@@ -169,7 +176,7 @@ std::int32_t Echo::Send(const EchoRequest& request, std::int32_t& number) {
   number = lastNumber_;
   if (DataSize(request) > kLargestEcho) return kIpTooBig;
   Flight& flight = flights_[Sequence(number)];
-  flight = {number, request, {}, {}};
+  flight = {number, request, {}, {}, false};
   const std::int32_t error = waiting_.empty() ? Transmit(flight) : kErrWouldBlock;
   if (error == kErrWouldBlock) {
     waiting_.push_back(number);
@@ -177,7 +184,7 @@ std::int32_t Echo::Send(const EchoRequest& request, std::int32_t& number) {
     flights_.erase(Sequence(number));
     return EchoSendStatus(error);
   }
-  if (++unread_ >= kSendsUnread) {
+  if (++unread_ >= (stamps_ ? kSendsUnread : 1)) {
     ReadAll();
     if (!arrivals_.empty()) DeliverLater();
   }
@@ -208,7 +215,6 @@ std::int32_t Echo::Transmit(Flight& flight) {
   const Bytes packet = ComposeEchoRequest(identifier_, Sequence(flight.number), data);
   const SocketAddress to{request.ip, 0};
   std::int32_t error = 0;
-  // The error of an earlier request is told once by whichever call comes next.
   for (int tries = 0; tries < kTries; ++tries) {
     flight.wallSent = system_clock::now();
     flight.sent = steady_clock::now();
@@ -234,35 +240,50 @@ void Echo::OnSocket(std::int32_t /*handle*/, SocketEvent event, std::int32_t /*e
   Deliver();
 }
 
-// False when there may be more.
+// False when there may be more. Errors are taken first and used last: whatever came before them is
+// then in the other queue, and a reply counts more than an error.
 bool Echo::ReadAll() {
   unread_ = 0;
-  for (int turn = 0; turn < kBatchesPerTurn; ++turn) {
-    const bool moreErrors = kind_ == EchoSocket::Datagram && ReadBatch(true);
-    if (!ReadBatch(false) && !moreErrors) return true;
+  std::vector<Heard> errors;
+  bool all = true;
+  if (kind_ == EchoSocket::Datagram) {
+    all = ReadQueue(true, [&](const Heard& heard) { errors.push_back(heard); });
+  }
+  all = ReadQueue(false, [this](const Heard& heard) { Take(heard); }) && all;
+  for (const Heard& heard : errors) Take(heard);
+  return all;
+}
+
+// False when there may be more: what comes after a batch that is not full is notified anew.
+bool Echo::ReadQueue(bool errors, const std::function<void(const Heard&)>& take) {
+  for (int batches = 0; batches < kBatchesPerTurn; ++batches) {
+    const system_clock::time_point start = system_clock::now();
+    int count = -1;
+    for (int tries = 0; tries < kTries && count < 0; ++tries) {
+      count = batch_->Receive(handle_, errors);
+      if (count < 0 && errno == EAGAIN) return true;
+    }
+    for (int i = 0; i < count; ++i) {
+      const BatchMessage message = (*batch_)[static_cast<std::size_t>(i)];
+      const auto answer = kind_ == EchoSocket::Raw ? ReadIcmpPacket(message.bytes)
+                          : errors                 ? ReadError(message)
+                                                   : ReadReply(message);
+      if (answer) take({*answer, message.arrived});
+      stamps_ |= message.arrived != system_clock::time_point() && message.arrived < start;
+    }
+    if (count < static_cast<int>(MessageBatch::kMost)) return count >= 0;
   }
   return false;
 }
 
-// False when nothing is left: what comes after a batch that is not full is notified anew.
-bool Echo::ReadBatch(bool errors) {
-  const int count = batch_->Receive(handle_, errors);
-  if (count < 0) return errno != EAGAIN;
-  for (std::size_t i = 0; i < static_cast<std::size_t>(count); ++i) {
-    const BatchMessage message = (*batch_)[i];
-    const auto answer = kind_ == EchoSocket::Raw ? ReadIcmpPacket(message.bytes)
-                        : errors                 ? ReadError(message)
-                                                 : ReadReply(message);
-    if (answer) Take(*answer, message.arrived);
-  }
-  return static_cast<std::size_t>(count) == MessageBatch::kMost;
-}
-
-void Echo::Take(const IcmpAnswer& answer, system_clock::time_point arrived) {
+void Echo::Take(const Heard& heard) {
+  const IcmpAnswer& answer = heard.answer;
   const auto found = flights_.find(answer.sequence);
-  if (found == flights_.end() || !Matches(found->second, answer)) return;
-  const Flight& flight = found->second;
-  const auto time = RoundTrip(flight.sent, flight.wallSent, arrived);
+  if (found == flights_.end() || found->second.answered) return;
+  if (!Matches(found->second, answer)) return;
+  Flight& flight = found->second;
+  flight.answered = true;
+  const auto time = RoundTrip(flight.sent, flight.wallSent, heard.arrived);
   arrivals_.push_back({flight.number, {answer.status, answer.from, time, answer.ttl}});
 }
 
@@ -283,13 +304,13 @@ void Echo::Deliver() {
   // Both outlive a deletion inside the call.
   const auto alive = alive_;
   const Answered answered = answered_;
-  while (*alive && !arrivals_.empty()) {
+  for (int left = kCallsPerTurn; left > 0 && *alive && !arrivals_.empty(); --left) {
     const Arrival arrival = arrivals_.front();
     arrivals_.pop_front();
-    if (Find(arrival.number) == nullptr) continue;  // forgotten, or answered twice
-    flights_.erase(Sequence(arrival.number));
     // What is left goes back to the queue first: the function called may wait for it.
     if (!arrivals_.empty()) notifier_.Renew(handle_);
+    if (Find(arrival.number) == nullptr) continue;  // forgotten
+    flights_.erase(Sequence(arrival.number));
     answered(arrival.number, arrival.outcome);
   }
 }

@@ -66,6 +66,25 @@ std::vector<std::int32_t> ReadHostAddresses() {
   return addresses;
 }
 
+std::string ReadServiceName(std::int32_t port) {
+  if (port < 1 || port > 65535) return {};
+  std::vector<char> space(kTableSpace);
+  servent entry{};
+  servent* found = nullptr;
+  getservbyport_r(htons(static_cast<std::uint16_t>(port)), "tcp", &entry, space.data(),
+                  space.size(), &found);
+  return found != nullptr ? found->s_name : std::string();
+}
+
+std::int32_t ReadServicePort(const std::string& name) {
+  if (name.find('\0') != std::string::npos) return 0;
+  std::vector<char> space(kTableSpace);
+  servent entry{};
+  servent* found = nullptr;
+  getservbyname_r(name.c_str(), "tcp", &entry, space.data(), space.size(), &found);
+  return found != nullptr ? ntohs(static_cast<std::uint16_t>(found->s_port)) : 0;
+}
+
 std::optional<std::int32_t> ResolveName(const std::string& name) {
   addrinfo wanted{};
   wanted.ai_family = AF_INET;

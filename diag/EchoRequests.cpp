@@ -1,0 +1,85 @@
+// One timer serves all deadlines. It is set for the first; answers leave it alone, and when it
+// comes too early it is set again: an answer in time costs no system call.
+#include "diag/EchoRequests.h"
+
+#include <algorithm>
+
+#include "platform/Loop.h"
+
+namespace netro {
+
+using std::chrono::milliseconds;
+
+EchoRequests::EchoRequests(Ended ended)
+    : module_(SocketModule::ForThread()),
+      ended_(std::move(ended)),
+      echo_(module_->Notifications(),
+            [this](std::int32_t id, const EchoOutcome& outcome) { Answered(id, outcome); }) {}
+
+EchoRequests::~EchoRequests() {
+  *alive_ = false;
+  if (timer_ != 0) module_->MessageLoop().KillTimer(timer_);
+}
+
+std::int32_t EchoRequests::Send(const EchoRequest& request, milliseconds timeout) {
+  std::int32_t id = 0;
+  const std::int32_t status = echo_.Send(request, id);
+  if (id == 0) return 0;
+  // What could not be sent is told as soon as the loop is back.
+  Request& added = requests_[id];
+  added.deadline = Now();
+  if (status == kIpSuccess) {
+    added.deadline += std::max(timeout, milliseconds(0));
+  } else {
+    added.statusThen = status;
+  }
+  deadlines_.insert({added.deadline, id});
+  SetAlarm();
+  return id;
+}
+
+void EchoRequests::Cancel(std::int32_t id) {
+  if (Remove(id)) echo_.Forget(id);
+}
+
+bool EchoRequests::Remove(std::int32_t id) {
+  const auto found = requests_.find(id);
+  if (found == requests_.end()) return false;
+  deadlines_.erase({found->second.deadline, id});
+  requests_.erase(found);
+  return true;
+}
+
+void EchoRequests::Answered(std::int32_t id, const EchoOutcome& outcome) {
+  if (Remove(id)) ended_(id, outcome);
+}
+
+void EchoRequests::SetAlarm() {
+  if (deadlines_.empty()) return;
+  const TimePoint first = deadlines_.begin()->first;
+  if (timer_ != 0 && timerDue_ <= first) return;
+  Loop& loop = module_->MessageLoop();
+  if (timer_ != 0) loop.KillTimer(timer_);
+  const auto left = std::chrono::ceil<milliseconds>(first - Now()).count();
+  timer_ = loop.SetTimer(static_cast<std::int32_t>(std::max<std::int64_t>(left, 1)),
+                         [this] { Expire(); });
+  timerDue_ = first;
+}
+
+void EchoRequests::Expire() {
+  const auto alive = alive_;
+  const Ended ended = ended_;
+  module_->MessageLoop().KillTimer(std::exchange(timer_, 0));
+  const TimePoint now = Now();
+  while (*alive && !deadlines_.empty() && deadlines_.begin()->first <= now) {
+    const std::int32_t id = deadlines_.begin()->second;
+    const EchoOutcome outcome{requests_[id].statusThen, 0, {}, 0};
+    Cancel(id);
+    // The function called may wait for the others.
+    SetAlarm();
+    ended(id, outcome);
+  }
+  if (*alive) SetAlarm();
+}
+
+}  // namespace netro

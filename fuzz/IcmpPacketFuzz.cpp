@@ -1,0 +1,66 @@
+// Reads what an ICMP socket receives. The first byte chooses the form: a packet as a raw socket
+// gives it, the same with its ICMP checksum made right, an echo reply, or a request as an error
+// message quotes it. Short inputs are also read cut at every byte. Whatever is read lies within the
+// input.
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <optional>
+#include <span>
+
+#include "support/IcmpPacket.h"
+
+namespace {
+
+constexpr std::size_t kCutUpTo = 160;
+
+void MakeChecksumRight(netro::Bytes& packet) {
+  const std::size_t header = packet.empty() ? 0 : 4U * (packet[0] & 0x0F);
+  if (packet.size() < header + 4) return;
+  packet[header + 2] = packet[header + 3] = 0;
+  const std::uint16_t sum = netro::InternetChecksum(std::span(packet).subspan(header));
+  packet[header + 2] = static_cast<std::uint8_t>(sum >> 8);
+  packet[header + 3] = static_cast<std::uint8_t>(sum & 0xFF);
+}
+
+bool IsStatus(std::int32_t status) {
+  return status == 0 || (status >= 11002 && status <= 11005) || status == 11009 ||
+         (status >= 11012 && status <= 11016);
+}
+
+void Check(const std::optional<netro::IcmpAnswer>& answer, std::span<const std::uint8_t> input) {
+  if (!answer) return;
+  if (!IsStatus(answer->status) || answer->ttl < 0 || answer->ttl > 255) std::abort();
+  if (answer->status != 0 && !answer->data.empty()) std::abort();
+  if (answer->status == 0 && answer->from != answer->destination) std::abort();
+  if (answer->data.empty()) return;
+  if (answer->data.data() < input.data()) std::abort();
+  if (answer->data.data() + answer->data.size() > input.data() + input.size()) std::abort();
+}
+
+// A copy of exactly this size lets AddressSanitizer see a read past the end.
+void Read(std::uint8_t form, std::span<const std::uint8_t> input) {
+  netro::Bytes bytes(input.begin(), input.end());
+  switch (form & 3) {
+    case 0:
+      return Check(netro::ReadIcmpPacket(bytes), bytes);
+    case 1:
+      MakeChecksumRight(bytes);
+      return Check(netro::ReadIcmpPacket(bytes), bytes);
+    case 2:
+      return Check(netro::ReadEchoReply(bytes), bytes);
+    default:
+      return Check(netro::ReadQuotedRequest(bytes), bytes);
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  if (size == 0) return 0;
+  const std::span<const std::uint8_t> input(data + 1, size - 1);
+  Read(data[0], input);
+  if (input.size() > kCutUpTo) return 0;
+  for (std::size_t cut = 0; cut < input.size(); ++cut) Read(data[0], input.first(cut));
+  return 0;
+}

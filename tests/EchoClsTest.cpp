@@ -1,0 +1,291 @@
+// EchoCls on loopback: many requests at once, how they end, and what a handler may do. Who is asked
+// at 0.0.0.0 stays silent: the reply comes from 127.0.0.1.
+
+#include <gtest/gtest.h>
+#include <netro/EchoCls.h>
+#include <netro/ICMPCls.h>
+
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <iterator>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "EchoPermission.h"
+#include "SocketTestKit.h"
+#include "platform/Clock.h"
+
+namespace netro {
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr char kSilent[] = "0.0.0.0";
+
+struct ReplySeen {
+  std::int32_t id;
+  std::string host;
+  std::int32_t microSeconds;
+  std::int32_t status;
+  std::int32_t ttl;
+};
+
+// Writes down each reply; `hook` may then do anything.
+class Replies : public EchoClsEvents {
+ public:
+  void Reply(std::int32_t Id, const std::string& Host, std::int32_t MicroSeconds,
+             std::int32_t Status, std::int32_t TTL) override {
+    seen.push_back({Id, Host, MicroSeconds, Status, TTL});
+    if (hook) hook(Id);
+  }
+
+  std::vector<std::int32_t> Ids() const {
+    std::vector<std::int32_t> ids;
+    for (const ReplySeen& reply : seen) ids.push_back(reply.id);
+    return ids;
+  }
+
+  std::vector<ReplySeen> seen;
+  std::function<void(std::int32_t id)> hook;
+};
+
+std::string Loopback(int number) {
+  return "127.1." + std::to_string(number / 250) + "." + std::to_string(1 + number % 250);
+}
+
+std::ptrdiff_t OpenDescriptors() {
+  return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+}
+
+TEST(EchoWithoutSocket, AddressesThatAreNone) {
+  EchoCls echo;
+  EXPECT_EQ(echo.SocketUsed(), EchoSocketNone);
+  for (const char* ip : {"", "localhost", "1.2.3.256"}) {
+    EXPECT_EQ(echo.Send(ip), 0) << ip;
+    EXPECT_EQ(echo.LastErr(), 10022);
+    EXPECT_EQ(echo.LastErrMsg(), ICMPCls().GetICMPError(10022));
+  }
+  echo.Cancel(0);
+  echo.Cancel(77);
+  EXPECT_EQ(echo.Pending(), 0);
+  EXPECT_EQ(echo.SocketUsed(), EchoSocketNone);
+}
+
+TEST(EchoWithoutSocket, WithoutPermission) {
+  const WithoutRawSockets without;
+  if (EchoIsPermitted()) GTEST_SKIP() << "the system allows every program an echo";
+  EchoCls echo;
+  EXPECT_EQ(echo.Send("127.0.0.1"), 0);
+  EXPECT_EQ(echo.LastErr(), -10001);
+  EXPECT_EQ(echo.LastErrMsg(), "Can not create ICMP handle");
+  EXPECT_EQ(echo.SocketUsed(), EchoSocketNone);
+}
+
+class Echoes : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (!EchoIsPermitted()) GTEST_SKIP() << "the system allows this program no echo";
+    echo_->Events(&replies_);
+  }
+
+  bool PumpUntilReplies(std::size_t count) {
+    return PumpUntil([&] { return replies_.seen.size() >= count; });
+  }
+
+  std::unique_ptr<EchoCls> echo_ = std::make_unique<EchoCls>();
+  Replies replies_;
+};
+
+TEST_F(Echoes, AThousandTargetsThroughOneDescriptor) {
+  EXPECT_NE(echo_->Send("127.0.0.1"), 0);
+  ASSERT_TRUE(PumpUntilReplies(1));
+  EXPECT_NE(echo_->SocketUsed(), EchoSocketNone);
+  const auto descriptors = OpenDescriptors();
+  replies_.seen.clear();
+  std::map<std::int32_t, std::string> asked;
+  const auto before = std::chrono::steady_clock::now();
+  for (int i = 0; i < 1000; ++i) asked[echo_->Send(Loopback(i), 0, i % 100)] = Loopback(i);
+  EXPECT_EQ(asked.size(), 1000u) << "each has an id of its own";
+  EXPECT_FALSE(asked.contains(0));
+  EXPECT_TRUE(replies_.seen.empty()) << "an event came inside the call that started it";
+  EXPECT_EQ(echo_->Pending(), 1000);
+  EXPECT_EQ(OpenDescriptors(), descriptors);
+  ASSERT_TRUE(PumpUntilReplies(1000));
+  const std::chrono::microseconds all = std::chrono::duration_cast<std::chrono::microseconds>(
+      std::chrono::steady_clock::now() - before);
+  EXPECT_EQ(echo_->Pending(), 0);
+  for (const ReplySeen& reply : replies_.seen) {
+    EXPECT_EQ(reply.host, asked[reply.id]);
+    EXPECT_EQ(reply.status, 0);
+    EXPECT_EQ(reply.ttl, 64);
+    EXPECT_GE(reply.microSeconds, 0);
+    EXPECT_LE(reply.microSeconds, all.count());
+    asked.erase(reply.id);
+  }
+  EXPECT_TRUE(asked.empty());
+}
+
+// Some of the replies are read while others are sent, and nothing more may come after them.
+TEST_F(Echoes, AnyNumberAtOnce) {
+  for (const int count : {1, 2, 63, 64, 65, 128, 20'000}) {
+    echo_ = std::make_unique<EchoCls>();
+    echo_->Events(&replies_);
+    replies_.seen.clear();
+    for (int i = 0; i < count; ++i) echo_->Send("127.0.0.1");
+    EXPECT_TRUE(PumpUntilReplies(static_cast<std::size_t>(count))) << count;
+    for (const ReplySeen& reply : replies_.seen) ASSERT_EQ(reply.status, 0) << count;
+  }
+}
+
+TEST_F(Echoes, AnAnswerDoesNotStopTheClockOfTheOthers) {
+  echo_->Send("127.0.0.1", 0, 32, 1000);
+  echo_->Send(kSilent, 0, 32, 2000);
+  ASSERT_TRUE(PumpUntilReplies(1));
+  AdvanceClockForTests(milliseconds(1000));
+  MessageLoop::ForThisThread().PumpMessages();
+  EXPECT_EQ(echo_->Pending(), 1);
+  AdvanceClockForTests(milliseconds(1000));
+  ASSERT_TRUE(PumpUntilReplies(2));
+  EXPECT_EQ(replies_.seen[1].status, 11010);
+}
+
+TEST_F(Echoes, SilenceEndsInTheOrderOfTheTimes) {
+  const std::int32_t late = echo_->Send(kSilent, 0, 32, 3000);
+  const std::int32_t soon = echo_->Send(kSilent, 0, 32, 1000);
+  const std::int32_t middle = echo_->Send(kSilent, 0, 32, 2000);
+  EXPECT_TRUE(replies_.seen.empty());
+  AdvanceClockForTests(milliseconds(1000));
+  ASSERT_TRUE(PumpUntilReplies(1));
+  EXPECT_EQ(replies_.Ids(), (std::vector{soon}));
+  AdvanceClockForTests(milliseconds(2000));
+  ASSERT_TRUE(PumpUntilReplies(3));
+  EXPECT_EQ(replies_.Ids(), (std::vector{soon, middle, late}));
+  for (const ReplySeen& reply : replies_.seen) {
+    EXPECT_EQ(reply.host, "");
+    EXPECT_EQ(reply.status, 11010);
+    EXPECT_EQ(reply.microSeconds, 0);
+    EXPECT_EQ(reply.ttl, 0);
+  }
+}
+
+TEST_F(Echoes, ATimeOutWakesASleepingHost) {
+  echo_->Send(kSilent, 0, 32, 20);
+  ASSERT_TRUE(PumpUntilReplies(1));
+  EXPECT_EQ(replies_.seen[0].status, 11010);
+}
+
+TEST_F(Echoes, RefusalsToSendAreRepliesToo) {
+  const std::map<std::int32_t, std::int32_t> expected = {
+      {echo_->Send("127.255.255.255"), 11050},
+      {echo_->Send("127.0.0.1", 256), 11050},
+      {echo_->Send("127.0.0.1", 0, 65'508), 11009},
+      {echo_->Send("127.0.0.1", 255, 65'507), 0},
+      {echo_->Send("127.0.0.1", 0, -1), 0}};
+  EXPECT_EQ(expected.size(), 5u);
+  EXPECT_TRUE(replies_.seen.empty());
+  ASSERT_TRUE(PumpUntilReplies(5));
+  for (const ReplySeen& reply : replies_.seen) {
+    EXPECT_EQ(reply.status, expected.at(reply.id)) << reply.id;
+    EXPECT_EQ(reply.host.empty(), reply.status != 0);
+  }
+  for (int i = 0; i < 66'000; ++i) {
+    ASSERT_NE(echo_->Send("127.255.255.255"), 0) << "they take no sequence number for long";
+  }
+}
+
+TEST_F(Echoes, CancelledRequestsHaveNoReply) {
+  std::vector<std::int32_t> ids;
+  for (int i = 0; i < 200; ++i) ids.push_back(echo_->Send(Loopback(i)));
+  for (int i = 0; i < 200; i += 2) echo_->Cancel(ids[static_cast<std::size_t>(i)]);
+  EXPECT_EQ(echo_->Pending(), 100);
+  // The last one goes when the first answers.
+  replies_.hook = [&](std::int32_t) { echo_->Cancel(ids.back()); };
+  ASSERT_TRUE(PumpUntil([&] { return echo_->Pending() == 0; }));
+  std::vector<std::int32_t> expected;
+  for (std::size_t i = 1; i < 199; i += 2) expected.push_back(ids[i]);
+  EXPECT_EQ(replies_.Ids(), expected);
+}
+
+TEST_F(Echoes, TheHandlerMaySend) {
+  replies_.hook = [&](std::int32_t) {
+    if (replies_.seen.size() < 50) {
+      EXPECT_NE(echo_->Send("127.0.0.1"), 0);
+    }
+  };
+  echo_->Send("127.0.0.1");
+  ASSERT_TRUE(PumpUntilReplies(50));
+  EXPECT_EQ(echo_->Pending(), 0);
+}
+
+TEST_F(Echoes, TheHandlerMayWaitForTheOthers) {
+  for (int i = 0; i < 100; ++i) echo_->Send(Loopback(i));
+  ICMPCls icmp;
+  replies_.hook = [&](std::int32_t) {
+    if (replies_.seen.size() > 1) return;
+    EXPECT_TRUE(PumpUntilReplies(100));
+    EXPECT_GE(icmp.PingHost("127.0.0.1"), 0);
+  };
+  ASSERT_TRUE(PumpUntilReplies(100));
+
+  replies_.seen.clear();
+  for (int i = 0; i < 100; ++i) echo_->Send(kSilent, 0, 32, 100);
+  AdvanceClockForTests(milliseconds(100));
+  ASSERT_TRUE(PumpUntilReplies(100)) << "those that are past their time";
+}
+
+TEST_F(Echoes, TheHandlerMayDeleteTheObject) {
+  for (const char* host : {"127.0.0.1", kSilent, "127.255.255.255"}) {
+    echo_ = std::make_unique<EchoCls>();
+    echo_->Events(&replies_);
+    replies_.seen.clear();
+    replies_.hook = [&](std::int32_t) { echo_.reset(); };
+    for (int i = 0; i < 40; ++i) echo_->Send(host, 0, 32, host == kSilent ? 0 : 5000);
+    ASSERT_TRUE(PumpUntilReplies(1)) << host;
+    AdvanceClockForTests(milliseconds(6000));
+    MessageLoop::ForThisThread().PumpMessages();
+    EXPECT_EQ(replies_.seen.size(), 1u) << host;
+  }
+}
+
+TEST_F(Echoes, DeletedWithRequestsInFlight) {
+  for (int i = 0; i < 300; ++i) echo_->Send(i % 2 == 0 ? "127.0.0.1" : kSilent);
+  echo_.reset();
+  AdvanceClockForTests(milliseconds(6000));
+  MessageLoop::ForThisThread().PumpMessages();
+  EXPECT_TRUE(replies_.seen.empty());
+}
+
+TEST_F(Echoes, TwoObjectsKeepTheirReplies) {
+  EchoCls other;
+  Replies otherReplies;
+  other.Events(&otherReplies);
+  std::map<std::int32_t, std::string> asked, otherAsked;
+  for (int i = 0; i < 300; ++i) {
+    asked[echo_->Send(Loopback(i))] = Loopback(i);
+    otherAsked[other.Send(Loopback(i + 300))] = Loopback(i + 300);
+  }
+  ASSERT_TRUE(PumpUntil([&] { return echo_->Pending() == 0 && other.Pending() == 0; }));
+  for (const ReplySeen& reply : replies_.seen) EXPECT_EQ(reply.host, asked[reply.id]);
+  for (const ReplySeen& reply : otherReplies.seen) EXPECT_EQ(reply.host, otherAsked[reply.id]);
+  EXPECT_EQ(replies_.seen.size(), 300u);
+  EXPECT_EQ(otherReplies.seen.size(), 300u);
+}
+
+TEST_F(Echoes, SequenceNumbersAreTheLimit) {
+  for (int i = 0; i < 65'536; ++i) ASSERT_NE(echo_->Send(kSilent, 0, 0, 60'000), 0) << i;
+  EXPECT_EQ(echo_->Send(kSilent), 0);
+  EXPECT_EQ(echo_->LastErr(), -11006);
+  EXPECT_EQ(echo_->LastErrMsg(), "No Resources Available");
+  echo_->Cancel(4711);
+  const std::int32_t next = echo_->Send("127.0.0.1");
+  EXPECT_GT(next, 65'536) << "ids are not used again";
+  EXPECT_EQ(next % 65'536, 4711) << "the one sequence number that is free";
+  ASSERT_TRUE(PumpUntilReplies(1));
+  EXPECT_EQ(replies_.Ids(), (std::vector{next}));
+}
+
+}  // namespace
+}  // namespace netro

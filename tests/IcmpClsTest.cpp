@@ -1,0 +1,451 @@
+// ICMPCls: texts and address tables; results, waits and their ends on loopback. Who is asked at
+// 0.0.0.0 stays silent: the reply comes from 127.0.0.1. What needs a network is in IcmpNetworkTest.
+
+#include <gtest/gtest.h>
+#include <netdb.h>
+#include <netro/ICMPCls.h>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "DnsTestKit.h"
+#include "EchoPermission.h"
+#include "platform/Clock.h"
+
+namespace netro {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+constexpr char kSilent[] = "0.0.0.0";
+// A label of 64 letters: no resolver asks the network for it.
+constexpr char kNoName[] = "xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx";
+
+// --- tables --------------------------------------------------------------------------------------
+
+TEST(IcmpTables, Texts) {
+  struct {
+    std::int32_t code;
+    const char* text;
+  } const cases[] = {
+      {9999, "Command Canceled"},
+      {10000, "Can not find host in DNS"},
+      {10001, "Can not create ICMP handle"},
+      {10002, "Command Timed Out"},
+      {11001, "Buffer too Small"},
+      {11002, "Destination Network Not Reachable"},
+      {11003, "Destination Host Not Reachable"},
+      {11004, "Destination Protocol Not Reachable"},
+      {11005, "Destination Port Not Reachable"},
+      {11006, "No Resources Available"},
+      {11007, "Bad Option"},
+      {11008, "Hardware Error"},
+      {11009, "Packet too Big"},
+      {11010, "Request Timed Out"},
+      {11011, "Bad Request"},
+      {11012, "Bad Route"},
+      {11013, "TTL Expired in Transit"},
+      {11014, "TTL Expired Reassembly"},
+      {11015, "Parameter Problem"},
+      {11016, "Source Quench"},
+      {11017, "Option too Big"},
+      {11018, "Bad Destination"},
+      {11019, "Address Deleted."},
+      {11020, "Spec MTU Change"},
+      {11021, "MTU Change"},
+      {11022, "Unload"},
+      {11050, "General Failure"},
+      {0, "Success"},
+      {5,
+       "Refused. The name server refuses to perform the specified operation for policy reasons. "
+       "For "
+       "example, a name server may not wish to provide the information to the particular "
+       "requester, "
+       "or a name server may not wish to perform a particular operation (e.g, zone transfer) for a "
+       "particular data."},
+      {59, "No DNS Entries found."},
+      {11023, "Unknown Error# 11023."},
+      {11049, "Unknown Error# 11049."},
+      {-11010, "Unknown Error# -11010."},
+  };
+  const ICMPCls icmp;
+  for (const auto& c : cases) EXPECT_EQ(icmp.GetICMPError(c.code), c.text) << c.code;
+}
+
+TEST(IcmpTables, ClassesAndTypesOfAddresses) {
+  struct {
+    const char* ip;
+    const char* ipClass;
+    std::int32_t type;
+  } const cases[] = {
+      {"", "", 0},
+      {"host", "E", 0},
+      {"1.2.3.256", "E", 0},
+      {"0.0.0.0", "A", 0},
+      {"0.255.255.255", "A", 0},
+      {"1.0.0.0", "A", 1},
+      {"9.255.255.255", "A", 1},
+      {"10.0.0.0", "A", 2},
+      {"10.1.2.3", "A", 2},
+      {"10.255.255.255", "A", 2},
+      {"11.0.0.0", "A", 1},
+      {"100.63.255.255", "A", 1},
+      {"100.64.0.0", "A", 2},
+      {"100.127.255.255", "A", 2},
+      {"100.128.0.0", "A", 1},
+      {"126.255.255.255", "A", 1},
+      {"127.0.0.0", "A", 3},
+      {"127.255.255.255", "A", 3},
+      {"128.0.0.0", "B", 1},
+      {"169.253.255.255", "B", 1},
+      {"169.254.0.0", "B", 4},
+      {"169.254.255.255", "B", 4},
+      {"172.15.255.255", "B", 1},
+      {"172.16.0.1", "B", 2},
+      {"172.31.255.255", "B", 2},
+      {"172.32.0.0", "B", 1},
+      {"191.255.255.255", "B", 1},
+      {"192.0.0.0", "C", 1},
+      {"192.168.0.1", "C", 2},
+      {"192.169.0.0", "C", 1},
+      {"223.255.255.255", "C", 1},
+      {"224.0.0.1", "D", 5},
+      {"239.255.255.255", "D", 5},
+      {"240.0.0.1", "E", 0},
+      {"255.255.255.254", "E", 0},
+      {"255.255.255.255", "E", 6},
+  };
+  const ICMPCls icmp;
+  for (const auto& c : cases) {
+    EXPECT_EQ(icmp.GetIPClass(c.ip), c.ipClass) << c.ip;
+    EXPECT_EQ(icmp.GetIPType(c.ip), c.type) << c.ip;
+  }
+}
+
+TEST(IcmpTables, ServicesOfTheSystem) {
+  using namespace std::string_literals;
+  const ICMPCls icmp;
+  for (const std::int32_t port : {-1, 0, 65'536, 65'616}) {
+    EXPECT_EQ(icmp.GetServiceNameByPort(port), "") << port;
+  }
+  for (const std::string& name : {""s, "no such service"s, "http\0x"s}) {
+    EXPECT_EQ(icmp.GetServicePortByName(name), 0) << name;
+  }
+  if (getservbyname("http", "tcp") == nullptr)
+    GTEST_SKIP() << "the system has no table of services";
+  EXPECT_EQ(icmp.GetServicePortByName("http"), 80);
+  EXPECT_EQ(icmp.GetServicePortByName("smtp"), 25);
+  EXPECT_EQ(icmp.GetServiceNameByPort(25), "smtp");
+  EXPECT_EQ(icmp.GetServicePortByName(icmp.GetServiceNameByPort(80)), 80);
+  EXPECT_EQ(icmp.GetServiceNameByPort(69), "") << "tftp is one of UDP";
+}
+
+// --- calls ---------------------------------------------------------------------------------------
+
+struct HopSeen {
+  std::string host;
+  std::int32_t time;
+  std::int32_t status;
+  bool operator==(const HopSeen&) const = default;
+};
+
+// Writes down each hop; `hook` may then do anything.
+class Hops : public ICMPClsEvents {
+ public:
+  void Hop(const std::string& Host, std::int32_t RoundTripTime, std::int32_t Status,
+           bool& Cancel) override {
+    EXPECT_FALSE(Cancel);
+    seen.push_back({Host, RoundTripTime, Status});
+    if (hook) hook(Cancel);
+  }
+
+  std::vector<HopSeen> seen;
+  std::function<void(bool& cancel)> hook;
+};
+
+class Icmp : public testing::Test {
+ protected:
+  Icmp() { icmp_->Events(&hops_); }
+
+  void ExpectError(std::int32_t number, const std::string& text) {
+    EXPECT_EQ(icmp_->LastErr(), number);
+    EXPECT_EQ(icmp_->LastErrMsg(), text);
+  }
+
+  std::unique_ptr<ICMPCls> icmp_ = std::make_unique<ICMPCls>();
+  Hops hops_;
+};
+
+TEST_F(Icmp, AHostThatIsNone) {
+  for (const std::string& host :
+       {std::string(kNoName), std::string(), std::string("255.255.255.255")}) {
+    EXPECT_EQ(icmp_->PingHost(host), -10000) << host;
+    ExpectError(-10000, "Can not find host in DNS");
+    EXPECT_EQ(icmp_->DNSLastErr(), 59);
+    EXPECT_EQ(icmp_->DNSLastErrMsg(), "No DNS Entries found.");
+    EXPECT_FALSE(icmp_->TraceRt(host)) << host;
+    ExpectError(-10000, "Can not find host in DNS");
+    EXPECT_TRUE(hops_.seen.empty());
+  }
+  icmp_->DNSURL("not:a:server");
+  EXPECT_EQ(icmp_->PingHost("host.test"), -10000);
+  EXPECT_EQ(icmp_->DNSLastErr(), 10022);
+}
+
+TEST_F(Icmp, NamesAreLookedUp) {
+  EXPECT_EQ(icmp_->DNSLookup("localhost"), "127.0.0.1");
+  EXPECT_EQ(icmp_->DNSLastErr(), 0);
+  EXPECT_EQ(icmp_->DNSLookup(kNoName), "");
+  EXPECT_EQ(icmp_->DNSLastErr(), 59);
+  EXPECT_TRUE(icmp_->IsIPNumber("127.1"));
+  EXPECT_EQ(icmp_->LastErr(), 0) << "a look-up is no ping";
+}
+
+TEST_F(Icmp, WithoutPermission) {
+  const WithoutRawSockets without;
+  if (EchoIsPermitted()) GTEST_SKIP() << "the system allows every program an echo";
+  EXPECT_EQ(icmp_->PingHost("127.0.0.1"), -10001);
+  ExpectError(-10001, "Can not create ICMP handle");
+  EXPECT_EQ(icmp_->DNSLastErr(), 0);
+  EXPECT_FALSE(icmp_->TraceRt("127.0.0.1"));
+  ExpectError(-10001, "Can not create ICMP handle");
+  EXPECT_TRUE(hops_.seen.empty());
+}
+
+class IcmpEcho : public Icmp {
+ protected:
+  void SetUp() override {
+    if (!EchoIsPermitted()) GTEST_SKIP() << "the system allows this program no echo";
+  }
+
+  // What a call that waits for nobody does when `action` comes from the loop.
+  void During(const std::function<void()>& action) {
+    MessageLoop::ForThisThread().PostTask(action);
+  }
+};
+
+TEST_F(IcmpEcho, LoopbackAnswers) {
+  for (const char* host : {"127.0.0.1", "127.200.100.50", "localhost"}) {
+    const std::int32_t time = icmp_->PingHost(host);
+    EXPECT_GE(time, 0) << host;
+    EXPECT_LE(time, 5000) << host;
+    ExpectError(0, "");
+    EXPECT_EQ(icmp_->DNSLastErr(), 0);
+  }
+}
+
+TEST_F(IcmpEcho, PacketsOfEverySize) {
+  for (const std::int32_t size : {-1, 0, 1, 7, 8, 9, 32, 1500, 65'507}) {
+    icmp_->PingPacketSize(size);
+    EXPECT_GE(icmp_->PingHost("127.0.0.1"), 0) << size;
+  }
+  for (const std::int32_t size : {65'508, 2'147'483'647}) {
+    icmp_->PingPacketSize(size);
+    EXPECT_EQ(icmp_->PingHost("127.0.0.1"), -11009) << size;
+    ExpectError(-11009, "Packet too Big");
+  }
+}
+
+TEST_F(IcmpEcho, RefusalsToSend) {
+  EXPECT_EQ(icmp_->PingHost("127.255.255.255"), -11050) << "a broadcast address";
+  ExpectError(-11050, "General Failure");
+}
+
+TEST_F(IcmpEcho, SilenceEndsWithItsTime) {
+  icmp_->PingTimeout(700);
+  const RunningClock clock([] { return true; });
+  const TimePoint before = Now();
+  EXPECT_EQ(icmp_->PingHost(kSilent), -11010);
+  EXPECT_GE(Now() - before, milliseconds(700));
+  EXPECT_LT(Now() - before, milliseconds(1900));
+  ExpectError(-11010, "Request Timed Out");
+}
+
+TEST_F(IcmpEcho, NoTimeAtAll) {
+  for (const std::int32_t time : {0, -5000}) {
+    icmp_->PingTimeout(time);
+    EXPECT_EQ(icmp_->PingHost(kSilent), -11010);
+    EXPECT_GE(icmp_->PingHost("127.0.0.1"), 0) << "loopback answers while it is asked";
+  }
+}
+
+TEST_F(IcmpEcho, TraceToLoopback) {
+  EXPECT_TRUE(icmp_->TraceRt("127.0.0.1"));
+  ASSERT_EQ(hops_.seen.size(), 1u);
+  EXPECT_EQ(hops_.seen[0].host, "127.0.0.1");
+  EXPECT_EQ(hops_.seen[0].status, 0);
+  EXPECT_EQ(icmp_->TRHopCount(), 1);
+  EXPECT_EQ(icmp_->TRSumRoundTripTime(), hops_.seen[0].time);
+  EXPECT_FALSE(icmp_->TRCanceled());
+  ExpectError(0, "");
+  icmp_->Events(nullptr);
+  EXPECT_TRUE(icmp_->TraceRt("127.0.0.1"));
+  EXPECT_EQ(icmp_->TRHopCount(), 1);
+}
+
+TEST_F(IcmpEcho, SilentHopsCount) {
+  const RunningClock clock([] { return true; });
+  icmp_->TRMaxHops(3);
+  icmp_->TRTimeout(500);
+  icmp_->TRDelay(2000);
+  hops_.hook = [&](bool&) {
+    EXPECT_EQ(icmp_->TRHopCount(), static_cast<std::int32_t>(hops_.seen.size()));
+    icmp_->TRMaxHops(100);
+  };
+  const TimePoint before = Now();
+  EXPECT_TRUE(icmp_->TraceRt(kSilent));
+  EXPECT_EQ(hops_.seen, (std::vector<HopSeen>(3, HopSeen{"", 0, 11010})));
+  EXPECT_EQ(icmp_->TRHopCount(), 3);
+  EXPECT_EQ(icmp_->TRSumRoundTripTime(), 0);
+  EXPECT_GE(Now() - before, milliseconds(3 * 500 + 2 * 2000));
+  EXPECT_LT(Now() - before, milliseconds(3 * 500 + 3 * 2000)) << "no pause after the last";
+  ExpectError(0, "");
+}
+
+TEST_F(IcmpEcho, LimitsOfTheNumberOfHops) {
+  icmp_->TRTimeout(0);
+  struct {
+    std::int32_t limit, hops;
+  } const cases[] = {{-1, 0}, {0, 0}, {1, 1}, {255, 255}, {256, 255}, {2'147'483'647, 255}};
+  for (const auto& c : cases) {
+    icmp_->TRMaxHops(c.limit);
+    EXPECT_TRUE(icmp_->TraceRt(kSilent));
+    EXPECT_EQ(icmp_->TRHopCount(), c.hops) << c.limit;
+  }
+}
+
+TEST_F(IcmpEcho, TheHandlerCancels) {
+  hops_.hook = [&](bool& cancel) { cancel = hops_.seen.size() == 2; };
+  icmp_->TRTimeout(0);
+  EXPECT_FALSE(icmp_->TraceRt(kSilent));
+  EXPECT_EQ(hops_.seen.size(), 2u);
+  EXPECT_TRUE(icmp_->TRCanceled());
+  ExpectError(9999, "Command Canceled");
+
+  hops_.hook = [](bool& cancel) { cancel = true; };
+  EXPECT_TRUE(icmp_->TraceRt("127.0.0.1")) << "it has answered";
+  EXPECT_TRUE(icmp_->TRCanceled());
+  hops_.hook = nullptr;
+  EXPECT_TRUE(icmp_->TraceRt("127.0.0.1"));
+  EXPECT_FALSE(icmp_->TRCanceled());
+}
+
+TEST_F(IcmpEcho, StopWaitingEndsEveryWait) {
+  icmp_->TRDelay(60'000);
+  const auto traceInPause = [&] {
+    icmp_->TRTimeout(0);
+    return icmp_->TraceRt(kSilent);
+  };
+  const auto traceInHop = [&] {
+    icmp_->TRTimeout(60'000);
+    return icmp_->TraceRt(kSilent);
+  };
+  for (const bool kill : {false, true}) {
+    const auto stop = [&] { kill ? icmp_->Kill() : icmp_->StopWaiting(); };
+    During(stop);
+    EXPECT_EQ(icmp_->PingHost(kSilent), -9999);
+    ExpectError(9999, "Command Canceled");
+    During(stop);
+    EXPECT_FALSE(traceInHop());
+    ExpectError(9999, "Command Canceled");
+    EXPECT_FALSE(icmp_->TRCanceled()) << "not by Hop";
+    hops_.hook = [&](bool&) { During(stop); };
+    EXPECT_FALSE(traceInPause());
+    hops_.hook = [&](bool&) { stop(); };
+    for (const std::int32_t pause : {60'000, 0}) {
+      icmp_->TRDelay(pause);
+      EXPECT_FALSE(traceInPause()) << pause;
+      ExpectError(9999, "Command Canceled");
+      EXPECT_EQ(icmp_->TRHopCount(), 1);
+    }
+    icmp_->TRDelay(60'000);
+    hops_.hook = nullptr;
+    stop();
+    EXPECT_GE(icmp_->PingHost("127.0.0.1"), 0) << "a stop of before is not one of now";
+  }
+}
+
+TEST_F(IcmpEcho, AnotherThreadEndsTheCallWithinTenMilliseconds) {
+  auto shortest = steady_clock::duration::max();
+  for (int i = 0; i < 5; ++i) {
+    steady_clock::time_point stopped;
+    std::thread stopper;
+    During([&] {
+      stopper = std::thread([&] {
+        stopped = steady_clock::now();
+        icmp_->StopWaiting();
+      });
+    });
+    EXPECT_EQ(icmp_->PingHost(kSilent), -9999);
+    const auto end = steady_clock::now();
+    stopper.join();
+    shortest = std::min(shortest, end - stopped);
+  }
+  EXPECT_LT(shortest, milliseconds(10));
+}
+
+TEST_F(IcmpEcho, ASecondCallIsRefusedAndChangesNothing) {
+  EXPECT_EQ(icmp_->PingHost(kNoName), -10000);
+  During([&] {
+    EXPECT_EQ(icmp_->PingHost("127.0.0.1"), -10036);
+    EXPECT_FALSE(icmp_->TraceRt("127.0.0.1"));
+    EXPECT_EQ(icmp_->DNSLookup("localhost"), "");
+    ExpectError(-10000, "Can not find host in DNS");
+    EXPECT_EQ(icmp_->TRHopCount(), 0);
+    icmp_->StopWaiting();
+  });
+  EXPECT_EQ(icmp_->PingHost(kSilent), -9999);
+}
+
+TEST_F(IcmpEcho, CallsInsideCallsKeepTheirReplies) {
+  ICMPCls inner;
+  std::vector<std::int32_t> results;
+  During([&] {
+    for (int i = 1; i <= 20; ++i) results.push_back(inner.PingHost("127.0.0." + std::to_string(i)));
+    inner.PingTimeout(0);
+    results.push_back(inner.PingHost(kSilent));
+    icmp_->StopWaiting();
+  });
+  EXPECT_EQ(icmp_->PingHost(kSilent), -9999) << "none of those replies was for this call";
+  ASSERT_EQ(results.size(), 21u);
+  for (int i = 0; i < 20; ++i) EXPECT_GE(results[static_cast<std::size_t>(i)], 0) << i;
+  EXPECT_EQ(results[20], -11010);
+}
+
+TEST_F(IcmpEcho, DeletedDuringACall) {
+  During([&] { icmp_.reset(); });
+  EXPECT_EQ(icmp_->PingHost(kSilent), -9999);
+  icmp_ = std::make_unique<ICMPCls>();
+  During([&] { icmp_.reset(); });
+  EXPECT_FALSE(icmp_->TraceRt(kSilent));
+  for (const char* host : {kSilent, "127.0.0.1"}) {
+    icmp_ = std::make_unique<ICMPCls>();
+    icmp_->Events(&hops_);
+    icmp_->TRTimeout(host == kSilent ? 0 : 5000);
+    hops_.hook = [&](bool&) { icmp_.reset(); };
+    EXPECT_FALSE(icmp_->TraceRt(host)) << host;
+    EXPECT_EQ(icmp_, nullptr);
+  }
+  EXPECT_EQ(hops_.seen.size(), 2u);
+}
+
+TEST_F(IcmpEcho, TheHandlerMayCallAndChangeTheSink) {
+  ICMPCls other;
+  icmp_->TRTimeout(0);
+  icmp_->TRMaxHops(5);
+  hops_.hook = [&](bool&) {
+    EXPECT_GE(other.PingHost("127.0.0.1"), 0);
+    if (hops_.seen.size() == 3) icmp_->Events(nullptr);
+  };
+  EXPECT_TRUE(icmp_->TraceRt(kSilent));
+  EXPECT_EQ(hops_.seen.size(), 3u);
+  EXPECT_EQ(icmp_->TRHopCount(), 5);
+}
+
+}  // namespace
+}  // namespace netro
