@@ -1,6 +1,7 @@
 #include "dns/DnsExchange.h"
 
 #include <algorithm>
+#include <array>
 #include <utility>
 
 #include "dns/DnsResult.h"
@@ -27,6 +28,8 @@ class TcpExchange final : public StreamExchange {
   }
 
  private:
+  using Sizes = std::array<std::size_t, DnsReply::Sections>;
+
   std::string Request() override {
     const Bytes request = WithLength(query_);
     return {request.begin(), request.end()};
@@ -46,7 +49,8 @@ class TcpExchange final : public StreamExchange {
     if (Ended() || !mine) return;
     Progress();
     if (first) result_.message.assign(message.begin(), message.end());
-    const std::size_t before = result_.reply.records[DnsReply::Answer].size();
+    Sizes before;
+    std::ranges::transform(result_.reply.records, before.begin(), &std::deque<DNSCLS>::size);
     if (!ReadReply(message, result_.reply)) {
       const std::int32_t code = result_.reply.flags.Code();
       return End(code != 0 ? code : kDnsCutShort);
@@ -54,17 +58,28 @@ class TcpExchange final : public StreamExchange {
     Judge(before);
   }
 
-  void Judge(std::size_t before) {
+  void Judge(const Sizes& before) {
     const auto& answers = result_.reply.records[DnsReply::Answer];
     if (const std::int32_t code = result_.reply.flags.Code()) return End(code);
     if (result_.reply.Count() == 0) return End(kDnsNoRecords);
     if (!transfer_ || answers.empty() || answers.front().DataType() != TYPE_SOA) return End(0);
-    for (std::size_t i = before; i < answers.size(); ++i) {
+    for (std::size_t i = before[DnsReply::Answer]; i < answers.size(); ++i) {
       const std::int32_t type = answers[i].DataType();
       if (type == kNoType || (type == TYPE_SOA && i > 0)) return End(0);
-      memory_ += sizeof(DNSCLS) + answers[i].Query().size() + answers[i].Data().size();
     }
+    memory_ += MemorySince(before);
     if (memory_ > kMostMemory) End(kErrNoBuffers);
+  }
+
+  std::uint64_t MemorySince(const Sizes& before) const {
+    std::uint64_t memory = 0;
+    for (std::size_t section = 0; section < before.size(); ++section) {
+      const auto& records = result_.reply.records[section];
+      for (std::size_t i = before[section]; i < records.size(); ++i) {
+        memory += sizeof(DNSCLS) + records[i].Query().size() + records[i].Data().size();
+      }
+    }
+    return memory;
   }
 
   const Bytes& query_;
