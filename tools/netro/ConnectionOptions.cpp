@@ -7,23 +7,32 @@
 #include "tools/netro/Command.h"
 
 namespace netro::tool {
+namespace {
 
-void DeclareConnectionOptions(CLI::App& options, ConnectionOptions& values,
-                              const std::string& proxyUse, const std::string& timeoutUse) {
-  constexpr const char* kGroup = "Connection";
+constexpr const char* kGroup = "Connection";
+
+}  // namespace
+
+void DeclareProxyOptions(CLI::App& options, std::string& proxy, std::string& proxyType,
+                         const std::string& use) {
   options
-      .add_option("-x,--proxy", values.proxy,
-                  proxyUse +
+      .add_option("-x,--proxy", proxy,
+                  use +
                       " [SCHEME://][USER[:PASSWORD]@]HOST[:PORT];\n"
                       "schemes are socks5 (the default), socks5h, socks4, socks4a;\n"
                       "with socks4a and socks5h the proxy looks up the server's name")
       ->type_name("PROXY")
       ->group(kGroup);
   options
-      .add_option("--proxy-type", values.proxyType,
+      .add_option("--proxy-type", proxyType,
                   "Instead of the scheme's: socks4, socks4a, socks5, socks5-auth")
       ->type_name("TYPE")
       ->group(kGroup);
+}
+
+void DeclareConnectionOptions(CLI::App& options, ConnectionOptions& values,
+                              const std::string& proxyUse, const std::string& timeoutUse) {
+  DeclareProxyOptions(options, values.proxy, values.proxyType, proxyUse);
   options.add_option("--dns", values.dns, "DNS servers to ask, as host[:port],host[:port]")
       ->type_name("SERVERS")
       ->group(kGroup);

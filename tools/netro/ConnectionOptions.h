@@ -20,7 +20,11 @@ struct ConnectionOptions {
   std::int32_t timeout = 30;
 };
 
-/// Declares --proxy, --proxy-type, --dns and --timeout. `proxyUse` and `timeoutUse` begin the help
+/// Declares --proxy and --proxy-type; `use` begins the help text.
+void DeclareProxyOptions(CLI::App& options, std::string& proxy, std::string& proxyType,
+                         const std::string& use);
+
+/// Declares these, --dns and --timeout. `proxyUse` and `timeoutUse` begin the help
 /// texts of the proxy and the time-out.
 void DeclareConnectionOptions(CLI::App& options, ConnectionOptions& values,
                               const std::string& proxyUse, const std::string& timeoutUse);

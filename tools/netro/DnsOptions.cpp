@@ -56,18 +56,7 @@ void DeclareServer(CLI::App& options, DnsOptions& values) {
       ->type_name("HOST[:PORT]")
       ->group(kGroup);
   options.add_flag("--tcp", values.tcp, "Ask over TCP")->group(kGroup);
-  options
-      .add_option("-x,--proxy", values.proxy,
-                  "Ask over TCP through [SCHEME://][USER[:PASSWORD]@]HOST[:PORT];\n"
-                  "schemes are socks5 (the default), socks5h, socks4, socks4a;\n"
-                  "with socks4a and socks5h the proxy looks up the server's name")
-      ->type_name("PROXY")
-      ->group(kGroup);
-  options
-      .add_option("--proxy-type", values.proxyType,
-                  "Instead of the scheme's: socks4, socks4a, socks5, socks5-auth")
-      ->type_name("TYPE")
-      ->group(kGroup);
+  DeclareProxyOptions(options, values.proxy, values.proxyType, "Ask over TCP through");
   options
       .add_option("-t,--timeout", values.timeout,
                   "Limit of the whole query; 30 if not given, and none for a zone")
