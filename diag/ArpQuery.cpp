@@ -25,7 +25,7 @@ bool IsForOneHost(std::int32_t ip) {
 std::optional<HardwareAddress> QueryHardwareAddress(std::int32_t ip, const CancelMark& mark) {
   if (!IsForOneHost(ip)) return std::nullopt;
   if (const auto own = InterfaceWithAddress(ip)) return own->address;
-  auto found = KnownNeighbour(ip);
+  auto found = ConfirmedNeighbour(ip);
   if (found || !AskForNeighbour(ip)) return found;
   const TimePoint deadline = SecondsFromNow(kPatienceSeconds);
   while (!(found = KnownNeighbour(ip)) && !mark.Cancelled() && Now() < deadline)

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <new>
 
 #include "diag/EchoRequests.h"
 #include "diag/IcmpTexts.h"
@@ -36,7 +37,7 @@ std::int32_t EchoCls::SetLastErr(std::int32_t error) {
 }
 
 std::int32_t EchoCls::Send(const std::string& IP, std::int32_t TTL, std::int32_t Size,
-                           std::int32_t TimeoutMilliSeconds) {
+                           std::int32_t TimeoutMilliSeconds) try {
   const auto ip = ParseDotted(IP);
   if (!ip) return SetLastErr(kErrInvalidArgument);
   if (requests_->Open() != 0) return SetLastErr(-kIcmpNoSocket);
@@ -44,6 +45,8 @@ std::int32_t EchoCls::Send(const std::string& IP, std::int32_t TTL, std::int32_t
       requests_->Send({*ip, TTL, Size}, std::chrono::milliseconds(TimeoutMilliSeconds));
   SetLastErr(id != 0 ? 0 : -kIpNoResources);
   return id;
+} catch (const std::bad_alloc&) {
+  return SetLastErr(-kIpNoResources);
 }
 
 void EchoCls::Cancel(std::int32_t Id) { requests_->Cancel(Id); }

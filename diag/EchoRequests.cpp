@@ -33,7 +33,8 @@ std::int32_t EchoRequests::Send(const EchoRequest& request, milliseconds timeout
   } else {
     added.statusThen = status;
   }
-  deadlines_.insert({added.deadline, id});
+  // The latest as a rule, so that its place is the end.
+  deadlines_.insert(deadlines_.end(), {added.deadline, id});
   SetAlarm();
   return id;
 }
@@ -51,7 +52,8 @@ bool EchoRequests::Remove(std::int32_t id) {
 }
 
 void EchoRequests::Answered(std::int32_t id, const EchoOutcome& outcome) {
-  if (Remove(id)) ended_(id, outcome);
+  const Ended ended = ended_;  // outlives a deletion inside
+  if (Remove(id)) ended(id, outcome);
 }
 
 void EchoRequests::SetAlarm() {
@@ -71,9 +73,16 @@ void EchoRequests::Expire() {
   const Ended ended = ended_;
   module_->MessageLoop().KillTimer(std::exchange(timer_, 0));
   const TimePoint now = Now();
+  // What has come while the thread was busy is no silence. The loop has it after its timers.
+  if (!deadlines_.empty() && deadlines_.begin()->first <= now) echo_.Collect();
   while (*alive && !deadlines_.empty() && deadlines_.begin()->first <= now) {
     const std::int32_t id = deadlines_.begin()->second;
-    const EchoOutcome outcome{requests_[id].statusThen, 0, {}, 0};
+    if (echo_.HasAnswer(id)) {
+      deadlines_.erase(deadlines_.begin());
+      continue;
+    }
+    const std::int32_t status = echo_.Waits(id) ? kIpNoResources : requests_[id].statusThen;
+    const EchoOutcome outcome{status, 0, {}, 0};
     Cancel(id);
     // The function called may wait for the others.
     SetAlarm();

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <new>
 
 #include "diag/IcmpTexts.h"
 #include "diag/TraceRoute.h"
@@ -63,6 +64,14 @@ std::uint32_t Number(const Octets& octets) {
 // The address as a number whose highest byte is its first.
 std::uint32_t Number(std::int32_t ip) { return Number(std::bit_cast<Octets>(ip)); }
 
+// What the call returns; without memory for it that there are no resources.
+template <class Call>
+std::int32_t ResultOf(Call call) try {
+  return call();
+} catch (const std::bad_alloc&) {
+  return -kIpNoResources;
+}
+
 }  // namespace
 
 ICMPCls::ICMPCls() : module_(SocketModule::ForThread()), call_(std::make_shared<CallState>()) {}
@@ -93,7 +102,7 @@ std::int32_t ICMPCls::PingHost(const std::string& Host) {
   const BusyScope busy(call_);
   if (busy.Refused()) return -kErrInProgress;
   const auto call = call_;
-  const std::int32_t result = Ping(Host);
+  const std::int32_t result = ResultOf([&] { return Ping(Host); });
   if (call->alive) SetLastErr(result == -kErrCancelled ? kErrCancelled : std::min(result, 0));
   return result;
 }
@@ -116,7 +125,7 @@ bool ICMPCls::TraceRt(const std::string& Host) {
   const BusyScope busy(call_);
   if (busy.Refused()) return false;
   const auto call = call_;
-  const std::int32_t error = TraceRoute(*this).Run(Host);
+  const std::int32_t error = ResultOf([&] { return TraceRoute(*this).Run(Host); });
   if (call->alive) SetLastErr(error);
   return error == 0;
 }

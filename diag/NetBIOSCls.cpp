@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <iterator>
 #include <limits>
+#include <new>
 #include <vector>
 
 #include "diag/ArpQuery.h"
@@ -88,15 +89,20 @@ bool NetBIOSCls::GetMacAddress(std::int16_t Adapter, std::string HostName, std::
     ErrorCode = kNetBiosBusy;
     return false;
   }
-  AdapterStatus status;
-  ErrorCode = ReadStatus(Adapter, HostName, CancelMark(module_, call_), status);
-  if (ErrorCode != 0) return false;
-  status_ = status;
-  macAddress_ = FormatHardwareAddress(status.address, Divider);
-  return true;
+  try {
+    AdapterStatus status;
+    ErrorCode = ReadStatus(Adapter, HostName, CancelMark(module_, call_), status);
+    if (ErrorCode != 0) return false;
+    macAddress_ = FormatHardwareAddress(status.address, Divider);
+    status_ = status;
+    return true;
+  } catch (const std::bad_alloc&) {
+    ErrorCode = kNetBiosNoResources;
+    return false;
+  }
 }
 
-bool NetBIOSCls::GetRemoteMACAddress(const std::string& sRemoteIP, std::string Divider) {
+bool NetBIOSCls::GetRemoteMACAddress(const std::string& sRemoteIP, std::string Divider) try {
   const BusyScope busy(call_);
   const auto ip = ParseDotted(sRemoteIP);
   if (busy.Refused() || !ip) return false;
@@ -104,6 +110,8 @@ bool NetBIOSCls::GetRemoteMACAddress(const std::string& sRemoteIP, std::string D
   if (!address) return false;
   macAddress_ = FormatHardwareAddress(*address, Divider);
   return true;
+} catch (const std::bad_alloc&) {
+  return false;
 }
 
 std::string NetBIOSCls::GetErrorText(std::int32_t ResultCode) const {

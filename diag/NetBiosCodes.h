@@ -8,6 +8,7 @@ namespace netro {
 enum NetBiosCode : std::int32_t {
   kNetBiosTimedOut = 0x05,
   kNetBiosIncomplete = 0x06,
+  kNetBiosNoResources = 0x09,
   kNetBiosCancelled = 0x0B,
   kNetBiosNoCallName = 0x14,
   kNetBiosBusy = 0x21,

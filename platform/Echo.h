@@ -55,6 +55,12 @@ class Echo final : private SocketWatcher {
   /// Sends one request, or keeps it until the system's buffer has room. 0: it is under way; else
   /// the status that says why not. `number` names it; 0 when there are too many.
   std::int32_t Send(const EchoRequest& request, std::int32_t& number);
+  /// True while a request is kept because the system's buffer is full.
+  bool Waits(std::int32_t number);
+  /// Takes what has come by now; the loop hands it out.
+  void Collect();
+  /// True when an answer has come and is not handed out yet.
+  bool HasAnswer(std::int32_t number);
   /// The request's answer is not wanted any more.
   void Forget(std::int32_t number);
 
@@ -65,6 +71,7 @@ class Echo final : private SocketWatcher {
     EchoRequest request;
     std::chrono::steady_clock::time_point sent;
     std::chrono::system_clock::time_point wallSent;  // what the system stamps arrivals with
+    bool waits = false;                              // for room in the system's buffer
     bool answered = false;                           // its arrival waits to be handed out
   };
   struct Heard {

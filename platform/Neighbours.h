@@ -9,15 +9,19 @@
 
 namespace netro {
 
-/// The hardware address of an IPv4 neighbour if the system holds it as good: set for good,
-/// confirmed not long ago, or in use. Stale entries, whose host may be gone, do not count.
+/// The hardware address of an IPv4 neighbour if the system holds it as good: set for good, or
+/// confirmed not long ago.
+std::optional<HardwareAddress> ConfirmedNeighbour(std::int32_t ip);
+
+/// The same, but what the system sends to while it waits to be confirmed counts too. The host of
+/// such an entry may be gone, like that of a stale one, which does not count.
 std::optional<HardwareAddress> KnownNeighbour(std::int32_t ip);
 
 /// Makes the system ask for a neighbour's hardware address, by sending it an empty datagram, and
-/// returns without waiting for the answer. A program that may change the system's table takes stale
-/// entries out first, so that the network is asked; otherwise the system puts the stale entry to
-/// use and so makes it count. False when nothing is asked: the address is not on a network of this
-/// host.
+/// returns without waiting for the answer. A program that may change the system's table takes
+/// unconfirmed entries out first, so that the network is asked; otherwise the system sends to a
+/// stale entry and so makes it count. False when nothing is asked: the address is not on a network
+/// of this host.
 bool AskForNeighbour(std::int32_t ip);
 
 }  // namespace netro

@@ -78,6 +78,9 @@ class Notifier {
   /// Bytes sent, or -1 and `error`. `to` is for datagrams.
   std::ptrdiff_t Send(std::int32_t handle, std::span<const std::uint8_t> data, std::int32_t& error,
                       const SocketAddress* to = nullptr);
+  /// Write comes when there is room to send again, as after a Send that would have blocked: for
+  /// sockets that tell of a full buffer in another way.
+  void AwaitRoom(std::int32_t handle);
   /// Bytes received, 0 at the end (or for an empty datagram), or -1 and `error`. `from` is filled
   /// for datagrams, after which an owner who wants more asks for it with Renew.
   std::ptrdiff_t Receive(std::int32_t handle, std::span<std::uint8_t> room, std::int32_t& error,

@@ -1,6 +1,8 @@
 // The host and address helpers of SocketCls.
 #include <netro/SocketCls.h>
 
+#include <new>
+
 #include "platform/ErrorNumbers.h"
 #include "platform/HostInfo.h"
 #include "platform/HostsFile.h"
@@ -84,7 +86,7 @@ void SocketCls::SetLookupResult(std::int32_t error) {
   dnsLastErrMsg_ = LookupErrorText(error);
 }
 
-bool SocketCls::IsIPReachable(const std::string& IP) {
+bool SocketCls::IsIPReachable(const std::string& IP) try {
   const auto ip = ParseDotted(IP);
   const BusyScope busy(call_);
   if (!ip || busy.Refused()) return false;
@@ -92,6 +94,8 @@ bool SocketCls::IsIPReachable(const std::string& IP) {
   EchoOutcome outcome;
   return exchange.Open() == 0 && exchange.Ask({*ip}, kEchoTime, outcome) == 0 &&
          outcome.status == kIpSuccess;
+} catch (const std::bad_alloc&) {
+  return false;
 }
 
 }  // namespace netro

@@ -4,6 +4,7 @@
 
 #include <netro/Types.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string_view>
@@ -13,6 +14,10 @@ namespace netro {
 
 class ByteWriter {
  public:
+  ByteWriter() = default;
+  /// With room for so many bytes.
+  explicit ByteWriter(std::size_t expected) { bytes_.reserve(expected); }
+
   void U8(std::uint8_t value) { bytes_.push_back(value); }
 
   void U16(std::uint16_t value) {
@@ -21,9 +26,7 @@ class ByteWriter {
   }
 
   void Append(std::span<const std::uint8_t> bytes) {
-    for (const std::uint8_t byte : bytes) {
-      U8(byte);
-    }
+    bytes_.insert(bytes_.end(), bytes.begin(), bytes.end());
   }
 
   /// The bytes of `text` as they are, without length or end mark.

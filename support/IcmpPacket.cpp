@@ -19,7 +19,7 @@ constexpr std::uint8_t kParameterProblem = 12;
 constexpr std::uint8_t kIcmpProtocol = 1;
 constexpr std::uint16_t kFragmentOffset = 0x1FFF;
 constexpr std::size_t kChecksumPlace = 2;
-constexpr std::size_t kErrorHeader = 8;
+constexpr std::size_t kIcmpHeader = 8;
 
 // By the code of "destination unreachable"; what RFC 1812 or a later one adds counts as the host's.
 constexpr std::int32_t kUnreachableStatus[] = {
@@ -82,7 +82,7 @@ std::optional<IcmpAnswer> ReadEcho(std::span<const std::uint8_t> message, std::u
 
 std::optional<IcmpAnswer> ReadError(std::span<const std::uint8_t> message, std::int32_t status) {
   ByteReader reader(message);
-  reader.Skip(kErrorHeader);
+  reader.Skip(kIcmpHeader);
   const auto quoted = ReadIp(reader.Take(reader.Remaining()));
   if (!quoted) return std::nullopt;
   auto answer = ReadQuotedRequest(quoted->icmp);
@@ -121,7 +121,7 @@ std::uint16_t InternetChecksum(std::span<const std::uint8_t> bytes) {
 
 Bytes ComposeEchoRequest(std::uint16_t identifier, std::uint16_t sequence,
                          std::span<const std::uint8_t> data) {
-  ByteWriter out;
+  ByteWriter out(kIcmpHeader + data.size());
   out.U8(kEchoRequest);
   out.U8(0);
   out.U16(0);
@@ -147,7 +147,7 @@ std::optional<IcmpAnswer> ReadQuotedRequest(std::span<const std::uint8_t> messag
 
 std::optional<IcmpAnswer> ReadIcmpPacket(std::span<const std::uint8_t> packet) {
   const auto ip = ReadIp(packet);
-  if (!ip || ip->icmp.size() < kErrorHeader || InternetChecksum(ip->icmp) != 0) return std::nullopt;
+  if (!ip || ip->icmp.size() < kIcmpHeader || InternetChecksum(ip->icmp) != 0) return std::nullopt;
   const auto status = IcmpErrorStatus(ip->icmp[0], ip->icmp[1]);
   auto answer = status ? ReadError(ip->icmp, *status) : ReadEchoReply(ip->icmp);
   if (!answer) return std::nullopt;

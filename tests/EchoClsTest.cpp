@@ -171,6 +171,17 @@ TEST_F(Echoes, SilenceEndsInTheOrderOfTheTimes) {
   }
 }
 
+// Some of the replies are read while others are sent, some not.
+TEST_F(Echoes, WhatCameWhileTheHostWasBusyIsNoSilence) {
+  for (int i = 0; i < 200; ++i) echo_->Send(Loopback(i), 0, 32, 1000);
+  const std::int32_t silent = echo_->Send(kSilent, 0, 32, 1000);
+  AdvanceClockForTests(milliseconds(2000));
+  ASSERT_TRUE(PumpUntilReplies(201));
+  for (const ReplySeen& reply : replies_.seen) {
+    EXPECT_EQ(reply.status, reply.id == silent ? 11010 : 0) << reply.id;
+  }
+}
+
 TEST_F(Echoes, ATimeOutWakesASleepingHost) {
   echo_->Send(kSilent, 0, 32, 20);
   ASSERT_TRUE(PumpUntilReplies(1));

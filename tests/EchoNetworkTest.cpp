@@ -6,6 +6,7 @@
 #include <netro/EchoCls.h>
 #include <netro/ICMPCls.h>
 
+#include <algorithm>
 #include <functional>
 #include <map>
 #include <memory>
@@ -24,18 +25,19 @@ namespace {
 using peers::EchoPeer;
 using Packets = std::vector<std::string>;
 
-// Takes down "host status ttl" of each reply.
+// Takes down what each reply tells.
 class Outcomes : public EchoClsEvents {
  public:
-  void Reply(std::int32_t /*Id*/, const std::string& Host, std::int32_t /*MicroSeconds*/,
+  void Reply(std::int32_t Id, const std::string& Host, std::int32_t /*MicroSeconds*/,
              std::int32_t Status, std::int32_t TTL) override {
-    seen.push_back({Host, Status, TTL});
+    seen.push_back({Host, Status, TTL, Id});
   }
 
   struct Outcome {
     std::string host;
     std::int32_t status;
     std::int32_t ttl;
+    std::int32_t id = 0;
   };
   std::vector<Outcome> seen;
 };
@@ -399,6 +401,25 @@ TEST_P(EchoRoute, AnAbsentNeighbour) {
   const auto outcome = Ask("10.1.0.77");
   EXPECT_EQ(outcome.status, 11003);
   EXPECT_EQ(outcome.host, "10.1.0.1") << "this host says so itself";
+}
+
+// Packets to absent neighbours fill the system's buffer for as long as it asks for them.
+TEST_P(EchoRoute, RequestsWaitForRoomInTheBuffer) {
+  struct {
+    const char* retryMilliSeconds;
+    std::int32_t timeout, status;
+  } const cases[] = {{"1", 4000, 0}, {"1000", 50, 11006}};
+  for (const auto& c : cases) {
+    ASSERT_TRUE(OwnNetwork::Set("neigh/toR1/retrans_time_ms", c.retryMilliSeconds));
+    EchoCls echo;
+    Outcomes outcomes;
+    echo.Events(&outcomes);
+    for (int i = 3; i < 253; ++i) echo.Send("10.1.0." + std::to_string(i), 0, 60'000, c.timeout);
+    const std::int32_t last = echo.Send("10.1.0.2", 0, 60'000, c.timeout);
+    const auto isLast = [&](const auto& outcome) { return outcome.id == last; };
+    ASSERT_TRUE(PumpUntil([&] { return std::ranges::any_of(outcomes.seen, isLast); }));
+    EXPECT_EQ(std::ranges::find_if(outcomes.seen, isLast)->status, c.status);
+  }
 }
 
 // The first packet that is too long for the way is refused; then the system knows, and cuts.

@@ -1,5 +1,5 @@
 // ICMPCls: texts and address tables; results, waits and their ends on loopback. Who is asked at
-// 0.0.0.0 stays silent: the reply comes from 127.0.0.1. What needs a network is in IcmpNetworkTest.
+// 0.0.0.0 stays silent: the reply comes from 127.0.0.1. What needs a network is in EchoNetworkTest.
 
 #include <gtest/gtest.h>
 #include <netdb.h>

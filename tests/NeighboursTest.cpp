@@ -123,12 +123,14 @@ TEST_F(Neighbours, WhoIsAbsentIsNotFoundUntilItComes) {
 TEST_F(Neighbours, StatesOfTheTable) {
   const struct {
     const char* state;
-    bool counts;
-  } kStates[] = {{"permanent", true}, {"reachable", true}, {"delay", true}, {"probe", true},
-                 {"stale", false},    {"failed", false},   {"noarp", false}};
+    bool confirmed, known;
+  } kStates[] = {{"permanent", true, true}, {"reachable", true, true}, {"delay", false, true},
+                 {"probe", false, true},    {"stale", false, false},   {"failed", false, false},
+                 {"noarp", false, false}};
   for (const auto& c : kStates) {
     Enter(kAbsent, kOtherMac, c.state);
-    EXPECT_EQ(IsKnown(kAbsent), c.counts) << c.state;
+    EXPECT_EQ(ConfirmedNeighbour(*ParseDotted(kAbsent)).has_value(), c.confirmed) << c.state;
+    EXPECT_EQ(IsKnown(kAbsent), c.known) << c.state;
     ASSERT_TRUE(TwoNetworks::Ip("neighbour delete 10.77.0.9 dev here\n"));
   }
 }
@@ -139,11 +141,13 @@ TEST_F(Neighbours, AGoodEntryIsTaken) {
   EXPECT_EQ(Find("10.77.2"), kOtherMac) << "as the system reads dotted addresses";
 }
 
-TEST_F(Neighbours, AStaleEntryIsNotBelieved) {
-  Enter(kThere, kOtherMac, "stale");
-  EXPECT_EQ(Find(kThere), TwoNetworks::kMacThere);
-  Enter(kAbsent, kOtherMac, "stale");
-  EXPECT_EQ(FindInVain(kAbsent), "");
+TEST_F(Neighbours, AnUnconfirmedEntryIsNotBelieved) {
+  for (const char* state : {"stale", "delay", "probe"}) {
+    Enter(kThere, kOtherMac, state);
+    EXPECT_EQ(Find(kThere), TwoNetworks::kMacThere) << state;
+    Enter(kAbsent, kOtherMac, state);
+    EXPECT_EQ(FindInVain(kAbsent), "") << state;
+  }
 }
 
 TEST_F(Neighbours, WithoutPermissionAStaleEntryIsTheBestThereIs) {

@@ -60,8 +60,8 @@ class NETRO_EXPORT EchoCls {
   /// Requests without a Reply yet.
   std::int32_t Pending() const;
   EchoSocketEnum SocketUsed() const;
-  /// Of the last Send: 0; 10022 no address; -10001 the system allows this program no echo; -11006
-  /// too many in flight. And its text, empty for 0.
+  /// Of the last Send: 0; 10022 no address; -10001 the system allows this program no echo or has no
+  /// socket left; -11006 too many in flight, or no memory. And its text, empty for 0.
   std::int32_t LastErr() const { return lastErr_; }
   const std::string& LastErrMsg() const { return lastErrMsg_; }
 

@@ -75,14 +75,14 @@ class NETRO_EXPORT ICMPCls : public NameLookups {
   void DNSURL(std::string value) { settings_.dnsURL = std::move(value); }
 
   /// The round trip of one echo in whole milliseconds. Negative on failure: -10000 no such host,
-  /// -10001 the system allows this program no echo, -9999 cancelled, -10036 refused, else an IP
-  /// status, such as -11010 no reply in time.
+  /// -10001 the system allows this program no echo or has no socket left, -9999 cancelled, -10036
+  /// refused, else an IP status, such as -11010 no reply in time.
   std::int32_t PingHost(const std::string& Host);
 
   /// Sends one echo request for each time to live from 1 on, raising Hop for each, until `Host`
-  /// itself has answered or TRMaxHops is reached: true. False with LastErr -10000, -10001 or 9999,
-  /// or when the call is refused. A router's word that it goes no further (11002, 11003 ...) is
-  /// raised like any other and does not end the trace route.
+  /// itself has answered or TRMaxHops is reached: true. False with LastErr -10000, -10001, 9999 or,
+  /// without memory, -11006, or when the call is refused. A router's word that it goes no further
+  /// (11002, 11003 ...) is raised like any other and does not end the trace route.
   bool TraceRt(const std::string& Host);
 
   // Of the last trace route, up to date in Hop.

@@ -60,8 +60,9 @@ class NETRO_EXPORT NetBIOSCls {
   /// second to answer; Adapter, from 0 to 253, does not matter then.
   ///
   /// False: ErrorCode tells why, and no property has changed. 0x05 no reply; 0x06 a malformed
-  /// reply; 0x0B cancelled; 0x14 no such host; 0x21 a call of this object is running; 0x23 no such
-  /// adapter, as always below 0 and from 254 on; 0x40 a failure of the system.
+  /// reply; 0x09 no memory; 0x0B cancelled; 0x14 no such host; 0x21 a call of this object is
+  /// running; 0x23 no such adapter, as always below 0 and from 254 on; 0x40 a failure of the
+  /// system.
   bool GetMacAddress(std::int16_t Adapter, std::string HostName, std::string Divider,
                      std::int32_t& ErrorCode);
 

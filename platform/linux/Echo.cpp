@@ -45,7 +45,7 @@ constexpr std::size_t kSmallestRoom = 2'048;   // holds any error message
 constexpr int kSendsUnread = 64;
 constexpr int kBatchesPerTurn = 32;
 constexpr int kCallsPerTurn = 64;
-constexpr int kTries = 3;
+constexpr int kTries = 8;                 // errors may come in as fast as calls tell them
 constexpr int kBuffer = 4 * 1024 * 1024;  // asked for; the system gives what it may
 
 // From <linux/icmp.h>, which does not go together with the C library's headers.
@@ -129,6 +129,8 @@ Echo::~Echo() {
 
 std::int32_t Echo::Open() {
   if (handle_ != 0) return 0;
+  batch_ = std::make_unique<MessageBatch>();
+  batch_->Reserve(kSmallestRoom);
   constexpr int kFlags = SOCK_NONBLOCK | SOCK_CLOEXEC;
   EchoSocket kind = EchoSocket::Datagram;
   int made = AwayFromZero(socket(AF_INET, SOCK_DGRAM | kFlags, IPPROTO_ICMP));
@@ -151,8 +153,6 @@ std::int32_t Echo::Open() {
   }
   identifier_ = static_cast<std::uint16_t>(RandomNumber());
   secret_ = static_cast<std::uint64_t>(RandomNumber()) << 32 | RandomNumber();
-  batch_ = std::make_unique<MessageBatch>();
-  batch_->Reserve(kSmallestRoom);
   return 0;
 }
 
@@ -176,19 +176,33 @@ std::int32_t Echo::Send(const EchoRequest& request, std::int32_t& number) {
   number = lastNumber_;
   if (DataSize(request) > kLargestEcho) return kIpTooBig;
   Flight& flight = flights_[Sequence(number)];
-  flight = {number, request, {}, {}, false};
+  flight = {number, request, {}, {}, false, false};
   const std::int32_t error = waiting_.empty() ? Transmit(flight) : kErrWouldBlock;
   if (error == kErrWouldBlock) {
+    flight.waits = true;
     waiting_.push_back(number);
   } else if (error != 0) {
     flights_.erase(Sequence(number));
     return EchoSendStatus(error);
   }
-  if (++unread_ >= (stamps_ ? kSendsUnread : 1)) {
-    ReadAll();
-    if (!arrivals_.empty()) DeliverLater();
-  }
+  if (++unread_ >= (stamps_ ? kSendsUnread : 1)) Collect();
   return 0;
+}
+
+void Echo::Collect() {
+  std::size_t turns = 1 + flights_.size() / (kBatchesPerTurn * MessageBatch::kMost);
+  while (!ReadAll() && --turns > 0) continue;
+  if (!arrivals_.empty()) DeliverLater();
+}
+
+bool Echo::HasAnswer(std::int32_t number) {
+  const Flight* flight = Find(number);
+  return flight != nullptr && flight->answered;
+}
+
+bool Echo::Waits(std::int32_t number) {
+  const Flight* flight = Find(number);
+  return flight != nullptr && flight->waits;
 }
 
 void Echo::Forget(std::int32_t number) {
@@ -218,7 +232,13 @@ std::int32_t Echo::Transmit(Flight& flight) {
   for (int tries = 0; tries < kTries; ++tries) {
     flight.wallSent = system_clock::now();
     flight.sent = steady_clock::now();
-    if (notifier_.Send(handle_, packet, error, &to) >= 0 || error == kErrWouldBlock) break;
+    if (notifier_.Send(handle_, packet, error, &to) >= 0) return 0;
+    if (error == kErrWouldBlock) return error;
+    // So a raw socket tells that its buffer is full.
+    if (kind_ == EchoSocket::Raw && error == kErrNoBuffers) {
+      notifier_.AwaitRoom(handle_);
+      return kErrWouldBlock;
+    }
   }
   return error;
 }
@@ -230,6 +250,7 @@ void Echo::SendWaiting() {
     if (flight == nullptr) continue;  // forgotten
     const std::int32_t error = Transmit(*flight);
     if (error == kErrWouldBlock) return;
+    flight->waits = false;
     if (error != 0) arrivals_.push_back({flight->number, {EchoSendStatus(error), 0, {}, 0}});
   }
 }
@@ -279,7 +300,7 @@ bool Echo::ReadQueue(bool errors, const std::function<void(const Heard&)>& take)
 void Echo::Take(const Heard& heard) {
   const IcmpAnswer& answer = heard.answer;
   const auto found = flights_.find(answer.sequence);
-  if (found == flights_.end() || found->second.answered) return;
+  if (found == flights_.end() || found->second.waits || found->second.answered) return;
   if (!Matches(found->second, answer)) return;
   Flight& flight = found->second;
   flight.answered = true;

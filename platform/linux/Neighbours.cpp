@@ -14,9 +14,10 @@ namespace netro {
 namespace {
 
 constexpr std::int32_t kDiscardPort = 9;
-// Without NUD_NOARP: such an entry tells how the interface works, not who is there. DELAY and PROBE
-// are a stale entry in use, which the kernel is about to confirm or is confirming.
-constexpr std::uint16_t kGood = NUD_PERMANENT | NUD_REACHABLE | NUD_DELAY | NUD_PROBE;
+// Without NUD_NOARP: such an entry tells how the interface works, not who is there.
+constexpr std::uint16_t kConfirmed = NUD_PERMANENT | NUD_REACHABLE;
+// A stale entry in use: the kernel is about to have it confirmed, or is asking.
+constexpr std::uint16_t kInUse = NUD_DELAY | NUD_PROBE;
 
 struct Neighbour {
   ndmsg head{};
@@ -40,15 +41,21 @@ std::vector<Neighbour> ReadNeighbours(std::int32_t ip) {
   return found;
 }
 
-// The kernel would use a stale entry for seconds before it asks the network.
-void ForgetStale(std::int32_t ip) {
+std::optional<HardwareAddress> FindNeighbour(std::int32_t ip, std::uint16_t states) {
+  for (const Neighbour& one : ReadNeighbours(ip))
+    if ((one.head.ndm_state & states) != 0 && one.address) return one.address;
+  return std::nullopt;
+}
+
+// The kernel would use them for seconds before it asks the network.
+void ForgetUnconfirmed(std::int32_t ip) {
   struct Request {
     ndmsg head;
     rtattr attribute;
     std::int32_t ip;
   };
   for (const Neighbour& one : ReadNeighbours(ip)) {
-    if ((one.head.ndm_state & NUD_STALE) == 0) continue;
+    if ((one.head.ndm_state & (NUD_STALE | kInUse)) == 0) continue;
     Request request{};
     request.head.ndm_family = AF_INET;
     request.head.ndm_ifindex = one.head.ndm_ifindex;
@@ -61,14 +68,16 @@ void ForgetStale(std::int32_t ip) {
 
 }  // namespace
 
+std::optional<HardwareAddress> ConfirmedNeighbour(std::int32_t ip) {
+  return FindNeighbour(ip, kConfirmed);
+}
+
 std::optional<HardwareAddress> KnownNeighbour(std::int32_t ip) {
-  for (const Neighbour& one : ReadNeighbours(ip))
-    if ((one.head.ndm_state & kGood) != 0 && one.address) return one.address;
-  return std::nullopt;
+  return FindNeighbour(ip, kConfirmed | kInUse);
 }
 
 bool AskForNeighbour(std::int32_t ip) {
-  ForgetStale(ip);
+  ForgetUnconfirmed(ip);
   const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   if (fd < 0) return false;
   const sockaddr_in host = ToSystem({ip, kDiscardPort});

@@ -388,10 +388,12 @@ std::ptrdiff_t Notifier::Send(std::int32_t handle, std::span<const std::uint8_t>
     sent = sendto(handle, data.data(), data.size(), MSG_NOSIGNAL | MSG_DONTWAIT, generic, size);
   } while (sent < 0 && errno == EINTR);
   error = sent < 0 ? SocketErrorNumber(errno) : 0;
-  if (error == kErrWouldBlock) {
-    if (Registration* of = state_->Find(handle)) of->wantsWrite = true;
-  }
+  if (error == kErrWouldBlock) AwaitRoom(handle);
   return sent;
+}
+
+void Notifier::AwaitRoom(std::int32_t handle) {
+  if (Registration* of = state_->Find(handle)) of->wantsWrite = true;
 }
 
 std::ptrdiff_t Notifier::Receive(std::int32_t handle, std::span<std::uint8_t> room,
