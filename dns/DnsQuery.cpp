@@ -19,10 +19,12 @@ std::string Text(const Bytes& bytes) { return {bytes.begin(), bytes.end()}; }
 
 }  // namespace
 
-DnsQuery::DnsQuery(QueryDNSCLS& owner)
+DnsQuery::DnsQuery(QueryDNSCLS& owner) : DnsQuery(owner, CancelMark(owner.module_, owner.call_)) {}
+
+DnsQuery::DnsQuery(QueryDNSCLS& owner, const CancelMark& mark)
     : owner_(owner),
       call_(owner.call_),
-      mark_(owner.module_, owner.call_),
+      mark_(mark),
       settings_(owner.settings_),
       proxy_(owner.Proxy()) {
   Forget();

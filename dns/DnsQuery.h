@@ -13,6 +13,8 @@ namespace netro {
 class DnsQuery {
  public:
   explicit DnsQuery(QueryDNSCLS& owner);
+  /// Under the cancellation of another call, whose own object `owner` is.
+  DnsQuery(QueryDNSCLS& owner, const CancelMark& mark);
 
   /// QueryDNS: over UDP or TCP, with retries.
   std::int32_t Run();

@@ -22,6 +22,25 @@ std::chrono::sys_time<std::chrono::nanoseconds> SystemTime() {
 
 Date WallClock() { return ToDate(std::chrono::floor<std::chrono::milliseconds>(SystemTime())); }
 
+LocalDate LocalClock() {
+  const auto now = SystemTime();
+  const std::chrono::seconds zone = LocalTimeOffset(now);
+  return {ToDate(std::chrono::floor<std::chrono::milliseconds>(now + zone)), zone};
+}
+
+// The zone of the date taken for UTC is right but for a change of the clock in between; the zone of
+// the moment that it leads to is right then.
+LocalDate AtLocalTime(Date date) {
+  const auto time = ToTime(date);
+  if (!time) return {date};
+  // Nanoseconds reach no further.
+  constexpr std::chrono::sys_days kFirst = std::chrono::year(1700) / 1 / 1;
+  constexpr std::chrono::sys_days kLast = std::chrono::year(2250) / 1 / 1;
+  const auto local =
+      std::clamp<std::chrono::sys_time<std::chrono::milliseconds>>(*time, kFirst, kLast);
+  return {date, LocalTimeOffset(local - LocalTimeOffset(local))};
+}
+
 void AdvanceClockForTests(std::chrono::milliseconds amount) { g_advance += amount.count(); }
 
 TimePoint SecondsFromNow(long seconds) {

@@ -23,6 +23,19 @@ std::chrono::seconds LocalTimeOffset(std::chrono::sys_time<std::chrono::nanoseco
 /// The present date and time (UTC) in whole milliseconds.
 Date WallClock();
 
+/// A date in local time, and what the local time zone adds to UTC then.
+struct LocalDate {
+  Date date = 0;
+  std::chrono::seconds zone{0};
+};
+
+/// The present date and time in whole milliseconds.
+LocalDate LocalClock();
+
+/// Finds the zone for a date in local time. In the hour that is repeated or left out when the clock
+/// is changed, it is that of one of the two sides. Zero outside the years 0 to 9999.
+LocalDate AtLocalTime(Date date);
+
 /// Moves both clocks: lets a test pass a 60-second time-out without waiting for it.
 void AdvanceClockForTests(std::chrono::milliseconds amount);
 

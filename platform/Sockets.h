@@ -24,6 +24,8 @@ std::int32_t SetReuseAddress(std::int32_t handle);
 std::int32_t SetBroadcast(std::int32_t handle);
 /// Close returns at once and the system sends what is left.
 std::int32_t SetLingerOff(std::int32_t handle);
+/// Small blocks go out at once instead of waiting for the peer to confirm what was sent before.
+std::int32_t SetNoDelay(std::int32_t handle);
 std::int32_t BindSocket(std::int32_t handle, const SocketAddress& address);
 
 /// Address of either end; all zero when there is none.

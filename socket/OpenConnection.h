@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "socket/Wait.h"
 
@@ -43,7 +44,11 @@ class SocketOwner {
   static std::int32_t RunProlog(SocketCls& socket, const ConnectionPlan& plan,
                                 const CancelMark& mark);
   /// SendData under the owner's cancellation.
-  static std::int32_t Send(SocketCls& socket, const std::string& data, const CancelMark& mark);
+  static std::int32_t Send(SocketCls& socket, std::string_view data, const CancelMark& mark);
+
+  /// Sends a few bytes without waiting, from inside an event for example. Returns the error number:
+  /// 10035 when the system has no room for them all.
+  static std::int32_t SendAtOnce(SocketCls& socket, std::string_view data);
 
   static const std::shared_ptr<SocketModule>& Module(const SocketCls& socket);
   /// How the peer ended the connection: 0 for an orderly close, else the system's number.

@@ -1,7 +1,8 @@
-// Dates as text and as the standard library's points in time, all UTC. Thread: any.
+// Dates as text and as the standard library's points in time.
 
 #include "support/DateText.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstddef>
@@ -16,12 +17,15 @@ using std::chrono::milliseconds;
 using std::chrono::sys_days;
 using std::chrono::sys_time;
 using std::chrono::year;
+using Time = sys_time<milliseconds>;
 
 constexpr sys_days kDayZero = year(1899) / 12 / 30;
 constexpr sys_days kFirstDay = year(0) / 1 / 1;
 constexpr sys_days kEndDay = year(10000) / 1 / 1;
 constexpr double kMillisecondsPerDay = 86400000;
 constexpr std::string_view kPattern = "0000-00-00T00:00:00.000Z";
+constexpr std::string_view kDays = "SunMonTueWedThuFriSat";
+constexpr std::string_view kMonths = "JanFebMarAprMayJunJulAugSepOctNovDec";
 
 /// Reads numbers out of fixed places. Ok() is false once a place held anything but digits.
 class Digits {
@@ -50,6 +54,57 @@ void Put(std::string& text, std::size_t position, std::size_t count, std::int64_
   }
 }
 
+/// A point in time taken apart.
+struct Moment {
+  explicit Moment(Time time)
+      : day(std::chrono::floor<days>(time)), calendar(day), clock(time - day) {}
+
+  std::chrono::sys_days day;
+  std::chrono::year_month_day calendar;
+  std::chrono::hh_mm_ss<milliseconds> clock;
+};
+
+std::string Number(std::int64_t value, std::size_t width, char fill = '0') {
+  const std::string digits = std::to_string(value);
+  return std::string(width - std::min(width, digits.size()), fill) + digits;
+}
+
+std::string DayName(const Moment& moment) {
+  return std::string(kDays.substr(3 * std::chrono::weekday(moment.day).c_encoding(), 3));
+}
+
+std::string MonthName(const Moment& moment) {
+  return std::string(kMonths.substr(3 * (unsigned{moment.calendar.month()} - 1), 3));
+}
+
+std::string YearText(const Moment& moment) { return Number(int{moment.calendar.year()}, 4); }
+
+std::string ClockText(const Moment& moment) {
+  return Number(moment.clock.hours().count(), 2) + ":" + Number(moment.clock.minutes().count(), 2) +
+         ":" + Number(moment.clock.seconds().count(), 2);
+}
+
+/// "Sat, 21 Nov 2026 14:00:00 "
+std::string DayFirst(Time time) {
+  const Moment moment(time);
+  return DayName(moment) + ", " + Number(unsigned{moment.calendar.day()}, 2) + " " +
+         MonthName(moment) + " " + YearText(moment) + " " + ClockText(moment) + " ";
+}
+
+std::string Asctime(Time time) {
+  const Moment moment(time);
+  return DayName(moment) + " " + MonthName(moment) + " " +
+         Number(unsigned{moment.calendar.day()}, 2, ' ') + " " + ClockText(moment) + " " +
+         YearText(moment);
+}
+
+/// "+0100"; what a zone of the past has in seconds is left out.
+std::string ZoneText(std::chrono::seconds zone) {
+  const auto minutes = std::chrono::duration_cast<std::chrono::minutes>(std::chrono::abs(zone));
+  return (zone < zone.zero() ? "-" : "+") +
+         Number(minutes.count() / 60 * 100 + minutes.count() % 60, 4);
+}
+
 bool HasPunctuation(std::string_view text) {
   for (std::size_t i = 0; i < kPattern.size(); ++i) {
     if (kPattern[i] != '0' && kPattern[i] != text[i]) {
@@ -71,26 +126,54 @@ Date AddSeconds(Date date, double seconds) {
   return std::round(date * kMillisecondsPerDay + seconds * 1000) / kMillisecondsPerDay;
 }
 
-std::string DateToText(Date date) {
+std::optional<Time> ToTime(Date date) {
   const double count = std::round(date * kMillisecondsPerDay);
   constexpr auto kFirst = static_cast<double>(milliseconds(kFirstDay - kDayZero).count());
   constexpr auto kEnd = static_cast<double>(milliseconds(kEndDay - kDayZero).count());
   if (!(count >= kFirst && count < kEnd)) {  // also when it is not a number
+    return std::nullopt;
+  }
+  return kDayZero + milliseconds(static_cast<std::int64_t>(count));
+}
+
+std::string DateToText(Date date) {
+  const std::optional<Time> time = ToTime(date);
+  if (!time) {
     return {};
   }
-  const auto time = kDayZero + milliseconds(static_cast<std::int64_t>(count));
-  const auto day = std::chrono::floor<days>(time);
-  const std::chrono::year_month_day calendar(day);
-  const std::chrono::hh_mm_ss clock(time - day);
+  const Moment moment(*time);
   std::string text(kPattern);
-  Put(text, 0, 4, int{calendar.year()});
-  Put(text, 5, 2, unsigned{calendar.month()});
-  Put(text, 8, 2, unsigned{calendar.day()});
-  Put(text, 11, 2, clock.hours().count());
-  Put(text, 14, 2, clock.minutes().count());
-  Put(text, 17, 2, clock.seconds().count());
-  Put(text, 20, 3, clock.subseconds().count());
+  Put(text, 0, 4, int{moment.calendar.year()});
+  Put(text, 5, 2, unsigned{moment.calendar.month()});
+  Put(text, 8, 2, unsigned{moment.calendar.day()});
+  Put(text, 11, 2, moment.clock.hours().count());
+  Put(text, 14, 2, moment.clock.minutes().count());
+  Put(text, 17, 2, moment.clock.seconds().count());
+  Put(text, 20, 3, moment.clock.subseconds().count());
   return text;
+}
+
+std::string FormatDate(DateFormat format, Date local, std::chrono::seconds zone) {
+  const std::optional<Time> time = ToTime(local);
+  if (!time) {
+    return {};
+  }
+  switch (format) {
+    case DateFormat::Internal: {
+      std::string digits = DateToText(local);
+      std::erase_if(digits, [](char c) { return c < '0' || c > '9'; });
+      return digits;
+    }
+    case DateFormat::Rfc1123: {
+      const std::optional<Time> utc = ToTime(ToDate(*time - zone));
+      return utc ? DayFirst(*utc) + "GMT" : std::string();
+    }
+    case DateFormat::Rfc822:
+      return DayFirst(*time) + ZoneText(zone);
+    case DateFormat::Asctime:
+      return Asctime(*time);
+  }
+  return {};
 }
 
 std::optional<Date> TextToDate(std::string_view text) {

@@ -6,18 +6,21 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 
 namespace netro {
 namespace {
 
 char LowerCase(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
-bool IsHostNameCharacter(char c) {
-  const char lower = LowerCase(c);
-  return (lower >= 'a' && lower <= 'z') || (c >= '0' && c <= '9') || c == '-' || c == '_';
-}
+bool IsHostNameCharacter(char c) { return IsAlphanumeric(c) || c == '-' || c == '_'; }
 
 }  // namespace
+
+bool IsAlphanumeric(char c) {
+  const char lower = LowerCase(c);
+  return (lower >= 'a' && lower <= 'z') || (c >= '0' && c <= '9');
+}
 
 std::string ToLower(std::string_view text) {
   std::string lower(text);
@@ -53,9 +56,24 @@ std::vector<std::string> Split(std::string_view text, char separator) {
   return parts;
 }
 
+void AppendHex(std::string& out, char byte) {
+  constexpr std::string_view kDigits = "0123456789ABCDEF";
+  const auto value = static_cast<std::uint8_t>(byte);
+  out += {kDigits[value >> 4], kDigits[value & 15]};
+}
+
 bool HasControl(std::string_view text) {
   constexpr std::string_view kLineEnders("\r\n\0", 3);
   return text.find_first_of(kLineEnders) != text.npos;
+}
+
+std::string CharFilter(std::string_view text, int lower, int upper) {
+  std::string kept;
+  std::ranges::copy_if(text, std::back_inserter(kept), [lower, upper](char c) {
+    const int code = static_cast<std::uint8_t>(c);
+    return code > lower && code <= upper;
+  });
+  return kept;
 }
 
 bool IsHostName(std::string_view text) {

@@ -9,6 +9,8 @@
 
 namespace netro {
 
+bool IsAlphanumeric(char c);
+
 std::string ToLower(std::string_view text);
 
 bool EqualsIgnoreCase(std::string_view a, std::string_view b);
@@ -22,8 +24,14 @@ std::string Trim(std::string_view text);
 /// gives one empty part.
 std::vector<std::string> Split(std::string_view text, char separator);
 
+/// Appends the number of a byte as two hexadecimal digits, the letters large.
+void AppendHex(std::string& out, char byte);
+
 /// True when `text` holds CR, LF or NUL, the bytes that would end a protocol line early.
 bool HasControl(std::string_view text);
+
+/// `text` without the characters whose code, 0 to 255, is at most `lower` or above `upper`.
+std::string CharFilter(std::string_view text, int lower, int upper);
 
 /// True for dot-separated labels of 1 to 63 letters, digits, "-" and "_", with or without a dot at
 /// the end, of at most 255 characters. Every dotted address is one as well.

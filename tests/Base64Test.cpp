@@ -65,5 +65,18 @@ TEST(Base64, RoundTripsRandomBytes) {
   }
 }
 
+TEST(Base64, AppendsLines) {
+  for (const std::size_t size : {0U, 1U, 56U, 57U, 58U, 113U, 114U, 115U, 5000U}) {
+    std::string bytes(size, '\0');
+    for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<char>(i * 7);
+    std::string expected = "kept";
+    const std::string text = Base64Encode(bytes);
+    for (std::size_t at = 0; at < text.size(); at += 76) expected += text.substr(at, 76) + "\r\n";
+    std::string out = "kept";
+    AppendBase64Lines(out, bytes);
+    EXPECT_EQ(out, expected) << size;
+  }
+}
+
 }  // namespace
 }  // namespace netro

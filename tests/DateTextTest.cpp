@@ -4,11 +4,14 @@
 
 #include <chrono>
 #include <cstdint>
+#include <cstdlib>
 #include <limits>
 #include <optional>
 #include <random>
 #include <string>
 
+#include "TimeZone.h"
+#include "platform/Clock.h"
 #include "support/DateText.h"
 
 namespace netro {
@@ -117,6 +120,56 @@ TEST(DateText, AddsSeconds) {
   EXPECT_EQ(AddSeconds(date, 600), *TextToDate("2027-01-01T00:05:00.007Z"));
   EXPECT_EQ(AddSeconds(AddSeconds(date, 600), -600), date);
   EXPECT_EQ(AddSeconds(date, 0.0004), date);
+}
+
+TEST(DateText, WritesTheFormsOfProtocols) {
+  using std::chrono::seconds;
+  const Date day = *TextToDate("2026-11-21T14:00:59.999Z");
+  const Date newYear = *TextToDate("0999-01-01T00:09:05.000Z");
+  const struct {
+    DateFormat format;
+    Date local;
+    seconds zone;
+    std::string text;
+  } kCases[] = {
+      {DateFormat::Rfc822, day, seconds(3600), "Sat, 21 Nov 2026 14:00:59 +0100"},
+      {DateFormat::Rfc822, day, seconds(0), "Sat, 21 Nov 2026 14:00:59 +0000"},
+      {DateFormat::Rfc822, day, seconds(-12600), "Sat, 21 Nov 2026 14:00:59 -0330"},
+      {DateFormat::Rfc822, newYear, seconds(-1), "Tue, 01 Jan 0999 00:09:05 -0000"},
+      {DateFormat::Rfc1123, day, seconds(3600), "Sat, 21 Nov 2026 13:00:59 GMT"},
+      {DateFormat::Rfc1123, newYear, seconds(3600), "Mon, 31 Dec 0998 23:09:05 GMT"},
+      {DateFormat::Asctime, day, seconds(3600), "Sat Nov 21 14:00:59 2026"},
+      {DateFormat::Asctime, newYear, seconds(0), "Tue Jan  1 00:09:05 0999"},
+      {DateFormat::Internal, day, seconds(3600), "20261121140059999"},
+      {DateFormat::Rfc822, 2958466, seconds(0), ""},
+      {DateFormat::Rfc1123, -693959, seconds(60), ""},
+      {DateFormat::Internal, std::numeric_limits<double>::quiet_NaN(), seconds(0), ""},
+  };
+  for (const auto& [format, local, zone, text] : kCases) {
+    EXPECT_EQ(FormatDate(format, local, zone), text);
+  }
+}
+
+TEST(DateText, FindsTheZoneOfALocalDate) {
+  const TimeZone zone("CET-1CEST,M3.5.0,M10.5.0/3");
+  const struct {
+    std::string local;
+    long seconds;
+  } kCases[] = {
+      {"2026-01-15T12:00:00.000Z", 3600}, {"2026-07-15T12:00:00.000Z", 7200},
+      {"2026-03-29T01:59:59.000Z", 3600}, {"2026-03-29T03:00:00.000Z", 7200},
+      {"2026-10-25T01:59:59.000Z", 7200}, {"2026-10-25T03:00:00.000Z", 3600},
+  };
+  for (const auto& [local, seconds] : kCases) {
+    const LocalDate found = AtLocalTime(*TextToDate(local));
+    EXPECT_EQ(DateToText(found.date), local);
+    EXPECT_EQ(found.zone.count(), seconds) << local;
+  }
+  for (const double date : {1e300, -1e300, -693959.0, 2958465.0}) {
+    EXPECT_LE(std::abs(AtLocalTime(date).zone.count()), 7200) << date;
+  }
+  const LocalDate now = LocalClock();
+  EXPECT_NEAR(now.date, WallClock() + static_cast<double>(now.zone.count()) / 86400, 1.0 / 24);
 }
 
 }  // namespace

@@ -7,6 +7,8 @@
 #include <netro/NetBIOSCls.h>
 #include <netro/QueryDNSCLS.h>
 #include <netro/QueryTimeCLS.h>
+#include <netro/SMTPCls.h>
+#include <netro/SendMailCls.h>
 #include <netro/SocketCls.h>
 #include <netro/UDPCls.h>
 #include <netro/WhoIsCls.h>
@@ -306,6 +308,72 @@ TEST(Properties, WhoIsCls) {
   });
 }
 
+// What SMTPCls and SendMailCls share.
+template <class M>
+std::vector<Row<M>> MailRows() {
+  const auto text = [](const char* name, const std::string& (M::*get)() const,
+                       void (M::*set)(std::string), const char* standard = "") {
+    return Settable<M, const std::string&>(name, get, set, standard, "something else");
+  };
+  const auto number = [](const char* name, std::int32_t (M::*get)() const,
+                         void (M::*set)(std::int32_t), std::int32_t standard) {
+    return Settable<M, std::int32_t>(name, get, set, standard, 4);
+  };
+  return {
+      text("SenderHostName", &M::SenderHostName, &M::SenderHostName),
+      text("ReceiverHostName", &M::ReceiverHostName, &M::ReceiverHostName),
+      number("Port", &M::Port, &M::Port, 25),
+      Settable<M, bool>("Simulation", &M::Simulation, &M::Simulation, false, true),
+      Settable<M, ProtocolLevelEnum>("ProtocolLevel", &M::ProtocolLevel, &M::ProtocolLevel, pl_Off,
+                                     pl_OnlyErrors),
+      text("SMTPSuccess", &M::SMTPSuccess, &M::SMTPSuccess,
+           "10:0,15:220,20:220,20:250,30:250,40:250,50:354,50:250,60:250,70:221,70:250,70:550"),
+      text("SMTPTimeOutString", &M::SMTPTimeOutString, &M::SMTPTimeOutString,
+           "15:60,20:60,30:60,40:60,50:60,60:20,70:60"),
+      text("DNSURL", &M::DNSURL, &M::DNSURL, kServers),
+      text("DNSServer", &M::DNSServer, &M::DNSServer),
+      number("SMTPProxyTimeout", &M::SMTPProxyTimeout, &M::SMTPProxyTimeout, 30),
+      Settable<M, SMTPProxyTypeEnum>("ProxyType", &M::ProxyType, &M::ProxyType, NoSMTPProxy,
+                                     SMTPProxySocks5Auth),
+      text("ProxyURL", &M::ProxyURL, &M::ProxyURL),
+      number("ProxyPort", &M::ProxyPort, &M::ProxyPort, 1080),
+      text("ProxyUser", &M::ProxyUser, &M::ProxyUser),
+      text("ProxyPassword", &M::ProxyPassword, &M::ProxyPassword),
+      Settable<M, bool>("ProxyUseRemoteDNS", &M::ProxyUseRemoteDNS, &M::ProxyUseRemoteDNS, false,
+                        true),
+  };
+}
+
+TEST(Properties, SMTPCls) {
+  using M = SMTPCls;
+  WalkWithServers<M>(MailRows<M>());
+  Walk<M>({
+      Settable<M, const std::string&>("LastBuffer", &M::LastBuffer, &M::LastBuffer, "", "250 ok"),
+      ReadOnly<M, std::string>("Protocol", &M::Protocol, ""),
+      ReadOnly("StepID", &M::StepID, 0),
+      ReadOnly("Result", &M::Result, 0),
+      ReadOnly<M, const std::string&>("ResultMessage", &M::ResultMessage, ""),
+  });
+}
+
+TEST(Properties, SendMailCls) {
+  using M = SendMailCls;
+  const auto text = [](const char* name, const std::string& (M::*get)() const,
+                       void (M::*set)(std::string)) {
+    return Settable<M, const std::string&>(name, get, set, "", "something else");
+  };
+  WalkWithServers<M>(MailRows<M>());
+  Walk<M>({
+      Settable<M, bool>("AddBCCToMime", &M::AddBCCToMime, &M::AddBCCToMime, false, true),
+      text("MessageID", &M::MessageID, &M::MessageID),
+      text("TLDs", &M::TLDs, &M::TLDs),
+      ReadOnly<M, const std::string&>("MimeBuffer", &M::MimeBuffer, ""),
+      ReadOnly("Result", &M::Result, 0),
+      ReadOnly<M, const std::string&>("ResultMessage", &M::ResultMessage, ""),
+  });
+  EXPECT_TRUE(M().Outcomes().empty());
+}
+
 TEST(Properties, ICMPCls) {
   using I = ICMPCls;
   const auto number = [](const char* name, std::int32_t (I::*get)() const,
@@ -362,6 +430,7 @@ TEST(Properties, EnumeratorsHaveTheirValues) {
   EXPECT_EQ(QueryHeader, 2);
   EXPECT_EQ(ProxyPipe, 6);
   EXPECT_EQ(SMTPProxySocks5Auth, 3);
+  EXPECT_EQ(pl_OnlyErrors, 3);
   EXPECT_EQ(DNSProxySocks5Auth, 3);
   EXPECT_EQ(TimeProxySocks5Auth, 3);
   EXPECT_EQ(WhoIsProxySocks5Auth, 3);

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "support/Text.h"
+#include "support/Utf8.h"
 
 namespace netro {
 namespace {
@@ -61,6 +62,58 @@ TEST(Text, FindsLineEnders) {
   EXPECT_TRUE(HasControl(std::string_view("a\0b", 3)));
   EXPECT_FALSE(HasControl(""));
   EXPECT_FALSE(HasControl("a\tb\x7F\x80"));
+}
+
+TEST(Text, FiltersCharacters) {
+  EXPECT_EQ(CharFilter("a\x1F b\x7F\xFF\n", 31, 255), "a b\x7F\xFF");
+  EXPECT_EQ(CharFilter("a1\x80", '1', 127), "a");
+  EXPECT_EQ(CharFilter(std::string_view("\0a", 2), -1, 255), std::string_view("\0a", 2));
+  EXPECT_EQ(CharFilter("abc", 300, 255), "");
+}
+
+TEST(Text, KnowsUtf8) {
+  const struct {
+    std::string text;
+    bool is;
+  } kCases[] = {
+      {"", true},
+      {std::string("plain ASCII that is long\0", 25), true},
+      {"\xC2\x80\xDF\xBF\xE0\xA0\x80\xED\x9F\xBF\xEF\xBF\xBF\xF0\x90\x80\x80\xF4\x8F\xBF\xBF",
+       true},
+      {"0123456\xC3\xBC"
+       "0123456789",
+       true},
+      {"0123456\xC3", false},  // cut
+      {"\xE2\x82", false},
+      {"\xF0\x9F\x98", false},
+      {"\x80", false},
+      {"\xC3(", false},
+      {"\xE2\x82(", false},
+      {"\xC0\x80", false},  // longer than need be
+      {"\xC1\xBF", false},
+      {"\xE0\x9F\xBF", false},
+      {"\xF0\x8F\xBF\xBF", false},
+      {"\xED\xA0\x80", false},      // a surrogate
+      {"\xF4\x90\x80\x80", false},  // beyond the last
+      {"\xF5\x80\x80\x80", false},
+      {"\xFF", false},
+  };
+  for (const auto& [text, is] : kCases) {
+    EXPECT_EQ(IsUtf8(text), is) << text;
+  }
+  EXPECT_TRUE(IsAscii("0123456789"));
+  EXPECT_FALSE(IsAscii("0123456789\x80"));
+}
+
+TEST(Text, WritesUtf8) {
+  std::string out;
+  for (const char32_t c : {0x7FU, 0x80U, 0x7FFU, 0x800U, 0xFFFFU, 0x10000U, 0x10FFFFU})
+    AppendUtf8(out, c);
+  EXPECT_EQ(out, "\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF\xF0\x90\x80\x80\xF4\x8F\xBF\xBF");
+  out.clear();
+  for (const char32_t c : {0xD800U, 0xDFFFU, 0x110000U}) AppendUtf8(out, c);
+  EXPECT_EQ(out, "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD");
+  EXPECT_EQ(Latin1ToUtf8("a\xFC"), "a\xC3\xBC");
 }
 
 TEST(Text, KnowsHostNames) {

@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -73,6 +74,13 @@ std::int32_t SetBroadcast(std::int32_t handle) {
 std::int32_t SetLingerOff(std::int32_t handle) {
   const linger off{};
   return SetOption(handle, SO_LINGER, &off, sizeof off);
+}
+
+std::int32_t SetNoDelay(std::int32_t handle) {
+  const int on = 1;
+  return setsockopt(handle, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on) == 0
+             ? 0
+             : SocketErrorNumber(errno);
 }
 
 std::int32_t BindSocket(std::int32_t handle, const SocketAddress& address) {

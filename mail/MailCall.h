@@ -1,0 +1,79 @@
+// One running call of a SendMailCls: a delivery, a check or a lookup. Made on the caller's stack;
+// it works on copies of the settings and outlives a deletion of the object, which it then no longer
+// touches.
+#pragma once
+
+#include <netro/Localization.h>
+#include <netro/SendMailCls.h>
+
+#include <new>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <vector>
+
+#include "dns/DnsExchange.h"
+#include "mail/SmtpSession.h"
+#include "platform/ErrorNumbers.h"
+#include "socket/CallState.h"
+#include "socket/SocketErrors.h"
+#include "socket/Wait.h"
+
+namespace netro {
+
+class MailCall {
+ public:
+  /// Runs `work` on a new call. Inside another call of the object nothing is done, and the result
+  /// is an empty one.
+  template <class Work>
+  static auto Run(SendMailCls& owner, Work work) {
+    using Outcome = std::invoke_result_t<Work, MailCall&>;
+    const BusyScope busy(owner.call_);
+    if (busy.Refused()) return Outcome();
+    const auto call = owner.call_;
+    try {
+      MailCall running(owner);
+      return work(running);
+    } catch (const std::bad_alloc&) {
+      if (call->alive) owner.SetResult(kErrNoBuffers, SocketErrorText(kErrNoBuffers));
+      return Outcome();
+    }
+  }
+
+  bool Deliver();
+  bool Check(const std::string& address, const std::string& sender,
+             const std::string& senderHostName);
+  /// Of an exchanger.
+  enum class Part { Name, Address };
+  std::string Gateway(const std::string& domain, Part part);
+  std::string Administrator(const std::string& address);
+
+ private:
+  explicit MailCall(SendMailCls& owner);
+
+  bool Fail(std::int32_t result, std::string message);
+  std::string FailLookup(std::int32_t error);
+  SmtpOrder Order(std::string from, std::string rcptTo) const;
+  SmtpEvents Events() const;
+
+  std::int32_t AskForAdministrator(const DnsServer& server, const std::string& host,
+                                   std::string& found) const;
+
+  std::vector<RecipientOutcome> Recipients() const;
+  std::string SenderFault() const;
+  void DeliverAll(std::vector<RecipientOutcome>& outcomes);
+  std::string DeliverOne(RecipientOutcome& outcome, const std::string& from,
+                         std::string_view text) const;
+  bool Publish(std::vector<RecipientOutcome> outcomes);
+  void Note(std::int32_t failure, const std::string& text);
+
+  SendMailCls& owner_;
+  std::shared_ptr<CallState> call_;
+  const CancelMark mark_;
+  const SMTPValues settings_;
+  const ProxyValues proxy_;
+  std::int32_t failure_ = 0;  // of the first recipient that failed
+  std::string failureText_;
+};
+
+}  // namespace netro

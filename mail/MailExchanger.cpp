@@ -1,0 +1,164 @@
+#include "mail/MailExchanger.h"
+
+#include <netro/Localization.h>
+#include <netro/QueryDNSCLS.h>
+#include <netro/SMTPCls.h>
+
+#include <utility>
+
+#include "dns/DnsQuery.h"
+#include "dns/DnsResult.h"
+#include "dns/ServerLookup.h"
+#include "mail/SmtpTables.h"
+#include "mail/SmtpTranscript.h"
+#include "platform/ErrorNumbers.h"
+#include "platform/Sockets.h"
+#include "socket/HostLookup.h"
+#include "socket/SocketErrors.h"
+#include "support/Text.h"
+
+namespace netro {
+namespace {
+
+constexpr std::int32_t kTextLookup = 7006;
+constexpr char kNoServer[] = "none";
+
+std::string DefaultList(const SMTPValues& settings) {
+  return settings.dnsServer.empty() ? std::string() : settings.dnsServer + ":53";
+}
+
+std::string SortKey(const DNSCLS& record) {
+  const auto preference = static_cast<std::uint16_t>(record.Pref());  // held signed
+  const std::string digits = "0000" + std::to_string(preference);
+  return digits.substr(digits.size() - 4) + record.Data();
+}
+
+const DNSCLS* BestExchanger(const QueryDNSCLS& answer) {
+  const DNSCLS* best = nullptr;
+  for (std::int32_t i = 1; i <= answer.CountAN(); ++i) {
+    const DNSCLS* record = answer.EntryAN(i);
+    if (record->DataType() != TYPE_MX || !IsHostName(record->Data())) continue;
+    if (best == nullptr || SortKey(*record) < SortKey(*best)) best = record;
+  }
+  return best;
+}
+
+std::string AdditionalAddress(const QueryDNSCLS& answer, const std::string& name) {
+  for (std::int32_t i = 1; i <= answer.CountAR(); ++i) {
+    const DNSCLS* record = answer.EntryAR(i);
+    const std::string& address = record->Data();
+    if (record->DataType() == TYPE_A && EqualsIgnoreCase(record->Query(), name) &&
+        address != "0.0.0.0" && address != "255.255.255.255") {
+      return address;
+    }
+  }
+  return {};
+}
+
+class ExchangerLookup {
+ public:
+  ExchangerLookup(const SMTPValues& settings, const std::string& domain, const CancelMark& mark,
+                  const std::function<void(const std::string&)>& line)
+      : settings_(settings), domain_(domain), mark_(mark), line_(line) {}
+
+  MailExchanger Run() {
+    if (domain_.starts_with('[') && domain_.ends_with(']')) return TakeLiteral();
+    std::vector<DnsServer> servers;
+    if (const std::int32_t error = LookupServers(settings_, mark_, servers)) Fail(kNoServer, error);
+    for (const DnsServer& server : servers) {
+      if (mark_.Cancelled() || Ask(server)) break;
+    }
+    return std::move(found_);
+  }
+
+ private:
+  MailExchanger TakeLiteral() {
+    if (const auto ip = ParseDotted(domain_.substr(1, domain_.size() - 2))) {
+      found_.name = found_.address = FormatDotted(*ip);
+      Tell(kNoServer, GatewayText(found_.name, found_.address));
+    } else {
+      Fail(kNoServer, kErrNoDnsEntries);
+    }
+    return std::move(found_);
+  }
+
+  bool Ask(const DnsServer& server) {
+    const std::string label = server.host + ':' + std::to_string(server.port);
+    QueryDNSCLS udp;
+    QueryDNSCLS tcp;
+    tcp.UseUDP(false);
+    tcp.RetryCount(1);
+    const QueryDNSCLS* answer = &udp;
+    std::int32_t error = Query(udp, server);
+    if (udp.IsTruncated() && Query(tcp, server) == 0) {
+      answer = &tcp;
+      error = 0;
+    }
+    const DNSCLS* best = error == 0 ? BestExchanger(*answer) : nullptr;
+    if (best == nullptr) {
+      Fail(label, error == 0 ? static_cast<std::int32_t>(kDnsNoRecords) : error);
+      return false;
+    }
+    found_.dnsError = 0;
+    found_.name = best->Data();
+    found_.address = AdditionalAddress(*answer, found_.name);
+    if (found_.address.empty()) found_.address = AskForAddress();
+    Tell(label, GatewayText(found_.name, found_.address));
+    return true;
+  }
+
+  std::int32_t Query(QueryDNSCLS& dns, const DnsServer& server) {
+    dns.Domain(domain_);
+    dns.QueryType(TYPE_MX);
+    dns.DNSServer(server.host);
+    dns.DNSPort(server.port);
+    return DnsQuery(dns, mark_).Run();
+  }
+
+  std::string AskForAddress() {
+    const auto deadline = SecondsFromNow(StepTimeOut(settings_.timeOuts, SMTP_STEP_DNS));
+    const LookupAnswer answer = ResolveHost(found_.name, NameServers(settings_), mark_, deadline);
+    return answer.error == 0 ? FormatDotted(answer.ip) : std::string();
+  }
+
+  // A server that says no outweighs a silent one.
+  void Fail(const std::string& server, std::int32_t error) {
+    if (error != kErrTimedOut || found_.dnsError == 0) found_.dnsError = error;
+    Tell(server, SocketErrorText(error));
+  }
+
+  void Tell(const std::string& server, const std::string& text) {
+    line_(GetMessageText(kTextLookup, {server, text}));
+  }
+
+  const SMTPValues& settings_;
+  const std::string& domain_;
+  const CancelMark& mark_;
+  const std::function<void(const std::string&)>& line_;
+  MailExchanger found_;
+};
+
+}  // namespace
+
+std::optional<std::string> NameServers(const SMTPValues& settings) {
+  if (!settings.dnsURL || !settings.dnsURL->empty()) return settings.dnsURL;
+  return DefaultList(settings);
+}
+
+std::int32_t LookupServers(const SMTPValues& settings, const CancelMark& mark,
+                           std::vector<DnsServer>& servers) {
+  std::string list = settings.dnsURL ? *settings.dnsURL : DefaultHostLookup().DefaultServers(mark);
+  if (list.empty()) list = DefaultList(settings);
+  auto parsed = ParseServerList(list);
+  if (!parsed) return kErrInvalidArgument;
+  servers = std::move(*parsed);
+  return servers.empty() ? static_cast<std::int32_t>(kDnsNoServer) : 0;
+}
+
+MailExchanger FindMailExchanger(const SMTPValues& settings, const std::string& domain,
+                                const CancelMark& mark,
+                                const std::function<void(const std::string&)>& line) {
+  return ExchangerLookup(settings, domain, mark, line).Run();
+}
+
+}  // namespace netro

@@ -1,0 +1,40 @@
+// Finds the mail exchanger of a domain (RFC 5321, section 5) by its MX records. On the caller's
+// thread, blocking under the caller's cancellation; touches nothing that an event may delete.
+#pragma once
+
+#include <netro/SMTPSettings.h>
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "dns/DnsExchange.h"
+#include "socket/Wait.h"
+
+namespace netro {
+
+/// An exchanger has a name; its address is empty when it cannot be found.
+struct MailExchanger {
+  std::string name;
+  std::string address;
+  std::int32_t dnsError = 0;  // why there is no name: a result of QueryDNSCLS
+};
+
+/// The DNS servers of the settings as "host[:port]" separated by commas; none: the default ones.
+std::optional<std::string> NameServers(const SMTPValues& settings);
+
+/// The servers that are asked about a domain, in their order. 0, or why there are none: a result of
+/// QueryDNSCLS. Blocks as HostLookup::DefaultServers.
+std::int32_t LookupServers(const SMTPValues& settings, const CancelMark& mark,
+                           std::vector<DnsServer>& servers);
+
+/// Asks the servers of the settings in their order until one names an exchanger. The least
+/// preference wins, with equal ones the name; preferences count by their last four digits. `line`
+/// gets a transcript line for each exchange. An address literal is its own exchanger.
+MailExchanger FindMailExchanger(const SMTPValues& settings, const std::string& domain,
+                                const CancelMark& mark,
+                                const std::function<void(const std::string&)>& line);
+
+}  // namespace netro

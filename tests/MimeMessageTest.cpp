@@ -1,0 +1,420 @@
+// The composed text line by line, and what may not get into it. How other programs read it is
+// tested in tests/mime/.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <netro/Localization.h>
+#include <netro/SendMailCls.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <functional>
+#include <ostream>
+#include <regex>
+#include <set>
+#include <string>
+#include <system_error>
+#include <utility>
+
+#include "mail/HeaderBlock.h"
+#include "mail/MimeMessage.h"
+#include "mail/RandomText.h"
+#include "tests/TemporaryFolder.h"
+#include "tests/TimeZone.h"
+
+namespace netro {
+namespace {
+
+using namespace std::string_literals;
+using testing::HasSubstr;
+using testing::Not;
+
+std::string WithCrLf(const std::string& text) {
+  return std::regex_replace(text, std::regex("\n"), "\r\n");
+}
+
+/// The text with the random parts, once each has the right form, as "B1", "B2" and "ID".
+std::string Known(std::string text) {
+  const std::regex boundary("----=_NextPart_[0-9A-Za-z]{26}(?![0-9A-Za-z])");
+  std::smatch found;
+  for (int i = 1; std::regex_search(text, found, boundary); ++i) {
+    const std::string name = found.str();
+    for (std::size_t at; (at = text.find(name)) != text.npos;) {
+      text.replace(at, name.size(), "B" + std::to_string(i));
+    }
+  }
+  return std::regex_replace(text, std::regex("<[0-9A-Za-z]{26}\\.[0-9]{17}>"), "<ID>");
+}
+
+class Composing : public testing::Test {
+ protected:
+  Composing() { mail_.CharSet("utf-8"); }
+
+  void Begin() { ASSERT_TRUE(mail_.NewTextMsg("S", "a@x.test", "b@x.test", "Hello\r\n")); }
+
+  TimeZone zone_{"CET-1"};
+  TemporaryFolder folder_;
+  SendMailCls mail_;
+};
+
+constexpr Date kDate = 46347.5 + 1.0 / 86400;  // 2026-11-21, 12:00:01
+
+constexpr char kHead[] =
+    "From: a@x.test\n"
+    "Date: Sat, 21 Nov 2026 12:00:01 +0100\n"
+    "To: b@x.test\n"
+    "Subject: S\n"
+    "MIME-Version: 1.0\n"
+    "Message-ID: <ID>\n";
+
+std::string Alternatives(const std::string& boundary, const std::string& plain) {
+  const std::string text =
+      "Content-Type: multipart/alternative;\n\tboundary=\"B1\"\n\n"
+      "--B1\n"
+      "Content-Type: text/plain;\n\tcharset=\"utf-8\"\n"
+      "Content-Transfer-Encoding: quoted-printable\n\n"
+      "PLAIN\n\n"
+      "--B1\n"
+      "Content-Type: text/html;\n\tcharset=\"utf-8\"\n"
+      "Content-Transfer-Encoding: quoted-printable\n\n"
+      "<body>Hi</body>\n\n"
+      "--B1--\n";
+  return std::regex_replace(std::regex_replace(text, std::regex("B1"), boundary),
+                            std::regex("PLAIN"), plain);
+}
+
+constexpr char kTextPart[] =
+    "Content-Type: text/plain;\n\tcharset=\"utf-8\"\n"
+    "Content-Transfer-Encoding: quoted-printable\n\n"
+    "Hello\n";
+
+struct MessageCase {
+  const char* name;
+  std::function<void(SendMailCls&)> compose;
+  std::string text;
+
+  friend void PrintTo(const MessageCase& c, std::ostream* out) { *out << c.name; }
+};
+
+bool NewText(SendMailCls& mail) { return mail.NewTextMsg("S", "a@x.test", "b@x.test", "Hello"); }
+bool NewHtml(SendMailCls& mail) {
+  return mail.NewHTMLMsg("S", "a@x.test", "b@x.test", "<body>Hi</body>");
+}
+
+const MessageCase kMessages[] = {
+    {"Text", NewText, kHead + ""s + kTextPart},
+    {"AllFields",
+     [](SendMailCls& mail) {
+       mail.NewTextMsg("", "", "", "", "c@x.test", "d@x.test");
+       mail.AddBCCToMime(true);
+       mail.MessageID("1@x.test");
+       mail.AddHeader("X-B", "2");
+       mail.AddHeader("Bcc", "e@x.test");
+       mail.AddHeader("X-A", "");
+     },
+     "From: \nDate: Sat, 21 Nov 2026 12:00:01 +0100\nTo: \nMIME-Version: 1.0\nCC: c@x.test\n"
+     "BCC: d@x.test\nMessage-ID: <1@x.test>\nX-B: 2\nBcc: e@x.test\nX-A: \n"
+     "Content-Type: text/plain;\n\tcharset=\"utf-8\"\n"
+     "Content-Transfer-Encoding: quoted-printable\n\n"},
+    {"NoBlindCopies",
+     [](SendMailCls& mail) {
+       mail.NewTextMsg("S", "a@x.test", "b@x.test", "Hello", "", "d@x.test");
+       mail.AddHeader("bcc", "e@x.test");
+       mail.AddHeader("Resent-BCC", "e@x.test");
+     },
+     kHead + ""s + kTextPart},
+    {"Html", NewHtml, kHead + Alternatives("B1", "Hi")},
+    {"HtmlWithItsText",
+     [](SendMailCls& mail) {
+       mail.NewHTMLMsgX("S", "a@x.test", "b@x.test", "<body>Hi</body>", "Plain\n");
+     },
+     kHead + Alternatives("B1", "Plain")},
+    {"Attachments",
+     [](SendMailCls& mail) {
+       NewText(mail);
+       mail.AddAttachmentFromBuffer("abc", "a ä.PNG");
+       mail.AddAttachmentFromByteArray({}, "b");
+     },
+     kHead +
+         "Content-Type: multipart/mixed;\n\tboundary=\"B1\"\n\n"
+         "This is a multi-part message in MIME format.\n\n--B1\n"s +
+         kTextPart +
+         "\n--B1\nContent-Type: image/png;\n\tname=\"a.PNG\"\n"
+         "Content-Transfer-Encoding: base64\n"
+         "Content-Disposition: attachment;\n\tfilename=\"a.PNG\"\n\nYWJj\n"
+         "--B1\nContent-Type: application/octet-stream;\n\tname=\"b\"\n"
+         "Content-Transfer-Encoding: base64\n"
+         "Content-Disposition: attachment;\n\tfilename=\"b\"\n\n\n--B1--\n"},
+    {"RelatedFile",
+     [](SendMailCls& mail) {
+       NewHtml(mail);
+       mail.AddRelatedFileFromBuffer("abc", "a-1.png");
+     },
+     kHead +
+         "Content-Type: "
+         "multipart/related;\n\ttype=\"multipart/alternative\";\n\tboundary=\"B1\"\n\n"
+         "This is a multi-part message in MIME format.\n\n--B1\n"s +
+         Alternatives("B2", "Hi") +
+         "--B1\nContent-Type: image/png;\n\tname=\"a1.png\"\n"
+         "Content-Transfer-Encoding: base64\n"
+         "Content-Disposition: inline;\n\tfilename=\"a1.png\"\n"
+         "Content-ID: <a1.png>\n\nYWJj\n--B1--\n"},
+};
+
+class ComposedMessage : public Composing, public testing::WithParamInterface<MessageCase> {};
+
+TEST_P(ComposedMessage, HasTheseLines) {
+  GetParam().compose(mail_);
+  mail_.MsgDate(kDate);
+  EXPECT_EQ(Known(mail_.MimeBuffer()), WithCrLf(GetParam().text));
+  EXPECT_EQ(mail_.Result(), 0) << mail_.ResultMessage();
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, ComposedMessage, testing::ValuesIn(kMessages),
+                         [](const auto& param) { return param.param.name; });
+
+TEST_F(Composing, StaysTheSameUntilItIsChanged) {
+  EXPECT_EQ(mail_.MimeBuffer(), "");
+  NewHtml(mail_);
+  mail_.AddAttachmentFromBuffer("", "a");
+  const std::string first = mail_.MimeBuffer();
+  EXPECT_EQ(mail_.MimeBuffer(), first);
+  NewHtml(mail_);
+  mail_.AddAttachmentFromBuffer("", "a");
+  const std::regex random("[0-9A-Za-z]{26}");
+  std::set<std::string> texts;
+  for (const std::string& text : {first, mail_.MimeBuffer()}) {
+    texts.insert(std::sregex_token_iterator(text.begin(), text.end(), random), {});
+  }
+  EXPECT_EQ(texts.size(), 6u);  // two boundaries and an id each
+}
+
+TEST_F(Composing, WhatWasAddedBelongsToOneMessage) {
+  mail_.AddHeader("X-A", "early");
+  mail_.AddAttachmentFromBuffer("", "early");
+  mail_.MessageID("early");
+  Begin();
+  EXPECT_THAT(mail_.MimeBuffer(), HasSubstr("X-A: early\r\n"));
+  EXPECT_THAT(mail_.MimeBuffer(), HasSubstr("name=\"early\""));
+  EXPECT_THAT(mail_.MimeBuffer(), HasSubstr("<early>"));
+  mail_.AddRelatedFileFromBuffer("", "late");
+  Begin();
+  EXPECT_THAT(mail_.MimeBuffer(), Not(HasSubstr("early")));
+  EXPECT_THAT(mail_.MimeBuffer(), Not(HasSubstr("late")));
+}
+
+TEST_F(Composing, HeaderTitlesAndValues) {
+  const struct {
+    std::string title, value, line;  // no line: refused
+  } kCases[] = {
+      {"X-A", "b", "X-A: b"},
+      {"!#$%&'*+-./^_`{|}~", "b", "!#$%&'*+-./^_`{|}~: b"},
+      {"Subject", "again", "Subject: again"},
+      {"Reply-To", "Jörg <a@x.test>", "Reply-To: =?utf-8?B?SsO2cmc=?= <a@x.test>"},
+      {"X-A", "Jörg <a@x.test>", "X-A: =?utf-8?B?SsO2cmcgPGFAeC50ZXN0Pg==?="},
+      {"X-A", "b\r\nBcc: c", "X-A: b  Bcc: c"},
+      {"X-A", "\r\n\r\n", "X-A: "},
+      {"X-A", "b\0c"s, "X-A: b c"},
+      {std::string(90, 'x'), "b", std::string(90, 'x') + ":\r\n b"},
+      {std::string(91, 'x'), "b", ""},
+      {"", "b", ""},
+      {"X A", "b", ""},
+      {"X:A", "b", ""},
+      {"X\r\nA", "b", ""},
+      {"X\0"s, "b", ""},
+      {"Ä", "b", ""},
+      {"X\x7F", "b", ""},
+      {"Content-Type", "text/html", ""},
+      {"content-transfer-encoding", "base64", ""},
+      {"MIME-VERSION", "2.0", ""},
+  };
+  for (const auto& [title, value, line] : kCases) {
+    Begin();
+    const std::string before = mail_.MimeBuffer();
+    EXPECT_EQ(mail_.AddHeader(title, value), !line.empty()) << title;
+    if (line.empty()) {
+      EXPECT_EQ(mail_.Result(), 10022);
+      EXPECT_NE(mail_.ResultMessage(), "");
+      EXPECT_EQ(mail_.MimeBuffer(), before);
+    } else {
+      EXPECT_THAT(mail_.MimeBuffer(), HasSubstr(">\r\n" + line + "\r\nContent-Type: text/plain"));
+    }
+  }
+}
+
+TEST_F(Composing, NoValueMakesALineOfItsOwn) {
+  Begin();
+  const auto lines = [&] {
+    const std::string& text = mail_.MimeBuffer();
+    return std::count(text.begin(), text.end(), '\n');
+  };
+  const auto plain = lines();
+  for (const std::string& end : {"\r\n"s, "\n"s, "\r"s, "\0"s, "\r\n\r\n"s, "\x0B"s, "\x85"s}) {
+    const std::string evil = "a" + end + "Bcc: evil@x.test";
+    mail_.NewTextMsg(evil, evil, evil, "Hello");
+    mail_.MessageID(evil);
+    mail_.CharSet(evil);
+    EXPECT_EQ(lines(), plain) << mail_.MimeBuffer();
+    EXPECT_THAT(mail_.MimeBuffer(), Not(HasSubstr("\nBcc")));
+    EXPECT_THAT(mail_.MimeBuffer(), Not(HasSubstr("\r\r")));
+    EXPECT_EQ(mail_.MimeBuffer().find('\0'), std::string::npos);
+  }
+}
+
+TEST_F(Composing, MessageIds) {
+  const std::pair<std::string, std::string> kCases[] = {
+      {"", "<ID>"},      {"a", "<a>"},       {"<a@b>", "<a@b>"}, {"a\r\nX: b", "<aX:b>"},
+      {" \r\n", "<ID>"}, {"a b>c", "<abc>"}, {"ä", "<ID>"},
+  };
+  for (const auto& [set, line] : kCases) {
+    Begin();
+    mail_.MessageID(set);
+    EXPECT_EQ(mail_.MessageID(), set);
+    EXPECT_THAT(Known(mail_.MimeBuffer()), HasSubstr("\r\nMessage-ID: " + line + "\r\n"));
+  }
+}
+
+TEST_F(Composing, DatesOutsideTheCalendarAreTheNewOne) {
+  Begin();
+  const auto date = [&] { return mail_.MimeBuffer().substr(16, 37); };
+  const std::string now = date();
+  EXPECT_TRUE(std::regex_match(now, std::regex("Date: [A-Z].*\\+0100"))) << now;
+  for (const Date odd : {1e300, -1e300, std::nan(""), 1e7}) {
+    mail_.MsgDate(odd);
+    EXPECT_TRUE(std::regex_match(date(), std::regex("Date: .*20.*\\+0100"))) << date();
+  }
+}
+
+TEST_F(Composing, CharacterSets) {
+  const struct {
+    std::string charSet, text, label, body;
+  } kCases[] = {
+      {"iso-8859-1", "ü\r\n", "iso-8859-1", "=FC"},
+      {"iso-8859-1", "\xFC", "iso-8859-1", "=FC"},  // is in that set already
+      {"windows-1252", "\x80", "windows-1252", "=80"},
+      {"utf-8", "\xFC", "utf-8", "=C3=BC"},
+      {"iso-8859-1", "ü€", "utf-8", "=C3=BC=E2=82=AC"},
+      {"utf-16", "a", "utf-8", "a"},
+  };
+  for (const auto& [charSet, text, label, body] : kCases) {
+    mail_.CharSet(charSet);
+    mail_.NewTextMsg("", "", "", text);
+    EXPECT_THAT(mail_.MimeBuffer(), HasSubstr("charset=\"" + label + "\"\r\n"));
+    EXPECT_TRUE(mail_.MimeBuffer().ends_with("\r\n\r\n" + body + "\r\n")) << mail_.MimeBuffer();
+  }
+}
+
+TEST_F(Composing, FilesAreNamedAndTyped) {
+  WriteFile(folder_ / "own ä-name.tar.GZ", "");
+  const struct {
+    std::string given, name, type;
+  } kCases[] = {
+      {"", "ownname.tar.GZ", "application/gzip"},
+      {"a.html", "a.html", "text/html"},
+      {"../a\"\r\nX: b;c.txt", "..aXbc.txt", "text/plain"},
+      {"ä", "", "application/octet-stream"},
+      {"a.", "a.", "application/octet-stream"},
+      {"a.no_such_type", "a.no_such_type", "application/octet-stream"},
+      {"a.eml", "a.eml", "application/octet-stream"},  // message/rfc822 would be read as a message
+  };
+  for (const auto& [given, name, type] : kCases) {
+    Begin();
+    EXPECT_TRUE(mail_.AddRelatedFileX(folder_ / "own ä-name.tar.GZ", given));
+    const std::string& text = mail_.MimeBuffer();
+    EXPECT_THAT(text, HasSubstr("Content-Type: " + type + ";\r\n\tname=\"" + name + "\"\r\n"));
+    EXPECT_THAT(text, HasSubstr("filename=\"" + name + "\"\r\n" +
+                                (name.empty() ? "" : "Content-ID: <" + name + ">\r\n") + "\r\n"));
+  }
+}
+
+TEST_F(Composing, UnreadableFilesChangeNothing) {
+  Begin();
+  const std::string before = mail_.MimeBuffer();
+  const std::pair<std::string, int> kCases[] = {
+      {folder_ / "missing", ENOENT}, {folder_.Path(), EISDIR}, {"", ENOENT}, {"/dev/zero", EINVAL}};
+  for (const auto& [path, error] : kCases) {
+    for (const auto add : {&SendMailCls::AddAttachment, &SendMailCls::AddRelatedFile}) {
+      EXPECT_FALSE((mail_.*add)(path));
+      EXPECT_EQ(mail_.Result(), 20000 + error);
+      const std::string text = std::generic_category().message(error);
+      EXPECT_EQ(mail_.ResultMessage(), GetMessageText(4006, {text}));
+    }
+  }
+  EXPECT_EQ(mail_.MimeBuffer(), before);
+}
+
+TEST_F(Composing, FinishedMessagesAreTakenAsTheyAre) {
+  const std::string message = "Bcc: c@x.test\nSubject: S\n\nHello";
+  EXPECT_TRUE(mail_.NewMsgFromMimeBuffer(message, "a@x.test", "b@x.test"));
+  EXPECT_FALSE(mail_.AddHeader("X-A", "1"));
+  EXPECT_FALSE(mail_.AddAttachmentFromBuffer("a", "a"));
+  EXPECT_EQ(mail_.Result(), 10022);
+  mail_.CharSet("iso-8859-1");
+  mail_.AddBCCToMime(false);
+  EXPECT_EQ(mail_.MimeBuffer(), message);
+
+  EXPECT_FALSE(mail_.NewMsgFromMimeBuffer("Hello\r\n\r\nSubject: S\r\n", "a@x.test", "b@x.test"));
+  EXPECT_EQ(mail_.Result(), 4003);
+  EXPECT_EQ(mail_.ResultMessage(), "Not a mime file.");
+  EXPECT_EQ(mail_.MimeBuffer(), message);
+}
+
+TEST(HeaderBlock, IsFieldsOnly) {
+  const std::pair<std::string, bool> kCases[] = {
+      {"A: b\r\n\r\nc", true},
+      {"A: b\nB: c\n\n", true},
+      {"A: b\r\rc", true},
+      {"A: b", true},
+      {"A:", true},
+      {"A \t: b\r\n", true},
+      {"A: b\r\n c\r\n\r\n", true},
+      {"", false},
+      {"\r\nA: b\r\n", false},
+      {" A: b\r\n", false},
+      {"A b: c\r\n", false},
+      {": b\r\n", false},
+      {"A: b\r\nc\r\n\r\n", false},
+      {"A\0: b\r\n"s, false},
+      {"\xEF\xBB\xBF"
+       "A: b",
+       false},
+  };
+  for (const auto& [text, has] : kCases) EXPECT_EQ(HasHeaderBlock(text), has) << text;
+}
+
+TEST(TextToSend, HoldsNoBlindCopiesAndNoOtherLineEnds) {
+  const struct {
+    std::string text, sent;
+    bool keep = false;
+  } kCases[] = {
+      {"A: b\r\n\r\nBcc: c\r\n", "A: b\r\n\r\nBcc: c"},
+      {"A: b\r\nBcc: c\r\n d\r\n\te\r\nF: g\r\n h\r\n\r\n", "A: b\r\nF: g\r\n h\r\n"},
+      {"bCC : c\r\nResent-Bcc:\r\n c\r\nA: b\r\n", "A: b\r\n"},
+      {"Bccx: c\r\nX-Bcc: d\r\n\r\n", "Bccx: c\r\nX-Bcc: d\r\n"},
+      {"A: b\nBcc: c\n\nd\n.\ne\rf\r\r\n", "A: b\r\n\r\nd\r\n.\r\ne\r\nf\r\n"},
+      {"A: b\rBcc: c\r\n\r\nd", "A: b\r\n\r\nd"},
+      {"Bcc: c\r\n\r\nd", "Bcc: c\r\n\r\nd", true},
+      {"Bcc: c\n\nd\n", "Bcc: c\r\n\r\nd", true},
+  };
+  for (const auto& [text, sent, keep] : kCases) {
+    MimeMessage message;
+    message.AddBcc(keep);
+    message.Begin(MimeMessage::Kind::Finished, {}, text, {});
+    const TextForDelivery result = message.TextToSend();
+    EXPECT_EQ(message.Text(), text);
+    message.Begin(MimeMessage::Kind::Text, {}, {}, {});  // spoils nothing
+    EXPECT_EQ(result.text, sent);
+    EXPECT_EQ(std::string(message.TextToSend().text) + "\r\n", message.Text());
+  }
+}
+
+TEST(RandomText, HasAllLettersAndDigits) {
+  const std::string text = RandomText(5000);
+  EXPECT_EQ(text.size(), 5000u);
+  EXPECT_EQ(std::set<char>(text.begin(), text.end()).size(), 62u);
+  EXPECT_NE(RandomText(26), RandomText(26));
+}
+
+}  // namespace
+}  // namespace netro

@@ -1,0 +1,90 @@
+// What the tests of SendMailCls share: a client that is pointed at scripted servers, and DNS
+// servers that know every domain or none.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <netro/SendMailCls.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "DnsTestKit.h"
+#include "SmtpTestKit.h"
+#include "socket/HostLookup.h"
+
+namespace netro {
+
+class SendMailTest : public testing::Test {
+ protected:
+  SendMailTest() {
+    DefaultHostLookup().Clear();
+    mail_->SenderHostName("me.test");
+    mail_->ProtocolLevel(pl_standard);
+    mail_->Events(&events_);
+  }
+
+  void SendTo(const peers::SmtpServer& server) {
+    mail_->ReceiverHostName("127.0.0.1");
+    mail_->Port(server.Port());
+  }
+  void Compose(const std::string& to, const std::string& cc = "", const std::string& bcc = "") {
+    EXPECT_TRUE(mail_->NewTextMsg("Subject", "Jane <jane@xy.test>", to, "Text", cc, bcc));
+  }
+  void ExpectResult(std::int32_t number, const std::string& text) {
+    EXPECT_EQ(mail_->Result(), number);
+    EXPECT_EQ(mail_->ResultMessage(), text);
+  }
+  void ExpectOutcome(std::size_t index, const std::string& address, std::int32_t step,
+                     std::int32_t result, std::int32_t resultClass) {
+    ASSERT_LT(index, mail_->Outcomes().size());
+    const RecipientOutcome& outcome = mail_->Outcomes()[index];
+    EXPECT_EQ(outcome.Address, address);
+    EXPECT_EQ(outcome.StepID, step) << address;
+    EXPECT_EQ(outcome.Result, result) << address;
+    EXPECT_EQ(outcome.ResultClass, resultClass) << address;
+    EXPECT_EQ(outcome.Accepted, resultClass == 0) << address;
+  }
+
+  SmtpSink events_;
+  std::unique_ptr<SendMailCls> mail_ = std::make_unique<SendMailCls>();
+};
+
+/// The type that a query asks for.
+inline int TypeOf(const std::string& query) {
+  return static_cast<unsigned char>(query[query.size() - 3]);
+}
+
+/// Every domain has the exchanger mx.test, every name is this computer's.
+inline peers::DnsServer::Replies KnowAll(const std::string& query) {
+  using namespace peers::dns;
+  const std::string here = Octets({127, 0, 0, 1});
+  const auto exchanger = [](std::size_t preference, const std::string& name) {
+    return Record(kQuestion, TYPE_MX, U16(preference) + Name(name));
+  };
+  peers::DnsReply reply(query);
+  if (TypeOf(query) != TYPE_MX) return {reply.Answer(Record(kQuestion, TYPE_A, here)).Bytes()};
+  reply.Answer(exchanger(20, "backup.test")).Answer(exchanger(5, "mx.test"));
+  return {reply.Additional(Record(Name("mx.test"), TYPE_A, here)).Bytes()};
+}
+
+inline peers::DnsServer::Replies KnowNothing(const std::string& query) {
+  return {peers::DnsReply(query).Code(3).Bytes()};
+}
+
+inline std::string UrlOf(const peers::DnsServer& server) {
+  return "127.0.0.1:" + std::to_string(server.Port());
+}
+
+/// How often the server was asked for the exchangers of a domain.
+inline std::size_t TimesAsked(peers::DnsServer& server, const std::string& domain) {
+  std::size_t times = 0;
+  for (const std::string& query : server.Queries()) {
+    const bool asks = query.find(peers::dns::Name(domain)) != query.npos;
+    times += TypeOf(query) == TYPE_MX && asks ? 1 : 0;
+  }
+  return times;
+}
+
+}  // namespace netro

@@ -1,0 +1,304 @@
+// SendMailCls beyond composing: one session for each recipient and what becomes of it, BCC, events
+// that change or delete the object, address checks, gateways and administrators.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "SendMailKit.h"
+
+namespace netro {
+namespace {
+
+using namespace std::string_literals;
+using peers::DnsServer;
+using peers::SmtpServer;
+using Answer = SmtpServer::Answer;
+
+std::vector<std::string> Session(const std::string& recipient) {
+  return {"HELO me.test", "MAIL FROM:<jane@xy.test>", "RCPT TO:<" + recipient + ">", "DATA", ".",
+          "QUIT"};
+}
+
+class SendMail : public SendMailTest {};
+
+TEST_F(SendMail, EachRecipientGetsTheTextOnceInASessionOfItsOwn) {
+  SmtpServer server;
+  SendTo(server);
+  Compose("a@xy.test, \"B, b\" <b@xy.test>", "team: c@xy.test, a@XY.test;", "d@xy.test;b@xy.test");
+  EXPECT_TRUE(mail_->SendMail());
+  ExpectResult(0, "Success");
+
+  std::vector<std::string> commands;
+  const struct {
+    std::string address;
+    RecipientTypeEnum type;
+  } kExpected[] = {{"a@xy.test", RecipientStandard},
+                   {"b@xy.test", RecipientStandard},
+                   {"c@xy.test", RecipientCarbonCopy},
+                   {"d@xy.test", RecipientBlindCarbonCopy}};
+  ASSERT_EQ(mail_->Outcomes().size(), std::size(kExpected));
+  std::string transcript;
+  for (std::size_t i = 0; i < std::size(kExpected); ++i) {
+    for (const std::string& command : Session(kExpected[i].address)) commands.push_back(command);
+    ExpectOutcome(i, kExpected[i].address, SMTP_STEP_DONE, 0, 0);
+    EXPECT_EQ(mail_->Outcomes()[i].Type, kExpected[i].type);
+    EXPECT_EQ(mail_->Outcomes()[i].ResultMessage, "Success");
+    transcript += mail_->Outcomes()[i].Protocol + "\r\n";
+  }
+  EXPECT_EQ(server.Commands(), commands);
+  std::string shown;
+  for (const std::string& line : events_.lines) shown += line + "\r\n";
+  EXPECT_EQ(transcript, shown);
+  EXPECT_NE(transcript.find("[127.0.0.1] 220 mx.test ready\r\n[me.test] HELO me.test"), shown.npos);
+  EXPECT_EQ(mail_->ReceiverHostName(), "127.0.0.1");
+}
+
+TEST_F(SendMail, NobodyReadsOfABlindCopyUnlessItIsWanted) {
+  const auto messages = [&](bool finished, bool wanted) {
+    SmtpServer server;
+    SendTo(server);
+    Compose("a@xy.test", "c@xy.test", "Secret <d@zz.test>");
+    if (finished) {
+      EXPECT_TRUE(mail_->NewMsgFromMimeBuffer(
+          "From: jane@xy.test\r\nBCC:\r\n Secret <d@zz.test>\r\nTo: a@xy.test\r\n\r\nText",
+          "jane@xy.test", "a@xy.test", "c@xy.test", "d@zz.test"));
+    }
+    mail_->AddBCCToMime(wanted);
+    EXPECT_TRUE(mail_->SendMail());
+    const std::vector<std::string> found = server.Messages();
+    EXPECT_EQ(found.size(), 3u);
+    EXPECT_EQ(std::ranges::count(found, found[0]), 3);
+    return found[0];
+  };
+  for (const bool finished : {false, true}) {
+    EXPECT_EQ(messages(finished, false).find("d@zz.test"), std::string::npos) << finished;
+    EXPECT_NE(messages(finished, true).find("d@zz.test"), std::string::npos) << finished;
+  }
+}
+
+// The server takes one dot away from each line that begins with one.
+TEST_F(SendMail, AFinishedMessageKeepsItsDots) {
+  SmtpServer server;
+  SendTo(server);
+  EXPECT_TRUE(mail_->NewMsgFromMimeBuffer("A: b\n\n.x\n.\n..\ny.\n", "a@xy.test", "b@xy.test"));
+  EXPECT_TRUE(mail_->SendMail());
+  EXPECT_EQ(server.Messages(), std::vector{"A: b\r\n\r\n..x\r\n..\r\n...\r\ny.\r\n.\r\n"s});
+}
+
+TEST_F(SendMail, ARecipientThatFailsDoesNotStopTheOthers) {
+  SmtpServer server([](const std::string& command) -> Answer {
+    if (command == "RCPT TO:<busy@xy.test>") return "451-come\r\n451 later\r\n";
+    if (command == "RCPT TO:<none@xy.test>") return "550 no such user\r\n";
+    return SmtpServer::Politely(command);
+  });
+  SendTo(server);
+  Compose("a@xy.test, busy@xy.test", "none@xy.test", "bad@xy, d@xy.test");
+  EXPECT_FALSE(mail_->SendMail());
+  ExpectResult(451, "SMTP Error. System Message: '451-come\r\n451 later'");
+  EXPECT_EQ(mail_->Outcomes().size(), 5u);
+  ExpectOutcome(0, "a@xy.test", SMTP_STEP_DONE, 0, 0);
+  ExpectOutcome(1, "busy@xy.test", SMTP_STEP_RCPTTO, 451, 3015);
+  ExpectOutcome(2, "none@xy.test", SMTP_STEP_RCPTTO, 550, 3011);
+  ExpectOutcome(3, "bad@xy", SMTP_STEP_PRECHECK, SMTP_INITERROR, 3013);
+  ExpectOutcome(4, "d@xy.test", SMTP_STEP_DONE, 0, 0);
+  EXPECT_EQ(mail_->Outcomes()[2].ResultMessage, "550 no such user\r\n");
+  EXPECT_EQ(mail_->Outcomes()[3].ResultMessage, "Invalid eMail Address 'bad@xy'.");
+  EXPECT_EQ(server.Messages().size(), 2u);
+}
+
+TEST_F(SendMail, TheClassTellsWhetherToTryAgain) {
+  const struct {
+    std::string command;
+    Answer answer;
+    std::int32_t step, result, resultClass;
+  } kCases[] = {
+      {"", "554 not today\r\n", SMTP_STEP_CONNECT, 554, 3017},
+      {"MAIL FROM:<jane@xy.test>", "550 not you\r\n", SMTP_STEP_MAILFROM, 550, 3011},
+      {"MAIL FROM:<jane@xy.test>", "451 not now\r\n", SMTP_STEP_MAILFROM, 451, 3017},
+      {"RCPT TO:<a@xy.test>", "553 what\r\n", SMTP_STEP_RCPTTO, 553, 3011},
+      {"RCPT TO:<a@xy.test>", "504 not so\r\n", SMTP_STEP_RCPTTO, 504, 3015},
+      {"RCPT TO:<a@xy.test>", "450 busy\r\n", SMTP_STEP_RCPTTO, 450, 3017},
+      {".", "550 too long\r\n", SMTP_STEP_SENDDATA, 550, 3017},
+      {"DATA", {"", SmtpServer::After::Close}, SMTP_STEP_SOCKETERROR, 10054, 3017},
+      // Only QUIT fails: the message is there, and must not be sent again.
+      {"QUIT", "421 too late\r\n", SMTP_STEP_QUIT, 421, 0},
+  };
+  Compose("a@xy.test");
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.command + " " + c.answer.bytes);
+    SmtpServer server(Except(c.command, c.answer));
+    SendTo(server);
+    EXPECT_EQ(mail_->SendMail(), c.resultClass == 0);
+    ExpectOutcome(0, "a@xy.test", c.step, c.result, c.resultClass);
+    EXPECT_EQ(mail_->Result(), c.resultClass == 0 ? 0 : c.result);
+  }
+}
+
+TEST_F(SendMail, WhatCannotBeSentIsNotTried) {
+  SmtpServer server;
+  SendTo(server);
+  EXPECT_FALSE(mail_->SendMail());
+  ExpectResult(4003, "Not a mime file.");
+  const struct {
+    std::string from, to;
+    std::size_t outcomes;
+    std::int32_t result;
+    std::string text;
+  } kCases[] = {
+      {"jane@xy.test", " ;", 0, 4001, "Recipient missing in mime file."},
+      {" ", "a@xy.test, b@xy.test", 2, SMTP_INITERROR, "Sender missing in mime file."},
+      {"Jane <jane>", "a@xy.test, b@xy.test", 2, SMTP_INITERROR,
+       "The sender eMail address 'jane' is invalid. The mail will not be send."},
+      {"jane@xy.test, b@xy.test", "a@xy.test", 1, SMTP_INITERROR,
+       "The sender eMail address 'jane@xy.test, b@xy.test' is invalid. The mail will not be send."},
+      {"jane@xy.test", "(open a@xy.test", 1, SMTP_INITERROR,
+       "Invalid eMail Address '(open a@xy.test'."},
+      {"jane@xy.test", "a@xy.test\r\nDATA", 1, SMTP_INITERROR,
+       "Invalid eMail Address 'a@xy.test??DATA'."},
+      {"jane@xy.test", "\"<\"@xy.test", 1, SMTP_INITERROR,
+       "Invalid eMail Address '\"<\"@xy.test'."},
+      {"jane@xy.test", "a@xy.com", 1, SMTP_INITERROR, "Invalid eMail Address 'a@xy.com'."},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.from + " " + c.to);
+    mail_->TLDs(c.to == "a@xy.com" ? "net,test" : "");
+    EXPECT_TRUE(mail_->NewTextMsg("Subject", c.from, c.to, "Text"));
+    EXPECT_FALSE(mail_->SendMail());
+    ExpectResult(c.result, c.text);
+    EXPECT_EQ(mail_->Outcomes().size(), c.outcomes);
+    for (const RecipientOutcome& outcome : mail_->Outcomes()) {
+      EXPECT_EQ(outcome.StepID, SMTP_STEP_PRECHECK);
+      EXPECT_EQ(outcome.ResultClass, 3013);
+      EXPECT_EQ(outcome.ResultMessage, c.text);
+    }
+  }
+  EXPECT_EQ(server.Connections(), 0u);
+}
+
+TEST_F(SendMail, ASimulationHasTheSameOutcomesAndDeliversNothing) {
+  SmtpServer server(Except("RCPT TO:<none@xy.test>", {"550 no such user\r\n"}));
+  SendTo(server);
+  mail_->Simulation(true);
+  Compose("a@xy.test, none@xy.test, bad@xy");
+  EXPECT_FALSE(mail_->SendMail());
+  ExpectOutcome(0, "a@xy.test", SMTP_STEP_DONE, 0, 0);
+  ExpectOutcome(1, "none@xy.test", SMTP_STEP_RCPTTO, 550, 3011);
+  ExpectOutcome(2, "bad@xy", SMTP_STEP_PRECHECK, SMTP_INITERROR, 3013);
+  EXPECT_EQ(server.Messages().size(), 0u);
+}
+
+TEST_F(SendMail, CancellingLeavesTheRestPending) {
+  SmtpServer server(Except("RCPT TO:<b@xy.test>", {"", SmtpServer::After::Stay}));
+  SendTo(server);
+  Compose("a@xy.test, b@xy.test, bad, c@xy.test", "", "d@xy.test");
+  for (const auto stop : {&SendMailCls::StopWaiting, &SendMailCls::Kill}) {
+    events_.onLine = [&](const std::string& line) {
+      if (line.ends_with("RCPT TO:<b@xy.test>")) ((*mail_).*stop)();
+    };
+    EXPECT_FALSE(mail_->SendMail());
+    ExpectResult(9999, "SMTP Error. System Message: 'Canceled while 'RCPTTo'.'");
+    EXPECT_EQ(mail_->Outcomes().size(), 5u);
+    ExpectOutcome(0, "a@xy.test", SMTP_STEP_DONE, 0, 0);
+    ExpectOutcome(1, "b@xy.test", SMTP_STEP_RCPTTO, 9999, 3018);
+    ExpectOutcome(2, "bad", SMTP_STEP_PRECHECK, SMTP_INITERROR, 3013);
+    ExpectOutcome(3, "c@xy.test", SMTP_STEP_NOERROR, 9999, 3018);
+    ExpectOutcome(4, "d@xy.test", SMTP_STEP_NOERROR, 9999, 3018);
+  }
+}
+
+TEST_F(SendMail, EventsMayChangeEverything) {
+  SmtpServer server;
+  SendTo(server);
+  Compose("a@xy.test", "b@xy.test");
+  const std::string text = mail_->MimeBuffer();
+  events_.onLine = [&](const std::string&) {
+    mail_->NewTextMsg("Other", "other@xy.test", "x@xy.test, y@xy.test", std::string(100'000, 'x'));
+    mail_->AddBCCToMime(true);
+    mail_->ReceiverHostName("nowhere.test");
+    mail_->Port(1);
+    mail_->SenderHostName("other.test");
+    mail_->TLDs("com");
+    // What blocks is refused, and changes nothing.
+    EXPECT_FALSE(mail_->SendMail());
+    EXPECT_FALSE(mail_->CheckeMailAddress("a@xy.test"));
+    EXPECT_EQ(mail_->QueryGatewayName("xy.test") + mail_->QueryGatewayIP("xy.test") +
+                  mail_->GetMailAdminForeMail("a@xy.test"),
+              "");
+  };
+  EXPECT_TRUE(mail_->SendMail());
+  EXPECT_EQ(mail_->Outcomes().size(), 2u);
+  for (const std::string& message : server.Messages()) {
+    EXPECT_EQ(message.substr(0, text.size()), text);
+  }
+  EXPECT_EQ(server.Messages().size(), 2u);
+  EXPECT_EQ(server.Commands()[8], "RCPT TO:<b@xy.test>");
+}
+
+TEST_F(SendMail, EventsMayDeleteTheObject) {
+  SmtpServer server;
+  for (std::size_t at = 1;; ++at) {
+    SCOPED_TRACE(at);
+    mail_ = std::make_unique<SendMailCls>();
+    mail_->ProtocolLevel(pl_standard);
+    mail_->Events(&events_);
+    SendTo(server);
+    Compose("a@xy.test, b@xy.test");
+    std::size_t count = 0;
+    events_.onData = [&] {
+      if (++count == at) mail_.reset();
+    };
+    events_.onLine = [&](const std::string&) { events_.onData(); };
+    SendMailCls* const mail = mail_.get();
+    const bool sent = mail->SendMail();
+    if (mail_) {
+      EXPECT_TRUE(sent);
+      EXPECT_GT(at, 20u);
+      break;
+    }
+    EXPECT_FALSE(sent);
+    EXPECT_EQ(count, at) << "an event came after the object";
+  }
+}
+
+TEST_F(SendMail, EachDomainHasItsExchanger) {
+  DnsServer names(KnowAll);
+  SmtpServer server;
+  mail_->Port(server.Port());
+  mail_->DNSURL(UrlOf(names));
+  Compose("a@xy.test, b@zz.test, c@[127.0.0.1]");
+  EXPECT_TRUE(mail_->SendMail()) << mail_->ResultMessage();
+  EXPECT_EQ(server.Messages().size(), 3u);
+  EXPECT_EQ(TimesAsked(names, "xy.test"), 1u);
+  EXPECT_EQ(TimesAsked(names, "zz.test"), 1u);
+  EXPECT_EQ(mail_->ReceiverHostName(), "");
+  const std::string lookup = "[DNS " + UrlOf(names) + "] mx.test => 127.0.0.1\r\n";
+  EXPECT_TRUE(mail_->Outcomes()[1].Protocol.starts_with(lookup)) << mail_->Outcomes()[1].Protocol;
+}
+
+TEST_F(SendMail, FailuresOfDnsHaveClassesOfTheirOwn) {
+  SmtpServer server;
+  mail_->Port(server.Port());
+  Compose("a@xy.test, b@xy.test");
+  DnsServer nothing(KnowNothing), silent(KeepSilent);
+  const RunningClock clock([&] { return silent.QueryCount() > 0; });
+  const struct {
+    std::string url;
+    std::int32_t resultClass, error;
+  } kCases[] = {{UrlOf(nothing), 3010, 59}, {UrlOf(silent), 3016, 10002}, {"host:0", 3016, 10022}};
+  for (const auto& c : kCases) {
+    mail_->DNSURL(c.url);
+    EXPECT_FALSE(mail_->SendMail());
+    ExpectResult(SMTP_AUTODNSOK,
+                 "DNS Error. System Message: '" + QueryDNSCLS().TranslateDNSResult(c.error) + "'");
+    ExpectOutcome(0, "a@xy.test", SMTP_STEP_AUTODNS, SMTP_AUTODNSOK, c.resultClass);
+    ExpectOutcome(1, "b@xy.test", SMTP_STEP_AUTODNS, SMTP_AUTODNSOK, c.resultClass);
+  }
+  EXPECT_EQ(server.Connections(), 0u);
+}
+
+}  // namespace
+}  // namespace netro

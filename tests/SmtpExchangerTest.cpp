@@ -1,0 +1,320 @@
+// Sessions that find the server themselves: which exchanger they choose, whom they ask, what the
+// transcript tells, and the lookup alone.
+
+#include <gtest/gtest.h>
+#include <netro/SMTPCls.h>
+
+#include <chrono>
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "DnsTestKit.h"
+#include "SmtpTestKit.h"
+#include "SystemRoot.h"
+#include "mail/SmtpSession.h"
+#include "platform/Clock.h"
+#include "socket/CallState.h"
+#include "socket/HostLookup.h"
+#include "socket/SocketModule.h"
+#include "tests/peers/SocksServer.h"
+
+namespace netro {
+namespace {
+
+using namespace std::string_literals;
+using namespace peers::dns;
+using peers::DnsReply;
+using peers::DnsServer;
+using peers::SmtpServer;
+using Replies = DnsServer::Replies;
+
+constexpr char kNothing[] = "No DNS Entries found.";
+
+// A name as a label each, whatever bytes these hold.
+std::string Exchanger(int preference, const std::string& encodedName) {
+  return Record(kQuestion, TYPE_MX, U16(static_cast<std::size_t>(preference)) + encodedName);
+}
+
+std::string Address(const std::string& name, int last, int type = TYPE_A) {
+  return Record(Name(name), type, Octets({127, 0, 0, last}));
+}
+
+bool AsksFor(const std::string& query, int type) {
+  return query.substr(query.size() - 4, 2) == U16(static_cast<std::size_t>(type));
+}
+
+std::string At(const DnsServer& server) { return "127.0.0.1:" + std::to_string(server.Port()); }
+
+class SmtpExchanger : public SmtpTest {
+ protected:
+  SmtpExchanger() { DefaultHostLookup().Clear(); }
+  ~SmtpExchanger() override { DefaultHostLookup().Clear(); }
+
+  // A simulation for an address of you.test, as the DNS server says.
+  bool Find(const DnsServer& dns, const SmtpServer& server) {
+    smtp_->ReceiverHostName("");
+    smtp_->DNSURL(At(dns));
+    smtp_->Simulation(true);
+    return Deliver(server);
+  }
+
+  // A server that names one exchanger for MX and 127.0.0.1 for addresses.
+  static Replies OneExchanger(const std::string& query) {
+    if (AsksFor(query, TYPE_MX)) {
+      return {DnsReply(query).Answer(Exchanger(10, Name("mx.test"))).Bytes()};
+    }
+    return {DnsReply(query).Answer(Record(kQuestion, TYPE_A, Octets({127, 0, 0, 1}))).Bytes()};
+  }
+
+  SmtpServer mail_;
+};
+
+TEST_F(SmtpExchanger, IsFoundAndUsed) {
+  DnsServer dns(OneExchanger);
+  EXPECT_TRUE(Find(dns, mail_)) << smtp_->ResultMessage();
+  EXPECT_EQ(smtp_->ReceiverHostName(), "mx.test");
+  EXPECT_EQ(sink_.lines[0], "[DNS " + At(dns) + "] mx.test => 127.0.0.1");
+  EXPECT_EQ(sink_.lines[1], "[mx.test] 220 mx.test ready");
+  EXPECT_EQ(smtp_->GetGateWayNameFromProtocol(smtp_->Protocol()), "mx.test");
+  EXPECT_EQ(smtp_->GetGatewayIPFromProtocol(smtp_->Protocol()), "127.0.0.1");
+  EXPECT_EQ(dns.Queries().size(), 2u) << "the address is asked for once";
+  EXPECT_NE(dns.Queries()[0].find(Name("you.test")), std::string::npos);
+  EXPECT_TRUE(Deliver(mail_)) << "the exchanger stays";
+  EXPECT_EQ(dns.Queries().size(), 2u);
+}
+
+TEST_F(SmtpExchanger, LastBufferNamesIt) {
+  DnsServer dns(OneExchanger);
+  SmtpOrder order;
+  order.settings.dnsURL = At(dns);
+  order.rcptTo = "Some One <to@you.test>";
+  const CancelMark mark(SocketModule::ForThread(), std::make_shared<CallState>());
+  const auto result = std::make_shared<SmtpResult>();
+  EXPECT_TRUE(RunExchangerLookup(order, mark, result));
+  EXPECT_EQ(result->lastBuffer, "mx.test => 127.0.0.1");
+  EXPECT_EQ(result->protocol, "[DNS " + At(dns) + "] mx.test => 127.0.0.1\r\n");
+  EXPECT_EQ(result->stepID, SMTP_STEP_AUTODNS);
+  EXPECT_EQ(result->result, 0);
+  EXPECT_EQ(result->dnsError, 0);
+  EXPECT_EQ(order.settings.receiverHostName, "mx.test");
+  EXPECT_EQ(mail_.Connections(), 0u);
+}
+
+TEST_F(SmtpExchanger, LeastPreferenceThenName) {
+  const struct {
+    std::vector<std::pair<int, std::string>> records;
+    std::string chosen;
+  } kCases[] = {
+      {{{20, "a.test"}, {10, "b.test"}}, "b.test"},
+      {{{10, "b.test"}, {10, "a.test"}, {10, "c.test"}}, "a.test"},
+      {{{9, "b.test"}, {10, "a.test"}}, "b.test"},
+      {{{100, "b.test"}, {20, "a.test"}}, "a.test"},
+      {{{0, "b.test"}, {0, "B.test"}}, "B.test"},
+      {{{2'000, "a.test"}, {10'001, "b.test"}}, "b.test"},  // the last four digits
+      {{{40'000, "b.test"}, {1, "a.test"}}, "b.test"},
+      {{{65'535, "b.test"}, {5'536, "a.test"}}, "b.test"},
+      {{{1, ""}, {2, "a.test"}}, "a.test"},  // "no mail" (RFC 7505)
+      {{{1, "a b.test"}, {2, "b\r\n.test"}, {3, "\xFF.test"}, {4, "c.test"}}, "c.test"},
+      {{{1, "<a.test>"}, {2, "a%2.test"}, {3, "c.test"}}, "c.test"},
+  };
+  for (const auto& c : kCases) {
+    DnsServer dns([&](const std::string& query) -> Replies {
+      DnsReply reply(query);
+      for (const auto& [preference, name] : c.records) {
+        reply.Answer(Exchanger(preference, Name(name)));
+      }
+      for (const auto& [preference, name] : c.records) reply.Additional(Address(name, 1));
+      return {reply.Bytes()};
+    });
+    EXPECT_TRUE(Find(dns, mail_) || smtp_->StepID() == SMTP_STEP_INITSOCKET);
+    EXPECT_EQ(smtp_->ReceiverHostName(), c.chosen);
+    EXPECT_EQ(sink_.lines[0], "[DNS " + At(dns) + "] " + c.chosen + " => 127.0.0.1");
+    Renew();
+  }
+}
+
+TEST_F(SmtpExchanger, AdditionalAddressesMustBeItsOwn) {
+  const std::pair<std::string, std::string> kCases[] = {
+      {Address("mx.test", 7), "127.0.0.7"},
+      {Address("MX.Test", 7), "127.0.0.7"},
+      {Address("other.test", 7), "127.0.0.1"},
+      {Record(Name("mx.test"), TYPE_CNAME, Name("x.test")), "127.0.0.1"},
+      {Record(Name("mx.test"), TYPE_A, Octets({0, 0, 0, 0})), "127.0.0.1"},
+      {Record(Name("mx.test"), TYPE_A, Octets({255, 255, 255, 255})), "127.0.0.1"},
+  };
+  for (const auto& [additional, address] : kCases) {
+    DefaultHostLookup().Clear();
+    DnsServer dns([record = additional](const std::string& query) -> Replies {
+      if (!AsksFor(query, TYPE_MX)) return OneExchanger(query);
+      return {DnsReply(query).Answer(Exchanger(1, Name("mx.test"))).Additional(record).Bytes()};
+    });
+    EXPECT_TRUE(Find(dns, mail_)) << smtp_->ResultMessage();
+    EXPECT_EQ(smtp_->GetGatewayIPFromProtocol(smtp_->Protocol()), address);
+  }
+}
+
+TEST_F(SmtpExchanger, WithoutAnAddressTheConnectionFails) {
+  DnsServer dns([](const std::string& query) -> Replies {
+    if (AsksFor(query, TYPE_MX)) return OneExchanger(query);
+    return {DnsReply(query).Code(3).Bytes()};
+  });
+  EXPECT_FALSE(Find(dns, mail_));
+  ExpectResult(SMTP_STEP_INITSOCKET, SMTP_INITERROR, "Can not connect to host 'me.test'.");
+  EXPECT_EQ(sink_.lines[0], "[DNS " + At(dns) + "] mx.test => ");
+}
+
+// A proxy that looks names up gets the name.
+TEST_F(SmtpExchanger, ThroughAProxy) {
+  DnsServer dns(OneExchanger);
+  peers::SocksServer proxy;
+  smtp_->ProxyType(SMTPProxySocks5NoAuth);
+  smtp_->ProxyURL("127.0.0.1");
+  smtp_->ProxyPort(proxy.Port());
+  smtp_->ProxyUseRemoteDNS(true);
+  EXPECT_TRUE(Find(dns, mail_)) << smtp_->ResultMessage();
+  EXPECT_NE(proxy.Requests().back().find("mx.test"), std::string::npos);
+}
+
+TEST_F(SmtpExchanger, AFailedLookupTellsOfEachServer) {
+  DnsServer noName(
+      [](const std::string& query) -> Replies { return {DnsReply(query).Code(3).Bytes()}; });
+  DnsServer noMail([](const std::string& query) -> Replies {
+    return {DnsReply(query).Answer(Exchanger(0, Name(""))).Bytes()};
+  });
+  DnsServer noRecord([](const std::string& query) -> Replies {
+    return {DnsReply(query).Authority(SoaRecord()).Bytes()};
+  });
+  smtp_->ReceiverHostName("");
+  smtp_->DNSURL(At(noName) + ", " + At(noMail) + "," + At(noRecord));
+  for (const ProtocolLevelEnum level : {pl_standard, pl_OnlyErrors, pl_Off}) {
+    smtp_->ProtocolLevel(level);
+    EXPECT_FALSE(Deliver(mail_));
+    const std::string lines = "[DNS " + At(noName) + "] " + kNothing + "\r\n[DNS " + At(noMail) +
+                              "] No DNS Entries found.\r\n[DNS " + At(noRecord) + "] " + kNothing;
+    ExpectResult(SMTP_STEP_AUTODNS, SMTP_AUTODNSOK, lines);
+    EXPECT_EQ(smtp_->LastBuffer(), lines);
+    EXPECT_EQ(smtp_->Protocol(), level == pl_Off ? "" : lines);
+    EXPECT_EQ(smtp_->ReceiverHostName(), "");
+  }
+  EXPECT_EQ(mail_.Connections(), 0u);
+}
+
+TEST_F(SmtpExchanger, TheNextServerIsAskedWhenOneDoesNotKnow) {
+  DnsServer silent(KeepSilent);
+  DnsServer knows(OneExchanger);
+  smtp_->ReceiverHostName("");
+  smtp_->Simulation(true);
+  smtp_->DNSURL(At(silent) + "," + At(knows));
+  const RunningClock clock([&] { return silent.QueryCount() > 0 && sink_.lines.empty(); });
+  EXPECT_TRUE(Deliver(mail_)) << smtp_->ResultMessage();
+  EXPECT_EQ(sink_.lines[0], "[DNS " + At(silent) + "] Command Timed Out");
+  EXPECT_EQ(sink_.lines[1], "[DNS " + At(knows) + "] mx.test => 127.0.0.1");
+}
+
+TEST_F(SmtpExchanger, ATruncatedAnswerIsAskedForOverTcp) {
+  for (const bool tcpWorks : {true, false}) {
+    DnsServer dns(
+        [](const std::string& query) -> Replies {
+          if (!AsksFor(query, TYPE_MX)) return OneExchanger(query);
+          return {
+              DnsReply(query).Flags(0x82, 0x80).Answer(Exchanger(9, Name("part.test"))).Bytes()};
+        },
+        [&](peers::Connection& connection, const std::string& query) {
+          if (tcpWorks) connection.Send(Framed(OneExchanger(query)[0].bytes));
+        });
+    EXPECT_TRUE(Find(dns, mail_)) << smtp_->ResultMessage();
+    EXPECT_EQ(smtp_->ReceiverHostName(), tcpWorks ? "mx.test" : "part.test");
+  }
+}
+
+TEST_F(SmtpExchanger, WhichServersAreAsked) {
+  const SystemRoot root;  // whose system has no servers, which a new thread finds out
+  std::thread([&] {
+    const struct {
+      const char* url;
+      std::string server, line;
+    } kCases[] = {
+        {nullptr, "", "[DNS none] Can not find DNS Server."},
+        {"", "", "[DNS none] Can not find DNS Server."},
+        {",", "", "[DNS none] Can not find DNS Server."},
+        {"a:b", "", "[DNS none] Invalid Argument. An invalid argument was passed to a function."},
+        {"a\r\n", "", "[DNS none] Invalid Argument. An invalid argument was passed to a function."},
+        {nullptr, "a..b",
+         "[DNS a..b:53] Host Not Found. No network host matching the hostname or "
+         "address was found."},
+        {"", "a..b",
+         "[DNS a..b:53] Host Not Found. No network host matching the hostname or "
+         "address was found."},
+        {"c..d:1", "a..b",
+         "[DNS c..d:1] Host Not Found. No network host matching the hostname or "
+         "address was found."},
+    };
+    for (const auto& c : kCases) {
+      Renew();
+      smtp_->ReceiverHostName("");
+      if (c.url != nullptr) smtp_->DNSURL(c.url);
+      smtp_->DNSServer(c.server);
+      EXPECT_FALSE(Deliver());
+      ExpectResult(SMTP_STEP_AUTODNS, SMTP_AUTODNSOK, c.line);
+    }
+    smtp_.reset();
+  }).join();
+}
+
+TEST_F(SmtpExchanger, AnAddressLiteralIsItsOwnExchanger) {
+  smtp_->Port(mail_.Port());
+  smtp_->ReceiverHostName("");
+  EXPECT_TRUE(smtp_->SMTP("from@me.test", "to@[127.0.0.1]", "text")) << smtp_->ResultMessage();
+  EXPECT_EQ(smtp_->ReceiverHostName(), "127.0.0.1");
+  EXPECT_EQ(smtp_->GetGateWayNameFromProtocol(smtp_->Protocol()), "127.0.0.1");
+  EXPECT_EQ(smtp_->GetGatewayIPFromProtocol(smtp_->Protocol()), "127.0.0.1");
+  for (const std::string& domain : {"[]"s, "[127.0.0.256]"s, "[::1]"s, "[a.test]"s}) {
+    smtp_->ReceiverHostName("");
+    EXPECT_FALSE(smtp_->SMTP("from@me.test", "to@" + domain, "text"));
+    ExpectResult(SMTP_STEP_AUTODNS, SMTP_AUTODNSOK, "[DNS none] "s + kNothing);
+  }
+}
+
+TEST_F(SmtpExchanger, AnAddressWithoutDomainHasNone) {
+  DnsServer dns(OneExchanger);
+  smtp_->ReceiverHostName("");
+  smtp_->DNSURL(At(dns));
+  EXPECT_FALSE(smtp_->SMTP("from@me.test", "to", "text"));
+  ExpectResult(SMTP_STEP_AUTODNS, SMTP_AUTODNSOK,
+               "[DNS " + At(dns) + "] Domain name must not be empty.");
+  EXPECT_TRUE(dns.Queries().empty());
+}
+
+// Delivery tells by it whether to try again.
+TEST_F(SmtpExchanger, TheDnsResultIsKept) {
+  const std::pair<std::function<Replies(const std::string&)>, std::int32_t> kCases[] = {
+      {[](const std::string& query) -> Replies { return {DnsReply(query).Code(3).Bytes()}; }, 59},
+      {[](const std::string& query) -> Replies {
+         return {DnsReply(query).Answer(Exchanger(0, Name(""))).Bytes()};
+       },
+       22},
+      {KeepSilent, 10002},
+      {OneExchanger, 0},
+  };
+  for (const auto& [answer, error] : kCases) {
+    DnsServer dns(answer);
+    DnsServer silent(KeepSilent);
+    SmtpOrder order;
+    order.settings.dnsURL = At(dns) + "," + At(silent);
+    order.rcptTo = "to@you.test";
+    const CancelMark mark(SocketModule::ForThread(), std::make_shared<CallState>());
+    const auto result = std::make_shared<SmtpResult>();
+    const RunningClock clock([&, isSilent = error == 10002] {
+      return silent.QueryCount() > 0 || (isSilent && dns.QueryCount() > 0);
+    });
+    EXPECT_EQ(RunExchangerLookup(order, mark, result), error == 0);
+    EXPECT_EQ(result->dnsError, error);
+  }
+}
+
+}  // namespace
+}  // namespace netro

@@ -1,0 +1,594 @@
+// Sessions that fail: refusals, connections that end, silence, floods, proxies, and how the caller
+// ends a session.
+
+#include <gtest/gtest.h>
+#include <netro/SMTPCls.h>
+#include <poll.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "DnsTestKit.h"
+#include "SmtpTestKit.h"
+#include "TimeZone.h"
+#include "mail/SmtpReply.h"
+#include "platform/Clock.h"
+#include "socket/SocketModule.h"
+#include "tests/peers/SocksServer.h"
+
+namespace netro {
+namespace {
+
+using namespace std::string_literals;
+using peers::SmtpServer;
+using peers::SocksRules;
+using peers::SocksServer;
+using std::chrono::milliseconds;
+using std::chrono::minutes;
+using std::chrono::seconds;
+using Answer = SmtpServer::Answer;
+using After = SmtpServer::After;
+
+constexpr char kClosed[] =
+    "Connection Reset by Peer. A connection was forcibly closed by the remote host.";
+constexpr char kRefused[] =
+    "Connection Refused. The target machine actively refused the attempt to connect to it.";
+
+class SmtpFailure : public SmtpTest {
+ protected:
+  // Nothing of a session was sent after the command of this place in the dialogue.
+  static void ExpectCommandsUpTo(SmtpServer& server, std::size_t place) {
+    const std::vector<std::string> sent(kDialogue.begin() + 1,
+                                        kDialogue.begin() + static_cast<long>(place) + 1);
+    EXPECT_EQ(Joined(server.Commands()), Joined(sent));
+  }
+};
+
+TEST_F(SmtpFailure, ARefusalEndsTheSessionWithItsReply) {
+  const std::pair<std::string, std::int32_t> kReplies[] = {{"554 no\r\n", 554},
+                                                           {"451-later\r\n451 no\r\n", 451},
+                                                           {"250-x\r\n  9 \r\n552 x\r\n", 552},
+                                                           {"99  x\r\n", 99},
+                                                           {"199 x", 199}};
+  for (std::size_t place = 0; place < kDialogue.size(); ++place)
+    for (const auto& [reply, code] : kReplies) {
+      SCOPED_TRACE(kDialogue[place] + " " + reply);
+      Renew();
+      SmtpServer server(Except(kDialogue[place], reply));
+      EXPECT_FALSE(Deliver(server));
+      ExpectResult(kSteps[place], code, reply);
+      EXPECT_EQ(smtp_->LastBuffer(), reply);
+      const std::string shown = reply.ends_with("\n") ? reply.substr(0, reply.size() - 2) : reply;
+      EXPECT_EQ(sink_.lines.back(), "[127.0.0.1] " + shown);
+      ExpectCommandsUpTo(server, place);
+    }
+}
+
+TEST_F(SmtpFailure, TheTranscriptOfErrorsOnlyShowsTheWholeSession) {
+  SmtpServer server(Except("RCPT TO:<to@you.test>", "550 no\r\n"));
+  for (const ProtocolLevelEnum level : {pl_standard, pl_OnlyErrors}) {
+    Renew();
+    smtp_->ProtocolLevel(level);
+    std::size_t atOnce = 0;  // lines that were shown when the server was asked
+    sink_.onLine = [&](const std::string&) { atOnce += smtp_->StepID() == SMTP_STEP_NOERROR; };
+    EXPECT_FALSE(Deliver(server));
+    EXPECT_EQ(smtp_->Protocol(),
+              "[127.0.0.1] 220 mx.test ready\r\n"
+              "[me.test] HELO me.test\r\n[127.0.0.1] 250 ok\r\n"
+              "[me.test] MAIL FROM:<from@me.test>\r\n[127.0.0.1] 250 ok\r\n"
+              "[me.test] RCPT TO:<to@you.test>\r\n[127.0.0.1] 550 no");
+    EXPECT_EQ(Joined(sink_.lines), smtp_->Protocol());
+    EXPECT_EQ(atOnce, level == pl_standard ? 7u : 0u);
+  }
+}
+
+TEST_F(SmtpFailure, ArgumentsThatWouldBreakTheProtocol) {
+  SmtpServer server;
+  const struct {
+    std::string from, to, host, shown;
+  } kCases[] = {
+      {"a\rb@me.test", "to@you.test", "me.test", "a?b@me.test"},
+      {"a@me.test>\nRCPT TO:<x", "to@you.test", "me.test", "a@me.test>?RCPT TO:<x"},
+      {"a@me.test\0"s, "to@you.test", "me.test", "a@me.test?"},
+      {"<a@me.test>", "to@you.test", "me.test", "<a@me.test>"},
+      {"a@me.test", "to@you.test\r\nDATA", "me.test", "to@you.test??DATA"},
+      {"a@me.test", "to@you.test\n", "me.test", "to@you.test?"},
+      {"a@me.test", "\0"s, "me.test", "?"},
+      {"a@me.test", "to@you.test> SIZE=1", "me.test", "to@you.test> SIZE=1"},
+      {"a@me.test", "to@you.test", "me test", "me test"},
+      {"a@me.test", "to@you.test", "me.test\r\nQUIT", "me.test??QUIT"},
+      {"", "to@you.test", "me.test\n", "me.test?"},
+      {"", "to@you.test", "\0"s, "?"},
+  };
+  smtp_->Port(server.Port());
+  for (const auto& c : kCases) {
+    smtp_->SenderHostName(c.host);
+    EXPECT_FALSE(smtp_->SMTP(c.from, c.to, "text"));
+    const std::string text = "Invalid eMail Address '" + c.shown + "'.";
+    ExpectResult(SMTP_STEP_PRECHECK, SMTP_INITERROR, text);
+    EXPECT_EQ(smtp_->LastBuffer(), text);
+    EXPECT_EQ(smtp_->Protocol(), text);
+  }
+  EXPECT_EQ(server.Connections(), 0u);
+}
+
+TEST_F(SmtpFailure, AConnectionThatCannotBeBegun) {
+  peers::DnsServer dns([](const std::string& query) -> peers::DnsServer::Replies {
+    return {peers::DnsReply(query).Code(3).Bytes()};
+  });
+  smtp_->DNSURL("127.0.0.1:" + std::to_string(dns.Port()));
+  const std::function<void()> kCases[] = {
+      [&] { smtp_->ReceiverHostName("mx.test"); },
+      [&] { smtp_->ReceiverHostName("a..b"); },
+      [&] { smtp_->ReceiverHostName("\r\n"); },
+      [&] { smtp_->Port(-1); },
+      [&] { smtp_->Port(65'536); },
+      [&] { smtp_->ProxyType(static_cast<SMTPProxyTypeEnum>(4)); },
+      [&] { smtp_->ProxyType(SMTPProxySocks4); },
+      [&] { smtp_->ProxyURL("mx.test"); },
+      [&] { smtp_->ProxyPort(0); },
+  };
+  for (const auto& change : kCases) {
+    change();
+    EXPECT_FALSE(Deliver());
+    ExpectResult(SMTP_STEP_INITSOCKET, SMTP_INITERROR, "Can not connect to host 'me.test'.");
+    EXPECT_EQ(smtp_->LastBuffer(), "Can not connect to host 'me.test'.");
+    EXPECT_EQ(smtp_->Protocol(), "Can not connect to host 'me.test'.");
+  }
+}
+
+TEST_F(SmtpFailure, AConnectionThatTheNetworkRefuses) {
+  const peers::RefusingPort nobody;
+  smtp_->Port(nobody.Port());
+  for (const SMTPProxyTypeEnum type : {NoSMTPProxy, SMTPProxySocks4, SMTPProxySocks5NoAuth}) {
+    smtp_->ProxyType(type);
+    smtp_->ProxyURL("127.0.0.1");
+    smtp_->ProxyPort(nobody.Port());
+    EXPECT_FALSE(Deliver());
+    ExpectResult(SMTP_STEP_SOCKETERROR, 10061, kRefused);
+    EXPECT_EQ(smtp_->LastBuffer(), kRefused);
+    EXPECT_EQ(smtp_->Protocol(), "[me.test] "s + kRefused);
+  }
+}
+
+TEST_F(SmtpFailure, AServerThatIsGoneBeforeItsReplyIsComplete) {
+  for (const After end : {After::Close, After::Reset})
+    for (std::size_t place = 0; place < kDialogue.size(); ++place)
+      for (const std::string& part : {""s, "25"s, "250"s, "250-ok\r\n"s, "250\r\n"s}) {
+        if (end == After::Reset && !part.empty()) continue;  // it may go with the reset
+        SCOPED_TRACE(kDialogue[place] + "|" + part);
+        SmtpServer server(Except(kDialogue[place], {part, end}));
+        EXPECT_FALSE(Deliver(server));
+        ExpectResult(SMTP_STEP_SOCKETERROR, 10054, kClosed);
+        EXPECT_EQ(smtp_->LastBuffer(), kClosed);
+        EXPECT_TRUE(smtp_->Protocol().ends_with("\r\n[me.test] "s + kClosed) ||
+                    smtp_->Protocol() == "[me.test] "s + kClosed);
+      }
+}
+
+TEST_F(SmtpFailure, ACompleteReplyCountsBeforeTheClose) {
+  for (std::size_t place = 0; place < kDialogue.size(); ++place) {
+    SmtpServer server(Except(kDialogue[place], {"554 no", After::Close}));
+    EXPECT_FALSE(Deliver(server));
+    ExpectResult(kSteps[place], 554, "554 no");
+  }
+  SmtpServer server(Except("HELO me.test", {"250 ok\r\n", After::Close}));
+  EXPECT_FALSE(Deliver(server));
+  ExpectResult(SMTP_STEP_SOCKETERROR, 10054, kClosed);
+  EXPECT_EQ(sink_.lines.back(), "[me.test] "s + kClosed);
+}
+
+// It is refused and hung up on while it is being sent.
+TEST_F(SmtpFailure, AReplyInTheMiddleOfTheMessageCounts) {
+  for (const bool reset : {false, true}) {
+    peers::LoopbackServer server([&](peers::Connection& connection, std::size_t) {
+      std::string got;
+      connection.Send("220 x\r\n");
+      for (const char* reply : {"250 a\r\n", "250 b\r\n", "250 c\r\n", "354 d\r\n"}) {
+        connection.Read(got);
+        connection.Send(reply);
+      }
+      connection.Read(got);
+      connection.SendCut("552 too large\r\n", {14});  // it has read the first piece
+      if (reset) return connection.Reset();
+    });
+    smtp_->Port(server.Port());
+    EXPECT_FALSE(Deliver(std::string(64 << 20, 'x')));
+    EXPECT_EQ(smtp_->StepID(), SMTP_STEP_SENDDATA);
+    EXPECT_EQ(smtp_->Result(), 552);
+    EXPECT_LT(sink_.progress.back().first, sink_.progress.back().second);
+  }
+}
+
+TEST_F(SmtpFailure, FloodsAreCutOff) {
+  const std::string lines = "250-x\r\n";
+  std::string many;
+  while (many.size() < 1'000'000) many += lines;
+  const std::string kFloods[] = {many, std::string(1'000'000, 'x')};
+  for (const std::string& flood : kFloods)
+    for (std::size_t place = 0; place < 3; ++place) {
+      Renew();
+      peers::LoopbackServer server([&](peers::Connection& connection, std::size_t) {
+        std::string got;
+        for (std::size_t i = 0; i < place; ++i) {
+          connection.Send(i == 0 ? "220 x\r\n" : "250 x\r\n");
+          connection.Read(got);
+        }
+        while (connection.Send(flood)) {
+        }
+      });
+      smtp_->Port(server.Port());
+      EXPECT_FALSE(Deliver());
+      EXPECT_EQ(smtp_->StepID(), SMTP_STEP_SOCKETERROR);
+      EXPECT_EQ(smtp_->Result(), 10040);
+      EXPECT_EQ(smtp_->LastBuffer(), smtp_->ResultMessage());
+      EXPECT_LT(smtp_->Protocol().size(), 2 * SmtpReply::kLargest);
+    }
+}
+
+// A session with a server that says nothing in one place, and a clock that runs meanwhile.
+class SmtpSilence : public SmtpFailure {
+ protected:
+  bool DeliverInto(const std::string& command, const std::string& part = "",
+                   milliseconds budget = minutes(10)) {
+    SmtpServer server([&](const std::string& asked) -> Answer {
+      if (asked != command) return SmtpServer::Politely(asked);
+      silent_ = true;
+      return {part, After::Stay};
+    });
+    silent_ = false;
+    smtp_->Port(server.Port());
+    const RunningClock clock([this] { return silent_.load(); }, budget);
+    const TimePoint before = Now();
+    const bool done = Deliver();
+    waited_ = Now() - before;
+    return done;
+  }
+
+  std::atomic<bool> silent_{false};
+  TimePoint::duration waited_{};
+};
+
+TEST_F(SmtpSilence, EachStepHasItsTimeOut) {
+  const TimeZone zone("UTC-6");  // no midnight in the next minutes, wherever this runs
+  smtp_->SMTPTimeOutString("15:10,20:11,30:12,40:13,50:14,60:15,70:16");
+  for (std::size_t place = 0; place < kDialogue.size(); ++place) {
+    SCOPED_TRACE(kDialogue[place]);
+    EXPECT_FALSE(DeliverInto(kDialogue[place]));
+    const std::string name = smtp_->GetSMTPStepName(kSteps[place]);
+    ExpectResult(kSteps[place], 99, "99 Timeout while '" + name + "'.");
+    EXPECT_EQ(sink_.lines.back(), "[127.0.0.1] Timeout while '" + name + "'.");
+    EXPECT_GT(waited_, seconds(9 + place));
+    EXPECT_LT(waited_, seconds(11 + place));
+  }
+}
+
+TEST_F(SmtpSilence, WhatEndsNoReplyAndHowLongThatMayTake) {
+  const TimeZone zone("UTC-6");
+  const struct {
+    std::string part, table;
+    int seconds;
+  } kCases[] = {
+      {"", "20:60", 60},
+      {"", "15:2,120:3", 3},
+      {"250\r\n", "", 60},
+      {"250-x\r\n", "20:x", 60},
+      {"000 x\r\n", "20:4294967297", 60},
+      {"x\r\n2500 x", "20:2x", 2},
+      {"", "20:0", 0},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.part + " " + c.table);
+    smtp_->SMTPTimeOutString(c.table);
+    EXPECT_FALSE(DeliverInto("HELO me.test", c.part));
+    ExpectResult(SMTP_STEP_HELO, 99, "99 Timeout while 'Helo'.");
+    EXPECT_GT(waited_, seconds(c.seconds - 1));
+    EXPECT_LT(waited_, seconds(c.seconds + 1));
+  }
+}
+
+TEST_F(SmtpSilence, ConnectingCountsForTheGreeting) {
+  const TimeZone zone("UTC-6");
+  const peers::HangingPort full;
+  const RunningClock clock([] { return true; });
+  smtp_->Port(full.Port());
+  const TimePoint before = Now();
+  EXPECT_FALSE(Deliver());
+  ExpectResult(SMTP_STEP_CONNECT, 99, "99 Timeout while 'Connect'.");
+  EXPECT_EQ(smtp_->Protocol(), "[127.0.0.1] Timeout while 'Connect'.");
+  EXPECT_GT(Now() - before, seconds(59));
+  EXPECT_LT(Now() - before, seconds(61));
+}
+
+// A zone in which it is now twenty seconds to midnight, or that much less.
+std::string ZoneBeforeMidnight(seconds left) {
+  const auto now = std::chrono::floor<seconds>(SystemTime());
+  const auto west =
+      now - std::chrono::floor<std::chrono::days>(now) - (std::chrono::days(1) - left);
+  const std::chrono::hh_mm_ss time(west);
+  return "XXX" + std::string(time.is_negative() ? "-" : "") + std::to_string(time.hours().count()) +
+         ":" + std::to_string(time.minutes().count()) + ":" +
+         std::to_string(time.seconds().count());
+}
+
+TEST_F(SmtpSilence, AWaitThatPassesMidnightHasNoTimeOut) {
+  for (const int timeOut : {10, 18}) {
+    const TimeZone zone(ZoneBeforeMidnight(seconds(20)).c_str());
+    smtp_->SMTPTimeOutString("20:" + std::to_string(timeOut));
+    EXPECT_FALSE(DeliverInto("HELO me.test"));
+    EXPECT_EQ(smtp_->Result(), 99);
+    EXPECT_LT(waited_, seconds(timeOut + 1));
+  }
+  for (const int timeOut : {21, 60, 2'000'000'000}) {
+    const TimeZone zone(ZoneBeforeMidnight(seconds(20)).c_str());
+    smtp_->SMTPTimeOutString("20:" + std::to_string(timeOut));
+    const TimePoint before = Now();
+    PostWhen([=] { return Now() - before > minutes(5); }, [&] { smtp_->StopWaiting(); });
+    EXPECT_FALSE(DeliverInto("HELO me.test"));
+    EXPECT_EQ(smtp_->Result(), 9999);
+    EXPECT_GT(waited_, minutes(5));
+  }
+}
+
+class SmtpProxyFailure : public SmtpFailure {
+ protected:
+  bool DeliverThrough(int port, SMTPProxyTypeEnum type = SMTPProxySocks5Auth) {
+    smtp_->ProxyType(type);
+    smtp_->ProxyURL("127.0.0.1");
+    smtp_->ProxyPort(port);
+    smtp_->ProxyUser("user");
+    smtp_->ProxyPassword("secret");
+    return Deliver(server_);
+  }
+
+  SmtpServer server_;
+};
+
+TEST_F(SmtpProxyFailure, Refusals) {
+  SocksRules refuses4, refuses5, noMethod, noUser, closes;
+  refuses4.version4Reply = 91;
+  refuses5.version5Reply = 5;
+  noMethod.method = 255;
+  noUser.method = 2;
+  closes.closeAt = 1;
+  const struct {
+    SocksRules rules;
+    SMTPProxyTypeEnum type;
+    std::int32_t error;
+    std::string text;
+  } kCases[] = {
+      {refuses4, SMTPProxySocks4, 9001,
+       "The connection request has failed or the proxy server has rejected it."},
+      {refuses5, SMTPProxySocks5NoAuth, 9001,
+       "The connection request has failed or the proxy server has rejected it."},
+      {closes, SMTPProxySocks5NoAuth, 9001,
+       "The connection request has failed or the proxy server has rejected it."},
+      {noUser, SMTPProxySocks5Auth, 9002,
+       "The user/password combination was not accepted by the proxy."},
+      {noMethod, SMTPProxySocks5Auth, 9003,
+       "The selected authentication method was not accepted by the proxy."},
+  };
+  for (const auto& c : kCases) {
+    SocksServer proxy(c.rules);
+    EXPECT_FALSE(DeliverThrough(proxy.Port(), c.type));
+    const std::string text =
+        "[Proxy SOCKS 127.0.0.1:" + std::to_string(proxy.Port()) + "] " + c.text;
+    ExpectResult(SMTP_STEP_SOCKS, c.error, text);
+    EXPECT_EQ(smtp_->LastBuffer(), text);
+    EXPECT_EQ(smtp_->Protocol(), "Command Canceled");
+  }
+  EXPECT_EQ(server_.Connections(), 0u);
+}
+
+TEST_F(SmtpProxyFailure, Silence) {
+  const TimeZone zone("UTC-6");
+  SocksRules rules;
+  rules.silentAt = 0;
+  const SocksServer silent(rules);
+  const peers::HangingPort full;
+  smtp_->SMTPProxyTimeout(7);
+  for (const int port : {silent.Port(), full.Port()}) {
+    const RunningClock clock([] { return true; });
+    const TimePoint before = Now();
+    EXPECT_FALSE(DeliverThrough(port));
+    ExpectResult(SMTP_STEP_SOCKS, 10002, "Command Timed Out");
+    EXPECT_EQ(smtp_->LastBuffer(), "Command Timed Out");
+    EXPECT_EQ(smtp_->Protocol(), "Command Timed Out");
+    EXPECT_GT(Now() - before, seconds(6));
+    EXPECT_LT(Now() - before, seconds(10));
+  }
+}
+
+// What a proxy says before it was asked is no greeting.
+TEST_F(SmtpProxyFailure, AProxyThatSpeaksFirst) {
+  peers::LoopbackServer proxy([](peers::Connection& connection, std::size_t) {
+    std::string got;
+    connection.Send("220 mx.test ready\r\n");
+    connection.Read(got);
+    connection.Send("\x05\xFF");
+    connection.ReadToEnd(got);
+  });
+  EXPECT_FALSE(DeliverThrough(proxy.Port()));
+  EXPECT_EQ(smtp_->StepID(), SMTP_STEP_SOCKS);
+}
+
+// Where a session waits for something, until the test ends it.
+struct Scene {
+  std::shared_ptr<void> peers;
+  std::function<bool()> reached;
+  std::int32_t step;
+};
+
+std::string At(int port) { return "127.0.0.1:" + std::to_string(port); }
+
+Scene WaitForDns(SMTPCls& smtp, const std::string& receiver, std::int32_t step) {
+  auto dns = std::make_shared<peers::DnsServer>(KeepSilent);
+  smtp.ReceiverHostName(receiver);
+  smtp.DNSURL(At(dns->Port()));
+  return {dns, [=] { return dns->QueryCount() > 0; }, step};
+}
+
+Scene WaitForProxy(SMTPCls& smtp) {
+  SocksRules rules;
+  rules.silentAt = 0;
+  auto proxy = std::make_shared<SocksServer>(rules);
+  smtp.ProxyType(SMTPProxySocks5NoAuth);
+  smtp.ProxyURL("127.0.0.1");
+  smtp.ProxyPort(proxy->Port());
+  return {proxy, [=] { return !proxy->Requests().empty(); }, SMTP_STEP_SOCKS};
+}
+
+Scene WaitForReply(SMTPCls& smtp, std::size_t place) {
+  auto silent = std::make_shared<std::atomic<bool>>(false);
+  auto server = std::make_shared<SmtpServer>([=](const std::string& command) -> Answer {
+    if (command != kDialogue[place]) return SmtpServer::Politely(command);
+    *silent = true;
+    return {"25", After::Stay};
+  });
+  smtp.Port(server->Port());
+  return {server, [=] { return silent->load(); }, kSteps[place]};
+}
+
+// A server that does not read the message: it does not fit into the system's buffers.
+Scene WaitForSending(SMTPCls& smtp) {
+  auto server = std::make_shared<peers::LoopbackServer>([](peers::Connection& connection,
+                                                           std::size_t) {
+    std::string got;
+    for (const char* reply : {"220 x\r\n", "250 a\r\n", "250 b\r\n", "250 c\r\n", "354 d\r\n"}) {
+      connection.Send(reply);
+      if (reply[0] != '3') connection.Read(got);
+    }
+    pollfd stop{connection.StopFd(), POLLIN, 0};
+    poll(&stop, 1, -1);
+  });
+  smtp.Port(server->Port());
+  return {server, [] { return SocketModule::ForThread()->SendBlocked(); }, SMTP_STEP_SENDDATA};
+}
+
+class EndOfSmtp : public SmtpFailure {
+ protected:
+  EndOfSmtp() {
+    scenes_.emplace_back([this] { return WaitForDns(*smtp_, "", SMTP_STEP_AUTODNS); });
+    scenes_.emplace_back([this] { return WaitForDns(*smtp_, "mx.test", SMTP_STEP_CONNECT); });
+    scenes_.emplace_back([this] {
+      auto full = std::make_shared<peers::HangingPort>();
+      smtp_->Port(full->Port());
+      return Scene{full, [] { return true; }, SMTP_STEP_CONNECT};
+    });
+    scenes_.emplace_back([this] { return WaitForProxy(*smtp_); });
+    for (std::size_t place = 0; place < kDialogue.size(); ++place)
+      scenes_.emplace_back([this, place] { return WaitForReply(*smtp_, place); });
+    scenes_.emplace_back([this] { return WaitForSending(*smtp_); });
+  }
+
+  // Ends a session in each place by `end`; without an object afterwards it has been deleted.
+  void EndEverywhere(const std::function<void()>& end) {
+    const std::string much(16 << 20, 'x');
+    for (std::size_t i = 0; i < scenes_.size(); ++i) {
+      SCOPED_TRACE(i);
+      Renew();
+      const Scene scene = scenes_[i]();
+      PostWhen(scene.reached, end);
+      const SMTPCls* const object = smtp_.get();
+      EXPECT_FALSE(Deliver(i + 1 == scenes_.size() ? much : "text"));
+      if (thread_.joinable()) thread_.join();
+      if (smtp_.get() != object) continue;
+      const std::string name = smtp_->GetSMTPStepName(scene.step);
+      ExpectResult(scene.step, 9999, "Canceled while '" + name + "'.");
+      EXPECT_EQ(sink_.lines.back(),
+                "[" + smtp_->ReceiverHostName() + "] Canceled while '" + name + "'.");
+      smtp_->ReceiverHostName("127.0.0.1");
+      smtp_->ProxyType(NoSMTPProxy);
+      SmtpServer server;
+      EXPECT_TRUE(Deliver(server)) << "what ended a session does not end the next one";
+    }
+  }
+
+  std::vector<std::function<Scene()>> scenes_;
+  std::thread thread_;
+};
+
+TEST_F(EndOfSmtp, StopWaitingFromTheLoop) {
+  EndEverywhere([this] { smtp_->StopWaiting(); });
+}
+
+TEST_F(EndOfSmtp, KillFromTheLoop) {
+  EndEverywhere([this] { smtp_->Kill(); });
+}
+
+TEST_F(EndOfSmtp, StopWaitingFromAThread) {
+  EndEverywhere([this] { thread_ = std::thread([this] { smtp_->StopWaiting(); }); });
+}
+
+TEST_F(EndOfSmtp, Deletion) {
+  EndEverywhere([this] { smtp_.reset(); });
+}
+
+TEST_F(EndOfSmtp, AnotherSessionIsRefusedMeanwhile) {
+  EndEverywhere([this] {
+    const std::string protocol = smtp_->Protocol();
+    EXPECT_FALSE(smtp_->SMTP("a\r\n", "b", "c"));
+    EXPECT_EQ(smtp_->Protocol(), protocol);
+    EXPECT_EQ(smtp_->StepID(), SMTP_STEP_NOERROR);
+    smtp_->StopWaiting();
+  });
+}
+
+// Inside each line of a session and each progress.
+TEST_F(EndOfSmtp, InEachEvent) {
+  SmtpServer server;
+  const std::string data(20'000, 'x');
+  for (const bool deletes : {false, true})
+    for (std::size_t number = 0;; ++number) {
+      SCOPED_TRACE(number);
+      Renew();
+      std::size_t events = 0;
+      const auto end = [&] {
+        if (events++ == number) deletes ? smtp_.reset() : smtp_->StopWaiting();
+      };
+      sink_.onLine = [&](const std::string&) { end(); };
+      sink_.onData = end;
+      const bool done = Deliver(server, data);
+      if (events <= number) break;
+      if (smtp_ == nullptr) {
+        EXPECT_EQ(events, number + 1);
+      } else if (!done) {
+        EXPECT_EQ(smtp_->Result(), 9999);
+      }
+      // After the server has accepted everything nothing is left to be ended.
+      EXPECT_EQ(done, sink_.lines.back() == "[127.0.0.1] 221 bye");
+    }
+}
+
+// A thread that stops a session between two blocks of a message that flows.
+TEST_F(EndOfSmtp, WithinTenMilliseconds) {
+  SmtpServer server;
+  const std::string much(64 << 20, 'x');
+  auto fastest = TimePoint::duration::max();
+  for (int i = 0; i < 5; ++i) {
+    std::atomic<bool> flows = false;
+    std::atomic<TimePoint::rep> stopped = 0;
+    sink_.onData = [&] { flows = true; };
+    std::thread stopper([&] {
+      while (!flows) std::this_thread::yield();
+      stopped = Now().time_since_epoch().count();
+      smtp_->StopWaiting();
+    });
+    EXPECT_FALSE(Deliver(server, much));
+    fastest = std::min(fastest, Now().time_since_epoch() - TimePoint::duration(stopped.load()));
+    stopper.join();
+    ExpectResult(SMTP_STEP_SENDDATA, 9999, "Canceled while 'SendData'.");
+  }
+  EXPECT_LT(fastest, milliseconds(10));
+}
+
+}  // namespace
+}  // namespace netro

@@ -1,0 +1,89 @@
+// What the tests of the mail session share: a client that is pointed at a scripted server, and a
+// sink that writes down what it is told.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <netro/SMTPCls.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "peers/SmtpServer.h"
+
+namespace netro {
+
+/// Records each event; the hooks may then do anything.
+struct SmtpSink : SMTPClsEvents {
+  void DisplayProtocol(const std::string& LastResult) override {
+    lines.push_back(LastResult);
+    if (onLine) onLine(lines.back());
+  }
+  void DataStatus(std::int32_t SendBytes, std::int32_t CompleteBytes) override {
+    progress.emplace_back(SendBytes, CompleteBytes);
+    if (onData) onData();
+  }
+
+  std::vector<std::string> lines;
+  std::vector<std::pair<std::int32_t, std::int32_t>> progress;
+  std::function<void(std::string line)> onLine;
+  std::function<void()> onData;
+};
+
+inline std::string Joined(const std::vector<std::string>& lines) {
+  std::string text;
+  for (const std::string& line : lines) text += (text.empty() ? "" : "\r\n") + line;
+  return text;
+}
+
+/// Answers one command with `answer` and the rest politely.
+inline peers::SmtpServer::Reply Except(std::string command, peers::SmtpServer::Answer answer) {
+  return [command = std::move(command), answer = std::move(answer)](const std::string& asked) {
+    return asked == command ? answer : peers::SmtpServer::Politely(asked);
+  };
+}
+
+/// The commands of a whole session of the fixture's client.
+inline const std::vector<std::string> kDialogue = {
+    "", "HELO me.test", "MAIL FROM:<from@me.test>", "RCPT TO:<to@you.test>", "DATA", ".", "QUIT"};
+inline constexpr std::int32_t kSteps[] = {SMTP_STEP_CONNECT, SMTP_STEP_HELO, SMTP_STEP_MAILFROM,
+                                          SMTP_STEP_RCPTTO,  SMTP_STEP_DATA, SMTP_STEP_SENDDATA,
+                                          SMTP_STEP_QUIT};
+
+class SmtpTest : public testing::Test {
+ protected:
+  SmtpTest() { Renew(); }
+
+  void Renew() {
+    smtp_ = std::make_unique<SMTPCls>();
+    smtp_->Events(&sink_);
+    smtp_->SenderHostName("me.test");
+    smtp_->ReceiverHostName("127.0.0.1");
+    smtp_->ProtocolLevel(pl_standard);
+    sink_ = SmtpSink();
+  }
+
+  bool Deliver(const std::string& data = "text\r\n") {
+    return smtp_->SMTP("from@me.test", "to@you.test", data);
+  }
+  bool Deliver(const peers::SmtpServer& server, const std::string& data = "text\r\n") {
+    smtp_->Port(server.Port());
+    return Deliver(data);
+  }
+
+  void ExpectResult(std::int32_t step, std::int32_t code, const std::string& message) {
+    EXPECT_EQ(smtp_->StepID(), step);
+    EXPECT_EQ(smtp_->Result(), code);
+    EXPECT_EQ(smtp_->ResultMessage(), message);
+  }
+  void ExpectDone() { ExpectResult(SMTP_STEP_DONE, 0, "Success"); }
+
+  SmtpSink sink_;
+  std::unique_ptr<SMTPCls> smtp_;
+};
+
+}  // namespace netro

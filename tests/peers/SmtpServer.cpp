@@ -1,0 +1,104 @@
+#include "SmtpServer.h"
+
+#include <algorithm>
+#include <chrono>
+
+namespace netro::peers {
+namespace {
+
+constexpr auto kPatience = std::chrono::seconds(5);
+
+}  // namespace
+
+SmtpServer::Answer SmtpServer::Politely(const std::string& command) {
+  if (command.empty()) return "220 mx.test ready\r\n";
+  if (command == "DATA") return "354 go ahead\r\n";
+  if (command == "QUIT") return {"221 bye\r\n", After::Close};
+  return "250 ok\r\n";
+}
+
+SmtpServer::SmtpServer(Reply reply)
+    : reply_(std::move(reply)),
+      server_([this](Connection& connection, std::size_t) { Serve(connection); }) {}
+
+std::vector<std::string> SmtpServer::Commands() {
+  const std::lock_guard lock(mutex_);
+  return commands_;
+}
+
+std::vector<std::string> SmtpServer::Messages() {
+  const std::lock_guard lock(mutex_);
+  return messages_;
+}
+
+bool SmtpServer::Await(const std::string& command, std::size_t times) {
+  std::unique_lock lock(mutex_);
+  return changed_.wait_for(lock, kPatience, [&] {
+    return static_cast<std::size_t>(std::ranges::count(commands_, command)) >= times;
+  });
+}
+
+void SmtpServer::Keep(std::vector<std::string>& list, const std::string& text) {
+  const std::lock_guard lock(mutex_);
+  list.push_back(text);
+  changed_.notify_all();
+}
+
+void SmtpServer::Serve(Connection& connection) {
+  std::string bytes;  // read ahead
+  std::string command;
+  if (!Send(connection, reply_(""))) return;
+  while (ReadUntil(connection, bytes, "\r\n", command)) {
+    command.resize(command.size() - 2);
+    Keep(commands_, command);
+    const Answer answer = reply_(command);
+    if (!Send(connection, answer)) return;
+    if (command != "DATA" || (!answer.bytes.starts_with("354") && !answer.bytes.starts_with("250")))
+      continue;
+    std::string message;
+    // A message that begins with its end has no line end in front of it.
+    bytes.insert(0, "\r\n");
+    if (!ReadUntil(connection, bytes, "\r\n.\r\n", message)) return;
+    Keep(messages_, message.substr(2));
+    Keep(commands_, ".");
+    if (!Send(connection, reply_("."))) return;
+  }
+}
+
+// False when nothing can follow.
+bool SmtpServer::Send(Connection& connection, const Answer& answer) {
+  if (!connection.SendCut(answer.bytes, answer.cuts)) return false;
+  std::string rest;
+  switch (answer.after) {
+    case After::GoOn:
+      return true;
+    case After::Close:
+      connection.HalfClose();
+      connection.ReadToEnd(rest);
+      break;
+    case After::Reset:
+      connection.ReadAvailable(rest);
+      connection.Reset();
+      break;
+    case After::Stay:
+      connection.ReadToEnd(rest);
+      break;
+  }
+  return false;
+}
+
+bool SmtpServer::ReadUntil(Connection& connection, std::string& bytes, const std::string& end,
+                           std::string& into) {
+  for (std::size_t from = 0;;) {
+    const std::size_t at = bytes.find(end, from);
+    if (at != std::string::npos) {
+      into = bytes.substr(0, at + end.size());
+      bytes.erase(0, at + end.size());
+      return true;
+    }
+    from = bytes.size() - std::min(bytes.size(), end.size() - 1);
+    if (!connection.Read(bytes)) return false;
+  }
+}
+
+}  // namespace netro::peers

@@ -1,0 +1,72 @@
+// An SMTP server (RFC 5321) that answers as the test says: a function gets each command and returns
+// the bytes of the reply, where to cut them and how to go on. It records commands and messages byte
+// for byte and shares nothing with the library.
+//
+// Thread: the test's; the function runs on the server's threads, one for each connection. Example:
+//
+//   SmtpServer server([](const std::string& command) -> SmtpServer::Answer {
+//     if (command.starts_with("RCPT")) return "550 no such user\r\n";
+//     return SmtpServer::Politely(command);
+//   });
+#pragma once
+
+#include <condition_variable>
+#include <cstddef>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "LoopbackServer.h"
+
+namespace netro::peers {
+
+class SmtpServer {
+ public:
+  /// What comes after a reply: the next command, an orderly end, a reset, or silence for ever.
+  enum class After { GoOn, Close, Reset, Stay };
+
+  struct Answer {
+    Answer(const char* text) : bytes(text) {}
+    Answer(std::string text, After then = After::GoOn, std::vector<std::size_t> at = {})
+        : bytes(std::move(text)), after(then), cuts(std::move(at)) {}
+
+    std::string bytes;
+    After after = After::GoOn;
+    std::vector<std::size_t> cuts;  // see Connection::SendCut
+  };
+  /// Called with "" for the greeting, with each command without its line end, and with "." for the
+  /// end of a message, which follows a reply that begins with "354" or "250" to DATA.
+  using Reply = std::function<Answer(const std::string& command)>;
+
+  /// The replies of a server that accepts everything.
+  static Answer Politely(const std::string& command);
+
+  explicit SmtpServer(Reply reply = Politely);
+
+  int Port() const { return server_.Port(); }
+  std::size_t Connections() const { return server_.Connections(); }
+  /// All commands and the "." of messages so far, over all connections.
+  std::vector<std::string> Commands();
+  /// The messages so far as they came, with all dots, up to and with the line that ends them.
+  std::vector<std::string> Messages();
+  /// Waits (five seconds at most) until the command has come so often.
+  bool Await(const std::string& command, std::size_t times = 1);
+
+ private:
+  void Serve(Connection& connection);
+  bool Send(Connection& connection, const Answer& answer);
+  bool ReadUntil(Connection& connection, std::string& bytes, const std::string& end,
+                 std::string& into);
+  void Keep(std::vector<std::string>& list, const std::string& text);
+
+  const Reply reply_;
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::vector<std::string> commands_;  // guarded by mutex_
+  std::vector<std::string> messages_;  // guarded by mutex_
+  LoopbackServer server_;              // last: its threads use the others
+};
+
+}  // namespace netro::peers
