@@ -37,6 +37,25 @@ class Names final : public HostLookup {
     return {{}, kErrNoBuffers};
   }
 
+  std::shared_ptr<LookupTask> Begin(std::string name) override {
+    auto known = cache_.Find(name);
+    const bool isCached = known.has_value();
+    if (!isCached) known = AskHostsFile(name);
+    if (known->empty()) return BeginSystemLookup(name, *Loop::ForThread());
+    auto task = std::make_shared<LookupTask>();
+    task->isCached = isCached;
+    task->address = std::move(name);
+    task->answer = std::move(*known);
+    task->done = true;
+    return task;
+  }
+
+  LookupAnswer Finish(const LookupTask& task) override {
+    if (task.answer.empty()) return {{}, kErrNoDnsEntries};
+    if (!task.isCached) cache_.Insert(task.address, task.answer);
+    return {task.answer};
+  }
+
   const std::string& DefaultServers(const CancelMark& mark) override {
     if (discovered_) return defaultServers_;
     bool complete = false;

@@ -8,18 +8,11 @@
 #include "platform/ErrorNumbers.h"
 #include "platform/HelperThread.h"
 #include "platform/HostInfo.h"
-#include "platform/Loop.h"
 #include "platform/Sockets.h"
 #include "support/Text.h"
 
 namespace netro {
 namespace {
-
-struct Job {
-  std::string address;
-  std::string answer;
-  std::atomic<bool> done{false};
-};
 
 std::string Resolve(const std::string& address) {
   if (const auto ip = ParseDotted(address)) {
@@ -34,29 +27,31 @@ std::string Resolve(const std::string& address) {
 constexpr int kMostHelpers = 256;
 std::atomic<int> g_helpers{0};
 
-// The helper holds the waker, not the loop: a late one must not destroy a loop on its thread.
-bool Start(const std::shared_ptr<Job>& job, Loop& loop) {
-  const bool started = ++g_helpers <= kMostHelpers &&
-                       RunOnHelperThread([job, waker = loop.Notifications().SharedWaker()] {
-                         job->answer = Resolve(job->address);
-                         --g_helpers;
-                         job->done = true;
-                         waker->Wake();
-                       });
-  if (!started) --g_helpers;
-  return started;
-}
-
 }  // namespace
 
+// The helper holds the waker, not the loop: a late one must not destroy a loop on its thread.
+std::shared_ptr<LookupTask> BeginSystemLookup(const std::string& address, Loop& loop) {
+  auto task = std::make_shared<LookupTask>();
+  task->address = address;
+  const bool started = ++g_helpers <= kMostHelpers &&
+                       RunOnHelperThread([task, waker = loop.Notifications().SharedWaker()] {
+                         task->answer = Resolve(task->address);
+                         --g_helpers;
+                         task->done = true;
+                         waker->Wake();
+                       });
+  if (started) return task;
+  --g_helpers;
+  return nullptr;
+}
+
 LookupAnswer AskSystem(const std::string& address, const CancelMark& mark, TimePoint deadline) {
-  const auto job = std::make_shared<Job>();
-  job->address = address;
-  if (!Start(job, mark.Module().MessageLoop())) return {{}, kErrNoBuffers};
-  const WaitEnd end = WaitUntil(mark, deadline, [&] { return job->done.load(); });
+  const auto task = BeginSystemLookup(address, mark.Module().MessageLoop());
+  if (!task) return {{}, kErrNoBuffers};
+  const WaitEnd end = WaitUntil(mark, deadline, [&] { return task->done.load(); });
   if (end != WaitEnd::Done) return {{}, WaitError(end)};
-  if (job->answer.empty()) return {{}, kErrNoDnsEntries};
-  return {job->answer};
+  if (task->answer.empty()) return {{}, kErrNoDnsEntries};
+  return {task->answer};
 }
 
 }  // namespace netro

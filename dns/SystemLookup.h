@@ -2,11 +2,16 @@
 // is configured with. On the caller's thread.
 #pragma once
 
+#include <memory>
 #include <string>
 
+#include "platform/Loop.h"
 #include "socket/HostLookup.h"
 
 namespace netro {
+
+/// Begins a lookup on a helper thread; null when there are too many.
+std::shared_ptr<LookupTask> BeginSystemLookup(const std::string& address, Loop& loop);
 
 /// The address of a name, or the name of a dotted address. Errors: 59, 9999, 10002, 10055.
 LookupAnswer AskSystem(const std::string& address, const CancelMark& mark, TimePoint deadline);

@@ -2,7 +2,9 @@
 // interface, which dns/ implements, breaks the circle.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -17,6 +19,15 @@ struct LookupAnswer {
   std::int32_t ip = 0;  // of ResolveHost
 };
 
+/// A lookup by the system's resolver that nobody waits for. Its owner looks at `done` now and then;
+/// the loop it began on is woken when it is set.
+struct LookupTask {
+  std::string address;
+  std::string answer;     // empty: there is none
+  bool isCached = false;  // the answer came from the cache
+  std::atomic<bool> done{false};
+};
+
 /// The names of one thread, with the cache that all its objects share.
 class HostLookup {
  public:
@@ -28,6 +39,11 @@ class HostLookup {
   /// servers cannot be read, 10055 no memory.
   virtual LookupAnswer Lookup(std::string address, std::optional<std::string> servers,
                               const CancelMark& mark, TimePoint deadline) = 0;
+  /// Begins to look up a name by the cache, the hosts file and the system's resolver, without
+  /// waiting. Null when too many lookups are under way.
+  virtual std::shared_ptr<LookupTask> Begin(std::string name) = 0;
+  /// The answer of a task that is done; goes into the cache.
+  virtual LookupAnswer Finish(const LookupTask& task) = 0;
   /// The system's servers that answer an echo. Blocks for half a second at most, and only until the
   /// list is known.
   virtual const std::string& DefaultServers(const CancelMark& mark) = 0;

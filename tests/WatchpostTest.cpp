@@ -1,0 +1,273 @@
+// WatchpostCls: operations and their texts, rounds against scripted servers, and every report.
+#include <gtest/gtest.h>
+#include <netro/MessageLoop.h>
+#include <netro/WatchpostCls.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "TemporaryFolder.h"
+#include "platform/Clock.h"
+#include "tests/peers/BytesServer.h"
+#include "tests/peers/HttpServer.h"
+#include "tests/peers/SmtpServer.h"
+
+namespace netro {
+namespace {
+
+using namespace std::chrono_literals;
+using peers::HttpServer;
+
+// Notes the events as words; `hook` is called with each.
+class Journal : public WatchpostClsEvents {
+ public:
+  explicit Journal(std::unique_ptr<WatchpostCls>& post) : post_(post) {}
+
+  std::function<void(const std::string& event)> hook = [](const std::string&) {};
+  int rounds = 0;
+
+  std::string Take() { return std::exchange(events_, {}); }
+
+ private:
+  void Alert(const std::string& Protocol, std::int32_t Index, bool SuccessMsg,
+             const std::string& HostName, const std::string& Host,
+             const std::string& ErrorDump) override {
+    EXPECT_EQ(post_->HostAt(Index).Host, Host);
+    Note((SuccessMsg ? "up:" : "down:") + HostName + "/" + Protocol + "/" + ErrorDump);
+  }
+  void OnTheHunt(bool Hunting) override { Note(Hunting ? "hunt" : "rest"); }
+  void Probed(std::int32_t Index) override { Note("probed" + std::to_string(Index)); }
+  void RoundEnded() override {
+    ++rounds;
+    Note("round");
+  }
+  void Note(const std::string& event) {
+    events_ += (events_.empty() ? "" : " ") + event;
+    hook(event);
+  }
+
+  std::unique_ptr<WatchpostCls>& post_;
+  std::string events_;
+};
+
+class Watchpost : public testing::Test {
+ protected:
+  Watchpost() {
+    Make();
+    server.On("/", [this](const peers::HttpRequest&) {
+      return HttpServer::Answer(std::to_string(status) + " x\r\n", "");
+    });
+  }
+  ~Watchpost() override { post.reset(); }
+
+  void Make() {
+    post = std::make_unique<WatchpostCls>();
+    post->Events(&journal);
+    post->SettingsName(folder / "watch.ini");
+  }
+  void Write(const std::string& text) { std::ofstream(folder / "watch.ini") << text; }
+  // One HTTP host that goes down and up after two probes.
+  void WriteOneHost(const std::string& more) {
+    Write("[Settings]\nUpCycle=2\nDownCycle=2\n" + more + "\n[HostNames]\nweb=" + server.Url("/") +
+          "|http\n");
+  }
+  std::string Log() const { return ReadFile(folder / "watch.csv"); }
+
+  // The clock moves a second at a time, but never while a round is running.
+  bool Until(const std::function<bool()>& done) {
+    const auto limit = std::chrono::steady_clock::now() + 20s;
+    while (!done()) {
+      if (std::chrono::steady_clock::now() > limit) return false;
+      if (post && post->GetStatus() != WatchpostBusy) AdvanceClockForTests(1s);
+      MessageLoop::ForThisThread().PumpMessages();
+    }
+    return true;
+  }
+  bool Rounds(int more) {
+    const int target = journal.rounds + more;
+    return Until([&] { return journal.rounds >= target; });
+  }
+
+  TemporaryFolder folder;
+  std::atomic<int> status{200};
+  HttpServer server;
+  std::unique_ptr<WatchpostCls> post;
+  Journal journal{post};
+};
+
+TEST_F(Watchpost, EveryOperationTellsWhyItIsRefused) {
+  const auto refused = [&](bool (WatchpostCls::*operation)(), const std::string& text) {
+    const std::int32_t before = post->GetStatus();
+    EXPECT_FALSE((post.get()->*operation)()) << text;
+    EXPECT_EQ(post->LastErrMsg(), text);
+    EXPECT_NE(post->LastErr(), 0) << text;
+    EXPECT_EQ(post->GetStatus(), before) << text;
+  };
+  refused(&WatchpostCls::StartObservation,
+          "Settings file not found: '" + post->SettingsName() + "'.");
+  Write("[HostNames]\na=127.0.0.1|Ping\n");
+  refused(&WatchpostCls::RefreshSettings, "Neither a DownActions nor a UpAction is defined.");
+  Write("[UpActions]\n1=log\n");
+  refused(&WatchpostCls::RefreshSettings, "No Hosts to observe found.");
+  WriteOneHost("[UpActions]\n1=log");
+  refused(&WatchpostCls::StopObservation, "Nothing to stop.");
+  refused(&WatchpostCls::PauseObservation, "Watchpost is stopped. Therefore you can now pause it.");
+  refused(&WatchpostCls::ContinueObservation, "You have to use StartObservation.");
+  refused(&WatchpostCls::ObserveNow,
+          "Observation is not started. Please use StartObseration first.");
+  std::filesystem::create_directory(folder / "watch.csv");
+  EXPECT_FALSE(post->StartObservation());
+  EXPECT_TRUE(post->LastErrMsg().starts_with("Can not start logging.")) << post->LastErrMsg();
+  std::filesystem::remove(folder / "watch.csv");
+  EXPECT_EQ(journal.Take(), "");
+
+  EXPECT_TRUE(post->StartObservation());
+  EXPECT_EQ(post->LastErrMsg(), "");
+  EXPECT_EQ(post->GetStatus(), WatchpostStarted);
+  refused(&WatchpostCls::StartObservation, "Ansel's Watchpost observation already started.");
+  refused(&WatchpostCls::ContinueObservation, "Already started.");
+  EXPECT_TRUE(post->ObserveNow());
+  EXPECT_EQ(post->GetStatus(), WatchpostBusy);
+  refused(&WatchpostCls::ObserveNow, "Observation is busy. Retry later.");
+  EXPECT_TRUE(post->PauseObservation());
+  refused(&WatchpostCls::PauseObservation, "Already paused.");
+  refused(&WatchpostCls::ObserveNow,
+          "Observation is not started. Please use StartObseration first.");
+  EXPECT_EQ(post->GetStatus(), WatchpostPaused);
+  EXPECT_TRUE(post->ContinueObservation());
+  EXPECT_TRUE(Rounds(1)) << "the round that was given up is made up for";
+  EXPECT_TRUE(post->StopObservation());
+  EXPECT_EQ(journal.Take(), "hunt rest hunt probed0 round rest");
+}
+
+TEST_F(Watchpost, AHostThatGoesDownAndComesBackIsToldOnceEach) {
+  peers::SmtpServer mail;
+  WriteOneHost(
+      "Recipients=admin@example.test\nSender=watch@example.test\nMailServer=127.0.0.1:" +
+      std::to_string(mail.Port()) +
+      "\nDownLogMsg=Name$ down: ErrorDump$\nUpLogMsg==Name$ up\nDownSubject=Name$ is down\n"
+      "[DownActions]\n1=log\n2=mail\n3=run|touch|\"" +
+      folder / "Name$ down" + "\"\n4=run|/nonesuch|x Name$\n[UpActions]\n1=log\n");
+  EXPECT_TRUE(post->StartObservation());
+  status = 503;
+  EXPECT_TRUE(Rounds(4));
+  EXPECT_EQ(post->HostAt(0).State, WatchedDown);
+  EXPECT_EQ(post->HostAt(0).Failures, 4);
+  EXPECT_EQ(post->LastErrMsg(),
+            "Error while starting '/nonesuch'. Parameters: 'x web'. Error: No such file or "
+            "directory");
+  status = 301;
+  EXPECT_TRUE(Rounds(3));
+  EXPECT_EQ(post->HostAt(0).State, WatchedUp);
+  EXPECT_EQ(journal.Take(),
+            "hunt probed0 round probed0 down:web/http/HTTP answer: HTTP/1.1 503 x round "
+            "probed0 round probed0 round probed0 round "
+            "probed0 up:web/http/HTTP answer: HTTP/1.1 503 x round probed0 round");
+  EXPECT_TRUE(Until([&] { return post->MailsWaiting() == 0; }));
+  EXPECT_TRUE(post->StopObservation());
+  EXPECT_TRUE(Until([&] { return std::filesystem::exists(folder / "web down"); }));
+  ASSERT_EQ(mail.Messages().size(), 1u);
+  EXPECT_NE(mail.Messages()[0].find("Subject: web is down\r\n"), std::string::npos);
+
+  std::string log = Log();
+  const std::string url = server.Url("/");
+  for (const std::string& line :
+       {std::string("\"time\",\"state\",\"name\",\"host\",\"milliseconds\",\"text\"\r\n"),
+        "\"down\",\"web\",\"" + url + "\",\"\",\"web down: HTTP answer: HTTP/1.1 503 x\"\r\n",
+        "\"program\",\"web\",\"" + url + "\",\"\",\"Error while starting '/nonesuch'."}) {
+    EXPECT_NE(log.find(line), std::string::npos) << line << "\nis not in\n" << log;
+  }
+  EXPECT_NE(log.find("\"'=web up\"\r\n"), std::string::npos) << "no formula";
+  EXPECT_EQ(std::ranges::count(log, '\n'), 4);
+}
+
+TEST_F(Watchpost, AMailThatCannotBeSentIsLoggedAndTold) {
+  peers::SmtpServer mail([](const std::string& command) -> peers::SmtpServer::Answer {
+    if (command.starts_with("RCPT")) return "550 nobody\r\n";
+    return peers::SmtpServer::Politely(command);
+  });
+  WriteOneHost("Recipients=a@example.test\nSender=b@example.test\nMailServer=127.0.0.1:" +
+               std::to_string(mail.Port()) + "\n[DownActions]\n1=mail\n");
+  status = 404;
+  EXPECT_TRUE(post->StartObservation());
+  EXPECT_TRUE(Rounds(2));
+  EXPECT_TRUE(Until([&] { return post->LastErrMsg().find("550 nobody") != std::string::npos; }));
+  EXPECT_TRUE(post->StopObservation());
+  EXPECT_NE(Log().find("550 nobody"), std::string::npos);
+}
+
+TEST_F(Watchpost, ASilentHostDoesNotDelayTheOthersAndFailsInTime) {
+  peers::BytesServer silent({{peers::Stay()}});
+  Write(
+      "[Settings]\nHTTPTimeout=30\nDownCycle=1\n[DownActions]\n1=log\n[HostNames]\nsilent="
+      "http://127.0.0.1:" +
+      std::to_string(silent.Port()) +
+      "/|http\nrefused=http://127.0.0.1:1/|http\nbad=ftp://x/|http\n"
+      "web=" +
+      server.Url("/") + "|http\n");
+  EXPECT_TRUE(post->StartObservation());
+  EXPECT_TRUE(post->ObserveNow());
+  EXPECT_TRUE(Until([&] { return post->HostAt(3).State == WatchedUp; }));
+  EXPECT_TRUE(Until([&] { return post->HostAt(1).State == WatchedDown; }));
+  EXPECT_TRUE(Until([&] { return post->HostAt(2).State == WatchedDown; }));
+  EXPECT_EQ(post->HostAt(2).LastAnswer, "URL: the protocol \"ftp\" is not supported.");
+  EXPECT_EQ(post->HostAt(0).State, WatchedUnknown);
+  EXPECT_EQ(post->GetStatus(), WatchpostBusy);
+  AdvanceClockForTests(30s);
+  EXPECT_TRUE(Until([&] { return journal.rounds == 1; }));
+  EXPECT_EQ(post->HostAt(0).LastAnswer, "Command Timed Out");
+}
+
+TEST_F(Watchpost, WhatIsKnownSurvivesPauseAndNewSettings) {
+  WriteOneHost("[DownActions]\n1=log");
+  status = 500;
+  EXPECT_TRUE(post->StartObservation());
+  EXPECT_TRUE(Rounds(2));
+  EXPECT_TRUE(post->PauseObservation());
+  AdvanceClockForTests(1h);
+  EXPECT_TRUE(post->ContinueObservation());
+  WriteOneHost("x=y\n[UpActions]\n1=log");
+  EXPECT_TRUE(post->RefreshSettings());
+  EXPECT_EQ(post->HostAt(0).State, WatchedDown);
+  status = 200;
+  journal.Take();
+  EXPECT_TRUE(Rounds(2));
+  EXPECT_EQ(journal.Take(), "probed0 round probed0 up:web/http/HTTP answer: HTTP/1.1 500 x round");
+}
+
+TEST_F(Watchpost, EveryEventMayStopOrDelete) {
+  for (const char* event : {"hunt", "probed0", "down:", "round", "rest"}) {
+    for (const bool deletes : {false, true}) {
+      Make();
+      WriteOneHost("[DownActions]\n1=log\n2=run|true|");
+      status = 500;
+      bool done = false;
+      journal.hook = [&](const std::string& seen) {
+        if (done || !seen.starts_with(event)) return;
+        done = true;
+        if (deletes) return post.reset();
+        EXPECT_EQ(post->StopObservation(), seen != "rest");
+      };
+      EXPECT_TRUE(post->StartObservation());
+      const bool atStop = std::string(event) == "rest";
+      EXPECT_TRUE(Until([&] { return done || (atStop && journal.rounds > 0); })) << event;
+      if (atStop && post) post->StopObservation();
+      EXPECT_TRUE(done) << event;
+      EXPECT_EQ(post == nullptr, deletes) << event;
+      if (post) {
+        EXPECT_EQ(post->GetStatus(), WatchpostStopped);
+      }
+      journal.hook = [](const std::string&) {};
+    }
+  }
+}
+
+}  // namespace
+}  // namespace netro
