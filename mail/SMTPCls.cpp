@@ -49,10 +49,7 @@ void SMTPCls::KeepNames(const SMTPValues& found) {
 const std::string& SMTPCls::LastBuffer() const { return result_->lastBuffer; }
 void SMTPCls::LastBuffer(std::string value) { result_->lastBuffer = std::move(value); }
 
-std::string SMTPCls::Protocol() const {
-  const std::string& lines = result_->protocol;
-  return lines.substr(0, lines.size() - (lines.ends_with("\r\n") ? 2 : 0));
-}
+std::string SMTPCls::Protocol() const { return std::string(WithoutLineEnd(result_->protocol)); }
 
 std::int32_t SMTPCls::StepID() const { return result_->stepID; }
 std::int32_t SMTPCls::Result() const { return result_->result; }

@@ -10,6 +10,7 @@
 #include "mail/MailCall.h"
 #include "mail/MimeMessage.h"
 #include "mail/SmtpTables.h"
+#include "mail/SmtpTranscript.h"
 #include "support/Text.h"
 
 namespace netro {
@@ -50,11 +51,6 @@ std::int32_t ClassOf(const SmtpResult& session) {
   if (HasStepEntry(GetMessageText(kTextTemporaryFailures), step, code))
     return dns ? kTemporaryDns : kTemporarySmtp;
   return dns ? kOtherDns : kOtherSmtp;
-}
-
-std::string WithoutLineEnd(std::string text) {
-  while (text.ends_with('\n') || text.ends_with('\r')) text.pop_back();
-  return text;
 }
 
 // The same mailbox, as far as its name tells (RFC 5321, section 2.4).
@@ -146,12 +142,12 @@ std::string MailCall::DeliverOne(RecipientOutcome& outcome, const std::string& f
   outcome.StepID = session->stepID;
   outcome.Result = session->result;
   outcome.ResultMessage = std::move(session->resultMessage);
-  outcome.Protocol = WithoutLineEnd(std::move(session->protocol));
+  outcome.Protocol = WithoutLineEnd(session->protocol);
   outcome.ResultClass = outcome.Accepted ? 0 : ClassOf(*session);
   if (outcome.ResultClass == kInvalidAddress) return outcome.ResultMessage;
   if (IsLookupFailure(*session))
     return GetMessageText(kTextDnsError, {SocketErrorText(session->dnsError)});
-  return GetMessageText(kTextSmtpError, {WithoutLineEnd(outcome.ResultMessage)});
+  return GetMessageText(kTextSmtpError, {std::string(WithoutLineEnd(outcome.ResultMessage))});
 }
 
 void MailCall::Note(std::int32_t failure, const std::string& text) {

@@ -83,11 +83,6 @@ bool BreaksCommand(std::string_view text, std::string_view forbidden) {
 
 bool IsWaitError(std::int32_t error) { return error == kErrTimedOut || error == kErrCancelled; }
 
-std::string_view WithoutLineEnd(std::string_view text) {
-  if (text.ends_with("\r\n")) text.remove_suffix(2);
-  return text;
-}
-
 class SmtpSession {
  public:
   SmtpSession(SmtpOrder& order, std::string_view data, const CancelMark& mark,

@@ -35,6 +35,11 @@ void SmtpTranscript::Show(const std::string& line) {
   if (events_.line) events_.line(line);
 }
 
+std::string_view WithoutLineEnd(std::string_view text) {
+  if (text.ends_with(kLineEnd)) text.remove_suffix(kLineEnd.size());
+  return text;
+}
+
 std::string GatewayText(const std::string& name, const std::string& address) {
   return name + std::string(kArrow) + address;
 }

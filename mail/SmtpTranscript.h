@@ -34,6 +34,9 @@ class SmtpTranscript {
   const SmtpEvents& events_;
 };
 
+/// Without a CR LF at the end, as replies and transcripts are shown.
+std::string_view WithoutLineEnd(std::string_view text);
+
 /// The mail exchanger that a transcript tells of; both empty when it tells of none.
 struct Gateway {
   std::string name;
