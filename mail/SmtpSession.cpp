@@ -160,6 +160,7 @@ class SmtpSession {
   const std::chrono::seconds zone_ = LocalTimeOffset(SystemTime());
   SmtpTranscript transcript_;
   SmtpConnection connection_;
+  std::string exchangerAddress_;  // when the lookup has found it
   TimePoint greetingDeadline_;
 };
 
@@ -230,6 +231,7 @@ SmtpSession::State SmtpSession::LookUp() {
     return Fail(SMTP_STEP_AUTODNS, SMTP_AUTODNSOK, lines);
   }
   settings_.receiverHostName = found.name;
+  exchangerAddress_ = found.address;
   result_->lastBuffer = GatewayText(found.name, found.address);
   Succeed(SMTP_STEP_AUTODNS);
   return State::Connect;
@@ -240,6 +242,8 @@ SmtpSession::State SmtpSession::Connect() {
   plan.host = settings_.receiverHostName;
   plan.port = settings_.port;
   if (!PlanProxy(order_.proxy, plan)) return Refuse();
+  const bool namesForProxy = plan.socks != SocksKind::None && plan.remoteDNS;
+  if (!exchangerAddress_.empty() && !namesForProxy) plan.host = exchangerAddress_;
   if (auto servers = NameServers(settings_)) connection_.NameServers(std::move(*servers));
   result_->lastBuffer.clear();
   if (plan.socks != SocksKind::None) return ConnectThroughProxy(std::move(plan));
