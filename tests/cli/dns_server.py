@@ -2,7 +2,8 @@
 
 import socket
 import struct
-import threading
+
+from loopback_server import LoopbackServer
 
 QR, AA, TC, RD, RA = 0x8000, 0x0400, 0x0200, 0x0100, 0x0080
 A, NS, SOA, PTR, MX, TXT, AAAA, SRV = 1, 2, 6, 12, 15, 16, 28, 33
@@ -41,47 +42,17 @@ class Reply:
         return header + question + b"".join(b"".join(part) for part in self.sections)
 
 
-class DnsServer:
-    """Listens on one port of the loopback interface over UDP and TCP.
-
-    udp and tcp map names to a Reply, a list of them, or None, which is silence; other names do not
-    exist. queries holds every message that came, asked is set by each."""
+class DnsServer(LoopbackServer):
+    """udp and tcp map names to a Reply, a list of them, or None, which is silence; other names do
+    not exist. queries holds every message that came, asked is set by each."""
 
     def __init__(self):
         self.udp, self.tcp = {}, {}
         self.queries = []
-        self.asked = threading.Event()
-        self.bind()
-        self.connections = []
-        for work in self.serve_udp, self.serve_tcp:
-            threading.Thread(target=work, daemon=True).start()
-
-    def bind(self):
-        while True:
-            self.listener = socket.create_server(("127.0.0.1", 0))
-            self.port = self.listener.getsockname()[1]
-            self.datagrams = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
-            try:
-                return self.datagrams.bind(("127.0.0.1", self.port))
-            except OSError:  # taken over UDP
-                self.listener.close()
-                self.datagrams.close()
-
-    @property
-    def address(self):
-        return f"127.0.0.1:{self.port}"
+        super().__init__()
 
     def both(self, owner, reply):
         self.udp[owner] = self.tcp[owner] = reply
-
-    def close(self):
-        """Shutting down wakes the threads."""
-        for end in self.listener, self.datagrams, *self.connections:
-            try:
-                end.shutdown(socket.SHUT_RDWR)
-            except OSError:
-                pass
-            end.close()
 
     def replies(self, replies, query):
         self.queries.append(query)
@@ -95,38 +66,14 @@ class DnsServer:
         several = reply if isinstance(reply, list) else [reply] if reply else []
         return [one.message(query) for one in several]
 
-    def serve_udp(self):
-        while True:
-            try:
-                query, client = self.datagrams.recvfrom(65536)
-            except OSError:
-                return
-            if not query:  # shut down
-                return
-            for message in self.replies(self.udp, query):
-                self.datagrams.sendto(message, client)
+    def serve_datagram(self, query, client):
+        for message in self.replies(self.udp, query):
+            self.datagrams.sendto(message, client)
 
-    def serve_tcp(self):
-        while True:
-            try:
-                connection = self.listener.accept()[0]
-            except OSError:
-                return
-            self.connections.append(connection)
-            threading.Thread(target=self.serve_connection, args=(connection,), daemon=True).start()
-
-    def serve_connection(self, connection):
-        try:
-            stream = connection.makefile("rb")
-            size = stream.read(2)
-            query = stream.read(int.from_bytes(size, "big"))
-            messages = self.replies(self.tcp, query)
-            for message in messages:
-                connection.sendall(struct.pack(">H", len(message)) + message)
-            if messages:
-                connection.shutdown(socket.SHUT_WR)
-            stream.read()  # until the client has gone
-        except OSError:
-            pass
-        finally:
-            connection.close()
+    def serve_connection(self, connection, stream):
+        query = stream.read(int.from_bytes(stream.read(2), "big"))
+        messages = self.replies(self.tcp, query)
+        for message in messages:
+            connection.sendall(struct.pack(">H", len(message)) + message)
+        if messages:
+            connection.shutdown(socket.SHUT_WR)

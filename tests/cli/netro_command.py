@@ -58,7 +58,8 @@ def bytes_for_proxy(proxy, kind, *arguments):
         address = f"{user}127.0.0.1:{listener.getsockname()[1]}"
         options = ["--proxy", f"{scheme}://{address}" if scheme else address]
         options += ["--proxy-type", kind] if kind else []
-        with subprocess.Popen([NETRO, *arguments, *options], stderr=subprocess.PIPE) as process:
+        with subprocess.Popen([NETRO, *arguments, *options], stdout=subprocess.DEVNULL,
+                              stderr=subprocess.PIPE) as process:
             with listener.accept()[0] as connection:
                 received = connection.recv(65536)
             process.communicate(timeout=LIMIT)

@@ -4,8 +4,9 @@ import errno
 import random
 import socket
 import struct
-import threading
 import time
+
+from loopback_server import LoopbackServer
 
 TO_1970 = 2208988800
 
@@ -33,48 +34,16 @@ def sntp_reply(question=b"", leap=0, mode=4, stratum=1, poll=6, precision=-20, r
             (now if receive is None else receive) + (now if transmit is None else transmit))
 
 
-class TimeServer:
-    """Listens on one port of an address over UDP and TCP.
-
-    answer is what the server sends, or a function that makes it of the question, or a list of
+class TimeServer(LoopbackServer):
+    """answer is what the server sends, or a function that makes it of the question, or a list of
     such; None is silence. Over TCP the question has question_size bytes. questions holds all that
     came, asked is set by each."""
 
     def __init__(self, address="127.0.0.1", port=0, question_size=0):
         self.answer = None
         self.questions = []
-        self.asked = threading.Event()
         self.question_size = question_size
-        self.connections = []
-        self.bind(address, port)
-        for work in self.serve_udp, self.serve_tcp:
-            threading.Thread(target=work, daemon=True).start()
-
-    def bind(self, address, port):
-        while True:
-            self.listener = socket.create_server((address, port))
-            self.host, self.port = self.listener.getsockname()
-            self.datagrams = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
-            try:
-                return self.datagrams.bind((self.host, self.port))
-            except OSError:  # taken over UDP
-                self.listener.close()
-                self.datagrams.close()
-                if port != 0:
-                    raise
-
-    @property
-    def address(self):
-        return f"{self.host}:{self.port}"
-
-    def close(self):
-        """Shutting down wakes the threads."""
-        for end in self.listener, self.datagrams, *self.connections:
-            try:
-                end.shutdown(socket.SHUT_RDWR)
-            except OSError:
-                pass
-            end.close()
+        super().__init__(address, port)
 
     def answers(self, question):
         self.questions.append(question)
@@ -82,40 +51,17 @@ class TimeServer:
         answers = [answer(question) if callable(answer) else answer for answer in answers]
         return [answer for answer in answers if answer is not None]
 
-    def serve_udp(self):
-        while True:
-            try:
-                question, client = self.datagrams.recvfrom(65536)
-                if client is None:  # shut down
-                    return
-                for answer in self.answers(question):
-                    self.datagrams.sendto(answer, client)
-            except OSError:
-                return
-            self.asked.set()
+    def serve_datagram(self, question, client):
+        for answer in self.answers(question):
+            self.datagrams.sendto(answer, client)
+        self.asked.set()
 
-    def serve_tcp(self):
-        while True:
-            try:
-                connection = self.listener.accept()[0]
-            except OSError:
-                return
-            self.connections.append(connection)
-            threading.Thread(target=self.serve_connection, args=(connection,), daemon=True).start()
-
-    def serve_connection(self, connection):
-        try:
-            stream = connection.makefile("rb")
-            answers = self.answers(stream.read(self.question_size))
-            connection.sendall(b"".join(answers))
-            if answers:
-                connection.shutdown(socket.SHUT_WR)
-            self.asked.set()
-            stream.read()  # until the client has gone
-        except OSError:
-            pass
-        finally:
-            connection.close()
+    def serve_connection(self, connection, stream):
+        answers = self.answers(stream.read(self.question_size))
+        connection.sendall(b"".join(answers))
+        if answers:
+            connection.shutdown(socket.SHUT_WR)
+        self.asked.set()
 
 
 def sntp_server():

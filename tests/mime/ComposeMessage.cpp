@@ -1,5 +1,6 @@
 // netro_compose: makes the message that the JSON object on standard input describes, see
-// mime_test.py, and writes its MIME text to standard output.
+// mime_test.py, and writes its MIME text to standard output; with a port it delivers it there
+// first.
 #include <netro/SendMailCls.h>
 
 #include <iostream>
@@ -33,11 +34,21 @@ bool Compose(SendMailCls& mail, const nlohmann::json& message) {
   return true;
 }
 
+// As it is, or as a finished message.
+bool Deliver(SendMailCls& mail, const nlohmann::json& message) {
+  mail.ReceiverHostName("127.0.0.1");
+  mail.Port(message["port"]);
+  const std::string composed = mail.MimeBuffer();
+  return (!message["finished"] || mail.NewMsgFromMimeBuffer(composed, "a@xy.test", "b@xy.test")) &&
+         mail.SendMail();
+}
+
 }  // namespace
 
 int main() {
   SendMailCls mail;
-  if (!Compose(mail, nlohmann::json::parse(std::cin))) {
+  const auto message = nlohmann::json::parse(std::cin);
+  if (!Compose(mail, message) || (message.contains("port") && !Deliver(mail, message))) {
     std::cerr << mail.Result() << ' ' << mail.ResultMessage() << '\n';
     return 1;
   }

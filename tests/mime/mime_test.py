@@ -1,10 +1,12 @@
 #!/usr/bin/env python3
 """Composes messages and reads them with Python's email package: nothing may be wrong with them by
-its judgement, and every text and every file must come out as it went in.
+its judgement, and every text and every file must come out as it went in. With a mail server, given
+by its port on this computer and the folder that it puts mail into, what has arrived there is read.
 
-Usage: mime_test.py PATH_OF_NETRO_COMPOSE [unittest arguments]
+Usage: mime_test.py PATH_OF_NETRO_COMPOSE [--server PORT FOLDER] [unittest arguments]
 """
 
+import argparse
 import email
 import email.policy
 import email.utils
@@ -14,10 +16,16 @@ import re
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 from email.header import decode_header, make_header
 
-COMPOSE = sys.argv.pop(1)
+parser = argparse.ArgumentParser()
+parser.add_argument("compose")
+parser.add_argument("--server", nargs=2)
+OPTIONS, UNITTEST_ARGUMENTS = parser.parse_known_args()
+
+DELIVERY_SECONDS = 30
 
 PLAIN = "Hello\r\n\r\nworld\r\n"
 HTML = ("<html><head><title>T</title></head>\r\n<body>Größe &auml;<br>"
@@ -54,17 +62,17 @@ SUBJECTS = [
 
 # What is set, and the pairs of name and address that a reader finds.
 ADDRESSES = [
-    ("a@x.test", [("", "a@x.test")]),
-    ("A <a@x.test>", [("A", "a@x.test")]),
-    ('"Doe, Jane" <a@x.test>', [("Doe, Jane", "a@x.test")]),
-    ("Jörg Müller <a@x.test>", [("Jörg Müller", "a@x.test")]),
-    ('"Müller, Jörg" <a@x.test>, b@x.test', [("Müller, Jörg", "a@x.test"), ("", "b@x.test")]),
-    ("世界 <a@x.test>; Ω <b@x.test>", [("世界", "a@x.test"), ("Ω", "b@x.test")]),
-    ('"a\\"ü(b)<c>" <a@x.test>', [('a"ü(b)<c>', "a@x.test")]),
-    (", ".join(f"Nämé {n} <n{n}@x.test>" for n in range(100)),
-     [(f"Nämé {n}", f"n{n}@x.test") for n in range(100)]),
-    (",".join(f"n{n}@x.test" for n in range(300)), [("", f"n{n}@x.test") for n in range(300)]),
-    (" ".join(["ü" * 30] * 20) + " <a@x.test>", [(" ".join(["ü" * 30] * 20), "a@x.test")]),
+    ("a@xy.test", [("", "a@xy.test")]),
+    ("A <a@xy.test>", [("A", "a@xy.test")]),
+    ('"Doe, Jane" <a@xy.test>', [("Doe, Jane", "a@xy.test")]),
+    ("Jörg Müller <a@xy.test>", [("Jörg Müller", "a@xy.test")]),
+    ('"Müller, Jörg" <a@xy.test>, b@xy.test', [("Müller, Jörg", "a@xy.test"), ("", "b@xy.test")]),
+    ("世界 <a@xy.test>; Ω <b@xy.test>", [("世界", "a@xy.test"), ("Ω", "b@xy.test")]),
+    ('"a\\"ü(b)<c>" <a@xy.test>', [('a"ü(b)<c>', "a@xy.test")]),
+    (", ".join(f"Nämé {n} <n{n}@xy.test>" for n in range(100)),
+     [(f"Nämé {n}", f"n{n}@xy.test") for n in range(100)]),
+    (",".join(f"n{n}@xy.test" for n in range(300)), [("", f"n{n}@xy.test") for n in range(300)]),
+    (" ".join(["ü" * 30] * 20) + " <a@xy.test>", [(" ".join(["ü" * 30] * 20), "a@xy.test")]),
 ]
 
 
@@ -72,6 +80,20 @@ def as_lines(text):
     """With CR LF at the end of every line, also of the last one."""
     text = re.sub("\r\n|\r|\n", "\r\n", text)
     return text if text == "" or text.endswith("\r\n") else text + "\r\n"
+
+
+def arrived(folder):
+    """The one mail that comes into the folder, its lines ended by CR LF."""
+    deadline = time.monotonic() + DELIVERY_SECONDS
+    while not os.listdir(folder):
+        if time.monotonic() > deadline:
+            raise TimeoutError("no mail")
+        time.sleep(0.002)
+    name, = os.listdir(folder)
+    with open(os.path.join(folder, name), "rb") as file:
+        mail = file.read()
+    os.remove(file.name)
+    return mail.replace(b"\n", b"\r\n")
 
 
 def addresses_of(field):
@@ -94,13 +116,22 @@ class MimeTest(unittest.TestCase):
 
     def compose(self, **changes):
         """The message as a reader has it, having found nothing wrong with it."""
-        order = {"html": False, "subject": "S", "from": "a@x.test", "to": "b@x.test", "cc": "",
-                 "text": PLAIN, "alternative": "", "headers": {}, "files": [], **changes}
-        done = subprocess.run([COMPOSE], input=json.dumps(order).encode(), capture_output=True)
+        order = {"html": False, "subject": "S", "from": "a@xy.test", "to": "b@xy.test", "cc": "",
+                 "text": PLAIN, "alternative": "", "headers": {}, "files": [], "finished": False,
+                 **changes}
+        if OPTIONS.server:
+            order["port"] = int(OPTIONS.server[0])
+        done = subprocess.run([OPTIONS.compose], input=json.dumps(order).encode(), capture_output=True)
         self.assertEqual((done.returncode, done.stderr), (0, b""))
         self.composed = done.stdout
         self.check_lines(self.composed)
-        message = email.message_from_bytes(self.composed, policy=email.policy.default)
+        received = self.composed
+        if OPTIONS.server:
+            received = arrived(OPTIONS.server[1])
+            trace = received[:len(received) - len(self.composed)]
+            self.assertEqual(received, trace + self.composed)
+            self.assertRegex(trace, rb"\nReceived: [^\n]*\n([ \t][^\n]*\n)*$")
+        message = email.message_from_bytes(received, policy=email.policy.default)
         for part in message.walk():
             self.assertEqual(part.defects, [], self.composed[:2000])
             for name, value in part.items():
@@ -181,6 +212,13 @@ class MimeTest(unittest.TestCase):
                                      "inline" if related else "attachment")
                     self.assertEqual(part["Content-ID"], f"<{name}>" if related else None)
 
+    @unittest.skipUnless(OPTIONS.server, "takes a server")
+    def test_large_file(self):
+        content = os.urandom(25_000_000)
+        message = self.compose(files=[self.file("large.bin", content)])
+        part = list(message.iter_parts())[1]
+        self.assertTrue(part.get_payload(decode=True) == content)
+
     def test_long_names_are_continued(self):
         file = {**self.file("a", b"x"), "name": "n" * 3000 + ".png"}
         part = list(self.compose(files=[file]).iter_parts())[1]
@@ -198,7 +236,7 @@ class MimeTest(unittest.TestCase):
         for written, found in ADDRESSES:
             with self.subTest(written):
                 message = self.compose(**{"from": written, "to": written, "cc": written},
-                                       headers={"Reply-To": written})
+                                       headers={"Reply-To": written}, finished=True)
                 raw = email.message_from_bytes(self.composed)
                 for name in "From", "To", "CC", "Reply-To":
                     self.assertEqual(addresses_of(raw[name]), found)
@@ -221,4 +259,4 @@ class MimeTest(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    unittest.main(argv=[sys.argv[0], *UNITTEST_ARGUMENTS])

@@ -32,10 +32,16 @@ struct Command {
   CommandRun (*setUp)(CLI::App& options);  // declares the options
 };
 
+CommandRun SetUpCheckAddress(CLI::App& options);
 CommandRun SetUpDns(CLI::App& options);
 CommandRun SetUpGet(CLI::App& options);
+CommandRun SetUpMac(CLI::App& options);
+CommandRun SetUpMail(CLI::App& options);
+CommandRun SetUpPing(CLI::App& options);
 CommandRun SetUpTime(CLI::App& options);
 CommandRun SetUpTour(CLI::App& options);
+CommandRun SetUpTrace(CLI::App& options);
+CommandRun SetUpWatch(CLI::App& options);
 CommandRun SetUpWhoIs(CLI::App& options);
 
 }  // namespace netro::tool

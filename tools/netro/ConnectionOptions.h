@@ -38,9 +38,9 @@ Proxy ReadSocksProxy(const std::string& address, const std::string& typeName);
 /// The number of a SOCKS proxy's kind in the enumerations that know no other kinds; 0 is none.
 std::int32_t SocksNumber(ProxyTypeEnum type);
 
-/// Makes a client object go that way; `proxy` is the one that was read.
+/// Makes a client object go through `proxy`.
 template <class Client>
-void UseConnection(Client& client, const ConnectionOptions& options, const Proxy& proxy) {
+void UseProxy(Client& client, const Proxy& proxy) {
   using Type = decltype(client.ProxyType());
   client.ProxyType(static_cast<Type>(SocksNumber(proxy.type)));
   client.ProxyURL(proxy.host);
@@ -48,6 +48,12 @@ void UseConnection(Client& client, const ConnectionOptions& options, const Proxy
   client.ProxyUser(proxy.user);
   client.ProxyPassword(proxy.password);
   client.ProxyUseRemoteDNS(proxy.remoteDns);
+}
+
+/// The same, and makes it ask the DNS servers named; `proxy` is the one that was read.
+template <class Client>
+void UseConnection(Client& client, const ConnectionOptions& options, const Proxy& proxy) {
+  UseProxy(client, proxy);
   client.DNSURL(options.dns);
 }
 

@@ -2,6 +2,7 @@
 
 #include "tools/netro/Encoding.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdint>
 
@@ -112,6 +113,14 @@ std::string Printable(std::string_view bytes) {
     bytes.remove_prefix(length);
   }
   return text;
+}
+
+std::string OnOneLine(std::string_view bytes) {
+  constexpr std::size_t kLongest = 500;
+  std::string line = Printable(bytes.substr(0, kLongest));
+  std::ranges::replace(line, '\n', ' ');
+  line.erase(line.find_last_not_of(' ') + 1);
+  return line + (bytes.size() > kLongest ? "..." : "");
 }
 
 std::string Hex(std::string_view bytes) {

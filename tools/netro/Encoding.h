@@ -20,6 +20,9 @@ bool IsPlainText(std::string_view bytes);
 /// become "\x1B". CR LF becomes LF.
 std::string Printable(std::string_view bytes);
 
+/// The same on one line without blanks at its end; a text longer than 500 bytes is cut.
+std::string OnOneLine(std::string_view bytes);
+
 /// "05 01 00"
 std::string Hex(std::string_view bytes);
 

@@ -4,13 +4,9 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
-#include <memory>
-#include <string_view>
 
 #include "tools/netro/Command.h"
+#include "tools/netro/OptionValues.h"
 
 namespace netro::tool {
 namespace {
@@ -117,38 +113,6 @@ void DeclareOutput(CLI::App& options, GetOptions& values) {
       ->group(kGroup);
 }
 
-std::string ReadFile(const std::string& name) {
-  std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(
-      name == "-" ? stdin : std::fopen(name.c_str(), "rb"), std::fclose);
-  std::string content;
-  if (file != nullptr) {
-    char block[65536];
-    errno = 0;
-    while (const std::size_t size = std::fread(block, 1, sizeof block, file.get())) {
-      content.append(block, size);
-    }
-  }
-  if (file == nullptr || std::ferror(file.get()) != 0) {
-    throw UsageError("--data-file: cannot read " + name + ": " + std::strerror(errno));
-  }
-  return content;
-}
-
-std::string_view Trimmed(std::string_view text) {
-  const std::size_t begin = std::min(text.find_first_not_of(" \t"), text.size());
-  const std::size_t end = text.find_last_not_of(" \t") + 1;
-  return text.substr(begin, end - begin);
-}
-
-std::pair<std::string, std::string> ReadHeader(const std::string& line) {
-  const std::size_t colon = line.find(':');
-  if (colon == 0 || colon == line.npos) {
-    throw UsageError("--header: \"" + line + "\" is not of the form \"Name: value\"");
-  }
-  const std::string_view value = std::string_view(line).substr(colon + 1);
-  return {line.substr(0, colon), std::string(Trimmed(value))};
-}
-
 QueryTypeEnum ReadMethod(const GetOptions& options) {
   const bool hasBody = options.hasData || !options.dataFile.empty();
   const std::string method = options.head ? "HEAD" : options.method;
@@ -194,7 +158,8 @@ GetRequest ReadGetRequest(const GetOptions& options) {
     throw UsageError("--timeout: at least one second is needed");
   }
   request.method = ReadMethod(options);
-  request.body = options.dataFile.empty() ? options.data : ReadFile(options.dataFile);
+  request.body =
+      options.dataFile.empty() ? options.data : ReadInput("--data-file", options.dataFile);
   for (const std::string& line : options.headers) {
     request.headers.push_back(ReadHeader(line));
   }

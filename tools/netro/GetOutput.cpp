@@ -14,6 +14,7 @@
 
 #include "tools/netro/Command.h"
 #include "tools/netro/Encoding.h"
+#include "tools/netro/JsonOutput.h"
 #include "tools/netro/ProgressBar.h"
 #include "tools/netro/Terminal.h"
 
@@ -119,8 +120,7 @@ void PrintJson(const HttpResult& result, const GetOptions& options) {
   if (result.IsAnswer()) {
     AddBody(object, result, options);
   }
-  const bool onlyAscii = IsTerminal(Stream::Output);  // UTF-8 has control characters too
-  Print(object.dump(2, ' ', onlyAscii, Json::error_handler_t::replace) + "\n");
+  PrintObject(object);
 }
 
 std::string WithoutCredentials(const std::string& url) {

@@ -62,4 +62,13 @@ bool IsHostName(std::string_view host) {
   return IsLabel(host);
 }
 
+void CheckHost(const std::string& host) {
+  if (host.find(':') != host.npos) {
+    throw UsageError("\"" + host + "\": an IPv6 address or a port is not supported");
+  }
+  if (!IsHostName(host)) {
+    throw UsageError("\"" + host + "\" is no host name and no address");
+  }
+}
+
 }  // namespace netro::tool

@@ -23,8 +23,15 @@ constexpr Command kCommands[] = {
     {"tour", "Watch every class at work on this computer; needs no network", SetUpTour},
     {"get", "Fetch a URL over HTTP, directly or through a proxy", SetUpGet},
     {"dns", "Ask a DNS server for records of any type, or for a whole zone", SetUpDns},
+    {"mail", "Compose a message and send it, to a server or to the mail exchangers", SetUpMail},
+    {"check-address", "Check mail addresses: form, mail exchanger, and whether a server takes them",
+     SetUpCheckAddress},
     {"time", "Ask a time server what time it is", SetUpTime},
     {"whois", "Ask a WHOIS server about a name", SetUpWhoIs},
+    {"ping", "Ask hosts for echoes: who answers, how fast, how much is lost", SetUpPing},
+    {"trace", "Find the routers on the way to a host, all hops at once", SetUpTrace},
+    {"mac", "Find the MAC address of a neighbour, by ARP or NetBIOS, or the own ones", SetUpMac},
+    {"watch", "Observe hosts all the time, and report which go down and come up", SetUpWatch},
 };
 
 constexpr std::string_view kFooter =

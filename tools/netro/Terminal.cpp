@@ -49,12 +49,18 @@ bool IsDecorated(Stream stream) {
          std::strcmp(kind, "dumb") != 0;
 }
 
-bool IsInForeground() { return ::tcgetpgrp(STDERR_FILENO) == ::getpgrp(); }
+bool IsInForeground(Stream stream) { return ::tcgetpgrp(DescriptorOf(stream)) == ::getpgrp(); }
 
 int Width(Stream stream) {
   winsize size{};
   const bool known = ::ioctl(DescriptorOf(stream), TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
   return known ? size.ws_col : 80;
+}
+
+int Height(Stream stream) {
+  winsize size{};
+  const bool known = ::ioctl(DescriptorOf(stream), TIOCGWINSZ, &size) == 0 && size.ws_row > 0;
+  return known ? size.ws_row : 24;
 }
 
 std::string Styled(Style style, std::string_view text) {
@@ -64,6 +70,13 @@ std::string Styled(Style style, std::string_view text) {
 
 bool Print(std::string_view text) {
   if (g_writeError == 0 && std::fwrite(text.data(), 1, text.size(), stdout) != text.size()) {
+    g_writeError = errno;
+  }
+  return g_writeError == 0;
+}
+
+bool Flush() {
+  if (std::fflush(stdout) != 0 && g_writeError == 0) {
     g_writeError = errno;
   }
   return g_writeError == 0;
@@ -86,10 +99,7 @@ void ShowMessage(std::string_view text) {
 }
 
 int FinishOutput(int status) {
-  if (std::fflush(stdout) != 0 && g_writeError == 0) {
-    g_writeError = errno;
-  }
-  if (g_writeError == 0) {
+  if (Flush()) {
     return status;
   }
   if (g_writeError != EPIPE) {

@@ -16,10 +16,12 @@ bool IsTerminal(Stream stream);
 bool IsDecorated(Stream stream);
 
 /// False while a shell runs this program in the background of its terminal.
-bool IsInForeground();
+bool IsInForeground(Stream stream = Stream::Error);
 
 /// Columns of the terminal, 80 when it does not tell.
 int Width(Stream stream);
+/// Rows of the terminal, 24 when it does not tell.
+int Height(Stream stream);
 
 enum class Style { Bold, Dim, Green, Red, Cyan };
 
@@ -28,6 +30,9 @@ std::string Styled(Style style, std::string_view text);
 
 /// Prints to standard output. False when it can no longer be written to.
 bool Print(std::string_view text);
+
+/// Hands over what has been printed, as a reader who watches wants it. False as Print.
+bool Flush();
 
 /// Prints bytes from the network: as they are, but to a terminal as Printable text with a line end.
 bool PrintForeign(std::string_view bytes);

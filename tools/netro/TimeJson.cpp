@@ -4,7 +4,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "tools/netro/Terminal.h"
+#include "tools/netro/JsonOutput.h"
 #include "tools/netro/TimeOutput.h"
 #include "tools/netro/TimeText.h"
 
@@ -66,8 +66,7 @@ void PrintTimeJson(const QueryTimeCLS& query, const TimeRequest& request, double
   for (const auto& [key, value] : state.items()) {
     object[key] = If(IsSntpReply(query), value);
   }
-  const bool onlyAscii = IsTerminal(Stream::Output);
-  Print(object.dump(2, ' ', onlyAscii, Json::error_handler_t::replace) + "\n");
+  PrintObject(object);
 }
 
 }  // namespace netro::tool

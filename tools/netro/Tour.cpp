@@ -25,6 +25,8 @@ constexpr Section kSections[] = {
      TourHttp},
     {"Names (QueryDNSCLS, FindDNSCLS, the lookup cache)",
      "Questions over UDP and TCP, and lookups that every class shares.", TourDns},
+    {"Mail (SendMailCls, SMTPCls)",
+     "Messages composed and sent, each recipient in a session of its own.", TourMail},
     {"Time (QueryTimeCLS)",
      "SNTP has port 123 to itself, where no ordinary program may listen; so the server is asked "
      "by\n"
@@ -32,6 +34,9 @@ constexpr Section kSections[] = {
      TourTime},
     {"WHOIS (WhoIsCls)", "One line asks; everything until the server closes is the answer.",
      TourWhoIs},
+    {"Diagnostics (ICMPCls, EchoCls, NetBIOSCls)",
+     "Echoes of loopback, where the system permits them, and the adapters of this computer.",
+     TourDiagnostics},
 };
 
 int RunTour(bool json) {

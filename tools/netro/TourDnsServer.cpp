@@ -51,6 +51,8 @@ const std::vector<TourRecord>& Records() {
       {"agrabah.tour.", TYPE_MX, "\0\12"s + WireName("palace.agrabah.tour.")},
       {"agrabah.tour.", TYPE_TXT, "\14three wishes\7no more"s},
       {"palace.agrabah.tour.", TYPE_A, "\xC0\0\2\1"s},
+      {"bazaar.tour.", TYPE_MX, "\0\12"s + WireName("post.bazaar.tour.")},
+      {"post.bazaar.tour.", TYPE_A, "\x7F\0\0\1"s},
       {"1.2.0.192.in-addr.arpa.", TYPE_PTR, WireName("palace.agrabah.tour.")},
   };
   return records;

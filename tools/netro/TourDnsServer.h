@@ -1,5 +1,5 @@
-// The DNS server of the tour (RFC 1035), over UDP and TCP, for the zone agrabah.tour and the
-// address of its palace. Thread: the loop's.
+// The DNS server of the tour (RFC 1035), over UDP and TCP, for the zone agrabah.tour, the
+// address of its palace, and the mail exchanger of bazaar.tour, which is this computer. Thread: the loop's.
 #pragma once
 
 #include <netro/SocketCls.h>

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "tools/netro/Encoding.h"
+#include "tools/netro/JsonOutput.h"
 #include "tools/netro/ProgressBar.h"
 #include "tools/netro/Terminal.h"
 
@@ -174,7 +175,7 @@ void TourReport::PrintJson(bool good) const {
                        {"steps_as_expected", goodSteps},
                        {"seconds", Seconds()},
                        {"steps", std::move(steps)}};
-  Print(object.dump(2, ' ', IsTerminal(Stream::Output), Json::error_handler_t::replace) + "\n");
+  PrintObject(object);
 }
 
 double TourReport::Seconds() const {

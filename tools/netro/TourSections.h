@@ -8,7 +8,9 @@ namespace netro::tool {
 void TourSockets(TourReport& report);
 void TourHttp(TourReport& report);
 void TourDns(TourReport& report);
+void TourMail(TourReport& report);
 void TourTime(TourReport& report);
 void TourWhoIs(TourReport& report);
+void TourDiagnostics(TourReport& report);
 
 }  // namespace netro::tool

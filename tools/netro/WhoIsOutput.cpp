@@ -8,6 +8,7 @@
 
 #include "tools/netro/Encoding.h"
 #include "tools/netro/FailureText.h"
+#include "tools/netro/JsonOutput.h"
 #include "tools/netro/Terminal.h"
 
 namespace netro::tool {
@@ -54,8 +55,7 @@ void PrintWhoIsJson(const WhoIsRequest& request, const std::vector<WhoIsAnswer>&
   for (const WhoIsAnswer& answer : answers) {
     object["answers"].push_back(ToJson(answer));
   }
-  const bool onlyAscii = IsTerminal(Stream::Output);  // UTF-8 has control characters too
-  Print(object.dump(2, ' ', onlyAscii, Json::error_handler_t::replace) + "\n");
+  PrintObject(object);
 }
 
 void ExplainWhoIs(const WhoIsAnswer& answer, const WhoIsRequest& request) {

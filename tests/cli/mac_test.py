@@ -1,0 +1,170 @@
+#!/usr/bin/env python3
+"""Runs "netro mac" in a network namespace of its own, with two adapters and a neighbour.
+
+Usage: mac_test.py PATH_OF_NETRO [unittest arguments]
+"""
+
+import json
+import socket
+import struct
+import subprocess
+import threading
+import unittest
+
+import echo_network
+
+HAS_NETWORK = echo_network.enter()
+
+from netro_command import Terminal, interrupt, run
+
+OWN, NEIGHBOUR = "02:00:5E:00:00:0A", "02:00:5E:00:00:0B"
+NETWORK = f"""link add left type veth peer name right
+link set left address {OWN} up
+link set right up
+address add 10.77.0.1/24 dev left
+neighbour add 10.77.0.2 lladdr {NEIGHBOUR} dev left nud permanent
+"""
+
+
+class NodeStatusServer:
+    """NetBIOS on loopback (RFC 1002, section 4.2.18); reply is what it says behind the header."""
+
+    def __init__(self, names, statistics):
+        self.asked = threading.Event()
+        data = bytes([names]) + bytes(18 * names) + statistics
+        self.reply = (b"\x20CK" + b"A" * 30 + b"\0" + struct.pack("!HHIH", 33, 1, 0, len(data)) +
+                      data)
+        self.silent = False
+        self.socket = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+        self.socket.bind(("127.0.0.1", 137))
+        self.thread = threading.Thread(target=self.serve)
+        self.thread.start()
+
+    def close(self):
+        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as last:
+            last.sendto(b"", ("127.0.0.1", 137))
+        self.thread.join()
+        self.socket.close()
+
+    def serve(self):
+        while True:
+            question, client = self.socket.recvfrom(4096)
+            if not question:
+                return
+            self.asked.set()
+            if not self.silent:
+                header = struct.pack("!2sHHHHH", question[:2], 0x8400, 0, 1, 0, 0)
+                self.socket.sendto(header + self.reply, client)
+
+
+class MacTestCase(unittest.TestCase):
+    def mac(self, *arguments, status=0, stderr=b""):
+        done = run("mac", *arguments)
+        self.assertEqual(done.returncode, status, (arguments, done))
+        if stderr:
+            self.assertIn(stderr, done.stderr, arguments)
+        else:
+            self.assertEqual(done.stderr, b"", arguments)
+        return done.stdout.decode()
+
+    def json(self, *arguments, **expected):
+        return json.loads(self.mac("--json", *arguments, **expected))
+
+
+class UsageTest(MacTestCase):
+    def test_wrong_usage(self):
+        for arguments, text in (
+            ([""], b"HOST"),
+            (["a b"], b"no host name"),
+            (["::1"], b"IPv6"),
+            (["a", "b"], b"b"),
+            (["224.0.0.1"], b"single host"),
+            (["--netbios"], b"HOST"),
+            (["a", "--timeout", "0"], b"--timeout"),
+            (["a", "--timeout", "nan"], b"--timeout"),
+        ):
+            with self.subTest(arguments):
+                self.assertEqual(self.mac(*arguments, status=2, stderr=text), "")
+
+
+@unittest.skipUnless(HAS_NETWORK, "no network namespace can be made here")
+class MacTest(MacTestCase):
+    def setUp(self):
+        subprocess.run(["ip", "-batch", "-"], input=NETWORK.encode(), check=True)
+        self.addCleanup(subprocess.run, ["ip", "link", "delete", "left"], check=True)
+
+    def test_own_adapters(self):
+        head, *rows = self.mac().splitlines()
+        self.assertEqual(head.split()[:3], ["adapter", "MAC", "address"])
+        self.assertEqual([row.split()[0] for row in rows], ["0", "1"])
+        self.assertEqual(sum(row.split()[1] == OWN for row in rows), 1)
+        shown = self.json()
+        self.assertEqual((shown["host"], shown["method"], shown["ok"]), (None, "adapters", True))
+        self.assertEqual([adapter["number"] for adapter in shown["adapters"]], [0, 1])
+        for adapter in shown["adapters"]:
+            self.assertEqual((len(adapter["status"]), adapter["status"]["AdapterType"]), (24, 254))
+
+    def test_no_adapter(self):
+        subprocess.run(["ip", "link", "delete", "left"], check=True)
+        self.assertEqual(self.mac(status=1, stderr=b"none but loopback (error 35)"), "")
+        self.assertFalse(self.json(status=1, stderr=b"35")["ok"])
+        subprocess.run(["ip", "-batch", "-"], input=NETWORK.encode(), check=True)
+
+    def test_by_arp(self):
+        for host, address in ("10.77.0.1", OWN), ("10.77.0.2", NEIGHBOUR), ("10.77.2", NEIGHBOUR):
+            dotted = host.replace("7.2", "7.0.2")
+            label = host if host == dotted else f"{host} ({dotted})"
+            self.assertEqual(self.mac(host), f"{label}  {address}\n")
+        shown = self.json("10.77.0.2")
+        self.assertEqual((shown["address"], shown["method"], shown["ok"], shown["adapters"]),
+                         ("10.77.0.2", "arp", True, [{"number": None, "mac": NEIGHBOUR}]))
+
+    def test_nobody_there(self):
+        for host, text in (("127.0.0.1", b"loopback"), ("localhost", b"localhost (127.0.0.1)"),
+                           ("10.78.0.1", b"not on a network of this computer"),
+                           ("none.test", b"No DNS Entries found (error 59)")):
+            self.assertEqual(self.mac(host, status=1, stderr=text), "")
+        shown = self.json("10.77.0.99", "--timeout", "0.1", status=1, stderr=b"(error 5)")
+        self.assertEqual((shown["ok"], shown["error"]["number"], shown["adapters"]), (False, 5, []))
+        self.assertLess(shown["seconds"], 0.9)
+
+    def node_status(self, *server):
+        server = NodeStatusServer(*server)
+        self.addCleanup(server.close)
+        return server
+
+    def test_node_status(self):
+        self.node_status(3, bytes.fromhex("02005e0000ff 0000 0407 0005") + bytes(34))
+        lines = dict((line[:19].rstrip(), line[19:])
+                     for line in self.mac("127.0.0.1", "--netbios").splitlines())
+        self.assertEqual(lines, {"host": "127.0.0.1", "MAC address": "02:00:5E:00:00:FF",
+                                 "major version": "4", "minor version": "7", "names": "3",
+                                 "minutes counted": "5"})
+        shown = self.json("127.0.0.1", "--netbios")
+        self.assertEqual((shown["method"], shown["ok"]), ("netbios", True))
+        adapter, = shown["adapters"]
+        self.assertEqual((adapter["number"], adapter["mac"], adapter["status"]["NameCount"]),
+                         (None, "02:00:5E:00:00:FF", 3))
+
+    def test_address_that_is_not_told(self):
+        self.node_status(1, bytes(46))
+        self.assertIn("not told\n", self.mac("127.0.0.1", "--netbios"))
+
+    def test_node_status_fails(self):
+        server = self.node_status(200, b"")
+        server.reply = server.reply[:60]
+        self.assertEqual(self.mac("127.0.0.1", "--netbios", status=1, stderr=b"(error 6)"), "")
+        server.silent = True
+        self.mac("127.0.0.1", "--netbios", "-t0.1", status=1, stderr=b"(error 5); it has no NetB")
+        server.asked.clear()
+        status, text = interrupt(server.asked, "mac", "127.0.0.1", "--netbios")
+        self.assertEqual((status, b"(error 11)" in text), (1, True))
+
+    def test_terminal(self):
+        for setting, colour in ({}, True), ({"NO_COLOR": "1"}, False), ({"TERM": "dumb"}, False):
+            status, text = Terminal("mac", environment=setting).finish()
+            self.assertEqual((status, b"\x1b[" in text), (0, colour))
+
+
+if __name__ == "__main__":
+    unittest.main()

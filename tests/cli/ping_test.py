@@ -1,0 +1,243 @@
+#!/usr/bin/env python3
+"""Runs "netro ping" in a network namespace of its own: lines, tables, statistics, exit statuses.
+
+Usage: ping_test.py PATH_OF_NETRO [unittest arguments]
+"""
+
+import json
+import os
+import re
+import signal
+import statistics
+import subprocess
+import unittest
+
+import echo_network
+
+HAS_NETWORK = echo_network.enter()
+
+from dns_server import A, DnsServer, Reply, record
+from echo_network import without_group, without_permission
+from netro_command import LIMIT, NETRO, Terminal, interrupt, run
+
+LOOPBACK = "127.0.0.1"
+NO_ROUTE = "10.9.9.9"
+
+
+class PingTestCase(unittest.TestCase):
+    def ping(self, *arguments, status=0, stderr=b"", **options):
+        done = run("ping", *arguments, **options)
+        self.assertEqual(done.returncode, status, (arguments, done))
+        if stderr:
+            self.assertIn(stderr, done.stderr, arguments)
+        else:
+            self.assertEqual(done.stderr, b"", arguments)
+        self.assertNotIn(b"\x1b", done.stdout + done.stderr)
+        return done.stdout.decode()
+
+    def json(self, *arguments, **expected):
+        return json.loads(self.ping("--json", *arguments, **expected))
+
+    def set(self, name, value):
+        self.addCleanup(echo_network.setting, name, echo_network.setting(name, value))
+
+    def name_server(self, **replies):
+        server = DnsServer()
+        self.addCleanup(server.close)
+        server.udp = {name + ".test": reply for name, reply in replies.items()}
+        return server
+
+
+class UsageTest(PingTestCase):
+    def test_wrong_usage(self):
+        for arguments, text in (
+            ([], b"HOST"),
+            ([""], b"no host name"),
+            (["a b"], b"no host name"),
+            (["a\x1b[31m"], rb"a\x1B[31m"),
+            (["::1"], b"IPv6"),
+            (["a:80"], b"port"),
+            (["127.0.0.1", "224.0.0.1"], b"single host"),
+            (["a", "--count", "-1"], b"--count"),
+            (["a", "--count", "x"], b"--count"),
+            (["a", "--interval", "0"], b"--interval"),
+            (["a", "--interval", "nan"], b"--interval"),
+            (["a", "--timeout", "3601"], b"--timeout"),
+            (["a", "--size", "65508"], b"--size"),
+            (["a", "--size", "-1"], b"--size"),
+        ):
+            with self.subTest(arguments):
+                self.assertEqual(self.ping(*arguments, status=2, stderr=text), "")
+
+
+@unittest.skipUnless(HAS_NETWORK, "no network namespace can be made here")
+class PingTest(PingTestCase):
+    # --- what is shown
+
+    def test_lines(self):
+        shown = self.ping(LOOPBACK, "-c", "3", "-i", "0.01", "-s", "100")
+        self.assertRegex(shown, r"\APING 127\.0\.0\.1: 100 bytes of data\n"
+                         r"(100 bytes from 127\.0\.0\.1: seq=\d ttl=64 time=\d+\.\d{3} ms\n){3}"
+                         r"\n--- 127\.0\.0\.1 ---\n3 sent, 3 received, 0% loss\n"
+                         r"min/avg/max/deviation (\d+\.\d{3}/){3}\d+\.\d{3} ms\n\Z")
+        self.assertEqual(re.findall(r"seq=(\d)", shown), ["1", "2", "3"])
+
+    def test_quiet(self):
+        self.assertRegex(self.ping(LOOPBACK, "-q", "-c1"), r"\A--- .* ---\n1 sent.*\nmin/.*\n\Z")
+
+    def test_failures(self):
+        """The host is named, and so is what the network said; the others are asked all the same."""
+        shown = self.ping(NO_ROUTE, LOOPBACK, "-c", "2", "-i", "0.01", status=1)
+        self.assertIn("no reply from 10.9.9.9: seq=2 Destination Network Not Reachable\n", shown)
+        self.assertIn("--- 10.9.9.9 ---\n2 sent, 0 received, 100% loss\n\n", shown)
+        self.assertIn("2 sent, 2 received, 0% loss", shown)
+        self.set("icmp_echo_ignore_all", "1")
+        shown = self.ping(LOOPBACK, "-c", "1", "-t", "0.02", status=1)
+        self.assertIn("seq=1 Request Timed Out\n", shown)
+
+    def test_up_to_five_hosts_have_lines(self):
+        hosts = [f"127.0.0.{i}" for i in range(1, 7)]
+        self.assertEqual(self.ping("-c1", *hosts[:5]).count("bytes from"), 5)
+        shown = self.ping("-c1", *hosts)
+        self.assertNotIn("bytes from", shown)
+        self.assertEqual(len(shown.splitlines()), 8)
+
+    def test_table_of_many_hosts(self):
+        hosts = [f"127.0.{i // 100}.{i % 100 + 1}" for i in range(300)] + [NO_ROUTE]
+        head, *rows, last = self.ping("-c", "2", "-i", "0.01", *hosts, status=1).splitlines()
+        self.assertEqual(head.split()[:8], ["host", "sent", "received", "loss", "min", "avg",
+                                            "max", "deviation"])
+        self.assertEqual([row.split()[0] for row in rows], hosts)
+        for row in rows[:-1]:
+            self.assertRegex(row, r"\A\S+ +2 +2 +0%( +\d+\.\d{3}){4}\Z")
+        self.assertRegex(rows[-1], r"\A\S+ +2 +0 +100%( +-){4}  Destination Network Not Reach")
+        self.assertEqual(last, "300 of 301 hosts have answered")
+
+    def test_terminal(self):
+        for setting, colour in ({}, True), ({"NO_COLOR": "1"}, False), ({"TERM": "dumb"}, False):
+            status, text = Terminal("ping", "-c1", LOOPBACK, environment=setting).finish()
+            self.assertEqual((status, b"\x1b[" in text), (0, colour))
+        hosts = [f"127.0.0.{i}" for i in range(1, 7)]
+        terminal = Terminal("ping", "-c0", *hosts)
+        terminal.read_until(b"6 of 6 hosts have answered")
+        os.kill(terminal.pid, signal.SIGINT)
+        status, text = terminal.finish()
+        self.assertEqual(status, 0)
+        self.assertIn(b"\r\x1b[K\x1b[2mhost ", text)
+
+    # --- figures
+
+    def test_json(self):
+        shown = self.json("-c", "20", "-i", "0.002", "-t", "0.5", LOOPBACK)
+        self.assertEqual(
+            [shown[key] for key in ("ok", "socket", "interrupted", "error", "count", "interval",
+                                    "timeout", "size")],
+            [True, "datagram", False, {"number": 0, "text": ""}, 20, 0.002, 0.5, 32])
+        host, = shown["hosts"]
+        self.assertEqual(
+            [host[key] for key in ("host", "address", "ok", "error", "sent", "received",
+                                   "not_awaited", "loss_percent")],
+            [LOOPBACK, LOOPBACK, True, {"number": 0, "text": ""}, 20, 20, 0, 0])
+        replies = host["replies"]
+        self.assertEqual([reply["seq"] for reply in replies], list(range(1, 21)))
+        for reply in replies:
+            self.assertEqual((reply["status"], reply["text"], reply["from"], reply["ttl"]),
+                             (0, "", LOOPBACK, 64))
+        times = [reply["ms"] for reply in replies]
+        for key, figure in (("min_ms", min), ("avg_ms", statistics.mean), ("max_ms", max),
+                            ("deviation_ms", statistics.pstdev)):
+            self.assertAlmostEqual(host[key], figure(times), places=6, msg=key)
+        self.assertGreaterEqual(shown["seconds"], 19 * 0.002)
+
+    def test_json_of_failures(self):
+        shown = self.json("-q", "-c2", "-i0.01", NO_ROUTE, LOOPBACK, status=1)
+        lost, good = shown["hosts"]
+        self.assertFalse(shown["ok"] or lost["ok"] or "replies" in lost)
+        self.assertEqual([lost[key] for key in ("sent", "received", "loss_percent", "min_ms")],
+                         [2, 0, 100, None])
+        self.assertEqual((lost["error"]["number"], good["received"]), (11002, 2))
+
+    def test_loss(self):
+        """The system stops answering in between."""
+        with subprocess.Popen([NETRO, "ping", "-c6", "-i0.1", "-t0.2", LOOPBACK],
+                              stdout=subprocess.PIPE, text=True) as process:
+            lines = [process.stdout.readline() for _ in range(3)]  # heading and two replies
+            self.set("icmp_echo_ignore_all", "1")
+            shown = "".join(lines) + process.communicate(timeout=LIMIT)[0]
+        self.assertEqual(process.returncode, 0)
+        received, loss = re.search(r"\n6 sent, (\d) received, ([\d.]+)% loss\n", shown).groups()
+        self.assertEqual(int(received), shown.count("bytes from"))
+        self.assertIn(int(received), range(2, 6))
+        self.assertAlmostEqual(float(loss), 100 * (1 - int(received) / 6), places=2)
+
+    # --- names
+
+    def test_names(self):
+        names = self.name_server(one=Reply([record("one.test", A, bytes([127, 0, 0, 7]))]),
+                                 all=Reply([record("all.test", A, bytes([224, 0, 0, 1]))]))
+        options = ["--dns", names.address, "-c1"]
+        shown = self.ping("one.test", *options)
+        self.assertIn("32 bytes from one.test (127.0.0.7): seq=1 ", shown)
+        for bad in "none.test", "all.test":
+            shown = self.ping(bad, "one.test", *options, status=1,
+                              stderr=f"cannot look up {bad}: ".encode())
+            self.assertIn("\n1 sent, 1 received, 0% loss\n", shown)
+        self.assertEqual(self.ping("none.test", *options, status=1, stderr=b"none.test"), "")
+        none, one = self.json("none.test", "one.test", *options, status=1, stderr=b"none")["hosts"]
+        self.assertEqual((none["address"], none["error"]["number"], none["sent"]), (None, 59, 0))
+        self.assertEqual((one["address"], one["ok"]), ("127.0.0.7", True))
+
+    # --- permission
+
+    def test_raw_socket(self):
+        shown = self.json("-c1", LOOPBACK, status=1, preexec_fn=without_group)  # which is not up
+        self.assertEqual((shown["socket"], shown["error"]["number"]), ("raw", 0))
+
+    def test_no_permission(self):
+        for text in b"net.ipv4.ping_group_range", b"cap_net_raw+ep " + NETRO.encode():
+            self.assertEqual(self.ping(LOOPBACK, status=1, stderr=text,
+                                       preexec_fn=without_permission), "")
+        shown = self.json(LOOPBACK, status=1, stderr=b"-10001", preexec_fn=without_permission)
+        self.assertEqual((shown["ok"], shown["socket"], shown["error"]["number"],
+                          shown["hosts"][0]["sent"]), (False, None, -10001, 0))
+
+    # --- the end
+
+    def interrupt_after(self, line, *arguments):
+        """Sends Ctrl-C once such a line is there; returns status and what came after it."""
+        with subprocess.Popen([NETRO, "ping", *arguments], stdout=subprocess.PIPE,
+                              stderr=subprocess.PIPE, text=True) as process:
+            while line not in process.stdout.readline():
+                self.assertIsNone(process.poll())
+            process.send_signal(signal.SIGINT)
+            output, errors = process.communicate(timeout=LIMIT)
+        self.assertEqual(errors, "")
+        return process.returncode, output
+
+    def test_interrupt_shows_the_statistics(self):
+        status, shown = self.interrupt_after("seq=2", "-c0", "-i0.05", LOOPBACK)
+        self.assertEqual(status, 0)
+        self.assertRegex(shown, r"\n\d+ sent, \d+ received(, 1 not awaited)?, 0% loss\nmin/")
+
+    def test_requests_on_their_way_are_not_lost(self):
+        self.set("icmp_echo_ignore_all", "1")
+        status, shown = self.interrupt_after("PING", LOOPBACK)
+        self.assertEqual(status, 1)
+        self.assertRegex(shown, r"\A\n--- .* ---\n(\d) sent, 0 received, \1 not awaited\n\Z")
+
+    def test_interrupt_ends_a_lookup(self):
+        names = self.name_server(one=None)
+        status, text = interrupt(names.asked, "ping", "one.test", "two.test", "--dns",
+                                 names.address)
+        self.assertEqual((status, text.count(b"9999")), (1, 1))
+
+    def test_reader_that_goes_away(self):
+        with subprocess.Popen([NETRO, "ping", "-c0", "-i0.01", LOOPBACK], stdout=subprocess.PIPE,
+                              stderr=subprocess.PIPE) as process:
+            process.stdout.close()
+            self.assertEqual(process.stderr.read(), b"")
+        self.assertEqual(process.returncode, 1)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,58 @@
+// The command "netro trace" beside the program traceroute, in network namespaces: the same hops.
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "ServerProcess.h"
+#include "tests/EchoNetworks.h"
+
+namespace netro::interop {
+namespace {
+
+// "3 10.3.0.2" for each line of a table that begins with the number of a hop and its host.
+std::vector<std::string> HopsOf(const std::string& command) {
+  std::istringstream lines(OwnNetwork::Read(command));
+  std::vector<std::string> hops;
+  for (std::string line; std::getline(lines, line);) {
+    std::istringstream words(line);
+    int number = 0;
+    std::string host;
+    if (words >> number >> host) hops.push_back(std::to_string(number) + " " + host);
+  }
+  return hops;
+}
+
+class TraceCommand : public testing::TestWithParam<const char*> {
+ protected:
+  void SetUp() override {
+    if (FindProgram("traceroute").empty()) GTEST_SKIP() << "traceroute is not installed";
+    if (!hosts_.IsMade()) GTEST_SKIP() << "no network namespaces can be made here";
+    ASSERT_TRUE(FourHosts::AwaitWay());
+  }
+
+  FourHosts hosts_;
+};
+
+// One probe at a time and for each hop: a router of this system refuses five times at once, then
+// once a second.
+TEST_P(TraceCommand, TheSameHopsAsTraceroute) {
+  const std::string ip = GetParam();
+  const auto expected = HopsOf("traceroute -n -I -N 1 -q 1 -w 0.3 -m 5 " + ip);
+  EXPECT_FALSE(expected.empty());
+  const std::string command = std::string(NETRO_COMMAND) + " trace -n -q 1 -t 0.3 -m 5 " + ip;
+  EXPECT_EQ(HopsOf(command), expected);
+  ASSERT_TRUE(OwnNetwork::AllowEcho());
+  EXPECT_EQ(HopsOf(command), expected) << "with a datagram socket";
+}
+
+// Near, far, unreachable, prohibited, a black hole, no route there.
+INSTANTIATE_TEST_SUITE_P(Ways, TraceCommand,
+                         testing::Values("10.1.0.2", "10.3.0.2", "10.9.1.1", "10.9.2.1", "10.9.3.1",
+                                         "10.9.4.1"),
+                         [](const auto& way) { return "Way" + std::to_string(way.index); });
+
+}  // namespace
+}  // namespace netro::interop

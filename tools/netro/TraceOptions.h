@@ -1,0 +1,29 @@
+// The options of "netro trace". Thread: any.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace CLI {
+class App;
+}
+
+namespace netro::tool {
+
+struct TraceOptions {
+  std::string host;
+  std::int32_t probes = 3;  // for each hop
+  std::int32_t maxHops = 30;
+  std::int32_t size = 32;
+  double timeout = 5;  // seconds
+  std::string dns;
+  bool numeric = false;
+  bool json = false;
+};
+
+void DeclareTraceOptions(CLI::App& options, TraceOptions& values);
+
+/// Throws UsageError for what cannot be asked.
+void CheckTraceOptions(const TraceOptions& options);
+
+}  // namespace netro::tool
