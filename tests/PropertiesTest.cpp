@@ -4,6 +4,7 @@
 #include <netro/EchoCls.h>
 #include <netro/HTTPCls.h>
 #include <netro/ICMPCls.h>
+#include <netro/LogfileCLS.h>
 #include <netro/NetBIOSCls.h>
 #include <netro/QueryDNSCLS.h>
 #include <netro/QueryTimeCLS.h>
@@ -11,6 +12,7 @@
 #include <netro/SendMailCls.h>
 #include <netro/SocketCls.h>
 #include <netro/UDPCls.h>
+#include <netro/WatchpostCls.h>
 #include <netro/WhoIsCls.h>
 
 #include <functional>
@@ -422,6 +424,28 @@ TEST(Properties, NetBIOSCls) {
         &N::MaxCfgNcbs, &N::MaxNcbs, &N::XmitBufUnavail, &N::MaxDgramSize, &N::PendingSess,
         &N::MaxCfgSess, &N::MaxSess, &N::MaxSessPktSize, &N::NameCount})
     EXPECT_EQ((N().*number)(), 0);
+}
+
+TEST(Properties, LogfileCLS) {
+  using L = LogfileCLS;
+  Walk<L>({
+      Settable<L, const std::string&>("LogFileName", &L::LogFileName, &L::LogFileName,
+                                      "logfile.txt", "other.csv"),
+      Settable<L, std::int32_t>("BufferSize", &L::BufferSize, &L::BufferSize, 100, 1),
+  });
+}
+
+TEST(Properties, WatchpostCls) {
+  using W = WatchpostCls;
+  Walk<W>({
+      Settable<W, const std::string&>("SettingsName", &W::SettingsName, &W::SettingsName, "",
+                                      "watch.ini"),
+      ReadOnly("LastErr", &W::LastErr, 0),
+      ReadOnly<W, const std::string&>("LastErrMsg", &W::LastErrMsg, ""),
+      ReadOnly("GetStatus", &W::GetStatus, 0),
+      ReadOnly("HostCount", &W::HostCount, 0),
+      ReadOnly("MailsWaiting", &W::MailsWaiting, 0),
+  });
 }
 
 TEST(Properties, EnumeratorsHaveTheirValues) {
