@@ -121,23 +121,28 @@ class MimeTest(unittest.TestCase):
                  **changes}
         if OPTIONS.server:
             order["port"] = int(OPTIONS.server[0])
-        done = subprocess.run([OPTIONS.compose], input=json.dumps(order).encode(), capture_output=True)
+        done = subprocess.run([OPTIONS.compose], input=json.dumps(order).encode(),
+                              capture_output=True)
         self.assertEqual((done.returncode, done.stderr), (0, b""))
         self.composed = done.stdout
         self.check_lines(self.composed)
-        received = self.composed
-        if OPTIONS.server:
-            received = arrived(OPTIONS.server[1])
-            trace = received[:len(received) - len(self.composed)]
-            self.assertEqual(received, trace + self.composed)
-            self.assertRegex(trace, rb"\nReceived: [^\n]*\n([ \t][^\n]*\n)*$")
-        message = email.message_from_bytes(received, policy=email.policy.default)
+        message = email.message_from_bytes(self.received(), policy=email.policy.default)
         for part in message.walk():
             self.assertEqual(part.defects, [], self.composed[:2000])
             for name, value in part.items():
                 if name != "Message-ID":  # is without "@"
                     self.assertEqual(value.defects, (), (name, value))
         return message
+
+    def received(self):
+        """The composed message, or the mail that arrived: the same behind the server's fields."""
+        if not OPTIONS.server:
+            return self.composed
+        mail = arrived(OPTIONS.server[1])
+        trace = mail[:len(mail) - len(self.composed)]
+        self.assertEqual(mail, trace + self.composed)
+        self.assertRegex(trace, rb"\nReceived: [^\n]*\n([ \t][^\n]*\n)*$")
+        return mail
 
     def check_lines(self, text):
         self.assertTrue(text.isascii())
