@@ -29,14 +29,19 @@ void Run(benchmark::State& state, Case& measured) {
     state.counters[measured.unit + "/s"] = measured.units / figures.seconds;
     state.counters["cpu_s"] = figures.cpuSeconds;
     state.counters["peak_MiB"] = figures.peakMiB;
+    state.SetLabel(figures.note);
   }
   measured.runs.push_back(std::move(figures));
 }
 
-/// The least of a figure over all runs: whatever else the machine did only adds to it.
-double Least(const Case& measured, double Figures::*member) {
+/// The run with the least of a figure: whatever else the machine did only adds to it.
+const Figures& LeastRun(const Case& measured, double Figures::*member) {
   const auto less = [member](const Figures& a, const Figures& b) { return a.*member < b.*member; };
-  return (*std::min_element(measured.runs.begin(), measured.runs.end(), less)).*member;
+  return *std::min_element(measured.runs.begin(), measured.runs.end(), less);
+}
+
+double Least(const Case& measured, double Figures::*member) {
+  return LeastRun(measured, member).*member;
 }
 
 double PeakMiB(const Case& measured) {
@@ -69,7 +74,7 @@ const Case* FindUsable(const std::string& id) {
 }
 
 void PrintRow(const Case& row) {
-  std::printf("%-38s %-8s ", row.name.c_str(), row.library.c_str());
+  std::printf("%-38s %-9s ", row.name.c_str(), row.library.c_str());
   if (const std::string* error = ErrorOf(row)) {
     std::printf("failed: %s\n", error->c_str());
     return;
@@ -81,6 +86,9 @@ void PrintRow(const Case& row) {
     std::printf(" %7.2f %7.2f  %s", Rate(row) / Rate(*base),
                 CpuMicroseconds(row) / CpuMicroseconds(*base),
                 (base->name == row.name ? base->library : base->name).c_str());
+  }
+  if (const std::string& note = LeastRun(row, &Figures::seconds).note; !note.empty()) {
+    std::printf("  %s", note.c_str());
   }
   std::printf("\n");
 }
@@ -97,9 +105,9 @@ void AddCase(Case added) {
 }
 
 void PrintTable() {
-  std::printf("\n%-38s %-8s %9s %-13s %9s %9s %7s %7s\n", "", "", "rate", "", "CPU us", "peak RSS",
+  std::printf("\n%-38s %-9s %9s %-13s %9s %9s %7s %7s\n", "", "", "rate", "", "CPU us", "peak RSS",
               "rate", "CPU");
-  std::printf("%-38s %-8s %9s %-13s %9s %9s %7s %7s  %s\n", "case", "library", "", "", "per unit",
+  std::printf("%-38s %-9s %9s %-13s %9s %9s %7s %7s  %s\n", "case", "library", "", "", "per unit",
               "MiB", "ratio", "ratio", "set against");
   for (const Case& row : AllCases()) {
     if (!row.runs.empty()) {

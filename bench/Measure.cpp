@@ -1,4 +1,4 @@
-// The child sends its figures through a pipe, the error text last.
+// The child sends its figures through a pipe, the texts last.
 
 #include "bench/Measure.h"
 
@@ -21,7 +21,14 @@ struct Report {
   double cpuSeconds;
   double peakMiB;
   std::array<char, 200> error;
+  std::array<char, 100> note;
 };
+
+/// What does not fit is cut.
+template <std::size_t size>
+void Copy(const std::string& text, std::array<char, size>& to) {
+  std::copy_n(text.begin(), std::min(text.size(), size - 1), to.begin());
+}
 
 double WallSeconds() {
   const auto now = std::chrono::steady_clock::now().time_since_epoch();
@@ -45,8 +52,9 @@ void RunAndReport(const Work& work, int pipe) {
   rusage usage{};
   getrusage(RUSAGE_SELF, &usage);
   Report report{
-      watch.Seconds(), watch.CpuSeconds(), static_cast<double>(usage.ru_maxrss) / 1024, {}};
-  std::copy_n(error.begin(), std::min(error.size(), report.error.size() - 1), report.error.begin());
+      watch.Seconds(), watch.CpuSeconds(), static_cast<double>(usage.ru_maxrss) / 1024, {}, {}};
+  Copy(error, report.error);
+  Copy(watch.Note(), report.note);
   (void)!write(pipe, &report, sizeof report);
 }
 
@@ -60,6 +68,11 @@ void Stopwatch::Start() {
 void Stopwatch::Stop() {
   seconds_ += WallSeconds();
   cpuSeconds_ += CpuSecondsSoFar();
+}
+
+void Stopwatch::Set(double seconds, double cpuSeconds) {
+  seconds_ = seconds;
+  cpuSeconds_ = cpuSeconds;
 }
 
 Figures MeasureInChild(const Work& work) {
@@ -76,7 +89,8 @@ Figures MeasureInChild(const Work& work) {
   if (!complete) {
     return {0, 0, 0, "the measuring process ended early, status " + std::to_string(status)};
   }
-  return {report.seconds, report.cpuSeconds, report.peakMiB, report.error.data()};
+  return {report.seconds, report.cpuSeconds, report.peakMiB, report.error.data(),
+          report.note.data()};
 }
 
 }  // namespace netro::bench

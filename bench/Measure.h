@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <string>
+#include <utility>
 
 namespace netro::bench {
 
@@ -13,12 +14,19 @@ class Stopwatch {
   void Start();
   void Stop();
 
+  /// For work that another program does and that was measured there.
+  void Set(double seconds, double cpuSeconds);
+  /// A few words that the table shows behind the figures.
+  void Note(std::string note) { note_ = std::move(note); }
+
   double Seconds() const { return seconds_; }
   double CpuSeconds() const { return cpuSeconds_; }
+  const std::string& Note() const { return note_; }
 
  private:
   double seconds_ = 0;
   double cpuSeconds_ = 0;
+  std::string note_;
 };
 
 /// Work to measure. It starts the stopwatch after its preparations, stops it before it cleans up,
@@ -30,6 +38,7 @@ struct Figures {
   double cpuSeconds = 0;  ///< user and system time of the child, its own children excluded
   double peakMiB = 0;     ///< most resident memory of the child
   std::string error;
+  std::string note = {};
 };
 
 /// Runs the work once in a forked child, for one minute at most.

@@ -1,5 +1,5 @@
-// netro_bench: speed and memory of the library beside libcurl, Asio and c-ares, in one run and
-// against the same local servers. See README.md in this folder.
+// netro_bench: speed and memory of the library beside libcurl, Asio, c-ares, fping and GMime, in one
+// run and against the same local servers. See README.md in this folder.
 
 #include <benchmark/benchmark.h>
 
@@ -14,10 +14,16 @@
 #include "bench/EchoCases.h"
 #include "bench/HttpCases.h"
 #include "bench/HttpServers.h"
+#include "bench/LogCases.h"
 #include "bench/LookupCases.h"
+#include "bench/MailCases.h"
+#include "bench/MimeCases.h"
+#include "bench/PingCases.h"
 #include "bench/Process.h"
+#include "bench/TextCases.h"
 #include "bench/TimeCases.h"
 #include "bench/WaitCases.h"
+#include "bench/WatchCases.h"
 #include "bench/WhoIsCases.h"
 
 namespace {
@@ -63,6 +69,12 @@ int main(int argc, char** argv) {
   netro::bench::AddLookupCases(servers.Folder());
   netro::bench::AddTimeCases();
   netro::bench::AddWhoIsCases();
+  netro::bench::AddPingCases();
+  netro::bench::AddLogCases();
+  netro::bench::AddWatchCases();
+  netro::bench::AddMimeCases();
+  netro::bench::AddMailCases();
+  netro::bench::AddTextCases();
   ProgressReporter progress;
   benchmark::RunSpecifiedBenchmarks(&progress);
   netro::bench::PrintTable();

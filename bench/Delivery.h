@@ -1,0 +1,23 @@
+// The same finished message delivered with SMTPCls and with libcurl.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "bench/Measure.h"
+
+namespace netro::bench {
+
+/// One message to one recipient, again and again, each time in a session of its own.
+struct Delivery {
+  std::uint16_t port = 0;
+  std::string message;  ///< without the end of its last line
+  int repetitions = 1;
+};
+
+std::string NetroDeliver(const Delivery& delivery, Stopwatch& watch);
+#ifdef NETRO_HAVE_CURL
+std::string CurlDeliver(const Delivery& delivery, Stopwatch& watch);
+#endif
+
+}  // namespace netro::bench
