@@ -1,5 +1,6 @@
 #include "support/LogBuffer.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <system_error>
@@ -39,16 +40,27 @@ std::int32_t LogBuffer::Open(const std::string& fileName, std::string header) {
 void LogBuffer::Append(std::string_view text) {
   const std::size_t before = text_.size();
   try {
-    for (std::size_t at; (at = text.find_first_of(kLineEnd)) != text.npos;) {
-      text_.append(text.substr(0, at)).append(text[at] == '\r' ? "\\r" : "\\n");
-      text.remove_prefix(at + 1);
-    }
-    text_.append(text).append(kLineEnd);
+    AppendOnOneLine(text);
+    text_.append(kLineEnd);
   } catch (...) {
     text_.resize(before);
     throw;
   }
   ++lines_;
+}
+
+// Looks for each of the two on its own, which is much faster than for both at once.
+void LogBuffer::AppendOnOneLine(std::string_view text) {
+  std::size_t cr = text.find('\r');
+  std::size_t lf = text.find('\n');
+  std::size_t begin = 0;
+  while (cr != text.npos || lf != text.npos) {
+    const std::size_t at = std::min(cr, lf);
+    text_.append(text.substr(begin, at - begin)).append(at == cr ? "\\r" : "\\n");
+    begin = at + 1;
+    (at == cr ? cr : lf) = text.find(text[at], begin);
+  }
+  text_.append(text.substr(begin));
 }
 
 std::int32_t LogBuffer::Commit() {

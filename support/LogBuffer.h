@@ -33,6 +33,7 @@ class LogBuffer {
 
   using File = std::unique_ptr<std::FILE, CloseFile>;
 
+  void AppendOnOneLine(std::string_view text);
   static std::int32_t Write(const File& file, std::string& text);
 
   File file_;
