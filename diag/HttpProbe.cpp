@@ -1,9 +1,11 @@
 #include "diag/HttpProbe.h"
 
+#include <string_view>
 #include <utility>
 
 #include "platform/ErrorNumbers.h"
 #include "socket/OpenConnection.h"
+#include "web/HttpAnswer.h"
 #include "web/HttpRequest.h"
 
 namespace netro {
@@ -39,12 +41,26 @@ void HttpProbe::Connect() {
 
 void HttpProbe::DataArrival(const Bytes& BinData, const std::string& /*RemoteHostIP*/) {
   line_.append(BinData.begin(), BinData.end());
-  const std::size_t end = line_.find('\n');
-  if (end == std::string::npos && line_.size() < kLongestLine) return;
-  if (end == std::string::npos) return End(kErrMessageTooLong);
-  line_.resize(end);
-  if (line_.ends_with('\r')) line_.pop_back();
-  End(0);
+  if (CutLine()) return End(0);
+  if (line_.size() >= kLongestLine) End(kErrMessageTooLong);
+}
+
+// False while the status line is not complete. Interim answers before it are thrown away (RFC 9110,
+// section 15.2).
+bool HttpProbe::CutLine() {
+  for (;;) {
+    const std::size_t end = line_.find('\n');
+    if (end == std::string::npos) return false;
+    const std::int32_t status = ParseStatusLine(std::string_view(line_).substr(0, end)).code;
+    if (status < 100 || status > 199) {
+      line_.resize(end);
+      if (line_.ends_with('\r')) line_.pop_back();
+      return true;
+    }
+    const std::size_t headerEnd = line_.find("\n\r\n");
+    if (headerEnd == std::string::npos) return false;
+    line_.erase(0, headerEnd + 3);
+  }
 }
 
 void HttpProbe::Closed() { End(kErrConnectionReset); }

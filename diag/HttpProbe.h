@@ -28,6 +28,7 @@ class HttpProbe final : private SocketClsEvents {
   void DataArrival(const Bytes& BinData, const std::string& RemoteHostIP) override;
   void Closed() override;
   void Error(std::int32_t Error, const std::string& Description) override;
+  bool CutLine();
   void End(std::int32_t error);
 
   SocketCls socket_;

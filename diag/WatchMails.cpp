@@ -11,18 +11,21 @@
 namespace netro {
 namespace {
 
-// A thread that is stuck must not gather failures without end.
+// A server that is stuck must not gather mails, nor a pause their failures, without end.
+constexpr std::size_t kMostMails = 10'000;
 constexpr std::size_t kMostFailures = 1000;
 
 }  // namespace
 
-bool WatchMails::Send(WatchMail mail) {
+std::string WatchMails::Send(WatchMail mail) {
   const std::lock_guard lock(mutex_);
+  if (mails_.size() == kMostMails) return "too many wait already.";
   mails_.push_back(std::move(mail));
-  if (running_) return true;
+  if (running_) return {};
   running_ = RunOnHelperThread([self = shared_from_this()] { self->Work(); });
-  if (!running_) mails_.pop_back();
-  return running_;
+  if (running_) return {};
+  mails_.pop_back();
+  return "no thread to send it.";
 }
 
 std::size_t WatchMails::Waiting() const {

@@ -23,8 +23,8 @@ struct WatchMail {
 
 class WatchMails : public std::enable_shared_from_this<WatchMails> {
  public:
-  /// False when the system gives no thread; the mail is not sent then.
-  bool Send(WatchMail mail);
+  /// Returns the empty text, or why the mail will not be sent.
+  std::string Send(WatchMail mail);
   /// Mails that are not out yet.
   std::size_t Waiting() const;
   /// What went wrong since the last call, a text for each mail.

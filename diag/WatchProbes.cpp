@@ -33,8 +33,8 @@ constexpr char kNoEcho[] = "ICMPCreateFile Error";
 std::string Harmless(std::string line) {
   constexpr std::size_t kMostKept = 200;
   line.resize(std::min(line.size(), kMostKept));
-  const auto isControl = [](unsigned char c) { return c < 0x20 || c == 0x7F; };
-  std::replace_if(line.begin(), line.end(), isControl, '?');
+  const auto isStrange = [](unsigned char c) { return c < 0x20 || c > 0x7E; };
+  std::replace_if(line.begin(), line.end(), isStrange, '?');
   return line;
 }
 
@@ -133,6 +133,7 @@ bool WatchProbes::BeginLookup(std::size_t index) {
     return true;
   }
   probe.lookup = DefaultHostLookup().Begin(host);
+  if (probe.lookup) SetDeadline(index, probe, Now() + kLookupTime);
   (probe.lookup ? resolving_ : unresolved_).push_back(index);
   return true;
 }
@@ -143,8 +144,10 @@ bool WatchProbes::TakeLookup(std::size_t index) {
     resolving_.push_back(index);
     return true;
   }
-  probe.ip = DefaultHostLookup().Finish(*probe.lookup).text;
-  if (probe.ip.empty()) return Fail(index, kNameUnknown);
+  LookupAnswer answer = DefaultHostLookup().Finish(*probe.lookup);
+  if (IsOwnLack(answer.error)) return End(index, nullptr);
+  if (answer.error != 0) return Fail(index, kNameUnknown);
+  probe.ip = std::move(answer.text);
   ready_.push_back(index);
   return true;
 }
@@ -160,7 +163,9 @@ bool WatchProbes::StartEcho(std::size_t index, Probe& probe) {
     echoes_ = std::make_unique<EchoRequests>(
         [this](std::int32_t echo, const EchoOutcome& outcome) { Echoed(echo, outcome); });
   }
-  if (echoes_->Open() != 0) return Fail(index, kNoEcho);
+  const std::int32_t error = echoes_->Open();
+  if (IsOwnLack(error)) return End(index, nullptr);
+  if (error != 0) return Fail(index, kNoEcho);
   probe.echo = echoes_->Send({*ParseDotted(probe.ip), 0, packetSize_}, echoTimeout_);
   if (probe.echo == 0) return End(index, nullptr);
   byEcho_[probe.echo] = index;
@@ -172,6 +177,7 @@ bool WatchProbes::Echoed(std::int32_t echo, const EchoOutcome& outcome) {
   if (found == byEcho_.end()) return true;
   const std::size_t index = found->second;
   byEcho_.erase(found);
+  if (outcome.status == kIpNoResources) return End(index, nullptr);
   if (outcome.status != kIpSuccess) return Fail(index, IcmpErrorText(outcome.status));
   return Succeed(index, outcome.roundTrip);
 }
@@ -195,15 +201,17 @@ bool WatchProbes::StartRequest(std::size_t index, Probe& probe) {
 bool WatchProbes::Answered(std::size_t index, std::int32_t error, const std::string& line) {
   if (IsOwnLack(error)) return End(index, nullptr);
   if (error != 0) return Fail(index, SocketErrorText(error));
-  const HttpStatus status = ParseStatusLine(line);
-  if (status.code < 200 || status.code > 399) return Fail(index, "HTTP answer: " + Harmless(line));
+  const std::int32_t status = line.starts_with("HTTP/") ? ParseStatusLine(line).code : 0;
+  if (status < 200 || status > 399) return Fail(index, "HTTP answer: " + Harmless(line));
   return Succeed(index, Now() - probes_[index].begun);
 }
 
-// A lookup that could not even begin says nothing about its host.
+// A lookup that could not even begin says nothing about its host. What has come while the thread
+// was busy is no silence, and the loop delivers it after its timers: a time must have been over
+// already when this was called last.
 bool WatchProbes::Expire() {
   const auto alive = alive_;
-  const TimePoint now = Now();
+  const TimePoint now = std::exchange(lastLook_, Now());
   while (*alive && !deadlines_.empty() && deadlines_.begin()->first <= now) {
     const std::size_t index = deadlines_.begin()->second;
     const Probe& probe = probes_[index];

@@ -77,6 +77,7 @@ class WatchProbes {
   std::unordered_map<std::size_t, Probe> probes_;
   std::unordered_map<std::int32_t, std::size_t> byEcho_;
   std::set<std::pair<TimePoint, std::size_t>> deadlines_;
+  TimePoint lastLook_;  // at the deadlines
   // Which step comes next for the probes that wait for one.
   std::deque<std::size_t> unresolved_;
   std::deque<std::size_t> resolving_;

@@ -27,7 +27,7 @@ std::string TextOf(const ProfileFile& file, const char* key, const char* standar
 }
 
 void ReadNumbers(const ProfileFile& file, WatchSettings& to) {
-  to.playSonarSound = Number(file, "PingSettings", "PlaySonarSound", 0, 0) != 0;
+  to.playSonarSound = Number(file, "PingSettings", "PlaySonarSound", 0, -1) != 0;
   to.timeout = Number(file, "PingSettings", "Timeout", 300, 1);
   to.packetSize = Number(file, "PingSettings", "PacketSize", 32, 0);
   to.upDelay = Number(file, "Settings", "UpDelay", kShortestUpDelay, kShortestUpDelay);

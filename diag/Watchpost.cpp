@@ -111,14 +111,16 @@ bool Watchpost::Start(const std::string& fileName) {
     return Fail(kAlreadyObserving, "Ansel's Watchpost observation already started.");
   }
   WatchSettings settings;
-  if (!Read(fileName, settings) || !OpenLog(fileName)) return false;
+  if (!Read(fileName, settings)) return false;
+  WatchList list;
+  list.Assign(settings, Now());
+  if (!OpenLog(fileName)) return false;
   if (!StartTimer()) {
     log_.StopLogging();
     return false;
   }
   settings_ = std::move(settings);
-  list_ = WatchList();
-  list_.Assign(settings_, Now());
+  list_ = std::move(list);
   status_ = WatchpostStarted;
   Succeed();
   Hunting(true);
@@ -260,6 +262,7 @@ void Watchpost::Ended(std::size_t index, const ProbeResult* result) {
   const std::uint32_t round = round_;
   if (result == nullptr) {
     list_.Release(index);
+    NoMemory();
   } else {
     const WatchChange change = list_.Record(index, *result, WallClock(), Now());
     if (change != WatchChange::None) Report(list_.At(index), change == WatchChange::Up);
@@ -311,9 +314,8 @@ void Watchpost::SendMail(const WatchFacts& facts, bool up) {
   mail.subject = FillWatchText(up ? settings_.upSubject : settings_.downSubject, settings_, facts);
   mail.text = FillWatchText(up ? settings_.upActionMsg : settings_.downActionMsg, settings_, facts);
   const std::string subject = mail.subject;
-  if (!mails_->Send(std::move(mail))) {
-    Note(kMailFailed, "mail", facts, "Mail '" + subject + "': no thread to send it.");
-  }
+  const std::string problem = mails_->Send(std::move(mail));
+  if (!problem.empty()) Note(kMailFailed, "mail", facts, "Mail '" + subject + "': " + problem);
 }
 
 void Watchpost::TellOfMails() {

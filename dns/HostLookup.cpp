@@ -51,7 +51,7 @@ class Names final : public HostLookup {
   }
 
   LookupAnswer Finish(const LookupTask& task) override {
-    if (task.answer.empty()) return {{}, kErrNoDnsEntries};
+    if (task.answer.empty()) return {{}, task.error};
     if (!task.isCached) cache_.Insert(task.address, task.answer);
     return {task.answer};
   }

@@ -4,6 +4,8 @@
 
 #include <atomic>
 #include <memory>
+#include <string>
+#include <utility>
 
 #include "platform/ErrorNumbers.h"
 #include "platform/HelperThread.h"
@@ -14,13 +16,14 @@
 namespace netro {
 namespace {
 
-std::string Resolve(const std::string& address) {
-  if (const auto ip = ParseDotted(address)) {
+void Resolve(LookupTask& task) {
+  task.error = kErrNoDnsEntries;
+  if (const auto ip = ParseDotted(task.address)) {
     std::string name = ResolveAddress(*ip);
-    return IsHostName(name) ? name : std::string();
+    if (IsHostName(name)) task.answer = std::move(name);
+  } else if (const auto found = ResolveName(task.address, task.error)) {
+    task.answer = FormatDotted(*found);
   }
-  const auto found = ResolveName(address);
-  return found ? FormatDotted(*found) : std::string();
 }
 
 // Lookups that hang in the system's resolver, abandoned ones among them.
@@ -35,7 +38,7 @@ std::shared_ptr<LookupTask> BeginSystemLookup(const std::string& address, Loop& 
   task->address = address;
   const bool started = ++g_helpers <= kMostHelpers &&
                        RunOnHelperThread([task, waker = loop.Notifications().SharedWaker()] {
-                         task->answer = Resolve(task->address);
+                         Resolve(*task);
                          --g_helpers;
                          task->done = true;
                          waker->Wake();
@@ -50,7 +53,7 @@ LookupAnswer AskSystem(const std::string& address, const CancelMark& mark, TimeP
   if (!task) return {{}, kErrNoBuffers};
   const WaitEnd end = WaitUntil(mark, deadline, [&] { return task->done.load(); });
   if (end != WaitEnd::Done) return {{}, WaitError(end)};
-  if (task->answer.empty()) return {{}, kErrNoDnsEntries};
+  if (task->answer.empty()) return {{}, task->error};
   return {task->answer};
 }
 

@@ -28,8 +28,9 @@ std::vector<std::int32_t> ReadHostAddresses();
 std::string ReadServiceName(std::int32_t port);
 std::int32_t ReadServicePort(const std::string& name);
 
-/// Ask the system's resolver; both may block for many seconds.
-std::optional<std::int32_t> ResolveName(const std::string& name);
+/// Ask the system's resolver; both may block for many seconds. `error` tells why there is no
+/// address: 59 there is none, 10055 this program lacks memory or descriptors to ask.
+std::optional<std::int32_t> ResolveName(const std::string& name, std::int32_t& error);
 std::string ResolveAddress(std::int32_t ip);
 
 }  // namespace netro

@@ -23,8 +23,9 @@ struct LookupAnswer {
 /// the loop it began on is woken when it is set.
 struct LookupTask {
   std::string address;
-  std::string answer;     // empty: there is none
-  bool isCached = false;  // the answer came from the cache
+  std::string answer;      // empty: there is none
+  std::int32_t error = 0;  // why there is none: 59, or 10055 no memory or descriptors to ask
+  bool isCached = false;   // the answer came from the cache
   std::atomic<bool> done{false};
 };
 

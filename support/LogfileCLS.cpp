@@ -67,7 +67,7 @@ bool LogfileCLS::Start() {
 bool LogfileCLS::StopLogging() {
   if (!buffer_->Active()) return ReportInactive();
   return Guarded([this] {
-    const std::int32_t error = buffer_->Commit();
+    const std::int32_t error = WriteOut();
     buffer_->Close();
     if (error != 0) return ReportSystem(error);
     if (events_ != nullptr) events_->LoggingStopped();

@@ -180,6 +180,19 @@ TEST_F(Logfile, AFullDiskKeepsTenBatchesAndLosesNoneOfThem) {
   EXPECT_EQ(Written(), expected) << "a line that was cut is continued";
 }
 
+TEST_F(Logfile, BatchesHaveTheirSizeAgainAfterAStop) {
+  log->BufferSize(1);
+  EXPECT_TRUE(log->StartLogging());
+  {
+    const FullDisk full(0);
+    EXPECT_FALSE(log->LogEvent("a"));
+  }
+  EXPECT_TRUE(log->StopLogging());
+  EXPECT_TRUE(log->StartLogging());
+  EXPECT_TRUE(log->LogEvent("b"));
+  EXPECT_EQ(Written(), "a\r\nb\r\n");
+}
+
 TEST_F(Logfile, AFileThatCannotBeMadeLeavesNothing) {
   log->LogFileName(folder.Path());
   EXPECT_FALSE(log->StartLogging());

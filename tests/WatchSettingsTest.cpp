@@ -53,7 +53,7 @@ TEST(WatchSettings, DelaysAndCyclesAreRaisedAndNoNumbersAreDefaults) {
   EXPECT_FALSE(standard.playSonarSound);
   const WatchSettings low = Read(std::string(kLeast) +
                                  "[Settings]\nUpDelay=60\nDownDelay=1\nUpCycle=0\nDownCycle=-3\n"
-                                 "HTTPTimeout=x\n[PingSettings]\nPlaySonarSound=1\nTimeout=\n");
+                                 "HTTPTimeout=x\n[PingSettings]\nPlaySonarSound=-1\nTimeout=\n");
   EXPECT_EQ(low.upDelay, 300);
   EXPECT_EQ(low.downDelay, 10);
   EXPECT_EQ(low.upCycle, 1);

@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 #include <netro/MessageLoop.h>
 #include <netro/WatchpostCls.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -12,6 +14,7 @@
 #include <memory>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "TemporaryFolder.h"
 #include "platform/Clock.h"
@@ -80,12 +83,12 @@ class Watchpost : public testing::Test {
   }
   std::string Log() const { return ReadFile(folder / "watch.csv"); }
 
-  // The clock moves a second at a time, but never while a round is running.
+  // The clock moves a second at a time, but not while a round is running or nothing is observed.
   bool Until(const std::function<bool()>& done) {
     const auto limit = std::chrono::steady_clock::now() + 20s;
     while (!done()) {
       if (std::chrono::steady_clock::now() > limit) return false;
-      if (post && post->GetStatus() != WatchpostBusy) AdvanceClockForTests(1s);
+      if (post && post->GetStatus() == WatchpostStarted) AdvanceClockForTests(1s);
       MessageLoop::ForThisThread().PumpMessages();
     }
     return true;
@@ -170,8 +173,8 @@ TEST_F(Watchpost, AHostThatGoesDownAndComesBackIsToldOnceEach) {
             "hunt probed0 round probed0 down:web/http/HTTP answer: HTTP/1.1 503 x round "
             "probed0 round probed0 round probed0 round "
             "probed0 up:web/http/HTTP answer: HTTP/1.1 503 x round probed0 round");
-  EXPECT_TRUE(Until([&] { return post->MailsWaiting() == 0; }));
   EXPECT_TRUE(post->StopObservation());
+  EXPECT_TRUE(Until([&] { return post->MailsWaiting() == 0; }));
   EXPECT_TRUE(Until([&] { return std::filesystem::exists(folder / "web down"); }));
   ASSERT_EQ(mail.Messages().size(), 1u);
   EXPECT_NE(mail.Messages()[0].find("Subject: web is down\r\n"), std::string::npos);
@@ -223,6 +226,75 @@ TEST_F(Watchpost, ASilentHostDoesNotDelayTheOthersAndFailsInTime) {
   AdvanceClockForTests(30s);
   EXPECT_TRUE(Until([&] { return journal.rounds == 1; }));
   EXPECT_EQ(post->HostAt(0).LastAnswer, "Command Timed Out");
+}
+
+TEST_F(Watchpost, TheFinalStatusLineCounts) {
+  const std::string request = "\r\n\r\n";
+  const struct {
+    const char* name;
+    peers::Script script;
+    const char* answer;
+  } kCases[] = {
+      {"interim",
+       {peers::Send("HTTP/1.1 103 Early\r\nA: b\r\n\r\nHTTP/1.1 100 x\r\n\r\nHTTP/1.1 404 no\n",
+                    {5, 21, 28, 60})},
+       "HTTP answer: HTTP/1.1 404 no"},
+      {"other", {peers::Send("SSH-2.0 200 OK\r\n")}, "HTTP answer: SSH-2.0 200 OK"},
+      {"strange", {peers::Send("HTTP/1.1 500 \x1b\xff\r\n")}, "HTTP answer: HTTP/1.1 500 ??"},
+      {"endless", {peers::Send(std::string(9000, 'x')), peers::Stay()}, "Message Too Long."},
+      {"cut", {peers::Send("HTTP/1.1 200 OK"), peers::Close()}, "Connection Reset by Peer."},
+  };
+  std::vector<std::unique_ptr<peers::BytesServer>> servers;
+  std::string text = "[DownActions]\n1=log\n[HostNames]\n";
+  for (const auto& test : kCases) {
+    peers::Script script = test.script;
+    script.insert(script.begin(), peers::AwaitText(request));
+    servers.push_back(std::make_unique<peers::BytesServer>(std::vector<peers::Script>{script}));
+    text += std::string(test.name) + "=http://127.0.0.1:" + std::to_string(servers.back()->Port()) +
+            "/|http\n";
+  }
+  Write(text);
+  EXPECT_TRUE(post->StartObservation());
+  EXPECT_TRUE(Rounds(1));
+  for (std::int32_t i = 0; i < post->HostCount(); ++i) {
+    const WatchedHost host = post->HostAt(i);
+    EXPECT_TRUE(host.LastAnswer.starts_with(kCases[i].answer)) << host.Name << host.LastAnswer;
+  }
+}
+
+TEST_F(Watchpost, WhatThisProgramLacksIsNoFailureOfAHost) {
+#ifdef __SANITIZE_ADDRESS__
+  GTEST_SKIP() << "the sanitizer needs descriptors itself";
+#endif
+  Write("[DownActions]\n1=log\n[HostNames]\necho=127.0.0.1|Ping\nname=a.test|Ping\nweb=" +
+        server.Url("/") + "|http\n");
+  EXPECT_TRUE(post->StartObservation());
+  rlimit before{};
+  getrlimit(RLIMIT_NOFILE, &before);
+  const int next = dup(0);
+  const rlimit none{static_cast<rlim_t>(next), before.rlim_max};
+  close(next);
+  setrlimit(RLIMIT_NOFILE, &none);
+  EXPECT_TRUE(Rounds(1));
+  setrlimit(RLIMIT_NOFILE, &before);
+  for (std::int32_t i = 0; i < 3; ++i) EXPECT_EQ(post->HostAt(i).Failures, 0) << i;
+  EXPECT_EQ(journal.Take(), "hunt round");
+  EXPECT_EQ(post->LastErr(), 10055);
+}
+
+TEST_F(Watchpost, AnAnswerThatCameWhileTheThreadWasBusyIsNoSilence) {
+  const peers::Script script = {peers::AwaitText("\r\n\r\n"),
+                                peers::Send("HTTP/1.1 200 OK\r\n\r\n"), peers::Close()};
+  peers::BytesServer web({script});
+  Write("[DownActions]\n1=log\n[HostNames]\nweb=http://127.0.0.1:" + std::to_string(web.Port()) +
+        "/|http\n");
+  EXPECT_TRUE(post->StartObservation());
+  EXPECT_TRUE(post->ObserveNow());
+  EXPECT_TRUE(Until([&] { return !web.ReceivedSoFar(0).empty(); }));
+  EXPECT_NE(web.Received(0), "") << "the answer is here, though not read";
+  AdvanceClockForTests(1h);
+  EXPECT_TRUE(Until([&] { return journal.rounds == 1; }));
+  EXPECT_EQ(post->HostAt(0).State, WatchedUp);
 }
 
 TEST_F(Watchpost, WhatIsKnownSurvivesPauseAndNewSettings) {

@@ -32,8 +32,8 @@ class NETRO_EXPORT LogfileCLSEvents {
   virtual void BufferCommited() {}
   /// StartLogging is about to make the file. A `Header` that is filled in becomes its first line.
   virtual void NewLogfile(std::string& Header) { (void)Header; }
-  /// 10000 logging is not active, 10001 it is already (texts: see Translate); 10055 no memory; else
-  /// the system's number and text.
+  /// 10000 logging is not active, 10001 it is already (texts: see Translate); else the system's
+  /// number and text.
   virtual void LogError(std::int32_t ErrorNr, const std::string& ErrorText) {
     (void)ErrorNr, (void)ErrorText;
   }

@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <memory>
 
+#include "platform/ErrorNumbers.h"
 #include "platform/Sockets.h"
 #include "platform/linux/Descriptor.h"
 
@@ -85,12 +86,14 @@ std::int32_t ReadServicePort(const std::string& name) {
   return found != nullptr ? ntohs(static_cast<std::uint16_t>(found->s_port)) : 0;
 }
 
-std::optional<std::int32_t> ResolveName(const std::string& name) {
+std::optional<std::int32_t> ResolveName(const std::string& name, std::int32_t& error) {
   addrinfo wanted{};
   wanted.ai_family = AF_INET;
   wanted.ai_socktype = SOCK_STREAM;
   addrinfo* list = nullptr;
-  if (getaddrinfo(name.c_str(), nullptr, &wanted, &list) != 0) return std::nullopt;
+  const int status = getaddrinfo(name.c_str(), nullptr, &wanted, &list);
+  error = status == EAI_SYSTEM || status == EAI_MEMORY ? kErrNoBuffers : kErrNoDnsEntries;
+  if (status != 0) return std::nullopt;
   const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> owner(list, &freeaddrinfo);
   if (list == nullptr || list->ai_addr == nullptr) return std::nullopt;
   return FromSystem(*reinterpret_cast<const sockaddr_in*>(list->ai_addr)).ip;

@@ -56,6 +56,8 @@ class Descriptor {
       dup2(output, STDERR_FILENO) < 0) {
     ReportAndExit(pipe);
   }
+  // What the host has opened is not meant for it either.
+  close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);
   execvp(arguments[0], arguments);
   ReportAndExit(pipe);
 }
