@@ -11,6 +11,7 @@ namespace netro {
 namespace {
 
 constexpr std::string_view kBlanks = " \t";
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";  // which some editors begin with
 
 /// `text` without the blanks at both ends; of nothing but blanks, the empty text at its end.
 std::string_view Trimmed(std::string_view text) {
@@ -61,6 +62,10 @@ ProfileFile ProfileFile::Parse(std::string_view text) {
   }
   file.lastLineEnds_ = text.empty() || text.ends_with('\n');
   std::size_t begin = 0;
+  if (text.starts_with(kByteOrderMark)) {
+    AddText(file.sections_.back(), kByteOrderMark);
+    begin = kByteOrderMark.size();
+  }
   for (auto end = firstEnd; end != text.npos; end = text.find('\n', begin)) {
     file.AddLine(text.substr(begin, end + 1 - begin));
     begin = end + 1;

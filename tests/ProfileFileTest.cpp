@@ -84,6 +84,8 @@ TEST(ProfileFile, GivesBackWhatItParsed) {
       "[a]\n\n\n",
       "[a]\r\nb=1\nc=2\r\nd",
       "[a]\n \t",
+      "\xEF\xBB\xBF",
+      "\xEF\xBB\xBF[a]\r\nb=1",
       std::string("[a\0]\nk\0=\0", 10),
       std::string(kMixed),
       crlf,
@@ -103,6 +105,10 @@ TEST(ProfileFile, ReadsBothLineEnds) {
   EXPECT_TRUE(file.Set("a", "c", "4"));
   EXPECT_TRUE(file.Set("a", "e", "5"));
   EXPECT_EQ(file.Text(), "[a]\r\nb=1\r\nc = 4 \nd=3\r\ne=5\r\n");
+}
+
+TEST(ProfileFile, AByteOrderMarkBelongsToNoLine) {
+  EXPECT_EQ(ProfileFile::Parse("\xEF\xBB\xBF[a]\nb=1").Value("a", "b"), "1");
 }
 
 TEST(ProfileFile, ChangesOneLineOnly) {
