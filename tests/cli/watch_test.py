@@ -150,7 +150,10 @@ class SettingsTest(WatchTestCase):
         for arguments, text in (
             ([], b"SETTINGS is required"),
             (["--example", "x.ini"], b"--example"),
-            ([__file__, "--html", __file__], b"--html"),
+            (["--example", "--json"], b"--example"),
+            ([__file__, "--html", __file__], b"would replace the settings"),
+            (["a/x.ini", "--html", "./a/b/../x.csv"], b"would replace the log"),
+            (["x.ini", "--html", ""], b"--html: must not be empty"),
             ([self.path("none")], b"Settings file not found: '" + self.path("none").encode()),
             ([self.folder], b"Can not read settings."),
             ([file("[HostNames]\na=127.0.0.1\n")], b"Neither a DownActions nor a UpAction"),
@@ -308,8 +311,15 @@ class WatchTest(WatchTestCase):
     def test_page_that_cannot_be_written(self):
         settings = self.settings({"good": self.web.url(200)})
         for name in self.folder, "/dev/null", self.path("none/hosts.html"):
-            self.watch(settings, "--once", "--html", name, status=1, stderr=b"cannot write " +
-                       name.encode())
+            shown = json.loads(self.watch(settings, "--json", "--html", name, status=1,
+                                          stderr=b"cannot write " + name.encode()))
+            self.assertEqual((shown["ok"], shown["error"]["number"]), (False, -1))
+
+    def test_log_that_cannot_be_written(self):
+        settings = self.settings({"good": self.web.url(200)})
+        os.mkdir(self.path("hosts.csv"))
+        shown = json.loads(self.watch(settings, "--json", status=1, stderr=b"start logging"))
+        self.assertEqual((shown["ok"], shown["error"]["number"], shown["hosts"]), (False, 5, []))
 
     # --- a terminal
 

@@ -6,14 +6,12 @@
 #include <cmath>
 #include <cstdlib>
 
-#include "tools/netro/Command.h"
 #include "tools/netro/EchoText.h"
 #include "tools/netro/HostAddress.h"
 
 namespace netro::tool {
 namespace {
 
-constexpr std::int32_t kNoSuchHost = 59;
 constexpr std::int32_t kCancelled = 9999;
 
 void SetError(PingTarget& target, std::int32_t number) {
@@ -46,21 +44,14 @@ void Pinger::Run() {
 }
 
 void Pinger::LookUp(PingTarget& target) {
-  const bool isName = !loop_.Names().IsIPNumber(target.host);
-  if (isName && IsStopped()) {
+  if (IsStopped() && !loop_.Names().IsIPNumber(target.host)) {
     SetError(target, kCancelled);
     return;
   }
-  try {
-    HostAddress found = FindAddress(loop_.Names(), target.host);
-    target.address = std::move(found.address);
-    target.errorNumber = found.error;
-    target.errorText = std::move(found.errorText);
-  } catch (const UsageError& error) {
-    if (!isName) throw;
-    target.errorNumber = kNoSuchHost;  // what a name stands for is not the user's doing
-    target.errorText = error.what();
-  }
+  HostAddress found = FindAddress(loop_.Names(), target.host);
+  target.address = std::move(found.address);
+  target.errorNumber = found.error;
+  target.errorText = std::move(found.errorText);
   if (target.address.empty()) {
     listener_.NotFound(target);
   }

@@ -44,8 +44,9 @@ class Watch final : private WatchListener {
     }
     const std::string problem = page_ ? page_->Write(watcher_) : "";
     if (!problem.empty()) {
-      ShowMessage(problem);
-      return QueryFailed;
+      constexpr std::int32_t kPageFailed = -1;
+      watcher_.Refuse(kPageFailed, problem);
+      return Fail(problem);
     }
     watcher_.Run();
     watcher_.End();
@@ -58,10 +59,22 @@ class Watch final : private WatchListener {
  private:
   int TellWhyNot() const {
     constexpr std::int32_t kLastOfSettings = 3;  // see docs/watch.md
-    const std::int32_t error = watcher_.Post().LastErr();
-    ShowMessage(FailureText("cannot observe the hosts of " + options_.settings, error,
-                            watcher_.Post().LastErrMsg()));
-    return error <= kLastOfSettings ? WrongUsage : QueryFailed;
+    const std::int32_t error = watcher_.ErrorNumber();
+    const std::string text = FailureText("cannot observe the hosts of " + options_.settings, error,
+                                         watcher_.ErrorText());
+    if (error > kLastOfSettings) {
+      return Fail(text);
+    }
+    ShowMessage(text);
+    return WrongUsage;
+  }
+
+  int Fail(const std::string& text) const {
+    ShowMessage(text);
+    if (options_.json) {
+      PrintWatchJson(watcher_);
+    }
+    return QueryFailed;
   }
 
   void TellResult() const {

@@ -81,8 +81,8 @@ void PrintWatchJson(const Watcher& watcher) {
     Print("  \"" + key + "\": " + Dump(value) + ",\n");
   }
   const WatchHistory& history = watcher.History();
-  PrintList("hosts", watcher.Post().HostCount(), [&](std::int32_t i) {
-    return ToJson(watcher.Post().HostAt(i), history.Of(static_cast<std::size_t>(i)));
+  PrintList("hosts", history.HostCount(), [&](std::size_t i) {
+    return ToJson(watcher.Post().HostAt(static_cast<std::int32_t>(i)), history.Of(i));
   });
   Print(",\n");
   const auto& changes = history.Changes();

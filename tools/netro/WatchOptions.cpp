@@ -11,6 +11,30 @@
 namespace netro::tool {
 namespace {
 
+namespace fs = std::filesystem;
+
+/// Empty for what cannot be looked at.
+fs::path Canonical(const fs::path& file) {
+  std::error_code error;
+  return fs::weakly_canonical(fs::absolute(file, error), error);
+}
+
+/// Neither has to be there yet.
+bool AreSameFile(const fs::path& one, const fs::path& other) {
+  const fs::path canonical = Canonical(one);
+  return !canonical.empty() && canonical == Canonical(other);
+}
+
+void CheckPage(const WatchOptions& options) {
+  const fs::path settings = options.settings;
+  if (AreSameFile(options.html, settings)) {
+    throw UsageError("--html: the page would replace the settings");
+  }
+  if (AreSameFile(options.html, fs::path(settings).replace_extension("csv"))) {
+    throw UsageError("--html: the page would replace the log");
+  }
+}
+
 constexpr const char* kExamples = R"(
 Examples:
   netro watch --example > hosts.ini
@@ -32,11 +56,12 @@ gives these up. The exit status is 0 then. With --once it is 0 when every host h
 It is 2 when the settings cannot be used.
 
 --json prints one object at the end: ok (every host has answered its last probe), interrupted, error
-(number and text of what went wrong last, such as a mail), settings, started, ended, rounds, the list
-hosts: name, host, kind ("Ping" or "http"), state ("up", "down" or "unseen"), since, successes and
-failures in a row, last_answer, ms, last_probe, probes, failed (of all probes), and times: the last
-120 in milliseconds, null for a failure; and the list changes, at most 500: time, state, name, host,
-text. What is not known is null.)";
+(number and text of what went wrong last, such as a mail; -1 when the page could not be written at
+the beginning), settings, started, ended, rounds, the list hosts: name, host, kind ("Ping" or
+"http"), state ("up", "down" or "unseen"), since, successes and failures in a row, last_answer, ms,
+last_probe, probes, failed (of all probes), and times: the last 120 in milliseconds, null for a
+failure; and the list changes, at most 500: time, state, name, host, text. What is not known is
+null.)";
 
 }  // namespace
 
@@ -47,6 +72,9 @@ void DeclareWatchOptions(CLI::App& options, WatchOptions& values) {
   options.add_flag("--once", values.once, "Probe every host once, wait for the mails, and end");
   options.add_option("--html", values.html, "Keep a page that shows the hosts, for browsers")
       ->type_name("FILE")
+      ->check([](const std::string& file) {
+        return std::string(file.empty() ? "must not be empty" : "");
+      })
       ->group(kOutput);
   options.add_flag("-v,--verbose", values.verbose, "Print a line for each probe, and no table")
       ->group(kOutput);
@@ -55,15 +83,16 @@ void DeclareWatchOptions(CLI::App& options, WatchOptions& values) {
 }
 
 void CheckWatchOptions(const WatchOptions& options) {
-  if (options.example && !(options.settings.empty() && options.html.empty())) {
+  const bool hasMore = !options.settings.empty() || !options.html.empty() || options.once ||
+                       options.verbose || options.json;
+  if (options.example && hasMore) {
     throw UsageError("--example goes alone");
   }
   if (!options.example && options.settings.empty()) {
     throw UsageError("SETTINGS is required; --example prints a file to begin with");
   }
-  std::error_code ignored;
-  if (std::filesystem::equivalent(options.html, options.settings, ignored)) {
-    throw UsageError("--html: the page would replace the settings");
+  if (!options.html.empty()) {
+    CheckPage(options);
   }
 }
 

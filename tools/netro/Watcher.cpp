@@ -20,10 +20,16 @@ Watcher::Watcher(const WatchOptions& options, WatchListener& listener)
 bool Watcher::Start() {
   started_ = DateNow();
   if (!post_.StartObservation()) {
+    Refuse(post_.LastErr(), post_.LastErrMsg());
     return false;
   }
   history_.Begin(static_cast<std::size_t>(post_.HostCount()));
   return true;
+}
+
+void Watcher::Refuse(std::int32_t number, const std::string& text) {
+  error_ = number;
+  errorText_ = text;
 }
 
 void Watcher::Run() {

@@ -33,8 +33,10 @@ class Watcher final : private WatchpostClsEvents {
  public:
   Watcher(const WatchOptions& options, WatchListener& listener);
 
-  /// False with LastErr and LastErrMsg of Post() when the observation cannot begin.
+  /// False with ErrorNumber and ErrorText when the observation cannot begin.
   bool Start();
+  /// Notes why the observation does not begin, for ErrorNumber and ErrorText.
+  void Refuse(std::int32_t number, const std::string& text);
   /// Returns at Ctrl-C, when the output is lost, or with --once at the end of the round.
   void Run();
   /// Waits for mails of the reports, until another Ctrl-C, and stops.
@@ -49,7 +51,9 @@ class Watcher final : private WatchpostClsEvents {
   Date Ended() const { return ended_; }  // 0: not yet
   /// Hosts that have answered their last probe.
   std::int32_t AnsweringHosts() const;
-  bool AllAnswer() const { return AnsweringHosts() == post_.HostCount(); }
+  bool AllAnswer() const {
+    return history_.HostCount() > 0 && AnsweringHosts() == post_.HostCount();
+  }
 
   /// What went wrong last; 0 and empty when nothing did.
   std::int32_t ErrorNumber() const { return error_; }
