@@ -241,7 +241,7 @@ SmtpSession::State SmtpSession::Connect() {
   ConnectionPlan plan;
   plan.host = settings_.receiverHostName;
   plan.port = settings_.port;
-  if (!PlanProxy(order_.proxy, plan)) return Refuse();
+  if (!PlanProxy(order_.proxy, plan) || HasControl(plan.host)) return Refuse();
   const bool namesForProxy = plan.socks != SocksKind::None && plan.remoteDNS;
   if (!exchangerAddress_.empty() && !namesForProxy) plan.host = exchangerAddress_;
   if (auto servers = NameServers(settings_)) connection_.NameServers(std::move(*servers));

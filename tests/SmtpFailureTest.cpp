@@ -388,6 +388,17 @@ TEST_F(SmtpProxyFailure, Refusals) {
   EXPECT_EQ(server_.Connections(), 0u);
 }
 
+TEST_F(SmtpProxyFailure, NoProxyGetsAServerNameWithControls) {
+  SocksServer proxy;
+  smtp_->ProxyUseRemoteDNS(true);
+  EXPECT_TRUE(DeliverThrough(proxy.Port(), SMTPProxySocks5NoAuth)) << smtp_->ResultMessage();
+  const std::size_t requests = proxy.Requests().size();
+  smtp_->ReceiverHostName("mx\r\n.test");
+  EXPECT_FALSE(smtp_->SMTP("me@xy.test", "you@xy.test", "x"));
+  ExpectResult(SMTP_STEP_INITSOCKET, SMTP_INITERROR, "Can not connect to host 'me.test'.");
+  EXPECT_EQ(proxy.Requests().size(), requests);
+}
+
 TEST_F(SmtpProxyFailure, Silence) {
   const TimeZone zone("UTC-6");
   SocksRules rules;

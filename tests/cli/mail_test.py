@@ -187,6 +187,8 @@ class MailTest(MailTestCase):
             (["--text", "x", "-H", "no colon"], b"no colon"),
             (["--text", "x", "-H", "a b: c"], b'"a b"'),
             (["--text", "x", "-H", "Content-Type: c"], b"Content-Type"),
+            (["--text", "x", "-H", "to: b@xy.test"], b'"to"'),
+            (["--text", "x", "[x]"], b"not expected: [x]\n"),
             (["--text", "x", "--charset", "klingon"], b"klingon"),
             (["--text", "x", "--port", "1"], b"--port"),
             (["--text", "x", "--timeout", "0"], b"--timeout"),
@@ -277,6 +279,8 @@ class CheckAddressTest(MailTestCase):
         for address, rule in ("", 1), ("jane", 4), ("a@b", 2), ("a@xy.test, b@xy.test", 2), ("a@[1.2.3]", 7):
             shown = self.check(*good, address, status=1)
             self.assertRegex(shown, rf"well written\n.*: wrong, .* \(rule {rule}\)\n\Z")
+        for text in "[1.2.3]", "[]", "[a@xy.test,b@xy.test]":  # no list of option values
+            self.assertIn(f"{text}: wrong", self.check("a@xy.test", text, status=1))
         self.check("--tlds", "com,test", "a@xy.test")
         self.assertIn("(rule 5)", self.check("--tlds", "com,net", "a@xy.test", status=1))
         self.check(status=2, stderr=b"ADDRESS")
@@ -313,6 +317,13 @@ class CheckAddressTest(MailTestCase):
         self.assertEqual(second["server"], {"ok": False, "result": 550, "message": "550 no user\r\n"})
         self.assertEqual((third["syntax"]["rule"], third["exchanger"], third["server"]),
                          (4, None, None))
+
+    def test_hints(self):
+        self.names.udp = {"xy.test": None}
+        for options, hint in ((["--smtp", "-s", "no.such.name.test"], b"no address"),
+                              (["--lookup", "-t1"], b"--timeout")):
+            self.check(*options, "--dns", self.names.address, "a@xy.test", status=1, stderr=hint)
+        self.check("--smtp", "-s", self.server.address, '"a<b"@xy.test', status=1)
 
     def test_interrupt_ends_all(self):
         self.server.replies = {b"RCPT": None}

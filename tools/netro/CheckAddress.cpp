@@ -1,5 +1,6 @@
 // "netro check-address": mail addresses checked with SendMailCls.
 
+#include <netro/Localization.h>
 #include <netro/SendMailCls.h>
 
 #include <CLI/CLI.hpp>
@@ -114,14 +115,26 @@ Json ToJson(const AddressReport& report) {
   return object;
 }
 
+/// The session could not begin; its text names this computer, not the one that has no address.
+bool IsWithoutHost(const AddressFinding& server) {
+  constexpr std::int32_t kCannotConnect = 7000;
+  const std::string text = GetMessageText(kCannotConnect);
+  return server.result == SMTP_INITERROR &&
+         server.message.starts_with(text.substr(0, text.find('\'')));
+}
+
 void Tell(const AddressReport& report, const Options& options) {
   if (!options.json) {
     Print(OnOneLine(report.address) + ": " + TextOf(report) + "\n");
     Flush();
   }
-  if (report.server && IsMailTimeout(report.server->result)) {
-    ShowMessage("the limit of each wait is " +
-                std::to_string(options.connection.connection.timeout) + " s, --timeout changes it");
+  const std::string seconds = std::to_string(options.connection.connection.timeout);
+  if ((report.lookup && IsMailTimeout(report.lookup->result)) ||
+      (report.server && IsMailTimeout(report.server->result))) {
+    ShowMessage("the limit of each wait is " + seconds + " s, --timeout changes it");
+  }
+  if (report.server && IsWithoutHost(*report.server)) {
+    ShowMessage("the name of the server or the proxy has no address");
   }
 }
 

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <string>
 #include <utility>
 
@@ -83,6 +84,17 @@ void CheckAdded(bool added, const SendMailCls& mail, const std::string& what) {
   }
 }
 
+/// A second field of these would spoil the message (RFC 5322, section 3.6), Bcc reach nobody.
+void CheckHeaderName(std::string name) {
+  constexpr const char* kOwn[] = {"from", "to", "cc", "bcc", "subject", "date", "message-id"};
+  std::ranges::transform(name, name.begin(), [](char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+  });
+  if (std::ranges::find(kOwn, name) != std::end(kOwn)) {
+    throw UsageError("--header: \"" + name + "\" is a field that the message has from elsewhere");
+  }
+}
+
 void AddFiles(SendMailCls& mail, const MailOptions& options) {
   for (const std::string& value : options.inlineFiles) {
     const auto [file, name] = ReadFileAndName(value);
@@ -133,6 +145,7 @@ void ComposeMail(const MailOptions& options, SendMailCls& mail) {
   }
   for (const std::string& line : options.headers) {
     const auto [name, value] = ReadHeader(line);
+    CheckHeaderName(name);
     CheckAdded(mail.AddHeader(name, value), mail, "--header: \"" + name + "\"");
   }
   AddFiles(mail, options);

@@ -20,8 +20,9 @@ before anything is sent. Each recipient gets the message in a session of its own
 each, as soon as all are done: accepted, or where the session failed and whether it is worth another
 try. Exit status 0 when all were accepted.
 
-Texts are UTF-8. An inline file is shown where the HTML has "cid:" and its name in the message, of
-which letters, digits, "_" and "." are kept. There is no encryption and no login.
+Texts are UTF-8. Of the names of files ASCII letters, digits, "_" and "." are kept in the message;
+an inline file is shown where the HTML has "cid:" and this name. There is no encryption and no
+login. The fields that have options, Date and Message-ID cannot be given with --header.
 
 --json prints one object: ok, simulated, message_bytes, seconds, error (number and text), and the
 list recipients: address, list (to, cc, bcc), accepted, step (number and name), result, message (the

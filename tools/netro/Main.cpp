@@ -12,6 +12,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "tools/netro/Command.h"
 #include "tools/netro/Terminal.h"
@@ -80,6 +81,27 @@ const Command* Find(std::string_view name) {
   return nullptr;
 }
 
+/// CLI11 takes "[a,b]" for a list where several values are welcome; with an ending it does not.
+constexpr std::string_view kBracketEnding = "]\x1F";
+
+std::vector<std::string> ReadArguments(int argc, char** argv) {
+  std::vector<std::string> arguments;
+  for (int i = argc - 1; i > 0; --i) {  // the order in which CLI11 wants them
+    arguments.emplace_back(argv[i]);
+    if (arguments.back().ends_with(']')) {
+      arguments.back() += kBracketEnding.substr(1);
+    }
+  }
+  return arguments;
+}
+
+std::string WithoutEnding(std::string argument) {
+  if (argument.ends_with(kBracketEnding)) {
+    argument.pop_back();
+  }
+  return argument;
+}
+
 int ReportUnknownCommand(const std::string& name) {
   std::string known;
   for (const Command& command : kCommands) {
@@ -123,6 +145,9 @@ int Run(int argc, char** argv) {
     CLI::App& options = *app.add_subcommand(kCommands[i].name, kCommands[i].summary);
     options.group("Commands");
     runs[i] = kCommands[i].setUp(options);
+    for (CLI::Option* option : options.get_options()) {
+      option->transform(WithoutEnding);
+    }
   }
 
   const auto chosen = [&app] {
@@ -130,11 +155,13 @@ int Run(int argc, char** argv) {
     return commands.empty() ? std::string() : commands.front()->get_name();
   };
   try {
-    app.parse(argc, argv);
+    app.parse(ReadArguments(argc, argv));
   } catch (const CLI::Success& request) {  // --help, --version
     return app.exit(request);
   } catch (const CLI::ParseError& error) {
-    return ReportUsage(chosen(), error.what());
+    std::string text = error.what();
+    std::erase(text, kBracketEnding.back());
+    return ReportUsage(chosen(), text);
   }
 
   const Command* command = Find(chosen());
