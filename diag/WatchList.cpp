@@ -27,7 +27,7 @@ void WatchList::Assign(const WatchSettings& settings, TimePoint now) {
   }
   hosts_ = std::move(hosts);
   schedule_.clear();
-  for (std::size_t i = 0; i < hosts_.size(); ++i) schedule_.insert({hosts_[i].due, i});
+  ReleaseAll();
 }
 
 seconds WatchList::Delay(const Host& host) const {
@@ -77,6 +77,10 @@ WatchChange WatchList::Failed(Host& host) const {
 }
 
 void WatchList::Release(std::size_t index) { Schedule(index, hosts_[index].due); }
+
+void WatchList::ReleaseAll() {
+  for (std::size_t i = 0; i < hosts_.size(); ++i) schedule_.insert({hosts_[i].due, i});
+}
 
 void WatchList::ResetDue(TimePoint now) {
   std::set<std::pair<TimePoint, std::size_t>> schedule;

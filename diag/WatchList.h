@@ -57,6 +57,8 @@ class WatchList {
   WatchChange Record(std::size_t index, const ProbeResult& result, Date date, TimePoint now);
   /// The host was not probed after all; it is due again as before.
   void Release(std::size_t index);
+  /// The same for all that were taken out.
+  void ReleaseAll();
   /// Makes every host of the schedule due.
   void ResetDue(TimePoint now);
 

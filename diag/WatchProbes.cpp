@@ -72,12 +72,10 @@ void WatchProbes::Begin(const WatchSettings& settings, const WatchList& list,
   module_->MessageLoop().PostTask([this, alive = alive_] { *alive&& Work(); });
 }
 
-std::vector<std::size_t> WatchProbes::GiveUp() {
+void WatchProbes::GiveUp() {
   StopTimer();
-  std::vector<std::size_t> indexes;
   for (const auto& [index, probe] : probes_) {
     if (probe.echo != 0) echoes_->Cancel(probe.echo);
-    indexes.push_back(index);
   }
   probes_.clear();
   byEcho_.clear();
@@ -86,7 +84,6 @@ std::vector<std::size_t> WatchProbes::GiveUp() {
   resolving_.clear();
   ready_.clear();
   requests_ = 0;
-  return indexes;
 }
 
 void WatchProbes::SetDeadline(std::size_t index, Probe& probe, TimePoint deadline) {

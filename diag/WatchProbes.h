@@ -37,8 +37,8 @@ class WatchProbes {
   /// Begins the probes of a round; there is none running.
   void Begin(const WatchSettings& settings, const WatchList& list,
              const std::vector<std::size_t>& indexes);
-  /// Gives the running probes up: Ended is not called for them. Returns their hosts.
-  std::vector<std::size_t> GiveUp();
+  /// Gives the running probes up: Ended is not called for them.
+  void GiveUp();
 
  private:
   struct Probe {

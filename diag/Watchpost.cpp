@@ -75,7 +75,7 @@ bool Watchpost::Read(const std::string& fileName, WatchSettings& settings) {
     return Fail(kNoFile, "Settings file not found: '" + fileName + "'.");
   }
   if (error != 0) {
-    return Fail(kUnreadable, "Can not read settings. " + ProgramErrorText(error) + ".");
+    return Fail(kUnreadable, "Can not read settings. " + SystemErrorText(error) + ".");
   }
   std::string problem = ReadWatchSettings(text, settings);
   return problem.empty() || Fail(kUnusable, std::move(problem));
@@ -229,14 +229,24 @@ WatchedHost Watchpost::HostAt(std::size_t index) const {
   return told;
 }
 
-void Watchpost::Tick() {
+// What the loop calls must not throw. The hosts of a round that is given up stay due.
+template <class Work>
+void Watchpost::Guarded(Work work) {
   try {
+    work();
+  } catch (const std::bad_alloc&) {
+    broken_ = true;
+    lastErr_ = kErrNoBuffers;
+    lastErrMsg_.clear();
+  }
+}
+
+void Watchpost::Tick() {
+  Guarded([this] {
+    if (broken_) GiveUpRound();
     TellOfMails();
     if (!inRound_) Round();
-  } catch (const std::bad_alloc&) {  // the hosts stay due
-    GiveUpRound();
-    NoMemory();
-  }
+  });
 }
 
 void Watchpost::Round() {
@@ -251,24 +261,27 @@ void Watchpost::Round() {
 }
 
 void Watchpost::GiveUpRound() {
-  for (const std::size_t index : probes_.GiveUp()) list_.Release(index);
+  probes_.GiveUp();
   running_ = 0;
   inRound_ = false;
+  list_.ReleaseAll();
+  broken_ = false;
 }
 
 void Watchpost::Ended(std::size_t index, const ProbeResult* result) {
   const auto self = shared_from_this();
   --running_;
-  const std::uint32_t round = round_;
-  if (result == nullptr) {
-    list_.Release(index);
-    NoMemory();
-  } else {
-    const WatchChange change = list_.Record(index, *result, WallClock(), Now());
-    if (change != WatchChange::None) Report(list_.At(index), change == WatchChange::Up);
-    Tell(index, change);
-  }
-  if (inRound_ && running_ == 0 && round == round_) EndRound();
+  Guarded([&] {
+    if (result == nullptr) {
+      list_.Release(index);
+      NoMemory();
+    } else {
+      const WatchChange change = list_.Record(index, *result, WallClock(), Now());
+      if (change != WatchChange::None) Report(list_.At(index), change == WatchChange::Up);
+      Tell(index, change);
+    }
+    if (inRound_ && running_ == 0) EndRound();
+  });
 }
 
 // The reports are out before the events, which may stop everything.
@@ -283,7 +296,6 @@ void Watchpost::Tell(std::size_t index, WatchChange change) {
 
 void Watchpost::EndRound() {
   inRound_ = false;
-  ++round_;
   CommitLog();
   if (owner_ != nullptr && owner_->Events() != nullptr) owner_->Events()->RoundEnded();
 }
@@ -335,7 +347,7 @@ void Watchpost::RunProgram(const WatchAction& action, const WatchFacts& facts) {
   if (error == 0) return;
   Note(kProgramFailed, "program", facts,
        "Error while starting '" + action.program + "'. Parameters: '" + joined +
-           "'. Error: " + ProgramErrorText(error));
+           "'. Error: " + SystemErrorText(error));
 }
 
 void Watchpost::Note(std::int32_t error, const char* state, const WatchFacts& facts,

@@ -52,6 +52,8 @@ class Watchpost final : public std::enable_shared_from_this<Watchpost>, private 
   void StopTimer();
   void Hunting(bool hunting);
 
+  template <class Work>
+  void Guarded(Work work);
   void Tick();
   void Round();
   void GiveUpRound();
@@ -82,7 +84,7 @@ class Watchpost final : public std::enable_shared_from_this<Watchpost>, private 
   std::int32_t status_ = WatchpostStopped;
   std::int32_t timer_ = 0;
   bool inRound_ = false;
-  std::uint32_t round_ = 0;  // serial number
+  bool broken_ = false;      // the round, by a lack of memory; the next tick gives it up
   std::size_t running_ = 0;  // probes of the round
   bool logged_ = false;      // lines that are not written yet
   std::int32_t lastErr_ = 0;

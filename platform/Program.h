@@ -15,7 +15,4 @@ namespace netro {
 std::int32_t StartProgram(const std::string& program, const std::vector<std::string>& arguments,
                           std::string_view input = {});
 
-/// The system's text of such a number.
-std::string ProgramErrorText(std::int32_t error);
-
 }  // namespace netro

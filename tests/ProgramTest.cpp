@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "TemporaryFolder.h"
+#include "platform/ErrorNumbers.h"
 #include "platform/Program.h"
 
 namespace netro {
@@ -85,7 +86,7 @@ TEST(Program, ThatCannotBeStartedIsAnError) {
   };
   for (const auto& test : kCases) {
     EXPECT_EQ(StartProgram(test.program, test.arguments), test.error) << test.program;
-    EXPECT_EQ(ProgramErrorText(test.error), test.text);
+    EXPECT_EQ(SystemErrorText(test.error), test.text);
   }
   EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "no zombie";
 }

@@ -111,6 +111,8 @@ TEST(WatchList, ResetMakesEveryHostDueExceptThoseBeingProbed) {
   EXPECT_EQ(list.TakeDue(now), (std::vector<std::size_t>{0, 1}));
   list.Release(2);
   EXPECT_EQ(list.TakeDue(now), (std::vector<std::size_t>{2})) << "was not probed after all";
+  list.ReleaseAll();
+  EXPECT_EQ(list.TakeDue(now), (std::vector<std::size_t>{0, 1, 2}));
 }
 
 // An outage of a host: from and to, in seconds since the start.

@@ -9,7 +9,6 @@
 
 #include <cerrno>
 #include <csignal>
-#include <system_error>
 #include <utility>
 
 #include "platform/ErrorNumbers.h"
@@ -121,11 +120,7 @@ int Start(const std::string& program, const std::vector<std::string>& arguments,
 std::int32_t StartProgram(const std::string& program, const std::vector<std::string>& arguments,
                           std::string_view input) {
   const int error = Start(program, arguments, input);
-  return error == 0 ? 0 : kSystemErrorBase + error;
-}
-
-std::string ProgramErrorText(std::int32_t error) {
-  return std::generic_category().message(error - kSystemErrorBase);
+  return error == 0 ? 0 : FileErrorNumber(error);
 }
 
 }  // namespace netro

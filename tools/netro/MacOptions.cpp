@@ -6,12 +6,10 @@
 
 #include "tools/netro/Command.h"
 #include "tools/netro/HostAndPort.h"
+#include "tools/netro/OptionValues.h"
 
 namespace netro::tool {
 namespace {
-
-constexpr double kShortestTimeout = 0.01;
-constexpr double kLongestTimeout = 3600;
 
 constexpr const char* kExamples = R"(
 Examples:
@@ -54,10 +52,7 @@ void CheckMacOptions(const MacOptions& options) {
   } else if (options.netBios) {
     throw UsageError("--netbios: HOST is missing");
   }
-  const bool fits = options.timeout >= kShortestTimeout && options.timeout <= kLongestTimeout;
-  if (!fits) {
-    throw UsageError("--timeout: 0.01 to 3600 seconds are possible");
-  }
+  CheckSeconds("--timeout", options.timeout);
 }
 
 }  // namespace netro::tool

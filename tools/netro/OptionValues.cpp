@@ -48,4 +48,21 @@ std::pair<std::string, std::string> ReadHeader(const std::string& line) {
   return {line.substr(0, colon), std::string(Trimmed(value))};
 }
 
+void CheckRange(const std::string& option, std::int32_t value, std::int32_t least,
+                std::int32_t most) {
+  if (value < least || value > most) {
+    throw UsageError(option + ": " + std::to_string(least) + " to " + std::to_string(most) +
+                     " are possible");
+  }
+}
+
+void CheckSeconds(const std::string& option, double seconds, double shortest) {
+  constexpr double kLongest = 3600;
+  if (!(seconds >= shortest && seconds <= kLongest)) {  // NaN is refused as well
+    char range[64];
+    std::snprintf(range, sizeof range, "%g to %g seconds are possible", shortest, kLongest);
+    throw UsageError(option + ": " + range);
+  }
+}
+
 }  // namespace netro::tool

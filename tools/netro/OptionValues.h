@@ -1,6 +1,7 @@
 // Reading of option values that several subcommands have. Thread: any.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <utility>
 
@@ -11,5 +12,10 @@ std::string ReadInput(const std::string& option, const std::string& name);
 
 /// Takes "Name: value" of --header apart. Throws UsageError.
 std::pair<std::string, std::string> ReadHeader(const std::string& line);
+
+/// Throw UsageError when the value is not in its range; the longest time is an hour.
+void CheckRange(const std::string& option, std::int32_t value, std::int32_t least,
+                std::int32_t most);
+void CheckSeconds(const std::string& option, double seconds, double shortest = 0.01);
 
 }  // namespace netro::tool

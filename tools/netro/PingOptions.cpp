@@ -6,13 +6,13 @@
 
 #include "tools/netro/Command.h"
 #include "tools/netro/HostAndPort.h"
+#include "tools/netro/OptionValues.h"
 
 namespace netro::tool {
 namespace {
 
 constexpr std::int32_t kLargestSize = 65507;
 constexpr double kShortest = 0.001;
-constexpr double kLongest = 3600;
 
 constexpr const char* kExamples = R"(
 Examples:
@@ -62,12 +62,6 @@ void DeclareConnection(CLI::App& options, PingOptions& values) {
       ->group(kGroup);
 }
 
-void CheckSeconds(const char* option, double seconds) {
-  if (!(seconds >= kShortest && seconds <= kLongest)) {  // NaN is refused as well
-    throw UsageError(std::string(option) + ": 0.001 to 3600 seconds are possible");
-  }
-}
-
 }  // namespace
 
 void DeclarePingOptions(CLI::App& options, PingOptions& values) {
@@ -87,11 +81,9 @@ void CheckPingOptions(const PingOptions& options) {
   if (options.count < 0) {
     throw UsageError("--count: 0 or more requests are possible");
   }
-  if (options.size < 0 || options.size > kLargestSize) {
-    throw UsageError("--size: 0 to " + std::to_string(kLargestSize) + " bytes are possible");
-  }
-  CheckSeconds("--interval", options.interval);
-  CheckSeconds("--timeout", options.timeout);
+  CheckRange("--size", options.size, 0, kLargestSize);
+  CheckSeconds("--interval", options.interval, kShortest);
+  CheckSeconds("--timeout", options.timeout, kShortest);
 }
 
 }  // namespace netro::tool

@@ -6,6 +6,7 @@
 
 #include "tools/netro/Command.h"
 #include "tools/netro/HostAndPort.h"
+#include "tools/netro/OptionValues.h"
 
 namespace netro::tool {
 namespace {
@@ -13,8 +14,6 @@ namespace {
 constexpr std::int32_t kMostProbes = 10;
 constexpr std::int32_t kMostHops = 255;
 constexpr std::int32_t kLargestSize = 65507;
-constexpr double kShortestTimeout = 0.01;
-constexpr double kLongestTimeout = 3600;
 
 constexpr const char* kExamples = R"(
 Examples:
@@ -35,14 +34,6 @@ which is named when it is missing.
 hop, loss_percent, hosts (address and name of each that has answered), and probes: status (0 a reply,
 11013 a router's word that the time to live was used up, 11010 silence), text, from, ms. What is not
 known is null.)";
-
-void CheckRange(const std::string& option, std::int32_t value, std::int32_t least,
-                std::int32_t most) {
-  if (value < least || value > most) {
-    throw UsageError(option + ": " + std::to_string(least) + " to " + std::to_string(most) +
-                     " are possible");
-  }
-}
 
 }  // namespace
 
@@ -77,10 +68,7 @@ void CheckTraceOptions(const TraceOptions& options) {
   CheckRange("--probes", options.probes, 1, kMostProbes);
   CheckRange("--max-hops", options.maxHops, 1, kMostHops);
   CheckRange("--size", options.size, 0, kLargestSize);
-  const bool fits = options.timeout >= kShortestTimeout && options.timeout <= kLongestTimeout;
-  if (!fits) {
-    throw UsageError("--timeout: 0.01 to 3600 seconds are possible");
-  }
+  CheckSeconds("--timeout", options.timeout);
 }
 
 }  // namespace netro::tool
