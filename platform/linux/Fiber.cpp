@@ -174,7 +174,7 @@ void Fiber::Begin(std::function<void()> work) {
 }
 
 void Fiber::Resume() {
-  ucontext_t here{};
+  ucontext_t here;
   state_->EnterFrom(here);
 }
 
