@@ -28,7 +28,7 @@ std::optional<HardwareAddress> QueryHardwareAddress(std::int32_t ip, const Cance
   auto found = ConfirmedNeighbour(ip);
   if (found || !AskForNeighbour(ip)) return found;
   const TimePoint deadline = SecondsFromNow(kPatienceSeconds);
-  while (!(found = KnownNeighbour(ip)) && !mark.Cancelled() && Now() < deadline)
+  while (!(found = KnownNeighbour(ip)) && !mark.Cancelled() && !mark.Expired(deadline))
     WaitUntil(mark, std::min(deadline, Now() + kPause), [] { return false; });
   if (mark.Cancelled()) return std::nullopt;
   return found;

@@ -8,10 +8,10 @@
 
 #include "diag/IcmpTexts.h"
 #include "diag/TraceRoute.h"
+#include "platform/CallState.h"
 #include "platform/ErrorNumbers.h"
 #include "platform/HostInfo.h"
 #include "platform/Sockets.h"
-#include "socket/CallState.h"
 #include "socket/EchoExchange.h"
 #include "socket/HostLookup.h"
 #include "socket/SocketModule.h"
@@ -76,7 +76,7 @@ std::int32_t ResultOf(Call call) try {
 
 ICMPCls::ICMPCls() : module_(SocketModule::ForThread()), call_(std::make_shared<CallState>()) {}
 
-ICMPCls::~ICMPCls() { call_->alive = false; }
+ICMPCls::~ICMPCls() { call_->Die(); }
 
 void ICMPCls::SetLastErr(std::int32_t error) {
   lastErr_ = error;
@@ -95,6 +95,7 @@ std::int32_t ICMPCls::Resolve(const std::string& host, const CancelMark& mark, s
   SetLookupResult(answer.error);
   ip = answer.ip;
   if (answer.error == kErrCancelled) return kErrCancelled;
+  if (answer.error == kErrTimedOut) return -kIpTimedOut;
   return answer.error == 0 ? 0 : -kIcmpNoHost;
 }
 
@@ -167,10 +168,7 @@ std::int32_t ICMPCls::GetServicePortByName(const std::string& Name) const {
   return ReadServicePort(Name);
 }
 
-void ICMPCls::StopWaiting() {
-  ++call_->stops;
-  module_->MessageLoop().Wake();
-}
+void ICMPCls::StopWaiting() { call_->Stop(module_->MessageLoop()); }
 
 void ICMPCls::Kill() { StopWaiting(); }
 

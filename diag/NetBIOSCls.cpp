@@ -12,10 +12,10 @@
 #include "diag/ArpQuery.h"
 #include "diag/NetBiosCodes.h"
 #include "diag/NodeStatusQuery.h"
+#include "platform/CallState.h"
 #include "platform/HostInfo.h"
 #include "platform/Interfaces.h"
 #include "platform/Sockets.h"
-#include "socket/CallState.h"
 #include "support/Text.h"
 
 namespace netro {
@@ -80,7 +80,7 @@ std::int32_t ReadStatus(std::int16_t adapter, const std::string& hostName, const
 NetBIOSCls::NetBIOSCls()
     : module_(SocketModule::ForThread()), call_(std::make_shared<CallState>()) {}
 
-NetBIOSCls::~NetBIOSCls() { call_->alive = false; }
+NetBIOSCls::~NetBIOSCls() { call_->Die(); }
 
 bool NetBIOSCls::GetMacAddress(std::int16_t Adapter, std::string HostName, std::string Divider,
                                std::int32_t& ErrorCode) {
@@ -120,10 +120,7 @@ std::string NetBIOSCls::GetErrorText(std::int32_t ResultCode) const {
   return GetMessageText(kFirstText + static_cast<std::int32_t>(found - std::begin(kCodes)));
 }
 
-void NetBIOSCls::StopWaiting() {
-  ++call_->stops;
-  module_->MessageLoop().Wake();
-}
+void NetBIOSCls::StopWaiting() { call_->Stop(module_->MessageLoop()); }
 
 void NetBIOSCls::Kill() { StopWaiting(); }
 

@@ -18,10 +18,11 @@ constexpr long kSecondsForReply = 1;
 std::int32_t Ask(std::int32_t ip, const CancelMark& mark, Bytes& reply) {
   const auto id = static_cast<std::uint16_t>(RandomNumber());
   const Bytes request = ComposeNodeStatusRequest(id);
-  DatagramSocket socket(mark.Module().Notifications());
+  DatagramSocket socket(mark.Module().Notifications(), mark.Object());
   if (socket.Open({}, {ip, kNameServicePort}) != 0) return kNetBiosSystemError;
   socket.TakeOnly([=](auto datagram) { return MayAnswerNodeStatus(datagram, id); });
   for (int i = 0; i < kRequests; ++i) {
+    if (mark.Expired()) return kNetBiosTimedOut;
     const std::int32_t error = socket.Send(request);
     if (error != 0 && error != kErrWouldBlock) return kNetBiosSystemError;
     const WaitEnd end =

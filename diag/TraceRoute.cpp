@@ -47,6 +47,7 @@ std::int32_t TraceRoute::Pause() {
 
 std::int32_t TraceRoute::AskHop(std::int32_t ttl) {
   if (mark_.Cancelled()) return kErrCancelled;
+  if (mark_.Expired()) return -kIpTimedOut;
   const EchoRequest request{ip_, ttl, settings_.tracePacketSize};
   return exchange_.Ask(request, milliseconds(settings_.traceTimeout), outcome_);
 }

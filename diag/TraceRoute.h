@@ -4,7 +4,7 @@
 
 #include <netro/ICMPCls.h>
 
-#include "socket/CallState.h"
+#include "platform/CallState.h"
 #include "socket/EchoExchange.h"
 #include "socket/Wait.h"
 

@@ -6,7 +6,7 @@
 #include <netro/QueryDNSCLS.h>
 
 #include "dns/DnsExchange.h"
-#include "socket/CallState.h"
+#include "platform/CallState.h"
 
 namespace netro {
 

@@ -41,7 +41,8 @@ class Names final : public HostLookup {
     auto known = cache_.Find(name);
     const bool isCached = known.has_value();
     if (!isCached) known = AskHostsFile(name);
-    if (known->empty()) return BeginSystemLookup(name, *Loop::ForThread());
+    if (known->empty())
+      return BeginSystemLookup(name, *Loop::ForThread(), std::make_shared<CallState>());
     auto task = std::make_shared<LookupTask>();
     task->isCached = isCached;
     task->address = std::move(name);

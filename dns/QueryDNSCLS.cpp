@@ -15,7 +15,7 @@ namespace netro {
 QueryDNSCLS::QueryDNSCLS()
     : module_(SocketModule::ForThread()), call_(std::make_shared<CallState>()) {}
 
-QueryDNSCLS::~QueryDNSCLS() { call_->alive = false; }
+QueryDNSCLS::~QueryDNSCLS() { call_->Die(); }
 
 // Both queries: refused inside another one, and the result is left in LastErr.
 template <class Call>
@@ -75,10 +75,7 @@ bool QueryDNSCLS::IsIPNumber(const std::string& Address) const {
   return ParseDotted(Address).has_value();
 }
 
-void QueryDNSCLS::StopWaiting() {
-  ++call_->stops;
-  module_->MessageLoop().Wake();
-}
+void QueryDNSCLS::StopWaiting() { call_->Stop(module_->MessageLoop()); }
 
 void QueryDNSCLS::Kill() { StopWaiting(); }
 

@@ -17,11 +17,13 @@ constexpr std::chrono::milliseconds kEchoTime(500);
 // One question to each server.
 class Probes {
  public:
-  explicit Probes(Notifier& notifier)
-      : echo_(notifier, [this](std::int32_t number, const EchoOutcome& outcome) {
-          --open_;
-          if (outcome.status == kIpSuccess) answered_.insert(number);
-        }) {}
+  explicit Probes(const CancelMark& mark)
+      : echo_(mark.Module().Notifications(),
+              [this, &mark](std::int32_t number, const EchoOutcome& outcome) {
+                mark.Object()->Changed();
+                --open_;
+                if (outcome.status == kIpSuccess) answered_.insert(number);
+              }) {}
 
   // False when nobody can be asked.
   bool AskAll(const std::vector<std::string>& servers) {
@@ -74,7 +76,7 @@ std::string DiscoverServerList(const CancelMark& mark, bool& complete) {
   const std::vector<std::string> servers = ReadResolverConfig().servers;
   if (servers.empty()) return {};
   std::vector<std::string> answering;
-  Probes probes(mark.Module().Notifications());
+  Probes probes(mark);
   // A single server is the list, whatever it answers.
   if (servers.size() > 1 && probes.AskAll(servers)) {
     WaitUntil(mark, Now() + kEchoTime, [&] { return probes.AllEnded(); });

@@ -155,7 +155,7 @@ LookupAnswer AskServers(const std::vector<DnsServer>& servers, const std::string
       if (reply.kind == Reply::Found) return {std::move(reply.text)};
       if (reply.kind == Reply::NoSuchName) return {{}, kErrNoDnsEntries};
       if (reply.kind == Reply::Cancelled) return {{}, kErrCancelled};
-      if (Now() >= deadline) return {{}, kErrTimedOut};
+      if (mark.Expired(deadline)) return {{}, kErrTimedOut};
       if (reply.kind == Reply::Silent) silent.push_back(server);
     }
     left = std::move(silent);

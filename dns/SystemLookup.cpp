@@ -32,16 +32,17 @@ std::atomic<int> g_helpers{0};
 
 }  // namespace
 
-// The helper holds the waker, not the loop: a late one must not destroy a loop on its thread.
-std::shared_ptr<LookupTask> BeginSystemLookup(const std::string& address, Loop& loop) {
+// The helper does not hold the loop: a late one must not destroy it on its thread.
+std::shared_ptr<LookupTask> BeginSystemLookup(const std::string& address, Loop& loop,
+                                              std::shared_ptr<CallState> call) {
   auto task = std::make_shared<LookupTask>();
   task->address = address;
   const bool started = ++g_helpers <= kMostHelpers &&
-                       RunOnHelperThread([task, waker = loop.Notifications().SharedWaker()] {
+                       RunOnHelperThread([task, call = std::move(call), calls = loop.Calls()] {
                          Resolve(*task);
                          --g_helpers;
                          task->done = true;
-                         waker->Wake();
+                         calls->Push(*call);
                        });
   if (started) return task;
   --g_helpers;
@@ -49,7 +50,7 @@ std::shared_ptr<LookupTask> BeginSystemLookup(const std::string& address, Loop& 
 }
 
 LookupAnswer AskSystem(const std::string& address, const CancelMark& mark, TimePoint deadline) {
-  const auto task = BeginSystemLookup(address, mark.Module().MessageLoop());
+  const auto task = BeginSystemLookup(address, mark.MessageLoop(), mark.Object());
   if (!task) return {{}, kErrNoBuffers};
   const WaitEnd end = WaitUntil(mark, deadline, [&] { return task->done.load(); });
   if (end != WaitEnd::Done) return {{}, WaitError(end)};

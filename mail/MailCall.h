@@ -14,8 +14,8 @@
 
 #include "dns/DnsExchange.h"
 #include "mail/SmtpSession.h"
+#include "platform/CallState.h"
 #include "platform/ErrorNumbers.h"
-#include "socket/CallState.h"
 #include "socket/SocketErrors.h"
 #include "socket/Wait.h"
 

@@ -157,10 +157,7 @@ std::string MailCall::FailLookup(std::int32_t error) {
   return {};
 }
 
-void SendMailCls::StopWaiting() {
-  ++call_->stops;
-  module_->MessageLoop().Wake();
-}
+void SendMailCls::StopWaiting() { call_->Stop(module_->MessageLoop()); }
 
 void SendMailCls::Kill() { StopWaiting(); }
 

@@ -7,7 +7,7 @@
 #include "mail/SmtpSession.h"
 #include "mail/SmtpTables.h"
 #include "mail/SmtpTranscript.h"
-#include "socket/CallState.h"
+#include "platform/CallState.h"
 #include "socket/SocketModule.h"
 
 namespace netro {
@@ -17,7 +17,7 @@ SMTPCls::SMTPCls()
       call_(std::make_shared<CallState>()),
       result_(std::make_shared<SmtpResult>()) {}
 
-SMTPCls::~SMTPCls() { call_->alive = false; }
+SMTPCls::~SMTPCls() { call_->Die(); }
 
 bool SMTPCls::SMTP(const std::string& From, const std::string& RcptTo, const std::string& Data) {
   const BusyScope busy(call_);
@@ -65,10 +65,7 @@ std::string SMTPCls::GetGatewayIPFromProtocol(const std::string& Protocol) const
   return FindGateway(Protocol).address;
 }
 
-void SMTPCls::StopWaiting() {
-  ++call_->stops;
-  module_->MessageLoop().Wake();
-}
+void SMTPCls::StopWaiting() { call_->Stop(module_->MessageLoop()); }
 
 void SMTPCls::Kill() { StopWaiting(); }
 

@@ -1,7 +1,7 @@
 #include <netro/Localization.h>
 #include <netro/SMTPSettings.h>
 
-#include "socket/CallState.h"
+#include "platform/CallState.h"
 #include "socket/HostLookup.h"
 #include "socket/SocketModule.h"
 #include "socket/Wait.h"

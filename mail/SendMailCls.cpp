@@ -6,9 +6,9 @@
 
 #include "mail/HeaderBlock.h"
 #include "mail/MimeMessage.h"
+#include "platform/CallState.h"
 #include "platform/ErrorNumbers.h"
 #include "platform/WholeFile.h"
-#include "socket/CallState.h"
 #include "socket/SocketErrors.h"
 #include "socket/SocketModule.h"
 
@@ -43,7 +43,7 @@ SendMailCls::SendMailCls()
       call_(std::make_shared<CallState>()),
       message_(std::make_unique<MimeMessage>()) {}
 
-SendMailCls::~SendMailCls() { call_->alive = false; }
+SendMailCls::~SendMailCls() { call_->Die(); }
 
 bool SendMailCls::SetResult(std::int32_t result, std::string message) {
   result_ = result;

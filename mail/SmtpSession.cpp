@@ -226,6 +226,7 @@ SmtpSession::State SmtpSession::LookUp() {
   const MailExchanger found = FindMailExchanger(settings_, domain, mark_, show);
   result_->dnsError = mark_.Cancelled() ? kErrCancelled : found.dnsError;
   if (mark_.Cancelled()) return FailWait(SMTP_STEP_AUTODNS, kErrCancelled);
+  if (found.name.empty() && mark_.Expired()) return FailWait(SMTP_STEP_AUTODNS, kErrTimedOut);
   if (found.name.empty()) {
     result_->lastBuffer = lines;
     return Fail(SMTP_STEP_AUTODNS, SMTP_AUTODNSOK, lines);

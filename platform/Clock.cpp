@@ -47,4 +47,11 @@ TimePoint SecondsFromNow(long seconds) {
   return Now() + std::chrono::seconds(std::max(0L, seconds));
 }
 
+TimePoint MillisecondsFromNow(std::chrono::milliseconds time) {
+  using std::chrono::milliseconds;
+  const TimePoint now = Now();
+  const auto most = std::chrono::floor<milliseconds>(TimePoint::max() - now);
+  return time >= most ? TimePoint::max() : now + std::max(time, milliseconds(0));
+}
+
 }  // namespace netro

@@ -41,5 +41,7 @@ void AdvanceClockForTests(std::chrono::milliseconds amount);
 
 /// The moment `seconds` from now; a negative number counts as 0.
 TimePoint SecondsFromNow(long seconds);
+/// The same for any time; what the clock can not hold is its end.
+TimePoint MillisecondsFromNow(std::chrono::milliseconds time);
 
 }  // namespace netro

@@ -1,32 +1,53 @@
-// The message loop: one queue of posted tasks, one of timers, and the notification window.
+// The message loop: one queue of posted functions, one of timers, the notification window, and the
+// tasks.
 //
-// A pump takes what the system has to tell (Collect), then runs the tasks, the due timers and the
-// socket notifications that are queued at that moment. What those add waits for the next pump, so a
-// pump always returns. Every step takes its message off the queue before it calls out, because the
-// function called may pump again, and nested pumps go on with the rest of the queue.
+// A pump takes what the system has to tell (Collect), then runs the posted functions, the due
+// timers, the socket notifications and the tasks that are queued at that moment. What those add
+// waits for the next pump, so a pump always returns. Every step takes its message off the queue
+// before it calls out, because the function called may pump again, and nested pumps go on with the
+// rest of the queue; the same goes for a function that throws.
 //
-// A blocking call alternates pump and Block. Block sleeps in the same Collect, so a waiting thread
-// uses no processor time and wakes for sockets, timers, posted tasks and Wake alike. The descriptor
-// of the notification window is readable whenever a pump would find something: the alarm covers the
-// timers, Wake covers tasks and notifications that were left in the queue.
+// Who turns the loop (RunLoop, and a blocking call outside of tasks) alternates pump and Block.
+// Block sleeps in the same Collect, so a waiting thread uses no processor time and wakes for
+// sockets, timers, posted functions, tasks and Wake alike. For a host that turns the loop by
+// itself, the descriptor of the notification window is readable whenever a pump would find
+// something: the alarm covers the timers and the sleeping tasks, Wake covers what was left queued.
 #include "platform/Loop.h"
 
 #include <algorithm>
 #include <limits>
+#include <new>
 #include <utility>
 #include <vector>
 
+#include "platform/ErrorNumbers.h"
 #include "platform/PerThread.h"
+#include "platform/Wait.h"
 
 namespace netro {
 namespace {
 
-// "At least every 10 ms", with room for a late wake-up.
-constexpr std::chrono::milliseconds kHostPumpInterval(8);
+using std::chrono::milliseconds;
 
 // Each level of nested pumps is an event that waits inside. Deeper than this, reads and accepts are
 // held back, which start such events, except those that a blocking call waits for.
 constexpr int kDeepestRead = 100;
+
+// Of this thread, once it has had tasks. It needs no destructor, so it can be asked to the very
+// end.
+thread_local Loop* t_hasTasks = nullptr;
+
+template <class Work>
+class AtEnd {
+ public:
+  explicit AtEnd(Work work) : work_(std::move(work)) {}
+  ~AtEnd() { work_(); }
+  AtEnd(const AtEnd&) = delete;
+  AtEnd& operator=(const AtEnd&) = delete;
+
+ private:
+  Work work_;
+};
 
 }  // namespace
 
@@ -36,13 +57,19 @@ const std::shared_ptr<Loop>& Loop::ForThread() {
   return PerThread<Loop>([] { return std::make_shared<Loop>(); });
 }
 
+Loop::Loop() : tasks_(*this, notifier_.SharedWaker()) {}
+
+void EndTasksOfThread() {
+  if (Loop* const loop = std::exchange(t_hasTasks, nullptr)) loop->EndTasks();
+}
+
 void Loop::ThreadEnds() {
   // Taken out first: what they hold may come back to the loop when it goes.
-  std::deque<std::function<void()>> tasks;
+  std::deque<std::function<void()>> posted;
   {
-    const std::lock_guard lock(tasksMutex_);
-    tasks.swap(tasks_);
-    hasTasks_ = false;
+    const std::lock_guard lock(postedMutex_);
+    posted.swap(posted_);
+    hasPosted_ = false;
   }
   const auto timers = std::exchange(timers_, {});
   const auto hostPump = std::exchange(hostPump_, nullptr);
@@ -50,72 +77,143 @@ void Loop::ThreadEnds() {
 }
 
 void Loop::PumpMessages() {
+  if (CurrentTask() != nullptr) return tasks_.GiveWay();
+  const AtEnd tell([this] { KeepReadable(); });
+  Pump();
+}
+
+void Loop::Pump() {
   if (!std::exchange(collected_, false)) notifier_.Collect(TimePoint::min());
-  {
-    const Deeper pump(depth_);
-    if (depth_ <= kDeepestRead) notifier_.TakeBackHeld();
-    RunTasks();
-    RunTimers();
-    for (std::size_t left = notifier_.Pending(); left > 0; --left) {
-      notifier_.DeliverOne(depth_ > kDeepestRead);
-      RunHostPump();
-    }
+  const Deeper pump(depth_);
+  if (depth_ <= kDeepestRead) notifier_.TakeBackHeld();
+  RunPosted();
+  RunTimers();
+  for (std::size_t left = notifier_.Pending(); left > 0; --left) {
+    notifier_.DeliverOne(depth_ > kDeepestRead);
+    RunHostPump();
   }
-  KeepReadable();
+  tasks_.Run();
 }
 
 void Loop::RunLoop() {
-  const bool outer = std::exchange(quit_, false);
-  const Deeper run(runDepth_);
-  while (!quit_) {
-    RunHostPump();
-    PumpMessages();
-    if (!quit_) Block(TimePoint::max());
+  Run run;
+  run.outer = std::exchange(run_, &run);
+  const AtEnd unlink([this, &run] {
+    Run** link = &run_;
+    while (*link != &run) link = &(*link)->outer;
+    *link = run.outer;
+  });
+  if (CurrentTask() != nullptr) {
+    run.state = std::make_shared<CallState>();
+    const CallMark mark(ForThread(), run.state);
+    const std::function<bool()> quit = [&run] { return run.quit; };
+    RunningWait wait(mark, TimePoint::max(), quit);
+    return tasks_.WaitFor(wait, false);
   }
-  quit_ = outer;
+  const Deeper turn(turns_);
+  const AtEnd tell([this] { KeepReadable(); });
+  while (!run.quit) {
+    RunHostPump();
+    Pump();
+    if (!run.quit) Block(TimePoint::max());
+  }
 }
 
-void Loop::QuitLoop() { quit_ = runDepth_ > 0; }
+void Loop::QuitLoop() {
+  if (run_ == nullptr) return;
+  run_->quit = true;
+  if (run_->state != nullptr) run_->state->Changed();
+}
+
+void Loop::Wait(RunningWait& wait) {
+  if (CurrentTask() != nullptr) return tasks_.WaitFor(wait, true);
+  const Deeper waiting(waits_);
+  const Deeper turn(turns_);
+  const AtEnd tell([this] {
+    if (depth_ == 0) KeepReadable();
+  });
+  for (;;) {
+    RunHostPump();
+    Pump();
+    if (wait.IsOver()) return;
+    Block(wait.Limit());
+  }
+}
 
 void Loop::Block(TimePoint until) {
-  if (hasTasks_) return;
-  notifier_.Collect(waits_ > 0 ? std::min(until, hostPumpDue_) : until);
+  if (hasPosted_ || tasks_.HasReady() || (depth_ < kDeepestRead && notifier_.HasHeld())) return;
+  until = std::min(until, NextDue());
+  if (turns_ > turnsAtHostPump_ && AnybodyWaits()) until = std::min(until, hostPumpDue_);
+  notifier_.Collect(until);
   collected_ = true;
 }
 
-void Loop::KeepReadable() {
-  const bool timerDue = !schedule_.empty() && schedule_.begin()->first <= Now();
+void Loop::KeepReadable() noexcept {
+  UpdateAlarm();
   const bool held = depth_ < kDeepestRead && notifier_.HasHeld();
-  if (hasTasks_ || notifier_.Pending() > 0 || held || timerDue) Wake();
+  if (hasPosted_ || tasks_.HasReady() || notifier_.Pending() > 0 || held || NextDue() <= Now()) {
+    Wake();
+  }
 }
 
 void Loop::PostTask(std::function<void()> task) {
   {
-    const std::lock_guard lock(tasksMutex_);
-    tasks_.push_back(std::move(task));
-    hasTasks_ = true;
+    const std::lock_guard lock(postedMutex_);
+    posted_.push_back(std::move(task));
+    hasPosted_ = true;
   }
   Wake();
 }
 
-void Loop::RunTasks() {
-  if (!hasTasks_) return;
+void Loop::RunPosted() {
+  if (!hasPosted_) return;
   std::size_t left = 0;
   {
-    const std::lock_guard lock(tasksMutex_);
-    left = tasks_.size();
+    const std::lock_guard lock(postedMutex_);
+    left = posted_.size();
   }
   for (; left > 0; --left) {
     std::function<void()> task;
     {
-      const std::lock_guard lock(tasksMutex_);
-      if (tasks_.empty()) return;  // a nested pump ran them
-      task = std::move(tasks_.front());
-      tasks_.pop_front();
-      hasTasks_ = !tasks_.empty();
+      const std::lock_guard lock(postedMutex_);
+      if (posted_.empty()) return;  // a nested pump ran them
+      task = std::move(posted_.front());
+      posted_.pop_front();
+      hasPosted_ = !posted_.empty();
     }
     if (task) task();
   }
+}
+
+Task Loop::StartTask(std::function<void()> work, std::size_t stackSize) {
+  Task task;
+  task.error_ =
+      tasks_.Start(std::move(work), std::max(stackSize, Task::SmallestStack), task.state_);
+  if (task.error_ == 0) {
+    t_hasTasks = this;
+    if (depth_ == 0) Wake();
+  }
+  return task;
+}
+
+void Loop::LookAt(TaskState& task) noexcept {
+  tasks_.LookAt(task);
+  if (depth_ == 0) Wake();
+}
+
+void Loop::KillWaits() {
+  ++kills_;
+  tasks_.Calls()->PushAll();
+}
+
+std::int32_t Loop::Sleep(milliseconds time) try {
+  if (IsTooDeep()) return kErrInProgress;
+  const TimePoint end = MillisecondsFromNow(time);
+  const CallMark mark(ForThread(), std::make_shared<CallState>());
+  const WaitEnd ended = WaitUntil(mark, end, [] { return false; });
+  return ended == WaitEnd::TimedOut && Now() >= end ? 0 : WaitError(ended);
+} catch (const std::bad_alloc&) {
+  return kErrNoBuffers;
 }
 
 std::int32_t Loop::SetTimer(std::int32_t milliseconds, std::function<void()> callback) {
@@ -134,7 +232,6 @@ void Loop::KillTimer(std::int32_t timerId) {
   if (found == timers_.end()) return;
   schedule_.erase({found->second.due, timerId});
   timers_.erase(found);
-  UpdateAlarm();
 }
 
 void Loop::Schedule(std::int32_t id, TimePoint due) {
@@ -145,9 +242,15 @@ void Loop::Schedule(std::int32_t id, TimePoint due) {
   UpdateAlarm();
 }
 
-void Loop::UpdateAlarm() {
-  const TimePoint first = schedule_.empty() ? TimePoint::max() : schedule_.begin()->first;
-  if (first == alarm_) return;
+TimePoint Loop::NextDue() const {
+  const TimePoint timer = schedule_.empty() ? TimePoint::max() : schedule_.begin()->first;
+  return std::min(timer, tasks_.NextAlarm());
+}
+
+// One that comes too early costs an empty pump, setting it anew a system call for each wait.
+void Loop::UpdateAlarm() noexcept {
+  const TimePoint first = NextDue();
+  if (first >= alarm_ && (alarm_ == TimePoint::max() || alarm_ > Now())) return;
   alarm_ = first;
   notifier_.SetAlarm(first);
 }
@@ -173,15 +276,20 @@ void Loop::RunTimer(std::int32_t id, TimePoint now) {
   if (*callback) (*callback)();
 }
 
-void Loop::SetHostPump(std::function<void()> pump) {
+void Loop::SetHostPump(std::function<void()> pump, milliseconds interval) {
   hostPump_ = pump ? std::make_shared<std::function<void()>>(std::move(pump)) : nullptr;
   hostPumpDue_ = hostPump_ ? TimePoint::min() : TimePoint::max();
+  // "At least every", with room for a late wake-up.
+  hostPumpInterval_ = std::max(milliseconds(1), interval - interval / 5);
 }
 
+// A pump inside the host pump turns the host's loop no further, unless a call waits in there.
 void Loop::RunHostPump() {
-  if (waits_ == 0 || !hostPump_ || Now() < hostPumpDue_) return;
-  hostPumpDue_ = Now() + kHostPumpInterval;
+  if (!hostPump_ || turns_ <= turnsAtHostPump_ || !AnybodyWaits() || Now() < hostPumpDue_) return;
+  hostPumpDue_ = Now() + hostPumpInterval_;
   const auto pump = hostPump_;
+  const int outer = std::exchange(turnsAtHostPump_, turns_);
+  const AtEnd leave([this, outer] { turnsAtHostPump_ = outer; });
   (*pump)();
 }
 

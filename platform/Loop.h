@@ -1,5 +1,6 @@
-// The message loop of one thread, as the library sees it: MessageLoop plus the notification window
-// and the sleep of the blocking calls. Objects keep their loop alive beyond their thread's end.
+// The message loop of one thread, as the library sees it: MessageLoop plus the notification window,
+// the tasks, and the sleep of the blocking calls. Objects keep their loop alive beyond their
+// thread's end.
 #pragma once
 
 #include <netro/MessageLoop.h>
@@ -14,12 +15,13 @@
 
 #include "platform/Clock.h"
 #include "platform/Notifier.h"
+#include "platform/TaskQueue.h"
 
 namespace netro {
 
 class Loop final : public MessageLoop {
  public:
-  Loop() = default;
+  Loop();
 
   static const std::shared_ptr<Loop>& ForThread();
 
@@ -28,40 +30,45 @@ class Loop final : public MessageLoop {
   void RunLoop() override;
   void QuitLoop() override;
   void PostTask(std::function<void()> task) override;
+  Task StartTask(std::function<void()> work, std::size_t stackSize) override;
+  std::int32_t Sleep(std::chrono::milliseconds time) override;
   std::int32_t SetTimer(std::int32_t milliseconds, std::function<void()> callback) override;
   void KillTimer(std::int32_t timerId) override;
-  void SetHostPump(std::function<void()> pump) override;
+  void SetHostPump(std::function<void()> pump, std::chrono::milliseconds interval) override;
 
   Notifier& Notifications() { return notifier_; }
 
   /// The thread is over: nobody will pump again. Lets go of what others gave to the loop, which may
   /// hold objects that hold the loop.
   void ThreadEnds();
+  /// Before that, while everything of the thread is still there: ends its tasks.
+  void EndTasks() { tasks_.EndAll(); }
 
   /// Ends a running Block. Any thread, signal-safe.
   void Wake() { notifier_.Wake(); }
+  /// Ends every wait of the thread. Any thread, signal-safe.
+  void KillWaits();
+  std::uint32_t Kills() const { return kills_; }
+  /// Has the calls of an object looked at, of which something has changed. Any thread, signal-safe.
+  void Notify(Wakeable& object) { tasks_.Calls()->Push(object); }
+  /// What Notify writes to, for helper threads: a late one must not destroy a loop on its thread.
+  const std::shared_ptr<Wakeups>& Calls() const { return tasks_.Calls(); }
+
+  /// The task that runs; null while the thread's own stack does.
+  TaskState* CurrentTask() const { return tasks_.Current(); }
+  /// Has a sleeping task ask with the next pump whether its wait is over.
+  void LookAt(TaskState& task) noexcept;
+  /// Returns when the wait is over: puts the task to sleep, or pumps.
+  void Wait(RunningWait& wait);
 
   /// Sleeps until there is something to pump, the moment has come, or the host pump is due.
   void Block(TimePoint until);
   /// False when so many pumps are nested that one which nobody waits for would be too much.
   bool MayPumpAside() const { return depth_ < kDeepestPumpAside; }
-  /// Marks the time that a blocking call waits; only then the host pump is run.
-  class WaitScope {
-   public:
-    explicit WaitScope(Loop& loop) : loop_(loop) { ++loop_.waits_; }
-    ~WaitScope() { --loop_.waits_; }
-    WaitScope(const WaitScope&) = delete;
-    WaitScope& operator=(const WaitScope&) = delete;
-
-   private:
-    Loop& loop_;
-  };
-
-  /// Runs the host pump when its 10 ms are over.
-  void RunHostPump();
-  /// Makes LoopFd readable when something is queued. Every pump ends with it; who queues outside of
-  /// a pump calls it.
-  void KeepReadable();
+  /// True when so many calls wait one inside the other that a further one would endanger the stack.
+  bool IsTooDeep() const { return waits_ >= kDeepestWait && CurrentTask() == nullptr; }
+  /// Makes LoopFd readable when something is queued. Who queues outside of a pump calls it.
+  void KeepReadable() noexcept;
 
  private:
   struct Timer {
@@ -70,8 +77,7 @@ class Loop final : public MessageLoop {
     std::shared_ptr<std::function<void()>> callback;
   };
 
-  // Counts a level of nesting, also when an exception ends it: for lack of memory, or of the
-  // host's.
+  // Counts a level of nesting, also when an exception ends it.
   class Deeper {
    public:
     explicit Deeper(int& level) : level_(++level) {}
@@ -83,24 +89,38 @@ class Loop final : public MessageLoop {
     int& level_;
   };
 
-  void RunTasks();
+  // One running RunLoop.
+  struct Run {
+    std::shared_ptr<CallState> state;  // of one that sleeps in a task
+    bool quit = false;
+    Run* outer = nullptr;
+  };
+
+  void Pump();
+  void RunPosted();
   void RunTimers();
   void RunTimer(std::int32_t id, TimePoint now);
+  void RunHostPump();
   void Schedule(std::int32_t id, TimePoint due);
-  void UpdateAlarm();
+  TimePoint NextDue() const;
+  void UpdateAlarm() noexcept;
+  bool AnybodyWaits() const { return waits_ > 0 || tasks_.Waiting() > 0; }
 
   static constexpr int kDeepestPumpAside = 5;
+  static constexpr int kDeepestWait = 100;
 
   Notifier notifier_;
-  int waits_ = 0;           // blocking calls that wait, one inside the other
+  TaskQueue tasks_;
+  std::atomic<std::uint32_t> kills_{0};
+  int waits_ = 0;           // blocking calls outside of tasks that wait, one inside the other
+  int turns_ = 0;           // these, and the RunLoops: while there is one, the loop turns by itself
   int depth_ = 0;           // pumps that are running, one inside the other
   bool collected_ = false;  // by Block, so that the next pump need not ask again
-  int runDepth_ = 0;
-  bool quit_ = false;
+  Run* run_ = nullptr;      // the innermost RunLoop
 
-  std::mutex tasksMutex_;
-  std::deque<std::function<void()>> tasks_;
-  std::atomic<bool> hasTasks_{false};
+  std::mutex postedMutex_;
+  std::deque<std::function<void()>> posted_;
+  std::atomic<bool> hasPosted_{false};
 
   std::map<std::int32_t, Timer> timers_;
   std::set<std::pair<TimePoint, std::int32_t>> schedule_;
@@ -108,7 +128,9 @@ class Loop final : public MessageLoop {
   TimePoint alarm_ = TimePoint::max();
 
   std::shared_ptr<std::function<void()>> hostPump_;
+  std::chrono::milliseconds hostPumpInterval_{0};
   TimePoint hostPumpDue_ = TimePoint::max();
+  int turnsAtHostPump_ = 0;  // when the host pump was entered that runs
 };
 
 }  // namespace netro

@@ -85,6 +85,8 @@ class Notifier {
   /// for datagrams, after which an owner who wants more asks for it with Renew.
   std::ptrdiff_t Receive(std::int32_t handle, std::span<std::uint8_t> room, std::int32_t& error,
                          SocketAddress* from = nullptr);
+  /// Room for any datagram, shared by all who copy what they got before they call out.
+  std::span<std::uint8_t> DatagramRoom();
 
  private:
   struct State;

@@ -8,17 +8,22 @@
 
 namespace netro {
 
+/// Runs the thread's tasks to their end, if it has any: before the first of its states goes.
+void EndTasksOfThread();
+
 /// The calling thread's T. Objects keep it alive beyond the thread; T::ThreadEnds is told of its
-/// end. The child of a fork gets a new one: what it inherited is shared with the parent. When the
-/// thread has already let go of it, as in the destructor of a static object, a last one serves that
-/// lives to the end of the program.
+/// end. The child of a fork gets a new one: what it inherited is shared with the parent, and kept,
+/// since functions of it may be running below. When the thread has already let go of it, as in the
+/// destructor of a static object, a last one serves that lives to the end of the program.
 template <class T, class Make>
 const std::shared_ptr<T>& PerThread(Make make) {
   thread_local bool gone = false;
   struct Slot {
     std::shared_ptr<T> object;
     int process = 0;
+    std::shared_ptr<T> inherited;
     ~Slot() {
+      EndTasksOfThread();
       gone = true;
       object->ThreadEnds();
     }
@@ -27,9 +32,11 @@ const std::shared_ptr<T>& PerThread(Make make) {
     static const auto* const last = new std::shared_ptr<T>(make());
     return *last;
   }
-  thread_local Slot slot{make(), ProcessId()};
-  if (slot.process != ProcessId()) slot.object = make();
-  slot.process = ProcessId();
+  thread_local Slot slot{make(), ProcessId(), nullptr};
+  if (slot.process != ProcessId()) {
+    slot.inherited = std::exchange(slot.object, make());
+    slot.process = ProcessId();
+  }
   return slot.object;
 }
 

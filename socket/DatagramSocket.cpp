@@ -10,7 +10,6 @@
 namespace netro {
 namespace {
 
-constexpr std::size_t kLargestDatagram = 128'000;
 constexpr auto kLoopback = std::bit_cast<std::int32_t>(std::array<std::uint8_t, 4>{127, 0, 0, 1});
 
 }  // namespace
@@ -24,7 +23,7 @@ DatagramSocket::~DatagramSocket() {
 std::int32_t DatagramSocket::Open(const Options& options, const SocketAddress& target) {
   target_ = target;
   if (target_.ip == 0) target_.ip = kLoopback;  // where the system sends it, and replies come from
-  room_ = std::make_unique_for_overwrite<std::uint8_t[]>(kLargestDatagram);
+  notifier_.DatagramRoom();                     // made now, where there may be no memory
   std::int32_t error = CreateSocket(SocketKind::Datagram, handle_);
   if (error == 0 && options.reuseAddress) error = SetReuseAddress(handle_);
   if (error == 0 && options.broadcast) error = SetBroadcast(handle_);
@@ -49,10 +48,12 @@ std::int32_t DatagramSocket::Take(Bytes& reply) {
 
 void DatagramSocket::OnSocket(std::int32_t /*handle*/, SocketEvent event, std::int32_t /*error*/) {
   if (event == SocketEvent::Write) sendBlocked_ = false;
+  call_->Changed();
   if (event != SocketEvent::Read || readable_) return;
   SocketAddress from;
-  const auto got = notifier_.Receive(handle_, {room_.get(), kLargestDatagram}, error_, &from);
-  reply_.assign(room_.get(), room_.get() + std::max<std::int64_t>(got, 0));
+  const std::span<std::uint8_t> room = notifier_.DatagramRoom();
+  const auto got = notifier_.Receive(handle_, room, error_, &from);
+  reply_.assign(room.begin(), room.begin() + std::max<std::ptrdiff_t>(got, 0));
   if (got >= 0 && !IsWanted(from)) return notifier_.Renew(handle_);
   readable_ = got >= 0 || error_ != kErrWouldBlock;
 }

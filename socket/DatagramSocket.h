@@ -9,14 +9,18 @@
 #include <functional>
 #include <memory>
 #include <span>
+#include <utility>
 
+#include "platform/CallState.h"
 #include "platform/Notifier.h"
 
 namespace netro {
 
 class DatagramSocket final : private SocketWatcher {
  public:
-  explicit DatagramSocket(Notifier& notifier) : notifier_(notifier) {}
+  /// `call` is told of what arrives and of room to send.
+  DatagramSocket(Notifier& notifier, std::shared_ptr<CallState> call)
+      : notifier_(notifier), call_(std::move(call)) {}
   ~DatagramSocket();
   DatagramSocket(const DatagramSocket&) = delete;
   DatagramSocket& operator=(const DatagramSocket&) = delete;
@@ -46,10 +50,10 @@ class DatagramSocket final : private SocketWatcher {
   bool IsWanted(const SocketAddress& from) const;
 
   Notifier& notifier_;
+  const std::shared_ptr<CallState> call_;
   std::int32_t handle_ = 0;
   SocketAddress target_;
   Filter wanted_;
-  std::unique_ptr<std::uint8_t[]> room_;
   bool readable_ = false;
   Bytes reply_;
   std::int32_t error_ = 0;

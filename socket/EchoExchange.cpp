@@ -12,6 +12,7 @@ EchoExchange::EchoExchange(const CancelMark& mark)
       echo_(mark.Module().Notifications(), [this](std::int32_t, const EchoOutcome& outcome) {
         number_ = 0;
         outcome_ = outcome;
+        mark_.Object()->Changed();
       }) {}
 
 std::int32_t EchoExchange::Open() {

@@ -3,11 +3,11 @@
 
 #include <new>
 
+#include "platform/CallState.h"
 #include "platform/ErrorNumbers.h"
 #include "platform/HostInfo.h"
 #include "platform/HostsFile.h"
 #include "platform/Sockets.h"
-#include "socket/CallState.h"
 #include "socket/EchoExchange.h"
 #include "socket/HostLookup.h"
 #include "socket/SocketModule.h"

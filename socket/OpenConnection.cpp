@@ -7,8 +7,8 @@
 #include <iterator>
 #include <utility>
 
+#include "platform/CallState.h"
 #include "platform/ErrorNumbers.h"
-#include "socket/CallState.h"
 #include "socket/SocksDialogue.h"
 
 namespace netro {

@@ -5,9 +5,9 @@
 #include <cstdlib>
 #include <utility>
 
+#include "platform/CallState.h"
 #include "platform/ErrorNumbers.h"
 #include "platform/Sockets.h"
-#include "socket/CallState.h"
 #include "socket/HostLookup.h"
 #include "socket/SocketErrors.h"
 #include "socket/SocketModule.h"
@@ -29,7 +29,7 @@ SocketCls::SocketCls() : module_(SocketModule::ForThread()), call_(std::make_sha
 }
 
 SocketCls::~SocketCls() {
-  call_->alive = false;
+  call_->Die();
   Close();
   module_->Unregister(*this);
   for (; startUps_ > 0; --startUps_) module_->CleanUp();
@@ -46,6 +46,12 @@ bool SocketCls::Fail(std::int32_t error) {
   Close();
   lastSocketErr_ = error;
   return false;
+}
+
+// For the calls that wait for this socket, its own and its owner's.
+void SocketCls::Changed() {
+  call_->Changed();
+  if (owner_ != nullptr) owner_->Changed();
 }
 
 void SocketCls::Attach(std::int32_t handle) {
@@ -70,6 +76,7 @@ void SocketCls::Close() {
   datagrams_ = false;
   early_.clear();
   closeHeld_ = prologInProgress_;  // ends the wait of a prolog
+  Changed();
 }
 
 void SocketCls::RefreshAddresses() {
@@ -103,6 +110,9 @@ bool SocketCls::ConnectBy(std::string host, std::int32_t port, const CancelMark&
                           Deadline deadline) {
   Close();
   closedByClient_ = false;
+  if (mark.Cancelled()) return Fail(kErrCancelled);
+  if (mark.Expired(deadline)) return Fail(kErrTimedOut);
+  owner_ = mark.Object() != call_ ? mark.Object() : nullptr;
   state_ = sockConnecting;
   std::int32_t handle = 0;
   if (const std::int32_t error = CreateSocket(SocketKind::Stream, handle)) return Fail(error);
@@ -209,10 +219,7 @@ void SocketCls::Kill() {
   module_->Kill();
 }
 
-void SocketCls::StopWaiting() {
-  ++call_->stops;
-  module_->MessageLoop().Wake();
-}
+void SocketCls::StopWaiting() { call_->Stop(module_->MessageLoop()); }
 
 std::string SocketCls::LastSocketErrMsg() const { return SocketErrorText(lastSocketErr_); }
 

@@ -17,9 +17,9 @@
 #include <array>
 #include <limits>
 
+#include "platform/CallState.h"
 #include "platform/ErrorNumbers.h"
 #include "platform/PerThread.h"
-#include "socket/CallState.h"
 
 namespace netro {
 namespace {
@@ -75,19 +75,37 @@ SocketCls* SocketModule::Owner(std::int32_t handle) const {
 
 void SocketModule::Kill() {
   cancel_ = true;
-  ++kills_;
-  loop_->Wake();
+  loop_->KillWaits();
 }
+
+// Tells the calls that wait for a socket that something has happened to it: after the events of it,
+// in which it may go.
+class SocketModule::Told {
+ public:
+  explicit Told(const SocketCls& socket) : call_(socket.call_), owner_(socket.owner_) {}
+  ~Told() {
+    call_->Changed();
+    if (owner_ != nullptr) owner_->Changed();
+  }
+  Told(const Told&) = delete;
+  Told& operator=(const Told&) = delete;
+
+ private:
+  const std::shared_ptr<CallState> call_;
+  const std::shared_ptr<CallState> owner_;
+};
 
 void SocketModule::OnSocket(std::int32_t handle, SocketEvent event, std::int32_t error) {
   SocketCls* socket = Owner(handle);
   if (socket == nullptr) return;
+  const Told told(*socket);
   switch (event) {
     case SocketEvent::Read:
       if (!socket->socketIsBusy_) Drain(*socket);
       break;
     case SocketEvent::Write:
       sendBlocked_ = false;
+      ++socket->writes_;
       socket->WindowProc(2);
       break;
     case SocketEvent::Accept:

@@ -27,6 +27,7 @@ class SocketModule final : public SocketWatcher {
   void ThreadEnds() {}
 
   Loop& MessageLoop() { return *loop_; }
+  const std::shared_ptr<Loop>& SharedLoop() const { return loop_; }
   Notifier& Notifications() { return loop_->Notifications(); }
 
   /// Counts one more user of the network stack, starting it for the first. Returns the error
@@ -46,7 +47,6 @@ class SocketModule final : public SocketWatcher {
 
   /// Sets the cancel flag and ends every wait of the thread. Any thread, signal-safe.
   void Kill();
-  std::uint32_t Kills() const { return kills_; }
   bool CancelFlag() const { return cancel_; }
   void ClearCancelFlag() { cancel_ = false; }
   bool SendBlocked() const { return sendBlocked_; }
@@ -55,6 +55,8 @@ class SocketModule final : public SocketWatcher {
   void OnSocket(std::int32_t handle, SocketEvent event, std::int32_t error) override;
 
  private:
+  class Told;
+
   SocketCls* Owner(std::int32_t handle) const;
   void ConnectFailed(SocketCls& socket, std::int32_t error);
   void Drain(SocketCls& socket);
@@ -66,7 +68,6 @@ class SocketModule final : public SocketWatcher {
   std::unordered_map<std::int32_t, SocketCls*> owners_;
   std::int16_t startUps_ = 0;
   std::atomic<bool> cancel_{false};
-  std::atomic<std::uint32_t> kills_{0};
   bool sendBlocked_ = false;
   int pumpsInDrain_ = 0;
   // Of each Receive; what it took is copied before the call out, so nested reads can share it.

@@ -4,8 +4,8 @@
 #include <charconv>
 #include <iterator>
 
+#include "platform/CallState.h"
 #include "platform/ErrorNumbers.h"
-#include "socket/CallState.h"
 #include "socket/SocketModule.h"
 #include "socket/Wait.h"
 
@@ -57,6 +57,7 @@ std::int32_t SocketCls::SendInTurns(const std::uint8_t* data, std::size_t size,
   module.SendBlocked(false);
   for (std::size_t position = 0; position < size;) {
     if (connection_ != connection) return kErrNotConnected;
+    const std::uint32_t writes = writes_;
     std::int32_t error = 0;
     const auto sent =
         module.Notifications().Send(socketHandle_, {data + position, size - position}, error);
@@ -69,10 +70,11 @@ std::int32_t SocketCls::SendInTurns(const std::uint8_t* data, std::size_t size,
     if (last && busy != nullptr) busy->Leave();
     if (!last || module.MessageLoop().MayPumpAside()) {
       WaitUntil(mark, deadline, [&] {
-        return !call->alive || connection_ != connection || sent > 0 || !module.SendBlocked();
+        return !call->alive || connection_ != connection || sent > 0 || writes_ != writes ||
+               !module.SendBlocked();
       });
     }
-    if (Now() >= deadline) return kErrTimedOut;
+    if (mark.Expired(deadline)) return kErrTimedOut;
     if (mark.Cancelled()) return kErrCancelled;
   }
   return 0;

@@ -14,9 +14,9 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/CallState.h"
 #include "platform/ErrorNumbers.h"
 #include "platform/Sockets.h"
-#include "socket/CallState.h"
 #include "socket/SocketModule.h"
 #include "socket/SocksDialogue.h"
 #include "socket/Wait.h"

@@ -5,8 +5,8 @@
 
 #include <algorithm>
 
+#include "platform/CallState.h"
 #include "platform/ErrorNumbers.h"
-#include "socket/CallState.h"
 #include "socket/DatagramSocket.h"
 #include "socket/HostLookup.h"
 #include "socket/SocketErrors.h"
@@ -41,7 +41,7 @@ UDPCls::UDPCls() : module_(SocketModule::ForThread()), call_(std::make_shared<Ca
 }
 
 UDPCls::~UDPCls() {
-  call_->alive = false;
+  call_->Die();
   socket_.reset();
   if (counted_) module_->CleanUp();
 }
@@ -104,10 +104,7 @@ Bytes UDPCls::UDPQueryBinary(const Bytes& InData, std::int32_t& LastErr) {
   });
 }
 
-void UDPCls::StopWaiting() {
-  ++call_->stops;
-  module_->MessageLoop().Wake();
-}
+void UDPCls::StopWaiting() { call_->Stop(module_->MessageLoop()); }
 
 void UDPCls::Kill() { StopWaiting(); }
 
@@ -133,7 +130,7 @@ std::int32_t UDPCls::Open(const CancelMark& mark) {
     if (host.error != 0) return host.error == kErrNoDnsEntries ? kErrHostNotFound : host.error;
     target.ip = host.ip;
   }
-  socket_ = std::make_unique<DatagramSocket>(module_->Notifications());
+  socket_ = std::make_unique<DatagramSocket>(module_->Notifications(), call_);
   const std::int32_t error = socket_->Open(options, target);
   if (error != 0) socket_.reset();
   return error;

@@ -17,7 +17,7 @@
 #include "SystemRoot.h"
 #include "mail/SmtpSession.h"
 #include "platform/Clock.h"
-#include "socket/CallState.h"
+#include "platform/CallState.h"
 #include "socket/HostLookup.h"
 #include "socket/SocketModule.h"
 #include "tests/peers/SocksServer.h"

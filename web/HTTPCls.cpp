@@ -3,8 +3,8 @@
 
 #include <new>
 
+#include "platform/CallState.h"
 #include "platform/ErrorNumbers.h"
-#include "socket/CallState.h"
 #include "socket/SocketErrors.h"
 #include "web/HttpQuery.h"
 
@@ -12,7 +12,7 @@ namespace netro {
 
 HTTPCls::HTTPCls() : call_(std::make_shared<CallState>()) {}
 
-HTTPCls::~HTTPCls() { call_->alive = false; }
+HTTPCls::~HTTPCls() { call_->Die(); }
 
 std::string HTTPCls::HTTPQuery(bool& Timeout) {
   Timeout = false;
@@ -38,10 +38,7 @@ void HTTPCls::AddHeader(std::string HeaderName, std::string HeaderValue) {
 
 void HTTPCls::ClearHeaders() { settings_.headers.clear(); }
 
-void HTTPCls::StopWaiting() {
-  ++call_->stops;
-  SocketOwner::Module(socket_)->MessageLoop().Wake();
-}
+void HTTPCls::StopWaiting() { call_->Stop(SocketOwner::Module(socket_)->MessageLoop()); }
 
 void HTTPCls::Kill() { StopWaiting(); }
 

@@ -29,7 +29,7 @@ std::string ErrorText(std::int32_t error) {
 QueryTimeCLS::QueryTimeCLS()
     : module_(SocketModule::ForThread()), call_(std::make_shared<CallState>()) {}
 
-QueryTimeCLS::~QueryTimeCLS() { call_->alive = false; }
+QueryTimeCLS::~QueryTimeCLS() { call_->Die(); }
 
 void QueryTimeCLS::SetLastErr(std::int32_t error, std::string text) {
   lastErr_ = error;
@@ -65,10 +65,7 @@ std::string QueryTimeCLS::DNSLookup(const std::string& Address) {
   return std::move(answer.text);
 }
 
-void QueryTimeCLS::StopWaiting() {
-  ++call_->stops;
-  module_->MessageLoop().Wake();
-}
+void QueryTimeCLS::StopWaiting() { call_->Stop(module_->MessageLoop()); }
 
 void QueryTimeCLS::Kill() { StopWaiting(); }
 

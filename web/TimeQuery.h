@@ -6,7 +6,7 @@
 
 #include <span>
 
-#include "socket/CallState.h"
+#include "platform/CallState.h"
 #include "socket/OpenConnection.h"
 #include "socket/Wait.h"
 #include "web/TimeMessage.h"

@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <new>
 
+#include "platform/CallState.h"
 #include "platform/ErrorNumbers.h"
-#include "socket/CallState.h"
 #include "socket/SocketErrors.h"
 #include "socket/StreamExchange.h"
 #include "support/Text.h"
@@ -46,7 +46,7 @@ class WhoIsQuery final : public StreamExchange {
 
 WhoIsCls::WhoIsCls() : module_(SocketModule::ForThread()), call_(std::make_shared<CallState>()) {}
 
-WhoIsCls::~WhoIsCls() { call_->alive = false; }
+WhoIsCls::~WhoIsCls() { call_->Die(); }
 
 bool WhoIsCls::Fail(std::int32_t error, std::string text) {
   lastErr_ = error;
@@ -107,10 +107,7 @@ std::string WhoIsCls::ConnectText(const ConnectionPlan& plan, std::int32_t error
                          std::to_string(error), SocketErrorText(error)});
 }
 
-void WhoIsCls::StopWaiting() {
-  ++call_->stops;
-  module_->MessageLoop().Wake();
-}
+void WhoIsCls::StopWaiting() { call_->Stop(module_->MessageLoop()); }
 
 void WhoIsCls::Kill() { StopWaiting(); }
 

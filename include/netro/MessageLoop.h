@@ -2,16 +2,24 @@
 //
 // Every thread that uses the library has one loop, made on first use and destroyed when the thread
 // ends and the last object that was created on it is gone. Socket notifications, timers and posted
-// tasks are delivered on that thread only, from inside PumpMessages, RunLoop or a blocking call.
+// functions are delivered on that thread only, from inside PumpMessages, RunLoop or a blocking
+// call; tasks run there too.
 //
 // A host with a loop of its own chooses one of two ways, or both:
-//   - watch LoopFd() for readability and call PumpMessages() when it is readable;
+//   - watch LoopFd() for readability, call PumpMessages() when it is readable, and make its
+//   blocking
+//     calls in tasks;
 //   - give SetHostPump a function that turns the host's loop once, so that it stays alive during
 //     the library's blocking calls.
+//
+// When the thread ends, its tasks are cancelled and run to their end first.
 #pragma once
 
 #include <netro/Export.h>
+#include <netro/Task.h>
 
+#include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 
@@ -29,11 +37,13 @@ class NETRO_EXPORT MessageLoop {
   /// could not give one. It stays the loop's: watch it, do not read or close it.
   virtual int LoopFd() const = 0;
 
-  /// Delivers what is queued on entry (notifications, due timers, posted tasks) and returns without
-  /// waiting. May be called from inside an event.
+  /// Delivers what is queued on entry (notifications, due timers, posted functions, tasks that may
+  /// go on) and returns without waiting. May be called from inside an event. In a task it gives way
+  /// until that has been done.
   virtual void PumpMessages() = 0;
 
-  /// Delivers messages until QuitLoop is called, sleeping in between.
+  /// Delivers messages until QuitLoop is called, sleeping in between. In a task only the task
+  /// sleeps; its end by Cancel or Deadline ends the call too.
   virtual void RunLoop() = 0;
 
   /// Ends the innermost RunLoop once it is back from the message being delivered. Without a running
@@ -44,6 +54,16 @@ class NETRO_EXPORT MessageLoop {
   /// call it on a loop it was given, while the loop's thread runs.
   virtual void PostTask(std::function<void()> Task) = 0;
 
+  /// Starts a task, which begins with the next pump, never inside this call. The stack has at least
+  /// `StackSize` bytes (Task::SmallestStack or more), of which it takes what it uses. Error() of
+  /// the result tells whether it was started. What `Work` throws goes out of the pump that ran it.
+  virtual Task StartTask(std::function<void()> Work, std::size_t StackSize = Task::UsualStack) = 0;
+
+  /// Waits for a time, as a blocking call: in a task the task sleeps, outside of one messages are
+  /// delivered. Returns 0; 9999 when it was cancelled, 10002 when the task's deadline came first,
+  /// 10036 at too deep a nesting, 10055.
+  virtual std::int32_t Sleep(std::chrono::milliseconds Time) = 0;
+
   /// Runs a function every `Milliseconds` (values below 1 count as 1) until KillTimer. Returns the
   /// timer's id, never 0. A tick that is missed because the thread was busy is not made up for.
   virtual std::int32_t SetTimer(std::int32_t Milliseconds, std::function<void()> Callback) = 0;
@@ -51,9 +71,12 @@ class NETRO_EXPORT MessageLoop {
   /// Stops a timer; may be called from its own function. Unknown ids are ignored.
   virtual void KillTimer(std::int32_t TimerId) = 0;
 
-  /// Sets the function that blocking calls on this thread run at least every 10 ms while they wait;
-  /// an empty function removes it. It may call anything, blocking calls on other objects included.
-  virtual void SetHostPump(std::function<void()> Pump) = 0;
+  /// Sets the function that is run at least every `Interval` while a call waits, in a task or
+  /// outside, and the library's own loop turns: in RunLoop and in blocking calls outside of tasks.
+  /// An empty function removes it. It may call anything, blocking calls on other objects included.
+  /// Intervals below 1 ms count as 1 ms.
+  virtual void SetHostPump(std::function<void()> Pump,
+                           std::chrono::milliseconds Interval = std::chrono::milliseconds(10)) = 0;
 
  protected:
   MessageLoop() = default;

@@ -224,6 +224,7 @@ class NETRO_EXPORT SocketCls : public NameLookups {
 
   std::int32_t StartUp();
   bool Fail(std::int32_t error);
+  void Changed();
   void Attach(std::int32_t handle);
   void Close();
   void RefreshAddresses();
@@ -254,9 +255,11 @@ class NETRO_EXPORT SocketCls : public NameLookups {
 
   std::shared_ptr<SocketModule> module_;
   std::shared_ptr<CallState> call_;
+  std::shared_ptr<CallState> owner_;  // of the call that opened the connection for another object
   SocketClsEvents* events_ = nullptr;
   std::int32_t startUps_ = 0;     // that this object has counted
   std::uint32_t connection_ = 0;  // serial of the connection, to recognise a change during a call
+  std::uint32_t writes_ = 0;      // notifications that it can be written
   std::int32_t closeError_ = 0;   // of the close notification: 0 for an orderly end
   bool datagrams_ = false;        // what Listen has made, whatever UseUDP says since
   bool draining_ = false;         // its read loop pumps; a read loop inside that does not

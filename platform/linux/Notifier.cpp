@@ -66,6 +66,7 @@ struct Registration {
   std::int32_t closeError = 0;
 };
 
+constexpr std::size_t kDatagramRoom = 128'000;
 constexpr int kEventsAtOnce = 256;
 constexpr int kBlindSleep = 10;  // milliseconds
 
@@ -99,6 +100,7 @@ struct Notifier::State {
   std::uint64_t serial = 0;
   std::unordered_map<std::int32_t, Registration> watched;
   std::deque<std::uint64_t> queue;  // registration numbers with something pending
+  std::unique_ptr<std::uint8_t[]> datagramRoom;
   std::deque<std::uint64_t> held;   // those whose reads wait for the pumps to be less nested
 
   Registration* Find(std::int32_t handle) {
@@ -394,6 +396,12 @@ std::ptrdiff_t Notifier::Send(std::int32_t handle, std::span<const std::uint8_t>
 
 void Notifier::AwaitRoom(std::int32_t handle) {
   if (Registration* of = state_->Find(handle)) of->wantsWrite = true;
+}
+
+std::span<std::uint8_t> Notifier::DatagramRoom() {
+  auto& room = state_->datagramRoom;
+  if (room == nullptr) room = std::make_unique_for_overwrite<std::uint8_t[]>(kDatagramRoom);
+  return {room.get(), kDatagramRoom};
 }
 
 std::ptrdiff_t Notifier::Receive(std::int32_t handle, std::span<std::uint8_t> room,

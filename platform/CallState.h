@@ -1,0 +1,66 @@
+// What a blocking call holds of its object: whether the object still lives, was told to stop, and
+// is inside a call; and what waits inside it. Shared by the object and its running calls, so that
+// it outlives a deletion.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <utility>
+
+#include "platform/Loop.h"
+#include "platform/Wakeups.h"
+
+namespace netro {
+
+class RunningWait;
+
+struct CallState final : Wakeable {
+  std::atomic<std::uint32_t> stops{0};  // grows with each Stop; any thread
+  bool alive = true;
+  bool busy = false;
+
+  /// Ends the running calls with 9999. Any thread, signal-safe.
+  void Stop(Loop& loop) {
+    ++stops;
+    loop.Notify(*this);
+  }
+  /// The object goes.
+  void Die() {
+    alive = false;
+    Changed();
+  }
+  /// Something has happened that a call may be waiting for: the tasks that sleep in one are looked
+  /// at. Who waits outside of tasks looks after each pump by itself.
+  void Changed() noexcept;
+
+ private:
+  friend class RunningWait;
+  void Woken() noexcept override { Changed(); }
+
+  RunningWait* waits_ = nullptr;
+};
+
+/// Marks an object as being inside a blocking call. `Refused` when it already is, or when so many
+/// calls of the thread wait one inside the other that this one would be too much.
+class BusyScope {
+ public:
+  explicit BusyScope(std::shared_ptr<CallState> state)
+      : state_(std::move(state)),
+        entered_(!Loop::ForThread()->IsTooDeep() && !std::exchange(state_->busy, true)) {}
+  ~BusyScope() { Leave(); }
+  BusyScope(const BusyScope&) = delete;
+  BusyScope& operator=(const BusyScope&) = delete;
+
+  bool Refused() const { return !entered_; }
+  /// Ends the marking early: what still runs does not mind another call on the object.
+  void Leave() {
+    if (std::exchange(entered_, false)) state_->busy = false;
+  }
+
+ private:
+  std::shared_ptr<CallState> state_;
+  bool entered_;
+};
+
+}  // namespace netro
