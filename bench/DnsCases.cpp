@@ -44,6 +44,8 @@ void AddManyInFlight(const DnsServers& servers) {
   AddCase({name, "c-ares", "queries", kManyQueries, "",
            [queries](Stopwatch& watch) { return AresQueries(queries, watch); }});
 #endif
+  AddCase({name, "netro", "queries", kManyQueries, name + "/c-ares",
+           [queries](Stopwatch& watch) { return NetroQueriesMany(queries, watch); }});
 }
 
 DnsQueries LargeQueries(const DnsServers& servers, std::uint16_t type) {

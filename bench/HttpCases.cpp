@@ -74,6 +74,7 @@ void AddManyInFlight() {
 #ifdef NETRO_HAVE_CURL
     AddMany(name, "libcurl", CurlFetchMany, inFlight, "");
 #endif
+    AddMany(name, "netro", NetroFetchMany, inFlight, name + "/libcurl");
   }
 }
 

@@ -59,8 +59,9 @@ std::string DeliverAll(Deliverer deliver, std::size_t size, int repetitions, int
   const LoadServer server([size](std::string_view received,
                                  Session& session) { return Reply(received, session, size); },
                           "220 bench\r\n");
-  return server.Port() == 0 ? "no mail server"
-                            : deliver({server.Port(), MessageOf(size), repetitions, inFlight}, watch);
+  return server.Port() == 0
+             ? "no mail server"
+             : deliver({server.Port(), MessageOf(size), repetitions, inFlight}, watch);
 }
 
 struct Load {
@@ -84,7 +85,7 @@ void AddBesideCurl(const Load& load) {
 #ifdef NETRO_HAVE_CURL
   Add(load, "libcurl", many ? CurlDeliverMany : CurlDeliver, "");
 #endif
-  Add(load, "netro", many ? NetroDeliver : NetroDeliver, load.name + "/libcurl");
+  Add(load, "netro", many ? NetroDeliverMany : NetroDeliver, load.name + "/libcurl");
 }
 
 }  // namespace
