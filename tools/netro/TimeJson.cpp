@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "tools/netro/IsoTime.h"
 #include "tools/netro/JsonOutput.h"
 #include "tools/netro/TimeOutput.h"
 #include "tools/netro/TimeText.h"

@@ -8,6 +8,7 @@
 
 #include "tools/netro/Encoding.h"
 #include "tools/netro/FailureText.h"
+#include "tools/netro/IsoTime.h"
 #include "tools/netro/Terminal.h"
 #include "tools/netro/TimeText.h"
 

@@ -14,9 +14,6 @@ bool IsSntpReply(const QueryTimeCLS& query);
 /// True when the server told when it got the request, so that SNTPOffset and SNTPDelay count.
 bool HasOffset(const QueryTimeCLS& query);
 
-/// "2026-11-21T10:45:00.000Z"
-std::string IsoTime(Date date);
-
 const char* StratumName(SNTPStratumEnum stratum);
 const char* LeapName(SNTPLeapIndicatorEnum leap);
 const char* ModeName(SNTPModeEnum mode);

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <string>
 
+#include "tools/netro/IsoTime.h"
 #include "tools/netro/Stopwatch.h"
 #include "tools/netro/TimeText.h"
 #include "tools/netro/TourSections.h"

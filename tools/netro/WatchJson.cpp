@@ -5,8 +5,8 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "tools/netro/IsoTime.h"
 #include "tools/netro/Terminal.h"
-#include "tools/netro/TimeText.h"
 #include "tools/netro/WatchText.h"
 
 namespace netro::tool {

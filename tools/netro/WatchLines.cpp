@@ -2,8 +2,8 @@
 
 #include "tools/netro/WatchLines.h"
 
+#include "tools/netro/IsoTime.h"
 #include "tools/netro/Terminal.h"
-#include "tools/netro/TimeText.h"
 #include "tools/netro/WatchText.h"
 
 namespace netro::tool {

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <string>
 
-#include "tools/netro/TimeText.h"
+#include "tools/netro/IsoTime.h"
 #include "tools/netro/WatchPageStyle.h"
 #include "tools/netro/WatchText.h"
 
