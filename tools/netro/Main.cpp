@@ -14,8 +14,8 @@
 #include <string_view>
 #include <vector>
 
-#include "tools/netro/Command.h"
-#include "tools/netro/Terminal.h"
+#include "terminal/Command.h"
+#include "terminal/Terminal.h"
 
 namespace netro::tool {
 namespace {
