@@ -14,8 +14,18 @@
 #include <string_view>
 #include <vector>
 
+#include "dns/Dns.h"
+#include "get/Get.h"
+#include "mac/Mac.h"
+#include "mail/Mail.h"
+#include "ping/Ping.h"
 #include "terminal/Command.h"
 #include "terminal/Terminal.h"
+#include "time/Time.h"
+#include "tour/Tour.h"
+#include "trace/Trace.h"
+#include "watch/Watch.h"
+#include "whois/WhoIs.h"
 
 namespace netro::tool {
 namespace {

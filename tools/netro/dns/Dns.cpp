@@ -1,5 +1,7 @@
 // "netro dns": one question with QueryDNSCLS.
 
+#include "dns/Dns.h"
+
 #include <netro/QueryDNSCLS.h>
 
 #include <CLI/CLI.hpp>
@@ -8,7 +10,6 @@
 #include "dns/DnsOptions.h"
 #include "dns/DnsOutput.h"
 #include "dns/DnsResult.h"
-#include "terminal/Command.h"
 
 namespace netro::tool {
 namespace {

@@ -1,5 +1,7 @@
 // "netro get": one HTTP request with HTTPCls.
 
+#include "get/Get.h"
+
 #include <netro/HTTPCls.h>
 
 #include <CLI/CLI.hpp>
@@ -9,7 +11,6 @@
 #include "get/GetOptions.h"
 #include "get/GetOutput.h"
 #include "get/HttpResult.h"
-#include "terminal/Command.h"
 #include "terminal/Interrupt.h"
 #include "terminal/ProgressBar.h"
 #include "terminal/Timer.h"

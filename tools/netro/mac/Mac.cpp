@@ -1,12 +1,13 @@
 // "netro mac": MAC addresses with NetBIOSCls.
 
+#include "mac/Mac.h"
+
 #include <CLI/CLI.hpp>
 #include <memory>
 
 #include "mac/MacOptions.h"
 #include "mac/MacOutput.h"
 #include "mac/MacQuery.h"
-#include "terminal/Command.h"
 #include "terminal/Interrupt.h"
 #include "terminal/Stopwatch.h"
 

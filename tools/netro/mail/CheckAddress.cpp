@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "mail/AddressCheck.h"
+#include "mail/Mail.h"
 #include "mail/MailConnection.h"
 #include "mail/MailDisplay.h"
-#include "terminal/Command.h"
 #include "terminal/Encoding.h"
 #include "terminal/Interrupt.h"
 #include "terminal/JsonOutput.h"

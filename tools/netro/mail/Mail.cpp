@@ -1,5 +1,7 @@
 // "netro mail": a message composed and sent with SendMailCls.
 
+#include "mail/Mail.h"
+
 #include <netro/SendMailCls.h>
 
 #include <CLI/CLI.hpp>
@@ -9,7 +11,6 @@
 #include "mail/MailMessage.h"
 #include "mail/MailOptions.h"
 #include "mail/MailOutput.h"
-#include "terminal/Command.h"
 #include "terminal/Interrupt.h"
 #include "terminal/Stopwatch.h"
 #include "terminal/Terminal.h"

@@ -1,12 +1,13 @@
 // "netro ping": echoes of any number of hosts with EchoCls.
 
+#include "ping/Ping.h"
+
 #include <CLI/CLI.hpp>
 #include <memory>
 
 #include "ping/PingOptions.h"
 #include "ping/PingOutput.h"
 #include "ping/Pinger.h"
-#include "terminal/Command.h"
 #include "terminal/EchoText.h"
 #include "terminal/Interrupt.h"
 #include "terminal/Stopwatch.h"

@@ -1,4 +1,5 @@
-// What every subcommand of netro is made of. Main.cpp holds the table of them.
+// What every subcommand of netro is made of. Each room has a header that declares its own; Main.cpp
+// holds the table of them.
 #pragma once
 
 #include <functional>
@@ -31,17 +32,5 @@ struct Command {
   const char* summary;
   CommandRun (*setUp)(CLI::App& options);  // declares the options
 };
-
-CommandRun SetUpCheckAddress(CLI::App& options);
-CommandRun SetUpDns(CLI::App& options);
-CommandRun SetUpGet(CLI::App& options);
-CommandRun SetUpMac(CLI::App& options);
-CommandRun SetUpMail(CLI::App& options);
-CommandRun SetUpPing(CLI::App& options);
-CommandRun SetUpTime(CLI::App& options);
-CommandRun SetUpTour(CLI::App& options);
-CommandRun SetUpTrace(CLI::App& options);
-CommandRun SetUpWatch(CLI::App& options);
-CommandRun SetUpWhoIs(CLI::App& options);
 
 }  // namespace netro::tool

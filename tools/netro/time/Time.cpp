@@ -1,11 +1,12 @@
 // "netro time": one question with QueryTimeCLS.
 
+#include "time/Time.h"
+
 #include <netro/QueryTimeCLS.h>
 
 #include <CLI/CLI.hpp>
 #include <memory>
 
-#include "terminal/Command.h"
 #include "terminal/Interrupt.h"
 #include "terminal/Stopwatch.h"
 #include "time/TimeOptions.h"

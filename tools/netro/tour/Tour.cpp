@@ -1,10 +1,11 @@
 // "netro tour": every class at work against servers on the loopback interface, all on one thread
 // and one message loop. No network is needed.
 
+#include "tour/Tour.h"
+
 #include <CLI/CLI.hpp>
 #include <memory>
 
-#include "terminal/Command.h"
 #include "tour/TourReport.h"
 #include "tour/TourSections.h"
 

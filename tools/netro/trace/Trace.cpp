@@ -1,12 +1,13 @@
 // "netro trace": the routers on the way to a host, with EchoCls.
 
+#include "trace/Trace.h"
+
 #include <CLI/CLI.hpp>
 #include <cstdlib>
 #include <memory>
 #include <optional>
 #include <string>
 
-#include "terminal/Command.h"
 #include "terminal/EchoText.h"
 #include "terminal/HostAddress.h"
 #include "terminal/Interrupt.h"

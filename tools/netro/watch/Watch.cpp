@@ -1,11 +1,12 @@
 // "netro watch": observes hosts with WatchpostCls.
 
+#include "watch/Watch.h"
+
 #include <CLI/CLI.hpp>
 #include <memory>
 #include <optional>
 #include <string>
 
-#include "terminal/Command.h"
 #include "terminal/FailureText.h"
 #include "terminal/Terminal.h"
 #include "watch/WatchExample.h"

@@ -1,11 +1,12 @@
 // "netro whois": a question to a WHOIS server with WhoIsCls, and to those that it refers to.
 
+#include "whois/WhoIs.h"
+
 #include <CLI/CLI.hpp>
 #include <memory>
 #include <utility>
 #include <vector>
 
-#include "terminal/Command.h"
 #include "whois/WhoIsOptions.h"
 #include "whois/WhoIsOutput.h"
 #include "whois/WhoIsResult.h"
