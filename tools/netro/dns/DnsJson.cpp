@@ -55,9 +55,7 @@ Json ToJson(const DNSCLS& record) {
                  {"type", RecordTypeName(record.DataType())},
                  {"type_number", record.DataType()},
                  {"data", ZoneData(record)}};
-  if (Json fields = FieldsOf(record); !fields.is_null()) {
-    object["fields"] = std::move(fields);
-  }
+  if (Json fields = FieldsOf(record); !fields.is_null()) object["fields"] = std::move(fields);
   return object;
 }
 

@@ -88,9 +88,7 @@ QueryEnum ReadType(const DnsOptions& options) {
 /// the way for IPv4.
 std::string ReadReverseName(const std::string& address) {
   char bytes[16];
-  if (::inet_pton(AF_INET, address.c_str(), bytes) == 1) {
-    return address;
-  }
+  if (::inet_pton(AF_INET, address.c_str(), bytes) == 1) return address;
   if (::inet_pton(AF_INET6, address.c_str(), bytes) != 1) {
     throw UsageError("--reverse: \"" + address + "\" is no address");
   }
@@ -105,9 +103,7 @@ std::string ReadReverseName(const std::string& address) {
 
 std::int32_t ReadTimeout(const DnsOptions& options, bool zone) {
   const std::int32_t seconds = options.timeout.value_or(zone ? 0 : kDefaultTimeout);
-  if (options.timeout) {
-    CheckTimeout(seconds, kLongestTimeout);
-  }
+  if (options.timeout) CheckTimeout(seconds, kLongestTimeout);
   return seconds;
 }
 
@@ -123,9 +119,7 @@ void DeclareDnsOptions(CLI::App& options, DnsOptions& values) {
 
 DnsRequest ReadDnsRequest(const DnsOptions& options) {
   DnsRequest request;
-  if (options.name.empty()) {
-    throw UsageError("NAME is empty; the root is \".\"");
-  }
+  if (options.name.empty()) throw UsageError("NAME is empty; the root is \".\"");
   request.type = ReadType(options);
   request.name = options.reverse ? ReadReverseName(options.name) : options.name;
   request.zone = request.type == TYPE_AXFR || request.type == TYPE_IXFR;

@@ -100,9 +100,7 @@ bool IsAddress(const QueryDNSCLS& query) { return query.IsIPNumber(query.Domain(
 
 /// What a user can do about it.
 std::string Advice(const QueryDNSCLS& query, const DnsResult& result, const DnsRequest& request) {
-  if (result.server.empty()) {
-    return "; name one with --server";
-  }
+  if (result.server.empty()) return "; name one with --server";
   const bool wasOurs = result.seconds >= request.timeout;  // and not the class's own limit
   if (result.errorNumber == 10002 && request.timeout > 0 && wasOurs) {
     return "; the limit is " + std::to_string(request.timeout) + " s, --timeout changes it";
@@ -117,9 +115,7 @@ std::string Advice(const QueryDNSCLS& query, const DnsResult& result, const DnsR
 
 void ExplainDnsResult(const QueryDNSCLS& query, const DnsResult& result,
                       const DnsRequest& request) {
-  if (result.errorNumber == 0) {
-    return;
-  }
+  if (result.errorNumber == 0) return;
   std::string text = "cannot look up " + QuestionName(query) + " " + RecordTypeName(request.type);
   text += result.server.empty() ? "" : " at " + result.server;
   const bool hasPeriod = result.errorText.ends_with('.');

@@ -29,15 +29,11 @@ class Resolver {
 
   DnsResult Run() {
     for (const std::string& server : Servers()) {
-      if (!result_.server.empty()) {
-        result_.silentServers.push_back(result_.server);
-      }
+      if (!result_.server.empty()) result_.silentServers.push_back(result_.server);
       result_.server = server.empty() ? "" : server + ":" + std::to_string(request_.port);
       query_.DNSServer(server);
       Ask();
-      if (stopped_ || result_.errorNumber < kFirstSocketError) {
-        break;
-      }
+      if (stopped_ || result_.errorNumber < kFirstSocketError) break;
     }
     return result_;
   }
@@ -51,9 +47,7 @@ class Resolver {
  private:
   /// Without any, the library's answer to an empty name tells that there is none.
   std::vector<std::string> Servers() const {
-    if (!request_.server.empty()) {
-      return {request_.server};
-    }
+    if (!request_.server.empty()) return {request_.server};
     const FindDNSCLS system;
     std::vector<std::string> servers = system.Servers();
     servers.resize(system.Count() > 0 ? static_cast<std::size_t>(system.Count()) : 1);
@@ -62,10 +56,9 @@ class Resolver {
 
   void Ask() {
     AskOver(request_.tcp);
-    if (!request_.tcp && !stopped_ && query_.IsTruncated()) {
-      result_.wasTruncated = true;
-      AskOver(true);
-    }
+    if (request_.tcp || stopped_ || !query_.IsTruncated()) return;
+    result_.wasTruncated = true;
+    AskOver(true);
   }
 
   void AskOver(bool tcp) {
@@ -102,9 +95,7 @@ std::string StatusName(std::uint32_t code) {
 }
 
 std::optional<ReplyHeader> HeaderOf(const std::string& message) {
-  if (message.size() < kHeaderSize) {
-    return std::nullopt;
-  }
+  if (message.size() < kHeaderSize) return std::nullopt;
   struct Flag {
     std::uint32_t bit;
     const char* name;
@@ -117,9 +108,7 @@ std::optional<ReplyHeader> HeaderOf(const std::string& message) {
   ReplyHeader header;
   header.status = StatusName(bits & 15);
   for (const Flag& flag : kFlags) {
-    if ((bits & flag.bit) != 0) {
-      header.flags.emplace_back(flag.name);
-    }
+    if ((bits & flag.bit) != 0) header.flags.emplace_back(flag.name);
   }
   return header;
 }
@@ -139,9 +128,7 @@ DnsResult Resolve(QueryDNSCLS& query, const DnsRequest& request) {
       resolver.StopWaiting();
     };
     std::optional<Timer> limit;
-    if (request.timeout > 0) {
-      limit.emplace(request.timeout * 1000, expire);
-    }
+    if (request.timeout > 0) limit.emplace(request.timeout * 1000, expire);
     result = resolver.Run();
   }
   // A query that is stopped between two tries ends with the result of the first.

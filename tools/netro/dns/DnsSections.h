@@ -24,9 +24,7 @@ inline constexpr DnsSection kDnsSections[] = {
 template <class Show>
 void ForEachRecord(const QueryDNSCLS& query, const DnsSection& section, Show show) {
   const std::int32_t count = (query.*section.count)();
-  for (std::int32_t i = 1; i <= count; ++i) {
-    show(*(query.*section.entry)(i));
-  }
+  for (std::int32_t i = 1; i <= count; ++i) show(*(query.*section.entry)(i));
 }
 
 }  // namespace netro::tool

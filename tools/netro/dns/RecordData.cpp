@@ -87,15 +87,11 @@ constexpr Layout kLayouts[] = {
 
 std::string RecordData(std::int32_t type, std::string_view bytes) {
   const auto* layout = std::ranges::find(kLayouts, RecordTypeName(type), &Layout::type);
-  if (layout == std::end(kLayouts)) {
-    return ZoneBytes(bytes);
-  }
+  if (layout == std::end(kLayouts)) return ZoneBytes(bytes);
   RecordReader data(bytes);
   std::string text;
   for (const Field field : layout->fields) {
-    if (field != nullptr) {
-      AddWord(text, field(data));
-    }
+    if (field != nullptr) AddWord(text, field(data));
   }
   return data.Ok() && data.Remaining() == 0 ? text : ZoneBytes(bytes);
 }

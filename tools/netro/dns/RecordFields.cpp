@@ -19,9 +19,7 @@ namespace {
 /// What is left, in some form; there must be something.
 template <class Form>
 std::string Rest(RecordReader& data, Form form) {
-  if (data.Remaining() == 0) {
-    data.Fail();
-  }
+  if (data.Remaining() == 0) data.Fail();
   return form(data.Rest());
 }
 
@@ -67,9 +65,7 @@ std::string Type(RecordReader& data) {
 
 std::string Strings(RecordReader& data) {
   std::string text = String(data);
-  while (data.Remaining() > 0) {
-    AddWord(text, String(data));
-  }
+  while (data.Remaining() > 0) AddWord(text, String(data));
   return text;
 }
 
@@ -87,9 +83,7 @@ std::string Tag(RecordReader& data) {
   const std::string_view tag = data.Counted();
   const bool good = std::ranges::all_of(
       tag, [](char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0; });
-  if (tag.empty() || !good) {
-    data.Fail();
-  }
+  if (tag.empty() || !good) data.Fail();
   return std::string(tag);
 }
 
@@ -110,9 +104,7 @@ std::string Types(RecordReader& data) {
   while (data.Remaining() > 0) {
     const auto window = static_cast<std::int32_t>(data.Number(1));
     const std::string_view bits = data.Counted();
-    if (bits.empty() || bits.size() > 32 || window < next) {
-      data.Fail();
-    }
+    if (bits.empty() || bits.size() > 32 || window < next) data.Fail();
     AddTypes(text, bits, window * 256);
     next = window + 1;
   }
@@ -121,9 +113,7 @@ std::string Types(RecordReader& data) {
 
 std::string OldTypes(RecordReader& data) {
   constexpr std::size_t kMostBytes = 16;
-  if (data.Remaining() > kMostBytes) {
-    data.Fail();
-  }
+  if (data.Remaining() > kMostBytes) data.Fail();
   std::string text;
   AddTypes(text, data.Rest(), 0);
   return text;
@@ -139,17 +129,13 @@ std::string Salt(RecordReader& data) {
 std::string HashedName(RecordReader& data) {
   constexpr char kDigits[] = "0123456789ABCDEFGHIJKLMNOPQRSTUV";
   const std::string_view hash = data.Counted();
-  if (hash.empty()) {
-    data.Fail();
-  }
+  if (hash.empty()) data.Fail();
   std::string text;
   std::uint32_t bits = 0;
   int count = 0;
   for (const char c : hash) {
     bits = bits << 8 | static_cast<std::uint8_t>(c);
-    for (count += 8; count >= 5; count -= 5) {
-      text += kDigits[bits >> (count - 5) & 31];
-    }
+    for (count += 8; count >= 5; count -= 5) text += kDigits[bits >> (count - 5) & 31];
   }
   return count == 0 ? text : text + kDigits[bits << (5 - count) & 31];
 }

@@ -109,14 +109,10 @@ std::string HostIdentity(RecordReader& data) {
   const std::uint32_t tagSize = data.Number(1);
   std::string text = U8(data);
   const std::uint32_t keySize = data.Number(2);
-  if (tagSize == 0 || keySize == 0) {
-    data.Fail();
-  }
+  if (tagSize == 0 || keySize == 0) data.Fail();
   AddWord(text, HexDigits(data.Take(tagSize)));
   AddWord(text, Base64(data.Take(keySize)));
-  while (data.Remaining() > 0) {
-    AddWord(text, data.Name());
-  }
+  while (data.Remaining() > 0) AddWord(text, data.Name());
   return text;
 }
 
@@ -128,9 +124,7 @@ std::string Prefixes(RecordReader& data) {
     const std::uint32_t size = data.Number(1);
     const std::string_view part = data.Take(size & 127);
     const std::size_t whole = family == 1 ? 4 : 16;
-    if (family < 1 || family > 2 || prefix > whole * 8 || part.size() > whole) {
-      data.Fail();
-    }
+    if (family < 1 || family > 2 || prefix > whole * 8 || part.size() > whole) data.Fail();
     AddWord(text, (size > 127 ? "!" : "") + std::to_string(family) + ":" +
                       ShortAddress(part, whole) + "/" + std::to_string(prefix));
   }

@@ -13,9 +13,7 @@ constexpr std::size_t kLongestLabel = 63;
 
 std::string AddressText(int family, std::string_view bytes) {
   char text[INET6_ADDRSTRLEN] = {};
-  if (!bytes.empty()) {
-    ::inet_ntop(family, bytes.data(), text, sizeof text);
-  }
+  if (!bytes.empty()) ::inet_ntop(family, bytes.data(), text, sizeof text);
   return text;
 }
 
@@ -33,9 +31,7 @@ std::string_view RecordReader::Take(std::size_t size) {
 
 std::uint32_t RecordReader::Number(std::size_t size) {
   std::uint32_t number = 0;
-  for (const char c : Take(size)) {
-    number = number << 8 | static_cast<std::uint8_t>(c);
-  }
+  for (const char c : Take(size)) number = number << 8 | static_cast<std::uint8_t>(c);
   return number;
 }
 
@@ -47,12 +43,8 @@ std::string RecordReader::Name() {
   std::string name;
   for (;;) {
     const std::size_t size = Number(1);
-    if (size > kLongestLabel) {
-      Fail();
-    }
-    if (size == 0 || !ok_) {
-      return name.empty() ? "." : name;
-    }
+    if (size > kLongestLabel) Fail();
+    if (size == 0 || !ok_) return name.empty() ? "." : name;
     name += ZoneLabel(Take(size)) + ".";
   }
 }

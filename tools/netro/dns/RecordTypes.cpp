@@ -56,13 +56,9 @@ std::string RecordTypeName(std::int32_t number) {
 
 std::optional<std::int32_t> RecordTypeNumber(std::string_view name) {
   for (const TypeName& type : kTypes) {
-    if (Same(name, type.name)) {
-      return type.number;
-    }
+    if (Same(name, type.name)) return type.number;
   }
-  if (Same(name.substr(0, kNumbered.size()), kNumbered)) {
-    name.remove_prefix(kNumbered.size());
-  }
+  if (Same(name.substr(0, kNumbered.size()), kNumbered)) name.remove_prefix(kNumbered.size());
   std::int32_t number = 0;
   const char* end = name.data() + name.size();
   const auto read = std::from_chars(name.data(), end, number);

@@ -20,9 +20,7 @@ std::string KeyName(std::uint32_t key);
 template <class Element>
 std::string List(RecordReader& value, Element element) {
   std::string text = element(value);
-  while (value.Remaining() > 0) {
-    text += "," + element(value);
-  }
+  while (value.Remaining() > 0) text += "," + element(value);
   return text;
 }
 
@@ -85,9 +83,7 @@ std::string ServiceParameters(RecordReader& data) {
     RecordReader value(data.Take(data.Number(2)));
     text += (text.empty() ? "" : " ") + KeyName(key) +
             (key < std::size(kKeys) ? kKeys[key].text : Unknown)(value);
-    if (!value.Ok() || value.Remaining() > 0 || key <= last) {
-      data.Fail();
-    }
+    if (!value.Ok() || value.Remaining() > 0 || key <= last) data.Fail();
     last = key;
   }
   return text;

@@ -49,13 +49,9 @@ std::string StringsText(std::string_view data) {
   std::string_view rest = data;
   for (;;) {
     const auto string = TakeQuoted(rest);
-    if (!string || (!rest.empty() && !rest.starts_with(' '))) {
-      return ZoneString(data);
-    }
+    if (!string || (!rest.empty() && !rest.starts_with(' '))) return ZoneString(data);
     text += ZoneString(*string);
-    if (rest.empty()) {
-      return text;
-    }
+    if (rest.empty()) return text;
     text += ' ';
     rest.remove_prefix(1);
   }
@@ -69,9 +65,7 @@ std::string TwoNames(std::string_view data) {
 
 std::string ShortIPv6(const std::string& data) {
   char bytes[16] = {};
-  if (::inet_pton(AF_INET6, data.c_str(), bytes) != 1) {
-    return ZoneString(data);
-  }
+  if (::inet_pton(AF_INET6, data.c_str(), bytes) != 1) return ZoneString(data);
   return RecordReader(std::string_view(bytes, sizeof bytes)).IPv6();
 }
 
@@ -119,13 +113,9 @@ std::string AtmAddress(std::string_view data) {
   constexpr std::string_view kNsap = "(NSAP) ";
   const std::string_view address = data.substr(std::min(kE164.size(), data.size()));
   const bool digits = address.find_first_not_of("0123456789ABCDEF") == address.npos;
-  if (!digits || !(data.starts_with(kE164) || data.starts_with(kNsap))) {
-    return ZoneString(data);
-  }
+  if (!digits || !(data.starts_with(kE164) || data.starts_with(kNsap))) return ZoneString(data);
   std::string text = data.starts_with(kE164) ? "+" : "";
-  for (const char c : address) {
-    text += static_cast<char>(c >= 'A' ? c - 'A' + 'a' : c);
-  }
+  for (const char c : address) text += static_cast<char>(c >= 'A' ? c - 'A' + 'a' : c);
   return text;
 }
 

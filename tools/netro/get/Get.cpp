@@ -20,18 +20,14 @@ namespace {
 
 /// "-o -" is standard output, which is the default.
 void Normalise(GetOptions& options) {
-  if (options.output == "-") {
-    options.output.clear();
-  }
+  if (options.output == "-") options.output.clear();
 }
 
 void Prepare(HTTPCls& http, const GetOptions& options, const GetRequest& request) {
   http.URL(options.url);
   http.QueryType(request.method);
   http.PostData(request.body);
-  for (const auto& [name, value] : request.headers) {
-    http.AddHeader(name, value);
-  }
+  for (const auto& [name, value] : request.headers) http.AddHeader(name, value);
   http.HTTPToken(options.token);
   http.User(request.user);
   http.Password(request.password);

@@ -122,15 +122,11 @@ QueryTypeEnum ReadMethod(const GetOptions& options) {
     }
     return hasBody ? QueryPost : QueryGet;
   }
-  if (method == "POST") {
-    return QueryPost;
-  }
+  if (method == "POST") return QueryPost;
   if (method != "HEAD") {
     throw UsageError("--request: the method is GET, HEAD or POST, not \"" + method + "\"");
   }
-  if (hasBody) {
-    throw UsageError("a HEAD request has no body");
-  }
+  if (hasBody) throw UsageError("a HEAD request has no body");
   if (!options.output.empty()) {
     throw UsageError("the answer to a HEAD request has no body for --output");
   }
@@ -154,15 +150,11 @@ void DeclareGetOptions(CLI::App& options, GetOptions& values) {
 
 GetRequest ReadGetRequest(const GetOptions& options) {
   GetRequest request;
-  if (options.timeout < 1) {
-    throw UsageError("--timeout: at least one second is needed");
-  }
+  if (options.timeout < 1) throw UsageError("--timeout: at least one second is needed");
   request.method = ReadMethod(options);
   request.body =
       options.dataFile.empty() ? options.data : ReadInput("--data-file", options.dataFile);
-  for (const std::string& line : options.headers) {
-    request.headers.push_back(ReadHeader(line));
-  }
+  for (const std::string& line : options.headers) request.headers.push_back(ReadHeader(line));
   const std::size_t colon = std::min(options.user.find(':'), options.user.size());
   request.user = options.user.substr(0, colon);
   request.password = options.user.substr(std::min(colon + 1, options.user.size()));

@@ -36,11 +36,10 @@ void CopyBodyTo(const std::string& name, const HttpResult& result) {
     });
     good = std::fflush(file.get()) == 0 && good;
   }
-  if (!good) {
-    const std::string reason = std::strerror(errno);
-    DiscardBody(result);
-    throw std::runtime_error("cannot write " + name + ": " + reason);
-  }
+  if (good) return;
+  const std::string reason = std::strerror(errno);
+  DiscardBody(result);
+  throw std::runtime_error("cannot write " + name + ": " + reason);
 }
 
 /// Makes sure that the body stands in the file that the user named.
@@ -73,9 +72,7 @@ void PrintBodyOnTerminal(const HttpResult& result) {
 }
 
 void PrintAnswer(const HttpResult& result, const GetOptions& options) {
-  if (options.include || options.head) {
-    PrintForeign(result.header + "\r\n\r\n");
-  }
+  if (options.include || options.head) PrintForeign(result.header + "\r\n\r\n");
   if (!options.output.empty()) {
     SaveBody(options.output, result);
   } else if (IsTerminal(Stream::Output)) {
@@ -117,9 +114,7 @@ void PrintJson(const HttpResult& result, const GetOptions& options) {
   for (const auto& [name, value] : FieldsOf(result.header)) {
     object["headers"].push_back({{"name", name}, {"value", value}});
   }
-  if (result.IsAnswer()) {
-    AddBody(object, result, options);
-  }
+  if (result.IsAnswer()) AddBody(object, result, options);
   PrintObject(object);
 }
 
@@ -132,9 +127,7 @@ std::string WithoutCredentials(const std::string& url) {
 
 std::string FailureText(const HttpResult& result, const GetOptions& options) {
   std::string text = "cannot fetch " + WithoutCredentials(options.url);
-  if (!options.proxy.empty()) {
-    text += " through the proxy";
-  }
+  if (!options.proxy.empty()) text += " through the proxy";
   const bool hasPeriod = result.errorText.ends_with('.');
   text += ": " + result.errorText.substr(0, result.errorText.size() - (hasPeriod ? 1 : 0));
   text += " (error " + std::to_string(result.errorNumber) + ")";
@@ -158,9 +151,7 @@ std::string RefusalText(const HttpResult& result, const GetOptions& options) {
 std::string RedirectTarget(const HttpResult& result) {
   if (result.status >= 300 && result.status < 400) {
     for (const auto& [name, value] : FieldsOf(result.header)) {
-      if (name.size() == 8 && ::strcasecmp(name.c_str(), "Location") == 0) {
-        return value;
-      }
+      if (name.size() == 8 && ::strcasecmp(name.c_str(), "Location") == 0) return value;
     }
   }
   return {};
@@ -180,12 +171,8 @@ void ExplainResult(const HttpResult& result, const GetOptions& options) {
 
 bool CanBeReplaced(const std::string& file) {
   struct stat status {};
-  if (::lstat(file.c_str(), &status) != 0) {
-    return true;
-  }
-  if (S_ISDIR(status.st_mode)) {
-    throw UsageError("--output: " + file + " is a folder");
-  }
+  if (::lstat(file.c_str(), &status) != 0) return true;
+  if (S_ISDIR(status.st_mode)) throw UsageError("--output: " + file + " is a folder");
   return S_ISREG(status.st_mode);
 }
 

@@ -82,13 +82,9 @@ void ReadBody(const HttpResult& result, const std::function<bool(std::string_vie
   }
   char block[65536];
   while (const std::size_t size = std::fread(block, 1, sizeof block, file.get())) {
-    if (!take({block, size})) {
-      return;
-    }
+    if (!take({block, size})) return;
   }
-  if (std::ferror(file.get()) != 0) {
-    throw std::runtime_error("cannot read " + result.file);
-  }
+  if (std::ferror(file.get()) != 0) throw std::runtime_error("cannot read " + result.file);
 }
 
 std::string WholeBody(const HttpResult& result) {
@@ -101,9 +97,7 @@ std::string WholeBody(const HttpResult& result) {
 }
 
 void DiscardBody(const HttpResult& result) {
-  if (result.isTemporary) {
-    std::remove(result.file.c_str());
-  }
+  if (result.isTemporary) std::remove(result.file.c_str());
 }
 
 }  // namespace netro::tool

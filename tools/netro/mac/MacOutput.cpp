@@ -42,9 +42,7 @@ std::string Row(const std::string& number, const std::string& address,
 
 bool IsColumn(const char* property) {
   for (const std::string_view column : kColumns) {
-    if (column == property) {
-      return true;
-    }
+    if (column == property) return true;
   }
   return false;
 }
@@ -53,17 +51,13 @@ void PrintAdapters(const MacResult& result) {
   const std::vector<MacProperty>& properties = MacProperties();
   std::vector<std::string> labels;
   for (const MacProperty& property : properties) {
-    if (IsColumn(property.name)) {
-      labels.emplace_back(property.label);
-    }
+    if (IsColumn(property.name)) labels.emplace_back(property.label);
   }
   Print(Styled(Style::Dim, Row("adapter", "MAC address", labels)) + "\n");
   for (const MacAdapter& adapter : result.adapters) {
     std::vector<std::string> counters;
     for (std::size_t i = 0; i < properties.size(); ++i) {
-      if (IsColumn(properties[i].name)) {
-        counters.push_back(std::to_string(adapter.status[i]));
-      }
+      if (IsColumn(properties[i].name)) counters.push_back(std::to_string(adapter.status[i]));
     }
     Print(Row(std::to_string(adapter.number.value_or(0)), Text(adapter.address), counters) + "\n");
   }
@@ -97,9 +91,7 @@ Json ToJson(const MacAdapter& adapter) {
 }  // namespace
 
 void PrintMac(const MacOptions& options, const MacResult& result) {
-  if (result.adapters.empty()) {
-    return;
-  }
+  if (result.adapters.empty()) return;
   if (options.host.empty()) {
     PrintAdapters(result);
   } else if (options.netBios) {
@@ -121,24 +113,18 @@ void PrintMacJson(const MacOptions& options, const MacResult& result, double sec
                  {"error", {{"number", result.error}, {"text", result.errorText}}},
                  {"seconds", seconds},
                  {"adapters", Json::array()}};
-  for (const MacAdapter& adapter : result.adapters) {
-    object["adapters"].push_back(ToJson(adapter));
-  }
+  for (const MacAdapter& adapter : result.adapters) object["adapters"].push_back(ToJson(adapter));
   Print(object.dump(2) + "\n");
 }
 
 void ExplainMac(const MacOptions& options, const MacResult& result) {
-  if (result.error == 0) {
-    return;
-  }
+  if (result.error == 0) return;
   std::string what = "cannot list the adapters of this computer";
   std::string advice;
   if (options.netBios) {
     what = "no node status of " + options.host;
     constexpr std::int32_t kNoReply = 0x05;
-    if (result.error == kNoReply) {
-      advice = "; it has no NetBIOS, or a firewall is between";
-    }
+    if (result.error == kNoReply) advice = "; it has no NetBIOS, or a firewall is between";
   } else if (!options.host.empty()) {
     what = "no MAC address of " + Label(options, result);
   }

@@ -68,9 +68,7 @@ MacResult MacQuery::Ask(const MacOptions& options) {
   } else {
     AskNeighbour(options.host);
   }
-  if (isLate && result_.error != 0) {
-    SetError(kNoReply);
-  }
+  if (isLate && result_.error != 0) SetError(kNoReply);
   return std::move(result_);
 }
 
@@ -87,16 +85,12 @@ void MacQuery::AskOwnAdapters() {
   }
   const bool all = error == kNoAdapter && !result_.adapters.empty();
   SetError(all ? 0 : error);
-  if (error == kNoAdapter && !all) {
-    result_.errorText = "there are none but loopback";
-  }
+  if (error == kNoAdapter && !all) result_.errorText = "there are none but loopback";
 }
 
 void MacQuery::AskNodeStatus(const std::string& host) {
   std::int32_t error = 0;
-  if (netBios_.GetMacAddress(0, host, kDivider, error)) {
-    Add(std::nullopt, true);
-  }
+  if (netBios_.GetMacAddress(0, host, kDivider, error)) Add(std::nullopt, true);
   SetError(error);
 }
 
@@ -105,9 +99,7 @@ void MacQuery::AskNeighbour(const std::string& host) {
   result_.hostAddress = found.address;
   result_.error = found.error;
   result_.errorText = found.errorText;
-  if (found.error != 0) {
-    return;
-  }
+  if (found.error != 0) return;
   if (!stopped_ && netBios_.GetRemoteMACAddress(found.address, kDivider)) {
     Add(std::nullopt, false);
     return;

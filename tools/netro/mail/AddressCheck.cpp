@@ -21,9 +21,7 @@ void LookUp(SendMailCls& mail, AddressReport& report) {
   const std::string domain = DomainOf(report.address);
   report.exchanger = mail.QueryGatewayName(domain);
   report.lookup = LastFinding(mail);
-  if (report.lookup->result != 0) {
-    return;
-  }
+  if (report.lookup->result != 0) return;
   report.exchangerAddress = mail.QueryGatewayIP(domain);
   report.lookup = LastFinding(mail);
   constexpr std::int32_t kNoAddress = 59;
@@ -52,9 +50,7 @@ AddressReport CheckAddress(SendMailCls& mail, const std::string& address,
   report.address = address;
   const bool written = mail.CheckeMailAddressSyntax(address);
   report.syntax = LastFinding(mail);
-  if (written && options.lookUp) {
-    LookUp(mail, report);
-  }
+  if (written && options.lookUp) LookUp(mail, report);
   if (written && options.askServer && !report.IsCancelled()) {
     report.serverTakesIt = mail.CheckeMailAddress(address, options.from);
     report.server = LastFinding(mail);

@@ -159,13 +159,9 @@ int Run(const Options& options) {
     good = good && report.IsGood();
     Tell(report, options);
     reports.push_back(ToJson(report));
-    if (report.IsCancelled()) {
-      break;
-    }
+    if (report.IsCancelled()) break;
   }
-  if (options.json) {
-    PrintObject({{"ok", good}, {"addresses", reports}});
-  }
+  if (options.json) PrintObject({{"ok", good}, {"addresses", reports}});
   return good ? Success : QueryFailed;
 }
 

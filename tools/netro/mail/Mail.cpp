@@ -44,9 +44,7 @@ int RunMail(const MailOptions& options) {
   } else {
     PrintMail(mail, options);
   }
-  if (!good) {
-    ExplainMail(mail, options);
-  }
+  if (!good) ExplainMail(mail, options);
   return good ? Success : QueryFailed;
 }
 

@@ -25,18 +25,14 @@ std::int32_t ReadServer(const MailConnectionOptions& options, std::string& host)
       throw UsageError("--server: \"" + host + "\" is no host name and no address");
     }
   }
-  if (port != 0 && options.port != 0) {
-    throw UsageError("--port: --server names a port already");
-  }
+  if (port != 0 && options.port != 0) throw UsageError("--port: --server names a port already");
   return std::max(port, options.port);
 }
 
 void CheckHelo(const std::string& name) {
   const bool good =
       std::ranges::all_of(name, [](char c) { return c > ' ' && c <= '~' && c != '<' && c != '>'; });
-  if (!good) {
-    throw UsageError("--helo: \"" + name + "\" cannot be said in HELO");
-  }
+  if (!good) throw UsageError("--helo: \"" + name + "\" cannot be said in HELO");
 }
 
 /// An entry for every step that waits.
@@ -74,9 +70,7 @@ void DeclareMailConnection(CLI::App& options, MailConnectionOptions& values) {
 
 void UseMailConnection(SendMailCls& mail, const MailConnectionOptions& options) {
   std::string host;
-  if (const std::int32_t port = ReadServer(options, host)) {
-    mail.Port(port);
-  }
+  if (const std::int32_t port = ReadServer(options, host)) mail.Port(port);
   mail.ReceiverHostName(host);
   CheckHelo(options.helo);
   mail.SenderHostName(options.helo);

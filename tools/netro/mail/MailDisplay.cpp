@@ -11,9 +11,7 @@ namespace netro::tool {
 void MailDisplay::DisplayProtocol(const std::string& LastResult) {
   bar_.Clear();
   total_ = 0;
-  if (transcript_) {
-    std::fputs((Printable(LastResult) + "\n").c_str(), stderr);
-  }
+  if (transcript_) std::fputs((Printable(LastResult) + "\n").c_str(), stderr);
 }
 
 void MailDisplay::DataStatus(std::int32_t SendBytes, std::int32_t CompleteBytes) {
@@ -22,9 +20,7 @@ void MailDisplay::DataStatus(std::int32_t SendBytes, std::int32_t CompleteBytes)
 }
 
 void MailDisplay::Redraw() {
-  if (total_ > 0) {
-    bar_.Update(sent_, total_);
-  }
+  if (total_ > 0) bar_.Update(sent_, total_);
 }
 
 }  // namespace netro::tool

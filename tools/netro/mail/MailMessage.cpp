@@ -21,9 +21,7 @@ namespace {
 
 std::string Joined(const std::vector<std::string>& lists) {
   std::string joined;
-  for (const std::string& list : lists) {
-    joined += (joined.empty() ? "" : ", ") + list;
-  }
+  for (const std::string& list : lists) joined += (joined.empty() ? "" : ", ") + list;
   return joined;
 }
 
@@ -42,18 +40,14 @@ void CheckAddresses(SendMailCls& mail, const MailOptions& options, const std::st
   constexpr const char* kOptions[] = {"", "--to", "--cc", "--bcc"};
   CheckAddress(mail, "--from", options.from);
   const auto recipients = RecipientsOf(to, cc, bcc);
-  if (recipients.empty()) {
-    throw UsageError("no recipient; name one with --to, --cc or --bcc");
-  }
+  if (recipients.empty()) throw UsageError("no recipient; name one with --to, --cc or --bcc");
   for (const RecipientOutcome& recipient : recipients) {
     CheckAddress(mail, kOptions[recipient.Type], recipient.Address);
   }
 }
 
 void UseCharset(SendMailCls& mail, const std::string& name) {
-  if (name.empty()) {
-    return;
-  }
+  if (name.empty()) return;
   const iconv_t conversion = ::iconv_open(name.c_str(), "UTF-8");
   if (conversion == reinterpret_cast<iconv_t>(-1)) {
     throw UsageError("--charset: this system does not know \"" + name + "\"");
@@ -78,10 +72,9 @@ std::pair<std::string, std::string> ReadFileAndName(const std::string& value) {
 
 void CheckAdded(bool added, const SendMailCls& mail, const std::string& what) {
   constexpr std::int32_t kSystemErrors = 20000;
-  if (!added) {
-    const std::int32_t error = mail.Result() - kSystemErrors;
-    throw UsageError(what + ": " + (error > 0 ? std::strerror(error) : mail.ResultMessage()));
-  }
+  if (added) return;
+  const std::int32_t error = mail.Result() - kSystemErrors;
+  throw UsageError(what + ": " + (error > 0 ? std::strerror(error) : mail.ResultMessage()));
 }
 
 /// A second field of these would spoil the message (RFC 5322, section 3.6), Bcc reach nobody.

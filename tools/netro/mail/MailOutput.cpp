@@ -57,9 +57,7 @@ Json ToJson(const RecipientOutcome& outcome, bool transcript) {
       {"message", outcome.ResultMessage},
       {"class", NumberAndText(outcome.ResultClass, GetMessageText(outcome.ResultClass))},
   };
-  if (transcript) {
-    object["transcript"] = outcome.Protocol;
-  }
+  if (transcript) object["transcript"] = outcome.Protocol;
   return object;
 }
 
@@ -88,9 +86,7 @@ void PrintMailJson(const SendMailCls& mail, const MailOptions& options, double s
 void ExplainMail(const SendMailCls& mail, const MailOptions& options) {
   const auto& outcomes = mail.Outcomes();
   const auto tell = [&](bool when, const std::string& text) {
-    if (when) {
-      ShowMessage(text);
-    }
+    if (when) ShowMessage(text);
   };
   tell(outcomes.empty(), FailureText("nothing was sent", mail.Result(), mail.ResultMessage()));
   tell(std::ranges::any_of(outcomes, IsMailTimeout, &RecipientOutcome::Result),

@@ -29,9 +29,7 @@ int RunPing(const PingOptions& options) {
   PingPrinter printer(options);
   Pinger pinger(options, printer);
   const double seconds = Ask(pinger, options);
-  if (pinger.IsForbidden()) {
-    ShowMessage(EchoForbiddenText());
-  }
+  if (pinger.IsForbidden()) ShowMessage(EchoForbiddenText());
   if (options.json) {
     PrintPingJson(pinger, options, seconds);
   } else {

@@ -55,9 +55,7 @@ Json ToJson(const PingTarget& target, bool withReplies) {
   };
   if (withReplies) {
     object["replies"] = Json::array();
-    for (const PingReply& reply : target.replies) {
-      object["replies"].push_back(ToJson(reply));
-    }
+    for (const PingReply& reply : target.replies) object["replies"].push_back(ToJson(reply));
   }
   return object;
 }

@@ -75,12 +75,8 @@ void DeclarePingOptions(CLI::App& options, PingOptions& values) {
 }
 
 void CheckPingOptions(const PingOptions& options) {
-  for (const std::string& host : options.hosts) {
-    CheckHost(host);
-  }
-  if (options.count < 0) {
-    throw UsageError("--count: 0 or more requests are possible");
-  }
+  for (const std::string& host : options.hosts) CheckHost(host);
+  if (options.count < 0) throw UsageError("--count: 0 or more requests are possible");
   CheckRange("--size", options.size, 0, kLargestSize);
   CheckSeconds("--interval", options.interval, kShortest);
   CheckSeconds("--timeout", options.timeout, kShortest);

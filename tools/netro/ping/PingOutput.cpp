@@ -46,9 +46,7 @@ Style StyleOf(const PingTarget& target) { return target.HasAnswered() ? Style::B
 std::string Counts(const PingTarget& target) {
   std::string text =
       std::to_string(target.sent) + " sent, " + std::to_string(target.Received()) + " received";
-  if (target.NotAwaited() > 0) {
-    text += ", " + std::to_string(target.NotAwaited()) + " not awaited";
-  }
+  if (target.NotAwaited() > 0) text += ", " + std::to_string(target.NotAwaited()) + " not awaited";
   return text + (target.LossPercent() < 0 ? "" : ", " + Loss(target) + " loss");
 }
 
@@ -79,9 +77,7 @@ std::string Row(const std::string& host, std::size_t width,
                 const std::vector<std::string>& figures) {
   constexpr std::size_t kColumnWidth = 9;
   std::string row = LeftAligned(host, width);
-  for (const std::string& figure : figures) {
-    row += " " + RightAligned(figure, kColumnWidth);
-  }
+  for (const std::string& figure : figures) row += " " + RightAligned(figure, kColumnWidth);
   return row;
 }
 
@@ -120,11 +116,10 @@ void PingPrinter::NotFound(const PingTarget& target) {
 }
 
 void PingPrinter::Begun(const PingTarget& target) {
-  if (HasLines(options_)) {
-    Print(Styled(Style::Bold, "PING " + target.Label()) + ": " + std::to_string(options_.size) +
-          " bytes of data\n");
-    Flush();
-  }
+  if (!HasLines(options_)) return;
+  Print(Styled(Style::Bold, "PING " + target.Label()) + ": " + std::to_string(options_.size) +
+        " bytes of data\n");
+  Flush();
 }
 
 bool PingPrinter::Ended(const PingTarget& target, const PingReply& reply) {
@@ -140,15 +135,11 @@ PingProgress::PingProgress(const Pinger& pinger, const PingOptions& options)
 }
 
 PingProgress::~PingProgress() {
-  if (isDrawn_) {
-    std::fputs("\r\x1b[K", stderr);
-  }
+  if (isDrawn_) std::fputs("\r\x1b[K", stderr);
 }
 
 void PingProgress::Draw() {
-  if (!IsInForeground() || pinger_.Rounds() == 0) {
-    return;
-  }
+  if (!IsInForeground() || pinger_.Rounds() == 0) return;
   const std::string end = options_.count == 0 ? "" : " of " + std::to_string(options_.count);
   std::fprintf(stderr, "\r\x1b[Kround %d%s, %d of %zu hosts have answered", pinger_.Rounds(),
                end.c_str(), pinger_.AnsweredHosts(), pinger_.Targets().size());
@@ -157,9 +148,7 @@ void PingProgress::Draw() {
 
 void PrintPingStatistics(const Pinger& pinger, const PingOptions& options) {
   const std::vector<PingTarget>& targets = pinger.Targets();
-  if (pinger.Rounds() == 0 || pinger.IsForbidden()) {
-    return;
-  }
+  if (pinger.Rounds() == 0 || pinger.IsForbidden()) return;
   if (targets.size() > kMostHostsWithLines) {
     PrintTable(targets);
     Print(std::to_string(pinger.AnsweredHosts()) + " of " + std::to_string(targets.size()) +
@@ -168,10 +157,9 @@ void PrintPingStatistics(const Pinger& pinger, const PingOptions& options) {
   }
   bool isFirst = options.quiet;
   for (const PingTarget& target : targets) {
-    if (target.sent > 0) {
-      Print(std::exchange(isFirst, false) ? "" : "\n");
-      PrintBlock(target);
-    }
+    if (target.sent == 0) continue;
+    Print(std::exchange(isFirst, false) ? "" : "\n");
+    PrintBlock(target);
   }
 }
 

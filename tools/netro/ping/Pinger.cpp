@@ -27,17 +27,13 @@ std::int32_t ToMilliSeconds(double seconds) {
 
 Pinger::Pinger(const PingOptions& options, PingListener& listener)
     : options_(options), listener_(listener) {
-  for (const std::string& host : options.hosts) {
-    targets_.emplace_back().host = host;
-  }
+  for (const std::string& host : options.hosts) targets_.emplace_back().host = host;
   loop_.Names().DNSURL(options.dns);
   echo_.Events(this);
 }
 
 void Pinger::Run() {
-  for (PingTarget& target : targets_) {
-    LookUp(target);
-  }
+  for (PingTarget& target : targets_) LookUp(target);
   SendRound();
   loop_.RunUntil([this] { return IsDone(); });
   timer_.reset();
@@ -52,16 +48,12 @@ void Pinger::LookUp(PingTarget& target) {
   target.address = std::move(found.address);
   target.errorNumber = found.error;
   target.errorText = std::move(found.errorText);
-  if (target.address.empty()) {
-    listener_.NotFound(target);
-  }
+  if (target.address.empty()) listener_.NotFound(target);
 }
 
 void Pinger::SendRound() {
   for (std::size_t i = 0; i < targets_.size() && !IsStopped() && !isForbidden_; ++i) {
-    if (!targets_[i].address.empty()) {
-      SendTo(i);
-    }
+    if (!targets_[i].address.empty()) SendTo(i);
   }
   ++rounds_;
   if (rounds_ == options_.count) {
@@ -76,12 +68,8 @@ void Pinger::SendTo(std::size_t index) {
   const std::int32_t id =
       echo_.Send(target.address, 0, options_.size, ToMilliSeconds(options_.timeout));
   isForbidden_ = echo_.LastErr() == kEchoForbidden;
-  if (isForbidden_) {
-    return;
-  }
-  if (++target.sent == 1) {
-    listener_.Begun(target);
-  }
+  if (isForbidden_) return;
+  if (++target.sent == 1) listener_.Begun(target);
   if (id != 0) {
     requests_[id] = {index, target.sent};
   } else {
@@ -92,10 +80,9 @@ void Pinger::SendTo(std::size_t index) {
 void Pinger::Reply(std::int32_t id, const std::string& host, std::int32_t microSeconds,
                    std::int32_t status, std::int32_t ttl) {
   const auto request = requests_.extract(id);
-  if (!request.empty()) {
-    const auto [target, sequence] = request.mapped();
-    Note(targets_[target], {sequence, status, host, microSeconds, ttl});
-  }
+  if (request.empty()) return;
+  const auto [target, sequence] = request.mapped();
+  Note(targets_[target], {sequence, status, host, microSeconds, ttl});
 }
 
 void Pinger::Note(PingTarget& target, PingReply reply) {
@@ -107,9 +94,7 @@ void Pinger::Note(PingTarget& target, PingReply reply) {
     SetError(target, reply.status);
   }
   isEnough_ = !listener_.Ended(target, reply) || isEnough_;
-  if (options_.json && !options_.quiet) {
-    target.replies.push_back(std::move(reply));
-  }
+  if (options_.json && !options_.quiet) target.replies.push_back(std::move(reply));
 }
 
 bool Pinger::IsDone() const {

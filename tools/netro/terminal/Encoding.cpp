@@ -30,15 +30,11 @@ constexpr Utf8Form kUtf8Forms[] = {
 };
 
 bool Fits(std::string_view text, const Utf8Form& form) {
-  if (text.size() < form.length) {
-    return false;
-  }
+  if (text.size() < form.length) return false;
   for (std::size_t i = 1; i < form.length; ++i) {
     const std::uint8_t from = i == 1 ? form.secondFrom : std::uint8_t{0x80};
     const std::uint8_t to = i == 1 ? form.secondTo : std::uint8_t{0xBF};
-    if (ByteAt(text, i) < from || ByteAt(text, i) > to) {
-      return false;
-    }
+    if (ByteAt(text, i) < from || ByteAt(text, i) > to) return false;
   }
   return true;
 }
@@ -72,22 +68,16 @@ std::size_t Utf8Length(std::string_view text) {
 bool IsUtf8(std::string_view text) {
   while (!text.empty()) {
     const std::size_t length = Utf8Length(text);
-    if (length == 0) {
-      return false;
-    }
+    if (length == 0) return false;
     text.remove_prefix(length);
   }
   return true;
 }
 
 bool IsPlainText(std::string_view bytes) {
-  if (!IsUtf8(bytes)) {
-    return false;
-  }
+  if (!IsUtf8(bytes)) return false;
   for (std::size_t i = 0; i < bytes.size(); ++i) {
-    if (BeginsWithControl(bytes.substr(i)) && !IsHarmlessControl(bytes[i])) {
-      return false;
-    }
+    if (BeginsWithControl(bytes.substr(i)) && !IsHarmlessControl(bytes[i])) return false;
   }
   return true;
 }
@@ -104,9 +94,7 @@ std::string Printable(std::string_view bytes) {
       length = 2;
     } else if (length == 0 || BeginsWithControl(bytes)) {
       length = length == 0 ? 1 : length;
-      for (std::size_t i = 0; i < length; ++i) {
-        AppendEscaped(text, ByteAt(bytes, i));
-      }
+      for (std::size_t i = 0; i < length; ++i) AppendEscaped(text, ByteAt(bytes, i));
     } else {
       text += bytes.substr(0, length);
     }

@@ -20,9 +20,7 @@ bool IsOfSingleHost(const ICMPCls& icmp, const std::string& address) {
 
 HostAddress LookUp(ICMPCls& names, const std::string& name) {
   const std::string address = names.DNSLookup(name);
-  if (names.DNSLastErr() != 0) {
-    return {"", names.DNSLastErr(), names.DNSLastErrMsg()};
-  }
+  if (names.DNSLastErr() != 0) return {"", names.DNSLastErr(), names.DNSLastErrMsg()};
   if (!IsOfSingleHost(names, address)) {
     return {"", kNoSuchHost, "it stands for " + address + ", which is not a single host"};
   }
@@ -32,9 +30,7 @@ HostAddress LookUp(ICMPCls& names, const std::string& name) {
 }  // namespace
 
 HostAddress FindAddress(ICMPCls& names, const std::string& host) {
-  if (!names.IsIPNumber(host)) {
-    return LookUp(names, host);
-  }
+  if (!names.IsIPNumber(host)) return LookUp(names, host);
   if (!IsOfSingleHost(names, host)) {
     throw UsageError("\"" + host + "\" is not the address of a single host");
   }

@@ -34,29 +34,19 @@ bool IsLabel(std::string_view label) {
 
 void ReadHostAndPort(const std::string& option, std::string_view text, std::string& host,
                      std::int32_t& port) {
-  if (text.starts_with('[')) {
-    throw UsageError(option + ": an IPv6 address is not supported");
-  }
+  if (text.starts_with('[')) throw UsageError(option + ": an IPv6 address is not supported");
   const std::size_t colon = text.find(':');
   host = text.substr(0, colon);
-  if (colon != text.npos) {
-    port = ReadPort(option, text.substr(colon + 1));
-  }
-  if (host.empty()) {
-    throw UsageError(option + ": the host is missing");
-  }
+  if (colon != text.npos) port = ReadPort(option, text.substr(colon + 1));
+  if (host.empty()) throw UsageError(option + ": the host is missing");
 }
 
 bool IsHostName(std::string_view host) {
   constexpr std::size_t kLongestHost = 253;
   host.remove_suffix(host.ends_with('.') ? 1 : 0);
-  if (host.size() > kLongestHost) {
-    return false;
-  }
+  if (host.size() > kLongestHost) return false;
   for (std::size_t dot = host.find('.'); dot != host.npos; dot = host.find('.')) {
-    if (!IsLabel(host.substr(0, dot))) {
-      return false;
-    }
+    if (!IsLabel(host.substr(0, dot))) return false;
     host.remove_prefix(dot + 1);
   }
   return IsLabel(host);
@@ -66,9 +56,7 @@ void CheckHost(const std::string& host) {
   if (host.find(':') != host.npos) {
     throw UsageError("\"" + host + "\": an IPv6 address or a port is not supported");
   }
-  if (!IsHostName(host)) {
-    throw UsageError("\"" + host + "\" is no host name and no address");
-  }
+  if (!IsHostName(host)) throw UsageError("\"" + host + "\" is no host name and no address");
 }
 
 }  // namespace netro::tool

@@ -17,9 +17,7 @@ constexpr int kSignals[] = {SIGINT, SIGTERM};
 struct sigaction g_before[std::size(kSignals)];
 
 void OnSignal(int) {
-  for (const int signal : kSignals) {
-    std::signal(signal, SIG_DFL);
-  }
+  for (const int signal : kSignals) std::signal(signal, SIG_DFL);
   g_stop(g_target);
 }
 
@@ -34,9 +32,7 @@ InterruptGuard::InterruptGuard(void* target, void (*stop)(void*)) {
   for (std::size_t i = 0; i < std::size(kSignals); ++i) {
     ::sigaction(kSignals[i], nullptr, &g_before[i]);
     // A job that a shell put into the background is meant not to hear Ctrl-C.
-    if (g_before[i].sa_handler != SIG_IGN) {
-      ::sigaction(kSignals[i], &action, nullptr);
-    }
+    if (g_before[i].sa_handler != SIG_IGN) ::sigaction(kSignals[i], &action, nullptr);
   }
 }
 

@@ -58,11 +58,10 @@ void CheckRange(const std::string& option, std::int32_t value, std::int32_t leas
 
 void CheckSeconds(const std::string& option, double seconds, double shortest) {
   constexpr double kLongest = 3600;
-  if (!(seconds >= shortest && seconds <= kLongest)) {  // NaN is refused as well
-    char range[64];
-    std::snprintf(range, sizeof range, "%g to %g seconds are possible", shortest, kLongest);
-    throw UsageError(option + ": " + range);
-  }
+  if (seconds >= shortest && seconds <= kLongest) return;  // not true for NaN
+  char range[64];
+  std::snprintf(range, sizeof range, "%g to %g seconds are possible", shortest, kLongest);
+  throw UsageError(option + ": " + range);
 }
 
 }  // namespace netro::tool

@@ -53,13 +53,9 @@ std::string Bar(double share) {
 
 std::string ByteCount(double bytes) {
   constexpr const char* kUnits[] = {"kB", "MB", "GB", "TB"};
-  if (bytes < 1000) {
-    return Formatted(bytes == 1 ? "%.0f byte" : "%.0f bytes", bytes);
-  }
+  if (bytes < 1000) return Formatted(bytes == 1 ? "%.0f byte" : "%.0f bytes", bytes);
   std::size_t unit = 0;
-  for (bytes /= 1000; bytes >= 999.5 && unit + 1 < std::size(kUnits); ++unit) {
-    bytes /= 1000;
-  }
+  for (bytes /= 1000; bytes >= 999.5 && unit + 1 < std::size(kUnits); ++unit) bytes /= 1000;
   return Formatted(bytes < 9.95 ? "%.1f %s" : "%.0f %s", bytes, kUnits[unit]);
 }
 
@@ -69,9 +65,7 @@ ProgressBar::~ProgressBar() { Clear(); }
 
 void ProgressBar::Update(double done, double total) {
   const Clock::time_point now = Clock::now();
-  if (!enabled_ || now - last_ < kRedraw || !IsInForeground()) {
-    return;
-  }
+  if (!enabled_ || now - last_ < kRedraw || !IsInForeground()) return;
   Measure(done, std::chrono::duration<double>(now - last_).count());
   last_ = now;
   Draw(done, total);
@@ -99,23 +93,18 @@ void ProgressBar::Draw(double done, double total) {
   } else {
     line = "waiting";
   }
-  if (rate_ > 0) {
-    line += "  " + ByteCount(rate_) + "/s";
-  }
-  if (rate_ > 0 && total > done) {
-    line += "  " + Duration((total - done) / rate_) + " left";
-  }
+  if (rate_ > 0) line += "  " + ByteCount(rate_) + "/s";
+  if (rate_ > 0 && total > done) line += "  " + Duration((total - done) / rate_) + " left";
   std::fprintf(stderr, "\r%s\x1b[K", Clipped(line).c_str());
   std::fflush(stderr);
   drawn_ = true;
 }
 
 void ProgressBar::Clear() {
-  if (drawn_) {
-    std::fputs("\r\x1b[K", stderr);
-    std::fflush(stderr);
-    drawn_ = false;
-  }
+  if (!drawn_) return;
+  std::fputs("\r\x1b[K", stderr);
+  std::fflush(stderr);
+  drawn_ = false;
 }
 
 }  // namespace netro::tool

@@ -40,9 +40,7 @@ constexpr Kind kSchemes[] = {
 template <class Kinds>
 std::string NamesOf(const Kinds& kinds) {
   std::string names;
-  for (const Kind& kind : kinds) {
-    names.append(names.empty() ? "" : ", ").append(kind.name);
-  }
+  for (const Kind& kind : kinds) names.append(names.empty() ? "" : ", ").append(kind.name);
   return names;
 }
 
@@ -63,9 +61,7 @@ bool IsSocks(ProxyTypeEnum type) {
 /// Takes "user:password@" off the front of `rest`.
 void TakeUser(std::string_view& rest, Proxy& proxy) {
   const std::size_t at = rest.rfind('@');
-  if (at == rest.npos) {
-    return;
-  }
+  if (at == rest.npos) return;
   const std::string_view info = rest.substr(0, at);
   const std::size_t colon = std::min(info.find(':'), info.size());
   proxy.user = PercentDecode(info.substr(0, colon));
@@ -80,9 +76,7 @@ std::string ProxyTypeNames() { return NamesOf(kTypes); }
 Proxy ReadProxy(const std::string& address, const std::string& typeName) {
   Proxy proxy;
   if (address.empty()) {
-    if (!typeName.empty()) {
-      throw UsageError("--proxy-type needs --proxy");
-    }
+    if (!typeName.empty()) throw UsageError("--proxy-type needs --proxy");
     return proxy;
   }
   std::string_view rest = address;
@@ -102,9 +96,7 @@ Proxy ReadProxy(const std::string& address, const std::string& typeName) {
   } else if (proxy.type == ProxySocks5NoAuth && !proxy.user.empty()) {
     proxy.type = ProxySocks5Auth;
   }
-  if (proxy.port == 0) {
-    proxy.port = IsSocks(proxy.type) ? kSocksPort : kHttpPort;
-  }
+  if (proxy.port == 0) proxy.port = IsSocks(proxy.type) ? kSocksPort : kHttpPort;
   return proxy;
 }
 

@@ -76,16 +76,12 @@ bool Print(std::string_view text) {
 }
 
 bool Flush() {
-  if (std::fflush(stdout) != 0 && g_writeError == 0) {
-    g_writeError = errno;
-  }
+  if (std::fflush(stdout) != 0 && g_writeError == 0) g_writeError = errno;
   return g_writeError == 0;
 }
 
 bool PrintForeign(std::string_view bytes) {
-  if (!IsTerminal(Stream::Output) || bytes.empty()) {
-    return Print(bytes);
-  }
+  if (!IsTerminal(Stream::Output) || bytes.empty()) return Print(bytes);
   const std::string text = Printable(bytes);
   return Print(text) && (text.ends_with('\n') || Print("\n"));
 }
@@ -99,9 +95,7 @@ void ShowMessage(std::string_view text) {
 }
 
 int FinishOutput(int status) {
-  if (Flush()) {
-    return status;
-  }
+  if (Flush()) return status;
   if (g_writeError != EPIPE) {
     ShowMessage(std::string("cannot write to standard output: ") + std::strerror(g_writeError));
   }

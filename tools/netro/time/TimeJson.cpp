@@ -64,9 +64,7 @@ Json ServerState(const QueryTimeCLS& query) {
 void PrintTimeJson(const QueryTimeCLS& query, const TimeRequest& request, double seconds) {
   Json object = Frame(query, request, seconds);
   const Json state = ServerState(query);
-  for (const auto& [key, value] : state.items()) {
-    object[key] = If(IsSntpReply(query), value);
-  }
+  for (const auto& [key, value] : state.items()) object[key] = If(IsSntpReply(query), value);
   PrintObject(object);
 }
 

@@ -58,9 +58,7 @@ void DeclareWay(CLI::App& options, TimeOptions& values) {
 }
 
 std::int32_t ReadPort(const TimeOptions& options, std::int32_t portOfServer) {
-  if (options.port && portOfServer != 0) {
-    throw UsageError("--port: SERVER names a port already");
-  }
+  if (options.port && portOfServer != 0) throw UsageError("--port: SERVER names a port already");
   const std::int32_t usual = options.timeProtocol ? kTimePort : kSntpPort;
   const std::int32_t port = portOfServer != 0 ? portOfServer : options.port.value_or(usual);
   if (port < 1 || port > 65535) {

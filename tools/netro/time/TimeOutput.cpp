@@ -44,9 +44,7 @@ std::string PowerOf2(std::int32_t exponent, double value) {
 
 std::string ServerText(const QueryTimeCLS& query, const TimeRequest& request) {
   std::string text = request.Server() + " over " + (request.tcp ? "TCP" : "UDP");
-  if (request.IsSntp()) {
-    return text + ", SNTP version " + std::to_string(request.version);
-  }
+  if (request.IsSntp()) return text + ", SNTP version " + std::to_string(request.version);
   return text + ", time protocol" + (IsSntpReply(query) ? ", answered by SNTP" : "");
 }
 
@@ -61,13 +59,12 @@ void PrintClock(const QueryTimeCLS& query) {
   PrintLine("time", TimeOfDay(query.DateTime()));
   PrintLine("difference", WholeSeconds(query.SNTPDifference()) +
                               " (this system's local time minus the server's time)");
-  if (HasOffset(query)) {
-    const bool ahead = query.SNTPOffset() >= 0;
-    PrintLine("offset", (ahead ? "+" : "") + Seconds(query.SNTPOffset()) +
-                            (ahead ? " (the server's clock is ahead of this one)"
-                                   : " (the server's clock is behind this one)"));
-    PrintLine("delay", Seconds(query.SNTPDelay()) + " (on the way, there and back)");
-  }
+  if (!HasOffset(query)) return;
+  const bool ahead = query.SNTPOffset() >= 0;
+  PrintLine("offset", (ahead ? "+" : "") + Seconds(query.SNTPOffset()) +
+                          (ahead ? " (the server's clock is ahead of this one)"
+                                 : " (the server's clock is behind this one)"));
+  PrintLine("delay", Seconds(query.SNTPDelay()) + " (on the way, there and back)");
 }
 
 void PrintServerState(const QueryTimeCLS& query) {
@@ -94,17 +91,11 @@ bool IsGoodTime(const QueryTimeCLS& query) {
 
 void PrintTime(const QueryTimeCLS& query, const TimeRequest& request) {
   const bool hasTime = query.DateTime() != 0;
-  if (!hasTime && !IsSntpReply(query)) {
-    return;
-  }
+  if (!hasTime && !IsSntpReply(query)) return;
   PrintLine("server", ServerText(query, request));
-  if (hasTime) {
-    PrintClock(query);
-  }
+  if (hasTime) PrintClock(query);
   PrintLine("round trip", Seconds(query.SNTPRoundTripDelay()) + " (from the request to the reply)");
-  if (IsSntpReply(query)) {
-    PrintServerState(query);
-  }
+  if (IsSntpReply(query)) PrintServerState(query);
 }
 
 void ExplainTime(const QueryTimeCLS& query, const TimeRequest& request) {

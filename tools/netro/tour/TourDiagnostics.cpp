@@ -91,9 +91,7 @@ class ReplyCount : public EchoClsEvents {
   void Reply(std::int32_t /*Id*/, const std::string& /*Host*/, std::int32_t /*MicroSeconds*/,
              std::int32_t Status, std::int32_t /*TTL*/) override {
     good_ += Status == 0 ? 1 : 0;
-    if (echo_.Pending() == 0) {
-      MessageLoop::ForThisThread().QuitLoop();
-    }
+    if (echo_.Pending() == 0) MessageLoop::ForThisThread().QuitLoop();
   }
 
   EchoCls& echo_;
@@ -110,9 +108,7 @@ TourStep ManyEchoes() {
   for (std::int32_t i = 1; i <= kManyHosts; ++i) {
     echo.Send("127.0.0." + std::to_string(i), 0, 32, kPatienceMilliseconds);
   }
-  if (echo.Pending() > 0) {
-    MessageLoop::ForThisThread().RunLoop();
-  }
+  if (echo.Pending() > 0) MessageLoop::ForThisThread().RunLoop();
   step.seconds = watch.Seconds();
   const bool forbidden = echo.LastErr() == kEchoForbidden;
   const bool raw = echo.SocketUsed() == EchoSocketRaw;
@@ -138,9 +134,7 @@ TourStep OwnAdapter() {
       good ? netBios.MacAddress() + ", " + std::to_string(netBios.RecvSuccess()) +
                  " frames received, " + std::to_string(netBios.XmitSuccess()) + " sent"
            : "error " + std::to_string(error) + ", \"" + netBios.GetErrorText(error) + "\"";
-  if (error == kNoAdapter) {
-    step.outcome += ": there is no adapter but loopback";
-  }
+  if (error == kNoAdapter) step.outcome += ": there is no adapter but loopback";
   step.asExpected = good || error == kNoAdapter;
   return step;
 }

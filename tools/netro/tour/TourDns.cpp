@@ -112,12 +112,8 @@ TourStep ShowServers() {
   }
   report.seconds = watch.Seconds();
   report.asExpected = system.Servers().size() == static_cast<std::size_t>(system.Count()) + 1;
-  if (report.outcome.empty()) {
-    report.outcome = "none";
-  }
-  if (!system.LocalDomain().empty()) {
-    report.outcome += "; the domain is " + system.LocalDomain();
-  }
+  if (report.outcome.empty()) report.outcome = "none";
+  if (!system.LocalDomain().empty()) report.outcome += "; the domain is " + system.LocalDomain();
   return report;
 }
 
@@ -126,9 +122,7 @@ TourStep ShowServers() {
 void TourDns(TourReport& report) {
   TourJournal journal;
   const TourDnsServer server(journal);
-  for (const DnsStep& step : kSteps) {
-    report.Add(Run(step, server, journal));
-  }
+  for (const DnsStep& step : kSteps) report.Add(Run(step, server, journal));
   report.Add(LookUpTwice(server, journal));
   report.Add(ShowServers());
 }

@@ -96,9 +96,7 @@ Reply MakeReply(const Query& query, const std::vector<const TourRecord*>& record
   reply.bytes = query.bytes.substr(0, 2) + '\x84' + (records.empty() ? kNameError : '\0') +
                 Number16(1) + Number16(records.size()) + "\0\0\0\0"s +
                 query.bytes.substr(kHeaderSize, query.questionSize);
-  for (const TourRecord* record : records) {
-    reply.bytes += WireRecord(*record);
-  }
+  for (const TourRecord* record : records) reply.bytes += WireRecord(*record);
   reply.meaning = records.empty() ? "no such name" : std::to_string(records.size()) + " record";
   reply.meaning += records.size() > 1 ? "s" : "";
   return reply;
@@ -113,9 +111,7 @@ std::vector<Reply> Answer(const Query& query) {
       found.push_back(&record);
     }
   }
-  if (query.type != TYPE_AXFR || found.empty()) {
-    return {MakeReply(query, found)};
-  }
+  if (query.type != TYPE_AXFR || found.empty()) return {MakeReply(query, found)};
   return {MakeReply(query, found), MakeReply(query, {&all.front()})};
 }
 
@@ -129,9 +125,7 @@ class DnsPeer : public TourPeer {
     RecordReader reader(input_);
     const std::string message(reader.Take(reader.Number(2)));
     const Query query(message);
-    if (!reader.Ok() || message.size() <= kHeaderSize || !query.good) {
-      return;
-    }
+    if (!reader.Ok() || message.size() <= kHeaderSize || !query.good) return;
     Record(input_.substr(0, message.size() + 2), query.Meaning());
     input_.erase(0, message.size() + 2);
     for (const Reply& reply : Answer(query)) {
@@ -152,9 +146,7 @@ TourDnsServer::TourDnsServer(TourJournal& journal)
 void TourDnsServer::DataArrival(const Bytes& BinData, const std::string&) {
   const std::string message(BinData.begin(), BinData.end());
   const Query query(message);
-  if (message.size() <= kHeaderSize || !query.good) {
-    return;
-  }
+  if (message.size() <= kHeaderSize || !query.good) return;
   ++udpQueries_;
   journal_.Add({"DNS over UDP", true, message, query.Meaning()});
   const Reply reply = Answer(query).front();

@@ -11,9 +11,7 @@ namespace netro::tool {
 
 std::optional<TourRequest> TakeRequest(std::string& input) {
   const std::size_t end = input.find("\r\n\r\n");
-  if (end == input.npos) {
-    return std::nullopt;
-  }
+  if (end == input.npos) return std::nullopt;
   TourRequest request;
   const std::size_t firstLine = input.find("\r\n");
   request.header = input.substr(firstLine + 2, end - firstLine);
@@ -24,9 +22,7 @@ std::optional<TourRequest> TakeRequest(std::string& input) {
   const std::string length = FieldOf(request, "Content-Length");
   std::size_t size = 0;
   std::from_chars(length.data(), length.data() + length.size(), size);
-  if (input.size() < end + 4 + size) {
-    return std::nullopt;
-  }
+  if (input.size() < end + 4 + size) return std::nullopt;
   request.body = input.substr(end + 4, size);
   // A client of this library ends GET and HEAD with one line end more; it belongs to the request.
   const bool extraLine = size == 0 && input.compare(end + 4, 2, "\r\n") == 0;
@@ -39,9 +35,7 @@ std::string FieldOf(const TourRequest& request, std::string_view name) {
   const std::string header = "\r\n" + request.header;
   const std::string begin = "\r\n" + std::string(name) + ": ";
   const std::size_t at = header.find(begin);
-  if (at == header.npos) {
-    return {};
-  }
+  if (at == header.npos) return {};
   const std::size_t value = at + begin.size();
   return header.substr(value, header.find("\r\n", value) - value);
 }

@@ -21,9 +21,7 @@ constexpr std::string_view kNonce = "dcd98b7102dd2f0e8b11d0f600bfb0c093";
 std::string ParameterOf(const std::string& line, std::string_view name) {
   const std::string begin = std::string(name) + "=\"";
   const std::size_t at = line.find(begin);
-  if (at == line.npos) {
-    return {};
-  }
+  if (at == line.npos) return {};
   const std::size_t value = at + begin.size();
   return line.substr(value, line.find('"', value) - value);
 }
@@ -51,10 +49,10 @@ class HttpPeer : public TourPeer {
   };
 
   void Receive() override {
-    if (const auto request = TakeRequest(input_)) {
-      Record(request->bytes);
-      Handle(*request);
-    }
+    const auto request = TakeRequest(input_);
+    if (!request) return;
+    Record(request->bytes);
+    Handle(*request);
   }
 
   void Handle(const TourRequest& request) {
@@ -90,9 +88,7 @@ class HttpPeer : public TourPeer {
   void SendNextChunk() {
     constexpr std::array kChunks = {"6\r\nPiece \r\n", "9\r\nby piece \r\n", "a\r\nby piece.\n\r\n",
                                     "0\r\n\r\n"};
-    if (nextChunk_ < kChunks.size()) {
-      Send(kChunks[nextChunk_++]);
-    }
+    if (nextChunk_ < kChunks.size()) Send(kChunks[nextChunk_++]);
   }
 
   void Basic(const TourRequest& request) {

@@ -32,9 +32,7 @@ class TourJournal {
   /// True when a client sent `text` to any server.
   bool WasSent(std::string_view text) const {
     for (const TourMessage& message : messages_) {
-      if (message.fromClient && message.bytes.find(text) != message.bytes.npos) {
-        return true;
-      }
+      if (message.fromClient && message.bytes.find(text) != message.bytes.npos) return true;
     }
     return false;
   }

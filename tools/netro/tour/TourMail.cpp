@@ -36,9 +36,7 @@ class MailPeer : public TourPeer {
   void Receive() override {
     const std::string_view end = inMessage_ ? "\r\n.\r\n" : "\r\n";
     const std::size_t at = input_.find(end);
-    if (at == input_.npos) {
-      return;
-    }
+    if (at == input_.npos) return;
     const std::string taken = input_.substr(0, at + end.size());
     input_.erase(0, taken.size());
     Record(taken);

@@ -24,9 +24,7 @@ class TunnelPeer : public TourPeer {
   }
 
   void Open(const std::string& host, std::int32_t port) {
-    if (!target_.Connect(host == kTourHost ? "127.0.0.1" : host, port)) {
-      Opened(false);
-    }
+    if (!target_.Connect(host == kTourHost ? "127.0.0.1" : host, port)) Opened(false);
   }
 
   virtual void Opened(bool success) = 0;
@@ -57,10 +55,10 @@ class HttpProxyPeer : public TunnelPeer {
 
  private:
   void Receive() override {
-    if (const auto request = TakeRequest(input_)) {
-      Record(request->bytes);
-      Handle(*request);
-    }
+    const auto request = TakeRequest(input_);
+    if (!request) return;
+    Record(request->bytes);
+    Handle(*request);
   }
 
   void Handle(const TourRequest& request) {
@@ -83,9 +81,7 @@ class HttpProxyPeer : public TunnelPeer {
   /// What is meant for the proxy goes no further.
   static std::string WithoutCredentials(std::string header) {
     const std::size_t at = header.find("Proxy-Authorization: ");
-    if (at != header.npos) {
-      header.erase(at, header.find("\r\n", at) + 2 - at);
-    }
+    if (at != header.npos) header.erase(at, header.find("\r\n", at) + 2 - at);
     return header;
   }
 
@@ -147,9 +143,7 @@ class SocksPeer : public TunnelPeer {
 
   /// Version, command, port, address, user and, in 4a, host; both end with a NUL.
   void ReadSocks4() {
-    if (input_.size() < 9 || !input_.ends_with('\0')) {
-      return;
-    }
+    if (input_.size() < 9 || !input_.ends_with('\0')) return;
     version_ = 4;
     const std::int32_t port = PortAt(2);
     std::string host = AddressAt(4);
@@ -185,9 +179,7 @@ class SocksPeer : public TunnelPeer {
     const bool named = ByteAt(3) == 3;
     const std::size_t begin = named ? 5 : 4;
     const std::size_t size = named ? static_cast<std::size_t>(ByteAt(4)) : 4;
-    if (input_.size() < begin + size + 2) {
-      return;
-    }
+    if (input_.size() < begin + size + 2) return;
     const std::string host = named ? input_.substr(begin, size) : AddressAt(begin);
     const std::int32_t port = PortAt(begin + size);
     OpenTarget("connect to ", host, port);

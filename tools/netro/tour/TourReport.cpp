@@ -42,9 +42,7 @@ std::vector<std::string> LinesOf(std::string_view text) {
 /// The lines under which a message is shown: text as such, a binary body by its size, other bytes
 /// in hexadecimal with their meaning.
 std::vector<std::string> LinesOf(const TourMessage& message) {
-  if (message.bytes.empty()) {
-    return {"(" + message.meaning + ")"};
-  }
+  if (message.bytes.empty()) return {"(" + message.meaning + ")"};
   if (!message.meaning.empty()) {
     const bool all = message.bytes.size() <= kMostHexBytes;
     return {Hex(message.bytes.substr(0, kMostHexBytes)) + (all ? "" : " ..."),
@@ -91,9 +89,7 @@ void PrintStep(std::size_t number, const TourStep& step) {
   std::snprintf(begin, sizeof begin, "%2zu  ", number);
   Print("\n" + Styled(Style::Bold, begin + step.title) + "\n");
   Print("    " + step.call + "\n");
-  for (const TourMessage& message : step.messages) {
-    PrintMessage(message);
-  }
+  for (const TourMessage& message : step.messages) PrintMessage(message);
   Print("    " + (step.asExpected ? Styled(Style::Green, "as expected: ")
                                   : Styled(Style::Red, "NOT AS EXPECTED: ")));
   Print(Printable(step.outcome) + Styled(Style::Dim, ", " + Milliseconds(step.seconds)) + "\n");
@@ -106,17 +102,13 @@ Json ToJson(const TourMessage& message) {
   } else {
     object["hex"] = Hex(message.bytes);
   }
-  if (!message.meaning.empty()) {
-    object["meaning"] = message.meaning;
-  }
+  if (!message.meaning.empty()) object["meaning"] = message.meaning;
   return object;
 }
 
 Json ToJson(const std::string& section, const TourStep& step) {
   Json messages = Json::array();
-  for (const TourMessage& message : step.messages) {
-    messages.push_back(ToJson(message));
-  }
+  for (const TourMessage& message : step.messages) messages.push_back(ToJson(message));
   return {{"section", section},      {"title", step.title},
           {"call", step.call},       {"messages", std::move(messages)},
           {"outcome", step.outcome}, {"as_expected", step.asExpected},
@@ -134,9 +126,7 @@ void TourReport::BeginSection(const std::string& name, const std::string& about)
 
 void TourReport::Add(TourStep step) {
   entries_.push_back({section_, std::move(step)});
-  if (!json_) {
-    PrintStep(entries_.size(), entries_.back().step);
-  }
+  if (!json_) PrintStep(entries_.size(), entries_.back().step);
 }
 
 bool TourReport::Finish() {

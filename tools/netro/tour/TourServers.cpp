@@ -45,11 +45,10 @@ class EchoPeer : public TourPeer {
 
  private:
   void Receive() override {
-    if (input_.ends_with('\n')) {
-      Record(input_);
-      Send(input_);
-      Close();
-    }
+    if (!input_.ends_with('\n')) return;
+    Record(input_);
+    Send(input_);
+    Close();
   }
 };
 

@@ -20,9 +20,7 @@ class EchoClient : public SocketClsEvents {
  public:
   explicit EchoClient(std::int32_t port) {
     socket_.Events(this);
-    if (!socket_.Connect("127.0.0.1", port)) {
-      Note("Connect failed: " + socket_.LastSocketErrMsg());
-    }
+    if (!socket_.Connect("127.0.0.1", port)) Note("Connect failed: " + socket_.LastSocketErrMsg());
   }
 
   const std::string& Received() const { return received_; }

@@ -39,9 +39,7 @@ const TimeStep kSteps[] = {
 /// time.
 bool IsClockAsExpected(const QueryTimeCLS& query) {
   constexpr double kTolerance = 2;  // replies of the time protocol have whole seconds
-  if (query.LastErr() != 0) {
-    return query.DateTime() == 0;
-  }
+  if (query.LastErr() != 0) return query.DateTime() == 0;
   const double now =
       std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
   constexpr double kDaysTo1970 = 25569;
@@ -70,9 +68,7 @@ std::string OutcomeText(const QueryTimeCLS& query) {
 }
 
 TourStep Run(const TimeStep& step, TourTimeServer& server, TourJournal& journal) {
-  if (step.reply != nullptr) {
-    server.AnswerWith(step.reply);
-  }
+  if (step.reply != nullptr) server.AnswerWith(step.reply);
   QueryTimeCLS query;
   query.Server("127.0.0.1");
   query.Port(step.overTcp ? server.TcpPort() : server.UdpPort());
@@ -99,9 +95,7 @@ TourStep Run(const TimeStep& step, TourTimeServer& server, TourJournal& journal)
 void TourTime(TourReport& report) {
   TourJournal journal;
   TourTimeServer server(journal);
-  for (const TimeStep& step : kSteps) {
-    report.Add(Run(step, server, journal));
-  }
+  for (const TimeStep& step : kSteps) report.Add(Run(step, server, journal));
 }
 
 }  // namespace netro::tool

@@ -16,9 +16,7 @@ using namespace std::string_literals;
 
 std::string Number32(std::uint32_t number) {
   std::string bytes;
-  for (int shift = 24; shift >= 0; shift -= 8) {
-    bytes += static_cast<char>(number >> shift & 255);
-  }
+  for (int shift = 24; shift >= 0; shift -= 8) bytes += static_cast<char>(number >> shift & 255);
   return bytes;
 }
 
@@ -100,9 +98,7 @@ void TourTimeServer::ReceiveDatagrams() {
   socklen_t size = sizeof client;
   const auto got = ::recvfrom(descriptor_, question, sizeof question, 0,
                               reinterpret_cast<sockaddr*>(&client), &size);
-  if (got < 0) {
-    return;
-  }
+  if (got < 0) return;
   journal_.Add({"Time server", true, std::string(question, static_cast<std::size_t>(got)),
                 got == 0 ? "an empty datagram: what time is it?" : "a question"});
   const TourTimeReply reply = reply_();

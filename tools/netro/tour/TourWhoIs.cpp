@@ -26,12 +26,11 @@ class WhoIsPeer : public TourPeer {
 
  private:
   void Receive() override {
-    if (input_.ends_with("\r\n")) {
-      Record(input_);
-      const bool known = input_ == std::string(kKnownName) + "\r\n";
-      Send(std::string(known ? kKnownAnswer : kUnknownAnswer));
-      Close();
-    }
+    if (!input_.ends_with("\r\n")) return;
+    Record(input_);
+    const bool known = input_ == std::string(kKnownName) + "\r\n";
+    Send(std::string(known ? kKnownAnswer : kUnknownAnswer));
+    Close();
   }
 };
 
@@ -64,9 +63,7 @@ TourStep Run(const WhoIsStep& step, const TourServer& server, const TourServer& 
   WhoIsCls whois;
   whois.Timeout(5);
   whois.Port(server.Port());
-  if (step.throughProxy) {
-    SetProxy(whois, proxy.Port());
-  }
+  if (step.throughProxy) SetProxy(whois, proxy.Port());
   const std::string host = step.throughProxy ? kTourHost : "127.0.0.1";
 
   TourStep report;
@@ -94,9 +91,7 @@ void TourWhoIs(TourReport& report) {
   TourJournal journal;
   const TourServer server([&journal] { return std::make_unique<WhoIsPeer>(journal); });
   const TourServer proxy(SocksProxy(journal));
-  for (const WhoIsStep& step : kSteps) {
-    report.Add(Run(step, server, proxy, journal));
-  }
+  for (const WhoIsStep& step : kSteps) report.Add(Run(step, server, proxy, journal));
 }
 
 }  // namespace netro::tool

@@ -31,17 +31,11 @@ class Trace {
     const Stopwatch watch;
     {
       const InterruptGuard guard(loop_);
-      if (FindAddress()) {
-        FindHops();
-      }
+      if (FindAddress()) FindHops();
     }
     end_.seconds = watch.Seconds();
-    if (options_.json) {
-      PrintTraceJson(options_, end_, probes_ ? &*probes_ : nullptr, names_);
-    }
-    if (!outputLost_) {
-      ExplainTrace(options_, end_);
-    }
+    if (options_.json) PrintTraceJson(options_, end_, probes_ ? &*probes_ : nullptr, names_);
+    if (!outputLost_) ExplainTrace(options_, end_);
     return end_.error == 0 ? Success : QueryFailed;
   }
 
@@ -55,13 +49,9 @@ class Trace {
 
   void FindHops() {
     probes_.emplace(end_.address, options_, [this](const std::string& host) {
-      if (!options_.numeric) {
-        names_.Ask(host);
-      }
+      if (!options_.numeric) names_.Ask(host);
     });
-    if (!options_.json && !probes_->IsDone()) {
-      PrintTraceHead(options_, end_.address);
-    }
+    if (!options_.json && !probes_->IsDone()) PrintTraceHead(options_, end_.address);
     loop_.RunUntil([this] { return ShowHops() && probes_->IsDone(); });
     end_.error = probes_->IsDone() ? probes_->Error() : kCancelled;
     end_.errorText = end_.error == 0 ? "" : EchoStatusText(std::abs(end_.error));
@@ -81,9 +71,7 @@ class Trace {
 
   bool HasNames(const TraceHop& hop) const {
     for (const std::string& host : HostsOf(hop)) {
-      if (!names_.IsSettled(host)) {
-        return false;
-      }
+      if (!names_.IsSettled(host)) return false;
     }
     return true;
   }

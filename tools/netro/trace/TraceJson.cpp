@@ -37,9 +37,7 @@ Json ToJson(std::size_t number, const TraceHop& hop, const TraceNames& names) {
     hosts.push_back({{"address", host}, {"name", Text(names.NameOf(host))}});
   }
   Json probes = Json::array();
-  for (const TraceProbe& probe : hop.probes) {
-    probes.push_back(ToJson(probe));
-  }
+  for (const TraceProbe& probe : hop.probes) probes.push_back(ToJson(probe));
   const auto lost = static_cast<double>(std::ranges::count(hop.probes, "", &TraceProbe::host));
   return {{"hop", number},
           {"loss_percent", 100 * lost / static_cast<double>(hop.probes.size())},

@@ -30,23 +30,17 @@ std::string Lookup(const std::stop_token& stop, const std::string& address,
 }  // namespace
 
 TraceNames::~TraceNames() {
-  for (std::jthread& lookup : lookups_) {
-    lookup.request_stop();
-  }
+  for (std::jthread& lookup : lookups_) lookup.request_stop();
 }
 
 void TraceNames::Ask(const std::string& address) {
-  if (!names_->try_emplace(address).second) {
-    return;
-  }
+  if (!names_->try_emplace(address).second) return;
   MessageLoop& loop = MessageLoop::ForThisThread();
   // The answer may find nobody who still waits for it.
   const auto look = [address, dns = dns_, names = std::weak_ptr(names_),
                      &loop](const std::stop_token& stop) {
     loop.PostTask([address, names, name = Lookup(stop, address, dns)] {
-      if (const auto known = names.lock()) {
-        (*known)[address] = name;
-      }
+      if (const auto known = names.lock()) (*known)[address] = name;
     });
   };
   try {

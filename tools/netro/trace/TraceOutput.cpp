@@ -39,9 +39,7 @@ std::string Loss(const TraceHop& hop) {
 
 /// A probe's time in the row of its host; lost probes are in the first row.
 std::string TimeColumn(const TraceProbe& probe, const std::string& host, bool isFirstRow) {
-  if (probe.host.empty()) {
-    return isFirstRow ? "*" : "";
-  }
+  if (probe.host.empty()) return isFirstRow ? "*" : "";
   return probe.host == host ? Milliseconds(probe.microSeconds) : "";
 }
 
@@ -100,9 +98,7 @@ void PrintTraceHead(const TraceOptions& options, const std::string& address) {
 
 bool PrintTraceHop(std::size_t number, const TraceHop& hop, const TraceNames& names) {
   std::vector<std::string> hosts = HostsOf(hop);
-  if (hosts.empty()) {
-    hosts.emplace_back();
-  }
+  if (hosts.empty()) hosts.emplace_back();
   std::string label = std::to_string(number);
   for (const std::string& host : hosts) {
     Print(Row(label, hop, host, names.NameOf(host)) + "\n");
@@ -112,9 +108,7 @@ bool PrintTraceHop(std::size_t number, const TraceHop& hop, const TraceNames& na
 }
 
 void ExplainTrace(const TraceOptions& options, const TraceEnd& end) {
-  if (end.error == 0) {
-    return;
-  }
+  if (end.error == 0) return;
   if (end.error == kEchoForbidden) {
     ShowMessage(EchoForbiddenText());
   } else if (end.address.empty()) {

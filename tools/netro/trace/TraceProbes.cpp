@@ -36,18 +36,14 @@ TraceProbes::TraceProbes(std::string address, const TraceOptions& options,
       answered_(std::move(answered)),
       hops_(static_cast<std::size_t>(options.maxHops)),
       end_(hops_.size()) {
-  for (TraceHop& hop : hops_) {
-    hop.probes.resize(static_cast<std::size_t>(options.probes));
-  }
+  for (TraceHop& hop : hops_) hop.probes.resize(static_cast<std::size_t>(options.probes));
   echo_.Events(this);
   pace_.emplace(kPaceMilliseconds, [this] { SendNext(); });
   SendNext();
 }
 
 void TraceProbes::SendNext() {
-  while (next_ % hops_.size() >= end_) {
-    ++next_;
-  }
+  while (next_ % hops_.size() >= end_) ++next_;
   const Position position{next_ % hops_.size(), next_ / hops_.size()};
   if (position.probe == hops_.front().probes.size()) {
     pace_.reset();
@@ -75,27 +71,20 @@ void TraceProbes::Reply(std::int32_t Id, const std::string& Host, std::int32_t M
   ++hop.ended;
   slowest_ = std::max(slowest_, MicroSeconds);
   reached_ = reached_ || Host == address_;
-  if (!Host.empty()) {
-    answered_(Host);
-  }
-  if (IsEnd(probe)) {
-    EndAt(position.hop);
-  }
+  if (!Host.empty()) answered_(Host);
+  if (IsEnd(probe)) EndAt(position.hop);
   CountKnown();
   LimitWait();
 }
 
 void TraceProbes::CountKnown() {
-  while (known_ < end_ && hops_[known_].ended == options_.probes) {
-    ++known_;
-  }
+  while (known_ < end_ && hops_[known_].ended == options_.probes) ++known_;
 }
 
 void TraceProbes::LimitWait() {
-  if (reached_ && !pace_ && !limit_ && !IsDone()) {
-    const std::int32_t wait = std::max(kLeastWaitMilliseconds, slowest_ / 1000 * kPatience);
-    limit_.emplace(wait, [this] { GiveUp(); });
-  }
+  if (!reached_ || pace_ || limit_ || IsDone()) return;
+  const std::int32_t wait = std::max(kLeastWaitMilliseconds, slowest_ / 1000 * kPatience);
+  limit_.emplace(wait, [this] { GiveUp(); });
 }
 
 void TraceProbes::GiveUp() {
@@ -117,22 +106,16 @@ void TraceProbes::EndAt(std::size_t hop) {
   end_ = std::min(end_, hop + 1);
   std::erase_if(inFlight_, [this](const auto& flight) {
     const bool behind = flight.second.hop >= end_;
-    if (behind) {
-      echo_.Cancel(flight.first);
-    }
+    if (behind) echo_.Cancel(flight.first);
     return behind;
   });
 }
 
 std::int32_t TraceProbes::Error() const {
-  if (error_ != 0) {
-    return error_;
-  }
+  if (error_ != 0) return error_;
   std::int32_t error = kTimedOut;
   for (const TraceProbe& probe : hops_[end_ - 1].probes) {
-    if (probe.host == address_) {
-      return 0;
-    }
+    if (probe.host == address_) return 0;
     error = error == kTimedOut ? probe.status : error;
   }
   return error;

@@ -21,9 +21,7 @@ namespace netro::tool {
 namespace {
 
 std::unique_ptr<WatchListener> OutputFor(const WatchOptions& options) {
-  if (options.json) {
-    return std::make_unique<WatchListener>();
-  }
+  if (options.json) return std::make_unique<WatchListener>();
   if (options.once || options.verbose || !IsDecorated(Stream::Output)) {
     return std::make_unique<WatchLines>();
   }
@@ -34,15 +32,11 @@ class Watch final : private WatchListener {
  public:
   explicit Watch(const WatchOptions& options)
       : options_(options), output_(OutputFor(options)), watcher_(options, *this) {
-    if (!options.html.empty()) {
-      page_.emplace(options.html);
-    }
+    if (!options.html.empty()) page_.emplace(options.html);
   }
 
   int Run() {
-    if (!watcher_.Start()) {
-      return TellWhyNot();
-    }
+    if (!watcher_.Start()) return TellWhyNot();
     const std::string problem = page_ ? page_->Write(watcher_) : "";
     if (!problem.empty()) {
       constexpr std::int32_t kPageFailed = -1;
@@ -63,18 +57,14 @@ class Watch final : private WatchListener {
     const std::int32_t error = watcher_.ErrorNumber();
     const std::string text = FailureText("cannot observe the hosts of " + options_.settings, error,
                                          watcher_.ErrorText());
-    if (error > kLastOfSettings) {
-      return Fail(text);
-    }
+    if (error > kLastOfSettings) return Fail(text);
     ShowMessage(text);
     return WrongUsage;
   }
 
   int Fail(const std::string& text) const {
     ShowMessage(text);
-    if (options_.json) {
-      PrintWatchJson(watcher_);
-    }
+    if (options_.json) PrintWatchJson(watcher_);
     return QueryFailed;
   }
 
@@ -88,9 +78,7 @@ class Watch final : private WatchListener {
   }
 
   void TellPage(const std::string& problem) {
-    if (problem != pageProblem_ && !problem.empty()) {
-      Problem(problem);
-    }
+    if (problem != pageProblem_ && !problem.empty()) Problem(problem);
     pageProblem_ = problem;
   }
 
@@ -99,9 +87,7 @@ class Watch final : private WatchListener {
   }
 
   void Tick(const Watcher& watcher) override {
-    if (page_) {
-      TellPage(page_->Update(watcher));
-    }
+    if (page_) TellPage(page_->Update(watcher));
     output_->Tick(watcher);
   }
 

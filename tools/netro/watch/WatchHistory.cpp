@@ -39,15 +39,11 @@ std::vector<std::int32_t> HostHistory::Times() const {
 HostNews WatchHistory::Add(std::size_t index, const WatchedHost& host) {
   HostHistory& history = hosts_[index];
   history.Add(host.LastMilliSeconds);
-  if (history.state == host.State) {
-    return HostNews::None;
-  }
+  if (history.state == host.State) return HostNews::None;
   const bool isFirstAnswer = history.state == WatchedUnknown && host.State == WatchedUp;
   history.state = host.State;
   history.since = host.LastProbe;
-  if (isFirstAnswer) {
-    return HostNews::FirstAnswer;
-  }
+  if (isFirstAnswer) return HostNews::FirstAnswer;
   changes_.push_front({host.LastProbe, host.State, OneLine(host.Name), ShownHost(host),
                        Shortened(OneLine(host.LastAnswer), kLongestText)});
   changes_.resize(std::min(changes_.size(), kMostChanges));
@@ -56,9 +52,7 @@ HostNews WatchHistory::Add(std::size_t index, const WatchedHost& host) {
 
 StateCounts WatchHistory::Counts() const {
   StateCounts counts;
-  for (const HostHistory& host : hosts_) {
-    ++counts[host.state];
-  }
+  for (const HostHistory& host : hosts_) ++counts[host.state];
   return counts;
 }
 

@@ -35,9 +35,7 @@ Json ToJson(const WatchedHost& host, const HostHistory& history) {
       {"failed", history.Failed()},
       {"times", Json::array()},
   };
-  for (const std::int32_t time : history.Times()) {
-    object["times"].push_back(MilliSeconds(time));
-  }
+  for (const std::int32_t time : history.Times()) object["times"].push_back(MilliSeconds(time));
   return object;
 }
 
@@ -58,9 +56,7 @@ std::string Dump(const Json& object) {
 template <class Count, class Item>
 void PrintList(const char* key, Count count, Item item) {
   Print(std::string("  \"") + key + "\": [");
-  for (Count i = 0; i < count; ++i) {
-    Print((i > 0 ? ",\n    " : "\n    ") + Dump(item(i)));
-  }
+  for (Count i = 0; i < count; ++i) Print((i > 0 ? ",\n    " : "\n    ") + Dump(item(i)));
   Print(count > 0 ? "\n  ]" : "]");
 }
 
@@ -77,9 +73,7 @@ void PrintWatchJson(const Watcher& watcher) {
       {"rounds", watcher.Rounds()},
   };
   Print("{\n");
-  for (const auto& [key, value] : head.items()) {
-    Print("  \"" + key + "\": " + Dump(value) + ",\n");
-  }
+  for (const auto& [key, value] : head.items()) Print("  \"" + key + "\": " + Dump(value) + ",\n");
   const WatchHistory& history = watcher.History();
   PrintList("hosts", history.HostCount(), [&](std::size_t i) {
     return ToJson(watcher.Post().HostAt(static_cast<std::int32_t>(i)), history.Of(i));

@@ -85,15 +85,11 @@ void DeclareWatchOptions(CLI::App& options, WatchOptions& values) {
 void CheckWatchOptions(const WatchOptions& options) {
   const bool hasMore = !options.settings.empty() || !options.html.empty() || options.once ||
                        options.verbose || options.json;
-  if (options.example && hasMore) {
-    throw UsageError("--example goes alone");
-  }
+  if (options.example && hasMore) throw UsageError("--example goes alone");
   if (!options.example && options.settings.empty()) {
     throw UsageError("SETTINGS is required; --example prints a file to begin with");
   }
-  if (!options.html.empty()) {
-    CheckPage(options);
-  }
+  if (!options.html.empty()) CheckPage(options);
 }
 
 }  // namespace netro::tool

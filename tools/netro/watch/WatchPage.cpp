@@ -91,9 +91,7 @@ std::string ChartLabel(const std::vector<std::int32_t>& times) {
 }
 
 std::string Chart(const std::vector<std::int32_t>& times) {
-  if (times.empty()) {
-    return "";
-  }
+  if (times.empty()) return "";
   std::string bars, lost;
   AddBars(times, bars, lost);
   const std::string label = ChartLabel(times);

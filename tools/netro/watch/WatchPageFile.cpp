@@ -26,9 +26,7 @@ File Create(const std::string& name) {
     return ::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
   };
   int descriptor = open();
-  if (descriptor < 0 && errno == EEXIST && ::unlink(name.c_str()) == 0) {
-    descriptor = open();
-  }
+  if (descriptor < 0 && errno == EEXIST && ::unlink(name.c_str()) == 0) descriptor = open();
   return File(descriptor < 0 ? nullptr : ::fdopen(descriptor, "w"), std::fclose);
 }
 
@@ -47,18 +45,14 @@ std::string WatchPageFile::Failed(const std::string& what) const {
 }
 
 std::string WatchPageFile::Write(const Watcher& watcher) {
-  if (!IsReplaceable(name_)) {
-    return Failed("it is no ordinary file");
-  }
+  if (!IsReplaceable(name_)) return Failed("it is no ordinary file");
   const Stopwatch watch;
   const std::string temporary = name_ + "." + std::to_string(::getpid()) + ".tmp";
   std::string problem = WriteTo(temporary, watcher);
   if (problem.empty() && std::rename(temporary.c_str(), name_.c_str()) != 0) {
     problem = Failed(std::strerror(errno));
   }
-  if (!problem.empty()) {
-    ::unlink(temporary.c_str());
-  }
+  if (!problem.empty()) ::unlink(temporary.c_str());
   round_ = watcher.Rounds();
   cost_ = watch.Seconds();
   sinceWrite_.emplace();
@@ -67,9 +61,7 @@ std::string WatchPageFile::Write(const Watcher& watcher) {
 
 std::string WatchPageFile::WriteTo(const std::string& temporary, const Watcher& watcher) const {
   File file = Create(temporary);
-  if (!file) {
-    return Failed(std::strerror(errno));
-  }
+  if (!file) return Failed(std::strerror(errno));
   bool good = true;
   WriteWatchPage(watcher, [&](std::string_view html) {
     good = good && std::fwrite(html.data(), 1, html.size(), file.get()) == html.size();
@@ -81,9 +73,7 @@ std::string WatchPageFile::WriteTo(const std::string& temporary, const Watcher& 
 std::string WatchPageFile::Update(const Watcher& watcher) {
   constexpr double kShare = 20;
   const bool isTooEarly = sinceWrite_ && sinceWrite_->Seconds() < kShare * cost_;
-  if (round_ == watcher.Rounds() || isTooEarly) {
-    return {};
-  }
+  if (round_ == watcher.Rounds() || isTooEarly) return {};
   return Write(watcher);
 }
 

@@ -95,9 +95,7 @@ std::string Title(const Watcher& watcher, std::size_t width) {
   const std::string hosts = CountsText(counts);
   const std::string text = "netro watch  " + hosts;
   const std::string settings = "  " + OneLine(watcher.Options().settings);
-  if (text.size() > width) {
-    return Shortened(text, width);
-  }
+  if (text.size() > width) return Shortened(text, width);
   return Styled(Style::Bold, "netro watch") + "  " +
          (counts[WatchedDown] > 0 ? Styled(Style::Red, hosts) : hosts) +
          Styled(Style::Dim, Shortened(settings, width - text.size()));
@@ -114,9 +112,7 @@ std::vector<std::string> Lines(const Watcher& watcher, std::size_t width, std::s
   }
   const Columns columns = ColumnsFor(width, longest);
   std::vector<std::string> lines = {Title(watcher, width), Heading(columns)};
-  for (const std::int32_t index : shown) {
-    lines.push_back(Row(watcher, index, columns));
-  }
+  for (const std::int32_t index : shown) lines.push_back(Row(watcher, index, columns));
   if (shown.size() < history.HostCount()) {
     lines.push_back(Styled(Style::Dim, Shortened(Rest(history, shown), width)));
   }
@@ -133,28 +129,21 @@ void WatchTable::Erase() {
 }
 
 void WatchTable::Probed(const Watcher& watcher, std::int32_t index, HostNews news) {
-  if (news == HostNews::Report) {
-    Erase();
-    Print(ProbeLine(watcher.Post().HostAt(index), news));
-  }
+  if (news != HostNews::Report) return;
+  Erase();
+  Print(ProbeLine(watcher.Post().HostAt(index), news));
 }
 
 void WatchTable::Tick(const Watcher& watcher) {
-  if (!IsInForeground(Stream::Output)) {
-    return;
-  }
+  if (!IsInForeground(Stream::Output)) return;
   const auto width = static_cast<std::size_t>(Width(Stream::Output));
   const auto height = static_cast<std::size_t>(Height(Stream::Output));
   const bool isResized = drawn_ > 0 && (width != width_ || height != height_);
   std::string text = isResized ? "\x1b[H\x1b[2J" : "";
-  if (drawn_ > 0 && !isResized) {
-    text += "\x1b[" + std::to_string(drawn_) + "F";
-  }
+  if (drawn_ > 0 && !isResized) text += "\x1b[" + std::to_string(drawn_) + "F";
   text += "\x1b[?7l";
   const std::vector<std::string> lines = Lines(watcher, width, height);
-  for (const std::string& line : lines) {
-    text += line + "\x1b[K\n";
-  }
+  for (const std::string& line : lines) text += line + "\x1b[K\n";
   Print(text + "\x1b[J\x1b[?7h");
   drawn_ = lines.size();
   width_ = width;

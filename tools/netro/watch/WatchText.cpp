@@ -22,9 +22,7 @@ std::size_t CharacterCount(std::string_view text) {
 
 std::string_view FirstCharacters(std::string_view text, std::size_t characters) {
   for (std::size_t i = 0; i < text.size(); ++i) {
-    if (!IsInsideCharacter(text[i]) && characters-- == 0) {
-      return text.substr(0, i);
-    }
+    if (!IsInsideCharacter(text[i]) && characters-- == 0) return text.substr(0, i);
   }
   return text;
 }
@@ -42,10 +40,9 @@ std::string CountsText(const StateCounts& counts) {
   std::string text = std::to_string(all) + (all == 1 ? " host" : " hosts");
   const char* separator = ": ";
   for (const WatchedStateEnum state : {WatchedUp, WatchedDown, WatchedUnknown}) {
-    if (counts[state] > 0) {
-      text += separator + std::to_string(counts[state]) + " " + StateName(state);
-      separator = ", ";
-    }
+    if (counts[state] == 0) continue;
+    text += separator + std::to_string(counts[state]) + " " + StateName(state);
+    separator = ", ";
   }
   return text;
 }
@@ -58,9 +55,7 @@ std::string OneLine(std::string_view text) {
 }
 
 std::string Shortened(std::string_view text, std::size_t characters) {
-  if (CharacterCount(text) <= characters) {
-    return std::string(text);
-  }
+  if (CharacterCount(text) <= characters) return std::string(text);
   return characters == 0 ? "" : std::string(FirstCharacters(text, characters - 1)) + "…";
 }
 
@@ -74,9 +69,7 @@ std::string ShownHost(const WatchedHost& host) {
   const std::size_t scheme = text.find("://");
   const std::size_t begin = scheme == text.npos ? 0 : scheme + 3;
   const std::size_t at = text.substr(0, text.find_first_of("/?#", begin)).rfind('@');
-  if (host.Http && at != text.npos && at >= begin) {
-    text.replace(begin, at - begin, "***");
-  }
+  if (host.Http && at != text.npos && at >= begin) text.replace(begin, at - begin, "***");
   return text;
 }
 

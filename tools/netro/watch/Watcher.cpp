@@ -46,18 +46,14 @@ void Watcher::Run() {
 void Watcher::End() {
   post_.PauseObservation();
   AwaitMails();
-  if (post_.GetStatus() != WatchpostStopped) {
-    post_.StopObservation();
-  }
+  if (post_.GetStatus() != WatchpostStopped) post_.StopObservation();
   TellProblem();
   ended_ = DateNow();
   listener_.Tick(*this);
 }
 
 void Watcher::AwaitMails() {
-  if (post_.MailsWaiting() == 0) {
-    return;
-  }
+  if (post_.MailsWaiting() == 0) return;
   constexpr std::int32_t kMilliSeconds = 20;
   StoppableLoop loop;
   const InterruptGuard guard(loop);
@@ -67,10 +63,9 @@ void Watcher::AwaitMails() {
     listener_.Problem("waiting for the mails of reports: " + count + "; Ctrl-C gives them up");
   }
   loop.RunUntil([this] { return post_.MailsWaiting() == 0; });
-  if (loop.IsStopped()) {
-    isInterrupted_ = true;
-    post_.Kill();
-  }
+  if (!loop.IsStopped()) return;
+  isInterrupted_ = true;
+  post_.Kill();
 }
 
 std::int32_t Watcher::AnsweringHosts() const {
@@ -101,17 +96,14 @@ void Watcher::Tick() {
 
 void Watcher::TellForbiddenEcho(const WatchedHost& host) {
   constexpr const char* kNoEcho = "ICMPCreateFile Error";
-  if (!isEchoForbidden_ && host.LastAnswer == kNoEcho) {
-    isEchoForbidden_ = true;
-    listener_.Problem(EchoForbiddenText());
-  }
+  if (isEchoForbidden_ || host.LastAnswer != kNoEcho) return;
+  isEchoForbidden_ = true;
+  listener_.Problem(EchoForbiddenText());
 }
 
 // WatchpostCls keeps the last one only, and the log has all of them.
 void Watcher::TellProblem() {
-  if (post_.LastErr() == 0 || post_.LastErrMsg() == errorText_) {
-    return;
-  }
+  if (post_.LastErr() == 0 || post_.LastErrMsg() == errorText_) return;
   error_ = post_.LastErr();
   errorText_ = post_.LastErrMsg();
   listener_.Problem(errorText_);

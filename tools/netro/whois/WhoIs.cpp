@@ -21,17 +21,11 @@ int RunWhoIs(const WhoIsOptions& options) {
   bool good = true;
   AskWhoIsServers(request, [&](WhoIsAnswer answer) {
     good = good && answer.errorNumber == 0;
-    if (!options.json) {
-      printer.Print(answer);
-    }
+    if (!options.json) printer.Print(answer);
     ExplainWhoIs(answer, request);
-    if (options.json) {
-      answers.push_back(std::move(answer));
-    }
+    if (options.json) answers.push_back(std::move(answer));
   });
-  if (options.json) {
-    PrintWhoIsJson(request, answers);
-  }
+  if (options.json) PrintWhoIsJson(request, answers);
   return good ? Success : QueryFailed;
 }
 

@@ -53,9 +53,7 @@ void DeclareWhoIsOptions(CLI::App& options, WhoIsOptions& values) {
 WhoIsRequest ReadWhoIsRequest(const WhoIsOptions& options) {
   WhoIsRequest request;
   request.name = options.name;
-  if (request.name.empty()) {
-    throw UsageError("NAME is empty");
-  }
+  if (request.name.empty()) throw UsageError("NAME is empty");
   if (request.name.find_first_of("\r\n") != request.name.npos) {
     throw UsageError("NAME must be a single line");
   }

@@ -52,9 +52,7 @@ void PrintWhoIsJson(const WhoIsRequest& request, const std::vector<WhoIsAnswer>&
   Json object = {{"query", request.name},
                  {"ok", std::ranges::all_of(answers, IsGood)},
                  {"answers", Json::array()}};
-  for (const WhoIsAnswer& answer : answers) {
-    object["answers"].push_back(ToJson(answer));
-  }
+  for (const WhoIsAnswer& answer : answers) object["answers"].push_back(ToJson(answer));
   PrintObject(object);
 }
 
@@ -68,9 +66,7 @@ void ExplainWhoIs(const WhoIsAnswer& answer, const WhoIsRequest& request) {
   } else if (answer.text.empty()) {
     ShowMessage(server + " closed the connection without an answer");
   }
-  for (const std::string& note : answer.notes) {
-    ShowMessage(note);
-  }
+  for (const std::string& note : answer.notes) ShowMessage(note);
 }
 
 }  // namespace netro::tool

@@ -53,9 +53,7 @@ void AskWhoIsServers(const WhoIsRequest& request, const std::function<void(WhoIs
   while (next) {
     asked.push_back(*next);
     WhoIsAnswer answer = Ask(client, *next, request.name);
-    if (request.follow && answer.errorNumber == 0) {
-      DecideNext(asked, answer);
-    }
+    if (request.follow && answer.errorNumber == 0) DecideNext(asked, answer);
     next = answer.next;
     take(std::move(answer));
   }

@@ -41,9 +41,7 @@ std::string_view TakeLine(std::string_view& text) {
 std::string_view NamedServer(std::string_view line) {
   constexpr std::size_t kLongestBegin = 64;
   const std::size_t colon = line.substr(0, kLongestBegin).find(':');
-  if (colon == line.npos) {
-    return {};
-  }
+  if (colon == line.npos) return {};
   const std::string key = ToLower(Trimmed(line.substr(0, colon)));
   return std::ranges::find(kKeys, key) == std::end(kKeys) ? std::string_view()
                                                           : Trimmed(line.substr(colon + 1));
@@ -58,15 +56,11 @@ bool IsPlainNumber(std::string_view text) {
 /// spellings would let a server hide that it has been asked.
 bool IsOddNumber(std::string_view host) {
   const std::string_view last = host.substr(host.rfind('.') + 1);
-  if (last.empty() || last.front() < '0' || last.front() > '9') {
-    return false;
-  }
+  if (last.empty() || last.front() < '0' || last.front() > '9') return false;
   int numbers = 0;
   for (std::size_t dot = 0; dot != host.npos; ++numbers) {
     dot = host.find('.');
-    if (!IsPlainNumber(host.substr(0, dot))) {
-      return true;
-    }
+    if (!IsPlainNumber(host.substr(0, dot))) return true;
     host.remove_prefix(dot == host.npos ? host.size() : dot + 1);
   }
   return numbers != 4;
@@ -107,9 +101,7 @@ WhoIsServer ReadWhoIsServer(const std::string& option, std::string_view text) {
     throw UsageError(option + ": \"" + server.host + "\" is no host name");
   }
   server.host = ToLower(server.host);
-  if (server.host.ends_with('.')) {
-    server.host.pop_back();
-  }
+  if (server.host.ends_with('.')) server.host.pop_back();
   return server;
 }
 
@@ -120,9 +112,7 @@ Referral FindReferral(std::string_view answer, const std::vector<WhoIsServer>& a
   std::optional<WhoIsServer> back;
   while (!answer.empty() && !referral.next && unreadable < kMostUnreadable) {
     const std::string_view named = NamedServer(TakeLine(answer));
-    if (named.empty()) {
-      continue;
-    }
+    if (named.empty()) continue;
     const auto server = ReadNamedServer(named);
     if (!server) {
       firstUnreadable = ++unreadable == 1 ? named : firstUnreadable;
@@ -132,9 +122,7 @@ Referral FindReferral(std::string_view answer, const std::vector<WhoIsServer>& a
       back = server;
     }
   }
-  if (unreadable > 0) {
-    referral.notes.push_back(NoteOnUnreadable(firstUnreadable, unreadable));
-  }
+  if (unreadable > 0) referral.notes.push_back(NoteOnUnreadable(firstUnreadable, unreadable));
   if (back && !referral.next) {
     referral.notes.push_back(asked.back().Text() + " refers back to " + back->Text() +
                              ", which has been asked");
