@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <numeric>
 
+#include "terminal/TextWidth.h"
 #include "watch/WatchText.h"
 
 namespace netro::tool {

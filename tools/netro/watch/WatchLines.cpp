@@ -4,6 +4,7 @@
 
 #include "terminal/IsoTime.h"
 #include "terminal/Terminal.h"
+#include "terminal/TextWidth.h"
 #include "watch/WatchText.h"
 
 namespace netro::tool {

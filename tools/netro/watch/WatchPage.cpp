@@ -6,6 +6,7 @@
 #include <string>
 
 #include "terminal/IsoTime.h"
+#include "terminal/TextWidth.h"
 #include "watch/WatchPageStyle.h"
 #include "watch/WatchText.h"
 

@@ -7,6 +7,7 @@
 #include <numeric>
 
 #include "terminal/Terminal.h"
+#include "terminal/TextWidth.h"
 #include "watch/WatchLines.h"
 #include "watch/WatchText.h"
 

@@ -13,20 +13,6 @@ namespace {
 
 constexpr double kSecondsPerDay = 86400;
 
-bool IsInsideCharacter(char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; }
-
-std::size_t CharacterCount(std::string_view text) {
-  const auto inside = std::ranges::count_if(text, IsInsideCharacter);
-  return text.size() - static_cast<std::size_t>(inside);
-}
-
-std::string_view FirstCharacters(std::string_view text, std::size_t characters) {
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (!IsInsideCharacter(text[i]) && characters-- == 0) return text.substr(0, i);
-  }
-  return text;
-}
-
 }  // namespace
 
 const char* StateName(WatchedStateEnum state) {
@@ -52,16 +38,6 @@ std::string OneLine(std::string_view text) {
   std::ranges::replace(line, '\n', ' ');
   std::ranges::replace(line, '\t', ' ');
   return line;
-}
-
-std::string Shortened(std::string_view text, std::size_t characters) {
-  if (CharacterCount(text) <= characters) return std::string(text);
-  return characters == 0 ? "" : std::string(FirstCharacters(text, characters - 1)) + "…";
-}
-
-std::string Fitted(std::string_view text, std::size_t characters) {
-  std::string fitted = Shortened(text, characters);
-  return fitted.append(characters - CharacterCount(fitted), ' ');
 }
 
 std::string ShownHost(const WatchedHost& host) {

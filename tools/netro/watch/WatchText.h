@@ -23,11 +23,6 @@ std::string CountsText(const StateCounts& counts);
 /// Foreign bytes on one line: what disturbs a terminal or is no UTF-8 made visible.
 std::string OneLine(std::string_view text);
 
-/// `text` with at most so many characters; what was cut off leaves an ellipsis.
-std::string Shortened(std::string_view text, std::size_t characters);
-/// The same, filled up with blanks.
-std::string Fitted(std::string_view text, std::size_t characters);
-
 /// The host without a password that its URL may hold; on one line.
 std::string ShownHost(const WatchedHost& host);
 
