@@ -12,8 +12,7 @@
 #include "get/GetOutput.h"
 #include "get/HttpResult.h"
 #include "terminal/Interrupt.h"
-#include "terminal/ProgressBar.h"
-#include "terminal/Timer.h"
+#include "terminal/ProgressLines.h"
 
 namespace netro::tool {
 namespace {
@@ -50,10 +49,10 @@ void Prepare(HTTPCls& http, const GetOptions& options, const GetRequest& request
 /// The query with everything around it that a user sees while it runs.
 HttpResult RunQuery(HTTPCls& http) {
   const InterruptGuard guard(http);
-  ProgressBar bar;
-  const Timer redraw(100, [&] {
+  ProgressLines lines;
+  const ProgressLines::Line line(lines, "", [&http] {
     const double header = http.HeaderLen() == 0 ? 0 : http.HeaderLen() + 4;
-    bar.Update(http.ReceivedBytes() - header, http.WaitForDataLen());
+    return Progress{http.ReceivedBytes() - header, http.WaitForDataLen()};
   });
   return Query(http);
 }

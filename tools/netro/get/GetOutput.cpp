@@ -15,8 +15,8 @@
 #include "terminal/Command.h"
 #include "terminal/Encoding.h"
 #include "terminal/JsonOutput.h"
-#include "terminal/ProgressBar.h"
 #include "terminal/Terminal.h"
+#include "terminal/Transfer.h"
 
 namespace netro::tool {
 namespace {

@@ -9,18 +9,15 @@
 namespace netro::tool {
 
 void MailDisplay::DisplayProtocol(const std::string& LastResult) {
-  bar_.Clear();
-  total_ = 0;
+  line_.reset();
+  lines_.Clear();
   if (transcript_) std::fputs((Printable(LastResult) + "\n").c_str(), stderr);
 }
 
 void MailDisplay::DataStatus(std::int32_t SendBytes, std::int32_t CompleteBytes) {
   sent_ = SendBytes;
   total_ = CompleteBytes;
-}
-
-void MailDisplay::Redraw() {
-  if (total_ > 0) bar_.Update(sent_, total_);
+  if (!line_) line_.emplace(lines_, "", [this] { return Progress{1.0 * sent_, 1.0 * total_}; });
 }
 
 }  // namespace netro::tool

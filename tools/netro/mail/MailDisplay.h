@@ -5,10 +5,10 @@
 #include <netro/SMTPCls.h>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
-#include "terminal/ProgressBar.h"
-#include "terminal/Timer.h"
+#include "terminal/ProgressLines.h"
 
 namespace netro::tool {
 
@@ -19,14 +19,12 @@ class MailDisplay : public SMTPClsEvents {
  private:
   void DisplayProtocol(const std::string& LastResult) override;
   void DataStatus(std::int32_t SendBytes, std::int32_t CompleteBytes) override;
-  void Redraw();
 
   const bool transcript_;
   std::int32_t sent_ = 0;
-  std::int32_t total_ = 0;  // 0 while nothing is sent
-  ProgressBar bar_;
-  // While the server does not take more there are no events.
-  const Timer redraw_{100, [this] { Redraw(); }};
+  std::int32_t total_ = 0;
+  ProgressLines lines_;
+  std::optional<ProgressLines::Line> line_;  // none while nothing is sent
 };
 
 }  // namespace netro::tool

@@ -11,5 +11,9 @@ namespace netro::tool {
 std::string Shortened(std::string_view text, std::size_t characters);
 /// The same, filled up with blanks.
 std::string Fitted(std::string_view text, std::size_t characters);
+/// As Shortened, but cut in the middle: URLs of one host differ at their ends.
+std::string ShortenedInside(std::string_view text, std::size_t characters);
+
+std::size_t CharacterCount(std::string_view text);
 
 }  // namespace netro::tool

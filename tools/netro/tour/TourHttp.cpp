@@ -8,8 +8,8 @@
 #include <string_view>
 
 #include "get/HttpResult.h"
-#include "terminal/ProgressBar.h"
 #include "terminal/Timer.h"
+#include "terminal/Transfer.h"
 #include "tour/TourSections.h"
 #include "tour/TourServers.h"
 

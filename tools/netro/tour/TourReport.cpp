@@ -11,8 +11,8 @@
 
 #include "terminal/Encoding.h"
 #include "terminal/JsonOutput.h"
-#include "terminal/ProgressBar.h"
 #include "terminal/Terminal.h"
+#include "terminal/Transfer.h"
 
 namespace netro::tool {
 namespace {
