@@ -8,6 +8,7 @@
 #include "socket/CallState.h"
 #include "socket/SocketModule.h"
 #include "socket/Wait.h"
+#include "support/OnException.h"
 
 namespace netro {
 namespace {
@@ -42,9 +43,11 @@ std::int32_t SocketCls::SendBytes(const void* data, std::size_t size) {
 std::int32_t SocketCls::SendAll(const std::uint8_t* data, std::size_t size, const CancelMark& mark,
                                 BusyScope* busy) {
   if (socketHandle_ == 0) return kErrNotConnected;
-  const std::int32_t error = SendInTurns(data, size, mark, busy);
   // Whoever else is blocked tries again: this send may have taken its notification.
-  if (error != 0) mark.Module().SendBlocked(false);
+  const auto unblock = [&] { mark.Module().SendBlocked(false); };
+  const OnException unblockThen(unblock);
+  const std::int32_t error = SendInTurns(data, size, mark, busy);
+  if (error != 0) unblock();
   return error;
 }
 
