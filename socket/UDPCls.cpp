@@ -12,6 +12,7 @@
 #include "socket/SocketErrors.h"
 #include "socket/SocketModule.h"
 #include "socket/Wait.h"
+#include "support/OnException.h"
 
 namespace netro {
 namespace {
@@ -187,11 +188,14 @@ std::int32_t UDPCls::Poll(Bytes& reply, const CancelMark& mark) {
 
 std::int32_t UDPCls::Query(std::span<const std::uint8_t> data, Bytes& reply,
                            const CancelMark& mark) {
-  const auto call = call_;
+  const auto close = [this, call = call_] {
+    if (call->alive) socket_.reset();
+  };
+  const OnException closeThen(close);
   std::int32_t error = Open(mark);
   if (error == 0) error = SendAllButLast(data, mark);
   if (error == 0) error = Poll(reply, mark);
-  if (call->alive) socket_.reset();
+  close();
   AppendZero(reply, error);
   return error;
 }

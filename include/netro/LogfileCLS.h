@@ -19,7 +19,8 @@ namespace netro {
 class LogBuffer;
 
 /// Receives the events of a LogfileCLS. Everything is allowed inside, deleting the object included.
-/// Events must not throw.
+/// What an event throws leaves the method that raised it, whose work is done; only NewLogfile comes
+/// before it.
 class NETRO_EXPORT LogfileCLSEvents {
  public:
   virtual ~LogfileCLSEvents() = default;
