@@ -1,5 +1,5 @@
-// Asking with one channel of c-ares. It closes its socket when no query is left, so that each query
-// has a new one.
+// Asking with one channel of c-ares. It closes its socket when no query is left, so that queries
+// one after the other have a new one each. Several at the same time share one socket.
 
 #include "bench/DnsQueries.h"
 
@@ -17,9 +17,6 @@
 
 namespace netro::bench {
 namespace {
-
-/// Reads the records of a reply and counts them; returns a status.
-using CountRecords = int (*)(const unsigned char* reply, int size, int& records);
 
 int CountAddresses(const unsigned char* reply, int size, int& records) {
   hostent* host = nullptr;
@@ -41,19 +38,6 @@ int CountMailServers(const unsigned char* reply, int size, int& records) {
   }
   ares_free_data(first);
   return status;
-}
-
-struct Outcome {
-  CountRecords count;
-  bool done = false;
-  int status = ARES_SUCCESS;
-  int records = 0;
-};
-
-void OnReply(void* argument, int status, int, unsigned char* reply, int size) {
-  Outcome& outcome = *static_cast<Outcome*>(argument);
-  outcome.done = true;
-  outcome.status = status == ARES_SUCCESS ? outcome.count(reply, size, outcome.records) : status;
 }
 
 /// Waits for one event of the channel's socket and lets the channel handle it.
@@ -84,6 +68,56 @@ int OpenChannel(const DnsQueries& queries, ares_channel& channel) {
   return status != ARES_SUCCESS ? status : ares_set_servers_ports_csv(channel, server.c_str());
 }
 
+class Asking {
+ public:
+  Asking(ares_channel channel, const DnsQueries& queries) : channel_(channel), queries_(queries) {}
+
+  /// Returns an error text, empty when all went well.
+  std::string Run() {
+    while (error_.empty() && (underWay_ > 0 || notBegun_ > 0)) {
+      for (int free = queries_.inFlight - underWay_; free > 0; --free) {
+        Ask();
+      }
+      Turn(channel_);
+    }
+    return error_;
+  }
+
+ private:
+  void Ask() {
+    if (notBegun_ > 0) {
+      --notBegun_;
+      ++underWay_;
+      ares_query(channel_, queries_.name.c_str(), ns_c_in, queries_.type, OnReply, this);
+    }
+  }
+
+  static void OnReply(void* self, int status, int, unsigned char* reply, int size) {
+    static_cast<Asking*>(self)->Take(status, reply, size);
+  }
+
+  void Take(int status, const unsigned char* reply, int size) {
+    int records = 0;
+    --underWay_;
+    if (status == ARES_SUCCESS) {
+      status = (queries_.type == ns_t_mx ? CountMailServers : CountAddresses)(reply, size, records);
+    }
+    if (status != ARES_SUCCESS) {
+      error_ = ares_strerror(status);
+    } else if (records != queries_.records) {
+      error_ = "a reply of " + std::to_string(records) + " records";
+    } else if (queries_.inFlight > 1) {
+      Ask();  // before the channel finds itself idle and closes its socket
+    }
+  }
+
+  const ares_channel channel_;
+  const DnsQueries& queries_;
+  int notBegun_ = queries_.repetitions;
+  int underWay_ = 0;
+  std::string error_ = {};
+};
+
 }  // namespace
 
 std::string AresQueries(const DnsQueries& queries, Stopwatch& watch) {
@@ -93,22 +127,10 @@ std::string AresQueries(const DnsQueries& queries, Stopwatch& watch) {
     return ares_strerror(status);
   }
   watch.Start();
-  for (int i = 0; i < queries.repetitions; ++i) {
-    Outcome outcome{queries.type == ns_t_mx ? CountMailServers : CountAddresses};
-    ares_query(channel, queries.name.c_str(), ns_c_in, queries.type, OnReply, &outcome);
-    while (!outcome.done) {
-      Turn(channel);
-    }
-    if (outcome.status != ARES_SUCCESS) {
-      return ares_strerror(outcome.status);
-    }
-    if (outcome.records != queries.records) {
-      return "a reply of " + std::to_string(outcome.records) + " records";
-    }
-  }
+  std::string error = Asking(channel, queries).Run();
   watch.Stop();
   ares_destroy(channel);
-  return {};
+  return error;
 }
 
 }  // namespace netro::bench

@@ -1,5 +1,6 @@
-// Delivering with libcurl's easy interface, one handle for all sessions. Otherwise it would keep
-// the connection and send the next message in the same session.
+// Delivering with libcurl's easy interface, one handle for all sessions; several at the same time
+// with its multi interface. Otherwise it would keep the connection and send the next message in the
+// same session.
 
 #include "bench/Delivery.h"
 
@@ -9,6 +10,9 @@
 
 #include <algorithm>
 #include <string_view>
+#include <vector>
+
+#include "bench/CurlMulti.h"
 
 namespace netro::bench {
 namespace {
@@ -53,6 +57,33 @@ std::string CurlDeliver(const Delivery& delivery, Stopwatch& watch) {
   curl_easy_cleanup(handle);
   curl_slist_free_all(recipients);
   return {};
+}
+
+std::string CurlDeliverMany(const Delivery& delivery, Stopwatch& watch) {
+  curl_global_init(CURL_GLOBAL_DEFAULT);
+  curl_slist* recipients = curl_slist_append(nullptr, "<b@x.test>");
+  watch.Start();
+  std::vector<std::string_view> rests(static_cast<std::size_t>(delivery.inFlight),
+                                      delivery.message);
+  std::vector<CURL*> handles;
+  for (std::string_view& rest : rests) {
+    CURL* handle = handles.emplace_back(curl_easy_init());
+    Prepare(handle, delivery, recipients);
+    curl_easy_setopt(handle, CURLOPT_READDATA, &rest);
+    curl_easy_setopt(handle, CURLOPT_PRIVATE, &rest);
+  }
+  std::string error = CurlMulti(handles, delivery.repetitions, [&delivery](CURL* handle) {
+    std::string_view* rest = nullptr;
+    curl_easy_getinfo(handle, CURLINFO_PRIVATE, &rest);
+    *rest = delivery.message;
+    return std::string();
+  });
+  watch.Stop();
+  for (CURL* handle : handles) {
+    curl_easy_cleanup(handle);
+  }
+  curl_slist_free_all(recipients);
+  return error;
 }
 
 }  // namespace netro::bench

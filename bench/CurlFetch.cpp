@@ -1,5 +1,5 @@
 // Fetching with libcurl's easy interface, one handle for all repetitions, a new connection for
-// each.
+// each; several at the same time with its multi interface.
 
 #include "bench/Fetch.h"
 
@@ -9,6 +9,9 @@
 
 #include <cstdio>
 #include <memory>
+#include <vector>
+
+#include "bench/CurlMulti.h"
 
 namespace netro::bench {
 namespace {
@@ -41,6 +44,14 @@ CURLcode IntoMemory(CURL* handle) {
   return curl_easy_perform(handle);
 }
 
+std::string CheckSize(CURL* handle, const Fetch& fetch) {
+  curl_off_t received = 0;
+  curl_easy_getinfo(handle, CURLINFO_SIZE_DOWNLOAD_T, &received);
+  return received == static_cast<curl_off_t>(fetch.bodyBytes)
+             ? ""
+             : "a body of " + std::to_string(received) + " bytes";
+}
+
 }  // namespace
 
 std::string CurlFetch(const Fetch& fetch, Stopwatch& watch) {
@@ -53,15 +64,38 @@ std::string CurlFetch(const Fetch& fetch, Stopwatch& watch) {
     if (result != CURLE_OK) {
       return curl_easy_strerror(result);
     }
-    curl_off_t received = 0;
-    curl_easy_getinfo(handle, CURLINFO_SIZE_DOWNLOAD_T, &received);
-    if (received != static_cast<curl_off_t>(fetch.bodyBytes)) {
-      return "a body of " + std::to_string(received) + " bytes";
+    if (std::string error = CheckSize(handle, fetch); !error.empty()) {
+      return error;
     }
   }
   watch.Stop();
   curl_easy_cleanup(handle);
   return {};
+}
+
+std::string CurlFetchMany(const Fetch& fetch, Stopwatch& watch) {
+  curl_global_init(CURL_GLOBAL_DEFAULT);
+  watch.Start();
+  std::vector<std::string> bodies(static_cast<std::size_t>(fetch.inFlight));
+  std::vector<CURL*> handles;
+  for (std::string& body : bodies) {
+    CURL* handle = handles.emplace_back(curl_easy_init());
+    Prepare(handle, fetch);
+    curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, Append);
+    curl_easy_setopt(handle, CURLOPT_WRITEDATA, &body);
+    curl_easy_setopt(handle, CURLOPT_PRIVATE, &body);
+  }
+  std::string error = CurlMulti(handles, fetch.repetitions, [&fetch](CURL* handle) {
+    std::string* body = nullptr;
+    curl_easy_getinfo(handle, CURLINFO_PRIVATE, &body);
+    std::string().swap(*body);
+    return CheckSize(handle, fetch);
+  });
+  watch.Stop();
+  for (CURL* handle : handles) {
+    curl_easy_cleanup(handle);
+  }
+  return error;
 }
 
 }  // namespace netro::bench

@@ -13,11 +13,14 @@ struct Delivery {
   std::uint16_t port = 0;
   std::string message;  ///< without the end of its last line
   int repetitions = 1;
+  int inFlight = 1;  ///< sessions at the same time; for DeliverMany
 };
 
 std::string NetroDeliver(const Delivery& delivery, Stopwatch& watch);
+std::string NetroDeliverMany(const Delivery& delivery, Stopwatch& watch);
 #ifdef NETRO_HAVE_CURL
 std::string CurlDeliver(const Delivery& delivery, Stopwatch& watch);
+std::string CurlDeliverMany(const Delivery& delivery, Stopwatch& watch);
 #endif
 
 }  // namespace netro::bench

@@ -15,6 +15,7 @@ namespace netro::bench {
 namespace {
 
 constexpr int kSmallQueries = 20'000;
+constexpr int kManyQueries = 50'000;
 constexpr int kLargeQueries = 300;
 
 void AddNetro(const std::string& name, const std::string& unit, double units,
@@ -31,6 +32,20 @@ void AddBesideAres(const std::string& name, const std::string& unit, double unit
            [queries](Stopwatch& watch) { return AresQueries(queries, watch); }});
 #endif
   AddNetro(name, unit, units, name + "/c-ares", queries);
+}
+
+void AddManyInFlight(const DnsServers& servers) {
+  DnsQueries queries;
+  queries.port = servers.UdpPort();
+  queries.repetitions = kManyQueries;
+  queries.inFlight = 64;
+  const std::string name = "DNS query, 64 in flight";
+#ifdef NETRO_HAVE_CARES
+  AddCase({name, "c-ares", "queries", kManyQueries, "",
+           [queries](Stopwatch& watch) { return AresQueries(queries, watch); }});
+#endif
+  AddCase({name, "netro", "queries", kManyQueries, name + "/c-ares",
+           [queries](Stopwatch& watch) { return NetroQueriesMany(queries, watch); }});
 }
 
 DnsQueries LargeQueries(const DnsServers& servers, std::uint16_t type) {
@@ -82,6 +97,7 @@ void AddDnsCases(const DnsServers& servers) {
   small.port = servers.UdpPort();
   small.repetitions = kSmallQueries;
   AddBesideAres("DNS query over UDP", "queries", kSmallQueries, small);
+  AddManyInFlight(servers);
   AddLargeReplies(servers);
   AddTransfers(servers);
 }

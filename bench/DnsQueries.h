@@ -14,15 +14,18 @@ struct DnsQueries {
   std::uint16_t type = 1;
   bool tcp = false;
   int repetitions = 1;  ///< one after the other, each over a new socket
+  int inFlight = 1;     ///< at the same time; for the functions that say so
   int records = 1;      ///< answers that each reply must hold
 };
 
 /// Asks, reads the records, and checks their number; returns an error text, empty when all went
 /// well. AXFR is a zone transfer.
 std::string NetroQueries(const DnsQueries& queries, Stopwatch& watch);
+/// With several in flight on one thread.
+std::string NetroQueriesMany(const DnsQueries& queries, Stopwatch& watch);
 
 #ifdef NETRO_HAVE_CARES
-/// For types A and MX.
+/// For types A and MX; with several in flight on one channel.
 std::string AresQueries(const DnsQueries& queries, Stopwatch& watch);
 #endif
 

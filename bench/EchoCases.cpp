@@ -5,13 +5,16 @@
 
 #include <cstdio>
 #include <string>
+#include <string_view>
 
 #include "bench/Cases.h"
 #include "bench/Echo.h"
-#include "bench/EchoServer.h"
+#include "bench/LoadServer.h"
 
 namespace netro::bench {
 namespace {
+
+std::string_view SendBack(std::string_view received, Session& /*session*/) { return received; }
 
 using EchoFunction = std::string (*)(const Echo&, std::uint16_t, Stopwatch&);
 
@@ -19,7 +22,7 @@ void Add(const std::string& name, const std::string& library, EchoFunction funct
          const Echo& echo, const std::string& against) {
   AddCase({name, library, "round trips", static_cast<double>(echo.roundTrips), against,
            [function, echo](Stopwatch& watch) -> std::string {
-             const EchoServer server;
+             const LoadServer server(SendBack);
              return server.Port() == 0 ? "no echo server" : function(echo, server.Port(), watch);
            }});
 }

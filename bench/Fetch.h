@@ -13,15 +13,19 @@ struct Fetch {
   std::uint64_t bodyBytes = 0;  ///< what must arrive
   std::string file = {};        ///< where to save the body; empty: in memory
   int repetitions = 1;          ///< each over a new connection
+  int inFlight = 1;             ///< at the same time; for FetchMany
   bool keepFraming = false;     ///< leave the chunk framing in the body (netro only)
   int timeoutSeconds = 60;
 };
 
 /// Fetches and checks the number of bytes; returns an error text, empty when all went well.
 std::string NetroFetch(const Fetch& fetch, Stopwatch& watch);
+/// The same on one thread with several at the same time, into memory.
+std::string NetroFetchMany(const Fetch& fetch, Stopwatch& watch);
 
 #ifdef NETRO_HAVE_CURL
 std::string CurlFetch(const Fetch& fetch, Stopwatch& watch);
+std::string CurlFetchMany(const Fetch& fetch, Stopwatch& watch);
 #endif
 
 }  // namespace netro::bench

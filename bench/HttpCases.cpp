@@ -7,14 +7,17 @@
 #include <cstdio>
 #include <filesystem>
 #include <string>
+#include <string_view>
 
 #include "bench/Cases.h"
 #include "bench/Fetch.h"
+#include "bench/LoadServer.h"
 
 namespace netro::bench {
 namespace {
 
 constexpr int kSmallRequests = 3000;
+constexpr int kManyRequests = 10'000;
 
 void RemoveDownload(const Fetch& fetch) {
   if (!fetch.file.empty()) {
@@ -37,6 +40,42 @@ void AddBesideCurl(const std::string& name, const std::string& unit, double unit
              RemoveDownload(fetch);
              return error;
            }});
+}
+
+constexpr std::string_view kSmallAnswer =
+    "HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\nContent-Length: 100\r\n\r\n"
+    "ssssssssssssssssssssssssssssssssssssssssssssssssss"
+    "ssssssssssssssssssssssssssssssssssssssssssssssssss";
+
+/// A request is small enough to come in one piece.
+std::string_view AnswerSmall(std::string_view received, Session& /*session*/) {
+  return received.ends_with("\r\n\r\n") ? kSmallAnswer : "";
+}
+
+using ManyFetcher = decltype(&NetroFetchMany);
+
+void AddMany(const std::string& name, const std::string& library, ManyFetcher fetcher, int inFlight,
+             const std::string& against) {
+  AddCase({name, library, "requests", kManyRequests, against,
+           [fetcher, inFlight](Stopwatch& watch) -> std::string {
+             const LoadServer server(AnswerSmall);
+             Fetch fetch;
+             fetch.url = "http://127.0.0.1:" + std::to_string(server.Port()) + "/small";
+             fetch.bodyBytes = 100;
+             fetch.repetitions = kManyRequests;
+             fetch.inFlight = inFlight;
+             return server.Port() == 0 ? "no server" : fetcher(fetch, watch);
+           }});
+}
+
+void AddManyInFlight() {
+  for (const int inFlight : {1, 16, 128, 1000}) {
+    const std::string name = "GET, " + std::to_string(inFlight) + " in flight";
+#ifdef NETRO_HAVE_CURL
+    AddMany(name, "libcurl", CurlFetchMany, inFlight, "");
+#endif
+    AddMany(name, "netro", NetroFetchMany, inFlight, name + "/libcurl");
+  }
 }
 
 Fetch BodyFetch(const HttpServers& servers, BodyKind kind, int mebibytes, bool toFile) {
@@ -92,6 +131,7 @@ void AddHttpCases(const HttpServers& servers) {
   small.bodyBytes = 100;
   small.repetitions = kSmallRequests;
   AddBesideCurl("GET of 100 bytes", "requests", kSmallRequests, small);
+  AddManyInFlight();
 
   for (const Kind& kind : kKinds) {
     for (const Sink& sink : kSinks) {

@@ -3,80 +3,44 @@
 
 #include "bench/MailCases.h"
 
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <string>
 #include <string_view>
-#include <vector>
+#include <utility>
 
 #include "bench/Cases.h"
 #include "bench/Delivery.h"
-#include "bench/Process.h"
+#include "bench/LoadServer.h"
 
 namespace netro::bench {
 namespace {
 
 constexpr std::string_view kEndOfData = "\r\n.\r\n";
-constexpr std::size_t kBlock = 256 * 1024;
-
-std::string_view Receive(int fd, std::vector<char>& block) {
-  const ssize_t got = recv(fd, block.data(), block.size(), 0);
-  return {block.data(), got > 0 ? static_cast<std::size_t>(got) : 0};
+/// Takes a block of a message; the reply comes with its end.
+std::string_view TakeData(std::string_view received, Session& session, std::size_t size) {
+  session.bytes += received.size();
+  session.tail += received.substr(received.size() - std::min(received.size(), kEndOfData.size()));
+  session.tail.erase(0, session.tail.size() - std::min(session.tail.size(), kEndOfData.size()));
+  if (session.tail != kEndOfData) {
+    return {};
+  }
+  const bool complete = std::exchange(session, {}).bytes == size + kEndOfData.size();
+  return complete ? "250 ok\r\n" : "554 not all of it\r\n";
 }
 
 /// A client waits for the reply, so nothing comes behind the end of a command or of the data.
-std::string ReceiveCommand(int fd, std::vector<char>& block) {
-  std::string command;
-  while (!command.ends_with("\r\n")) {
-    const std::string_view got = Receive(fd, block);
-    if (got.empty()) {
-      return {};
-    }
-    command += got;
+std::string_view Reply(std::string_view received, Session& session, std::size_t size) {
+  if (session.inData) {
+    return TakeData(received, session, size);
   }
-  return command;
-}
-
-std::size_t ReceiveData(int fd, std::vector<char>& block) {
-  std::size_t size = 0;
-  std::string tail;
-  while (tail != kEndOfData) {
-    const std::string_view got = Receive(fd, block);
-    if (got.empty()) {
-      return 0;
-    }
-    size += got.size();
-    tail += got.substr(got.size() - std::min(got.size(), kEndOfData.size()));
-    tail.erase(0, tail.size() - std::min(tail.size(), kEndOfData.size()));
+  if (!received.ends_with("\r\n")) {
+    return {};
   }
-  return size;
-}
-
-void ServeSession(int fd, std::size_t size, std::vector<char>& block) {
-  SendAll(fd, "220 bench\r\n");
-  for (;;) {
-    const std::string command = ReceiveCommand(fd, block);
-    if (command.empty() || command.starts_with("QUIT")) {
-      SendAll(fd, "221 bye\r\n");
-      return;
-    }
-    if (!command.starts_with("DATA")) {
-      SendAll(fd, "250 ok\r\n");
-      continue;
-    }
-    SendAll(fd, "354 go on\r\n");
-    SendAll(fd, ReceiveData(fd, block) == size ? "250 ok\r\n" : "554 not all of it\r\n");
-  }
-}
-
-void Serve(int listening, std::size_t messageSize) {
-  std::vector<char> block(kBlock);
-  for (int fd = 0; (fd = accept(listening, nullptr, nullptr)) >= 0; close(fd)) {
-    ServeSession(fd, messageSize + kEndOfData.size(), block);
-  }
+  session.inData = received.starts_with("DATA");
+  return session.inData                 ? "354 go on\r\n"
+         : received.starts_with("QUIT") ? "221 bye\r\n"
+                                        : "250 ok\r\n";
 }
 
 std::string MessageOf(std::size_t size) {
@@ -90,27 +54,38 @@ std::string MessageOf(std::size_t size) {
 
 using Deliverer = decltype(&NetroDeliver);
 
-std::string DeliverAll(Deliverer deliver, std::size_t size, int repetitions, Stopwatch& watch) {
-  Delivery delivery{0, MessageOf(size), repetitions};
-  const int listening = ListenOnLoopback(delivery.port);
-  if (listening < 0) {
-    return "no mail server";
-  }
-  const ChildProcess server([&] { Serve(listening, size); });
-  close(listening);
-  return deliver(delivery, watch);
+std::string DeliverAll(Deliverer deliver, std::size_t size, int repetitions, int inFlight,
+                       Stopwatch& watch) {
+  const LoadServer server([size](std::string_view received,
+                                 Session& session) { return Reply(received, session, size); },
+                          "220 bench\r\n");
+  return server.Port() == 0
+             ? "no mail server"
+             : deliver({server.Port(), MessageOf(size), repetitions, inFlight}, watch);
 }
 
-void AddBesideCurl(const std::string& name, const std::string& unit, double units, std::size_t size,
-                   int repetitions) {
+struct Load {
+  std::string name;
+  std::string unit;
+  double units;
+  std::size_t size;
+  int repetitions;
+  int inFlight = 1;
+};
+
+void Add(const Load& load, const std::string& library, Deliverer deliver,
+         const std::string& against) {
+  AddCase({load.name, library, load.unit, load.units, against, [load, deliver](Stopwatch& watch) {
+             return DeliverAll(deliver, load.size, load.repetitions, load.inFlight, watch);
+           }});
+}
+
+void AddBesideCurl(const Load& load) {
+  const bool many = load.inFlight > 1;
 #ifdef NETRO_HAVE_CURL
-  AddCase({name, "libcurl", unit, units, "", [size, repetitions](Stopwatch& watch) {
-             return DeliverAll(CurlDeliver, size, repetitions, watch);
-           }});
+  Add(load, "libcurl", many ? CurlDeliverMany : CurlDeliver, "");
 #endif
-  AddCase({name, "netro", unit, units, name + "/libcurl", [size, repetitions](Stopwatch& watch) {
-             return DeliverAll(NetroDeliver, size, repetitions, watch);
-           }});
+  Add(load, "netro", many ? NetroDeliverMany : NetroDeliver, load.name + "/libcurl");
 }
 
 }  // namespace
@@ -119,10 +94,9 @@ void AddMailCases() {
 #ifndef NETRO_HAVE_CURL
   std::fprintf(stderr, "left out: libcurl\n");
 #endif
-  constexpr int kSmall = 5000;
-  constexpr int kLarge = 40;
-  AddBesideCurl("mail of 1 KB", "messages", kSmall, 1000, kSmall);
-  AddBesideCurl("mail of 25 MB", "MB", 25 * kLarge, 25'000'000, kLarge);
+  AddBesideCurl({"mail of 1 KB", "messages", 5000, 1000, 5000});
+  AddBesideCurl({"mail of 1 KB, 16 in flight", "messages", 1000, 1000, 1000, 16});
+  AddBesideCurl({"mail of 25 MB", "MB", 25 * 40, 25'000'000, 40});
 }
 
 }  // namespace netro::bench

@@ -1,23 +1,47 @@
-// Delivering with SMTPCls, one object for all sessions.
+// Delivering with SMTPCls, one object for all sessions, or one for each task.
 
 #include <netro/SMTPCls.h>
 
+#include <memory>
+
 #include "bench/Delivery.h"
+#include "bench/Tasks.h"
 
 namespace netro::bench {
+namespace {
+
+void Prepare(SMTPCls& smtp, const Delivery& delivery) {
+  smtp.ReceiverHostName("127.0.0.1");
+  smtp.Port(delivery.port);
+}
+
+std::string DeliverOnce(SMTPCls& smtp, const Delivery& delivery) {
+  return smtp.SMTP("a@x.test", "b@x.test", delivery.message) ? "" : smtp.ResultMessage();
+}
+
+}  // namespace
 
 std::string NetroDeliver(const Delivery& delivery, Stopwatch& watch) {
   SMTPCls smtp;
-  smtp.ReceiverHostName("127.0.0.1");
-  smtp.Port(delivery.port);
+  Prepare(smtp, delivery);
+  std::string error;
   watch.Start();
-  for (int i = 0; i < delivery.repetitions; ++i) {
-    if (!smtp.SMTP("a@x.test", "b@x.test", delivery.message)) {
-      return smtp.ResultMessage();
-    }
+  for (int i = 0; i < delivery.repetitions && error.empty(); ++i) {
+    error = DeliverOnce(smtp, delivery);
   }
   watch.Stop();
-  return {};
+  return error;
+}
+
+std::string NetroDeliverMany(const Delivery& delivery, Stopwatch& watch) {
+  watch.Start();
+  std::string error = ShareOut(delivery.inFlight, delivery.repetitions, [&] {
+    auto smtp = std::make_unique<SMTPCls>();
+    Prepare(*smtp, delivery);
+    return [smtp = std::move(smtp), &delivery] { return DeliverOnce(*smtp, delivery); };
+  });
+  watch.Stop();
+  return error;
 }
 
 }  // namespace netro::bench

@@ -1,31 +1,57 @@
-// Asking with QueryDNSCLS, one object for all repetitions.
+// Asking with QueryDNSCLS, one object for all repetitions, or one for each task.
 
 #include <netro/QueryDNSCLS.h>
 
+#include <memory>
+
 #include "bench/DnsQueries.h"
+#include "bench/Tasks.h"
 
 namespace netro::bench {
+namespace {
 
-std::string NetroQueries(const DnsQueries& queries, Stopwatch& watch) {
-  QueryDNSCLS dns;
+void Prepare(QueryDNSCLS& dns, const DnsQueries& queries) {
   dns.DNSServer("127.0.0.1");
   dns.DNSPort(queries.port);
   dns.Domain(queries.name);
   dns.QueryType(static_cast<QueryEnum>(queries.type));
   dns.UseUDP(!queries.tcp);
-  const bool transfer = queries.type == TYPE_AXFR;
+}
+
+std::string AskOnce(QueryDNSCLS& dns, const DnsQueries& queries) {
+  const std::int16_t result = queries.type == TYPE_AXFR ? dns.QueryZone() : dns.QueryDNS();
+  if (result != 0) {
+    return "error " + std::to_string(result) + ", " + dns.LastErrMsg();
+  }
+  if (dns.CountAN() != queries.records) {
+    return "a reply of " + std::to_string(dns.CountAN()) + " records";
+  }
+  return {};
+}
+
+}  // namespace
+
+std::string NetroQueries(const DnsQueries& queries, Stopwatch& watch) {
+  QueryDNSCLS dns;
+  Prepare(dns, queries);
+  std::string error;
   watch.Start();
-  for (int i = 0; i < queries.repetitions; ++i) {
-    const std::int16_t result = transfer ? dns.QueryZone() : dns.QueryDNS();
-    if (result != 0) {
-      return "error " + std::to_string(result) + ", " + dns.LastErrMsg();
-    }
-    if (dns.CountAN() != queries.records) {
-      return "a reply of " + std::to_string(dns.CountAN()) + " records";
-    }
+  for (int i = 0; i < queries.repetitions && error.empty(); ++i) {
+    error = AskOnce(dns, queries);
   }
   watch.Stop();
-  return {};
+  return error;
+}
+
+std::string NetroQueriesMany(const DnsQueries& queries, Stopwatch& watch) {
+  watch.Start();
+  std::string error = ShareOut(queries.inFlight, queries.repetitions, [&] {
+    auto dns = std::make_unique<QueryDNSCLS>();
+    Prepare(*dns, queries);
+    return [dns = std::move(dns), &queries] { return AskOnce(*dns, queries); };
+  });
+  watch.Stop();
+  return error;
 }
 
 }  // namespace netro::bench

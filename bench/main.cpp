@@ -20,6 +20,7 @@
 #include "bench/MimeCases.h"
 #include "bench/PingCases.h"
 #include "bench/Process.h"
+#include "bench/TaskCases.h"
 #include "bench/TextCases.h"
 #include "bench/TimeCases.h"
 #include "bench/WaitCases.h"
@@ -63,6 +64,7 @@ int main(int argc, char** argv) {
   netro::bench::HttpServers servers;
   netro::bench::AddHttpCases(servers);
   netro::bench::AddEchoCases(descriptors);
+  netro::bench::AddTaskCases(descriptors);
   netro::bench::AddWaitCases();
   const netro::bench::DnsServers dnsServers;
   netro::bench::AddDnsCases(dnsServers);

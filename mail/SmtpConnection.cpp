@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "platform/ErrorNumbers.h"
-#include "platform/Sockets.h"
 
 namespace netro {
 
@@ -12,14 +11,13 @@ SmtpConnection::SmtpConnection(const CancelMark& mark, std::string& received,
                                std::function<void(std::string_view)> arrived)
     : mark_(mark), reply_(received), arrived_(std::move(arrived)) {
   socket_.Events(this);
+  // The last block of a message would wait for the peer's delayed confirmation of the one before.
+  socket_.NoDelay(true);
 }
 
 std::int32_t SmtpConnection::Open(const ConnectionPlan& plan) {
   listening_ = plan.socks == SocksKind::None;
-  const std::int32_t error = SocketOwner::Connect(socket_, plan, mark_);
-  // The last block of a message would wait for the peer's delayed confirmation of the one before.
-  if (error == 0) SetNoDelay(socket_.SocketHandle());
-  return error;
+  return SocketOwner::Connect(socket_, plan, mark_);
 }
 
 // What a proxy sends before it was asked is no reply, nor is its end the server's.

@@ -34,11 +34,33 @@ struct CallState final : Wakeable {
   /// at. Who waits outside of tasks looks after each pump by itself.
   void Changed() noexcept;
 
+  /// While there is one, events of the object are running on the loop's stack. They may wait, and
+  /// what they belong to must outlive them; so a call that sleeps in a task does not return before,
+  /// as none does that waits below them.
+  class Events {
+   public:
+    explicit Events(std::shared_ptr<CallState> state) : state_(std::move(state)) {
+      if (state_ != nullptr) ++state_->events_;
+    }
+    ~Events() {
+      if (state_ == nullptr) return;
+      --state_->events_;
+      state_->Changed();
+    }
+    Events(const Events&) = delete;
+    Events& operator=(const Events&) = delete;
+
+   private:
+    const std::shared_ptr<CallState> state_;
+  };
+  bool HasEvents() const { return events_ > 0; }
+
  private:
   friend class RunningWait;
   void Woken() noexcept override { Changed(); }
 
   RunningWait* waits_ = nullptr;
+  int events_ = 0;
 };
 
 /// Marks an object as being inside a blocking call. `Refused` when it already is, or when so many

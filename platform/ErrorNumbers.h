@@ -23,9 +23,11 @@ enum ErrorNumber : std::int32_t {
   kErrMessageTooLong = 10040,
   kErrBadProtocolOption = 10042,
   kErrProtocolNotSupported = 10043,
+  kErrNotSupported = 10045,
   kErrConnectionReset = 10054,
   kErrNoBuffers = 10055,
   kErrNotConnected = 10057,
+  kErrShutDown = 10058,
   kErrHostNotFound = 11001,
 };
 

@@ -83,6 +83,15 @@ void Loop::PumpMessages() {
 }
 
 void Loop::Pump() {
+  PumpAside();
+  const Deeper pump(depth_);
+  // A task may look at the descriptor, as a host does, to learn whether PumpMessages is worth it.
+  if (tasks_.Ready() > 0) UpdateAlarm();
+  if (tasks_.Ready() > 1 || (tasks_.Ready() == 1 && HasQueued())) Wake();
+  tasks_.Run();
+}
+
+void Loop::PumpAside() {
   if (!std::exchange(collected_, false)) notifier_.Collect(TimePoint::min());
   const Deeper pump(depth_);
   if (depth_ <= kDeepestRead) notifier_.TakeBackHeld();
@@ -92,7 +101,6 @@ void Loop::Pump() {
     notifier_.DeliverOne(depth_ > kDeepestRead);
     RunHostPump();
   }
-  tasks_.Run();
 }
 
 void Loop::RunLoop() {
@@ -141,7 +149,7 @@ void Loop::Wait(RunningWait& wait) {
 }
 
 void Loop::Block(TimePoint until) {
-  if (hasPosted_ || tasks_.HasReady() || (depth_ < kDeepestRead && notifier_.HasHeld())) return;
+  if (hasPosted_ || tasks_.Ready() > 0 || (depth_ < kDeepestRead && notifier_.HasHeld())) return;
   until = std::min(until, NextDue());
   if (turns_ > turnsAtHostPump_ && AnybodyWaits()) until = std::min(until, hostPumpDue_);
   notifier_.Collect(until);
@@ -150,10 +158,12 @@ void Loop::Block(TimePoint until) {
 
 void Loop::KeepReadable() noexcept {
   UpdateAlarm();
+  if (tasks_.Ready() > 0 || HasQueued()) Wake();
+}
+
+bool Loop::HasQueued() const {
   const bool held = depth_ < kDeepestRead && notifier_.HasHeld();
-  if (hasPosted_ || tasks_.HasReady() || notifier_.Pending() > 0 || held || NextDue() <= Now()) {
-    Wake();
-  }
+  return hasPosted_ || notifier_.Pending() > 0 || held || NextDue() <= Now();
 }
 
 void Loop::PostTask(std::function<void()> task) {
@@ -191,14 +201,19 @@ Task Loop::StartTask(std::function<void()> work, std::size_t stackSize) {
       tasks_.Start(std::move(work), std::max(stackSize, Task::SmallestStack), task.state_);
   if (task.error_ == 0) {
     t_hasTasks = this;
-    if (depth_ == 0) Wake();
+    WakeUnlessPumping();
   }
   return task;
 }
 
 void Loop::LookAt(TaskState& task) noexcept {
   tasks_.LookAt(task);
-  if (depth_ == 0) Wake();
+  WakeUnlessPumping();
+}
+
+// The end of a pump sees what was queued in it; a task that runs may look at the descriptor before.
+void Loop::WakeUnlessPumping() noexcept {
+  if (depth_ == 0 || CurrentTask() != nullptr) Wake();
 }
 
 void Loop::KillWaits() {
@@ -232,6 +247,7 @@ void Loop::KillTimer(std::int32_t timerId) {
   if (found == timers_.end()) return;
   schedule_.erase({found->second.due, timerId});
   timers_.erase(found);
+  SetAlarm(NextDue());
 }
 
 void Loop::Schedule(std::int32_t id, TimePoint due) {
@@ -239,7 +255,7 @@ void Loop::Schedule(std::int32_t id, TimePoint due) {
   schedule_.erase({timer.due, id});
   timer.due = due;
   schedule_.insert({due, id});
-  UpdateAlarm();
+  SetAlarm(NextDue());
 }
 
 TimePoint Loop::NextDue() const {
@@ -247,12 +263,17 @@ TimePoint Loop::NextDue() const {
   return std::min(timer, tasks_.NextAlarm());
 }
 
-// One that comes too early costs an empty pump, setting it anew a system call for each wait.
+// For the tasks: an alarm that comes too early costs an empty pump, setting it anew a system call
+// for each wait.
 void Loop::UpdateAlarm() noexcept {
   const TimePoint first = NextDue();
-  if (first >= alarm_ && (alarm_ == TimePoint::max() || alarm_ > Now())) return;
-  alarm_ = first;
-  notifier_.SetAlarm(first);
+  if (first < alarm_ || (alarm_ != TimePoint::max() && alarm_ <= Now())) SetAlarm(first);
+}
+
+void Loop::SetAlarm(TimePoint when) noexcept {
+  if (when == alarm_) return;
+  alarm_ = when;
+  notifier_.SetAlarm(when);
 }
 
 void Loop::RunTimers() {

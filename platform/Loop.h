@@ -63,6 +63,8 @@ class Loop final : public MessageLoop {
 
   /// Sleeps until there is something to pump, the moment has come, or the host pump is due.
   void Block(TimePoint until);
+  /// A pump without a turn for tasks: between two steps of something that a task may wait for.
+  void PumpAside();
   /// False when so many pumps are nested that one which nobody waits for would be too much.
   bool MayPumpAside() const { return depth_ < kDeepestPumpAside; }
   /// True when so many calls wait one inside the other that a further one would endanger the stack.
@@ -102,8 +104,11 @@ class Loop final : public MessageLoop {
   void RunTimer(std::int32_t id, TimePoint now);
   void RunHostPump();
   void Schedule(std::int32_t id, TimePoint due);
+  bool HasQueued() const;
   TimePoint NextDue() const;
   void UpdateAlarm() noexcept;
+  void SetAlarm(TimePoint when) noexcept;
+  void WakeUnlessPumping() noexcept;
   bool AnybodyWaits() const { return waits_ > 0 || tasks_.Waiting() > 0; }
 
   static constexpr int kDeepestPumpAside = 5;

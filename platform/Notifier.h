@@ -68,6 +68,8 @@ class Notifier {
   void Unwatch(std::int32_t handle);
   /// Queues one more Read for the next pump (for a listener: lets Accept come again).
   void Renew(std::int32_t handle);
+  /// Queues one more Write for the next pump.
+  void RenewWrite(std::int32_t handle);
 
   /// Starts to connect and returns kSocketError, which means "under way", whatever the system said:
   /// the outcome, an immediate one too, comes as a notification.

@@ -25,7 +25,9 @@ std::int32_t SetBroadcast(std::int32_t handle);
 /// Close returns at once and the system sends what is left.
 std::int32_t SetLingerOff(std::int32_t handle);
 /// Small blocks go out at once instead of waiting for the peer to confirm what was sent before.
-std::int32_t SetNoDelay(std::int32_t handle);
+std::int32_t SetNoDelay(std::int32_t handle, bool on);
+/// Ends both directions. What has arrived can still be read, and then the end.
+void ShutDownSocket(std::int32_t handle);
 std::int32_t BindSocket(std::int32_t handle, const SocketAddress& address);
 
 /// Address of either end; all zero when there is none.

@@ -130,10 +130,12 @@ void TaskQueue::Run() {
   for (std::size_t left = readyCount_; left > 0; --left) {
     TaskState* const task = NextReady();
     if (task == nullptr) return;
-    if (task->wait == nullptr || task->wait->IsOver()) {
+    RunningWait* const wait = task->wait;
+    if (wait != nullptr && wait->IsHeld() && !ending_) continue;  // the end of the events tells
+    if (wait == nullptr || wait->IsOver()) {
       Resume(*task);
     } else {
-      alarms_.Set(*task, task->wait->Limit());
+      alarms_.Set(*task, wait->Limit());
     }
   }
 }

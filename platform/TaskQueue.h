@@ -36,7 +36,8 @@ class TaskQueue {
   /// Runs what may go on at this moment, each until it waits. What a task throws comes out of here;
   /// those behind it have their turn with the next Run.
   void Run();
-  bool HasReady() const { return firstReady_ != nullptr; }
+  /// How many are to be looked at with the next Run.
+  std::size_t Ready() const { return readyCount_; }
   /// The moment at which a sleeping task must be looked at.
   TimePoint NextAlarm() const { return alarms_.First(); }
   /// Tasks that wait in a blocking call.

@@ -57,6 +57,8 @@ class RunningWait {
 
   bool IsOver();
   WaitEnd End() const { return end_; }
+  /// True while it must go on, whatever IsOver would say.
+  bool IsHeld() const { return mark_.Object()->HasEvents(); }
   TimePoint Limit() const { return mark_.Limit(deadline_); }
 
  private:

@@ -67,7 +67,7 @@ std::int32_t SocketOwner::RunProlog(SocketCls& socket, const ConnectionPlan& pla
 }
 
 std::int32_t SocketOwner::Send(SocketCls& socket, std::string_view data, const CancelMark& mark) {
-  return socket.SendAll(reinterpret_cast<const std::uint8_t*>(data.data()), data.size(), mark);
+  return socket.SendAll({reinterpret_cast<const std::uint8_t*>(data.data()), data.size()}, mark);
 }
 
 std::int32_t SocketOwner::SendAtOnce(SocketCls& socket, std::string_view data) {

@@ -9,6 +9,8 @@
 #include "platform/ErrorNumbers.h"
 #include "platform/Sockets.h"
 #include "socket/HostLookup.h"
+#include "socket/QueueHold.h"
+#include "socket/SendQueue.h"
 #include "socket/SocketErrors.h"
 #include "socket/SocketModule.h"
 #include "socket/Wait.h"
@@ -22,7 +24,10 @@ constexpr int kAcceptPauseMilliseconds = 100;
 
 }  // namespace
 
-SocketCls::SocketCls() : module_(SocketModule::ForThread()), call_(std::make_shared<CallState>()) {
+SocketCls::SocketCls()
+    : module_(SocketModule::ForThread()),
+      call_(std::make_shared<CallState>()),
+      queue_(std::make_unique<SendQueue>()) {
   module_->Register(*this);
   module_->ClearCancelFlag();
   lastSocketErr_ = StartUp();
@@ -75,6 +80,9 @@ void SocketCls::Close() {
   localPort_ = remotePort_ = 0;
   datagrams_ = false;
   early_.clear();
+  queue_->Clear();
+  closeWhenSent_ = false;
+  if (hold_ != nullptr) hold_->End();
   closeHeld_ = prologInProgress_;  // ends the wait of a prolog
   Changed();
 }
@@ -97,7 +105,15 @@ void SocketCls::SocketIsBusy(bool value) {
   }
 }
 
+void SocketCls::NoDelay(bool value) {
+  noDelay_ = value;
+  // A listening socket would hand it down to all that it accepts.
+  if (socketHandle_ != 0 && state_ != sockListening) SetNoDelay(socketHandle_, value);
+}
+
 bool SocketCls::Connect(const std::string& Host, std::int32_t Port) {
+  // A SendData below this call has lost its connection and ends when it is back.
+  if (state_ == sockClosed && hold_ != nullptr && hold_->IsSend()) hold_->End();
   const BusyScope busy(call_);
   if (busy.Refused()) {
     lastSocketErr_ = kErrInProgress;
@@ -117,6 +133,7 @@ bool SocketCls::ConnectBy(std::string host, std::int32_t port, const CancelMark&
   std::int32_t handle = 0;
   if (const std::int32_t error = CreateSocket(SocketKind::Stream, handle)) return Fail(error);
   Attach(handle);
+  if (noDelay_) SetNoDelay(handle, true);
   if (const std::int32_t error = StartUp()) return Fail(error);
   if (port < 0 || port > 65535) return Fail(kErrInvalidArgument);
 
@@ -194,6 +211,7 @@ void SocketCls::Accept(std::int32_t RequestID) {
   }
   closedByClient_ = false;
   Attach(handle);
+  if (noDelay_) SetNoDelay(handle, true);
   RefreshAddresses();
   state_ = sockConnected;
 }
@@ -256,7 +274,7 @@ void SocketCls::WindowProc(std::int32_t WSAEvent, const Bytes& Data) {
     case 1:
       return RaiseDataArrival(Data);
     case 2:
-      if (events_ != nullptr) events_->SendComplete();
+      if (SendQueued() && events_ != nullptr) events_->SendComplete();
       return;
     case 8:
       RefreshAddresses();
@@ -270,6 +288,7 @@ void SocketCls::WindowProc(std::int32_t WSAEvent, const Bytes& Data) {
     case 32:
       state_ = sockClosed;
       closedByClient_ = true;
+      if (closeWhenSent_ && queue_->Empty() && hold_ == nullptr) Close();
       if (events_ != nullptr) events_->Closed();
       return;
     case 999:

@@ -78,21 +78,15 @@ void SocketModule::Kill() {
   loop_->KillWaits();
 }
 
-// Tells the calls that wait for a socket that something has happened to it: after the events of it,
-// in which it may go.
+// Tells the calls that wait for a socket that something has happened to it, after its events, in
+// which it may go.
 class SocketModule::Told {
  public:
   explicit Told(const SocketCls& socket) : call_(socket.call_), owner_(socket.owner_) {}
-  ~Told() {
-    call_->Changed();
-    if (owner_ != nullptr) owner_->Changed();
-  }
-  Told(const Told&) = delete;
-  Told& operator=(const Told&) = delete;
 
  private:
-  const std::shared_ptr<CallState> call_;
-  const std::shared_ptr<CallState> owner_;
+  const CallState::Events call_;
+  const CallState::Events owner_;
 };
 
 void SocketModule::OnSocket(std::int32_t handle, SocketEvent event, std::int32_t error) {
@@ -170,7 +164,7 @@ void SocketModule::PumpInDrain(SocketCls& socket) {
     const std::shared_ptr<CallState> call;
   };
   const Scope scope(*this, socket);
-  loop_->PumpMessages();
+  loop_->PumpAside();
 }
 
 bool SocketModule::ReceiveOnce(SocketCls& socket, bool& more) {

@@ -1,11 +1,11 @@
-// Sending: blocks its caller while the system's buffer is full, but keeps the loop alive.
+// Sending: blocks its caller while the system's buffer is full, but keeps the loop alive. What was
+// queued before goes out first.
 #include <netro/SocketCls.h>
-
-#include <charconv>
-#include <iterator>
 
 #include "platform/CallState.h"
 #include "platform/ErrorNumbers.h"
+#include "socket/QueueHold.h"
+#include "socket/SendQueue.h"
 #include "socket/SocketModule.h"
 #include "socket/Wait.h"
 
@@ -16,58 +16,57 @@ constexpr long kSendSeconds = 60;
 
 }  // namespace
 
-std::int32_t SocketCls::SendData(const std::string& Data) {
-  return SendBytes(Data.data(), Data.size());
+std::int32_t SocketCls::SendData(std::string_view Data) {
+  return SendData(std::span(reinterpret_cast<const std::uint8_t*>(Data.data()), Data.size()));
 }
 
-std::int32_t SocketCls::SendData(const Bytes& Data) { return SendBytes(Data.data(), Data.size()); }
-
-std::int32_t SocketCls::SendData(std::uint8_t Data) { return SendBytes(&Data, 1); }
-
-std::int32_t SocketCls::SendData(std::int32_t Data) { return SendData(std::to_string(Data)); }
-
-std::int32_t SocketCls::SendData(double Data) {
-  char text[32];
-  const auto end = std::to_chars(text, std::end(text), Data).ptr;
-  return SendData(std::string(text, end));
-}
-
-std::int32_t SocketCls::SendBytes(const void* data, std::size_t size) {
+std::int32_t SocketCls::SendData(std::span<const std::uint8_t> Data) {
   BusyScope busy(call_);
   if (busy.Refused()) return kErrInProgress;
+  if (closeWhenSent_) return kErrShutDown;
   const CancelMark mark(module_, call_);
-  return SendAll(static_cast<const std::uint8_t*>(data), size, mark, &busy);
+  QueueHold hold(*this, &busy);
+  return SendAll(Data, mark, &hold);
 }
 
-std::int32_t SocketCls::SendAll(const std::uint8_t* data, std::size_t size, const CancelMark& mark,
-                                BusyScope* busy) {
+std::int32_t SocketCls::SendAll(std::span<const std::uint8_t> data, const CancelMark& mark,
+                                QueueHold* hold) {
   if (socketHandle_ == 0) return kErrNotConnected;
-  const std::int32_t error = SendInTurns(data, size, mark, busy);
+  const std::int32_t error = SendInTurns(data, mark, hold);
   // Whoever else is blocked tries again: this send may have taken its notification.
   if (error != 0) mark.Module().SendBlocked(false);
   return error;
 }
 
-std::int32_t SocketCls::SendInTurns(const std::uint8_t* data, std::size_t size,
-                                    const CancelMark& mark, BusyScope* busy) {
+std::int32_t SocketCls::SendInTurns(std::span<const std::uint8_t> data, const CancelMark& mark,
+                                    QueueHold* hold) {
   const auto call = call_;
   SocketModule& module = mark.Module();
   const std::uint32_t connection = connection_;
   const TimePoint deadline = SecondsFromNow(kSendSeconds);
+  std::size_t ahead = hold != nullptr ? queue_->Size() : 0;
   module.SendBlocked(false);
-  for (std::size_t position = 0; position < size;) {
+  while (!data.empty()) {
     if (connection_ != connection) return kErrNotConnected;
     const std::uint32_t writes = writes_;
-    std::int32_t error = 0;
-    const auto sent =
-        module.Notifications().Send(socketHandle_, {data + position, size - position}, error);
+    // While connecting, a send would take the outcome away from the notification.
+    std::int32_t error = kErrWouldBlock;
+    const std::span next = ahead > 0 ? queue_->Front(ahead) : data;
+    const std::ptrdiff_t sent =
+        state_ == sockConnecting ? -1 : module.Notifications().Send(socketHandle_, next, error);
     if (sent < 0 && error != kErrWouldBlock) return error;
     if (sent == 0) return 0;
-    if (sent > 0) position += static_cast<std::size_t>(sent);
+    const std::size_t taken = sent > 0 ? static_cast<std::size_t>(sent) : 0;
+    if (ahead > 0) {
+      queue_->Pop(taken);
+      ahead -= taken;
+    } else {
+      data = data.subspan(taken);
+    }
     if (sent < 0) module.SendBlocked(true);
     // Everything is out: an answer that the last pump delivers may be answered in its turn.
-    const bool last = position == size;
-    if (last && busy != nullptr) busy->Leave();
+    const bool last = data.empty();
+    if (last && hold != nullptr) hold->End();
     if (!last || module.MessageLoop().MayPumpAside()) {
       WaitUntil(mark, deadline, [&] {
         return !call->alive || connection_ != connection || sent > 0 || writes_ != writes ||

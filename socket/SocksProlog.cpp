@@ -17,6 +17,7 @@
 #include "platform/CallState.h"
 #include "platform/ErrorNumbers.h"
 #include "platform/Sockets.h"
+#include "socket/QueueHold.h"
 #include "socket/SocketModule.h"
 #include "socket/SocksDialogue.h"
 #include "socket/Wait.h"
@@ -63,6 +64,7 @@ bool SocketCls::RunProlog(SocksTarget target, bool remoteDNS, std::int32_t& last
 std::int32_t SocketCls::OpenTunnel(SocksTarget target, bool remoteDNS, const CancelMark& mark) {
   const auto call = call_;
   const std::uint32_t connection = connection_;
+  const QueueHold hold(*this);
   std::int32_t error = PrepareTarget(target, remoteDNS, mark);
   if (error == 0) {
     SocksDialogue dialogue(std::move(target));
@@ -100,7 +102,7 @@ std::int32_t SocketCls::RunDialogue(SocksDialogue& dialogue, const CancelMark& m
   module_->Notifications().SetAwaited(socketHandle_);
   while (!dialogue.IsOpen()) {
     const Bytes request = dialogue.Request();
-    std::int32_t error = SendAll(request.data(), request.size(), mark);
+    std::int32_t error = SendAll(request, mark);
     // A proxy that has hung up is an empty reply, also when the system noticed it while sending.
     if (error == 0 || error == kErrConnectionReset) error = AwaitReply(dialogue, mark, connection);
     if (error != 0) return error;

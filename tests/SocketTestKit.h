@@ -5,10 +5,14 @@
 #include <netro/SocketCls.h>
 #include <poll.h>
 
+#include <atomic>
 #include <chrono>
 #include <functional>
+#include <future>
 #include <string>
 #include <vector>
+
+#include "peers/LoopbackServer.h"
 
 namespace netro {
 
@@ -74,6 +78,44 @@ class Recorder : public SocketClsEvents {
   }
 
   SocketCls* socket_;
+};
+
+/// A server that leaves what its client sends unread until it is told.
+class SlowReader {
+ public:
+  int Port() const { return server_.Port(); }
+  /// Reads to the end of the stream from now on.
+  void Read() { todo_ = Todo::kRead; }
+  /// Ends its own sending, and goes on reading nothing.
+  void HalfClose() { todo_ = Todo::kHalfClose; }
+  void Reset() { todo_ = Todo::kReset; }
+  /// What Read has read; waits for the end of the stream, five seconds at most.
+  std::string Received() {
+    auto received = received_.get_future();
+    const bool ended = received.wait_for(std::chrono::seconds(5)) == std::future_status::ready;
+    return ended ? received.get() : "no end";
+  }
+
+ private:
+  enum class Todo { kNothing, kRead, kHalfClose, kReset };
+
+  void Serve(peers::Connection& connection) {
+    pollfd stop{connection.StopFd(), POLLIN, 0};
+    while (poll(&stop, 1, 1) == 0) {
+      const Todo todo = todo_.exchange(Todo::kNothing);
+      if (todo == Todo::kHalfClose) connection.HalfClose();
+      if (todo == Todo::kReset) return connection.Reset();
+      if (todo != Todo::kRead) continue;
+      std::string text;
+      while (connection.Read(text)) continue;
+      return received_.set_value(std::move(text));
+    }
+  }
+
+  std::atomic<Todo> todo_{Todo::kNothing};
+  std::promise<std::string> received_;
+  peers::LoopbackServer server_{
+      [this](peers::Connection& connection, std::size_t) { Serve(connection); }};
 };
 
 /// Connects to a port of 127.0.0.1 and waits for the outcome. A peer that closes at once may have

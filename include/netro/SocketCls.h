@@ -10,6 +10,7 @@
 
 #include <netro/Export.h>
 #include <netro/NameLookups.h>
+#include <netro/SocketData.h>
 #include <netro/Types.h>
 
 #include <chrono>
@@ -17,14 +18,17 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 namespace netro {
 
-class BusyScope;
 class CancelMark;
+class QueueHold;
+class SendQueue;
 class SocketModule;
 class SocketOwner;
 class SocksDialogue;
@@ -57,8 +61,10 @@ class NETRO_EXPORT SocketClsEvents {
   virtual void Connect() {}
   /// The peer closed or reset the connection. Sending is still possible after a half-close.
   virtual void Closed() {}
-  /// The socket can be written again; also raised right after Connect. It does not tell that data
-  /// has reached the peer.
+  /// The socket can be written again; also raised right after Connect. While data is queued it is
+  /// not raised: it comes when the system has taken the last of it, or has refused it after Closed
+  /// was raised, and at the end of DisconnectWhenSent. It does not tell that data has reached the
+  /// peer.
   virtual void SendComplete() {}
   /// A block of 1 to 16,000 bytes has arrived; a longer stream comes in several blocks.
   virtual void DataArrival(const Bytes& BinData, const std::string& RemoteHostIP) {
@@ -116,6 +122,16 @@ class NETRO_EXPORT SocketCls : public NameLookups {
   /// While true, arriving data stays in the system; it is delivered soon after the change to false.
   bool SocketIsBusy() const { return socketIsBusy_; }
   void SocketIsBusy(bool value);
+  /// Small blocks go out at once. Without it, a small block behind another one waits for the peer
+  /// to confirm that one, which may take it 40 ms. Takes effect at once and stays for further
+  /// connections.
+  bool NoDelay() const { return noDelay_; }
+  void NoDelay(bool value);
+  /// How many bytes QueueData may hold. Takes effect with the next QueueData.
+  std::size_t SendBufferLimit() const { return sendBufferLimit_; }
+  void SendBufferLimit(std::size_t value) { sendBufferLimit_ = value; }
+  /// How many it holds: what the system has not taken yet.
+  std::size_t QueuedBytes() const;
   /// A pointer of the owner's, stored and returned only.
   void* PageFactory() const { return pageFactory_; }
   void PageFactory(void* value) { pageFactory_ = value; }
@@ -132,7 +148,8 @@ class NETRO_EXPORT SocketCls : public NameLookups {
   /// Begins to connect to a dotted address or host name (a name is looked up first, which blocks
   /// but keeps the loop alive). True: under way, the outcome comes as Connect or Error, never
   /// inside this call. False: LastSocketErr tells why, the socket is closed. An open connection is
-  /// closed first.
+  /// closed first. While a blocking call of this object is running it is refused with 10036; a
+  /// SendData whose connection is over (State sockClosed) does not count and returns 10057.
   bool Connect(const std::string& Host, std::int32_t Port);
 
   /// Listens on `FeedLocalIp` (empty: every address) and LocalPort, with a queue of 5; with UseUDP
@@ -144,21 +161,64 @@ class NETRO_EXPORT SocketCls : public NameLookups {
   void Accept(std::int32_t RequestID);
 
   /// Sends everything, blocking but keeping the loop alive for 60 seconds at most. Text and bytes
-  /// go out as they are, one byte as such, a number as decimal text. Returns 0, or the error
+  /// go out as they are (text up to its NUL when it comes as a pointer), a char or std::uint8_t as
+  /// one byte, any other number as decimal text. What was queued before goes out first, within the
+  /// same 60 seconds. The data must stay valid until the call returns. Returns 0, or the error
   /// number: 9999 cancelled, 10002 not all taken within 60 seconds, 10036 a call of this object is
-  /// running, 10057 there is no socket, else the system's.
-  std::int32_t SendData(const std::string& Data);
-  std::int32_t SendData(const char* Data) {
-    return SendData(std::string(Data != nullptr ? Data : ""));
+  /// running, 10057 there is no socket, 10058 after DisconnectWhenSent, else the system's.
+  std::int32_t SendData(std::string_view Data);
+  std::int32_t SendData(const char* Data) { return SendData(TextAt(Data)); }
+  std::int32_t SendData(std::span<const std::uint8_t> Data);
+  std::int32_t SendData(std::uint8_t Data) { return SendData(std::span(&Data, 1)); }
+  std::int32_t SendData(char Data) { return SendData(std::string_view(&Data, 1)); }
+  std::int32_t SendData(std::int32_t Data) { return SendData(DecimalText::Of(Data).View()); }
+  std::int32_t SendData(double Data) { return SendData(DecimalText::Of(Data).View()); }
+  template <WideInteger T>
+  std::int32_t SendData(T Data) {
+    return SendData(DecimalText::Of(Data).View());
   }
-  std::int32_t SendData(const Bytes& Data);
-  std::int32_t SendData(std::uint8_t Data);
-  std::int32_t SendData(char Data) { return SendData(static_cast<std::uint8_t>(Data)); }
-  std::int32_t SendData(std::int32_t Data);
-  std::int32_t SendData(double Data);
+  template <ConvertsToData T>
+  std::int32_t SendData(const T& Data) {
+    return SendData(DataOf(Data));
+  }
 
-  /// Closes the socket at once and clears handle, addresses and ports. No event is raised.
+  /// Takes a copy of the data, which goes out in the order of the calls as the system has room for
+  /// it, and returns at once; SendComplete tells, never inside this call, that nothing is queued
+  /// any more. The same kinds of data as SendData. While connecting it is kept until the
+  /// connection is open, during a prolog until the tunnel is. Returns 0, or the error number and
+  /// nothing is taken: 10045 a listening or datagram socket, 10055 more than SendBufferLimit with
+  /// what is queued already, or no memory, 10057 there is no socket, 10058 after
+  /// DisconnectWhenSent, else the system's.
+  ///
+  /// The queue is dropped when the socket is closed or the connection breaks. In the second case
+  /// LastSocketErr is the number, and Closed comes; if it has been raised already (the peer ended
+  /// its own sending before), SendComplete instead, and further sends fail.
+  std::int32_t QueueData(std::string_view Data);
+  std::int32_t QueueData(const char* Data) { return QueueData(TextAt(Data)); }
+  std::int32_t QueueData(std::span<const std::uint8_t> Data);
+  std::int32_t QueueData(std::uint8_t Data) { return QueueData(std::span(&Data, 1)); }
+  std::int32_t QueueData(char Data) { return QueueData(std::string_view(&Data, 1)); }
+  std::int32_t QueueData(std::int32_t Data) { return QueueData(DecimalText::Of(Data).View()); }
+  std::int32_t QueueData(double Data) { return QueueData(DecimalText::Of(Data).View()); }
+  template <WideInteger T>
+  std::int32_t QueueData(T Data) {
+    return QueueData(DecimalText::Of(Data).View());
+  }
+  template <ConvertsToData T>
+  std::int32_t QueueData(const T& Data) {
+    return QueueData(DataOf(Data));
+  }
+
+  /// Closes the socket at once, drops what is queued, and clears handle, addresses and ports. No
+  /// event is raised.
   void Disconnect();
+
+  /// The same once everything queued, and a SendData that is running, has been handed to the
+  /// system: at once when there is nothing, else SendComplete tells it with SocketHandle 0. Until
+  /// then events go on and nothing more may be sent. A peer that does not read holds this up until
+  /// it goes or Disconnect is called; when the connection breaks, the socket is closed too, and
+  /// the event is the one that QueueData names.
+  void DisconnectWhenSent();
 
   /// Takes the object out of the registry: no notification reaches it any more.
   void RemoveSocket();
@@ -217,8 +277,11 @@ class NETRO_EXPORT SocketCls : public NameLookups {
   void WindowProc(std::int32_t WSAEvent, const std::string& Data);
 
  private:
+  friend class QueueHold;
   friend class SocketModule;
   friend class SocketOwner;
+
+  static std::string_view TextAt(const char* text) { return text != nullptr ? text : ""; }
 
   using Deadline = std::chrono::steady_clock::time_point;
 
@@ -236,11 +299,16 @@ class NETRO_EXPORT SocketCls : public NameLookups {
                                       Deadline deadline);
   void SetLookupResult(std::int32_t error);
 
-  std::int32_t SendBytes(const void* data, std::size_t size);
-  std::int32_t SendAll(const std::uint8_t* data, std::size_t size, const CancelMark& mark,
-                       BusyScope* busy = nullptr);
-  std::int32_t SendInTurns(const std::uint8_t* data, std::size_t size, const CancelMark& mark,
-                           BusyScope* busy);
+  std::int32_t SendAll(std::span<const std::uint8_t> data, const CancelMark& mark,
+                       QueueHold* hold = nullptr);
+  std::int32_t SendInTurns(std::span<const std::uint8_t> data, const CancelMark& mark,
+                           QueueHold* hold);
+
+  std::int32_t QueueRefusal(std::size_t size) const;
+  bool QueueMayGoOut() const;
+  void RequestQueueTurn();
+  bool SendQueued();  // true when nothing is queued, which SendComplete is to tell
+  bool QueueFailed(std::int32_t error);
 
   bool RunProlog(SocksTarget target, bool remoteDNS, std::int32_t& lastErr);
   std::int32_t OpenTunnel(SocksTarget target, bool remoteDNS, const CancelMark& mark);
@@ -256,6 +324,9 @@ class NETRO_EXPORT SocketCls : public NameLookups {
   std::shared_ptr<SocketModule> module_;
   std::shared_ptr<CallState> call_;
   std::shared_ptr<CallState> owner_;  // of the call that opened the connection for another object
+  std::unique_ptr<SendQueue> queue_;
+  QueueHold* hold_ = nullptr;   // the one on the stack
+  bool closeWhenSent_ = false;  // DisconnectWhenSent was called
   SocketClsEvents* events_ = nullptr;
   std::int32_t startUps_ = 0;     // that this object has counted
   std::uint32_t connection_ = 0;  // serial of the connection, to recognise a change during a call
@@ -282,6 +353,8 @@ class NETRO_EXPORT SocketCls : public NameLookups {
   bool enableBroadcast_ = false;
   bool closedByClient_ = false;
   bool socketIsBusy_ = false;
+  bool noDelay_ = false;
+  std::size_t sendBufferLimit_ = 1024 * 1024;
   void* pageFactory_ = nullptr;
   std::int32_t dnsLastErr_ = 0;
   std::string dnsLastErrMsg_;

@@ -333,6 +333,13 @@ void Notifier::Renew(std::int32_t handle) {
   state_->Queue(*of, kRead);
 }
 
+void Notifier::RenewWrite(std::int32_t handle) {
+  Registration* of = state_->Find(handle);
+  if (of == nullptr || of->connecting) return;
+  state_->Queue(*of, kWrite);
+  of->wantsWrite = false;  // this one is it
+}
+
 std::int32_t Notifier::Connect(std::int32_t handle, const SocketAddress& address) {
   Registration* of = state_->Find(handle);
   if (of == nullptr) return kErrNotSocket;

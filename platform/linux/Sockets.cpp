@@ -76,12 +76,14 @@ std::int32_t SetLingerOff(std::int32_t handle) {
   return SetOption(handle, SO_LINGER, &off, sizeof off);
 }
 
-std::int32_t SetNoDelay(std::int32_t handle) {
-  const int on = 1;
-  return setsockopt(handle, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on) == 0
+std::int32_t SetNoDelay(std::int32_t handle, bool on) {
+  const int value = on ? 1 : 0;
+  return setsockopt(handle, IPPROTO_TCP, TCP_NODELAY, &value, sizeof value) == 0
              ? 0
              : SocketErrorNumber(errno);
 }
+
+void ShutDownSocket(std::int32_t handle) { shutdown(handle, SHUT_RDWR); }
 
 std::int32_t BindSocket(std::int32_t handle, const SocketAddress& address) {
   const sockaddr_in name = ToSystem(address);

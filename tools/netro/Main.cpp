@@ -14,8 +14,18 @@
 #include <string_view>
 #include <vector>
 
-#include "tools/netro/Command.h"
-#include "tools/netro/Terminal.h"
+#include "dns/Dns.h"
+#include "get/Get.h"
+#include "mac/Mac.h"
+#include "mail/Mail.h"
+#include "ping/Ping.h"
+#include "terminal/Command.h"
+#include "terminal/Terminal.h"
+#include "time/Time.h"
+#include "tour/Tour.h"
+#include "trace/Trace.h"
+#include "watch/Watch.h"
+#include "whois/WhoIs.h"
 
 namespace netro::tool {
 namespace {
@@ -55,9 +65,7 @@ class HelpFormatter : public CLI::Formatter {
   std::string make_help(const CLI::App* app, std::string name,
                         CLI::AppFormatMode mode) const override {
     std::string help = CLI::Formatter::make_help(app, name, mode);
-    for (std::size_t at = 0; (at = help.find("\n\n\n", at)) != help.npos;) {
-      help.erase(at, 1);
-    }
+    for (std::size_t at = 0; (at = help.find("\n\n\n", at)) != help.npos;) help.erase(at, 1);
     return help;
   }
 };
@@ -66,17 +74,13 @@ class HelpFormatter : public CLI::Formatter {
 /// into it.
 void FillStandardDescriptors() {
   for (int descriptor = 0; descriptor <= 2; ++descriptor) {
-    if (::fcntl(descriptor, F_GETFD) == -1) {
-      (void)::open("/dev/null", O_RDONLY);
-    }
+    if (::fcntl(descriptor, F_GETFD) == -1) (void)::open("/dev/null", O_RDONLY);
   }
 }
 
 const Command* Find(std::string_view name) {
   for (const Command& command : kCommands) {
-    if (name == command.name) {
-      return &command;
-    }
+    if (name == command.name) return &command;
   }
   return nullptr;
 }
@@ -88,17 +92,13 @@ std::vector<std::string> ReadArguments(int argc, char** argv) {
   std::vector<std::string> arguments;
   for (int i = argc - 1; i > 0; --i) {  // the order in which CLI11 wants them
     arguments.emplace_back(argv[i]);
-    if (arguments.back().ends_with(']')) {
-      arguments.back() += kBracketEnding.substr(1);
-    }
+    if (arguments.back().ends_with(']')) arguments.back() += kBracketEnding.substr(1);
   }
   return arguments;
 }
 
 std::string WithoutEnding(std::string argument) {
-  if (argument.ends_with(kBracketEnding)) {
-    argument.pop_back();
-  }
+  if (argument.ends_with(kBracketEnding)) argument.pop_back();
   return argument;
 }
 
@@ -145,9 +145,7 @@ int Run(int argc, char** argv) {
     CLI::App& options = *app.add_subcommand(kCommands[i].name, kCommands[i].summary);
     options.group("Commands");
     runs[i] = kCommands[i].setUp(options);
-    for (CLI::Option* option : options.get_options()) {
-      option->transform(WithoutEnding);
-    }
+    for (CLI::Option* option : options.get_options()) option->transform(WithoutEnding);
   }
 
   const auto chosen = [&app] {

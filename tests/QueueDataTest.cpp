@@ -1,0 +1,411 @@
+// QueueData: what never blocks; the kinds of data that it and SendData take; NoDelay.
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+#include <limits>
+#include <list>
+#include <memory>
+
+#include "SocketTestKit.h"
+#include "peers/BytesServer.h"
+#include "peers/DnsReply.h"
+#include "peers/DnsServer.h"
+#include "socket/SendQueue.h"
+
+namespace netro {
+namespace {
+
+using peers::AwaitBytes;
+using peers::BytesServer;
+using std::string_literals::operator""s;
+using Events = std::vector<std::string>;
+
+const std::string kMuch(32 * 1024 * 1024, 'm');
+
+// Connected to a server that reads nothing until it is told, with a queue that the system cannot
+// take.
+class Queued : public testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(ConnectAndWait(*socket_, server_.Port()));
+    ASSERT_TRUE(PumpUntil([&] { return recorder_.Saw("SendComplete"); }));
+    recorder_.events.clear();
+    socket_->SendBufferLimit(kMuch.size());
+    ASSERT_EQ(socket_->QueueData(kMuch), 0);
+    Turn();
+    ASSERT_GT(socket_->QueuedBytes(), 0u);
+  }
+
+  static void Turn() {
+    for (int i = 0; i < 3; ++i) MessageLoop::ForThisThread().PumpMessages();
+  }
+  bool AwaitEvent(const std::string& event) {
+    return PumpUntil([&] { return recorder_.Saw(event); });
+  }
+
+  SlowReader server_;
+  std::unique_ptr<SocketCls> socket_ = std::make_unique<SocketCls>();
+  Recorder recorder_{*socket_};
+};
+
+TEST_F(Queued, SendCompleteComesOnceWhenAllIsOut) {
+  EXPECT_EQ(recorder_.events, Events());
+  recorder_.hook = [&](const std::string&) { EXPECT_EQ(socket_->QueuedBytes(), 0u); };
+  server_.Read();
+  EXPECT_TRUE(AwaitEvent("SendComplete"));
+  EXPECT_EQ(socket_->QueueData("end"), 0);
+  EXPECT_EQ(recorder_.events, Events{"SendComplete"}) << "none inside the call";
+  Turn();
+  EXPECT_EQ(recorder_.events, (Events{"SendComplete", "SendComplete"}));
+  socket_->Disconnect();
+  EXPECT_TRUE(server_.Received() == kMuch + "end");
+}
+
+TEST_F(Queued, LimitIsExactAndARefusalTakesNothing) {
+  constexpr auto kMost = std::numeric_limits<std::size_t>::max();
+  socket_->SendBufferLimit(socket_->QueuedBytes() + 3);
+  EXPECT_EQ(socket_->QueueData("four"), 10055);
+  EXPECT_EQ(socket_->QueueData("two"), 0);
+  EXPECT_EQ(socket_->QueueData('x'), 10055);
+  EXPECT_EQ(socket_->QueueData(""), 0);
+  socket_->SendBufferLimit(1);
+  EXPECT_EQ(socket_->QueueData('x'), 10055);
+  socket_->SendBufferLimit(kMost);
+  const std::uint8_t byte = 0;
+  EXPECT_EQ(socket_->QueueData(std::span(&byte, kMost / 2 + 1)), 10055) << "no such memory";
+  server_.Read();
+  EXPECT_TRUE(AwaitEvent("SendComplete"));
+  socket_->Disconnect();
+  EXPECT_TRUE(server_.Received() == kMuch + "two");
+}
+
+TEST_F(Queued, DisconnectDropsIt) {
+  socket_->Disconnect();
+  EXPECT_EQ(socket_->QueuedBytes(), 0u);
+  server_.Read();
+  EXPECT_LT(server_.Received().size(), kMuch.size());
+  Turn();
+  EXPECT_EQ(recorder_.events, Events());
+}
+
+TEST_F(Queued, DisconnectWhenSentLetsItGoOutFirst) {
+  socket_->DisconnectWhenSent();
+  Turn();
+  EXPECT_EQ(socket_->State(), sockConnected) << "a peer that does not read holds it up";
+  EXPECT_EQ(socket_->QueueData("x"), 10058);
+  EXPECT_EQ(socket_->SendData("x"), 10058);
+  recorder_.hook = [&](const std::string&) {
+    EXPECT_EQ(socket_->SocketHandle(), 0);
+    socket_.reset();
+  };
+  server_.Read();
+  EXPECT_TRUE(AwaitEvent("SendComplete"));
+  EXPECT_TRUE(server_.Received() == kMuch);
+  EXPECT_EQ(recorder_.events, Events{"SendComplete"});
+}
+
+// How the owner learns that the connection broke: by Closed; by SendComplete if that was raised
+// before, for a half-close. Once in both cases, and DisconnectWhenSent does what it promised.
+TEST_F(Queued, ResetDropsItAndTellsOnce) {
+  for (const bool halfClosedBefore : {false, true}) {
+    for (const bool toBeClosed : {false, true}) {
+      SCOPED_TRACE(testing::Message() << halfClosedBefore << toBeClosed);
+      SlowReader server;
+      SocketCls socket;
+      Recorder recorder(socket);
+      ASSERT_TRUE(ConnectAndWait(socket, server.Port()));
+      Turn();
+      recorder.events.clear();
+      socket.SendBufferLimit(kMuch.size());
+      ASSERT_EQ(socket.QueueData(kMuch), 0);
+      if (toBeClosed) socket.DisconnectWhenSent();
+      Events expected = {"Closed"};
+      if (halfClosedBefore) {
+        server.HalfClose();
+        EXPECT_TRUE(PumpUntil([&] { return recorder.Saw("Closed"); }));
+        EXPECT_GT(socket.QueuedBytes(), 0u);
+        expected.push_back("SendComplete");
+      }
+      server.Reset();
+      EXPECT_TRUE(PumpUntil([&] { return recorder.events.size() == expected.size(); }));
+      Turn();
+      EXPECT_EQ(recorder.events, expected);
+      EXPECT_EQ(socket.QueuedBytes(), 0u);
+      EXPECT_EQ(socket.LastSocketErr(), 10054);
+      EXPECT_EQ(socket.SocketHandle() == 0, toBeClosed);
+      EXPECT_EQ(socket.QueueData("x"), toBeClosed ? 10057 : 10054);
+      Turn();
+      EXPECT_EQ(recorder.events, expected) << "what was refused completes nothing";
+    }
+  }
+}
+
+TEST(QueueData, RefusesWhereNothingCanBeSent) {
+  SocketCls closed, listening, datagrams;
+  ASSERT_TRUE(listening.Listen("127.0.0.1"));
+  datagrams.UseUDP(true);
+  ASSERT_TRUE(datagrams.Listen("127.0.0.1"));
+  EXPECT_EQ(closed.QueueData("x"), 10057);
+  EXPECT_EQ(listening.QueueData("x"), 10045);
+  EXPECT_EQ(datagrams.QueueData("x"), 10045);
+  listening.DisconnectWhenSent();
+  EXPECT_EQ(listening.SocketHandle(), 0);
+}
+
+// Before the connection is open, inside SendData, behind it: the order of the calls is kept.
+TEST(QueueData, GoesOutInTheOrderOfTheCalls) {
+  BytesServer server({{peers::Stay()}});
+  SocketCls socket;
+  Recorder recorder(socket);
+  recorder.hook = [&](const std::string& event) {
+    if (event == "Connect") {
+      EXPECT_EQ(socket.QueueData("3"), 0);
+    }
+    EXPECT_TRUE(event == "Connect" || socket.QueuedBytes() == 0);
+  };
+  ASSERT_TRUE(socket.Connect("127.0.0.1", server.Port()));
+  EXPECT_EQ(socket.QueueData("1"), 0);
+  EXPECT_EQ(socket.QueuedBytes(), 1u);
+  EXPECT_EQ(socket.SendData("2"), 0);
+  EXPECT_EQ(socket.QueueData("4"), 0);
+  socket.DisconnectWhenSent();
+  EXPECT_TRUE(PumpUntil([&] { return socket.SocketHandle() == 0; }));
+  EXPECT_EQ(server.Received(0), "1234");
+}
+
+TEST(QueueData, IsDroppedWhenTheConnectionFails) {
+  const peers::RefusingPort refusing;
+  BytesServer server({{peers::Stay()}});
+  SocketCls socket;
+  Recorder recorder(socket);
+  ASSERT_TRUE(socket.Connect("127.0.0.1", refusing.Port()));
+  EXPECT_EQ(socket.QueueData("lost"), 0);
+  socket.DisconnectWhenSent();
+  EXPECT_TRUE(PumpUntil([&] { return recorder.Saw("Error"); }));
+  EXPECT_EQ(recorder.events, Events{"Error"});
+  ASSERT_TRUE(ConnectAndWait(socket, server.Port()));
+  EXPECT_EQ(socket.QueueData("found"), 0);
+  socket.DisconnectWhenSent();
+  EXPECT_EQ(socket.SocketHandle(), 0) << "nothing was left to wait for";
+  EXPECT_EQ(server.Received(0), "found");
+}
+
+// Queued before the prolog, while it looks the host up, and between its messages.
+TEST(QueueData, WaitsForTheTunnel) {
+  BytesServer proxy({{AwaitBytes(3), peers::Send("\x05\0"s), AwaitBytes(10),
+                      peers::Send("\x05\0\0\x01\0\0\0\0\0\0"s), peers::Stay()}});
+  peers::DnsServer names([](const std::string& query) -> peers::DnsServer::Replies {
+    using peers::dns::Record;
+    return {peers::DnsReply(query).Answer(Record(peers::dns::kQuestion, 1, "\x7F\0\0\1"s)).Bytes()};
+  });
+  SocketCls socket;
+  socket.DNSURL("127.0.0.1:" + std::to_string(names.Port()));
+  Recorder recorder(socket);
+  std::int32_t error = 0;
+  recorder.hook = [&](const std::string& event) {
+    if (event != "Connect") return;
+    MessageLoop::ForThisThread().PostTask([&] { EXPECT_EQ(socket.QueueData("b"), 0); });
+    EXPECT_TRUE(socket.Socks5Prolog(false, false, "target.test", 80, "", "", error)) << error;
+    EXPECT_EQ(socket.QueuedBytes(), 2u);
+  };
+  ASSERT_TRUE(socket.Connect("127.0.0.1", proxy.Port()));
+  EXPECT_EQ(socket.QueueData("a"), 0);
+  EXPECT_TRUE(PumpUntil([&] { return recorder.Saw("SendComplete"); }));
+  socket.Disconnect();
+  EXPECT_EQ(proxy.Received(0), "\x05\x01\0\x05\x01\0\x01\x7F\0\0\x01\0\x50"s + "ab");
+}
+
+// A sender that queues its next block in each SendComplete: no recursion, nothing lost.
+TEST(QueueData, MayBeCalledInSendComplete) {
+  SlowReader server;
+  server.Read();
+  SocketCls socket;
+  Recorder recorder(socket);
+  const std::string block(300'000, 'b');
+  int depth = 0;
+  int blocks = 0;
+  recorder.hook = [&](const std::string& event) {
+    if (event != "SendComplete" || blocks == 100) return;
+    EXPECT_EQ(++depth, 1);
+    EXPECT_EQ(socket.QueueData(block), 0);
+    if (++blocks == 100) socket.DisconnectWhenSent();
+    --depth;
+  };
+  ASSERT_TRUE(socket.Connect("127.0.0.1", server.Port()));
+  EXPECT_TRUE(PumpUntil([&] { return blocks == 100 && socket.SocketHandle() == 0; }));
+  EXPECT_EQ(server.Received().size(), 100 * block.size());
+}
+
+// Each echo goes out when its client has room; a client that has none is not read any more.
+class EchoServer : public SocketClsEvents {
+ public:
+  struct Client : SocketClsEvents {
+    SocketCls socket;
+    void DataArrival(const Bytes& BinData, const std::string&) override {
+      EXPECT_EQ(socket.QueueData(BinData), 0);
+      socket.SocketIsBusy(socket.QueuedBytes() > 0);
+    }
+    void SendComplete() override { socket.SocketIsBusy(false); }
+  };
+
+  EchoServer() {
+    listener.Events(this);
+    listener.Listen("127.0.0.1");
+  }
+  void ConnectionRequest(std::int32_t RequestID) override {
+    Client& client = clients.emplace_back();
+    client.socket.Events(&client);
+    client.socket.Accept(RequestID);
+  }
+  auto Stuck() const {
+    return std::count_if(clients.begin(), clients.end(),
+                         [](const Client& one) { return one.socket.QueuedBytes() > 0; });
+  }
+
+  SocketCls listener;
+  std::list<Client> clients;
+};
+
+TEST(QueueData, ServerWithDeafClientsServesTheOneThatReads) {
+  constexpr int kDeaf = 120;
+  EchoServer server;
+  std::vector<int> deaf;
+  const auto flood = [&] {
+    const std::string block(16'000, 'd');
+    for (const int fd : deaf) {
+      while (send(fd, block.data(), block.size(), MSG_DONTWAIT | MSG_NOSIGNAL) > 0) continue;
+    }
+  };
+  for (int i = 0; i < kDeaf; ++i) {
+    deaf.push_back(peers::ConnectToLoopback(server.listener.LocalPort()));
+    const int little = 4096;
+    setsockopt(deaf.back(), SOL_SOCKET, SO_RCVBUF, &little, sizeof little);
+    ASSERT_TRUE(PumpUntil([&] { return server.clients.size() == deaf.size(); }));
+  }
+  EXPECT_TRUE(PumpUntil([&] {
+    flood();
+    return server.Stuck() == kDeaf;
+  }));
+  SocketCls reader;
+  Recorder recorder(reader);
+  ASSERT_TRUE(ConnectAndWait(reader, server.listener.LocalPort()));
+  for (int round = 1; round <= 50; ++round) {
+    EXPECT_EQ(reader.QueueData("x"), 0);
+    EXPECT_TRUE(PumpUntil([&] { return recorder.received == std::string(round, 'x'); }));
+  }
+  EXPECT_EQ(server.Stuck(), kDeaf);
+  for (const int fd : deaf) close(fd);
+}
+
+struct Wrapped {
+  operator Bytes() const { return {'W'}; }
+};
+
+// Whatever can be given, and what it is on the wire.
+template <class Send>
+void GiveEveryKind(Send send) {
+  const std::string text = "a\0b"s;
+  const Bytes bytes = {0xFF, 0};
+  const std::array<std::uint8_t, 2> array = {1, 2};
+  const char buffer[8] = "buffer";
+  const std::uint8_t raw[2] = {3, 4};
+  send(text);
+  send(std::string_view(text));
+  send("literal");
+  send(buffer);
+  send(static_cast<const char*>(nullptr));
+  send(bytes);
+  send(std::span(bytes));
+  send(array);
+  send(raw);
+  send('c');
+  send(std::uint8_t{7});
+  send(static_cast<signed char>(-8));
+  send(short{-9});
+  send(static_cast<unsigned short>(9));
+  send(-12);
+  send(12u);
+  send(std::numeric_limits<long>::min());
+  send(std::numeric_limits<unsigned long>::max());
+  send(-13LL);
+  send(13ULL);
+  send(true);
+  send(2.5);
+  send(0.25f);
+  send(std::filesystem::path("path"));
+  send(Wrapped());
+}
+
+const std::string kEveryKind = "a\0ba\0bliteralbuffer\xFF\0\xFF\0\1\2\3\4"s +
+                               "c\7-8-99-1212-922337203685477580818446744073709551615-1313" +
+                               "12.50.25pathW";
+
+TEST(KindsOfData, GoOutAsDocumented) {
+  for (const bool queue : {false, true}) {
+    BytesServer server({{peers::Stay()}});
+    SocketCls socket;
+    ASSERT_TRUE(ConnectAndWait(socket, server.Port()));
+    GiveEveryKind([&](const auto& data) {
+      EXPECT_EQ(queue ? socket.QueueData(data) : socket.SendData(data), 0);
+    });
+    socket.Disconnect();
+    EXPECT_EQ(server.Received(0), kEveryKind);
+  }
+}
+
+TEST(SendQueue, StaysCheapAndInOrderInSmallPieces) {
+  SendQueue queue;
+  std::size_t added = 0;
+  std::size_t taken = 0;
+  for (; taken < 3'000'000; ++added) {
+    const auto byte = static_cast<std::uint8_t>(added % 251);
+    queue.Reserve(1);
+    queue.Add({&byte, 1});
+    if (added < 1'000'000) continue;
+    ASSERT_EQ(queue.Front(1)[0], taken++ % 251);
+    queue.Pop(1);
+  }
+  EXPECT_EQ(queue.Size(), 1'000'000u);
+  EXPECT_EQ(queue.Front(5'000'000).size(), 1'000'000u);
+}
+
+int NoDelayOf(const SocketCls& socket) {
+  int value = -1;
+  socklen_t size = sizeof value;
+  getsockopt(socket.SocketHandle(), IPPROTO_TCP, TCP_NODELAY, &value, &size);
+  return value;
+}
+
+TEST(NoDelay, HoldsForEveryConnectionAndChangesAnOpenOne) {
+  SocketCls listener, accepted, client;
+  Recorder recorder(listener);
+  recorder.hook = [&](const std::string&) { accepted.Accept(recorder.request); };
+  listener.NoDelay(true);
+  ASSERT_TRUE(listener.Listen("127.0.0.1"));
+  listener.NoDelay(true);
+  const auto connect = [&] {
+    accepted.Disconnect();
+    return ConnectAndWait(client, listener.LocalPort()) &&
+           PumpUntil([&] { return accepted.State() == sockConnected; });
+  };
+  ASSERT_TRUE(connect());
+  EXPECT_EQ(NoDelayOf(client), 0);
+  EXPECT_EQ(NoDelayOf(accepted), 0) << "not the listener's";
+  client.NoDelay(true);
+  accepted.NoDelay(true);
+  EXPECT_EQ(NoDelayOf(client), 1);
+  ASSERT_TRUE(connect());
+  EXPECT_EQ(NoDelayOf(client), 1);
+  EXPECT_EQ(NoDelayOf(accepted), 1);
+  client.NoDelay(false);
+  EXPECT_EQ(NoDelayOf(client), 0);
+}
+
+}  // namespace
+}  // namespace netro

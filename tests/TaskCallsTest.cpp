@@ -1,0 +1,363 @@
+// The blocking calls of every class inside tasks: cancelled, met by a deadline, deleted, many at
+// once, all against a host that never answers.
+#include <gtest/gtest.h>
+#include <netro/HTTPCls.h>
+#include <netro/NetBIOSCls.h>
+#include <netro/QueryDNSCLS.h>
+#include <netro/QueryTimeCLS.h>
+#include <netro/SMTPCls.h>
+#include <netro/SocketCls.h>
+#include <netro/UDPCls.h>
+#include <netro/WhoIsCls.h>
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <atomic>
+#include <csignal>
+#include <functional>
+#include <memory>
+#include <random>
+#include <thread>
+#include <vector>
+
+#include "SilentHost.h"
+#include "SocketTestKit.h"
+#include "peers/BytesServer.h"
+
+namespace netro {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+using std::chrono::steady_clock;
+
+MessageLoop& ThisLoop() { return MessageLoop::ForThisThread(); }
+
+struct Call {
+  const char* name;
+  std::function<std::int32_t(const SilentHost&)> make;  // a call that waits; its result
+  std::int32_t cancelled = 9999;
+  std::int32_t timedOut = 10002;
+};
+
+std::int32_t Fetch(const SilentHost& host) {
+  HTTPCls http;
+  http.URL(host.Url());
+  bool timeout = false;
+  http.HTTPQuery(timeout);
+  return http.LastErr();
+}
+
+std::int32_t Ask(const SilentHost& host, bool udp) {
+  QueryDNSCLS dns;
+  dns.DNSServer("127.0.0.1");
+  dns.DNSPort(udp ? host.UdpPort() : host.TcpPort());
+  dns.Domain("www.test");
+  dns.UseUDP(udp);
+  return dns.QueryDNS();
+}
+
+std::int32_t LookUp(const SilentHost& host) {
+  SocketCls socket;
+  socket.DNSURL("127.0.0.1:" + std::to_string(host.UdpPort()));
+  socket.DNSLookup("silent.test");
+  return socket.DNSLastErr();
+}
+
+std::int32_t ConnectByName(const SilentHost& host) {
+  SocketCls socket;
+  socket.DNSURL("127.0.0.1:" + std::to_string(host.UdpPort()));
+  EXPECT_FALSE(socket.Connect("silent.test", 80));
+  return socket.LastSocketErr();
+}
+
+std::int32_t Mail(const SilentHost& host) {
+  SMTPCls smtp;
+  smtp.ReceiverHostName("127.0.0.1");
+  smtp.Port(host.TcpPort());
+  EXPECT_FALSE(smtp.SMTP("a@test", "b@test", "text"));
+  return smtp.Result();
+}
+
+std::int32_t MailByName(const SilentHost& host) {
+  SMTPCls smtp;
+  smtp.DNSURL("127.0.0.1:" + std::to_string(host.UdpPort()));
+  EXPECT_FALSE(smtp.SMTP("a@test", "b@silent.test", "text"));
+  return smtp.Result();
+}
+
+std::int32_t Time(const SilentHost& host, bool udp) {
+  QueryTimeCLS time;
+  time.Server("127.0.0.1");
+  time.Port(udp ? host.UdpPort() : host.TcpPort());
+  time.UseUDP(udp);
+  EXPECT_FALSE(time.QueryTime());
+  return time.LastErr();
+}
+
+std::int32_t AskUdp(const SilentHost& host) {
+  UDPCls udp;
+  udp.URL("127.0.0.1");
+  udp.Port(host.UdpPort());
+  udp.RetryCount(1'000);
+  std::int32_t error = 0;
+  udp.UDPQuery("hello", error);
+  return error;
+}
+
+std::int32_t AskWhoIs(const SilentHost& host) {
+  WhoIsCls whois;
+  EXPECT_FALSE(whois.WhoIs("127.0.0.1:" + std::to_string(host.TcpPort()), "name"));
+  return whois.LastErr();
+}
+
+// The outcome of a connect is an event, which a task waits for like any other program.
+bool Open(SocketCls& socket, int port) {
+  if (!socket.Connect("127.0.0.1", port)) return false;
+  while (socket.State() == sockConnecting) ThisLoop().PumpMessages();
+  return socket.State() == sockConnected;
+}
+
+std::int32_t SendMuch(const SilentHost& host) {
+  SocketCls socket;
+  if (!Open(socket, host.TcpPort())) return socket.LastSocketErr();
+  return socket.SendData(std::string(std::size_t{16} << 20, 'x'));
+}
+
+std::int32_t Tunnel(const SilentHost& host) {
+  SocketCls socket;
+  std::int32_t error = 0;
+  if (!Open(socket, host.TcpPort())) return socket.LastSocketErr();
+  EXPECT_FALSE(socket.Socks5Prolog(true, false, "host", 80, "", "", error));
+  return error;
+}
+
+std::int32_t AskNetBios(const SilentHost&) {
+  NetBIOSCls netBios;
+  std::int32_t error = 0;
+  EXPECT_FALSE(netBios.GetMacAddress(0, "127.0.0.77", "-", error));
+  return error;
+}
+
+const Call kCalls[] = {
+    {"HTTPQuery", Fetch},
+    {"QueryDNS over UDP", [](const SilentHost& host) { return Ask(host, true); }},
+    {"QueryDNS over TCP", [](const SilentHost& host) { return Ask(host, false); }},
+    {"DNSLookup", LookUp},
+    {"Connect", ConnectByName},
+    {"SMTP", Mail, 9999, 99},
+    {"SMTP with exchanger", MailByName, 9999, 99},
+    {"QueryTime over UDP", [](const SilentHost& host) { return Time(host, true); }},
+    {"QueryTime over TCP", [](const SilentHost& host) { return Time(host, false); }},
+    {"UDPQuery", AskUdp},
+    {"WhoIs", AskWhoIs},
+    {"SendData", SendMuch},
+    {"Socks5Prolog", Tunnel},
+    {"GetMacAddress", AskNetBios, 0x0B, 0x05},
+    {"Sleep", [](const SilentHost&) { return ThisLoop().Sleep(seconds(60)); }},
+    {"Wait",
+     [](const SilentHost&) {
+       const Task other = ThisLoop().StartTask([] { ThisLoop().Sleep(seconds(60)); });
+       const std::int32_t error = other.Wait();
+       other.Cancel();
+       return error;
+     }},
+};
+
+// Each call is made twice: the second one must end at once, without waiting.
+void ExpectEnd(const Call& call, std::int32_t expected, const std::function<void(Task)>& end) {
+  SCOPED_TRACE(call.name);
+  const SilentHost host;
+  std::vector<std::int32_t> results;
+  const auto work = [&] {
+    results.push_back(call.make(host));
+    results.push_back(call.make(host));
+  };
+  const Task task = ThisLoop().StartTask(work);
+  const auto start = steady_clock::now();
+  end(task);
+  EXPECT_EQ(task.Wait(), 0);
+  EXPECT_LT(steady_clock::now() - start, seconds(1));  // no class gives up by itself that soon
+  EXPECT_EQ(results, (std::vector<std::int32_t>{expected, expected}));
+}
+
+TEST(TaskCalls, CancelEndsTheCallAndAllLaterOnes) {
+  for (const Call& call : kCalls) {
+    ExpectEnd(call, call.cancelled, [](const Task& task) {
+      ThisLoop().Sleep(milliseconds(20));
+      std::thread([task] { task.Cancel(); }).join();
+    });
+  }
+}
+
+TEST(TaskCalls, DeadlineEndsThemAsTheirOwnTimeOutDoes) {
+  for (const Call& call : kCalls) {
+    ExpectEnd(call, call.timedOut, [](const Task& task) { task.Deadline(milliseconds(20)); });
+  }
+}
+
+// Set from outside while the task sleeps already, with a limit that was far before.
+TEST(TaskCalls, DeadlineMayComeNearer) {
+  ExpectEnd(kCalls[0], 10002, [](const Task& task) {
+    task.Deadline(std::chrono::hours(1));
+    ThisLoop().Sleep(milliseconds(10));
+    task.Deadline(milliseconds(-5));
+  });
+}
+
+TEST(TaskCalls, OthersDoNotNotice) {
+  const SilentHost host;
+  peers::BytesServer server({{peers::AwaitText("\r\n\r\n"), peers::AwaitText("never")}});
+  std::vector<Task> silent;
+  for (int i = 0; i < 5; ++i) silent.push_back(ThisLoop().StartTask([&] { Fetch(host); }));
+  ThisLoop().Sleep(milliseconds(10));
+  silent[2].Cancel();
+  silent[2].Wait();
+  ThisLoop().Sleep(milliseconds(10));
+  for (int i = 0; i < 5; ++i) EXPECT_EQ(silent[static_cast<std::size_t>(i)].Done(), i == 2);
+  for (const Task& task : silent) task.Cancel();
+  for (const Task& task : silent) task.Wait();
+}
+
+TEST(TaskCalls, KillEndsThemAll) {
+  const SilentHost host;
+  std::vector<Task> tasks;
+  for (const Call& call : kCalls) {
+    tasks.push_back(ThisLoop().StartTask([&] {
+      const std::int32_t result = call.make(host);
+      // The task that is waited for is killed as well.
+      const bool over = std::string(call.name) == "Wait" && result == 0;
+      EXPECT_TRUE(result == call.cancelled || over) << call.name << ' ' << result;
+    }));
+  }
+  ThisLoop().Sleep(milliseconds(50));
+  SocketCls().Kill();
+  for (const Task& task : tasks) EXPECT_EQ(task.Wait(), 0);
+}
+
+TEST(TaskCalls, StopWaitingOfOneObjectWakesItsTask) {
+  const SilentHost host;
+  HTTPCls http;
+  http.URL(host.Url());
+  const Task task = ThisLoop().StartTask([&] {
+    bool timeout = false;
+    http.HTTPQuery(timeout);
+  });
+  ThisLoop().Sleep(milliseconds(10));
+  std::thread([&] { http.StopWaiting(); }).join();
+  EXPECT_EQ(task.Wait(), 0);
+  EXPECT_EQ(http.LastErr(), 9999);
+}
+
+TEST(TaskCalls, ObjectMayBeDeletedUnderItsCall) {
+  const SilentHost host;
+  auto http = std::make_unique<HTTPCls>();
+  http->URL(host.Url());
+  const Task task = ThisLoop().StartTask([call = http.get()] {
+    bool timeout = false;
+    call->HTTPQuery(timeout);
+  });
+  ThisLoop().Sleep(milliseconds(10));
+  http.reset();
+  EXPECT_EQ(task.Wait(), 0);
+}
+
+Task g_interrupted;
+
+TEST(TaskCalls, SignalHandlerMayCancel) {
+  const SilentHost host;
+  std::int32_t error = 0;
+  g_interrupted = ThisLoop().StartTask([&] { error = Fetch(host); });
+  const auto before = std::signal(SIGUSR1, [](int) { g_interrupted.Cancel(); });
+  const auto timer = ThisLoop().SetTimer(10, [] { std::raise(SIGUSR1); });
+  g_interrupted.Wait();
+  ThisLoop().KillTimer(timer);
+  std::signal(SIGUSR1, before);
+  g_interrupted = {};
+  EXPECT_EQ(error, 9999);
+}
+
+TEST(TaskCalls, ThousandCancelledAtRandomMoments) {
+  const SilentHost host;
+  std::mt19937 random(12);  // NOLINT: the same each time
+  std::vector<Task> tasks;
+  std::size_t ended = 0;
+  for (std::size_t i = 0; i < 1'000; ++i) {
+    const Call& call = kCalls[i % std::size(kCalls)];
+    tasks.push_back(ThisLoop().StartTask([&] {
+      const std::int32_t result = call.make(host);
+      EXPECT_TRUE(result == call.cancelled || result == call.timedOut || result == 10024)
+          << call.name << ' ' << result;
+      ++ended;
+    }));
+    if (random() % 3 == 0) tasks[random() % tasks.size()].Cancel();
+    if (random() % 4 == 0) ThisLoop().PumpMessages();
+  }
+  std::shuffle(tasks.begin(), tasks.end(), random);
+  std::thread canceller([&] {
+    for (const Task& task : tasks) task.Cancel();
+  });
+  for (const Task& task : tasks) EXPECT_EQ(task.Wait(), 0);
+  canceller.join();
+  EXPECT_EQ(ended, tasks.size());
+}
+
+TEST(TaskCalls, AnswersEndThemInTheirOrder) {
+  constexpr int kFetches = 20;
+  constexpr int kStep = 10;  // milliseconds between two answers
+  peers::LoopbackServer server([](peers::Connection& connection, std::size_t) {
+    std::string request;
+    while (request.find("\r\n\r\n") == std::string::npos && connection.Read(request)) continue;
+    const int delay = std::stoi(request.substr(request.find('/') + 1));
+    pollfd stop{connection.StopFd(), POLLIN, 0};
+    poll(&stop, 1, delay);
+    connection.Send("HTTP/1.1 204 No Content\r\n\r\n");
+  });
+  std::vector<Task> tasks;
+  std::vector<int> order;
+  for (int i = kFetches; i > 0; --i) {
+    tasks.push_back(ThisLoop().StartTask([&, i] {
+      HTTPCls http;
+      http.URL("http://127.0.0.1:" + std::to_string(server.Port()) + '/' +
+               std::to_string(200 + kStep * i));
+      bool timeout = false;
+      http.HTTPQuery(timeout);
+      EXPECT_EQ(http.HTTPResult(), 204);
+      order.push_back(i);
+    }));
+  }
+  const auto start = steady_clock::now();
+  for (const Task& task : tasks) task.Wait();
+  EXPECT_LT(steady_clock::now() - start, milliseconds(200 + kStep * kFetches) * 3);
+  EXPECT_TRUE(std::ranges::is_sorted(order));
+}
+
+// Whoever gets none is told so, and nobody waits for ever.
+TEST(TaskCalls, FiveThousandWithDescriptorsForAThousand) {
+  rlimit before{};
+  getrlimit(RLIMIT_NOFILE, &before);
+  const rlimit few{std::min<rlim_t>(1'000, before.rlim_cur), before.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &few);
+  const SilentHost host;
+  std::vector<Task> tasks;
+  int cancelled = 0;
+  int refused = 0;
+  for (int i = 0; i < 5'000; ++i) {
+    const Task task = ThisLoop().StartTask([&] {
+      const std::int32_t error = Fetch(host);
+      ++(error == 9999 ? cancelled : refused);
+      EXPECT_TRUE(error == 9999 || error == 10024) << error;
+    });
+    ASSERT_EQ(task.Error(), 0);
+    tasks.push_back(task);
+  }
+  while (refused == 0) ThisLoop().PumpMessages();
+  for (const Task& task : tasks) task.Cancel();
+  for (const Task& task : tasks) task.Wait();
+  setrlimit(RLIMIT_NOFILE, &before);
+  EXPECT_GT(cancelled, 0);
+  EXPECT_EQ(cancelled + refused, 5'000);
+}
+
+}  // namespace
+}  // namespace netro

@@ -1,0 +1,281 @@
+// Tasks themselves: their order, what they throw, what they wait for, and how they end with their
+// thread.
+#include <gtest/gtest.h>
+#include <netro/MessageLoop.h>
+#include <netro/SocketCls.h>
+#include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <memory>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+#include "platform/Clock.h"
+#include "platform/Fiber.h"
+
+namespace netro {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+MessageLoop& ThisLoop() { return MessageLoop::ForThisThread(); }
+
+void PumpUntilDone(const Task& task) {
+  while (!task.Done()) ThisLoop().PumpMessages();
+}
+
+TEST(Task, BeginsWithTheNextPumpAndMakesTheDescriptorReadable) {
+  while (ThisLoop().Sleep(milliseconds(0)) != 0) continue;
+  bool ran = false;
+  const Task task = ThisLoop().StartTask([&] { ran = true; });
+  EXPECT_FALSE(ran);
+  pollfd entry{ThisLoop().LoopFd(), POLLIN, 0};
+  EXPECT_EQ(poll(&entry, 1, 5'000), 1);
+  ThisLoop().PumpMessages();
+  EXPECT_TRUE(ran);
+  EXPECT_TRUE(task.Done());
+  EXPECT_EQ(task.Wait(), 0);
+}
+
+TEST(Task, HandlesAreValues) {
+  const Task none;
+  EXPECT_TRUE(none.Done());
+  EXPECT_FALSE(none);
+  none.Cancel();
+  none.Deadline(milliseconds(1));
+  EXPECT_EQ(none.Wait(), 0);
+
+  Task inside;
+  Task task = ThisLoop().StartTask([&] { inside = Task::Current(); });
+  const Task copy = task;
+  task = Task();  // dropping one changes nothing
+  PumpUntilDone(copy);
+  EXPECT_TRUE(inside);
+  EXPECT_EQ(inside, copy);
+}
+
+TEST(Task, NobodyTakesTheTurnOfOthers) {
+  std::vector<int> order;
+  std::vector<Task> tasks;
+  for (int i = 0; i < 3; ++i) {
+    tasks.push_back(ThisLoop().StartTask([&, i] {
+      for (int turn = 0; turn < 3; ++turn) {
+        order.push_back(i);
+        ThisLoop().PumpMessages();
+      }
+    }));
+  }
+  for (const Task& task : tasks) PumpUntilDone(task);
+  EXPECT_EQ(order, (std::vector<int>{0, 1, 2, 0, 1, 2, 0, 1, 2}));
+}
+
+TEST(Task, StartsOthersAndWaitsForThem) {
+  std::vector<int> order;
+  const Task outer = ThisLoop().StartTask([&] {
+    const Task inner = ThisLoop().StartTask([&] {
+      ThisLoop().Sleep(milliseconds(5));
+      order.push_back(1);
+    });
+    EXPECT_TRUE(order.empty());
+    EXPECT_EQ(inner.Wait(), 0);
+    order.push_back(2);
+  });
+  EXPECT_EQ(outer.Wait(), 0);
+  EXPECT_EQ(order, (std::vector<int>{1, 2}));
+}
+
+TEST(Task, WaitingForEachOtherEndsByADeadline) {
+  Task first;
+  Task second;
+  std::int32_t own = 0;
+  std::int32_t results[2] = {};
+  first = ThisLoop().StartTask([&] {
+    own = Task::Current().Wait();
+    Task::Current().Deadline(milliseconds(20));
+    results[0] = second.Wait();
+  });
+  second = ThisLoop().StartTask([&] { results[1] = first.Wait(); });
+  EXPECT_EQ(first.Wait(), 0);
+  EXPECT_EQ(second.Wait(), 0);
+  EXPECT_EQ(own, 10036);
+  EXPECT_EQ(results[0], 10002);
+  EXPECT_EQ(results[1], 0);
+}
+
+TEST(Task, SleepsByTheClockOfTheLibrary) {
+  std::vector<int> order;
+  std::vector<Task> tasks;
+  for (const int minutes : {30, 10, 50, 20, 40}) {
+    tasks.push_back(ThisLoop().StartTask([&, minutes] {
+      EXPECT_EQ(ThisLoop().Sleep(std::chrono::minutes(minutes)), 0);
+      order.push_back(minutes);
+    }));
+  }
+  ThisLoop().PumpMessages();
+  for (int i = 0; i < 5; ++i) {
+    AdvanceClockForTests(std::chrono::minutes(10));
+    ThisLoop().PumpMessages();
+    ThisLoop().PumpMessages();
+  }
+  EXPECT_EQ(order, (std::vector<int>{10, 20, 30, 40, 50}));
+  for (const Task& task : tasks) EXPECT_TRUE(task.Done());
+  EXPECT_EQ(ThisLoop().Sleep(milliseconds::min()), 0);
+}
+
+TEST(Task, OneThatNeverBeganCanBeCancelled) {
+  std::int32_t slept = 0;
+  const Task task = ThisLoop().StartTask([&] { slept = ThisLoop().Sleep(seconds(60)); });
+  task.Cancel();
+  EXPECT_EQ(task.Wait(), 0);
+  EXPECT_EQ(slept, 9999);
+}
+
+// What is being handled belongs to the stack, not to the thread.
+TEST(Task, SleepsInsideACatchBlock) {
+  std::vector<std::string> caught;
+  std::vector<Task> tasks;
+  for (const int time : {5, 1, 3}) {
+    tasks.push_back(ThisLoop().StartTask([&, time] {
+      try {
+        throw std::runtime_error(std::to_string(time));
+      } catch (const std::exception&) {
+        ThisLoop().Sleep(milliseconds(time));
+        EXPECT_EQ(std::uncaught_exceptions(), 0);
+        try {
+          throw;
+        } catch (const std::exception& again) {
+          caught.push_back(again.what());
+        }
+      }
+    }));
+  }
+  for (const Task& task : tasks) task.Wait();
+  EXPECT_EQ(caught, (std::vector<std::string>{"1", "3", "5"}));
+}
+
+TEST(Task, EndOfAThreadEndsItsTasks) {
+  constexpr int kTasks = 100;
+  int ended = 0;
+  std::vector<Task> tasks;
+  std::thread([&] {
+    MessageLoop& loop = MessageLoop::ForThisThread();
+    for (int i = 0; i < kTasks; ++i) {
+      tasks.push_back(loop.StartTask([&, i] {
+        SocketCls socket;  // made before and in the end: the thread's module must still be there
+        const std::int32_t error = i % 2 == 0 ? loop.Sleep(seconds(60)) : tasks[0].Wait();
+        SocketCls another;
+        EXPECT_EQ(error, i % 2 == 0 ? 9999 : error);
+        EXPECT_EQ(loop.StartTask([] {}).Error(), 9999);
+        ++ended;
+        if (i == 7) throw std::runtime_error("nobody is left to take it");
+      }));
+    }
+    loop.PumpMessages();
+    EXPECT_EQ(ended, 0);
+  }).join();
+  EXPECT_EQ(ended, kTasks);
+  for (const Task& task : tasks) {
+    EXPECT_TRUE(task.Done());
+    task.Cancel();  // late
+  }
+}
+
+TEST(Task, DoesNotGoOnInTheChildOfAFork) {
+  int turns = 0;
+  bool stop = false;
+  const Task task = ThisLoop().StartTask([&] {
+    for (; !stop; ++turns) ThisLoop().Sleep(milliseconds(1));
+  });
+  while (turns == 0) ThisLoop().PumpMessages();
+  const pid_t child = fork();
+  if (child == 0) {
+    const int before = turns;
+    MessageLoop& own = MessageLoop::ForThisThread();
+    bool ran = false;
+    const Task new_task = own.StartTask([&] { ran = true; });
+    const bool good = own.Sleep(milliseconds(30)) == 0 && turns == before && ran && new_task.Done();
+    _exit(good ? 0 : 1);
+  }
+  int status = -1;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0);
+  stop = true;
+  EXPECT_EQ(task.Wait(), 0);
+}
+
+TEST(Task, ChildForkedInsideOneGoesOnByItself) {
+  int status = -1;
+  const Task task = ThisLoop().StartTask([&] {
+    const pid_t child = fork();
+    if (child == 0) _exit(!Task::Current() && ThisLoop().Sleep(milliseconds(1)) == 0 ? 0 : 1);
+    waitpid(child, &status, 0);
+  });
+  EXPECT_EQ(task.Wait(), 0);
+  EXPECT_EQ(status, 0);
+}
+
+TEST(Task, ExitInsideOneEndsTheOthers) {
+  const pid_t child = fork();
+  if (child == 0) {
+    MessageLoop& loop = MessageLoop::ForThisThread();
+    static bool ended = false;
+    loop.StartTask([&] { ended = loop.Sleep(seconds(60)) == 9999; });
+    loop.StartTask([] {
+      std::atexit([] { _exit(ended ? 0 : 1); });
+      exit(2);
+    });
+    loop.RunLoop();
+  }
+  int status = -1;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0);
+}
+
+TEST(Task, NoMemoryForAStackIsToldAndNothingRuns) {
+  const auto owned = std::make_shared<int>(1);
+  for (const std::size_t size : {SIZE_MAX, SIZE_MAX / 4}) {
+    const Task task = ThisLoop().StartTask([owned] { ADD_FAILURE(); }, size);
+    EXPECT_EQ(task.Error(), 10055);
+    EXPECT_TRUE(task.Done());
+    EXPECT_EQ(task.Wait(), 10055);
+  }
+  EXPECT_EQ(owned.use_count(), 1);
+  EXPECT_EQ(ThisLoop().StartTask(nullptr).Error(), 10022);
+  EXPECT_EQ(ThisLoop().StartTask([] {}, 1).Wait(), 0) << "a stack is never smaller than usable";
+}
+
+// Comes back to the same depth, so that a stack which is too small is not saved by the optimiser.
+int Recurse(int depth) {
+  volatile char frame[1024];
+  frame[0] = static_cast<char>(depth);
+  return depth == 0 ? frame[0] : Recurse(depth - 1) + frame[0];
+}
+
+TEST(Task, StackHasTheSizeAskedFor) {
+  EXPECT_EQ(ThisLoop().StartTask([] { Recurse(4'000); }, std::size_t{16} << 20).Wait(), 0);
+  EXPECT_EQ(ThisLoop().StartTask([] { Recurse(200); }).Wait(), 0);
+}
+
+TEST(TaskDeathTest, StackThatOverflowsDiesAtItsGuard) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_DEATH(ThisLoop().StartTask([] { Recurse(1'000'000); }).Wait(), "");
+}
+
+// What the loop's own stack throws goes to whoever turns it; in a task that is not the task.
+TEST(TaskThrows, GoesOutOfThePumpThatRanIt) {
+  int others = 0;
+  const Task throwing = ThisLoop().StartTask([] { throw std::runtime_error("task"); });
+  const Task other = ThisLoop().StartTask([&] { ++others; });
+  EXPECT_THROW(ThisLoop().PumpMessages(), std::runtime_error);
+  EXPECT_TRUE(throwing.Done());
+  EXPECT_EQ(throwing.Wait(), 0);
+  EXPECT_EQ(other.Wait(), 0);
+  EXPECT_EQ(others, 1);
+}
+
+}  // namespace
+}  // namespace netro

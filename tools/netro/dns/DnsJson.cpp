@@ -1,0 +1,108 @@
+// "netro dns --json". A zone may have a million records, so each is made and printed by itself.
+
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "dns/DnsOutput.h"
+#include "dns/DnsSections.h"
+#include "dns/RecordTypes.h"
+#include "dns/ZoneRecord.h"
+#include "dns/ZoneText.h"
+#include "terminal/Terminal.h"
+
+namespace netro::tool {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+Json FieldsOf(const DNSCLS& record) {
+  const std::string name = ZoneName(record.Data());
+  switch (record.DataType()) {
+    case TYPE_MX:
+    case TYPE_RT:
+      return {{"preference", static_cast<std::uint16_t>(record.Pref())}, {"host", name}};
+    case TYPE_AFSDB:
+      return {{"subtype", static_cast<std::uint16_t>(record.Pref())}};
+    case TYPE_SRV:
+      return {{"priority", static_cast<std::uint16_t>(record.SVR_Pref())},
+              {"weight", record.SVR_Weight()},
+              {"port", record.SVR_Port()},
+              {"target", name}};
+    case TYPE_SOA:
+      return {{"primary", name},
+              {"mailbox", ZoneName(record.SOA_RName())},
+              {"serial", static_cast<std::uint32_t>(record.SOA_Serial())},
+              {"refresh", static_cast<std::uint32_t>(record.SOA_Refresh())},
+              {"retry", static_cast<std::uint32_t>(record.SOA_Retry())},
+              {"expire", static_cast<std::uint32_t>(record.SOA_Expire())},
+              {"minimum", static_cast<std::uint32_t>(record.SOA_Minimum())}};
+    case TYPE_LOC:
+      return {{"latitude", record.LOC_LATITUDE_COORD()},
+              {"longitude", record.LOC_LONGITUDE_COORD()},
+              {"altitude", static_cast<std::uint32_t>(record.LOC_ALTITUDE())},
+              {"size", record.LOC_SIZE()},
+              {"horizontal_precision", record.LOC_HORIZ_PRE()},
+              {"vertical_precision", record.LOC_VERT_PRE()}};
+    default:
+      return nullptr;
+  }
+}
+
+Json ToJson(const DNSCLS& record) {
+  Json object = {{"name", ZoneName(record.Query())},
+                 {"ttl", TimeToLive(record)},
+                 {"class", "IN"},
+                 {"type", RecordTypeName(record.DataType())},
+                 {"type_number", record.DataType()},
+                 {"data", ZoneData(record)}};
+  if (Json fields = FieldsOf(record); !fields.is_null()) object["fields"] = std::move(fields);
+  return object;
+}
+
+/// Everything but the records.
+Json Frame(const QueryDNSCLS& query, const DnsResult& result) {
+  Json object = {
+      {"question",
+       {{"name", QuestionName(query)},
+        {"class", "IN"},
+        {"type", RecordTypeName(query.QueryType())}}},
+      {"server", result.server},
+      {"silent_servers", result.silentServers},
+      {"transport", result.overTcp ? "TCP" : "UDP"},
+      {"truncated_over_udp", result.wasTruncated},
+      {"ok", result.errorNumber == 0},
+      {"status", nullptr},
+      {"flags", Json::array()},
+      {"error", {{"number", result.errorNumber}, {"text", result.errorText}}},
+      {"seconds", result.seconds},
+      {"sent_bytes", query.OutBuffer().size()},
+      {"received_bytes", query.InBuffer().size()},
+  };
+  if (result.header) {
+    object["status"] = result.header->status;
+    object["flags"] = result.header->flags;
+  }
+  return object;
+}
+
+}  // namespace
+
+void PrintDnsJson(const QueryDNSCLS& query, const DnsResult& result) {
+  const auto dump = [](const Json& object, int indent) {
+    return object.dump(indent, ' ', true, Json::error_handler_t::replace);
+  };
+  const std::string frame = dump(Frame(query, result), 2);
+  Print(frame.substr(0, frame.rfind("\n}")));
+  for (const DnsSection& section : kDnsSections) {
+    Print(",\n  \"" + std::string(section.key) + "\": [");
+    const char* separator = "\n    ";
+    ForEachRecord(query, section, [&](const DNSCLS& record) {
+      Print(separator + dump(ToJson(record), -1));
+      separator = ",\n    ";
+    });
+    Print("]");
+  }
+  Print("\n}\n");
+}
+
+}  // namespace netro::tool

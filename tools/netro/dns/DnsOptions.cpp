@@ -1,0 +1,137 @@
+// The options of "netro dns".
+
+#include "dns/DnsOptions.h"
+
+#include <arpa/inet.h>
+
+#include <CLI/CLI.hpp>
+
+#include "dns/RecordTypes.h"
+#include "dns/ZoneText.h"
+#include "terminal/Command.h"
+#include "terminal/ConnectionOptions.h"
+#include "terminal/HostAndPort.h"
+
+namespace netro::tool {
+namespace {
+
+constexpr std::int32_t kDefaultTimeout = 30;
+constexpr std::int32_t kLongestTimeout = 1'000'000;
+
+constexpr const char* kExamples = R"(
+Examples:
+  netro dns example.com
+  netro dns example.com MX --server 127.0.0.1:5353
+  netro dns --reverse 192.0.2.1
+  netro dns --all example.com
+  netro dns --zone example.com --server ns.example.com
+
+TYPE is a name (A, AAAA, MX, TXT, SRV, CAA, HTTPS ...; ANY or ALL for all types) or a number (TYPE65
+or 65). Records are printed as in a zone file, with everything else in comments. A reply that was
+truncated is asked for again over TCP. Without --server the servers of this system are asked, each
+when the ones before it do not answer.
+
+--json prints one object: question, server, silent_servers, transport, truncated_over_udp, ok, status
+(the server's response code), flags, error (number and text), seconds, sent_bytes, received_bytes,
+and the lists answer, authority and additional of records: name, ttl, class, type, type_number, data
+as in a zone file, and the numbers and names in it as "fields".)";
+
+void DeclareQuestion(CLI::App& options, DnsOptions& values) {
+  constexpr const char* kGroup = "Question";
+  options.add_option("NAME", values.name, "The name to ask for")->required();
+  options.add_option("TYPE", values.type, "The type of the records; A if not given");
+  options.add_flag("--all", values.all, "Ask for the records of all types")->group(kGroup);
+  options.add_flag("--reverse", values.reverse, "Ask for the name of the address NAME")
+      ->group(kGroup);
+  options.add_flag("--zone", values.zone, "Transfer the whole zone NAME, over TCP")->group(kGroup);
+  options
+      .add_flag("--no-recursion", values.noRecursion,
+                "Ask for what the server knows by itself only")
+      ->group(kGroup);
+}
+
+void DeclareServer(CLI::App& options, DnsOptions& values) {
+  constexpr const char* kGroup = "Connection";
+  options.add_option("-s,--server", values.server, "The server; port 53 if not given")
+      ->type_name("HOST[:PORT]")
+      ->group(kGroup);
+  options.add_flag("--tcp", values.tcp, "Ask over TCP")->group(kGroup);
+  DeclareProxyOptions(options, values.proxy, values.proxyType, "Ask over TCP through");
+  options
+      .add_option("-t,--timeout", values.timeout,
+                  "Limit of the whole query; 30 if not given, and none for a zone")
+      ->type_name("SECONDS")
+      ->group(kGroup);
+}
+
+QueryEnum ReadType(const DnsOptions& options) {
+  const int choices = (options.type.empty() ? 0 : 1) + (options.all ? 1 : 0) +
+                      (options.reverse ? 1 : 0) + (options.zone ? 1 : 0);
+  const auto number = RecordTypeNumber(options.type);
+  if (!options.type.empty() && !number) {
+    throw UsageError("\"" + options.type +
+                     "\" is no record type, as A, MX or TYPE65; the name comes first");
+  }
+  const bool zoneType = options.zone && (number == TYPE_AXFR || number == TYPE_IXFR);
+  const bool reverseType = options.reverse && number == TYPE_PTR;
+  if (choices > 1 && !(choices == 2 && (zoneType || reverseType))) {
+    throw UsageError("a type, --all, --reverse and --zone exclude each other");
+  }
+  const QueryEnum implied = options.all       ? TYPE_ALL
+                            : options.reverse ? TYPE_PTR
+                            : options.zone    ? TYPE_AXFR
+                                              : TYPE_A;
+  return number ? static_cast<QueryEnum>(*number) : implied;
+}
+
+/// The name below ip6.arpa for an IPv6 address (RFC 3596, section 2.5); the library itself knows
+/// the way for IPv4.
+std::string ReadReverseName(const std::string& address) {
+  char bytes[16];
+  if (::inet_pton(AF_INET, address.c_str(), bytes) == 1) return address;
+  if (::inet_pton(AF_INET6, address.c_str(), bytes) != 1) {
+    throw UsageError("--reverse: \"" + address + "\" is no address");
+  }
+  const std::string digits = HexDigits({bytes, sizeof bytes});
+  std::string name;
+  for (auto digit = digits.rbegin(); digit != digits.rend(); ++digit) {
+    name += static_cast<char>(*digit >= 'A' ? *digit - 'A' + 'a' : *digit);
+    name += '.';
+  }
+  return name + "ip6.arpa";
+}
+
+std::int32_t ReadTimeout(const DnsOptions& options, bool zone) {
+  const std::int32_t seconds = options.timeout.value_or(zone ? 0 : kDefaultTimeout);
+  if (options.timeout) CheckTimeout(seconds, kLongestTimeout);
+  return seconds;
+}
+
+}  // namespace
+
+void DeclareDnsOptions(CLI::App& options, DnsOptions& values) {
+  DeclareQuestion(options, values);
+  DeclareServer(options, values);
+  options.add_flag("--json", values.json, "Print one JSON object that holds everything")
+      ->group("Output");
+  options.footer(kExamples);
+}
+
+DnsRequest ReadDnsRequest(const DnsOptions& options) {
+  DnsRequest request;
+  if (options.name.empty()) throw UsageError("NAME is empty; the root is \".\"");
+  request.type = ReadType(options);
+  request.name = options.reverse ? ReadReverseName(options.name) : options.name;
+  request.zone = request.type == TYPE_AXFR || request.type == TYPE_IXFR;
+  if (!options.server.empty()) {
+    ReadHostAndPort("--server", options.server, request.server, request.port);
+  }
+  request.proxy = ReadSocksProxy(options.proxy, options.proxyType);
+  request.proxyType = static_cast<DNSProxyTypeEnum>(SocksNumber(request.proxy.type));
+  request.tcp = options.tcp || request.zone || request.proxyType != NoDNSProxy;
+  request.recursion = !options.noRecursion;
+  request.timeout = ReadTimeout(options, request.zone);
+  return request;
+}
+
+}  // namespace netro::tool

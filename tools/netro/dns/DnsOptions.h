@@ -1,0 +1,53 @@
+// The options of "netro dns". Thread: any.
+#pragma once
+
+#include <netro/QueryDNSCLS.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "terminal/ProxyOption.h"
+
+namespace CLI {
+class App;
+}
+
+namespace netro::tool {
+
+/// The options as they were typed.
+struct DnsOptions {
+  std::string name;
+  std::string type;
+  bool all = false;
+  bool reverse = false;
+  bool zone = false;
+  std::string server;
+  bool tcp = false;
+  bool noRecursion = false;
+  std::string proxy;
+  std::string proxyType;
+  std::optional<std::int32_t> timeout;
+  bool json = false;
+};
+
+void DeclareDnsOptions(CLI::App& options, DnsOptions& values);
+
+/// The options as the library takes them.
+struct DnsRequest {
+  std::string name;
+  QueryEnum type = TYPE_A;
+  bool zone = false;
+  std::string server;  // empty: those of the system
+  std::int32_t port = 53;
+  bool tcp = false;
+  bool recursion = true;
+  DNSProxyTypeEnum proxyType = NoDNSProxy;
+  Proxy proxy;
+  std::int32_t timeout = 0;  // seconds; 0: no limit but those of the library
+};
+
+/// Throws UsageError.
+DnsRequest ReadDnsRequest(const DnsOptions& options);
+
+}  // namespace netro::tool

@@ -1,0 +1,134 @@
+// How "netro dns" shows what it got: a zone file's text.
+
+#include "dns/DnsOutput.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <string>
+#include <string_view>
+
+#include "dns/DnsSections.h"
+#include "dns/RecordTypes.h"
+#include "dns/ZoneRecord.h"
+#include "dns/ZoneText.h"
+#include "terminal/Encoding.h"
+#include "terminal/Terminal.h"
+
+namespace netro::tool {
+namespace {
+
+/// Longer names do not push the columns of all others to the right.
+constexpr std::size_t kWidestName = 40;
+
+struct Columns {
+  std::size_t name = 0;
+  std::size_t timeToLive = 0;
+  std::size_t type = 0;
+};
+
+Columns Measure(const QueryDNSCLS& query) {
+  Columns columns;
+  for (const DnsSection& section : kDnsSections) {
+    ForEachRecord(query, section, [&columns](const DNSCLS& record) {
+      const std::size_t name = ZoneName(record.Query()).size();
+      columns.name = std::max(columns.name, name <= kWidestName ? name : 0);
+      columns.timeToLive = std::max(columns.timeToLive, std::to_string(TimeToLive(record)).size());
+      columns.type = std::max(columns.type, RecordTypeName(record.DataType()).size());
+    });
+  }
+  return columns;
+}
+
+std::string Padded(std::string text, std::size_t width) {
+  text.resize(std::max(text.size(), width), ' ');
+  return text + "  ";
+}
+
+void PrintRecord(const DNSCLS& record, const Columns& columns) {
+  std::string line = Padded(ZoneName(record.Query()), columns.name) +
+                     Padded(std::to_string(TimeToLive(record)), columns.timeToLive) + "IN  " +
+                     Padded(RecordTypeName(record.DataType()), columns.type) + ZoneData(record);
+  line.erase(line.find_last_not_of(' ') + 1);
+  Print(line + "\n");
+}
+
+void PrintComment(const std::string& text) { Print(Styled(Style::Dim, text) + "\n"); }
+
+void PrintSections(const QueryDNSCLS& query) {
+  const Columns columns = Measure(query);
+  for (const DnsSection& section : kDnsSections) {
+    const std::int32_t count = (query.*section.count)();
+    PrintComment("\n;; " + std::string(section.heading) + " (" + std::to_string(count) + ")");
+    ForEachRecord(query, section,
+                  [&columns](const DNSCLS& record) { PrintRecord(record, columns); });
+  }
+}
+
+/// ";; NOERROR, flags aa rd ra"
+std::string StatusLine(const ReplyHeader& header) {
+  std::string line = ";; " + header.status;
+  for (const std::string& flag : header.flags) {
+    line += (line.find(", flags") == line.npos ? ", flags " : " ") + flag;
+  }
+  return line;
+}
+
+/// ";; 127.0.0.1:53 over UDP, 0.4 ms, 76 bytes"
+std::string ServerLine(const QueryDNSCLS& query, const DnsResult& result, bool zone) {
+  char time[32];
+  std::snprintf(time, sizeof time, "%.1f ms", result.seconds * 1000);
+  return ";; " + result.server + " over " + (result.overTcp ? "TCP" : "UDP") + ", " + time + ", " +
+         (zone ? std::to_string(query.CountAll()) + " records"
+               : std::to_string(query.InBuffer().size()) + " bytes");
+}
+
+void PrintWhole(const QueryDNSCLS& query, const DnsResult& result, const DnsRequest& request) {
+  PrintComment(";; QUESTION");
+  Print(";" + QuestionName(query) + "  IN  " + RecordTypeName(request.type) + "\n");
+  PrintSections(query);
+  PrintComment("\n" + StatusLine(*result.header));
+  for (const std::string& server : result.silentServers) {
+    PrintComment(";; " + Printable(server) + " did not answer");
+  }
+  if (result.wasTruncated) {
+    PrintComment(";; the reply over UDP was truncated; asked again over TCP");
+  }
+  PrintComment(ServerLine(query, result, request.zone));
+}
+
+bool IsAddress(const QueryDNSCLS& query) { return query.IsIPNumber(query.Domain()); }
+
+/// What a user can do about it.
+std::string Advice(const QueryDNSCLS& query, const DnsResult& result, const DnsRequest& request) {
+  if (result.server.empty()) return "; name one with --server";
+  const bool wasOurs = result.seconds >= request.timeout;  // and not the class's own limit
+  if (result.errorNumber == 10002 && request.timeout > 0 && wasOurs) {
+    return "; the limit is " + std::to_string(request.timeout) + " s, --timeout changes it";
+  }
+  if (result.header && request.type != TYPE_PTR && IsAddress(query)) {
+    return "; --reverse asks for the name of an address";
+  }
+  return {};
+}
+
+}  // namespace
+
+void ExplainDnsResult(const QueryDNSCLS& query, const DnsResult& result,
+                      const DnsRequest& request) {
+  if (result.errorNumber == 0) return;
+  std::string text = "cannot look up " + QuestionName(query) + " " + RecordTypeName(request.type);
+  text += result.server.empty() ? "" : " at " + result.server;
+  const bool hasPeriod = result.errorText.ends_with('.');
+  text += ": " + result.errorText.substr(0, result.errorText.size() - (hasPeriod ? 1 : 0));
+  text += " (error " + std::to_string(result.errorNumber);
+  text += result.header ? ", the server answered " + result.header->status + ")" : ")";
+  ShowMessage(text + Advice(query, result, request));
+}
+
+void PrintDnsReply(const QueryDNSCLS& query, const DnsResult& result, const DnsRequest& request) {
+  if (result.header && (result.errorNumber == 0 || HasRecords(query))) {
+    PrintWhole(query, result, request);
+  }
+}
+
+}  // namespace netro::tool

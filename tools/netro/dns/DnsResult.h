@@ -1,0 +1,43 @@
+// The outcome of a query with QueryDNSCLS. Thread: the loop's.
+#pragma once
+
+#include <netro/QueryDNSCLS.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "dns/DnsOptions.h"
+
+namespace netro::tool {
+
+/// What the reply's header tells beside the properties of QueryDNSCLS (RFC 1035, section 4.1.1).
+struct ReplyHeader {
+  std::string status;              // "NXDOMAIN"
+  std::vector<std::string> flags;  // "aa", "tc", "rd", "ra", "ad", "cd"
+};
+
+/// The records are those of the query object.
+struct DnsResult {
+  std::string server;  // the one asked last, with its port
+  std::vector<std::string> silentServers;
+  bool overTcp = false;
+  bool wasTruncated = false;  // over UDP, and asked again
+  std::int32_t errorNumber = 0;
+  std::string errorText;
+  double seconds = 0;
+  std::optional<ReplyHeader> header;  // of the reply, if there was one
+};
+
+/// Asks what the request says, on Ctrl-C and the time limit ending with 9999 and 10002.
+DnsResult Resolve(QueryDNSCLS& query, const DnsRequest& request);
+
+/// The name that was asked for, as it went out; as it was given when nothing was sent.
+std::string QuestionName(const QueryDNSCLS& query);
+
+/// True when a section holds a record.
+inline bool HasRecords(const QueryDNSCLS& query) { return query.CountAll() > 0; }
+
+}  // namespace netro::tool

@@ -1,0 +1,147 @@
+// The message of "netro mail": checks what the user has given and composes it.
+
+#include "mail/MailMessage.h"
+
+#include <iconv.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+#include <string>
+#include <utility>
+
+#include "mail/MailRecipients.h"
+#include "terminal/Command.h"
+#include "terminal/OptionValues.h"
+#include "terminal/Terminal.h"
+
+namespace netro::tool {
+namespace {
+
+std::string Joined(const std::vector<std::string>& lists) {
+  std::string joined;
+  for (const std::string& list : lists) joined += (joined.empty() ? "" : ", ") + list;
+  return joined;
+}
+
+void CheckAddress(SendMailCls& mail, const std::string& option, const std::string& address) {
+  if (!mail.CheckeMailAddressSyntax(address)) {
+    throw UsageError(option + ": \"" + address + "\" is no address: " + mail.ResultMessage());
+  }
+  const auto isControl = [](char c) { return (c >= 0 && c < ' ') || c == '\x7F'; };
+  if (std::ranges::any_of(address, isControl)) {  // which only a session would refuse
+    throw UsageError(option + ": \"" + address + "\" has control characters");
+  }
+}
+
+void CheckAddresses(SendMailCls& mail, const MailOptions& options, const std::string& to,
+                    const std::string& cc, const std::string& bcc) {
+  constexpr const char* kOptions[] = {"", "--to", "--cc", "--bcc"};
+  CheckAddress(mail, "--from", options.from);
+  const auto recipients = RecipientsOf(to, cc, bcc);
+  if (recipients.empty()) throw UsageError("no recipient; name one with --to, --cc or --bcc");
+  for (const RecipientOutcome& recipient : recipients) {
+    CheckAddress(mail, kOptions[recipient.Type], recipient.Address);
+  }
+}
+
+void UseCharset(SendMailCls& mail, const std::string& name) {
+  if (name.empty()) return;
+  const iconv_t conversion = ::iconv_open(name.c_str(), "UTF-8");
+  if (conversion == reinterpret_cast<iconv_t>(-1)) {
+    throw UsageError("--charset: this system does not know \"" + name + "\"");
+  }
+  ::iconv_close(conversion);
+  mail.CharSet(name);
+}
+
+std::string ReadText(const MailOptions& options) {
+  return options.textFile.empty() ? options.text : ReadInput("--text-file", options.textFile);
+}
+
+/// A file, and its name in the message.
+std::pair<std::string, std::string> ReadFileAndName(const std::string& value) {
+  struct stat facts {};
+  const std::size_t equals = value.rfind('=');
+  if (equals == value.npos || ::stat(value.c_str(), &facts) == 0) {
+    return {value, value.substr(value.rfind('/') + 1)};
+  }
+  return {value.substr(0, equals), value.substr(equals + 1)};
+}
+
+void CheckAdded(bool added, const SendMailCls& mail, const std::string& what) {
+  constexpr std::int32_t kSystemErrors = 20000;
+  if (added) return;
+  const std::int32_t error = mail.Result() - kSystemErrors;
+  throw UsageError(what + ": " + (error > 0 ? std::strerror(error) : mail.ResultMessage()));
+}
+
+/// A second field of these would spoil the message (RFC 5322, section 3.6), Bcc reach nobody.
+void CheckHeaderName(std::string name) {
+  constexpr const char* kOwn[] = {"from", "to", "cc", "bcc", "subject", "date", "message-id"};
+  std::ranges::transform(name, name.begin(), [](char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+  });
+  if (std::ranges::find(kOwn, name) != std::end(kOwn)) {
+    throw UsageError("--header: \"" + name + "\" is a field that the message has from elsewhere");
+  }
+}
+
+void AddFiles(SendMailCls& mail, const MailOptions& options) {
+  for (const std::string& value : options.inlineFiles) {
+    const auto [file, name] = ReadFileAndName(value);
+    CheckAdded(mail.AddRelatedFileX(file, name), mail, "--inline: cannot read " + file);
+  }
+  for (const std::string& value : options.attachments) {
+    const auto [file, name] = ReadFileAndName(value);
+    CheckAdded(mail.AddAttachmentX(file, name), mail, "--attach: cannot read " + file);
+  }
+}
+
+/// A picture that nothing refers to is not shown; the name may have lost characters.
+void WarnOfUnusedFiles(const MailOptions& options, const std::string& html) {
+  const auto isDropped = [](char c) {
+    return !((c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') ||
+             c == '_' || c == '.');
+  };
+  for (const std::string& value : options.inlineFiles) {
+    std::string name = ReadFileAndName(value).second;
+    std::erase_if(name, isDropped);
+    if (html.find("cid:" + name) == html.npos) {
+      ShowMessage("--inline: the HTML does not refer to cid:" + name);
+    }
+  }
+}
+
+}  // namespace
+
+void ComposeMail(const MailOptions& options, SendMailCls& mail) {
+  const std::string to = Joined(options.to), cc = Joined(options.cc), bcc = Joined(options.bcc);
+  CheckAddresses(mail, options, to, cc, bcc);
+  UseCharset(mail, options.charset);
+  const bool isHtml = !options.htmlFile.empty();
+  if (!options.hasText && options.textFile.empty() && !isHtml && options.attachments.empty() &&
+      !options.simulate) {
+    throw UsageError("no message; give --text, --text-file (- is standard input) or --html");
+  }
+  if (options.textFile == "-" && options.htmlFile == "-") {
+    throw UsageError("standard input cannot be both --text-file and --html");
+  }
+  const std::string text = ReadText(options);
+  const std::string html = isHtml ? ReadInput("--html", options.htmlFile) : std::string();
+  WarnOfUnusedFiles(options, html);
+  if (isHtml) {
+    mail.NewHTMLMsgX(options.subject, options.from, to, html, text, cc, bcc);
+  } else {
+    mail.NewTextMsg(options.subject, options.from, to, text, cc, bcc);
+  }
+  for (const std::string& line : options.headers) {
+    const auto [name, value] = ReadHeader(line);
+    CheckHeaderName(name);
+    CheckAdded(mail.AddHeader(name, value), mail, "--header: \"" + name + "\"");
+  }
+  AddFiles(mail, options);
+}
+
+}  // namespace netro::tool

@@ -1,0 +1,35 @@
+// The options of "netro mail". Thread: any.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "mail/MailConnection.h"
+
+namespace netro::tool {
+
+/// The options as they were typed.
+struct MailOptions {
+  std::string from;
+  std::vector<std::string> to;
+  std::vector<std::string> cc;
+  std::vector<std::string> bcc;
+  std::string subject;
+  std::string text;
+  bool hasText = false;  // it may be empty
+  std::string textFile;
+  std::string htmlFile;
+  std::vector<std::string> attachments;
+  std::vector<std::string> inlineFiles;
+  std::vector<std::string> headers;
+  std::string charset;
+  MailConnectionOptions connection;
+  bool simulate = false;
+  bool print = false;
+  bool transcript = false;
+  bool json = false;
+};
+
+void DeclareMailOptions(CLI::App& options, MailOptions& values);
+
+}  // namespace netro::tool

@@ -1,0 +1,72 @@
+// The options about the way to a server that several subcommands have.
+
+#include "terminal/ConnectionOptions.h"
+
+#include <CLI/CLI.hpp>
+
+#include "terminal/Command.h"
+
+namespace netro::tool {
+namespace {
+
+constexpr const char* kGroup = "Connection";
+
+}  // namespace
+
+void DeclareProxyOptions(CLI::App& options, std::string& proxy, std::string& proxyType,
+                         const std::string& use) {
+  options
+      .add_option("-x,--proxy", proxy,
+                  use +
+                      " [SCHEME://][USER[:PASSWORD]@]HOST[:PORT];\n"
+                      "schemes are socks5 (the default), socks5h, socks4, socks4a;\n"
+                      "with socks4a and socks5h the proxy looks up the server's name")
+      ->type_name("PROXY")
+      ->group(kGroup);
+  options
+      .add_option("--proxy-type", proxyType,
+                  "Instead of the scheme's: socks4, socks4a, socks5, socks5-auth")
+      ->type_name("TYPE")
+      ->group(kGroup);
+}
+
+void DeclareConnectionOptions(CLI::App& options, ConnectionOptions& values,
+                              const std::string& proxyUse, const std::string& timeoutUse) {
+  DeclareProxyOptions(options, values.proxy, values.proxyType, proxyUse);
+  options.add_option("--dns", values.dns, "DNS servers to ask, as host[:port],host[:port]")
+      ->type_name("SERVERS")
+      ->group(kGroup);
+  options.add_option("-t,--timeout", values.timeout, timeoutUse + "; 30 if not given")
+      ->type_name("SECONDS")
+      ->group(kGroup);
+}
+
+void CheckTimeout(std::int32_t seconds, std::int32_t longest) {
+  if (seconds < 1 || seconds > longest) {
+    throw UsageError("--timeout: 1 to " + std::to_string(longest) + " seconds are possible");
+  }
+}
+
+Proxy ReadSocksProxy(const std::string& address, const std::string& typeName) {
+  const bool bare = !address.empty() && address.find("://") == address.npos;
+  Proxy proxy = ReadProxy((bare ? "socks5://" : "") + address, typeName);
+  if (proxy.type != NoProxy && SocksNumber(proxy.type) == 0) {
+    throw UsageError("--proxy: only a SOCKS proxy can be used");
+  }
+  return proxy;
+}
+
+std::int32_t SocksNumber(ProxyTypeEnum type) {
+  switch (type) {
+    case ProxySocks4:
+      return 1;
+    case ProxySocks5NoAuth:
+      return 2;
+    case ProxySocks5Auth:
+      return 3;
+    default:
+      return 0;
+  }
+}
+
+}  // namespace netro::tool

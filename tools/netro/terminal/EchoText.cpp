@@ -1,0 +1,41 @@
+// What the commands that send echoes (ping, trace) say alike.
+
+#include "terminal/EchoText.h"
+
+#include <netro/ICMPCls.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <system_error>
+
+#include "terminal/FailureText.h"
+
+namespace netro::tool {
+namespace {
+
+std::string PathOfThisProgram() {
+  std::error_code error;
+  const auto path = std::filesystem::read_symlink("/proc/self/exe", error);
+  return error ? "netro" : path.string();
+}
+
+}  // namespace
+
+std::string Milliseconds(double microSeconds) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.3f", microSeconds / 1000);
+  return text;
+}
+
+std::string EchoStatusText(std::int32_t status) { return ICMPCls().GetICMPError(status); }
+
+std::string EchoForbiddenText() {
+  return FailureText("the system allows this program no echo", kEchoForbidden,
+                     EchoStatusText(-kEchoForbidden)) +
+         "; it takes a group of this user inside net.ipv4.ping_group_range (for all users: "
+         "sysctl -w net.ipv4.ping_group_range=\"0 2147483647\") or the capability cap_net_raw "
+         "(for this program: setcap cap_net_raw+ep " +
+         PathOfThisProgram() + ")";
+}
+
+}  // namespace netro::tool

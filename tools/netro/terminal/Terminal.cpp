@@ -1,0 +1,105 @@
+// Standard output and standard error, on Linux terminals and elsewhere.
+
+#include "terminal/Terminal.h"
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "terminal/Command.h"
+#include "terminal/Encoding.h"
+
+namespace netro::tool {
+namespace {
+
+int DescriptorOf(Stream stream) { return stream == Stream::Output ? STDOUT_FILENO : STDERR_FILENO; }
+
+std::string_view CodeOf(Style style) {
+  switch (style) {
+    case Style::Bold:
+      return "\x1b[1m";
+    case Style::Dim:
+      return "\x1b[2m";
+    case Style::Green:
+      return "\x1b[32m";
+    case Style::Red:
+      return "\x1b[31m";
+    case Style::Cyan:
+      return "\x1b[36m";
+  }
+  return "";
+}
+
+// The first failed write, since later ones may report something else.
+int g_writeError = 0;
+
+}  // namespace
+
+bool IsTerminal(Stream stream) { return ::isatty(DescriptorOf(stream)) == 1; }
+
+bool IsDecorated(Stream stream) {
+  const char* refusal = std::getenv("NO_COLOR");
+  const char* kind = std::getenv("TERM");
+  return IsTerminal(stream) && (refusal == nullptr || *refusal == '\0') && kind != nullptr &&
+         std::strcmp(kind, "dumb") != 0;
+}
+
+bool IsInForeground(Stream stream) { return ::tcgetpgrp(DescriptorOf(stream)) == ::getpgrp(); }
+
+int Width(Stream stream) {
+  winsize size{};
+  const bool known = ::ioctl(DescriptorOf(stream), TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+  return known ? size.ws_col : 80;
+}
+
+int Height(Stream stream) {
+  winsize size{};
+  const bool known = ::ioctl(DescriptorOf(stream), TIOCGWINSZ, &size) == 0 && size.ws_row > 0;
+  return known ? size.ws_row : 24;
+}
+
+std::string Styled(Style style, std::string_view text) {
+  static const bool decorated = IsDecorated(Stream::Output);
+  return decorated ? std::string(CodeOf(style)).append(text) + "\x1b[0m" : std::string(text);
+}
+
+bool Print(std::string_view text) {
+  if (g_writeError == 0 && std::fwrite(text.data(), 1, text.size(), stdout) != text.size()) {
+    g_writeError = errno;
+  }
+  return g_writeError == 0;
+}
+
+bool Flush() {
+  if (std::fflush(stdout) != 0 && g_writeError == 0) g_writeError = errno;
+  return g_writeError == 0;
+}
+
+bool PrintForeign(std::string_view bytes) {
+  if (!IsTerminal(Stream::Output) || bytes.empty()) return Print(bytes);
+  const std::string text = Printable(bytes);
+  return Print(text) && (text.ends_with('\n') || Print("\n"));
+}
+
+void ShowMessage(std::string_view text) {
+  std::fflush(stdout);
+  std::string line = "netro: " + Printable(text);
+  std::ranges::replace(line, '\n', ' ');  // a message cannot pretend to be two
+  line += '\n';
+  std::fwrite(line.data(), 1, line.size(), stderr);
+}
+
+int FinishOutput(int status) {
+  if (Flush()) return status;
+  if (g_writeError != EPIPE) {
+    ShowMessage(std::string("cannot write to standard output: ") + std::strerror(g_writeError));
+  }
+  return status == Success ? QueryFailed : status;
+}
+
+}  // namespace netro::tool

@@ -1,0 +1,10 @@
+// The door to "netro time".
+#pragma once
+
+#include "terminal/Command.h"
+
+namespace netro::tool {
+
+CommandRun SetUpTime(CLI::App& options);
+
+}  // namespace netro::tool

@@ -1,0 +1,45 @@
+// The options of "netro time". Thread: any.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "terminal/ConnectionOptions.h"
+
+namespace CLI {
+class App;
+}
+
+namespace netro::tool {
+
+/// The options as they were typed.
+struct TimeOptions {
+  std::string server;
+  std::optional<std::int32_t> port;
+  bool timeProtocol = false;
+  std::optional<std::int32_t> version;
+  bool tcp = false;
+  ConnectionOptions connection;
+  bool json = false;
+};
+
+void DeclareTimeOptions(CLI::App& options, TimeOptions& values);
+
+/// The options as the library takes them.
+struct TimeRequest {
+  std::string host;
+  std::int32_t port = 0;
+  std::int32_t version = 3;
+  bool tcp = false;
+  Proxy proxy;
+
+  /// The library asks by SNTP on its own port, by the time protocol on all others.
+  bool IsSntp() const { return port == 123; }
+  std::string Server() const { return host + ":" + std::to_string(port); }
+};
+
+/// Throws UsageError.
+TimeRequest ReadTimeRequest(const TimeOptions& options);
+
+}  // namespace netro::tool

@@ -1,0 +1,74 @@
+// The options of "netro trace".
+
+#include "trace/TraceOptions.h"
+
+#include <CLI/CLI.hpp>
+
+#include "terminal/Command.h"
+#include "terminal/HostAndPort.h"
+#include "terminal/OptionValues.h"
+
+namespace netro::tool {
+namespace {
+
+constexpr std::int32_t kMostProbes = 10;
+constexpr std::int32_t kMostHops = 255;
+constexpr std::int32_t kLargestSize = 65507;
+
+constexpr const char* kExamples = R"(
+Examples:
+  netro trace example.com
+  netro trace 192.0.2.1 --numeric --probes 1 --timeout 1
+
+All hops are asked together, so that the whole takes as long as its slowest hop. A hop is printed
+when it and all hops before it are known: "*" is a probe without an answer, loss is their share.
+Routers with several addresses have a line for each. The trace ends at the destination, and where a
+router says that it goes no further. When the destination has answered, the others are waited for a
+second, or five times the slowest round trip; names that take more than a second are left out.
+
+Exit status 0 when the destination has answered. Echo requests need a permission of the system,
+which is named when it is missing.
+
+--json prints one object: host, address, ok, socket ("datagram", "raw" or null), interrupted, error
+(number and text; 0 when the destination has answered), seconds, timeout, size, and the list hops:
+hop, loss_percent, hosts (address and name of each that has answered), and probes: status (0 a reply,
+11013 a router's word that the time to live was used up, 11010 silence), text, from, ms. What is not
+known is null.)";
+
+}  // namespace
+
+void DeclareTraceOptions(CLI::App& options, TraceOptions& values) {
+  constexpr const char* kProbes = "Probes";
+  constexpr const char* kNames = "Names";
+  options.add_option("HOST", values.host, "Name or address of the destination")->required();
+  options.add_option("-q,--probes", values.probes, "Probes for each hop; 3 if not given")
+      ->type_name("COUNT")
+      ->group(kProbes);
+  options.add_option("-m,--max-hops", values.maxHops, "The most hops to ask; 30 if not given")
+      ->type_name("COUNT")
+      ->group(kProbes);
+  options.add_option("-s,--size", values.size, "Bytes of data in a probe; 32 if not given")
+      ->type_name("BYTES")
+      ->group(kProbes);
+  options.add_option("-t,--timeout", values.timeout, "Limit of each probe; 5 if not given")
+      ->type_name("SECONDS")
+      ->group(kProbes);
+  options.add_flag("-n,--numeric", values.numeric, "Do not look up the names of the hops")
+      ->group(kNames);
+  options.add_option("--dns", values.dns, "DNS servers to ask, as host[:port],host[:port]")
+      ->type_name("SERVERS")
+      ->group(kNames);
+  options.add_flag("--json", values.json, "Print one JSON object that holds everything")
+      ->group("Output");
+  options.footer(kExamples);
+}
+
+void CheckTraceOptions(const TraceOptions& options) {
+  CheckHost(options.host);
+  CheckRange("--probes", options.probes, 1, kMostProbes);
+  CheckRange("--max-hops", options.maxHops, 1, kMostHops);
+  CheckRange("--size", options.size, 0, kLargestSize);
+  CheckSeconds("--timeout", options.timeout);
+}
+
+}  // namespace netro::tool

@@ -1,0 +1,40 @@
+// How "netro watch" writes hosts and times, wherever it shows them. Thread: any.
+#pragma once
+
+#include <netro/WatchpostCls.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "watch/WatchHistory.h"
+
+namespace netro::tool {
+
+/// "up", "down", "unseen"
+const char* StateName(WatchedStateEnum state);
+const char* KindName(const WatchedHost& host);
+
+/// "3 hosts: 1 up, 1 down, 1 unseen"
+std::string CountsText(const StateCounts& counts);
+
+/// Foreign bytes on one line: what disturbs a terminal or is no UTF-8 made visible.
+std::string OneLine(std::string_view text);
+
+/// The host without a password that its URL may hold; on one line.
+std::string ShownHost(const WatchedHost& host);
+
+/// The time that a chart of such times ends at: their longest, but never so little that small
+/// differences look large.
+std::int32_t ChartTop(const std::vector<std::int32_t>& times);
+/// The last `width` times as bars of eight heights, the newest at the right end.
+std::string Sparkline(const std::vector<std::int32_t>& times, std::size_t width);
+
+/// The present time (UTC).
+Date DateNow();
+/// Seconds from now on; 0 for what has passed.
+std::int64_t SecondsUntil(Date date);
+
+}  // namespace netro::tool

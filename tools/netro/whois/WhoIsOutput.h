@@ -1,0 +1,30 @@
+// How "netro whois" shows what it got.
+#pragma once
+
+#include <vector>
+
+#include "whois/WhoIsResult.h"
+
+namespace netro::tool {
+
+/// Prints answers one after the other as they come.
+class WhoIsPrinter {
+ public:
+  /// With headings each answer stands below the name of its server.
+  explicit WhoIsPrinter(bool headings) : headings_(headings) {}
+
+  void Print(const WhoIsAnswer& answer);
+
+ private:
+  const bool headings_;
+  bool first_ = true;
+  bool lineIsOpen_ = false;  // the last answer did not end its last line
+};
+
+/// Prints the JSON object.
+void PrintWhoIsJson(const WhoIsRequest& request, const std::vector<WhoIsAnswer>& answers);
+
+/// Says on standard error what went wrong and what was ignored.
+void ExplainWhoIs(const WhoIsAnswer& answer, const WhoIsRequest& request);
+
+}  // namespace netro::tool
