@@ -9,6 +9,7 @@
 
 #include "get/BodyFile.h"
 #include "get/UrlText.h"
+#include "terminal/Batch.h"
 #include "terminal/Encoding.h"
 #include "terminal/FailureText.h"
 #include "terminal/Terminal.h"
@@ -173,10 +174,7 @@ void GetOutput::Finish(std::span<const Fetch> rest) {
     for (const Fetch& fetch : rest) PrintJson(fetch);
     objects_.End();
   }
-  if (!rest.empty() && Flush()) {
-    ShowMessage("interrupted; " + std::to_string(rest.size()) + " of " +
-                std::to_string(options_.urls.size()) + " URLs were not asked for");
-  }
+  TellNotBegun(rest.size(), options_.urls.size(), "URLs");
 }
 
 }  // namespace netro::tool

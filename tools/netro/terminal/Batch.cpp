@@ -8,6 +8,7 @@
 
 #include "terminal/Interrupt.h"
 #include "terminal/OptionValues.h"
+#include "terminal/Terminal.h"
 
 namespace netro::tool {
 
@@ -21,6 +22,12 @@ void CheckParallel(std::int32_t parallel) {
   constexpr std::int32_t kMost =
       1000;  // each may hold a descriptor, of which there are often 1,024
   CheckRange("--parallel", parallel, 1, kMost);
+}
+
+void TellNotBegun(std::size_t rest, std::size_t all, const std::string& what) {
+  if (rest == 0 || !Flush()) return;
+  ShowMessage("interrupted; " + std::to_string(rest) + " of " + std::to_string(all) + " " + what +
+              " were not asked for");
 }
 
 std::size_t Batch::Run(std::size_t count, std::function<void(std::size_t)> perform,

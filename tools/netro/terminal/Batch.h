@@ -28,6 +28,10 @@ void DeclareParallel(CLI::App& options, std::int32_t& parallel, const std::strin
 /// Throws UsageError.
 void CheckParallel(std::int32_t parallel);
 
+/// Says on standard error that `rest` of `all` did not begin, if there are any and somebody still
+/// reads the output; `what` are they.
+void TellNotBegun(std::size_t rest, std::size_t all, const std::string& what);
+
 class Batch {
  public:
   explicit Batch(std::int32_t parallel) : parallel_(parallel) {}
