@@ -300,7 +300,6 @@ SmtpSession::State SmtpSession::Quit() {
 // It is shown before it is sent: the reply may arrive while it is being sent.
 SmtpSession::State SmtpSession::Command(std::int32_t step, const std::string& command, State next) {
   connection_.BeginReply();
-  const OnException accept([&] { Accept(step); });
   Show(settings_.senderHostName, command);
   const State sent = Send(step, command + "\r\n", next);
   return sent == State::Failed ? sent : Await(step, Deadline(step), next);
