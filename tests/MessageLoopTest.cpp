@@ -5,10 +5,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <ctime>
 #include <functional>
 #include <memory>
+#include <stdexcept>
 #include <thread>
 #include <vector>
 
@@ -20,6 +22,7 @@ namespace netro {
 namespace {
 
 using std::chrono::milliseconds;
+using std::chrono::seconds;
 
 bool Readable(int descriptor, int timeoutMs) {
   pollfd entry{descriptor, POLLIN, 0};
@@ -149,21 +152,115 @@ TEST(MessageLoop, QuitLoopEndsTheInnermostRunOnly) {
   EXPECT_EQ(order, (std::vector<int>{1, 2}));
 }
 
-TEST(MessageLoop, HostPumpIsForBlockingCallsOnly) {
-  MessageLoop& loop = QuietLoop();
-  int turns = 0;
-  loop.SetHostPump([&] { ++turns; });
-  const auto timer = loop.SetTimer(30, [&] { loop.QuitLoop(); });
-  timespec before{};
-  timespec after{};
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &before);
-  loop.RunLoop();
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &after);
-  EXPECT_EQ(turns, 0);
-  const auto used = (after.tv_sec - before.tv_sec) * 1'000'000'000 + after.tv_nsec - before.tv_nsec;
-  EXPECT_LT(used, 15'000'000) << "it did not sleep";
-  loop.KillTimer(timer);
-  loop.SetHostPump(nullptr);
+// These look at who turns the loop, so each has a thread and a loop of its own.
+class HostPump : public testing::Test {
+ protected:
+  static void OnItsThread(const std::function<void(MessageLoop&)>& test) {
+    std::thread([&] { test(MessageLoop::ForThisThread()); }).join();
+  }
+};
+
+TEST_F(HostPump, RunsWhileACallWaitsAndTheLibraryTurnsTheLoop) {
+  OnItsThread([](MessageLoop& loop) {
+    int turns = 0;
+    loop.SetHostPump([&] { ++turns; });
+    const auto timer = loop.SetTimer(30, [&] { loop.QuitLoop(); });
+    timespec before{};
+    timespec after{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &before);
+    loop.RunLoop();
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &after);
+    EXPECT_EQ(turns, 0) << "nobody waits";
+    const auto used =
+        (after.tv_sec - before.tv_sec) * 1'000'000'000 + after.tv_nsec - before.tv_nsec;
+    EXPECT_LT(used, 15'000'000) << "it did not sleep";
+
+    const Task task = loop.StartTask([&] { loop.Sleep(seconds(600)); });
+    for (int i = 0; i < 3; ++i) loop.PumpMessages();
+    EXPECT_EQ(turns, 0) << "the host turns the loop";
+    loop.RunLoop();
+    EXPECT_GT(turns, 0) << "a task waits in RunLoop";
+    loop.KillTimer(timer);
+    task.Cancel();
+    task.Wait();
+
+    turns = 0;
+    loop.Sleep(milliseconds(10));
+    EXPECT_GT(turns, 0) << "a call waits outside of tasks";
+    loop.SetHostPump(nullptr);
+    loop.Sleep(milliseconds(1));
+  });
+}
+
+// The pump advances the clock: each time by as much as may pass until it is due again.
+TEST_F(HostPump, RunsOnceInEachInterval) {
+  OnItsThread([](MessageLoop& loop) {
+    struct {
+      milliseconds interval;
+      milliseconds advance;
+      milliseconds sleep;
+      int turns;
+    } const cases[] = {
+        {seconds(1000), seconds(1000), seconds(4500), 5},
+        {seconds(1000), milliseconds(0), milliseconds(5), 1},
+        {milliseconds(10), seconds(100), seconds(450), 5},
+        {milliseconds(0), seconds(100), seconds(450), 5},
+        {milliseconds(-5), seconds(100), seconds(450), 5},
+    };
+    for (const auto& each : cases) {
+      int turns = 0;
+      const auto pump = [&] {
+        ++turns;
+        AdvanceClockForTests(each.advance);
+      };
+      loop.SetHostPump(pump, each.interval);
+      EXPECT_EQ(loop.Sleep(each.sleep), 0);
+      EXPECT_EQ(turns, each.turns) << each.interval.count();
+    }
+  });
+}
+
+TEST_F(HostPump, EntersItselfOnlyWhenACallWaitsInside) {
+  OnItsThread([](MessageLoop& loop) {
+    int depth = 0;
+    int deepest = 0;
+    std::function<void()> inside;
+    const auto pump = [&] {
+      AdvanceClockForTests(seconds(1));  // due again
+      deepest = std::max(deepest, ++depth);
+      if (depth == 1) inside();
+      --depth;
+    };
+    loop.SetHostPump(pump);
+    const Task task = loop.StartTask([&] { loop.Sleep(seconds(6000)); });
+    inside = [&] {
+      for (int i = 0; i < 3; ++i) {
+        loop.PostTask([] {});
+        loop.PumpMessages();
+      }
+    };
+    loop.Sleep(milliseconds(1));
+    EXPECT_EQ(deepest, 1) << "a pump alone turns the host no further";
+    inside = [&] { loop.Sleep(seconds(2)); };
+    loop.Sleep(milliseconds(1));
+    EXPECT_EQ(deepest, 2);
+    task.Cancel();
+    task.Wait();
+  });
+}
+
+TEST_F(HostPump, MayThrow) {
+  OnItsThread([](MessageLoop& loop) {
+    int turns = 0;
+    const auto pump = [&] {
+      AdvanceClockForTests(seconds(1));
+      if (++turns == 1) throw std::runtime_error("host");
+    };
+    loop.SetHostPump(pump);
+    EXPECT_THROW(loop.Sleep(seconds(5)), std::runtime_error);
+    EXPECT_EQ(loop.Sleep(seconds(1)), 0);
+    EXPECT_GT(turns, 1);
+  });
 }
 
 TEST(MessageLoop, EndOfAThreadLetsGoOfWhatItWasGiven) {
