@@ -2,8 +2,11 @@
 
 #include "terminal/Batch.h"
 
+#include <netro/MessageLoop.h>
+
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <exception>
 #include <utility>
 
 #include "terminal/Interrupt.h"
@@ -11,6 +14,12 @@
 #include "terminal/Terminal.h"
 
 namespace netro::tool {
+namespace {
+
+// What shows a result may be deep.
+constexpr std::size_t kStack = std::size_t{1} << 20;
+
+}  // namespace
 
 void DeclareParallel(CLI::App& options, std::int32_t& parallel, const std::string& use) {
   options.add_option("--parallel", parallel, use + "; 8 if not given")
@@ -37,8 +46,34 @@ std::size_t Batch::Run(std::size_t count, std::function<void(std::size_t)> perfo
   ended_.assign(count, false);
   const InterruptGuard guard(*this);
   const std::size_t workers = std::min(count, static_cast<std::size_t>(parallel_));
-  for (std::size_t i = 0; i < workers; ++i) Work();
+  std::vector<Task> tasks;
+  for (std::size_t i = 1; i < workers; ++i) {
+    const Task task = MessageLoop::ForThisThread().StartTask([this] { Work(); }, kStack);
+    if (task.Error() == 0) tasks.push_back(task);  // else the others do its work
+  }
+  if (tasks.empty()) {
+    Work();
+  } else {
+    tasks.push_back(MessageLoop::ForThisThread().StartTask([this] { Work(); }, kStack));
+    Await(tasks);
+  }
   return begun_;
+}
+
+// Nothing that the tasks refer to goes before they have ended, whatever one of them throws.
+void Batch::Await(const std::vector<Task>& tasks) {
+  std::exception_ptr thrown;
+  for (const Task& task : tasks) {
+    while (!task.Done()) {
+      try {
+        task.Wait();  // ends with Ctrl-C, as the tasks do soon
+      } catch (...) {
+        thrown = std::current_exception();
+        StopWaiting();
+      }
+    }
+  }
+  if (thrown) std::rethrow_exception(thrown);
 }
 
 void Batch::Work() {

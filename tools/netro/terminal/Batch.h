@@ -8,6 +8,7 @@
 #pragma once
 
 #include <netro/SocketCls.h>
+#include <netro/Task.h>
 
 #include <atomic>
 #include <cstddef>
@@ -52,6 +53,7 @@ class Batch {
 
  private:
   void Work();
+  void Await(const std::vector<Task>& tasks);
   void Ended(std::size_t index);
 
   const std::int32_t parallel_;
