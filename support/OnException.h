@@ -16,7 +16,7 @@ class OnException {
   explicit OnException(Repair repair)
       : repair_(std::move(repair)), before_(std::uncaught_exceptions()) {}
   ~OnException() {
-    if (std::uncaught_exceptions() == before_) return;
+    if (std::uncaught_exceptions() <= before_) return;
     try {
       repair_();
     } catch (...) {  // an exception is on its way already
