@@ -172,7 +172,9 @@ std::int32_t UDPCls::Pause(milliseconds time, bool untilReadable, const CancelMa
 
 std::int32_t UDPCls::Poll(Bytes& reply, const CancelMark& mark) {
   if (socket_ == nullptr) return kErrNotConnected;
-  if (!socket_->Readable()) module_->MessageLoop().PumpMessages();
+  // Deep inside other calls it is left out: what it delivers may make one more call.
+  Loop& loop = module_->MessageLoop();
+  if (!socket_->Readable() && loop.MayPumpAside()) loop.PumpMessages();
   for (std::int32_t attempt = 1;; ++attempt) {
     if (mark.Cancelled()) return kErrCancelled;
     if (socket_->Readable()) break;

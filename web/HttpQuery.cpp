@@ -34,7 +34,8 @@ std::string HttpQuery::Run(bool& timeout) {
   });
   timeout = false;
   Reset();
-  mark_.Module().MessageLoop().PumpMessages();
+  // Deep inside other calls it is left out: what it delivers may make one more call.
+  if (mark_.MessageLoop().MayPumpAside()) mark_.MessageLoop().PumpMessages();
   bool succeeded = call_->alive && CheckSettings() && Prepare();
   while (succeeded) {
     succeeded = Exchange(timeout);
