@@ -16,6 +16,7 @@
 #include "platform/WholeFile.h"
 #include "socket/SocketErrors.h"
 #include "support/DateText.h"
+#include "support/OnException.h"
 
 namespace netro {
 namespace {
@@ -229,7 +230,7 @@ WatchedHost Watchpost::HostAt(std::size_t index) const {
   return told;
 }
 
-// What the loop calls must not throw. The hosts of a round that is given up stay due.
+// The hosts of a round that is given up stay due.
 template <class Work>
 void Watchpost::Guarded(Work work) {
   try {
@@ -244,6 +245,7 @@ void Watchpost::Guarded(Work work) {
 void Watchpost::Tick() {
   Guarded([this] {
     if (broken_) GiveUpRound();
+    if (untold_) EndRound();
     TellOfMails();
     if (!inRound_) Round();
   });
@@ -265,11 +267,12 @@ void Watchpost::GiveUpRound() {
   running_ = 0;
   inRound_ = false;
   list_.ReleaseAll();
-  broken_ = false;
+  broken_ = untold_ = false;
 }
 
 void Watchpost::Ended(std::size_t index, const ProbeResult* result) {
   const auto self = shared_from_this();
+  const OnException note([this] { untold_ = inRound_ && running_ == 0; });
   --running_;
   Guarded([&] {
     if (result == nullptr) {
@@ -295,7 +298,7 @@ void Watchpost::Tell(std::size_t index, WatchChange change) {
 }
 
 void Watchpost::EndRound() {
-  inRound_ = false;
+  inRound_ = untold_ = false;
   CommitLog();
   if (owner_ != nullptr && owner_->Events() != nullptr) owner_->Events()->RoundEnded();
 }

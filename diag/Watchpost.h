@@ -85,6 +85,7 @@ class Watchpost final : public std::enable_shared_from_this<Watchpost>, private 
   std::int32_t timer_ = 0;
   bool inRound_ = false;
   bool broken_ = false;      // the round, by a lack of memory; the next tick gives it up
+  bool untold_ = false;      // its end, because an event threw; the next tick tells it
   std::size_t running_ = 0;  // probes of the round
   bool logged_ = false;      // lines that are not written yet
   std::int32_t lastErr_ = 0;

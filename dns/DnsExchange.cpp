@@ -98,7 +98,7 @@ std::int32_t AskOverUdp(const DnsServer& server, const Bytes& query, const Cance
   return AskByDatagram(
       {host.ip, server.port}, query,
       [&](std::span<const std::uint8_t> reply) { return AnswersQuery(reply, query); }, mark,
-      std::min(limit, Now() + wait), message);
+      std::min(limit, Now() + wait), mark.Module().Datagrams(), message);
 }
 
 DnsTcpResult AskOverTcp(const ConnectionPlan& plan, const Bytes& query, bool transfer,

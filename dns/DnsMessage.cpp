@@ -28,7 +28,7 @@ bool SameName(std::span<const std::uint8_t> a, std::span<const std::uint8_t> b) 
   const auto text = [](std::span<const std::uint8_t> bytes) {
     return std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size());
   };
-  return EqualsIgnoreCase(text(a), text(b));
+  return text(a) == text(b) || EqualsIgnoreCase(text(a), text(b));
 }
 
 bool SkipQuestions(std::span<const std::uint8_t> message, ByteReader& reader,
@@ -49,6 +49,28 @@ bool ReadSection(std::span<const std::uint8_t> message, ByteReader& reader, std:
   }
   return true;
 }
+
+// Takes back what was appended, unless it is to be kept; also when memory runs out.
+class Appending {
+ public:
+  explicit Appending(DnsRecords& records) : records_(records) {
+    std::ranges::transform(records, before_.begin(), &std::deque<DNSCLS>::size);
+  }
+  ~Appending() {
+    for (std::size_t section = 0; !kept_ && section < records_.size(); ++section) {
+      records_[section].resize(before_[section]);
+    }
+  }
+  Appending(const Appending&) = delete;
+  Appending& operator=(const Appending&) = delete;
+
+  void Keep() { kept_ = true; }
+
+ private:
+  DnsRecords& records_;
+  std::array<std::size_t, DnsReply::Sections> before_;
+  bool kept_ = false;
+};
 
 struct Header {
   DnsFlags flags;
@@ -73,7 +95,7 @@ std::string QuestionName(const DnsQuestion& question) {
 }
 
 std::optional<Bytes> ComposeQuery(const DnsQuestion& question) {
-  ByteWriter writer;
+  ByteWriter writer(kHeaderSize + question.domain.size() + 2 + kTypeAndClass);
   writer.U16(kId);
   writer.U8(question.recursion ? 1 : 0);
   writer.U8(0);
@@ -106,24 +128,21 @@ bool IsBareRefusal(std::span<const std::uint8_t> message) {
   return ReadHeader(message, header) && header.questions == 0 && header.flags.Code() != 0;
 }
 
-bool ReadReply(std::span<const std::uint8_t> message, DnsReply& reply) {
+bool ReadReply(std::span<const std::uint8_t> message, DnsFlags& flags, DnsRecords& records) {
   ByteReader reader(message);
   reader.Skip(2);
-  reply.flags.first = reader.U8();
-  reply.flags.second = reader.U8();
+  flags.first = reader.U8();
+  flags.second = reader.U8();
   const std::uint16_t questions = reader.U16();
   std::uint16_t counts[DnsReply::Sections];
   for (std::uint16_t& count : counts) count = reader.U16();
 
-  std::array<std::size_t, DnsReply::Sections> before;
-  std::ranges::transform(reply.records, before.begin(), &std::deque<DNSCLS>::size);
+  Appending appending(records);
   bool ok = reader.Ok() && SkipQuestions(message, reader, questions);
-  for (std::size_t section = 0; ok && section < reply.records.size(); ++section) {
-    ok = ReadSection(message, reader, counts[section], reply.records[section]);
+  for (std::size_t section = 0; ok && section < records.size(); ++section) {
+    ok = ReadSection(message, reader, counts[section], records[section]);
   }
-  for (std::size_t section = 0; !ok && section < reply.records.size(); ++section) {
-    reply.records[section].resize(before[section]);
-  }
+  if (ok) appending.Keep();
   return ok;
 }
 

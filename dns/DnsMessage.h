@@ -50,7 +50,10 @@ struct DnsFlags {
   std::int32_t Code() const { return second & 15; }
 };
 
-/// One or several replies: the records of each section in the order in which they came.
+/// The records of each section in the order in which they came.
+using DnsRecords = std::array<std::deque<DNSCLS>, 3>;
+
+/// One or several replies.
 struct DnsReply {
   enum Section { Answer, Authority, Additional, Sections };
 
@@ -59,11 +62,14 @@ struct DnsReply {
   }
 
   DnsFlags flags;
-  std::array<std::deque<DNSCLS>, Sections> records;
+  DnsRecords records;
 };
 
 /// Reads a message: sets the flags, appends the records. When it is malformed the flags are set (as
 /// far as there are any), no record is appended, and the result is false.
-bool ReadReply(std::span<const std::uint8_t> message, DnsReply& reply);
+bool ReadReply(std::span<const std::uint8_t> message, DnsFlags& flags, DnsRecords& records);
+inline bool ReadReply(std::span<const std::uint8_t> message, DnsReply& reply) {
+  return ReadReply(message, reply.flags, reply.records);
+}
 
 }  // namespace netro

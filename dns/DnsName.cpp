@@ -1,6 +1,6 @@
 #include "dns/DnsName.h"
 
-#include "support/Text.h"
+#include <algorithm>
 
 namespace netro {
 namespace {
@@ -10,12 +10,21 @@ constexpr std::size_t kLongestName = 255;  // with length bytes and the root's
 constexpr std::uint8_t kPointer = 0xC0;
 constexpr int kMostPointers = 128;
 
+// Gives `take` one label after the other until it returns false; false then, too.
+template <class Take>
+bool ForEachLabel(std::string_view name, Take take) {
+  for (;;) {
+    const std::size_t end = std::min(name.find('.'), name.size());
+    if (!take(name.substr(0, end))) return false;
+    if (end == name.size()) return true;
+    name.remove_prefix(end + 1);
+  }
+}
+
 bool IsName(std::string_view name) {
   if (name.empty() || name.size() + 2 > kLongestName) return false;
-  for (const std::string& label : Split(name, '.')) {
-    if (label.empty() || label.size() > kLongestLabel) return false;
-  }
-  return true;
+  return ForEachLabel(
+      name, [](std::string_view label) { return !label.empty() && label.size() <= kLongestLabel; });
 }
 
 }  // namespace
@@ -24,10 +33,12 @@ bool WriteName(std::string_view name, ByteWriter& writer) {
   const bool root = name == ".";
   if (name.ends_with('.')) name.remove_suffix(1);
   if (!root && !IsName(name)) return false;
-  for (const std::string& label : root ? std::vector<std::string>() : Split(name, '.')) {
+  const auto write = [&](std::string_view label) {
     writer.U8(static_cast<std::uint8_t>(label.size()));
     writer.Text(label);
-  }
+    return true;
+  };
+  if (!root) ForEachLabel(name, write);
   writer.U8(0);
   return true;
 }
@@ -55,7 +66,7 @@ bool ReadName(std::span<const std::uint8_t> message, ByteReader& reader, std::st
     length += size + 1u;
     if (size > kLongestLabel || !current->Ok() || length > kLongestName) return false;
     if (!name.empty()) name += '.';
-    name.append(label.begin(), label.end());
+    name.append(reinterpret_cast<const char*>(label.data()), label.size());
   }
 }
 

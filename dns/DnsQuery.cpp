@@ -1,5 +1,6 @@
 #include "dns/DnsQuery.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "dns/DnsResult.h"
@@ -15,7 +16,9 @@ constexpr std::chrono::milliseconds kUdpWait(100 + 3 * 333);
 constexpr long kServerLookupSeconds = 30;
 constexpr std::int32_t kLargestType = 65535;
 
-std::string Text(const Bytes& bytes) { return {bytes.begin(), bytes.end()}; }
+void Assign(std::string& text, const Bytes& bytes) {
+  text.assign(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+}
 
 }  // namespace
 
@@ -65,7 +68,7 @@ std::int32_t DnsQuery::Exchange(bool udp) {
       ComposeQuery({settings_.domain, settings_.queryType,
                     static_cast<std::uint16_t>(settings_.queryClass), settings_.useRecursion});
   if (!query) return kErrNoDnsEntries;
-  owner_.outBuffer_ = Text(udp ? *query : WithLength(*query));
+  Assign(owner_.outBuffer_, udp ? *query : WithLength(*query));
   return udp ? ExchangeUdp(*query) : ExchangeTcp(*query);
 }
 
@@ -76,11 +79,11 @@ std::int32_t DnsQuery::ExchangeUdp(const Bytes& query) {
       AskOverUdp(server, query, mark_, kUdpWait, SecondsFromNow(kServerLookupSeconds), message);
   if (!call_->alive) return kErrCancelled;
   if (error != 0) return error;
-  DnsReply reply;
-  const bool good = ReadReply(message, reply) && reply.flags.Code() == 0 && reply.Count() > 0;
-  const bool truncated = reply.flags.IsTruncated();
-  Publish(std::move(reply), message, truncated);
-  return good ? 0 : kErrNoDnsEntries;
+  DnsFlags flags;
+  const bool read = ReadReply(message, flags, owner_.records_);
+  Publish(flags, message, flags.IsTruncated());
+  const bool empty = std::ranges::all_of(owner_.records_, &std::deque<DNSCLS>::empty);
+  return read && flags.Code() == 0 && !empty ? 0 : kErrNoDnsEntries;
 }
 
 std::int32_t DnsQuery::ExchangeTcp(const Bytes& query) {
@@ -89,8 +92,9 @@ std::int32_t DnsQuery::ExchangeTcp(const Bytes& query) {
   const bool transfer = settings_.queryType == TYPE_AXFR || settings_.queryType == TYPE_IXFR;
   DnsTcpResult result = AskOverTcp(plan, query, transfer, mark_);
   if (!call_->alive) return kErrCancelled;
-  const bool truncated = result.reply.flags.HasReservedBit();  // it has always been this one
-  Publish(std::move(result.reply), result.message, truncated);
+  owner_.records_ = std::move(result.reply.records);
+  const DnsFlags flags = result.reply.flags;
+  Publish(flags, result.message, flags.HasReservedBit());  // it has always been this one
   return result.code;
 }
 
@@ -101,12 +105,11 @@ std::int32_t DnsQuery::Plan(ConnectionPlan& plan) const {
   return PlanProxy(proxy_, plan) ? 0 : kErrInvalidArgument;
 }
 
-void DnsQuery::Publish(DnsReply reply, const Bytes& message, bool truncated) {
-  owner_.records_ = std::move(reply.records);
-  owner_.isAuthoritative_ = reply.flags.IsAuthoritative();
-  owner_.isRecursionAvailable_ = reply.flags.IsRecursionAvailable();
+void DnsQuery::Publish(const DnsFlags& flags, const Bytes& message, bool truncated) {
+  owner_.isAuthoritative_ = flags.IsAuthoritative();
+  owner_.isRecursionAvailable_ = flags.IsRecursionAvailable();
   owner_.isTruncated_ = truncated;
-  owner_.inBuffer_ = Text(message);
+  Assign(owner_.inBuffer_, message);
 }
 
 }  // namespace netro

@@ -29,7 +29,7 @@ class DnsQuery {
   std::int32_t ExchangeUdp(const Bytes& query);
   std::int32_t ExchangeTcp(const Bytes& query);
   std::int32_t Plan(ConnectionPlan& plan) const;
-  void Publish(DnsReply reply, const Bytes& message, bool truncated);
+  void Publish(const DnsFlags& flags, const Bytes& message, bool truncated);
 
   QueryDNSCLS& owner_;
   std::shared_ptr<CallState> call_;

@@ -11,6 +11,7 @@
 #include "mail/MimeMessage.h"
 #include "mail/SmtpTables.h"
 #include "mail/SmtpTranscript.h"
+#include "support/OnException.h"
 #include "support/Text.h"
 
 namespace netro {
@@ -74,6 +75,9 @@ bool MailCall::Deliver() {
   if (owner_.message_->KindOfMessage() == MimeMessage::Kind::None)
     return Fail(kTextNoMessage, GetMessageText(kTextNoMessage));
   std::vector<RecipientOutcome> outcomes = Recipients();
+  const OnException tell([&] {
+    if (call_->alive) owner_.outcomes_ = std::move(outcomes);
+  });
   if (outcomes.empty()) return Fail(kTextNoRecipient, GetMessageText(kTextNoRecipient));
   const std::string fault = SenderFault();
   if (fault.empty()) {
@@ -136,8 +140,12 @@ std::string MailCall::DeliverOne(RecipientOutcome& outcome, const std::string& f
                                  std::string_view text) const {
   const auto session = std::make_shared<SmtpResult>();
   SmtpOrder order = Order(from, outcome.Address);
-  const bool done = RunSmtpSession(order, text, mark_, session, Events());
   const std::int32_t enough = settings_.simulation ? SMTP_STEP_RCPTTO : SMTP_STEP_SENDDATA;
+  const OnException judge([&] {
+    outcome.Accepted = session->accepted >= enough;
+    if (outcome.Accepted) outcome.ResultClass = 0;
+  });
+  const bool done = RunSmtpSession(order, text, mark_, session, Events());
   outcome.Accepted = done || session->accepted >= enough;
   outcome.StepID = session->stepID;
   outcome.Result = session->result;

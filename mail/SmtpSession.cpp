@@ -35,6 +35,7 @@
 #include "platform/ErrorNumbers.h"
 #include "platform/HostInfo.h"
 #include "socket/SocketErrors.h"
+#include "support/OnException.h"
 #include "support/Text.h"
 
 namespace netro {
@@ -133,6 +134,7 @@ class SmtpSession {
 
   State Command(std::int32_t step, const std::string& command, State next);
   State Await(std::int32_t step, TimePoint deadline, State next);
+  bool Accept(std::int32_t step);
   State Send(std::int32_t step, std::string_view bytes, State next);
   State SendBlocks(SmtpData& message, State next);
   void TellProgress(std::size_t sent, std::size_t more, std::size_t total);
@@ -303,8 +305,10 @@ SmtpSession::State SmtpSession::Command(std::int32_t step, const std::string& co
   return sent == State::Failed ? sent : Await(step, Deadline(step), next);
 }
 
+// What the server has taken is delivered, also when the event that shows its reply throws.
 SmtpSession::State SmtpSession::Message() {
   connection_.BeginReply();
+  const OnException accept([this] { Accept(SMTP_STEP_SENDDATA); });
   if (mark_.Cancelled()) return FailWait(SMTP_STEP_SENDDATA, kErrCancelled);
   SmtpData message(data_, order_.dots);
   ShowMessage(message.Size());
@@ -346,12 +350,17 @@ SmtpSession::State SmtpSession::Send(std::int32_t step, std::string_view bytes, 
 SmtpSession::State SmtpSession::Await(std::int32_t step, TimePoint deadline, State next) {
   const WaitEnd end = connection_.AwaitReply(deadline);
   if (const std::int32_t code = connection_.Code()) {
-    if (!HasStepEntry(settings_.success, step, code)) return Fail(step, code, result_->lastBuffer);
-    result_->accepted = step;
-    return next;
+    return Accept(step) ? next : Fail(step, code, result_->lastBuffer);
   }
   if (const std::int32_t error = connection_.Failure()) return FailSocket(error);
   return FailWait(step, WaitError(end));
+}
+
+bool SmtpSession::Accept(std::int32_t step) {
+  const std::int32_t code = connection_.Code();
+  const bool good = code != 0 && HasStepEntry(settings_.success, step, code);
+  if (good) result_->accepted = step;
+  return good;
 }
 
 void SmtpSession::Show(const std::string& label, std::string_view text) {

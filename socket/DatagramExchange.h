@@ -8,16 +8,17 @@
 #include <cstdint>
 #include <span>
 
-#include "socket/DatagramSocket.h"
+#include "socket/DatagramPool.h"
 #include "socket/Wait.h"
 
 namespace netro {
 
 /// Sends one datagram of exactly these bytes, which may be none, and waits until the limit for one
-/// from the target that `wanted` takes; others are ignored. Returns the error number: 9999, 10002,
+/// from the target that `wanted` takes; others are ignored. Replies to what was sent before over a
+/// socket of the pool must not look like one. Returns the error number: 9999, 10002,
 /// the socket's.
 std::int32_t AskByDatagram(const SocketAddress& target, std::span<const std::uint8_t> request,
                            DatagramSocket::Filter wanted, const CancelMark& mark, TimePoint limit,
-                           Bytes& reply);
+                           DatagramPool& sockets, Bytes& reply);
 
 }  // namespace netro

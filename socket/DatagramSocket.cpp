@@ -21,15 +21,34 @@ DatagramSocket::~DatagramSocket() {
 }
 
 std::int32_t DatagramSocket::Open(const Options& options, const SocketAddress& target) {
-  target_ = target;
-  if (target_.ip == 0) target_.ip = kLoopback;  // where the system sends it, and replies come from
-  notifier_.DatagramRoom();                     // made now, where there may be no memory
+  SetTarget(target);
+  notifier_.DatagramRoom();  // made now, where there may be no memory
   std::int32_t error = CreateSocket(SocketKind::Datagram, handle_);
   if (error == 0 && options.reuseAddress) error = SetReuseAddress(handle_);
   if (error == 0 && options.broadcast) error = SetBroadcast(handle_);
   if (error == 0) error = notifier_.Watch(handle_, SocketKind::Datagram, *this);
   if (error == 0) notifier_.SetAwaited(handle_);
   return error;
+}
+
+// Where the system sends what is for no address, and replies come from.
+void DatagramSocket::SetTarget(const SocketAddress& target) {
+  target_ = target;
+  if (target_.ip == 0) target_.ip = kLoopback;
+}
+
+void DatagramSocket::Begin(std::shared_ptr<CallState> call, const SocketAddress& target,
+                           Filter wanted) {
+  SetTarget(target);
+  call_ = std::move(call);
+  wanted_ = std::move(wanted);
+  readable_ = sendBlocked_ = false;
+  ++exchanges_;
+}
+
+void DatagramSocket::End() {
+  call_ = nullptr;
+  wanted_ = nullptr;
 }
 
 std::int32_t DatagramSocket::Send(std::span<const std::uint8_t> datagram) {
@@ -42,12 +61,13 @@ std::int32_t DatagramSocket::Send(std::span<const std::uint8_t> datagram) {
 std::int32_t DatagramSocket::Take(Bytes& reply) {
   reply = std::exchange(reply_, {});
   readable_ = false;
-  notifier_.Renew(handle_);
+  if (!wanted_) notifier_.Renew(handle_);
   return error_;
 }
 
 void DatagramSocket::OnSocket(std::int32_t /*handle*/, SocketEvent event, std::int32_t /*error*/) {
   if (event == SocketEvent::Write) sendBlocked_ = false;
+  if (call_ == nullptr) return;
   call_->Changed();
   if (event != SocketEvent::Read || readable_) return;
   SocketAddress from;

@@ -39,18 +39,26 @@ class DatagramSocket final : private SocketWatcher {
   std::int32_t Open(const Options& options, const SocketAddress& target);
   std::int32_t Send(std::span<const std::uint8_t> datagram);
 
+  /// Makes an open socket that of another exchange, until End.
+  void Begin(std::shared_ptr<CallState> call, const SocketAddress& target, Filter wanted);
+  /// What comes from now on is left to the next exchange, which does not want it.
+  void End();
+  int Exchanges() const { return exchanges_; }
+
   /// True while a datagram, or an error, waits to be taken.
   bool Readable() const { return readable_; }
   bool SendBlocked() const { return sendBlocked_; }
-  /// Takes what Readable tells of; returns the error number.
+  /// Takes what Readable tells of; returns the error number. With a filter that is the last one.
   std::int32_t Take(Bytes& reply);
 
  private:
   void OnSocket(std::int32_t handle, SocketEvent event, std::int32_t error) override;
   bool IsWanted(const SocketAddress& from) const;
+  void SetTarget(const SocketAddress& target);
 
   Notifier& notifier_;
-  const std::shared_ptr<CallState> call_;
+  std::shared_ptr<CallState> call_;
+  int exchanges_ = 0;
   std::int32_t handle_ = 0;
   SocketAddress target_;
   Filter wanted_;

@@ -24,10 +24,13 @@ std::string LookupErrorText(std::int32_t error) {
 LookupAnswer ResolveHost(std::string host, std::optional<std::string> servers,
                          const CancelMark& mark, TimePoint deadline) {
   LookupAnswer answer;
-  if (!ParseDotted(host))
+  std::optional<std::int32_t> ip = ParseDotted(host);
+  if (!ip) {
     answer = DefaultHostLookup().Lookup(host, std::move(servers), mark, deadline);
-  if (answer.error != 0) return answer;
-  answer.ip = ParseDotted(answer.text.empty() ? host : answer.text).value_or(kNoAddress);
+    if (answer.error != 0) return answer;
+    ip = ParseDotted(answer.text.empty() ? host : answer.text);
+  }
+  answer.ip = ip.value_or(kNoAddress);
   if (answer.ip == kNoAddress) answer.error = kErrNoDnsEntries;
   return answer;
 }

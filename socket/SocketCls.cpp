@@ -14,6 +14,7 @@
 #include "socket/SocketErrors.h"
 #include "socket/SocketModule.h"
 #include "socket/Wait.h"
+#include "support/OnException.h"
 
 namespace netro {
 namespace {
@@ -139,6 +140,9 @@ bool SocketCls::ConnectBy(std::string host, std::int32_t port, const CancelMark&
 
   const auto call = call_;
   const std::uint32_t connection = connection_;
+  const OnException close([&] {
+    if (call->alive && connection_ == connection) Close();
+  });
   const auto ip = Resolve(host, mark, deadline);
   if (!call->alive) return false;
   if (connection_ != connection) {  // closed while looking up
@@ -277,9 +281,7 @@ void SocketCls::WindowProc(std::int32_t WSAEvent, const Bytes& Data) {
       if (SendQueued() && events_ != nullptr) events_->SendComplete();
       return;
     case 8:
-      RefreshAddresses();
-      if (events_ != nullptr) events_->ConnectionRequest(socketHandle_);
-      return;
+      return RaiseConnectionRequest();
     case 16:
       state_ = sockConnected;
       RefreshAddresses();
@@ -301,6 +303,17 @@ void SocketCls::WindowProc(std::int32_t WSAEvent, const Bytes& Data) {
 void SocketCls::RaiseDataArrival(const Bytes& data) {
   const std::string from = remoteIP_;  // the object may go before the handler is done with it
   if (events_ != nullptr) events_->DataArrival(data, from);
+}
+
+// A connection that an exception has kept from being taken over is announced again.
+void SocketCls::RaiseConnectionRequest() {
+  RefreshAddresses();
+  const auto call = call_;
+  const std::uint32_t connection = connection_;
+  const OnException again([&] {
+    if (call->alive && connection_ == connection) module_->Notifications().Renew(socketHandle_);
+  });
+  if (events_ != nullptr) events_->ConnectionRequest(socketHandle_);
 }
 
 void SocketCls::RaiseError(const std::string& number) {

@@ -20,6 +20,7 @@
 #include "platform/CallState.h"
 #include "platform/ErrorNumbers.h"
 #include "platform/PerThread.h"
+#include "support/OnException.h"
 
 namespace netro {
 namespace {
@@ -129,6 +130,10 @@ void SocketModule::Drain(SocketCls& socket) {
     return call->alive && socket.connection_ == connection && !socket.socketIsBusy_ &&
            Owner(handle) == &socket;
   };
+  // The notification is taken, but what it tells of may not be.
+  const OnException again([&] {
+    if (canGoOn()) Notifications().Renew(handle);
+  });
   // Inside the pump of another read loop one block is enough: turns of turns would take for ever.
   const int turns = pumpsInDrain_ == 0 ? kChunksPerTurn : 1;
   const TimePoint end = Now() + kTurn;

@@ -13,6 +13,7 @@
 
 #include "platform/HostInfo.h"
 #include "platform/Loop.h"
+#include "socket/DatagramPool.h"
 
 namespace netro {
 
@@ -20,7 +21,8 @@ class SocketCls;
 
 class SocketModule final : public SocketWatcher {
  public:
-  explicit SocketModule(std::shared_ptr<Loop> loop) : loop_(std::move(loop)) {}
+  explicit SocketModule(std::shared_ptr<Loop> loop)
+      : loop_(std::move(loop)), datagrams_(loop_->Notifications()) {}
 
   static const std::shared_ptr<SocketModule>& ForThread();
 
@@ -29,6 +31,8 @@ class SocketModule final : public SocketWatcher {
   Loop& MessageLoop() { return *loop_; }
   const std::shared_ptr<Loop>& SharedLoop() const { return loop_; }
   Notifier& Notifications() { return loop_->Notifications(); }
+  /// Sockets of the exchanges whose replies tell what they answer.
+  DatagramPool& Datagrams() { return datagrams_; }
 
   /// Counts one more user of the network stack, starting it for the first. Returns the error
   /// number; nothing is counted on failure. `counted` is set when CleanUp must be called for it.
@@ -64,6 +68,7 @@ class SocketModule final : public SocketWatcher {
   void PumpInDrain(SocketCls& socket);
 
   std::shared_ptr<Loop> loop_;
+  DatagramPool datagrams_;
   std::unordered_set<const SocketCls*> sockets_;
   std::unordered_map<std::int32_t, SocketCls*> owners_;
   std::int16_t startUps_ = 0;

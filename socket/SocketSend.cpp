@@ -8,6 +8,7 @@
 #include "socket/SendQueue.h"
 #include "socket/SocketModule.h"
 #include "socket/Wait.h"
+#include "support/OnException.h"
 
 namespace netro {
 namespace {
@@ -32,9 +33,11 @@ std::int32_t SocketCls::SendData(std::span<const std::uint8_t> Data) {
 std::int32_t SocketCls::SendAll(std::span<const std::uint8_t> data, const CancelMark& mark,
                                 QueueHold* hold) {
   if (socketHandle_ == 0) return kErrNotConnected;
-  const std::int32_t error = SendInTurns(data, mark, hold);
   // Whoever else is blocked tries again: this send may have taken its notification.
-  if (error != 0) mark.Module().SendBlocked(false);
+  const auto unblock = [&] { mark.Module().SendBlocked(false); };
+  const OnException unblockThen(unblock);
+  const std::int32_t error = SendInTurns(data, mark, hold);
+  if (error != 0) unblock();
   return error;
 }
 

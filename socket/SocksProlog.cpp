@@ -21,6 +21,7 @@
 #include "socket/SocketModule.h"
 #include "socket/SocksDialogue.h"
 #include "socket/Wait.h"
+#include "support/OnException.h"
 
 namespace netro {
 namespace {
@@ -65,20 +66,21 @@ std::int32_t SocketCls::OpenTunnel(SocksTarget target, bool remoteDNS, const Can
   const auto call = call_;
   const std::uint32_t connection = connection_;
   const QueueHold hold(*this);
+  const auto close = [&] {
+    prologInProgress_ = closeHeld_ = false;
+    if (connection_ == connection) Close();  // else an event has put another one in its place
+  };
+  const OnException closeThen([&] {
+    if (call->alive) close();
+  });
   std::int32_t error = PrepareTarget(target, remoteDNS, mark);
   if (error == 0) {
     SocksDialogue dialogue(std::move(target));
     error = RunDialogue(dialogue, mark);
   }
   if (error == 0 || !call->alive) return error;
-  prologInProgress_ = false;
-  const std::int32_t socketError = error == kErrNoDnsEntries ? kErrHostNotFound : error;
-  if (connection_ == connection) {
-    Fail(socketError);
-  } else {
-    closeHeld_ = false;  // an event has put something else in the connection's place
-    lastSocketErr_ = socketError;
-  }
+  close();
+  lastSocketErr_ = error == kErrNoDnsEntries ? kErrHostNotFound : error;
   return error;
 }
 

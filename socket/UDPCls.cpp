@@ -12,6 +12,7 @@
 #include "socket/SocketErrors.h"
 #include "socket/SocketModule.h"
 #include "socket/Wait.h"
+#include "support/OnException.h"
 
 namespace netro {
 namespace {
@@ -171,7 +172,9 @@ std::int32_t UDPCls::Pause(milliseconds time, bool untilReadable, const CancelMa
 
 std::int32_t UDPCls::Poll(Bytes& reply, const CancelMark& mark) {
   if (socket_ == nullptr) return kErrNotConnected;
-  if (!socket_->Readable()) module_->MessageLoop().PumpMessages();
+  // Deep inside other calls it is left out: what it delivers may make one more call.
+  Loop& loop = module_->MessageLoop();
+  if (!socket_->Readable() && loop.MayPumpAside()) loop.PumpMessages();
   for (std::int32_t attempt = 1;; ++attempt) {
     if (mark.Cancelled()) return kErrCancelled;
     if (socket_->Readable()) break;
@@ -187,11 +190,14 @@ std::int32_t UDPCls::Poll(Bytes& reply, const CancelMark& mark) {
 
 std::int32_t UDPCls::Query(std::span<const std::uint8_t> data, Bytes& reply,
                            const CancelMark& mark) {
-  const auto call = call_;
+  const auto close = [this, call = call_] {
+    if (call->alive) socket_.reset();
+  };
+  const OnException closeThen(close);
   std::int32_t error = Open(mark);
   if (error == 0) error = SendAllButLast(data, mark);
   if (error == 0) error = Poll(reply, mark);
-  if (call->alive) socket_.reset();
+  close();
   AppendZero(reply, error);
   return error;
 }

@@ -17,9 +17,9 @@ class ByteReader {
  public:
   explicit ByteReader(std::span<const std::uint8_t> bytes) : bytes_(bytes) {}
 
-  std::uint8_t U8() { return static_cast<std::uint8_t>(Number(1)); }
-  std::uint16_t U16() { return static_cast<std::uint16_t>(Number(2)); }
-  std::uint32_t U32() { return Number(4); }
+  std::uint8_t U8() { return static_cast<std::uint8_t>(Number<1>()); }
+  std::uint16_t U16() { return static_cast<std::uint16_t>(Number<2>()); }
+  std::uint32_t U32() { return Number<4>(); }
 
   /// The next `count` bytes; they live as long as the bytes given to the constructor.
   std::span<const std::uint8_t> Take(std::size_t count) {
@@ -45,10 +45,12 @@ class ByteReader {
   bool Ok() const { return ok_; }
 
  private:
-  std::uint32_t Number(std::size_t count) {
+  template <std::size_t count>
+  std::uint32_t Number() {
+    const auto bytes = Take(count);
     std::uint32_t value = 0;
-    for (const std::uint8_t byte : Take(count)) {
-      value = value << 8 | byte;
+    for (std::size_t i = 0; i < count && !bytes.empty(); ++i) {
+      value = value << 8 | bytes[i];
     }
     return value;
   }

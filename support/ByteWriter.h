@@ -31,9 +31,7 @@ class ByteWriter {
 
   /// The bytes of `text` as they are, without length or end mark.
   void Text(std::string_view text) {
-    for (const char c : text) {
-      U8(static_cast<std::uint8_t>(c));
-    }
+    Append({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
   }
 
   const Bytes& Data() const { return bytes_; }

@@ -35,12 +35,14 @@ bool LogfileCLS::ReportSystem(std::int32_t error) {
   return Report(error, std::generic_category().message(error));
 }
 
-// A sink that has deleted the object does not come back here by an exception: events do not throw.
+// What a sink throws may come from one that has deleted the object.
 template <class Call>
 bool LogfileCLS::Guarded(Call call) {
+  const std::weak_ptr<LogBuffer> alive = buffer_;
   try {
     return call();
   } catch (const std::bad_alloc&) {
+    if (alive.expired()) throw;
     return ReportSystem(ENOMEM);
   }
 }

@@ -8,6 +8,7 @@
 #include <memory>
 #include <thread>
 
+#include "SilentHost.h"
 #include "SocketTestKit.h"
 #include "peers/BytesServer.h"
 #include "peers/SocksServer.h"
@@ -188,6 +189,45 @@ TEST(Nested, FloodsDoNotMultiply) {
   blocks = 0;
   MessageLoop::ForThisThread().PumpMessages();
   EXPECT_LE(blocks, kSockets * kSockets * 64 * 2) << "turns of turns: deadlines would starve";
+}
+
+// Each call waits inside the one before it. The stack of a thread holds a hundred of them and more,
+// but not what a timer that never asks would start.
+TEST(NestedWaits, MoreThanAHundredAreRefused) {
+  const SilentHost host;
+  MessageLoop& loop = MessageLoop::ForThisThread();
+  int waiting = 0;
+  int refused = 0;
+  const auto ask = [&] {
+    HTTPCls http;
+    http.URL(host.Url());
+    bool timeout = true;
+    ++waiting;
+    EXPECT_LE(waiting, 110);
+    const std::string text = http.HTTPQuery(timeout);
+    --waiting;
+    if (http.LastErr() == 9999) return;
+    ++refused;
+    EXPECT_GE(waiting, 100);
+    EXPECT_EQ(http.LastErr(), 0) << "a refused call changes nothing";
+    EXPECT_EQ(text.find("Operation Now in Progress"), 0u) << text;
+    EXPECT_EQ(loop.Sleep(std::chrono::milliseconds(1)), 10036);
+    // A task has a stack of its own.
+    std::int32_t slept = -1;
+    const Task task = loop.StartTask([&] { slept = loop.Sleep(std::chrono::milliseconds(0)); });
+    EXPECT_EQ(task.Wait(), 10036);
+    while (!task.Done()) loop.PumpMessages();
+    EXPECT_EQ(slept, 0);
+    SocketCls().Kill();
+  };
+  std::int32_t timer = 0;
+  timer = loop.SetTimer(1, [&] {
+    if (refused > 0) return loop.KillTimer(timer);
+    ask();
+  });
+  EXPECT_TRUE(PumpUntil([&] { return refused > 0 && waiting == 0; }));
+  EXPECT_EQ(refused, 1);
+  loop.KillTimer(timer);
 }
 
 TEST(Stream, UrgentDataDoesNotStopTheRest) {

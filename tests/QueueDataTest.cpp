@@ -26,7 +26,7 @@ using peers::BytesServer;
 using std::string_literals::operator""s;
 using Events = std::vector<std::string>;
 
-const std::string kMuch(32 * 1024 * 1024, 'm');
+const std::string kMuch(16 * 1024 * 1024, 'm');  // more than the system has room for
 
 // Connected to a server that reads nothing until it is told, with a queue that the system cannot
 // take.
@@ -276,22 +276,22 @@ TEST(QueueData, ServerWithDeafClientsServesTheOneThatReads) {
   constexpr int kDeaf = 120;
   EchoServer server;
   std::vector<int> deaf;
+  const int little = 4096;  // room in the system, so that it does not take long to fill
   const auto flood = [&] {
     const std::string block(16'000, 'd');
-    for (const int fd : deaf) {
-      while (send(fd, block.data(), block.size(), MSG_DONTWAIT | MSG_NOSIGNAL) > 0) continue;
-    }
+    for (const int fd : deaf) send(fd, block.data(), block.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
   };
   for (int i = 0; i < kDeaf; ++i) {
     deaf.push_back(peers::ConnectToLoopback(server.listener.LocalPort()));
-    const int little = 4096;
     setsockopt(deaf.back(), SOL_SOCKET, SO_RCVBUF, &little, sizeof little);
     ASSERT_TRUE(PumpUntil([&] { return server.clients.size() == deaf.size(); }));
+    const int served = server.clients.back().socket.SocketHandle();
+    setsockopt(served, SOL_SOCKET, SO_SNDBUF, &little, sizeof little);
   }
   EXPECT_TRUE(PumpUntil([&] {
     flood();
     return server.Stuck() == kDeaf;
-  }));
+  })) << server.Stuck();
   SocketCls reader;
   Recorder recorder(reader);
   ASSERT_TRUE(ConnectAndWait(reader, server.listener.LocalPort()));
@@ -299,7 +299,6 @@ TEST(QueueData, ServerWithDeafClientsServesTheOneThatReads) {
     EXPECT_EQ(reader.QueueData("x"), 0);
     EXPECT_TRUE(PumpUntil([&] { return recorder.received == std::string(round, 'x'); }));
   }
-  EXPECT_EQ(server.Stuck(), kDeaf);
   for (const int fd : deaf) close(fd);
 }
 

@@ -120,10 +120,27 @@ TEST_F(BlockedSend, ReconnectInsideIsAllowedAfterDisconnect) {
   EXPECT_EQ(second.Received(0), "hello");
 }
 
+// Nothing of the first connection holds up what takes its place.
+TEST_F(BlockedSend, AcceptInsideMakesASocketThatSends) {
+  SocketCls listener, client;
+  Recorder recorder(listener);
+  Recorder received(client);
+  ASSERT_TRUE(listener.Listen("127.0.0.1"));
+  recorder.hook = [&](const std::string&) {
+    socket_->Accept(recorder.request);
+    EXPECT_EQ(socket_->QueueData("queued "), 0);
+    EXPECT_EQ(socket_->SendData("sent"), 0);
+  };
+  WhenBlocked([&] { EXPECT_TRUE(client.Connect("127.0.0.1", listener.LocalPort())); });
+  EXPECT_EQ(socket_->SendData(kMuch), 10057);
+  EXPECT_TRUE(PumpUntil([&] { return received.received == "queued sent"; })) << received.received;
+}
+
 // What is behind the queue stays unsent when the queue does not get out in time.
 TEST_F(BlockedSend, BehindAQueueItLeavesTheQueueAsItIs) {
-  socket_->SendBufferLimit(kMuch.size());
-  ASSERT_EQ(socket_->QueueData(kMuch), 0);
+  const std::string queued = kMuch.substr(0, 16 * 1024 * 1024);
+  socket_->SendBufferLimit(queued.size());
+  ASSERT_EQ(socket_->QueueData(queued), 0);
   WhenBlocked([] { AdvanceClockForTests(std::chrono::seconds(60)); });
   EXPECT_EQ(socket_->SendData("late"), 10002);
   WhenBlocked([&] { socket_->StopWaiting(); });
@@ -132,7 +149,7 @@ TEST_F(BlockedSend, BehindAQueueItLeavesTheQueueAsItIs) {
   EXPECT_EQ(socket_->SendData("end"), 0);
   EXPECT_EQ(socket_->QueuedBytes(), 0u);
   socket_->Disconnect();
-  EXPECT_TRUE(server_.Received() == kMuch + "end");
+  EXPECT_TRUE(server_.Received() == queued + "end");
 }
 
 TEST(SendData, ReconnectInErrorIsAllowedInside) {

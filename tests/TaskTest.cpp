@@ -126,6 +126,25 @@ TEST(Task, SleepsByTheClockOfTheLibrary) {
   EXPECT_EQ(ThisLoop().Sleep(milliseconds::min()), 0);
 }
 
+TEST(Task, GoesOnBesideAWaitThatNestsOutside) {
+  int turns = 0;
+  bool stop = false;
+  const Task task = ThisLoop().StartTask([&] {
+    for (; !stop; ++turns) ThisLoop().Sleep(milliseconds(1));
+  });
+  int nested = 0;
+  ThisLoop().PostTask([&] {  // an event that waits, for what a task brings
+    ThisLoop().PostTask([&] {
+      while (turns < 3) ThisLoop().Sleep(milliseconds(1));
+      nested = turns;
+    });
+    while (nested == 0) ThisLoop().Sleep(milliseconds(1));
+    stop = true;
+  });
+  EXPECT_EQ(task.Wait(), 0);
+  EXPECT_GE(nested, 3);
+}
+
 TEST(Task, OneThatNeverBeganCanBeCancelled) {
   std::int32_t slept = 0;
   const Task task = ThisLoop().StartTask([&] { slept = ThisLoop().Sleep(seconds(60)); });

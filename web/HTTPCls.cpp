@@ -23,11 +23,7 @@ std::string HTTPCls::HTTPQuery(bool& Timeout) {
     HttpQuery query(*this);
     return query.Run(Timeout);
   } catch (const std::bad_alloc&) {
-    if (call->alive) {
-      socket_.Events(nullptr);
-      socket_.Disconnect();
-      lastErr_ = kErrNoBuffers;
-    }
+    if (call->alive) lastErr_ = kErrNoBuffers;
     return SocketErrorText(kErrNoBuffers);
   }
 }

@@ -17,6 +17,7 @@
 
 #include "platform/ErrorNumbers.h"
 #include "socket/SocketErrors.h"
+#include "support/OnException.h"
 #include "support/Text.h"
 
 namespace netro {
@@ -28,9 +29,13 @@ HttpQuery::HttpQuery(HTTPCls& owner)
 }
 
 std::string HttpQuery::Run(bool& timeout) {
+  const OnException giveUp([this] {
+    if (call_->alive) GiveUp();
+  });
   timeout = false;
   Reset();
-  mark_.Module().MessageLoop().PumpMessages();
+  // Deep inside other calls it is left out: what it delivers may make one more call.
+  if (mark_.MessageLoop().MayPumpAside()) mark_.MessageLoop().PumpMessages();
   bool succeeded = call_->alive && CheckSettings() && Prepare();
   while (succeeded) {
     succeeded = Exchange(timeout);
@@ -60,13 +65,18 @@ void HttpQuery::Forget() {
   if (std::exchange(owner_.automaticName_, false)) owner_.settings_.filename.clear();
 }
 
-bool HttpQuery::Fail(std::int32_t error, std::string text) {
+void HttpQuery::GiveUp() {
+  owner_.socket_.Events(nullptr);
   owner_.socket_.Disconnect();
   Forget();
-  owner_.lastErr_ = error;
   owner_.headerLen_ = 0;
   owner_.contentType_.clear();
   owner_.waitForConnect_ = owner_.waitForSocksData_ = owner_.waitForData_ = false;
+}
+
+bool HttpQuery::Fail(std::int32_t error, std::string text) {
+  GiveUp();
+  owner_.lastErr_ = error;
   errorText_ = text.empty() ? SocketErrorText(error) : std::move(text);
   return false;
 }

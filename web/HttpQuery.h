@@ -37,6 +37,7 @@ class HttpQuery final : private SocketClsEvents, private HttpBodySink {
   bool AwaitAnswer(bool& timeout);
   bool Refused();
   void Forget();
+  void GiveUp();
   std::string Finish();
 
   ConnectionPlan Plan() const;

@@ -104,10 +104,12 @@ std::int32_t TimeQuery::AskOverUdp(Bytes& reply) {
   const LookupAnswer host = ResolveHost(settings_.server, settings_.dnsURL, mark_, deadline_);
   if (host.error != 0) return host.error == kErrNoDnsEntries ? kErrHostNotFound : host.error;
   if (!call_->alive) return kErrCancelled;
+  // Of its own: a reply to an empty request could be one to any other.
+  DatagramPool sockets(mark_.Module().Notifications());
   return AskByDatagram(
       {host.ip, settings_.port}, Begin(),
       [this](std::span<const std::uint8_t> bytes) { return Accepts(bytes); }, mark_, deadline_,
-      reply);
+      sockets, reply);
 }
 
 std::int32_t TimeQuery::AskOverTcp(Bytes& reply) {

@@ -23,7 +23,8 @@ enum EchoSocketEnum : std::int32_t {
 };
 
 /// Receives the events of an EchoCls. Inside an event everything is allowed, sending on and
-/// deleting the object included. Events must not throw.
+/// deleting the object included. What an event throws leaves through the pump; other requests go
+/// on.
 class NETRO_EXPORT EchoClsEvents {
  public:
   virtual ~EchoClsEvents() = default;

@@ -31,7 +31,8 @@ enum QueryTypeEnum : std::int32_t {
   QueryHeader = 2,  ///< sends HEAD
 };
 
-/// Receives the events of an HTTPCls. Everything is allowed inside, deleting the object included.
+/// Receives the events of an HTTPCls. Everything is allowed inside, deleting the object included;
+/// an exception ends the query, see SocketClsEvents.
 class NETRO_EXPORT HTTPClsEvents {
  public:
   virtual ~HTTPClsEvents() = default;

@@ -24,7 +24,7 @@ class SocketModule;
 struct CallState;
 
 /// Receives the events of an ICMPCls. Inside an event everything is allowed, deleting the object
-/// included. Events must not throw.
+/// included; an exception ends the trace route, see SocketClsEvents.
 class NETRO_EXPORT ICMPClsEvents {
  public:
   virtual ~ICMPClsEvents() = default;

@@ -19,7 +19,8 @@ namespace netro {
 class LogBuffer;
 
 /// Receives the events of a LogfileCLS. Everything is allowed inside, deleting the object included.
-/// Events must not throw.
+/// What an event throws leaves through the method that raised it, which has done its work then, but
+/// for NewLogfile: no file is made.
 class NETRO_EXPORT LogfileCLSEvents {
  public:
   virtual ~LogfileCLSEvents() = default;

@@ -45,7 +45,7 @@ enum SMTPStepEnum : std::int32_t {
 };
 
 /// Receives the events of a session. Everything is allowed inside, deleting the object that raised
-/// them included, which ends the session. Events must not throw.
+/// them included, which ends the session, as an exception does (see SocketClsEvents).
 class NETRO_EXPORT SMTPClsEvents {
  public:
   virtual ~SMTPClsEvents() = default;

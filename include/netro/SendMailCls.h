@@ -142,7 +142,7 @@ class NETRO_EXPORT SendMailCls : public SMTPSettings {
   /// delete anything. Result is 4001 without recipients, 4003 without a message, 97 for a sender
   /// that is missing or no address, else that of the first recipient that failed.
   bool SendMail();
-  /// One for each recipient of the last SendMail, in their order.
+  /// One for each recipient of the last SendMail, in their order; also when an exception ended it.
   const std::vector<RecipientOutcome>& Outcomes() const { return outcomes_; }
 
   // Addresses.

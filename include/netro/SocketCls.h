@@ -52,7 +52,13 @@ enum SockType : std::int32_t {
 ///
 /// Inside an event everything is allowed: deleting the socket, calling any of its methods, starting
 /// a blocking call on another object (during which further events arrive, of this socket as well;
-/// SocketIsBusy holds off its DataArrival). Events must not throw.
+/// SocketIsBusy holds off its DataArrival).
+///
+/// What an event throws leaves through the pump that raised it and through every blocking call that
+/// waits in it. Such a call is over as if it had been cancelled: what it opened is closed, a file
+/// half written is removed, and the object can be used again at once; but LastErr and results tell
+/// nothing of it. No other object notices. The same holds for timers, posted tasks and the host
+/// pump, and for the events of every class.
 class NETRO_EXPORT SocketClsEvents {
  public:
   virtual ~SocketClsEvents() = default;
@@ -319,6 +325,7 @@ class NETRO_EXPORT SocketCls : public NameLookups {
   void DeliverEarly();
   void PeerClosed(std::int32_t error);
   void RaiseDataArrival(const Bytes& data);
+  void RaiseConnectionRequest();
   void RaiseError(const std::string& number);
 
   std::shared_ptr<SocketModule> module_;

@@ -49,7 +49,8 @@ struct WatchedHost {
 };
 
 /// Receives the events of a WatchpostCls. Everything is allowed inside, stopping the observation
-/// and deleting the object included. Events must not throw.
+/// and deleting the object included. What an event throws leaves through the pump, or through the
+/// method that raised it, and takes the Alert of the same probe with it; the observation goes on.
 class NETRO_EXPORT WatchpostClsEvents {
  public:
   virtual ~WatchpostClsEvents() = default;

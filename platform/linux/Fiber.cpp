@@ -24,8 +24,8 @@
 namespace netro {
 namespace {
 
-// So large that a frame with a buffer of some pages cannot step over it.
-constexpr std::size_t kGuard = std::size_t{64} << 10;
+// So large that a frame with a large buffer cannot step over it. It takes no memory.
+constexpr std::size_t kGuard = std::size_t{256} << 10;
 // What a stack may keep of its memory between two uses.
 constexpr std::size_t kKept = std::size_t{16} << 10;
 

@@ -101,7 +101,7 @@ struct Notifier::State {
   std::unordered_map<std::int32_t, Registration> watched;
   std::deque<std::uint64_t> queue;  // registration numbers with something pending
   std::unique_ptr<std::uint8_t[]> datagramRoom;
-  std::deque<std::uint64_t> held;   // those whose reads wait for the pumps to be less nested
+  std::deque<std::uint64_t> held;  // those whose reads wait for the pumps to be less nested
 
   Registration* Find(std::int32_t handle) {
     const auto found = watched.find(handle);
@@ -279,16 +279,18 @@ void Notifier::DeliverOne(bool holdReads) {
   if (s.queue.empty()) return;
   const std::uint64_t number = s.queue.front();
   s.queue.pop_front();
-  if (Registration* of = s.FindNumber(number)) of->queued = false;
+  Registration* of = s.FindNumber(number);
+  if (of == nullptr) return;
+  of->queued = false;
   for (const auto& [bit, event] : kOrder) {
-    Registration* of = s.FindNumber(number);
-    if (of == nullptr) return;
     if ((of->pending & bit) == 0) continue;
     if (holdReads && !of->awaited && (bit & (kRead | kAccept)) != 0) return s.Hold(*of);
     of->pending &= ~bit;
     // What is left goes back to the queue first: the function called may wait for it.
     if (of->pending != 0) s.Queue(*of, 0);
     of->watcher->OnSocket(of->handle, event, bit == kClose ? of->closeError : of->connectError);
+    of = s.FindNumber(number);
+    if (of == nullptr || of->pending == 0) return;
   }
 }
 

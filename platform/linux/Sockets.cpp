@@ -7,7 +7,9 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <string_view>
 
 #include "platform/ErrorNumbers.h"
 #include "platform/linux/Descriptor.h"
@@ -95,7 +97,32 @@ SocketAddress LocalAddress(std::int32_t handle) { return AskName(&getsockname, h
 
 SocketAddress PeerAddress(std::int32_t handle) { return AskName(&getpeername, handle); }
 
+namespace {
+
+// Four decimal numbers without leading zeros, as nearly every text has them: the system's parser
+// takes ten times as long.
+std::optional<std::int32_t> ParseUsual(std::string_view text) {
+  std::uint32_t address = 0;
+  int dots = 0;
+  int octet = -1;  // none of its digits has come
+  for (const char c : text) {
+    if (c >= '0' && c <= '9' && octet != 0 && octet < 256) {
+      octet = std::max(octet, 0) * 10 + (c - '0');
+    } else if (c == '.' && octet >= 0 && octet < 256 && ++dots < 4) {
+      address = address << 8 | static_cast<std::uint32_t>(octet);
+      octet = -1;
+    } else {
+      return std::nullopt;
+    }
+  }
+  if (dots != 3 || octet < 0 || octet > 255) return std::nullopt;
+  return static_cast<std::int32_t>(htonl(address << 8 | static_cast<std::uint32_t>(octet)));
+}
+
+}  // namespace
+
 std::optional<std::int32_t> ParseDotted(const std::string& text) {
+  if (const auto usual = ParseUsual(text)) return usual;
   in_addr address{};
   // The system's parser stops at a blank; a text with one is no address.
   if (text.empty() || text.find_first_not_of("0123456789abcdefABCDEFxX.") != std::string::npos) {

@@ -123,7 +123,12 @@ class CommandTest(unittest.TestCase):
             (["get"], b"URL"),
             (["--frobnicate"], b"--help"),
             (["get", "--frobnicate", url], b"--frobnicate"),
-            (["get", url, "more"], b"more"),
+            (["get", "-o", "f", url, url], b"2 URLs"),
+            (["get", "-o", "f", "--output-dir", ".", url], b"excludes"),
+            (["get", "--output-dir", "/nonexistent", url], b"no folder"),
+            (["get", "--output-dir", "/", self.url + "/tmp"], b"/tmp is a folder"),
+            (["get", "--output-dir", ".", "-I", url], b"no body"),
+            (["get", "--parallel", "0", url], b"--parallel"),
             (["get", "--timeout", "0", url], b"timeout"),
             (["get", "--timeout", "soon", url], b"timeout"),
             (["get", "-H", "no colon", url], b"no colon"),
@@ -257,6 +262,55 @@ class CommandTest(unittest.TestCase):
         late = fetch(1, "--timeout", "1", self.url + "/silent")
         self.assertEqual((late["timeout"], late["error"]["number"]), (True, 10002))
 
+    def test_several_urls(self):
+        """Bodies in the order of the URLs; those that fail are named and hold up no other."""
+        credentials = self.url.replace("://", "://a:b@")
+        urls = [self.url + "/text", credentials + "/missing", "ftp://127.0.0.1/", self.url + "/json"]
+        done = self.check(["get", *urls], 1, b'one\r\ntwo\nnothing here\n{"a": 1}')
+        self.assertRegex(done.stderr.decode(), rf"netro: {self.url}/missing: the server answered 404 .*\n"
+                         r"netro: cannot fetch ftp://127.0.0.1/: .* \(error 10043\)\n\Z")
+        shown = json.loads(self.check(["get", "--json", *urls], 1).stdout)
+        self.assertEqual([(one["url"], one["ok"], one["status"]) for one in shown],
+                         list(zip(urls, [True, False, False, True], [200, 404, 0, 200])))
+        self.check(["get", "-i", "--parallel", "1", *urls[::3]], 0)
+
+    def test_several_urls_into_a_folder(self):
+        folder = self.folder + "/out"
+        os.mkdir(folder)
+        os.symlink("/dev/full", folder + "/full")
+        with open(folder + "/big", "w") as before:
+            before.write("replaced")
+        names = {"/text": "text", "/picture": "picture", "/big": "big", "/a/text?/x#/y": "text.1",
+                 "/text.1": "text.1.1", "/empty": "empty", "": "index.html", "/a/..": "index.html.1",
+                 "/%2Fa": "%2Fa", "?q/x": "index.html.2"}
+        shown = json.loads(self.check(["get", "--json", "--output-dir", folder,
+                                       *[self.url + path for path in names]], 0).stdout)
+        self.assertEqual([os.path.relpath(one["file"], folder) for one in shown],
+                         list(names.values()))
+        self.assertEqual(set(os.listdir(folder)), {*names.values(), "full"})
+        for name in "text", "picture", "big":
+            with open(f"{folder}/{name}", "rb") as saved:
+                self.assertEqual(saved.read(), Handler.pages["/" + name][1])
+        urls = [self.url + "/full", self.url + "/text"]
+        done = self.check(["get", "--output-dir", folder, *urls], 1, b"", b"No space left on device")
+        self.assertIn(b"(error 20028)", done.stderr)
+        shown = json.loads(self.check(["get", "--json", "--output-dir", folder, *urls], 1).stdout)
+        self.assertEqual([one["error"]["number"] for one in shown], [20028, 0])
+
+    def test_interrupt_cancels_all(self):
+        urls = [self.url + "/silent"] * 10
+        for form in [], ["--json"]:
+            self.server.asked.clear()
+            with subprocess.Popen([NETRO, "get", "--parallel", "2", *form, *urls],
+                                  stdout=subprocess.PIPE, stderr=subprocess.PIPE) as process:
+                self.assertTrue(self.server.asked.wait(LIMIT))
+                process.send_signal(signal.SIGINT)
+                shown, text = process.communicate(timeout=LIMIT)
+            self.assertEqual(process.returncode, 1)
+            self.assertRegex(text, rb"9999(.|\n)*interrupted; [89] of 10 URLs were not asked for")
+            if form:
+                self.assertEqual([one["error"]["number"] for one in json.loads(shown)], [9999] * 10)
+
     def test_tour(self):
         done = self.check(["tour"], 0)
         self.assertNotIn(b"\x1b", done.stdout)
@@ -289,6 +343,17 @@ class CommandTest(unittest.TestCase):
         self.assertEqual(status, 0)
         self.assertTrue(text.endswith(b"\r\x1b[K"), text[-100:])
 
+    def test_progress_of_several_urls(self):
+        terminal = Terminal("get", "--output-dir", self.folder, self.url + "/slow", self.url + "/text")
+        terminal.read_until(b"/slow   50% [")
+        terminal.read_until(b" of 2 ended")
+        self.server.finish.set()
+        status, text = terminal.finish()
+        self.assertEqual(status, 0)
+        # The lines are gone at the end.
+        self.assertTrue(text.endswith(b"\r\x1b[K"), text[-100:])
+        self.assertGreater(text.count(b"\x1b[A"), 0)
+
     def test_interrupt_cancels(self):
         for file in ([], ["-o", self.folder + "/f"]):
             self.server.asked.clear()
@@ -301,11 +366,12 @@ class CommandTest(unittest.TestCase):
         self.assertFalse(os.path.exists(self.folder + "/f"))
 
     def test_reader_that_goes_away(self):
-        with subprocess.Popen([NETRO, "get", self.url + "/big"], stdout=subprocess.PIPE,
-                              stderr=subprocess.PIPE) as process:
-            process.stdout.close()
-            self.assertEqual(process.stderr.read(), b"")
-        self.assertEqual(process.returncode, 1)
+        for urls in [self.url + "/big"], [self.url + "/big"] * 2 + [self.url + "/silent"] * 20:
+            with subprocess.Popen([NETRO, "get", "--parallel", "1", *urls], stdout=subprocess.PIPE,
+                                  stderr=subprocess.PIPE) as process:
+                process.stdout.close()
+                self.assertEqual(process.stderr.read(), b"")
+            self.assertEqual(process.returncode, 1)
 
     def test_full_output(self):
         with open("/dev/full", "wb") as full:

@@ -18,7 +18,7 @@ import unittest
 
 from dns_server import AA, AXFR, ANY, A, MX, NS, PTR, RA, SRV, TC, TXT
 from dns_server import DnsServer, Reply, name, record, soa
-from netro_command import LIMIT, NETRO, Terminal, run
+from netro_command import LIMIT, NETRO, Terminal, interrupt, run
 
 ADDRESS = bytes([192, 0, 2, 1])
 PRINTABLE = re.compile(rb"[\n -~]*")
@@ -396,6 +396,10 @@ a.test.     300         IN  A   192.0.2.1
             (["x.test", "TYPE1x"], b"TYPE1x"),
             (["x.test", "A\x1b[31m"], rb"A\x1B[31m"),
             (["x.test", "A", "more"], b"more"),
+            (["x.test", "y.test", "MX", "z.test", "A"], b"type already"),
+            (["x.test", ""], b"NAME is empty"),
+            (["x.test", "y.test", "--reverse"], b"no address"),
+            (["x.test", "--parallel", "1001"], b"--parallel"),
             (["x.test", "--all", "A"], b"exclude"),
             (["x.test", "--zone", "MX"], b"exclude"),
             (["x.test", "--zone", "--all"], b"exclude"),
@@ -419,6 +423,37 @@ a.test.     300         IN  A   192.0.2.1
                 done = run("dns", *arguments)
                 self.assertEqual((done.returncode, done.stdout), (2, b""), done)
                 self.assertIn(text, done.stderr)
+
+    def test_several_names(self):
+        names = ["x.test", "none.test", "y.test", "z."]
+        for asked in "x.test", "y.test", "z":
+            self.server.udp[asked] = Reply([record(asked, MX, b"\0\1" + name("m." + asked))])
+        for words in ["MX", *names[1:]], [*names[1:3], "mx", names[3]], [*names[1:], "TYPE15"]:
+            shown = self.dns(names[0], *words, status=1, stderr=b"cannot look up none.test. MX")
+            self.assertEqual([line[4] for line in records_of(shown) if line[3] == "MX"],
+                             ["1 m.x.test.", "1 m.y.test.", "1 m.z."])
+            self.assertEqual(shown.count(b"\n\n;; QUESTION\n"), 3)
+        shown = json.loads(self.dns("--json", *names, "MX", status=1, stderr=b"error 59"))
+        self.assertEqual([(one["question"]["name"], one["ok"]) for one in shown],
+                         [("x.test.", True), ("none.test.", False), ("y.test.", True), ("z.", True)])
+
+    def test_several_zones_and_addresses(self):
+        for zone in "a.test", "b.test":
+            self.server.tcp[zone] = Reply([soa(zone), record("h." + zone, A, ADDRESS), soa(zone)])
+        shown = records_of(self.dns("--zone", "a.test", "b.test"))
+        self.assertEqual([line[0] for line in shown if line[3] == "A"], ["h.a.test.", "h.b.test."])
+        addresses = ["192.0.2.1", "::1"]
+        for address in addresses:
+            owner = ipaddress.ip_address(address).reverse_pointer
+            self.server.udp[owner] = Reply([record(owner, PTR, name("host.test"))])
+        self.assertEqual(len(records_of(self.dns("--reverse", *addresses))), 2)
+
+    def test_interrupt_cancels_all(self):
+        self.server.both("silent.test", None)
+        status, text = interrupt(self.server.asked, "dns", "--parallel", "2", "--server",
+                                 self.server.address, *["silent.test"] * 10)
+        self.assertEqual(status, 1)
+        self.assertRegex(text, rb"9999(.|\n)*interrupted; [89] of 10 names were not asked for")
 
     def test_names_of_other_commands_are_names(self):
         self.server.udp["get"] = Reply([record("get", A, ADDRESS)])

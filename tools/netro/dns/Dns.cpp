@@ -1,30 +1,36 @@
-// "netro dns": one question with QueryDNSCLS.
+// "netro dns": questions with QueryDNSCLS.
 
 #include "dns/Dns.h"
 
-#include <netro/QueryDNSCLS.h>
-
 #include <CLI/CLI.hpp>
 #include <memory>
+#include <span>
+#include <utility>
+#include <vector>
 
+#include "dns/DnsLookup.h"
 #include "dns/DnsOptions.h"
 #include "dns/DnsOutput.h"
-#include "dns/DnsResult.h"
 
 namespace netro::tool {
 namespace {
 
 int RunDns(const DnsOptions& options) {
-  const DnsRequest request = ReadDnsRequest(options);
-  QueryDNSCLS query;
-  const DnsResult result = Resolve(query, request);
-  if (options.json) {
-    PrintDnsJson(query, result);
-  } else {
-    PrintDnsReply(query, result, request);
+  std::vector<std::unique_ptr<DnsLookup>> lookups;
+  for (DnsRequest& request : ReadDnsRequests(options)) {
+    lookups.push_back(std::make_unique<DnsLookup>(std::move(request)));
   }
-  ExplainDnsResult(query, result, request);
-  return result.errorNumber == 0 ? Success : QueryFailed;
+  DnsOutput output(options.json, lookups.size());
+  Batch batch(options.parallel);
+  const auto show = [&](std::size_t i) {
+    const bool isRead = output.Show(*lookups[i]);
+    lookups[i].reset();  // which may hold a whole zone
+    return isRead;
+  };
+  const std::size_t begun = batch.Run(
+      lookups.size(), [&](std::size_t i) { Resolve(*lookups[i], batch); }, show);
+  output.Finish(std::span(lookups).subspan(begun));
+  return output.AreAllGood() ? Success : QueryFailed;
 }
 
 }  // namespace

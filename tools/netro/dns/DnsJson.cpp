@@ -60,12 +60,11 @@ Json ToJson(const DNSCLS& record) {
 }
 
 /// Everything but the records.
-Json Frame(const QueryDNSCLS& query, const DnsResult& result) {
+Json Frame(const DnsLookup& lookup) {
+  const auto& [request, query, result] = lookup;
   Json object = {
       {"question",
-       {{"name", QuestionName(query)},
-        {"class", "IN"},
-        {"type", RecordTypeName(query.QueryType())}}},
+       {{"name", QuestionName(query)}, {"class", "IN"}, {"type", RecordTypeName(request.type)}}},
       {"server", result.server},
       {"silent_servers", result.silentServers},
       {"transport", result.overTcp ? "TCP" : "UDP"},
@@ -87,22 +86,22 @@ Json Frame(const QueryDNSCLS& query, const DnsResult& result) {
 
 }  // namespace
 
-void PrintDnsJson(const QueryDNSCLS& query, const DnsResult& result) {
+void PrintDnsJson(const DnsLookup& lookup) {
   const auto dump = [](const Json& object, int indent) {
     return object.dump(indent, ' ', true, Json::error_handler_t::replace);
   };
-  const std::string frame = dump(Frame(query, result), 2);
+  const std::string frame = dump(Frame(lookup), 2);
   Print(frame.substr(0, frame.rfind("\n}")));
   for (const DnsSection& section : kDnsSections) {
     Print(",\n  \"" + std::string(section.key) + "\": [");
     const char* separator = "\n    ";
-    ForEachRecord(query, section, [&](const DNSCLS& record) {
+    ForEachRecord(lookup.query, section, [&](const DNSCLS& record) {
       Print(separator + dump(ToJson(record), -1));
       separator = ",\n    ";
     });
     Print("]");
   }
-  Print("\n}\n");
+  Print("\n}");
 }
 
 }  // namespace netro::tool

@@ -8,6 +8,7 @@
 
 #include "dns/RecordTypes.h"
 #include "dns/ZoneText.h"
+#include "terminal/Batch.h"
 #include "terminal/Command.h"
 #include "terminal/ConnectionOptions.h"
 #include "terminal/HostAndPort.h"
@@ -22,24 +23,30 @@ constexpr const char* kExamples = R"(
 Examples:
   netro dns example.com
   netro dns example.com MX --server 127.0.0.1:5353
+  netro dns example.com example.org www.example.net AAAA
   netro dns --reverse 192.0.2.1
   netro dns --all example.com
   netro dns --zone example.com --server ns.example.com
 
 TYPE is a name (A, AAAA, MX, TXT, SRV, CAA, HTTPS ...; ANY or ALL for all types) or a number (TYPE65
-or 65). Records are printed as in a zone file, with everything else in comments. A reply that was
-truncated is asked for again over TCP. Without --server the servers of this system are asked, each
-when the ones before it do not answer.
+or 65), and holds for all names. To be told from a type, each name after the first needs a dot, if
+only at its end. Records are printed as in a zone file, with everything else in comments, in the order
+of the names. A reply that was truncated is asked for again over TCP. Without --server the servers of
+this system are asked, each when the ones before it do not answer.
 
 --json prints one object: question, server, silent_servers, transport, truncated_over_udp, ok, status
 (the server's response code), flags, error (number and text), seconds, sent_bytes, received_bytes,
 and the lists answer, authority and additional of records: name, ttl, class, type, type_number, data
-as in a zone file, and the numbers and names in it as "fields".)";
+as in a zone file, and the numbers and names in it as "fields". For several names it prints a list of
+such objects, one for each name, in their order.)";
 
 void DeclareQuestion(CLI::App& options, DnsOptions& values) {
   constexpr const char* kGroup = "Question";
-  options.add_option("NAME", values.name, "The name to ask for")->required();
-  options.add_option("TYPE", values.type, "The type of the records; A if not given");
+  options
+      .add_option("NAME", values.words,
+                  "The names to ask for, and beside them the TYPE of the records;\n"
+                  "A if not given")
+      ->required();
   options.add_flag("--all", values.all, "Ask for the records of all types")->group(kGroup);
   options.add_flag("--reverse", values.reverse, "Ask for the name of the address NAME")
       ->group(kGroup);
@@ -57,6 +64,7 @@ void DeclareServer(CLI::App& options, DnsOptions& values) {
       ->group(kGroup);
   options.add_flag("--tcp", values.tcp, "Ask over TCP")->group(kGroup);
   DeclareProxyOptions(options, values.proxy, values.proxyType, "Ask over TCP through");
+  DeclareParallel(options, values.parallel, "The most names to ask for at once");
   options
       .add_option("-t,--timeout", values.timeout,
                   "Limit of the whole query; 30 if not given, and none for a zone")
@@ -64,13 +72,35 @@ void DeclareServer(CLI::App& options, DnsOptions& values) {
       ->group(kGroup);
 }
 
-QueryEnum ReadType(const DnsOptions& options) {
-  const int choices = (options.type.empty() ? 0 : 1) + (options.all ? 1 : 0) +
-                      (options.reverse ? 1 : 0) + (options.zone ? 1 : 0);
-  const auto number = RecordTypeNumber(options.type);
-  if (!options.type.empty() && !number) {
-    throw UsageError("\"" + options.type +
-                     "\" is no record type, as A, MX or TYPE65; the name comes first");
+struct Words {
+  std::vector<std::string> names;
+  std::string type;
+};
+
+Words ReadWords(const DnsOptions& options) {
+  Words words;
+  for (const std::string& word : options.words) {
+    if (word.empty()) throw UsageError("NAME is empty; the root is \".\"");
+    if (words.names.empty() || word.find_first_of(".:") != word.npos) {
+      words.names.push_back(word);
+    } else if (!words.type.empty()) {
+      throw UsageError("\"" + word +
+                       "\": there is a type already, and a name after the first needs a dot");
+    } else {
+      words.type = word;
+    }
+  }
+  return words;
+}
+
+QueryEnum ReadType(const DnsOptions& options, const std::string& type) {
+  const int choices = (type.empty() ? 0 : 1) + (options.all ? 1 : 0) + (options.reverse ? 1 : 0) +
+                      (options.zone ? 1 : 0);
+  const auto number = RecordTypeNumber(type);
+  if (!type.empty() && !number) {
+    throw UsageError(
+        "\"" + type +
+        "\" is no record type, as A, MX or TYPE65; the name comes first, and others need a dot");
   }
   const bool zoneType = options.zone && (number == TYPE_AXFR || number == TYPE_IXFR);
   const bool reverseType = options.reverse && number == TYPE_PTR;
@@ -117,11 +147,10 @@ void DeclareDnsOptions(CLI::App& options, DnsOptions& values) {
   options.footer(kExamples);
 }
 
-DnsRequest ReadDnsRequest(const DnsOptions& options) {
+std::vector<DnsRequest> ReadDnsRequests(const DnsOptions& options) {
   DnsRequest request;
-  if (options.name.empty()) throw UsageError("NAME is empty; the root is \".\"");
-  request.type = ReadType(options);
-  request.name = options.reverse ? ReadReverseName(options.name) : options.name;
+  const Words words = ReadWords(options);
+  request.type = ReadType(options, words.type);
   request.zone = request.type == TYPE_AXFR || request.type == TYPE_IXFR;
   if (!options.server.empty()) {
     ReadHostAndPort("--server", options.server, request.server, request.port);
@@ -131,7 +160,12 @@ DnsRequest ReadDnsRequest(const DnsOptions& options) {
   request.tcp = options.tcp || request.zone || request.proxyType != NoDNSProxy;
   request.recursion = !options.noRecursion;
   request.timeout = ReadTimeout(options, request.zone);
-  return request;
+  CheckParallel(options.parallel);
+  std::vector<DnsRequest> requests(words.names.size(), request);
+  for (std::size_t i = 0; i < requests.size(); ++i) {
+    requests[i].name = options.reverse ? ReadReverseName(words.names[i]) : words.names[i];
+  }
+  return requests;
 }
 
 }  // namespace netro::tool

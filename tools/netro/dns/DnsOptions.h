@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "terminal/ProxyOption.h"
 
@@ -17,8 +18,7 @@ namespace netro::tool {
 
 /// The options as they were typed.
 struct DnsOptions {
-  std::string name;
-  std::string type;
+  std::vector<std::string> words;  // names, and a type
   bool all = false;
   bool reverse = false;
   bool zone = false;
@@ -27,13 +27,14 @@ struct DnsOptions {
   bool noRecursion = false;
   std::string proxy;
   std::string proxyType;
+  std::int32_t parallel = 8;
   std::optional<std::int32_t> timeout;
   bool json = false;
 };
 
 void DeclareDnsOptions(CLI::App& options, DnsOptions& values);
 
-/// The options as the library takes them.
+/// One question, as the library takes it.
 struct DnsRequest {
   std::string name;
   QueryEnum type = TYPE_A;
@@ -47,7 +48,7 @@ struct DnsRequest {
   std::int32_t timeout = 0;  // seconds; 0: no limit but those of the library
 };
 
-/// Throws UsageError.
-DnsRequest ReadDnsRequest(const DnsOptions& options);
+/// One for each name. Throws UsageError.
+std::vector<DnsRequest> ReadDnsRequests(const DnsOptions& options);
 
 }  // namespace netro::tool

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "dns/DnsSections.h"
 #include "dns/RecordTypes.h"
@@ -82,7 +83,8 @@ std::string ServerLine(const QueryDNSCLS& query, const DnsResult& result, bool z
                : std::to_string(query.InBuffer().size()) + " bytes");
 }
 
-void PrintWhole(const QueryDNSCLS& query, const DnsResult& result, const DnsRequest& request) {
+void PrintWhole(const DnsLookup& lookup) {
+  const auto& [request, query, result] = lookup;
   PrintComment(";; QUESTION");
   Print(";" + QuestionName(query) + "  IN  " + RecordTypeName(request.type) + "\n");
   PrintSections(query);
@@ -99,7 +101,8 @@ void PrintWhole(const QueryDNSCLS& query, const DnsResult& result, const DnsRequ
 bool IsAddress(const QueryDNSCLS& query) { return query.IsIPNumber(query.Domain()); }
 
 /// What a user can do about it.
-std::string Advice(const QueryDNSCLS& query, const DnsResult& result, const DnsRequest& request) {
+std::string Advice(const DnsLookup& lookup) {
+  const auto& [request, query, result] = lookup;
   if (result.server.empty()) return "; name one with --server";
   const bool wasOurs = result.seconds >= request.timeout;  // and not the class's own limit
   if (result.errorNumber == 10002 && request.timeout > 0 && wasOurs) {
@@ -111,10 +114,8 @@ std::string Advice(const QueryDNSCLS& query, const DnsResult& result, const DnsR
   return {};
 }
 
-}  // namespace
-
-void ExplainDnsResult(const QueryDNSCLS& query, const DnsResult& result,
-                      const DnsRequest& request) {
+void Explain(const DnsLookup& lookup) {
+  const auto& [request, query, result] = lookup;
   if (result.errorNumber == 0) return;
   std::string text = "cannot look up " + QuestionName(query) + " " + RecordTypeName(request.type);
   text += result.server.empty() ? "" : " at " + result.server;
@@ -122,13 +123,40 @@ void ExplainDnsResult(const QueryDNSCLS& query, const DnsResult& result,
   text += ": " + result.errorText.substr(0, result.errorText.size() - (hasPeriod ? 1 : 0));
   text += " (error " + std::to_string(result.errorNumber);
   text += result.header ? ", the server answered " + result.header->status + ")" : ")";
-  ShowMessage(text + Advice(query, result, request));
+  ShowMessage(text + Advice(lookup));
 }
 
-void PrintDnsReply(const QueryDNSCLS& query, const DnsResult& result, const DnsRequest& request) {
-  if (result.header && (result.errorNumber == 0 || HasRecords(query))) {
-    PrintWhole(query, result, request);
+}  // namespace
+
+bool DnsOutput::Show(const DnsLookup& lookup) {
+  if (json_) {
+    PrintJson(lookup);
+  } else {
+    PrintReply(lookup);
   }
+  Explain(lookup);
+  good_ += lookup.result.errorNumber == 0 ? 1 : 0;
+  return Flush();
+}
+
+void DnsOutput::PrintReply(const DnsLookup& lookup) {
+  const DnsResult& result = lookup.result;
+  if (!result.header || (result.errorNumber != 0 && !HasRecords(lookup.query))) return;
+  if (!std::exchange(isFirst_, false)) Print("\n");
+  PrintWhole(lookup);
+}
+
+void DnsOutput::PrintJson(const DnsLookup& lookup) {
+  objects_.BeginObject();
+  PrintDnsJson(lookup);
+}
+
+void DnsOutput::Finish(std::span<const std::unique_ptr<DnsLookup>> rest) {
+  if (json_) {
+    for (const auto& lookup : rest) PrintJson(*lookup);
+    objects_.End();
+  }
+  TellNotBegun(rest.size(), count_, "names");
 }
 
 }  // namespace netro::tool

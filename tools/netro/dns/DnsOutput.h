@@ -1,18 +1,40 @@
-// How "netro dns" shows what it got.
+// How "netro dns" shows what it got. Thread: the main one.
 #pragma once
 
-#include "dns/DnsOptions.h"
-#include "dns/DnsResult.h"
+#include <cstddef>
+#include <memory>
+#include <span>
+
+#include "dns/DnsLookup.h"
+#include "terminal/JsonOutput.h"
 
 namespace netro::tool {
 
-/// Prints the reply as a zone file; nothing when there is none, or none worth showing.
-void PrintDnsReply(const QueryDNSCLS& query, const DnsResult& result, const DnsRequest& request);
+class DnsOutput {
+ public:
+  DnsOutput(bool json, std::size_t count) : json_(json), count_(count), objects_(count) {}
 
-/// Prints the JSON object.
-void PrintDnsJson(const QueryDNSCLS& query, const DnsResult& result);
+  /// Prints the reply as a zone file, or the JSON object, and says on standard error what went
+  /// wrong. False when nobody reads standard output any more.
+  bool Show(const DnsLookup& lookup);
 
-/// Says on standard error what went wrong.
-void ExplainDnsResult(const QueryDNSCLS& query, const DnsResult& result, const DnsRequest& request);
+  /// Tells of those that did not begin.
+  void Finish(std::span<const std::unique_ptr<DnsLookup>> rest);
+
+  bool AreAllGood() const { return good_ == count_; }
+
+ private:
+  void PrintReply(const DnsLookup& lookup);
+  void PrintJson(const DnsLookup& lookup);
+
+  const bool json_;
+  const std::size_t count_;
+  JsonSeries objects_;
+  bool isFirst_ = true;
+  std::size_t good_ = 0;
+};
+
+/// Prints the JSON object, without a line end.
+void PrintDnsJson(const DnsLookup& lookup);
 
 }  // namespace netro::tool

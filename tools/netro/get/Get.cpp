@@ -1,17 +1,17 @@
-// "netro get": one HTTP request with HTTPCls.
+// "netro get": HTTP requests with HTTPCls.
 
 #include "get/Get.h"
 
-#include <netro/HTTPCls.h>
-
 #include <CLI/CLI.hpp>
 #include <memory>
+#include <span>
 #include <string>
+#include <vector>
 
+#include "get/Fetch.h"
 #include "get/GetOptions.h"
 #include "get/GetOutput.h"
-#include "get/HttpResult.h"
-#include "terminal/Interrupt.h"
+#include "terminal/Batch.h"
 #include "terminal/ProgressLines.h"
 
 namespace netro::tool {
@@ -22,50 +22,33 @@ void Normalise(GetOptions& options) {
   if (options.output == "-") options.output.clear();
 }
 
-void Prepare(HTTPCls& http, const GetOptions& options, const GetRequest& request) {
-  http.URL(options.url);
-  http.QueryType(request.method);
-  http.PostData(request.body);
-  for (const auto& [name, value] : request.headers) http.AddHeader(name, value);
-  http.HTTPToken(options.token);
-  http.User(request.user);
-  http.Password(request.password);
-  http.SendAuthAfterChallenge(request.answerChallenges);
-  http.ProxyType(request.proxy.type);
-  http.ProxyURL(request.proxy.host);
-  http.ProxyPort(request.proxy.port);
-  http.ProxyUser(request.proxy.user);
-  http.ProxyPassword(request.proxy.password);
-  http.ProxyUseRemoteDNS(request.proxy.remoteDns);
-  http.DNSURL(options.dns);
-  http.TimeOutSeconds(options.timeout);
-  http.RemoveChunkHeader(!options.keepChunks);
-  if (!options.output.empty() && CanBeReplaced(options.output)) {
-    http.Filename(options.output);
-    http.SaveAsFile(true);
-  }
-}
-
-/// The query with everything around it that a user sees while it runs.
-HttpResult RunQuery(HTTPCls& http) {
-  const InterruptGuard guard(http);
-  ProgressLines lines;
-  const ProgressLines::Line line(lines, "", [&http] {
-    const double header = http.HeaderLen() == 0 ? 0 : http.HeaderLen() + 4;
-    return Progress{http.ReceivedBytes() - header, http.WaitForDataLen()};
-  });
-  return Query(http);
+/// What stands below the lines of several transfers.
+std::string Footer(std::size_t ended, std::size_t all) {
+  return all < 2 ? "" : std::to_string(ended) + " of " + std::to_string(all) + " ended";
 }
 
 int RunGet(GetOptions& options) {
   Normalise(options);
   const GetRequest request = ReadGetRequest(options);
-  HTTPCls http;
-  Prepare(http, options, request);
-
-  const HttpResult result = RunQuery(http);
-  ShowResult(result, options);
-  return result.IsGood() ? Success : QueryFailed;
+  std::vector<Fetch> fetches = PlanFetches(options);
+  GetOutput output(options);
+  ProgressLines lines;
+  std::size_t ended = 0;
+  lines.Footer(Footer(ended, fetches.size()));
+  Batch batch(options.parallel);
+  const auto fetch = [&](std::size_t i) {
+    Perform(fetches[i], request, lines);
+    lines.Footer(Footer(++ended, fetches.size()));
+  };
+  const auto show = [&](std::size_t i) {
+    bool isRead = true;
+    lines.MakeRoomFor([&] { isRead = output.Show(fetches[i]); });
+    fetches[i].result = {};  // which may hold a large body
+    return isRead;
+  };
+  const std::size_t begun = batch.Run(fetches.size(), fetch, show);
+  output.Finish(std::span(fetches).subspan(begun));
+  return output.AreAllGood() ? Success : QueryFailed;
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 
+#include "terminal/Batch.h"
 #include "terminal/Command.h"
 #include "terminal/OptionValues.h"
 
@@ -18,18 +19,24 @@ Examples:
   netro get --user alice:secret http://host/private/
   netro get --data 'a=1&b=2' -H 'Content-Type: application/x-www-form-urlencoded' http://host/
   netro get --proxy socks5h://127.0.0.1:1080 http://example.com/
+  netro get --output-dir pages http://example.com/a.html http://example.com/b.html
 
 The body goes to standard output as it came; to a terminal only when it is text, with control
 characters made visible. An answer of 400 and above is printed as well, with exit status 1.
 Redirects are not followed.
 
+Several URLs are fetched with the same options, --parallel at once. Their bodies are printed one
+after the other, in the order of the URLs. With --output-dir a second a.html becomes a.html.1. Exit
+status 0 when all were fetched.
+
 --json prints one object: url, ok, status, reason, headers (list of name and value), content_type,
 header_length, body_length, received_bytes, seconds, timeout, error (number and text), and the
-body: "file" with -o, else "body" when it is UTF-8, else "body_base64".)";
+body: "file" when it was saved, else "body" when it is UTF-8, else "body_base64". For several URLs it
+prints a list of such objects, one for each URL, in their order.)";
 
 void DeclareRequest(CLI::App& options, GetOptions& values) {
   constexpr const char* kGroup = "Request";
-  options.add_option("URL", values.url, "[http://][USER[:PASSWORD]@]HOST[:PORT][/PATH][?QUERY]")
+  options.add_option("URL", values.urls, "[http://][USER[:PASSWORD]@]HOST[:PORT][/PATH][?QUERY]")
       ->required();
   auto* method = options.add_option("-X,--request", values.method, "GET, HEAD or POST")
                      ->type_name("METHOD")
@@ -93,6 +100,7 @@ void DeclareConnection(CLI::App& options, GetOptions& values) {
   options.add_option("--dns", values.dns, "DNS servers to ask, as host[:port],host[:port]")
       ->type_name("SERVERS")
       ->group(kGroup);
+  DeclareParallel(options, values.parallel, "The most URLs to fetch at once");
   options
       .add_option("-t,--timeout", values.timeout,
                   "Limit of each wait (connecting, proxy, answer); 30 if not given")
@@ -102,8 +110,16 @@ void DeclareConnection(CLI::App& options, GetOptions& values) {
 
 void DeclareOutput(CLI::App& options, GetOptions& values) {
   constexpr const char* kGroup = "Output";
-  options.add_option("-o,--output", values.output, "Write the body to this file, replacing it")
-      ->type_name("FILE")
+  auto* file =
+      options.add_option("-o,--output", values.output, "Write the body to this file, replacing it")
+          ->type_name("FILE")
+          ->group(kGroup);
+  options
+      .add_option("--output-dir", values.outputFolder,
+                  "Write each body to a file in this folder, replacing it; the\n"
+                  "name is the last part of the URL's path, or index.html")
+      ->type_name("FOLDER")
+      ->excludes(file)
       ->group(kGroup);
   options.add_flag("-i,--include", values.include, "Print the header before the body")
       ->group(kGroup);
@@ -127,16 +143,10 @@ QueryTypeEnum ReadMethod(const GetOptions& options) {
     throw UsageError("--request: the method is GET, HEAD or POST, not \"" + method + "\"");
   }
   if (hasBody) throw UsageError("a HEAD request has no body");
-  if (!options.output.empty()) {
+  if (!options.output.empty() || !options.outputFolder.empty()) {
     throw UsageError("the answer to a HEAD request has no body for --output");
   }
   return QueryHeader;
-}
-
-bool HasCredentials(const std::string& url) {
-  const std::size_t protocol = url.find("://");
-  const std::size_t begin = protocol == url.npos ? 0 : protocol + 3;
-  return url.substr(begin, url.find_first_of("/?#", begin) - begin).find('@') != url.npos;
 }
 
 }  // namespace
@@ -151,6 +161,7 @@ void DeclareGetOptions(CLI::App& options, GetOptions& values) {
 GetRequest ReadGetRequest(const GetOptions& options) {
   GetRequest request;
   if (options.timeout < 1) throw UsageError("--timeout: at least one second is needed");
+  CheckParallel(options.parallel);
   request.method = ReadMethod(options);
   request.body =
       options.dataFile.empty() ? options.data : ReadInput("--data-file", options.dataFile);
@@ -158,9 +169,12 @@ GetRequest ReadGetRequest(const GetOptions& options) {
   const std::size_t colon = std::min(options.user.find(':'), options.user.size());
   request.user = options.user.substr(0, colon);
   request.password = options.user.substr(std::min(colon + 1, options.user.size()));
-  request.answerChallenges =
-      !options.noChallenge && (!options.user.empty() || HasCredentials(options.url));
+  request.answerChallenges = !options.noChallenge;
   request.proxy = ReadProxy(options.proxy, options.proxyType);
+  request.dns = options.dns;
+  request.timeout = options.timeout;
+  request.token = options.token;
+  request.keepChunks = options.keepChunks;
   return request;
 }
 

@@ -18,7 +18,7 @@ namespace netro::tool {
 
 /// The options as they were typed.
 struct GetOptions {
-  std::string url;
+  std::vector<std::string> urls;
   std::string method;
   bool head = false;
   std::string data;
@@ -30,25 +30,31 @@ struct GetOptions {
   std::string proxy;
   std::string proxyType;
   std::string output;
+  std::string outputFolder;
   bool include = false;
   bool keepChunks = false;
   std::string dns;
   std::int32_t timeout = 30;
+  std::int32_t parallel = 8;
   std::string token = "HTTP/1.1";
   bool json = false;
 };
 
 void DeclareGetOptions(CLI::App& options, GetOptions& values);
 
-/// The options as the library takes them.
+/// The options as the library takes them, which are the same for all URLs.
 struct GetRequest {
   QueryTypeEnum method = QueryGet;
   std::string body;
   std::vector<std::pair<std::string, std::string>> headers;
   std::string user;
   std::string password;
-  bool answerChallenges = false;
+  bool answerChallenges = true;  // where there are credentials
   Proxy proxy;
+  std::string dns;
+  std::int32_t timeout = 30;
+  std::string token;
+  bool keepChunks = false;
 };
 
 /// Reads --data-file too. Throws UsageError.

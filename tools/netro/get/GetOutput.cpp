@@ -3,18 +3,15 @@
 #include "get/GetOutput.h"
 
 #include <strings.h>
-#include <sys/stat.h>
 
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
-#include <memory>
 #include <nlohmann/json.hpp>
-#include <stdexcept>
+#include <system_error>
 
-#include "terminal/Command.h"
+#include "get/BodyFile.h"
+#include "get/UrlText.h"
+#include "terminal/Batch.h"
 #include "terminal/Encoding.h"
-#include "terminal/JsonOutput.h"
+#include "terminal/FailureText.h"
 #include "terminal/Terminal.h"
 #include "terminal/Transfer.h"
 
@@ -26,69 +23,47 @@ using Json = nlohmann::ordered_json;
 /// Longest body of another type than text that is looked at, to show it if it is text after all.
 constexpr double kLongestShown = 1 << 20;
 
-void CopyBodyTo(const std::string& name, const HttpResult& result) {
-  std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(name.c_str(), "wb"), std::fclose);
-  bool good = file != nullptr;
-  if (good) {
-    ReadBody(result, [&](std::string_view block) {
-      good = std::fwrite(block.data(), 1, block.size(), file.get()) == block.size();
-      return good;
-    });
-    good = std::fflush(file.get()) == 0 && good;
-  }
-  if (good) return;
-  const std::string reason = std::strerror(errno);
-  DiscardBody(result);
-  throw std::runtime_error("cannot write " + name + ": " + reason);
-}
-
-/// Makes sure that the body stands in the file that the user named.
-void SaveBody(const std::string& name, const HttpResult& result) {
-  if (!CanBeReplaced(name)) {
-    CopyBodyTo(name, result);
-  } else if (std::FILE* file = std::fopen(name.c_str(), "ab")) {
-    std::fclose(file);  // an answer without a body (204) made no file; an empty one is expected
-  }
-}
+/// What a message about one of several begins with.
+std::string Subject(const Fetch& fetch) { return fetch.label.empty() ? "" : fetch.label + ": "; }
 
 /// On a terminal a body that the library put into a file is shown only if it turns out to be text
 /// (JSON, XML ...).
-void PrintBodyOnTerminal(const HttpResult& result) {
-  if (result.file.empty()) {
-    PrintForeign(result.body);
-    return;
-  }
-  if (result.bodyLength <= kLongestShown) {
-    const std::string body = WholeBody(result);
-    if (IsPlainText(body)) {
-      PrintForeign(body);
-      return;
-    }
-  }
+bool PrintBodyIfText(const HttpResult& result) {
+  if (!result.file.empty() && result.bodyLength > kLongestShown) return false;
+  const std::string body = WholeBody(result);
+  const bool isText = result.file.empty() || IsPlainText(body);
+  if (isText) PrintForeign(body);
+  return isText;
+}
+
+void PrintBodyOnTerminal(const Fetch& fetch) {
+  const HttpResult& result = fetch.result;
+  if (PrintBodyIfText(result)) return;
   DiscardBody(result);
   const std::string type = result.contentType.empty() ? "unknown type" : result.contentType;
-  ShowMessage("the body, " + ByteCount(result.bodyLength) + " of " + type +
+  ShowMessage(Subject(fetch) + "the body, " + ByteCount(result.bodyLength) + " of " + type +
               ", is not shown on a terminal; save it with -o FILE");
 }
 
-void PrintAnswer(const HttpResult& result, const GetOptions& options) {
+void PrintAnswer(const Fetch& fetch, const GetOptions& options) {
+  const HttpResult& result = fetch.result;
   if (options.include || options.head) PrintForeign(result.header + "\r\n\r\n");
-  if (!options.output.empty()) {
-    SaveBody(options.output, result);
+  if (!fetch.file.empty()) {
+    SaveBody(fetch.file, result);
   } else if (IsTerminal(Stream::Output)) {
-    PrintBodyOnTerminal(result);
+    PrintBodyOnTerminal(fetch);
   } else {
     ReadBody(result, [](std::string_view block) { return Print(block); });
   }
 }
 
-void AddBody(Json& object, const HttpResult& result, const GetOptions& options) {
-  if (!options.output.empty()) {
-    SaveBody(options.output, result);
-    object["file"] = options.output;
+void AddBody(Json& object, const Fetch& fetch) {
+  if (!fetch.file.empty()) {
+    SaveBody(fetch.file, fetch.result);
+    object["file"] = fetch.file;
     return;
   }
-  const std::string body = WholeBody(result);
+  const std::string body = WholeBody(fetch.result);
   if (IsUtf8(body)) {
     object["body"] = body;
   } else {
@@ -96,9 +71,10 @@ void AddBody(Json& object, const HttpResult& result, const GetOptions& options) 
   }
 }
 
-void PrintJson(const HttpResult& result, const GetOptions& options) {
+Json ToJson(const Fetch& fetch) {
+  const HttpResult& result = fetch.result;
   Json object = {
-      {"url", options.url},
+      {"url", fetch.url},
       {"ok", result.IsGood()},
       {"status", result.status},
       {"reason", result.reason},
@@ -114,27 +90,16 @@ void PrintJson(const HttpResult& result, const GetOptions& options) {
   for (const auto& [name, value] : FieldsOf(result.header)) {
     object["headers"].push_back({{"name", name}, {"value", value}});
   }
-  if (result.IsAnswer()) AddBody(object, result, options);
-  PrintObject(object);
+  if (result.IsAnswer()) AddBody(object, fetch);
+  return object;
 }
 
-std::string WithoutCredentials(const std::string& url) {
-  const std::size_t protocol = url.find("://");
-  const std::size_t begin = protocol == url.npos ? 0 : protocol + 3;
-  const std::size_t at = url.substr(0, url.find_first_of("/?#", begin)).rfind('@');
-  return at == url.npos ? url : url.substr(0, begin) + url.substr(at + 1);
-}
-
-std::string FailureText(const HttpResult& result, const GetOptions& options) {
-  std::string text = "cannot fetch " + WithoutCredentials(options.url);
-  if (!options.proxy.empty()) text += " through the proxy";
-  const bool hasPeriod = result.errorText.ends_with('.');
-  text += ": " + result.errorText.substr(0, result.errorText.size() - (hasPeriod ? 1 : 0));
-  text += " (error " + std::to_string(result.errorNumber) + ")";
-  if (result.errorNumber == 10002) {
-    text += "; the limit is " + std::to_string(options.timeout) + " s, --timeout raises it";
-  }
-  return text;
+std::string ProblemText(const Fetch& fetch, const GetOptions& options) {
+  const HttpResult& result = fetch.result;
+  const std::string way = options.proxy.empty() ? "" : " through the proxy";
+  return FailureText("cannot fetch " + WithoutCredentials(fetch.url) + way, result.errorNumber,
+                     result.errorText) +
+         TimeoutAdvice(result.errorNumber, options.timeout);
 }
 
 std::string RefusalText(const HttpResult& result, const GetOptions& options) {
@@ -149,40 +114,67 @@ std::string RefusalText(const HttpResult& result, const GetOptions& options) {
 }
 
 std::string RedirectTarget(const HttpResult& result) {
-  if (result.status >= 300 && result.status < 400) {
-    for (const auto& [name, value] : FieldsOf(result.header)) {
-      if (name.size() == 8 && ::strcasecmp(name.c_str(), "Location") == 0) return value;
-    }
+  if (result.status < 300 || result.status >= 400) return {};
+  for (const auto& [name, value] : FieldsOf(result.header)) {
+    if (name.size() == 8 && ::strcasecmp(name.c_str(), "Location") == 0) return value;
   }
   return {};
 }
 
-void ExplainResult(const HttpResult& result, const GetOptions& options) {
+void Explain(const Fetch& fetch, const GetOptions& options) {
+  const HttpResult& result = fetch.result;
   if (!result.IsAnswer()) {
-    ShowMessage(FailureText(result, options));
+    ShowMessage(ProblemText(fetch, options));
   } else if (!result.IsGood()) {
-    ShowMessage(RefusalText(result, options));
+    ShowMessage(Subject(fetch) + RefusalText(result, options));
   } else if (const std::string target = RedirectTarget(result); !target.empty()) {
-    ShowMessage("the server redirects to " + target + ", which is not followed");
+    ShowMessage(Subject(fetch) + "the server redirects to " + target + ", which is not followed");
   }
+}
+
+/// What became of an answer whose body could not be read or saved.
+HttpResult FailureOf(const std::system_error& error) {
+  constexpr std::int32_t kSystemErrors = 20000;
+  HttpResult result;
+  result.errorNumber = kSystemErrors + error.code().value();
+  result.errorText = error.what();
+  return result;
 }
 
 }  // namespace
 
-bool CanBeReplaced(const std::string& file) {
-  struct stat status {};
-  if (::lstat(file.c_str(), &status) != 0) return true;
-  if (S_ISDIR(status.st_mode)) throw UsageError("--output: " + file + " is a folder");
-  return S_ISREG(status.st_mode);
+bool GetOutput::Show(Fetch& fetch) {
+  try {
+    ShowOnce(fetch);
+  } catch (const std::system_error& error) {
+    fetch.result = FailureOf(error);
+    ShowOnce(fetch);
+  }
+  good_ += fetch.result.IsGood() ? 1 : 0;
+  return Flush();
 }
 
-void ShowResult(const HttpResult& result, const GetOptions& options) {
-  if (options.json) {
-    PrintJson(result, options);
-  } else if (result.IsAnswer()) {
-    PrintAnswer(result, options);
+void GetOutput::ShowOnce(const Fetch& fetch) {
+  if (options_.json) {
+    PrintJson(fetch);
+  } else if (fetch.result.IsAnswer()) {
+    PrintAnswer(fetch, options_);
   }
-  ExplainResult(result, options);
+  Explain(fetch, options_);
+}
+
+void GetOutput::PrintJson(const Fetch& fetch) {
+  const Json object = ToJson(fetch);  // before anything is printed: it may throw
+  objects_.BeginObject();
+  Print(ObjectText(object));
+}
+
+void GetOutput::Finish(std::span<const Fetch> rest) {
+  if (options_.json) {
+    for (const Fetch& fetch : rest) PrintJson(fetch);
+    objects_.End();
+  }
+  TellNotBegun(rest.size(), options_.urls.size(), "URLs");
 }
 
 }  // namespace netro::tool

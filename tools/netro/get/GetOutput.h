@@ -1,16 +1,36 @@
-// How "netro get" shows what it got.
+// How "netro get" shows what it got. Thread: the main one.
 #pragma once
 
+#include <cstddef>
+#include <span>
+
+#include "get/Fetch.h"
 #include "get/GetOptions.h"
-#include "get/HttpResult.h"
+#include "terminal/JsonOutput.h"
 
 namespace netro::tool {
 
-/// True when the library itself may write `file`. It replaces the file, which would be wrong for a
-/// device, a pipe or a link; there the body is copied instead. Throws UsageError for a folder.
-bool CanBeReplaced(const std::string& file);
+class GetOutput {
+ public:
+  explicit GetOutput(const GetOptions& options)
+      : options_(options), objects_(options.urls.size()) {}
 
-/// Prints header and body, or the JSON object, and says on standard error what went wrong.
-void ShowResult(const HttpResult& result, const GetOptions& options);
+  /// Prints header and body, or the JSON object, and says on standard error what went wrong, which
+  /// may be that the body cannot be saved. False when nobody reads standard output any more.
+  bool Show(Fetch& fetch);
+
+  /// Tells of those that did not begin.
+  void Finish(std::span<const Fetch> rest);
+
+  bool AreAllGood() const { return good_ == options_.urls.size(); }
+
+ private:
+  void ShowOnce(const Fetch& fetch);
+  void PrintJson(const Fetch& fetch);
+
+  const GetOptions& options_;
+  JsonSeries objects_;
+  std::size_t good_ = 0;
+};
 
 }  // namespace netro::tool

@@ -6,9 +6,8 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
-#include <cstring>
 #include <memory>
-#include <stdexcept>
+#include <system_error>
 
 namespace netro::tool {
 namespace {
@@ -78,13 +77,15 @@ void ReadBody(const HttpResult& result, const std::function<bool(std::string_vie
     if (result.bodyLength == 0) {
       return;  // an empty body need not have made a file
     }
-    throw std::runtime_error("cannot read " + result.file + ": " + std::strerror(problem));
+    throw std::system_error(problem, std::generic_category(), "cannot read " + result.file);
   }
   char block[65536];
   while (const std::size_t size = std::fread(block, 1, sizeof block, file.get())) {
     if (!take({block, size})) return;
   }
-  if (std::ferror(file.get()) != 0) throw std::runtime_error("cannot read " + result.file);
+  if (std::ferror(file.get()) != 0) {
+    throw std::system_error(errno, std::generic_category(), "cannot read " + result.file);
+  }
 }
 
 std::string WholeBody(const HttpResult& result) {

@@ -43,7 +43,7 @@ using HeaderFields = std::vector<std::pair<std::string, std::string>>;
 HeaderFields FieldsOf(std::string_view header);
 
 /// Hands over the body block by block until `take` returns false; removes a temporary file. Throws
-/// std::runtime_error when the file cannot be read.
+/// std::system_error when the file cannot be read.
 void ReadBody(const HttpResult& result, const std::function<bool(std::string_view)>& take);
 
 std::string WholeBody(const HttpResult& result);

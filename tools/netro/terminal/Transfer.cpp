@@ -76,8 +76,11 @@ std::string Transfer::Text(std::size_t width) const {
   } else {
     text = done_ > 0 ? ByteCount(done_) : "waiting";
   }
-  if (rate_ > 0) text += "  " + ByteCount(rate_) + "/s";
-  if (rate_ > 0 && total_ > done_) text += "  " + Duration((total_ - done_) / rate_) + " left";
+  const auto append = [&text, width](const std::string& part) {
+    if (text.size() + part.size() <= width) text += part;
+  };
+  if (rate_ > 0) append("  " + ByteCount(rate_) + "/s");
+  if (rate_ > 0 && total_ > done_) append("  " + Duration((total_ - done_) / rate_) + " left");
   return text.substr(0, width);
 }
 

@@ -17,7 +17,7 @@ class Transfer {
   void Measure(double done, double total);
 
   /// " 50% [=====>     ] 1.0 MB of 2.0 MB  300 kB/s  0:03 left", in at most `width` columns; where
-  /// they are few, the bar is shorter or left out.
+  /// they are few, the bar is shorter or left out, and then the last parts.
   std::string Text(std::size_t width) const;
 
  private:

@@ -1,16 +1,15 @@
-// The outcome of a query with QueryDNSCLS.
+// One question of "netro dns", and its outcome.
 
-#include "dns/DnsResult.h"
+#include "dns/DnsLookup.h"
 
 #include <netro/FindDNSCLS.h>
 
-#include <atomic>
-#include <chrono>
 #include <iterator>
+#include <utility>
 
 #include "dns/RecordReader.h"
 #include "dns/ZoneText.h"
-#include "terminal/Interrupt.h"
+#include "terminal/Stopwatch.h"
 #include "terminal/Timer.h"
 
 namespace netro::tool {
@@ -21,30 +20,44 @@ constexpr std::int32_t kTimedOut = 10002;
 constexpr std::int32_t kFirstSocketError = 10000;
 constexpr std::size_t kHeaderSize = 12;
 
-/// Goes through the servers, and from UDP to TCP. Between two calls it remembers that it was told
-/// to stop; StopWaiting may come from a signal handler.
+/// Goes through the servers, and from UDP to TCP.
 class Resolver {
  public:
-  Resolver(QueryDNSCLS& query, const DnsRequest& request) : query_(query), request_(request) {}
+  Resolver(DnsLookup& lookup, const Batch& batch)
+      : request_(lookup.request), query_(lookup.query), result_(lookup.result), batch_(batch) {}
 
-  DnsResult Run() {
+  void Run() {
+    std::optional<Timer> limit;
+    if (request_.timeout > 0) limit.emplace(request_.timeout * 1000, [this] { Expire(); });
+    AskServers();
+    // A query that is stopped between two tries ends with the result of the first.
+    const bool unfinished = result_.errorNumber == kCancelled || result_.errorNumber == kTimedOut;
+    if (IsStopped() && unfinished) SetError(late_ ? kTimedOut : kCancelled);
+  }
+
+ private:
+  bool IsStopped() const { return late_ || batch_.IsStopped(); }
+
+  void Expire() {
+    late_ = true;
+    query_.StopWaiting();
+  }
+
+  void SetError(std::int32_t number) {
+    result_.errorNumber = number;
+    result_.errorText = query_.TranslateDNSResult(number);
+  }
+
+  void AskServers() {
     for (const std::string& server : Servers()) {
       if (!result_.server.empty()) result_.silentServers.push_back(result_.server);
       result_.server = server.empty() ? "" : server + ":" + std::to_string(request_.port);
       query_.DNSServer(server);
       Ask();
-      if (stopped_ || result_.errorNumber < kFirstSocketError) break;
+      if (IsStopped() || result_.errorNumber < kFirstSocketError) break;
     }
-    return result_;
   }
 
-  void StopWaiting() {
-    stopped_ = true;
-    query_.StopWaiting();
-  }
-  bool WasStopped() const { return stopped_; }
-
- private:
   /// Without any, the library's answer to an empty name tells that there is none.
   std::vector<std::string> Servers() const {
     if (!request_.server.empty()) return {request_.server};
@@ -56,7 +69,7 @@ class Resolver {
 
   void Ask() {
     AskOver(request_.tcp);
-    if (request_.tcp || stopped_ || !query_.IsTruncated()) return;
+    if (request_.tcp || IsStopped() || !query_.IsTruncated()) return;
     result_.wasTruncated = true;
     AskOver(true);
   }
@@ -68,10 +81,11 @@ class Resolver {
     result_.errorText = query_.LastErrMsg();
   }
 
-  QueryDNSCLS& query_;
   const DnsRequest& request_;
-  DnsResult result_;
-  std::atomic<bool> stopped_ = false;
+  QueryDNSCLS& query_;
+  DnsResult& result_;
+  const Batch& batch_;
+  bool late_ = false;
 };
 
 void Prepare(QueryDNSCLS& query, const DnsRequest& request) {
@@ -115,31 +129,17 @@ std::optional<ReplyHeader> HeaderOf(const std::string& message) {
 
 }  // namespace
 
-DnsResult Resolve(QueryDNSCLS& query, const DnsRequest& request) {
+DnsLookup::DnsLookup(DnsRequest toAsk) : request(std::move(toAsk)) {
   Prepare(query, request);
-  Resolver resolver(query, request);
-  const auto begin = std::chrono::steady_clock::now();
-  bool late = false;
-  DnsResult result;
-  {
-    const InterruptGuard guard(resolver);
-    const auto expire = [&] {
-      late = true;
-      resolver.StopWaiting();
-    };
-    std::optional<Timer> limit;
-    if (request.timeout > 0) limit.emplace(request.timeout * 1000, expire);
-    result = resolver.Run();
-  }
-  // A query that is stopped between two tries ends with the result of the first.
-  const bool unfinished = result.errorNumber == kCancelled || result.errorNumber == kTimedOut;
-  if (resolver.WasStopped() && unfinished) {
-    result.errorNumber = late ? kTimedOut : kCancelled;
-    result.errorText = query.TranslateDNSResult(result.errorNumber);
-  }
-  result.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-  result.header = HeaderOf(query.InBuffer());
-  return result;
+  result.errorNumber = kCancelled;
+  result.errorText = query.TranslateDNSResult(kCancelled);
+}
+
+void Resolve(DnsLookup& lookup, const Batch& batch) {
+  const Stopwatch watch;
+  Resolver(lookup, batch).Run();
+  lookup.result.seconds = watch.Seconds();
+  lookup.result.header = HeaderOf(lookup.query.InBuffer());
 }
 
 std::string QuestionName(const QueryDNSCLS& query) {

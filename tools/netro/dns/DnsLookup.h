@@ -1,4 +1,4 @@
-// The outcome of a query with QueryDNSCLS. Thread: the loop's.
+// One question of "netro dns", asked with QueryDNSCLS, and its outcome. Thread: the loop's.
 #pragma once
 
 #include <netro/QueryDNSCLS.h>
@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "dns/DnsOptions.h"
+#include "terminal/Batch.h"
 
 namespace netro::tool {
 
@@ -31,8 +32,17 @@ struct DnsResult {
   std::optional<ReplyHeader> header;  // of the reply, if there was one
 };
 
-/// Asks what the request says, on Ctrl-C and the time limit ending with 9999 and 10002.
-DnsResult Resolve(QueryDNSCLS& query, const DnsRequest& request);
+struct DnsLookup {
+  explicit DnsLookup(DnsRequest toAsk);
+
+  const DnsRequest request;
+  QueryDNSCLS query;
+  DnsResult result;  // a cancelled one until it has ended
+};
+
+/// Asks what the request says; ends with 9999 when the batch is stopped, with 10002 at the time
+/// limit.
+void Resolve(DnsLookup& lookup, const Batch& batch);
 
 /// The name that was asked for, as it went out; as it was given when nothing was sent.
 std::string QuestionName(const QueryDNSCLS& query);

@@ -1,0 +1,42 @@
+// What the text of a URL tells.
+
+#include "get/UrlText.h"
+
+#include <algorithm>
+#include <cstddef>
+
+namespace netro::tool {
+namespace {
+
+struct Authority {
+  std::size_t begin;
+  std::size_t end;
+};
+
+Authority AuthorityOf(const std::string& url) {
+  const std::size_t protocol = url.find("://");
+  const std::size_t begin = protocol == url.npos ? 0 : protocol + 3;
+  return {begin, std::min(url.find_first_of("/?#", begin), url.size())};
+}
+
+}  // namespace
+
+bool HasCredentials(const std::string& url) {
+  const auto [begin, end] = AuthorityOf(url);
+  return url.substr(begin, end - begin).find('@') != url.npos;
+}
+
+std::string WithoutCredentials(const std::string& url) {
+  const auto [begin, end] = AuthorityOf(url);
+  const std::size_t at = url.substr(0, end).rfind('@');
+  return at == url.npos ? url : url.substr(0, begin) + url.substr(at + 1);
+}
+
+std::string FileNameOf(const std::string& url) {
+  std::string path = url.substr(AuthorityOf(url).end);
+  path.erase(std::min(path.find_first_of("?#"), path.size()));
+  const std::string name = path.substr(path.rfind('/') + 1);
+  return name.empty() || name == "." || name == ".." ? "index.html" : name;
+}
+
+}  // namespace netro::tool
