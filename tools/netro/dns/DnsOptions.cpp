@@ -161,9 +161,10 @@ std::vector<DnsRequest> ReadDnsRequests(const DnsOptions& options) {
   request.recursion = !options.noRecursion;
   request.timeout = ReadTimeout(options, request.zone);
   CheckParallel(options.parallel);
-  std::vector<DnsRequest> requests(words.names.size(), request);
-  for (std::size_t i = 0; i < requests.size(); ++i) {
-    requests[i].name = options.reverse ? ReadReverseName(words.names[i]) : words.names[i];
+  std::vector<DnsRequest> requests;
+  for (const std::string& name : words.names) {
+    requests.push_back(request);
+    requests.back().name = options.reverse ? ReadReverseName(name) : name;
   }
   return requests;
 }

@@ -19,7 +19,7 @@ void Write(const std::string& text) {
 
 }  // namespace
 
-ProgressLines::Line::Line(ProgressLines& lines, std::string label,
+ProgressLines::Line::Line(ProgressLines& lines, const std::string& label,
                           std::function<Progress()> progress)
     : lines_(lines), label_(OnOneLine(label)), progress_(std::move(progress)) {
   const auto place = std::ranges::find(lines_.lines_, nullptr);

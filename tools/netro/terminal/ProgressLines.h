@@ -29,7 +29,7 @@ class ProgressLines {
   class Line {
    public:
     /// `label` stands before the figures, shortened where it is long; it may be empty.
-    Line(ProgressLines& lines, std::string label, std::function<Progress()> progress);
+    Line(ProgressLines& lines, const std::string& label, std::function<Progress()> progress);
     ~Line();
     Line(const Line&) = delete;
     Line& operator=(const Line&) = delete;
