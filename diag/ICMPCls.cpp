@@ -90,10 +90,11 @@ void ICMPCls::SetLookupResult(std::int32_t error) {
 
 std::int32_t ICMPCls::Resolve(const std::string& host, const CancelMark& mark, std::int32_t& ip) {
   const auto call = call_;
-  const LookupAnswer answer = ResolveHost(host, settings_.dnsURL, mark, TimePoint::max());
+  const LookupAnswer answer =
+      ResolveHost(host, {settings_.dnsURL, onlyIPv4}, mark, TimePoint::max());
   if (!call->alive) return kErrCancelled;
   SetLookupResult(answer.error);
-  ip = answer.ip;
+  ip = answer.First().Bits();
   if (answer.error == kErrCancelled) return kErrCancelled;
   if (answer.error == kErrTimedOut) return -kIpTimedOut;
   return answer.error == 0 ? 0 : -kIcmpNoHost;
@@ -135,8 +136,9 @@ std::string ICMPCls::DNSLookup(const std::string& Address) {
   const BusyScope busy(call_);
   if (busy.Refused()) return {};
   const auto call = call_;
-  LookupAnswer answer = DefaultHostLookup().Lookup(Address, settings_.dnsURL,
-                                                   CancelMark(module_, call_), TimePoint::max());
+  LookupAnswer answer =
+      DefaultHostLookup().Lookup(Address, {settings_.dnsURL, settings_.preference},
+                                 CancelMark(module_, call_), TimePoint::max());
   if (!call->alive) return {};
   SetLookupResult(answer.error);
   return std::move(answer.text);

@@ -129,7 +129,7 @@ bool WatchProbes::BeginLookup(std::size_t index) {
     ready_.push_back(index);
     return true;
   }
-  probe.lookup = DefaultHostLookup().Begin(host);
+  probe.lookup = DefaultHostLookup().Begin(host, onlyIPv4);
   if (probe.lookup) SetDeadline(index, probe, Now() + kLookupTime);
   (probe.lookup ? resolving_ : unresolved_).push_back(index);
   return true;

@@ -93,10 +93,10 @@ class TcpExchange final : public StreamExchange {
 
 std::int32_t AskOverUdp(const DnsServer& server, const Bytes& query, const CancelMark& mark,
                         std::chrono::milliseconds wait, TimePoint limit, Bytes& message) {
-  const LookupAnswer host = ResolveHost(server.host, std::nullopt, mark, limit);
-  if (host.error != 0) return host.error == kErrNoDnsEntries ? kErrHostNotFound : host.error;
+  const LookupAnswer host = ResolveHost(server.host, {}, mark, limit);
+  if (host.error != 0) return ConnectError(host.error);
   return AskByDatagram(
-      {host.ip, server.port}, query,
+      {host.First(), server.port}, query,
       [&](std::span<const std::uint8_t> reply) { return AnswersQuery(reply, query); }, mark,
       std::min(limit, Now() + wait), mark.Module().Datagrams(), message);
 }

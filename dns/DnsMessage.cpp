@@ -4,7 +4,7 @@
 
 #include "dns/DnsName.h"
 #include "dns/DnsRecord.h"
-#include "platform/Sockets.h"
+#include "platform/Address.h"
 #include "support/Text.h"
 
 namespace netro {
@@ -15,12 +15,20 @@ constexpr std::size_t kHeaderSize = 12;
 constexpr std::size_t kTypeAndClass = 4;
 constexpr std::uint8_t kReplyBit = 128;
 
-// A dotted address by the name that its PTR record has: "3.2.1.10.in-addr.arpa" for "10.1.2.3".
-std::string ReverseName(std::int32_t ip) {
-  std::vector<std::string> octets = Split(FormatDotted(ip), '.');
+// An address by the name that its PTR record has: "3.2.1.10.in-addr.arpa" for "10.1.2.3", and the
+// half bytes of an IPv6 address likewise below ip6.arpa (RFC 3596, section 2.5).
+std::string ReverseName(const IpAddress& address) {
+  constexpr char kDigits[] = "0123456789abcdef";
   std::string name;
-  for (auto octet = octets.rbegin(); octet != octets.rend(); ++octet) name += *octet + ".";
-  return name + "in-addr.arpa";
+  const auto bytes = address.Bytes();
+  for (auto byte = bytes.rbegin(); byte != bytes.rend(); ++byte) {
+    if (address.IsIPv4()) {
+      name += std::to_string(*byte) + '.';
+    } else {
+      name += {kDigits[*byte & 15], '.', kDigits[*byte >> 4], '.'};
+    }
+  }
+  return name + (address.IsIPv4() ? "in-addr.arpa" : "ip6.arpa");
 }
 
 // Length bytes of labels are no letters, so names compare as texts.
@@ -90,7 +98,7 @@ bool ReadHeader(std::span<const std::uint8_t> message, Header& header) {
 }  // namespace
 
 std::string QuestionName(const DnsQuestion& question) {
-  const auto ip = question.type == TYPE_PTR ? ParseDotted(question.domain) : std::nullopt;
+  const auto ip = question.type == TYPE_PTR ? ParseAddress(question.domain) : std::nullopt;
   return ip ? ReverseName(*ip) : question.domain;
 }
 

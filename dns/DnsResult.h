@@ -7,7 +7,9 @@ namespace netro {
 
 enum DnsResult : std::int32_t {
   kDnsSuccess = 0,
+  kDnsFormatError = 1,
   kDnsNameError = 3,  // a server's own code, like all up to 21
+  kDnsNotImplemented = 4,
   kDnsNoRecords = 22,
   kDnsNoDomain = 51,
   kDnsNoServer = 52,

@@ -1,13 +1,15 @@
 #include "dns/ServerDiscovery.h"
 
 #include <chrono>
+#include <mutex>
+#include <optional>
 #include <unordered_set>
 #include <vector>
 
+#include "platform/Address.h"
 #include "platform/Echo.h"
 #include "platform/Loop.h"
 #include "platform/ResolverConfig.h"
-#include "platform/Sockets.h"
 
 namespace netro {
 namespace {
@@ -32,8 +34,8 @@ class Probes {
     for (const std::string& server : servers) {
       Probe& probe = probes_.emplace_back();
       probe.server = server;
-      const auto ip = ParseDotted(server);
-      if (ip && echo_.Send({*ip}, probe.number) == kIpSuccess) ++open_;
+      const auto ip = ParseAddress(server);
+      if (ip && echo_.Send({ip->Bits()}, probe.number) == kIpSuccess) ++open_;
     }
     return true;
   }
@@ -60,6 +62,30 @@ class Probes {
   std::size_t open_ = 0;
 };
 
+// The list that one thread has made, for the others.
+class Shared {
+ public:
+  // Never destroyed: a thread may still ask while the program ends.
+  static Shared& Get() {
+    static Shared& shared = *new Shared;
+    return shared;
+  }
+  std::optional<std::string> Find(std::uint64_t stamp) {
+    const std::scoped_lock lock(mutex_);
+    return stamp_ == stamp ? list_ : std::nullopt;
+  }
+  void Keep(std::uint64_t stamp, const std::string& list) {
+    const std::scoped_lock lock(mutex_);
+    stamp_ = stamp;
+    list_ = list;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::uint64_t stamp_ = 0;
+  std::optional<std::string> list_;
+};
+
 std::string Join(const std::vector<std::string>& servers) {
   std::string list;
   for (const std::string& server : servers) {
@@ -84,6 +110,16 @@ std::string DiscoverServerList(const CancelMark& mark, bool& complete) {
   }
   complete = !mark.Cancelled();
   return Join(complete && !answering.empty() ? answering : servers);
+}
+
+std::string SharedServerList(const CancelMark& mark, std::uint64_t stamp, bool& complete) {
+  if (auto known = Shared::Get().Find(stamp)) {
+    complete = true;
+    return *std::move(known);
+  }
+  std::string list = DiscoverServerList(mark, complete);
+  if (complete) Shared::Get().Keep(stamp, list);
+  return list;
 }
 
 }  // namespace netro

@@ -2,6 +2,7 @@
 // Runs on the caller's thread, within a blocking call.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "socket/Wait.h"
@@ -16,5 +17,8 @@ namespace netro {
 /// may well know names. `complete` is false when the result should not be kept: the wait was
 /// cancelled (the whole list is returned), or no server is configured (the list is empty).
 std::string DiscoverServerList(const CancelMark& mark, bool& complete);
+
+/// The same, unless another thread has found it out for the configuration of this stamp.
+std::string SharedServerList(const CancelMark& mark, std::uint64_t stamp, bool& complete);
 
 }  // namespace netro

@@ -1,5 +1,5 @@
-// Name lookup by the system's own resolver, which knows search lists and whatever else the system
-// is configured with. On the caller's thread.
+// Name lookup by the system's own resolver, which knows whatever the system is configured with. On
+// the caller's thread.
 #pragma once
 
 #include <memory>
@@ -11,10 +11,14 @@
 namespace netro {
 
 /// Begins a lookup on a helper thread, whose end is told to `call`; null when there are too many.
-std::shared_ptr<LookupTask> BeginSystemLookup(const std::string& address, Loop& loop,
+/// Of a name without an address of the preferred family the other one is looked up, if it is
+/// allowed.
+std::shared_ptr<LookupTask> BeginSystemLookup(const std::string& address,
+                                              AddressPreferenceEnum preference, Loop& loop,
                                               std::shared_ptr<CallState> call);
 
-/// The address of a name, or the name of a dotted address. Errors: 59, 9999, 10002, 10055.
-LookupAnswer AskSystem(const std::string& address, const CancelMark& mark, TimePoint deadline);
+/// The same, waiting for it. Errors: 59, 11004, 11002, 9999, 10002, 10055.
+LookupAnswer AskSystem(const std::string& address, AddressPreferenceEnum preference,
+                       const CancelMark& mark, TimePoint deadline);
 
 }  // namespace netro

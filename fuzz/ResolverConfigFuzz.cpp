@@ -9,7 +9,6 @@
 
 #include "platform/HostsFile.h"
 #include "platform/ResolverConfig.h"
-#include "platform/Sockets.h"
 
 namespace {
 
@@ -25,8 +24,8 @@ void CheckResolverConfig(std::string_view text) {
   const netro::ResolverConfig config = netro::ParseResolverConfig(text);
   Require(config.servers.size() <= text.size() / std::string_view("nameserver 0").size());
   for (const std::string& server : config.servers) {
-    const auto ip = netro::ParseDotted(server);
-    Require(ip && netro::FormatDotted(*ip) == server);
+    const auto ip = netro::ParseAddress(server);
+    Require(ip && netro::FormatAddress(*ip) == server);
   }
   Require(IsOneWord(config.domain));
   Require(config.domain.empty() || text.find(config.domain) != text.npos);
@@ -34,14 +33,15 @@ void CheckResolverConfig(std::string_view text) {
 
 void CheckHosts(std::string_view text) {
   const std::string_view name = text.substr(text.rfind('\n') + 1);
-  const auto address = netro::FindHostAddress(text, name);
-  if (!address) return;
+  const auto addresses = netro::FindHostAddresses(text, name);
+  if (addresses.empty()) return;
   // The address has a name then, and that leads to some address; one with a dot at its end cannot
   // be asked for.
-  const std::string canonical = netro::FindHostName(text, *address);
+  const std::string canonical = netro::FindHostName(text, addresses.front());
   Require(!canonical.empty() && IsOneWord(canonical));
-  Require(canonical.ends_with('.') || netro::FindHostAddress(text, canonical).has_value());
-  Require(name.ends_with('.') || netro::FindHostAddress(text, std::string(name) + '.') == address);
+  Require(canonical.ends_with('.') || !netro::FindHostAddresses(text, canonical).empty());
+  Require(name.ends_with('.') ||
+          netro::FindHostAddresses(text, std::string(name) + '.') == addresses);
 }
 
 }  // namespace

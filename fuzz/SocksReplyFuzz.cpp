@@ -14,7 +14,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   target.user = "me";
   target.version5 = (data[0] & 1) != 0;
   target.offerPassword = (data[0] & 2) != 0;
-  if ((data[0] & 4) != 0) target.ip = 0x0100007F;
+  if ((data[0] & 4) != 0) target.ip = netro::IpAddress::V4(0x0100007F);
   netro::SocksDialogue dialogue(target);
   std::span<const std::uint8_t> reply(data + 1, size - 1);
   for (int step = 0; !dialogue.IsOpen(); ++step) {

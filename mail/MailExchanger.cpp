@@ -117,8 +117,8 @@ class ExchangerLookup {
 
   std::string AskForAddress() {
     const auto deadline = SecondsFromNow(StepTimeOut(settings_.timeOuts, SMTP_STEP_DNS));
-    const LookupAnswer answer = ResolveHost(found_.name, NameServers(settings_), mark_, deadline);
-    return answer.error == 0 ? FormatDotted(answer.ip) : std::string();
+    const LookupSettings lookup{NameServers(settings_), settings_.preference};
+    return ResolveHost(found_.name, lookup, mark_, deadline).text;
   }
 
   // A server that says no outweighs a silent one.

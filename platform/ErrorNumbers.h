@@ -28,7 +28,10 @@ enum ErrorNumber : std::int32_t {
   kErrNoBuffers = 10055,
   kErrNotConnected = 10057,
   kErrShutDown = 10058,
+  kErrRefused = 10061,
   kErrHostNotFound = 11001,
+  kErrTryAgain = 11002,
+  kErrNoData = 11004,
 };
 
 /// System errors without a documented number are this plus the system's own.

@@ -2,9 +2,10 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <vector>
+
+#include "platform/Address.h"
 
 namespace netro {
 
@@ -21,16 +22,18 @@ StackFacts ReadStackFacts();
 
 /// The host's own name; empty on failure.
 std::string ReadHostName();
-/// The IPv4 addresses of the host's interfaces that are up, loopback last.
-std::vector<std::int32_t> ReadHostAddresses();
+/// The addresses of the host's interfaces that are up, loopback last.
+std::vector<IpAddress> ReadHostAddresses();
 
 /// The system's table of TCP services: empty and 0 for what it does not hold.
 std::string ReadServiceName(std::int32_t port);
 std::int32_t ReadServicePort(const std::string& name);
 
 /// Ask the system's resolver; both may block for many seconds. `error` tells why there is no
-/// address: 59 there is none, 10055 this program lacks memory or descriptors to ask.
-std::optional<std::int32_t> ResolveName(const std::string& name, std::int32_t& error);
-std::string ResolveAddress(std::int32_t ip);
+/// address of this family: 59 there is no such name, 11004 the name has none, 11002 nobody could
+/// tell, 10055 this program lacks memory or descriptors to ask.
+std::vector<IpAddress> ResolveName(const std::string& name, AddressFamily family,
+                                   std::int32_t& error);
+std::string ResolveAddress(const IpAddress& address);
 
 }  // namespace netro

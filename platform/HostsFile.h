@@ -1,29 +1,30 @@
 // The system's hosts file: names that need no DNS. Any thread.
 #pragma once
 
-#include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "platform/Address.h"
+
 namespace netro {
 
 /// Look through the text of a hosts file: lines of an address, its name and its aliases; "#" begins
-/// a comment. Only lines with an IPv4 address in its full dotted form count. Linear in the text.
+/// a comment. Only lines with an address in its full form count. Linear in the text.
 ///
-/// The first address of a name or alias, whatever its case; a dot at the end of `name` is ignored.
-std::optional<std::int32_t> FindHostAddress(std::string_view hosts, std::string_view name);
+/// The addresses of a name or alias, whatever its case, in the order of the lines, each once; a dot
+/// at the end of `name` is ignored.
+std::vector<IpAddress> FindHostAddresses(std::string_view hosts, std::string_view name);
 /// The name, not an alias, on the first line of an address; empty when there is none.
-std::string FindHostName(std::string_view hosts, std::int32_t ip);
+std::string FindHostName(std::string_view hosts, const IpAddress& address);
 
 /// The names on the lines of a name, without itself, each once.
 std::vector<std::string> FindHostAliases(std::string_view hosts, std::string_view name);
 
-/// The same from the system's file. "localhost" and all names below it are 127.0.0.1, and the other
-/// way round, also when the file does not say so (RFC 6761, section 6.3).
-std::optional<std::int32_t> HostsFileAddress(std::string_view name);
-std::string HostsFileName(std::int32_t ip);
+/// The same from the system's file. "localhost" and all names below it are 127.0.0.1 and ::1, and
+/// the other way round, also when the file does not say so (RFC 6761, section 6.3).
+std::vector<IpAddress> HostsFileAddresses(std::string_view name);
+std::string HostsFileName(const IpAddress& address);
 std::vector<std::string> HostsFileAliases(std::string_view name);
 
 }  // namespace netro

@@ -1,6 +1,7 @@
 // The system's resolver configuration: which DNS servers it asks, and its own domain. Any thread.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -8,18 +9,26 @@
 namespace netro {
 
 struct ResolverConfig {
-  std::vector<std::string> servers;  // IPv4, dotted, in the order of the configuration
+  std::vector<std::string> servers;  // addresses, in the order of the configuration
   std::string domain;                // without a dot at its end
+  std::vector<std::string> search;   // likewise; `domain` is the first
+  int ndots = 1;                     // a name with so many dots is asked for as it is at first
+  int timeout = 0;                   // seconds for a try; 0: not set
+  int attempts = 0;                  // rounds through the servers; 0: not set
+  bool rotate = false;               // the servers take turns in being the first
   bool readable = false;             // there is a configuration to read
 };
 
-/// Reads the text of a resolv.conf: every "nameserver" line that holds an IPv4 address; the last
-/// of "domain" and "search", its first word. As in the system's resolver a keyword must begin its
+/// Reads the text of a resolv.conf: every "nameserver" line that holds an address; the last of
+/// "domain" and "search"; "options" as far as they are named above, within the system's limits. As in the system's resolver a keyword must begin its
 /// line, "#" and ";" begin a comment, and what follows the word is ignored.
 ResolverConfig ParseResolverConfig(std::string_view text);
 
 /// Reads the system's files. Where the first names only the local stub of systemd-resolved, the
 /// servers behind the stub come from the file that this keeps, and the domain too if it has one.
 ResolverConfig ReadResolverConfig();
+
+/// A number that changes when the system's files do.
+std::uint64_t ResolverConfigStamp();
 
 }  // namespace netro

@@ -1,11 +1,12 @@
-// One exchange by datagrams: a request out, the reply to it in. It runs under the caller's
-// cancellation and touches nothing that an event may delete. Public queries that take whatever
-// comes are UDPCls's.
+// Exchanges by datagrams: requests out, the reply to one of them in. They run under the caller's
+// cancellation and touch nothing that an event may delete. Public queries that take whatever comes
+// are UDPCls's.
 #pragma once
 
 #include <netro/Types.h>
 
 #include <cstdint>
+#include <list>
 #include <span>
 
 #include "socket/DatagramPool.h"
@@ -13,10 +14,28 @@
 
 namespace netro {
 
-/// Sends one datagram of exactly these bytes, which may be none, and waits until the limit for one
-/// from the target that `wanted` takes; others are ignored. Replies to what was sent before over a
-/// socket of the pool must not look like one. Returns the error number: 9999, 10002,
-/// the socket's.
+class DatagramExchange {
+ public:
+  /// `sockets` are those of exchanges whose replies tell what they answer.
+  DatagramExchange(const CancelMark& mark, DatagramPool& sockets)
+      : mark_(mark), sockets_(sockets) {}
+
+  /// Sends one datagram of exactly these bytes, which may be none, and waits until the limit for a
+  /// reply that `wanted` takes; others are ignored. What was asked before stays open: a late reply
+  /// to it counts as well, if its own `wanted` takes it. Returns the error number: 9999, 10002, or
+  /// the socket's, 10061 among them as soon as the target refuses.
+  std::int32_t Ask(const SocketAddress& target, std::span<const std::uint8_t> request,
+                   DatagramSocket::Filter wanted, TimePoint limit, Bytes& reply);
+
+ private:
+  DatagramPool::Lease* Answered();
+
+  const CancelMark& mark_;
+  DatagramPool& sockets_;
+  std::list<DatagramPool::Lease> asked_;
+};
+
+/// The same with one request.
 std::int32_t AskByDatagram(const SocketAddress& target, std::span<const std::uint8_t> request,
                            DatagramSocket::Filter wanted, const CancelMark& mark, TimePoint limit,
                            DatagramPool& sockets, Bytes& reply);

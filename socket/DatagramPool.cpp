@@ -24,14 +24,15 @@ DatagramPool::Lease::~Lease() {
 std::int32_t DatagramPool::Lease::Open(std::shared_ptr<CallState> call, const SocketAddress& target,
                                        DatagramSocket::Filter wanted) {
   std::int32_t error = 0;
-  if (pool_.idle_.empty()) {
-    socket_ = std::make_unique<DatagramSocket>(pool_.notifier_, nullptr);
-    error = socket_->Open({}, target);
+  auto& idle = pool_.idle_;
+  if (!idle.empty() && idle.back()->Target() == target) {
+    socket_ = std::move(idle.back());
+    idle.pop_back();
   } else {
-    socket_ = std::move(pool_.idle_.back());
-    pool_.idle_.pop_back();
+    socket_ = std::make_unique<DatagramSocket>(pool_.notifier_, nullptr);
+    error = socket_->Open({.connected = true}, target);
   }
-  if (error == 0) socket_->Begin(std::move(call), target, std::move(wanted));
+  if (error == 0) socket_->Begin(std::move(call), std::move(wanted));
   return error;
 }
 

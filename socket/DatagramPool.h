@@ -25,9 +25,11 @@ class DatagramPool {
     Lease(const Lease&) = delete;
     Lease& operator=(const Lease&) = delete;
 
-    /// Takes a socket, which tells `call` of what arrives. Returns the error number.
+    /// Takes a socket connected to the target, which tells `call` of what arrives. Returns the
+    /// error number.
     std::int32_t Open(std::shared_ptr<CallState> call, const SocketAddress& target,
                       DatagramSocket::Filter wanted);
+    bool IsOpen() const { return socket_ != nullptr; }
     DatagramSocket& Socket() { return *socket_; }
     /// Nothing more is to come for this exchange, so another one may have the socket.
     void HandOn();

@@ -28,39 +28,43 @@ class DatagramSocket final : private SocketWatcher {
   struct Options {
     bool reuseAddress = false;
     bool broadcast = false;
+    bool connected = false;  // the target alone is heard, and its refusal ends a wait
   };
 
   /// Tells whether a datagram is a reply to what was sent.
   using Filter = std::function<bool(std::span<const std::uint8_t>)>;
-  /// From now on only datagrams from the target that `wanted` takes are kept; others are dropped.
+  /// From now on only datagrams that `wanted` takes are kept; others are dropped. For sockets that
+  /// are connected.
   void TakeOnly(Filter wanted) { wanted_ = std::move(wanted); }
 
   /// Both return the error number.
   std::int32_t Open(const Options& options, const SocketAddress& target);
   std::int32_t Send(std::span<const std::uint8_t> datagram);
 
+  const SocketAddress& Target() const { return target_; }
   /// Makes an open socket that of another exchange, until End.
-  void Begin(std::shared_ptr<CallState> call, const SocketAddress& target, Filter wanted);
+  void Begin(std::shared_ptr<CallState> call, Filter wanted);
   /// What comes from now on is left to the next exchange, which does not want it.
   void End();
   int Exchanges() const { return exchanges_; }
 
   /// True while a datagram, or an error, waits to be taken.
   bool Readable() const { return readable_; }
+  /// Of what Readable tells of.
+  std::int32_t Error() const { return error_; }
   bool SendBlocked() const { return sendBlocked_; }
   /// Takes what Readable tells of; returns the error number. With a filter that is the last one.
   std::int32_t Take(Bytes& reply);
 
  private:
   void OnSocket(std::int32_t handle, SocketEvent event, std::int32_t error) override;
-  bool IsWanted(const SocketAddress& from) const;
-  void SetTarget(const SocketAddress& target);
 
   Notifier& notifier_;
   std::shared_ptr<CallState> call_;
   int exchanges_ = 0;
   std::int32_t handle_ = 0;
   SocketAddress target_;
+  bool connected_ = false;
   Filter wanted_;
   bool readable_ = false;
   Bytes reply_;

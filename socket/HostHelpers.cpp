@@ -25,7 +25,14 @@ std::string SocketCls::LocalHostName() const { return ReadHostName(); }
 
 std::vector<std::string> SocketCls::LocalIPs() const {
   std::vector<std::string> texts;
-  for (const std::int32_t ip : ReadHostAddresses()) texts.push_back(LongAddrToIP(ip));
+  const std::vector<IpAddress> all = ReadHostAddresses();
+  const auto add = [&](AddressFamily family) {
+    for (const IpAddress& address : all) {
+      if (address.Family() == family) texts.push_back(FormatAddress(address));
+    }
+  };
+  if (preference_ == preferIPv6 || preference_ == onlyIPv6) add(AddressFamily::IPv6);
+  if (preference_ != onlyIPv6) add(AddressFamily::IPv4);
   return texts;
 }
 
@@ -68,8 +75,8 @@ std::string SocketCls::DNSLookup(const std::string& Address) {
     return {};
   }
   const auto call = call_;
-  LookupAnswer answer =
-      DefaultHostLookup().Lookup(Address, dnsURL_, CancelMark(module_, call_), TimePoint::max());
+  LookupAnswer answer = DefaultHostLookup().Lookup(Address, {dnsURL_, preference_},
+                                                   CancelMark(module_, call_), TimePoint::max());
   if (!call->alive) return {};
   SetLookupResult(answer.error);
   return std::move(answer.text);

@@ -5,13 +5,11 @@
 #include <utility>
 
 #include "platform/ErrorNumbers.h"
-#include "platform/Sockets.h"
 #include "socket/SocketErrors.h"
 
 namespace netro {
 namespace {
 
-constexpr std::int32_t kNoAddress = -1;
 constexpr std::int32_t kTextNoDnsEntries = 10159;
 
 }  // namespace
@@ -21,18 +19,27 @@ std::string LookupErrorText(std::int32_t error) {
   return error == kErrNoDnsEntries ? GetMessageText(kTextNoDnsEntries) : SocketErrorText(error);
 }
 
-LookupAnswer ResolveHost(std::string host, std::optional<std::string> servers,
-                         const CancelMark& mark, TimePoint deadline) {
+LookupAnswer LookupAnswer::Of(std::vector<IpAddress> found) {
   LookupAnswer answer;
-  std::optional<std::int32_t> ip = ParseDotted(host);
-  if (!ip) {
-    answer = DefaultHostLookup().Lookup(host, std::move(servers), mark, deadline);
-    if (answer.error != 0) return answer;
-    ip = ParseDotted(answer.text.empty() ? host : answer.text);
-  }
-  answer.ip = ip.value_or(kNoAddress);
-  if (answer.ip == kNoAddress) answer.error = kErrNoDnsEntries;
+  answer.text = FormatAddress(found.front());
+  answer.addresses = std::move(found);
   return answer;
+}
+
+LookupAnswer ResolveHost(const std::string& host, const LookupSettings& settings,
+                         const CancelMark& mark, TimePoint deadline) {
+  const auto address = ParseAddress(host);
+  if (!address && !host.empty()) {
+    return DefaultHostLookup().Lookup(host, settings, mark, deadline);
+  }
+  if (!address || address->IsBroadcast()) return {{}, kErrNoDnsEntries, {}};
+  const auto unwanted = address->IsIPv6() ? onlyIPv4 : onlyIPv6;
+  if (settings.preference == unwanted) return {{}, kErrNoData, {}};
+  return LookupAnswer::Of({*address});
+}
+
+std::int32_t ConnectError(std::int32_t lookupError) {
+  return lookupError == kErrNoDnsEntries ? kErrHostNotFound : lookupError;
 }
 
 }  // namespace netro

@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "socket/HostLookup.h"
 #include "socket/Wait.h"
 
 namespace netro {
@@ -28,6 +29,7 @@ struct ConnectionPlan {
   bool remoteDNS = false;
   std::int32_t seconds = 30;
   TimePoint limit = TimePoint::max();  // of connecting and waiting together
+  LookupSettings lookup;
 };
 
 /// Puts the proxy settings of a protocol class into a plan. False when the type is none of the

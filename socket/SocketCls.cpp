@@ -8,6 +8,7 @@
 #include "platform/CallState.h"
 #include "platform/ErrorNumbers.h"
 #include "platform/Sockets.h"
+#include "socket/ConnectRace.h"
 #include "socket/HostLookup.h"
 #include "socket/QueueHold.h"
 #include "socket/SendQueue.h"
@@ -68,6 +69,7 @@ void SocketCls::Attach(std::int32_t handle) {
 }
 
 void SocketCls::Close() {
+  race_.reset();
   if (socketHandle_ != 0) {
     module_->Notifications().Unwatch(socketHandle_);
     module_->SetOwner(socketHandle_, nullptr);
@@ -91,9 +93,9 @@ void SocketCls::Close() {
 void SocketCls::RefreshAddresses() {
   const SocketAddress local = LocalAddress(socketHandle_);
   const SocketAddress peer = PeerAddress(socketHandle_);
-  localIP_ = local.port == 0 ? std::string() : FormatDotted(local.ip);
+  localIP_ = local.port == 0 ? std::string() : FormatAddress(local.ip);
   localPort_ = local.port;
-  remoteIP_ = peer.port == 0 ? std::string() : FormatDotted(peer.ip);
+  remoteIP_ = peer.port == 0 ? std::string() : FormatAddress(peer.ip);
   remotePort_ = peer.port;
 }
 
@@ -132,9 +134,9 @@ bool SocketCls::ConnectBy(std::string host, std::int32_t port, const CancelMark&
   owner_ = mark.Object() != call_ ? mark.Object() : nullptr;
   state_ = sockConnecting;
   std::int32_t handle = 0;
-  if (const std::int32_t error = CreateSocket(SocketKind::Stream, handle)) return Fail(error);
+  if (const std::int32_t error = CreateSocket(SocketKind::Stream, AddressFamily::IPv4, handle))
+    return Fail(error);
   Attach(handle);
-  if (noDelay_) SetNoDelay(handle, true);
   if (const std::int32_t error = StartUp()) return Fail(error);
   if (port < 0 || port > 65535) return Fail(kErrInvalidArgument);
 
@@ -143,34 +145,25 @@ bool SocketCls::ConnectBy(std::string host, std::int32_t port, const CancelMark&
   const OnException close([&] {
     if (call->alive && connection_ == connection) Close();
   });
-  const auto ip = Resolve(host, mark, deadline);
+  LookupAnswer answer = Resolve(host, preference_, mark, deadline);
   if (!call->alive) return false;
   if (connection_ != connection) {  // closed while looking up
     lastSocketErr_ = kErrCancelled;
     return false;
   }
-  if (!ip) return Fail(dnsLastErr_ == kErrNoDnsEntries ? kErrHostNotFound : dnsLastErr_);
-
-  Notifier& notifier = module_->Notifications();
-  if (const std::int32_t error = notifier.Watch(handle, SocketKind::Stream, *module_)) {
-    return Fail(error);
-  }
-  SetLingerOff(handle);
-  // An error of any kind means "under way", and the outcome is a notification; any other result, an
-  // immediate success included, counts as a failure of that number.
-  const std::int32_t result = notifier.Connect(handle, {*ip, port});
-  if (result != kSocketError) return Fail(result);
-  RefreshAddresses();
-  return true;
+  if (answer.error != 0) return Fail(ConnectError(answer.error));
+  race_ = std::make_unique<ConnectRace>(*this, std::move(answer), port, std::move(host),
+                                        LookupSettings{dnsURL_});
+  const std::int32_t error = race_->Start();
+  return error == 0 || Fail(error);
 }
 
-std::optional<std::int32_t> SocketCls::Resolve(const std::string& host, const CancelMark& mark,
-                                               Deadline deadline) {
+LookupAnswer SocketCls::Resolve(const std::string& host, AddressPreferenceEnum preference,
+                                const CancelMark& mark, Deadline deadline) {
   const auto call = call_;
-  const LookupAnswer answer = ResolveHost(host, dnsURL_, mark, deadline);
-  if (!call->alive) return std::nullopt;
-  SetLookupResult(answer.error);
-  return answer.error == 0 ? std::optional(answer.ip) : std::nullopt;
+  LookupAnswer answer = ResolveHost(host, {dnsURL_, preference}, mark, deadline);
+  if (call->alive) SetLookupResult(answer.error);
+  return answer;
 }
 
 bool SocketCls::Listen(const std::string& FeedLocalIp) {
@@ -181,24 +174,25 @@ bool SocketCls::Listen(const std::string& FeedLocalIp) {
   if (const std::int32_t error = StartUp()) return Fail(error);
   std::int32_t handle = 0;
   const SocketKind kind = useUDP_ ? SocketKind::Datagram : SocketKind::Listener;
-  if (const std::int32_t error = CreateSocket(kind, handle)) return Fail(error);
+  const auto ip = localIp.empty() ? IpAddress::V4(0) : ParseAddress(localIp);
+  const AddressFamily family = ip ? ip->Family() : AddressFamily::IPv4;
+  if (const std::int32_t error = CreateSocket(kind, family, handle)) return Fail(error);
   Attach(handle);
   datagrams_ = useUDP_;
-  if (const std::int32_t error = StartListening(localIp, port)) return Fail(error);
+  if (!ip || port < 0 || port > 65535) return Fail(kErrInvalidArgument);
+  if (const std::int32_t error = StartListening({*ip, port})) return Fail(error);
   RefreshAddresses();
   state_ = sockListening;
   return true;
 }
 
-std::int32_t SocketCls::StartListening(const std::string& localIp, std::int32_t port) {
-  const auto ip = localIp.empty() ? std::optional<std::int32_t>(0) : ParseDotted(localIp);
-  if (!ip || port < 0 || port > 65535) return kErrInvalidArgument;
+std::int32_t SocketCls::StartListening(const SocketAddress& address) {
   const SocketKind kind = useUDP_ ? SocketKind::Datagram : SocketKind::Listener;
   Notifier& notifier = module_->Notifications();
   const bool broadcast = useUDP_ ? enableBroadcast_ : allowBroadcast_;
   std::int32_t error = reuseAddr_ ? SetReuseAddress(socketHandle_) : 0;
   if (error == 0 && broadcast) error = SetBroadcast(socketHandle_);
-  if (error == 0) error = BindSocket(socketHandle_, {*ip, port});
+  if (error == 0) error = BindSocket(socketHandle_, address);
   if (error == 0) error = notifier.Watch(socketHandle_, kind, *module_);
   if (error == 0 && !useUDP_) error = notifier.Listen(socketHandle_, kBacklog);
   return error;
@@ -234,7 +228,10 @@ void SocketCls::RequestAgainLater(std::int32_t listener) {
 
 void SocketCls::Disconnect() { Close(); }
 
-void SocketCls::RemoveSocket() { module_->Unregister(*this); }
+void SocketCls::RemoveSocket() {
+  race_.reset();
+  module_->Unregister(*this);
+}
 
 void SocketCls::Kill() {
   ++call_->stops;

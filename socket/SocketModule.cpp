@@ -20,6 +20,7 @@
 #include "platform/CallState.h"
 #include "platform/ErrorNumbers.h"
 #include "platform/PerThread.h"
+#include "socket/ConnectRace.h"
 #include "support/OnException.h"
 
 namespace netro {
@@ -109,7 +110,7 @@ void SocketModule::OnSocket(std::int32_t handle, SocketEvent event, std::int32_t
       break;
     case SocketEvent::Connect:
       cancel_ = false;
-      error == 0 ? socket->WindowProc(16) : ConnectFailed(*socket, error);
+      Connected(*socket, handle, error);
       break;
     case SocketEvent::Close:
       socket->PeerClosed(error);
@@ -117,7 +118,13 @@ void SocketModule::OnSocket(std::int32_t handle, SocketEvent event, std::int32_t
   }
 }
 
-void SocketModule::ConnectFailed(SocketCls& socket, std::int32_t error) {
+void SocketModule::Connected(SocketCls& socket, std::int32_t handle, std::int32_t error) {
+  if (error == 0) {
+    if (socket.race_ != nullptr) socket.race_->Won(handle);
+    socket.race_.reset();
+    return socket.WindowProc(16);
+  }
+  if (socket.race_ != nullptr && socket.race_->Lost(handle, error)) return;
   socket.Close();
   socket.WindowProc(999, std::to_string(error));
 }
@@ -182,7 +189,7 @@ bool SocketModule::ReceiveOnce(SocketCls& socket, bool& more) {
   if (got <= 0) return false;
   if (socket.datagrams_) {
     Notifications().Renew(socket.socketHandle_);  // for a pump inside the event
-    socket.remoteIP_ = FormatDotted(from.ip);
+    socket.remoteIP_ = FormatAddress(from.ip);
     socket.remotePort_ = from.port;
   }
   socket.WindowProc(1, Bytes(room_.begin(), room_.begin() + got));

@@ -62,7 +62,7 @@ class SocketModule final : public SocketWatcher {
   class Told;
 
   SocketCls* Owner(std::int32_t handle) const;
-  void ConnectFailed(SocketCls& socket, std::int32_t error);
+  void Connected(SocketCls& socket, std::int32_t handle, std::int32_t error);
   void Drain(SocketCls& socket);
   bool ReceiveOnce(SocketCls& socket, bool& more);
   void PumpInDrain(SocketCls& socket);

@@ -23,11 +23,6 @@ constexpr std::size_t kShortestReply = 2;
 
 enum AddressType : std::uint8_t { kIPv4 = 1, kDomain = 3, kIPv6 = 4 };
 
-void AppendIp(ByteWriter& out, std::int32_t ip) {
-  const auto* bytes = reinterpret_cast<const std::uint8_t*>(&ip);
-  out.Append({bytes, 4});
-}
-
 void AppendCounted(ByteWriter& out, const std::string& text) {
   out.U8(static_cast<std::uint8_t>(text.size()));
   out.Text(text);
@@ -91,11 +86,11 @@ Bytes SocksDialogue::Connect4() const {
   out.U8(kCommandConnect);
   out.U16(static_cast<std::uint16_t>(target_.port));
   // 4a: an address 0.0.0.x tells that the name follows the user.
-  const std::uint8_t nameFollows[] = {0, 0, 0, 1};
-  target_.ip ? AppendIp(out, *target_.ip) : out.Append(nameFollows);
+  constexpr std::uint8_t kNameFollows[] = {0, 0, 0, 1};
+  out.Append(target_.ip.IsIPv4() ? target_.ip.Bytes() : kNameFollows);
   out.Text(target_.user);
   out.U8(0);
-  if (!target_.ip) {
+  if (target_.ip.IsNone()) {
     out.Text(target_.host);
     out.U8(0);
   }
@@ -120,8 +115,8 @@ Bytes SocksDialogue::Connect5() const {
   out.U8(kVersion5);
   out.U8(kCommandConnect);
   out.U8(0);
-  out.U8(target_.ip ? kIPv4 : kDomain);
-  target_.ip ? AppendIp(out, *target_.ip) : AppendCounted(out, target_.host);
+  out.U8(target_.ip.IsNone() ? kDomain : target_.ip.IsIPv4() ? kIPv4 : kIPv6);
+  target_.ip.IsNone() ? AppendCounted(out, target_.host) : out.Append(target_.ip.Bytes());
   out.U16(static_cast<std::uint16_t>(target_.port));
   return out.Take();
 }

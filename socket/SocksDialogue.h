@@ -9,9 +9,10 @@
 #include <netro/Types.h>
 
 #include <cstdint>
-#include <optional>
 #include <span>
 #include <string>
+
+#include "platform/Address.h"
 
 namespace netro {
 
@@ -19,7 +20,7 @@ namespace netro {
 struct SocksTarget {
   std::string host;
   std::int32_t port = 0;
-  std::optional<std::int32_t> ip;  // network order; without it the proxy resolves `host`
+  IpAddress ip;  // none: the proxy resolves `host`
   std::string user;
   std::string password;
   bool resolveRemotely = false;

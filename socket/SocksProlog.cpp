@@ -14,9 +14,10 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/Address.h"
 #include "platform/CallState.h"
 #include "platform/ErrorNumbers.h"
-#include "platform/Sockets.h"
+#include "socket/HostLookup.h"
 #include "socket/QueueHold.h"
 #include "socket/SocketModule.h"
 #include "socket/SocksDialogue.h"
@@ -87,13 +88,20 @@ std::int32_t SocketCls::OpenTunnel(SocksTarget target, bool remoteDNS, const Can
 std::int32_t SocketCls::PrepareTarget(SocksTarget& target, bool remoteDNS, const CancelMark& mark) {
   target.resolveRemotely = remoteDNS;
   if (const std::int32_t error = SocksDialogue::Check(target)) return error;
-  if (remoteDNS) return 0;
+  if (remoteDNS) {
+    // A dotted address goes as a name, as it always has.
+    const auto address = target.version5 ? ParseAddress(target.host) : std::nullopt;
+    if (address && address->IsIPv6()) target.ip = *address;
+    return 0;
+  }
   const auto call = call_;
   const std::uint32_t connection = connection_;
-  target.ip = Resolve(target.host, mark, SecondsFromNow(socksTimeout_));
+  const LookupAnswer answer = Resolve(target.host, target.version5 ? preference_ : onlyIPv4, mark,
+                                      SecondsFromNow(socksTimeout_));
   if (!call->alive) return kErrCancelled;
   if (connection_ != connection) return kErrNotConnected;
-  return target.ip ? 0 : dnsLastErr_;
+  target.ip = answer.First();
+  return answer.error;
 }
 
 std::int32_t SocketCls::RunDialogue(SocksDialogue& dialogue, const CancelMark& mark) {

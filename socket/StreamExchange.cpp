@@ -8,8 +8,9 @@
 
 namespace netro {
 
-std::int32_t StreamExchange::Run(const ConnectionPlan& plan, const std::string* dnsURL) {
-  if (dnsURL != nullptr) socket_.DNSURL(*dnsURL);
+std::int32_t StreamExchange::Run(const ConnectionPlan& plan) {
+  if (plan.lookup.servers) socket_.DNSURL(*plan.lookup.servers);
+  socket_.AddressPreference(plan.lookup.preference);
   socket_.Events(this);
   std::int32_t error = SocketOwner::Connect(socket_, plan, mark_);
   connected_ = error == 0;

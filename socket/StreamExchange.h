@@ -18,9 +18,8 @@ class StreamExchange : private SocketClsEvents {
   explicit StreamExchange(const CancelMark& mark) : mark_(mark) {}
 
   /// Returns what End was given, or the error number of what failed before. Connecting, each reply
-  /// of a proxy, and the wait for the reply may take the plan's seconds each. `dnsURL` as SocketCls
-  /// has it; null leaves its default.
-  std::int32_t Run(const ConnectionPlan& plan, const std::string* dnsURL = nullptr);
+  /// of a proxy, and the wait for the reply may take the plan's seconds each.
+  std::int32_t Run(const ConnectionPlan& plan);
   /// True once the connection was open.
   bool Connected() const { return connected_; }
 

@@ -123,13 +123,13 @@ std::int32_t UDPCls::Open(const CancelMark& mark) {
   const bool broadcast = url_ == "255.255.255.255";
   if (broadcast && !allowBroadcast_) return kPermissionDenied;
   const DatagramSocket::Options options{reuseAddr_, allowBroadcast_};
-  SocketAddress target{kBroadcast, port_};
+  SocketAddress target{IpAddress::V4(kBroadcast), port_};
   if (!broadcast) {
     const auto call = call_;
-    const LookupAnswer host = ResolveHost(url_, dnsURL_, mark, TimePoint::max());
+    const LookupAnswer host = ResolveHost(url_, {dnsURL_, preference_}, mark, TimePoint::max());
     if (!call->alive) return kErrCancelled;
-    if (host.error != 0) return host.error == kErrNoDnsEntries ? kErrHostNotFound : host.error;
-    target.ip = host.ip;
+    if (host.error != 0) return ConnectError(host.error);
+    target.ip = host.First();
   }
   socket_ = std::make_unique<DatagramSocket>(module_->Notifications(), call_);
   const std::int32_t error = socket_->Open(options, target);

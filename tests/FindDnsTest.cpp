@@ -51,9 +51,10 @@ TEST(ResolverConfigText, IsReadAsTheSystemReadsIt) {
       {" nameserver 192.0.2.1\n", {}, ""},
       {"nameservers 192.0.2.1\nnameserver192.0.2.2\nNAMESERVER 192.0.2.3\n", {}, ""},
       {"nameserver\nnameserver \nnameserver 192.0.2.9\n", {"192.0.2.9"}, ""},
-      {"nameserver 2001:db8::1\nnameserver fe80::1%eth0\nnameserver 192.0.2.1\n",
-       {"192.0.2.1"},
+      {"nameserver 2001:DB8:0::1\nnameserver fe80::1%lo\nnameserver 192.0.2.1\n",
+       {"2001:db8::1", "fe80::1%lo", "192.0.2.1"},
        ""},
+      {"nameserver ::1%nowhere\nnameserver [::1]\nnameserver 2001:db8::1::\n", {}, ""},
       {"nameserver 192.0.2.256\nnameserver ns.example\nnameserver 192.0.2.1:53\n", {}, ""},
       {"nameserver 127.1\n", {"127.0.0.1"}, ""},
       {std::string("nameserver 192.0.2.1\0x\ndomain a.example\0x\n", 42),
@@ -73,6 +74,7 @@ TEST(ResolverConfigText, IsReadAsTheSystemReadsIt) {
     const ResolverConfig config = ParseResolverConfig(c.text);
     EXPECT_EQ(config.servers, c.servers) << c.text;
     EXPECT_EQ(config.domain, c.domain) << c.text;
+    EXPECT_EQ(config.search.empty() ? "" : config.search.front(), c.domain) << c.text;
     EXPECT_TRUE(config.readable);
   }
 }
@@ -201,21 +203,28 @@ constexpr std::string_view kHostsText =
     "192.0.2.6 six\n"
     "192.0.2.7 last";
 
+std::string Joined(const std::vector<IpAddress>& addresses) {
+  std::string text;
+  for (const IpAddress& address : addresses) {
+    text += (text.empty() ? "" : " ") + FormatAddress(address);
+  }
+  return text;
+}
+
 TEST(HostsText, NameToAddress) {
   const struct {
     const char* name;
     const char* address;  // empty: none
   } cases[] = {
-      {"server.example", "192.0.2.1"},
-      {"SERVER.Example", "192.0.2.1"},
-      {"server.example.", "192.0.2.1"},
+      {"server.example", "192.0.2.1 2001:db8::1 192.0.2.3"},
+      {"SERVER.Example.", "192.0.2.1 2001:db8::1 192.0.2.3"},
       {"server", "192.0.2.1"},
       {"www", "192.0.2.1"},
       {"indented", "192.0.2.2"},
       {"second", "192.0.2.3"},
       {"again", "192.0.2.1"},
       {"named", "192.0.2.4"},
-      {"six", "192.0.2.6"},
+      {"six", "2001:db8::1 192.0.2.6"},
       {"last", "192.0.2.7"},
       {"comment", ""},
       {"behind", ""},
@@ -226,14 +235,13 @@ TEST(HostsText, NameToAddress) {
       {"192.0.2.5", ""},
       {"serve", ""},
       {"server.exampl", ""},
-      {"localhost", ""},
+      {"localhost", "::1"},
       {"server.example..", ""},
       {".", ""},
       {"", ""},
   };
   for (const auto& c : cases) {
-    const auto found = FindHostAddress(kHostsText, c.name);
-    EXPECT_EQ(found ? FormatDotted(*found) : "", c.address) << c.name;
+    EXPECT_EQ(Joined(FindHostAddresses(kHostsText, c.name)), c.address) << c.name;
   }
 }
 
@@ -246,34 +254,32 @@ TEST(HostsText, AddressToName) {
                {"192.0.2.3", "server.example"},
                {"192.0.2.4", "named"},
                {"192.0.2.7", "last"},
+               {"2001:DB8::0:1", "server.example"},
                {"192.0.2.9", ""},
                {"127.0.0.2", ""},
                {"192.0.2.5", ""},
                {"0.0.0.0", ""}};
   for (const auto& c : cases) {
-    EXPECT_EQ(FindHostName(kHostsText, *ParseDotted(c.address)), c.name) << c.address;
+    EXPECT_EQ(FindHostName(kHostsText, *ParseAddress(c.address)), c.name) << c.address;
   }
 }
 
-std::string AddressOf(const std::string& name) {
-  const auto found = HostsFileAddress(name);
-  return found ? FormatDotted(*found) : std::string();
-}
+std::string AddressOf(const std::string& name) { return Joined(HostsFileAddresses(name)); }
 
 TEST(HostsFile, LocalhostNeedsNoFile) {
   SystemRoot root;
-  const std::int32_t loopback = *ParseDotted("127.0.0.1");
+  const IpAddress loopback = *ParseAddress("127.0.0.1");
   EXPECT_EQ(HostsFileName(loopback), "localhost");
-  EXPECT_EQ(HostsFileName(*ParseDotted("127.0.0.2")), "");
+  EXPECT_EQ(HostsFileName(*ParseAddress("127.0.0.2")), "");
   for (const char* name : {"localhost", "LocalHost.", "printer.localhost", "a.b.LOCALHOST."})
-    EXPECT_EQ(AddressOf(name), "127.0.0.1") << name;
+    EXPECT_EQ(AddressOf(name), "127.0.0.1 ::1") << name;
   for (const char* name : {"notlocalhost", "localhost.example", "host", "", ".", "localhos"})
     EXPECT_EQ(AddressOf(name), "") << name;
 
   root.Put(kHosts, "127.0.0.1 this.example\n::1 localhost\n127.0.1.1 printer.localhost\n");
   EXPECT_EQ(HostsFileName(loopback), "this.example");
-  EXPECT_EQ(AddressOf("localhost"), "127.0.0.1");
-  EXPECT_EQ(AddressOf("printer.localhost"), "127.0.1.1");
+  EXPECT_EQ(AddressOf("localhost"), "::1 127.0.0.1");
+  EXPECT_EQ(AddressOf("printer.localhost"), "127.0.1.1 ::1");
   EXPECT_EQ(AddressOf("this.example"), "127.0.0.1");
 }
 
@@ -284,7 +290,7 @@ TEST(HostsFile, BigFilesAreReadToTheEnd) {
   for (int i = 0; i < 100'000; ++i) text += "0.0.0.0 unwanted" + std::to_string(i) + ".example\n";
   root.Put(kHosts, text + "192.0.2.1 last.example");
   EXPECT_EQ(AddressOf("last.example"), "192.0.2.1");
-  EXPECT_EQ(HostsFileName(*ParseDotted("192.0.2.1")), "last.example");
+  EXPECT_EQ(HostsFileName(*ParseAddress("192.0.2.1")), "last.example");
 }
 
 // --- which servers answer ------------------------------------------------------------------------

@@ -248,7 +248,7 @@ TEST(SocketCls, DatagramsArriveOneByOneAndAnEmptyOneClosesNothing) {
   socket.UseUDP(true);
   ASSERT_TRUE(socket.Listen("127.0.0.1"));
   std::int32_t handle = 0;
-  ASSERT_EQ(CreateSocket(SocketKind::Datagram, handle), 0);
+  ASSERT_EQ(CreateSocket(SocketKind::Datagram, AddressFamily::IPv4, handle), 0);
   const sockaddr_in to = [&] {
     sockaddr_in name{};
     name.sin_family = AF_INET;

@@ -124,6 +124,7 @@ bool HttpQuery::Prepare() {
                     "\" is not supported; only an HTTP proxy can fetch it.");
   }
   owner_.socket_.DNSURL(settings_.dnsURL);
+  owner_.socket_.AddressPreference(settings_.preference);
   proxyAuthorization_ =
       settings_.proxyType == ProxyBasicAuthorization || settings_.proxyType == ProxyMSISAServer;
   serverAuthorization_ = settings_.sendAuthAfterChallenge;

@@ -58,8 +58,9 @@ std::string QueryTimeCLS::DNSLookup(const std::string& Address) {
   const BusyScope busy(call_);
   if (busy.Refused()) return {};
   const auto call = call_;
-  LookupAnswer answer = DefaultHostLookup().Lookup(Address, settings_.dnsURL,
-                                                   CancelMark(module_, call_), TimePoint::max());
+  LookupAnswer answer =
+      DefaultHostLookup().Lookup(Address, {settings_.dnsURL, settings_.preference},
+                                 CancelMark(module_, call_), TimePoint::max());
   if (!call->alive) return {};
   SetLastErr(answer.error, LookupErrorText(answer.error));
   return std::move(answer.text);

@@ -101,13 +101,13 @@ bool TimeQuery::Accepts(std::span<const std::uint8_t> reply) {
 }
 
 std::int32_t TimeQuery::AskOverUdp(Bytes& reply) {
-  const LookupAnswer host = ResolveHost(settings_.server, settings_.dnsURL, mark_, deadline_);
-  if (host.error != 0) return host.error == kErrNoDnsEntries ? kErrHostNotFound : host.error;
+  const LookupAnswer host = ResolveHost(settings_.server, Lookups(), mark_, deadline_);
+  if (host.error != 0) return ConnectError(host.error);
   if (!call_->alive) return kErrCancelled;
   // Of its own: a reply to an empty request could be one to any other.
   DatagramPool sockets(mark_.Module().Notifications());
   return AskByDatagram(
-      {host.ip, settings_.port}, Begin(),
+      {host.First(), settings_.port}, Begin(),
       [this](std::span<const std::uint8_t> bytes) { return Accepts(bytes); }, mark_, deadline_,
       sockets, reply);
 }
@@ -117,18 +117,19 @@ std::int32_t TimeQuery::AskOverTcp(Bytes& reply) {
   plan.host = settings_.server;
   plan.port = settings_.port;
   plan.seconds = settings_.timeout;
+  plan.lookup = Lookups();
   if (!PlanProxy(proxy_, plan)) return kErrInvalidArgument;
   TcpTimeExchange exchange(
       settings_.port == kSntpPort ? kSntpSize : kTimeSize, [this] { return Begin(); },
       [this](std::span<const std::uint8_t> bytes) { return Accepts(bytes); }, mark_);
-  const std::int32_t error = exchange.Run(plan, &settings_.dnsURL);
+  const std::int32_t error = exchange.Run(plan);
   reply = exchange.TakeReply();
   return error;
 }
 
 std::int32_t TimeQuery::NameReference(std::int32_t ip, std::string& text) {
   const std::string address = FormatDotted(ip);
-  const LookupAnswer name = DefaultHostLookup().Lookup(address, settings_.dnsURL, mark_, deadline_);
+  const LookupAnswer name = DefaultHostLookup().Lookup(address, Lookups(), mark_, deadline_);
   text = address + " (" + name.text + ")";
   return name.error == kErrCancelled ? kErrCancelled : 0;
 }

@@ -25,6 +25,7 @@ class TimeQuery {
   std::int32_t AskOverTcp(Bytes& reply);
   Bytes Begin();
   bool Accepts(std::span<const std::uint8_t> reply);
+  LookupSettings Lookups() const { return {settings_.dnsURL, settings_.preference}; }
   std::int32_t NameReference(std::int32_t ip, std::string& text);
 
   QueryTimeCLS& owner_;

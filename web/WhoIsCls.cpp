@@ -79,6 +79,7 @@ bool WhoIsCls::Ask(std::string host, std::string query) {
   plan.host = split.url.host;
   plan.port = split.url.hasPort ? split.url.port : port_;
   plan.seconds = timeout_;
+  plan.lookup = {dnsURL_, preference_};
   if (plan.port < 1 || plan.port > 65535) {
     return Fail(kErrInvalidArgument, "Port " + std::to_string(plan.port) + " is no port.");
   }
@@ -89,9 +90,8 @@ bool WhoIsCls::Ask(std::string host, std::string query) {
   }
 
   const auto call = call_;
-  const std::string servers = dnsURL_;
   WhoIsQuery exchange(*this, query, mark);
-  const std::int32_t error = exchange.Run(plan, &servers);
+  const std::int32_t error = exchange.Run(plan);
   if (!call->alive) return false;
   if (error == 0) return true;
   return Fail(error, exchange.Connected() ? std::string() : ConnectText(plan, error));

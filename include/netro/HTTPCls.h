@@ -8,6 +8,7 @@
 // Thread: as SocketCls; only Kill and StopWaiting may come from any thread.
 #pragma once
 
+#include <netro/AddressPreference.h>
 #include <netro/Export.h>
 #include <netro/ProxyTypes.h>
 #include <netro/SocketCls.h>
@@ -99,6 +100,9 @@ class NETRO_EXPORT HTTPCls {
   /// DNS servers for name lookups, see SocketCls::DNSURL.
   const std::string& DNSURL() const { return settings_.dnsURL; }
   void DNSURL(std::string value) { settings_.dnsURL = std::move(value); }
+  /// Which address of a host is used, see AddressPreference.h.
+  AddressPreferenceEnum AddressPreference() const { return settings_.preference; }
+  void AddressPreference(AddressPreferenceEnum value) { settings_.preference = value; }
   /// Writes the body to Filename (replacing the file) instead of keeping it in the answer text. A
   /// body whose content type does not begin with "text/" is written to a file in any case; then
   /// both properties tell so until the next query: Filename keeps a name that was set, else it is a
@@ -183,6 +187,7 @@ class NETRO_EXPORT HTTPCls {
     std::string proxyPassword;
     bool proxyUseRemoteDNS = false;
     std::string dnsURL;
+    AddressPreferenceEnum preference = preferIPv4;
     bool saveAsFile = false;
     std::string filename;
     bool removeChunkHeader = true;

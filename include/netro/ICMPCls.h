@@ -9,6 +9,7 @@
 // another on the same object is refused and changes nothing.
 #pragma once
 
+#include <netro/AddressPreference.h>
 #include <netro/Export.h>
 #include <netro/NameLookups.h>
 
@@ -73,6 +74,9 @@ class NETRO_EXPORT ICMPCls : public NameLookups {
   /// DNS servers for name lookups, see SocketCls::DNSURL.
   const std::string& DNSURL() const { return settings_.dnsURL; }
   void DNSURL(std::string value) { settings_.dnsURL = std::move(value); }
+  /// Which address of a host is used, see AddressPreference.h.
+  AddressPreferenceEnum AddressPreference() const { return settings_.preference; }
+  void AddressPreference(AddressPreferenceEnum value) { settings_.preference = value; }
 
   /// The round trip of one echo in whole milliseconds. Negative on failure: -10000 no such host,
   /// -10001 the system allows this program no echo or has no socket left, -9999 cancelled, -10036
@@ -133,6 +137,7 @@ class NETRO_EXPORT ICMPCls : public NameLookups {
     std::int32_t tracePacketSize = 32;
     std::int32_t delay = 0;
     std::string dnsURL;
+    AddressPreferenceEnum preference = preferIPv4;
   };
 
   std::int32_t Ping(const std::string& host);

@@ -5,6 +5,7 @@
 // handler. QueryTime and DNSLookup block, keeping the loop alive.
 #pragma once
 
+#include <netro/AddressPreference.h>
 #include <netro/Export.h>
 #include <netro/NameLookups.h>
 #include <netro/ProxySettings.h>
@@ -89,6 +90,9 @@ class NETRO_EXPORT QueryTimeCLS : public NameLookups,
   /// DNS servers for name lookups, see SocketCls::DNSURL.
   const std::string& DNSURL() const { return settings_.dnsURL; }
   void DNSURL(std::string value) { settings_.dnsURL = std::move(value); }
+  /// Which address of a host is used, see AddressPreference.h.
+  AddressPreferenceEnum AddressPreference() const { return settings_.preference; }
+  void AddressPreference(AddressPreferenceEnum value) { settings_.preference = value; }
 
   /// Asks once. False: LastErr tells why.
   bool QueryTime();
@@ -151,6 +155,7 @@ class NETRO_EXPORT QueryTimeCLS : public NameLookups,
     bool useUDP = true;
     std::int32_t version = 3;
     std::string dnsURL;
+    AddressPreferenceEnum preference = preferIPv4;
   };
 
   void SetLastErr(std::int32_t error, std::string text = std::string());

@@ -3,6 +3,7 @@
 // Thread: as the class that has them.
 #pragma once
 
+#include <netro/AddressPreference.h>
 #include <netro/Export.h>
 #include <netro/ProxySettings.h>
 #include <netro/ProxyTypes.h>
@@ -31,6 +32,7 @@ struct SMTPValues {
   std::string success;
   std::string timeOuts;
   std::optional<std::string> dnsURL;  // none: the system's servers
+  AddressPreferenceEnum preference = preferIPv4;
   std::string dnsServer;
   std::int32_t proxyTimeout = 30;
   bool simulation = false;
@@ -64,6 +66,9 @@ class NETRO_EXPORT SMTPSettings : public ProxySettings<SMTPProxyTypeEnum, 1080> 
   /// Until it is set, the system's servers, see SocketCls::DNSURL.
   const std::string& DNSURL() const;
   void DNSURL(std::string value) { smtp_.dnsURL = std::move(value); }
+  /// Which address of a host is used, see AddressPreference.h.
+  AddressPreferenceEnum AddressPreference() const { return smtp_.preference; }
+  void AddressPreference(AddressPreferenceEnum value) { smtp_.preference = value; }
   /// One DNS server, asked at port 53 when DNSURL is empty.
   const std::string& DNSServer() const { return smtp_.dnsServer; }
   void DNSServer(std::string value) { smtp_.dnsServer = std::move(value); }

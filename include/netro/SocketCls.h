@@ -1,4 +1,4 @@
-// SocketCls: one asynchronous IPv4 socket, the ground that every client class stands on.
+// SocketCls: one asynchronous socket, the ground that every client class stands on.
 //
 // Thread: an object belongs to the thread that created it; all its methods and events run there.
 // Only Kill and StopWaiting may be called from any thread, or from a signal handler.
@@ -8,6 +8,7 @@
 // "Connection Refused" ...), 9000-9003 for SOCKS, 9999 cancelled, 10002 timed out.
 #pragma once
 
+#include <netro/AddressPreference.h>
 #include <netro/Export.h>
 #include <netro/NameLookups.h>
 #include <netro/SocketData.h>
@@ -27,6 +28,7 @@
 namespace netro {
 
 class CancelMark;
+class ConnectRace;
 class QueueHold;
 class SendQueue;
 class SocketModule;
@@ -35,6 +37,8 @@ class SocksDialogue;
 struct SocksTarget;
 enum class SocketKind : std::int32_t;
 struct CallState;
+struct LookupAnswer;
+struct SocketAddress;
 
 /// Connection state of a socket. There is no value 0.
 enum SockType : std::int32_t {
@@ -98,8 +102,8 @@ class NETRO_EXPORT SocketCls : public NameLookups {
   /// The system's descriptor, 0 when there is none.
   std::int32_t SocketHandle() const { return socketHandle_; }
   SockType State() const { return state_; }
-  /// Own and peer address as dotted text and port, refreshed by connect, accept and listen, and for
-  /// the peer by each datagram; empty and 0 when closed.
+  /// Own and peer address as text, dotted or as RFC 5952 has it, and port, refreshed by connect,
+  /// accept and listen, and for the peer by each datagram; empty and 0 when closed.
   const std::string& LocalIP() const { return localIP_; }
   const std::string& RemoteIP() const { return remoteIP_; }
   std::int32_t RemotePort() const { return remotePort_; }
@@ -141,17 +145,23 @@ class NETRO_EXPORT SocketCls : public NameLookups {
   /// A pointer of the owner's, stored and returned only.
   void* PageFactory() const { return pageFactory_; }
   void PageFactory(void* value) { pageFactory_ = value; }
-  /// Result of the last name lookup: 0, 59 (no such host), 9999, 10002 (the time-out of the call
-  /// that needed it), 10022 (DNSURL cannot be read), 10036 or 10055, and its text.
+  /// Result of the last name lookup: 0, 59 (no such host), 11004 (no address of the wanted kind),
+  /// 11002 (nobody could tell: the servers fail, refuse or are silent), 9999, 10002 (the time-out
+  /// of the call that needed it), 10022 (DNSURL cannot be read), 10036 or 10055, and its text.
   std::int32_t DNSLastErr() const { return dnsLastErr_; }
   const std::string& DNSLastErrMsg() const { return dnsLastErrMsg_; }
-  /// DNS servers for name lookups as "host[:port]" separated by commas; empty: the system's
-  /// resolver. Until it is set, the system's servers that answer an echo: they are looked for when
-  /// this thread first asks for them or needs them, which takes up to half a second.
+  /// Which addresses of a name Connect and DNSLookup use. With one of the last two, addresses of
+  /// the other family are refused with 11004.
+  AddressPreferenceEnum AddressPreference() const { return preference_; }
+  void AddressPreference(AddressPreferenceEnum value) { preference_ = value; }
+  /// DNS servers for name lookups as "host[:port]" separated by commas, an IPv6 address in brackets
+  /// ("[2001:db8::1]:53"); empty: the system's resolver. Until it is set, the system's servers that
+  /// answer an echo: they are looked for when this thread first asks for them or needs them, which
+  /// takes up to half a second.
   const std::string& DNSURL() const;
   void DNSURL(std::string value) { dnsURL_ = std::move(value); }
 
-  /// Begins to connect to a dotted address or host name (a name is looked up first, which blocks
+  /// Begins to connect to an address or host name (a name is looked up first, which blocks
   /// but keeps the loop alive). True: under way, the outcome comes as Connect or Error, never
   /// inside this call. False: LastSocketErr tells why, the socket is closed. An open connection is
   /// closed first. While a blocking call of this object is running it is refused with 10036; a
@@ -283,6 +293,7 @@ class NETRO_EXPORT SocketCls : public NameLookups {
   void WindowProc(std::int32_t WSAEvent, const std::string& Data);
 
  private:
+  friend class ConnectRace;
   friend class QueueHold;
   friend class SocketModule;
   friend class SocketOwner;
@@ -300,9 +311,9 @@ class NETRO_EXPORT SocketCls : public NameLookups {
   void RequestAgainLater(std::int32_t listener);
 
   bool ConnectBy(std::string host, std::int32_t port, const CancelMark& mark, Deadline deadline);
-  std::int32_t StartListening(const std::string& localIp, std::int32_t port);
-  std::optional<std::int32_t> Resolve(const std::string& host, const CancelMark& mark,
-                                      Deadline deadline);
+  std::int32_t StartListening(const SocketAddress& address);
+  LookupAnswer Resolve(const std::string& host, AddressPreferenceEnum preference,
+                       const CancelMark& mark, Deadline deadline);
   void SetLookupResult(std::int32_t error);
 
   std::int32_t SendAll(std::span<const std::uint8_t> data, const CancelMark& mark,
@@ -332,8 +343,9 @@ class NETRO_EXPORT SocketCls : public NameLookups {
   std::shared_ptr<CallState> call_;
   std::shared_ptr<CallState> owner_;  // of the call that opened the connection for another object
   std::unique_ptr<SendQueue> queue_;
-  QueueHold* hold_ = nullptr;   // the one on the stack
-  bool closeWhenSent_ = false;  // DisconnectWhenSent was called
+  std::unique_ptr<ConnectRace> race_;  // while connecting
+  QueueHold* hold_ = nullptr;          // the one on the stack
+  bool closeWhenSent_ = false;         // DisconnectWhenSent was called
   SocketClsEvents* events_ = nullptr;
   std::int32_t startUps_ = 0;     // that this object has counted
   std::uint32_t connection_ = 0;  // serial of the connection, to recognise a change during a call
@@ -366,6 +378,7 @@ class NETRO_EXPORT SocketCls : public NameLookups {
   std::int32_t dnsLastErr_ = 0;
   std::string dnsLastErrMsg_;
   std::optional<std::string> dnsURL_;  // none: the default list
+  AddressPreferenceEnum preference_ = preferIPv4;
 };
 
 }  // namespace netro

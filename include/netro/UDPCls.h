@@ -6,6 +6,7 @@
 // object is running, 10057 there is no socket.
 #pragma once
 
+#include <netro/AddressPreference.h>
 #include <netro/Export.h>
 #include <netro/Types.h>
 
@@ -51,6 +52,9 @@ class NETRO_EXPORT UDPCls {
   /// DNS servers for name lookups, see SocketCls::DNSURL.
   const std::string& DNSURL() const;
   void DNSURL(std::string value) { dnsURL_ = std::move(value); }
+  /// Which address of a host is used, see AddressPreference.h.
+  AddressPreferenceEnum AddressPreference() const { return preference_; }
+  void AddressPreference(AddressPreferenceEnum value) { preference_ = value; }
 
   /// Makes the socket and looks the host up; an older socket is closed. On failure there is none.
   bool UPDConnect(std::int32_t& LastErr);
@@ -100,6 +104,7 @@ class NETRO_EXPORT UDPCls {
   bool allowBroadcast_ = false;
   bool reuseAddr_ = false;
   std::optional<std::string> dnsURL_;  // none: the default list
+  AddressPreferenceEnum preference_ = preferIPv4;
 };
 
 }  // namespace netro

@@ -4,6 +4,7 @@
 // handler. WhoIs blocks, keeping the loop alive.
 #pragma once
 
+#include <netro/AddressPreference.h>
 #include <netro/Export.h>
 #include <netro/ProxySettings.h>
 #include <netro/ProxyTypes.h>
@@ -38,6 +39,9 @@ class NETRO_EXPORT WhoIsCls : public ProxySettings<WhoIsProxyTypeEnum, 1080> {
   /// DNS servers for name lookups, see SocketCls::DNSURL.
   const std::string& DNSURL() const { return dnsURL_; }
   void DNSURL(std::string value) { dnsURL_ = std::move(value); }
+  /// Which address of a host is used, see AddressPreference.h.
+  AddressPreferenceEnum AddressPreference() const { return preference_; }
+  void AddressPreference(AddressPreferenceEnum value) { preference_ = value; }
 
   /// Sends `Query` to the server `Host` ("host", "host:port" or "whois://host:port") and takes its
   /// answer into Result. True when the server has answered, if only by closing, and closed in
@@ -70,6 +74,7 @@ class NETRO_EXPORT WhoIsCls : public ProxySettings<WhoIsProxyTypeEnum, 1080> {
   std::int32_t timeout_ = 30;
   std::int32_t port_ = 43;
   std::string dnsURL_;
+  AddressPreferenceEnum preference_ = preferIPv4;
   std::string result_;
   std::int32_t lastErr_ = 0;
   std::string lastErrMsg_;

@@ -227,7 +227,7 @@ std::int32_t Echo::Transmit(Flight& flight) {
   const std::uint64_t token = secret_ ^ static_cast<std::uint64_t>(flight.number);
   for (std::size_t i = 0; i < data.size(); ++i) data[i] = DataByte(token, i);
   const Bytes packet = ComposeEchoRequest(identifier_, Sequence(flight.number), data);
-  const SocketAddress to{request.ip, 0};
+  const SocketAddress to{IpAddress::V4(request.ip), 0};
   std::int32_t error = 0;
   for (int tries = 0; tries < kTries; ++tries) {
     flight.wallSent = system_clock::now();

@@ -10,7 +10,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstring>
 #include <memory>
+#include <optional>
 
 #include "platform/ErrorNumbers.h"
 #include "platform/Sockets.h"
@@ -27,8 +29,30 @@ std::int32_t DescriptorLimit() {
   return static_cast<std::int32_t>(std::min<rlim_t>(limit.rlim_cur, 1'000'000'000));
 }
 
-bool IsLoopback(std::int32_t ip) {
-  return (ntohl(static_cast<std::uint32_t>(ip)) >> 24) == IN_LOOPBACKNET;
+std::optional<IpAddress> Read(const sockaddr* name) {
+  SystemAddress system;
+  const sa_family_t family = name != nullptr ? name->sa_family : sa_family_t{AF_UNSPEC};
+  if (family != AF_INET && family != AF_INET6) return std::nullopt;
+  std::memcpy(&system.v6, name, family == AF_INET ? sizeof system.v4 : sizeof system.v6);
+  return FromSystem(system).ip;
+}
+
+std::int32_t ResolveErrorNumber(int status) {
+  switch (status) {
+    case 0:
+      return 0;
+    case EAI_SYSTEM:
+    case EAI_MEMORY:
+      return kErrNoBuffers;
+    case EAI_AGAIN:
+    case EAI_FAIL:
+      return kErrTryAgain;
+    case EAI_NODATA:
+    case EAI_ADDRFAMILY:
+      return kErrNoData;
+    default:
+      return kErrNoDnsEntries;
+  }
 }
 
 }  // namespace
@@ -52,18 +76,17 @@ std::string ReadHostName() {
   return name;
 }
 
-std::vector<std::int32_t> ReadHostAddresses() {
-  std::vector<std::int32_t> addresses;
+std::vector<IpAddress> ReadHostAddresses() {
+  std::vector<IpAddress> addresses;
   ifaddrs* list = nullptr;
   if (getifaddrs(&list) != 0) return addresses;
   const std::unique_ptr<ifaddrs, decltype(&freeifaddrs)> owner(list, &freeifaddrs);
   for (const ifaddrs* entry = list; entry != nullptr; entry = entry->ifa_next) {
-    if (entry->ifa_addr == nullptr || entry->ifa_addr->sa_family != AF_INET) continue;
     if ((entry->ifa_flags & IFF_UP) == 0) continue;
-    addresses.push_back(FromSystem(*reinterpret_cast<const sockaddr_in*>(entry->ifa_addr)).ip);
+    if (const auto address = Read(entry->ifa_addr)) addresses.push_back(*address);
   }
   std::stable_partition(addresses.begin(), addresses.end(),
-                        [](std::int32_t ip) { return !IsLoopback(ip); });
+                        [](const IpAddress& address) { return !address.IsLoopback(); });
   return addresses;
 }
 
@@ -86,24 +109,27 @@ std::int32_t ReadServicePort(const std::string& name) {
   return found != nullptr ? ntohs(static_cast<std::uint16_t>(found->s_port)) : 0;
 }
 
-std::optional<std::int32_t> ResolveName(const std::string& name, std::int32_t& error) {
+std::vector<IpAddress> ResolveName(const std::string& name, AddressFamily family,
+                                   std::int32_t& error) {
   addrinfo wanted{};
-  wanted.ai_family = AF_INET;
+  wanted.ai_family = family == AddressFamily::IPv6 ? AF_INET6 : AF_INET;
   wanted.ai_socktype = SOCK_STREAM;
   addrinfo* list = nullptr;
-  const int status = getaddrinfo(name.c_str(), nullptr, &wanted, &list);
-  error = status == EAI_SYSTEM || status == EAI_MEMORY ? kErrNoBuffers : kErrNoDnsEntries;
-  if (status != 0) return std::nullopt;
+  error = ResolveErrorNumber(getaddrinfo(name.c_str(), nullptr, &wanted, &list));
+  std::vector<IpAddress> addresses;
+  if (error != 0) return addresses;
   const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> owner(list, &freeaddrinfo);
-  if (list == nullptr || list->ai_addr == nullptr) return std::nullopt;
-  return FromSystem(*reinterpret_cast<const sockaddr_in*>(list->ai_addr)).ip;
+  for (const addrinfo* entry = list; entry != nullptr; entry = entry->ai_next) {
+    if (const auto address = Read(entry->ai_addr)) addresses.push_back(*address);
+  }
+  if (addresses.empty()) error = kErrNoData;
+  return addresses;
 }
 
-std::string ResolveAddress(std::int32_t ip) {
-  const sockaddr_in address = ToSystem({ip, 0});
+std::string ResolveAddress(const IpAddress& address) {
+  const SystemAddress system = ToSystem({address, 0});
   char name[NI_MAXHOST] = {};
-  if (getnameinfo(reinterpret_cast<const sockaddr*>(&address), sizeof address, name, sizeof name,
-                  nullptr, 0, NI_NAMEREQD) != 0) {
+  if (getnameinfo(system.Generic(), system.size, name, sizeof name, nullptr, 0, NI_NAMEREQD) != 0) {
     return {};
   }
   return name;

@@ -1,6 +1,7 @@
 #include "platform/HostsFile.h"
 
 #include <algorithm>
+#include <optional>
 
 #include "platform/Sockets.h"
 #include "platform/SystemFiles.h"
@@ -14,12 +15,13 @@ namespace {
 // Lists of unwanted hosts make files of many megabytes.
 constexpr std::size_t kLargestHostsFile = 64 << 20;
 constexpr std::string_view kLocalhost = "localhost";
-constexpr std::string_view kLoopback = "127.0.0.1";
+constexpr const char* kLoopbacks[] = {"127.0.0.1", "::1"};
 
-// Unlike ParseDotted takes the full form only, as the system does in this file.
-std::optional<std::int32_t> ParseFullDotted(std::string_view text) {
-  const auto ip = ParseDotted(std::string(text));
-  return ip && FormatDotted(*ip) == text ? ip : std::nullopt;
+// Unlike ParseDotted takes the full dotted form only, as the system does in this file.
+std::optional<IpAddress> ParseFull(std::string_view text) {
+  const auto address = ParseAddress(std::string(text));
+  const bool full = address && (address->IsIPv6() || FormatAddress(*address) == text);
+  return full ? address : std::nullopt;
 }
 
 std::string_view TakeEntry(std::string_view& hosts) {
@@ -48,23 +50,25 @@ std::string ReadHostsFile() {
 
 }  // namespace
 
-std::optional<std::int32_t> FindHostAddress(std::string_view hosts, std::string_view name) {
+std::vector<IpAddress> FindHostAddresses(std::string_view hosts, std::string_view name) {
+  std::vector<IpAddress> found;
   name = WithoutLastDot(name);
-  if (name.empty()) return std::nullopt;
-  while (!hosts.empty()) {
+  while (!name.empty() && !hosts.empty()) {
     std::string_view line = TakeEntry(hosts);
-    const std::string_view address = TakeWord(line);
+    const std::string_view text = TakeWord(line);
     if (!HoldsName(line, name)) continue;
-    if (const auto ip = ParseFullDotted(address)) return ip;
+    const auto address = ParseFull(text);
+    if (address && std::ranges::find(found, *address) == found.end()) found.push_back(*address);
   }
-  return std::nullopt;
+  return found;
 }
 
-std::string FindHostName(std::string_view hosts, std::int32_t ip) {
-  const std::string wanted = FormatDotted(ip);
+std::string FindHostName(std::string_view hosts, const IpAddress& address) {
+  const std::string text = FormatAddress(address);
   while (!hosts.empty()) {
     std::string_view line = TakeEntry(hosts);
-    if (TakeWord(line) != wanted) continue;
+    const std::string_view word = TakeWord(line);
+    if (word != text && (address.IsIPv4() || ParseFull(word) != address)) continue;
     const std::string_view name = TakeWord(line);
     if (!name.empty()) return std::string(name);
   }
@@ -75,7 +79,7 @@ std::vector<std::string> FindHostAliases(std::string_view hosts, std::string_vie
   std::vector<std::string> aliases;
   while (!hosts.empty()) {
     std::string_view line = TakeEntry(hosts);
-    if (!ParseFullDotted(TakeWord(line)) || !HoldsName(line, name)) continue;
+    if (!ParseFull(TakeWord(line)) || !HoldsName(line, name)) continue;
     for (auto word = TakeWord(line); !word.empty(); word = TakeWord(line)) {
       const auto same = [&](const std::string& alias) { return EqualsIgnoreCase(alias, word); };
       if (!EqualsIgnoreCase(word, name) && std::ranges::none_of(aliases, same)) {
@@ -90,15 +94,22 @@ std::vector<std::string> HostsFileAliases(std::string_view name) {
   return FindHostAliases(ReadHostsFile(), name);
 }
 
-std::optional<std::int32_t> HostsFileAddress(std::string_view name) {
-  const auto found = FindHostAddress(ReadHostsFile(), name);
-  if (found || !IsLocalhost(WithoutLastDot(name))) return found;
-  return ParseFullDotted(kLoopback);
+std::vector<IpAddress> HostsFileAddresses(std::string_view name) {
+  std::vector<IpAddress> found = FindHostAddresses(ReadHostsFile(), name);
+  if (!IsLocalhost(WithoutLastDot(name))) return found;
+  for (const char* loopback : kLoopbacks) {
+    const IpAddress address = *ParseAddress(loopback);
+    const auto same = [&](const IpAddress& other) { return other.Family() == address.Family(); };
+    if (std::ranges::none_of(found, same)) found.push_back(address);
+  }
+  return found;
 }
 
-std::string HostsFileName(std::int32_t ip) {
-  std::string found = FindHostName(ReadHostsFile(), ip);
-  if (found.empty() && FormatDotted(ip) == kLoopback) found = kLocalhost;
+std::string HostsFileName(const IpAddress& address) {
+  std::string found = FindHostName(ReadHostsFile(), address);
+  const std::string text = FormatAddress(address);
+  const auto same = [&](const char* loopback) { return text == loopback; };
+  if (found.empty() && std::ranges::any_of(kLoopbacks, same)) found = kLocalhost;
   return found;
 }
 

@@ -27,11 +27,15 @@ struct ErrorAndOffender {
   sockaddr_in offender;
 };
 
+std::int32_t BitsOf(const sockaddr_in& name) {
+  return static_cast<std::int32_t>(name.sin_addr.s_addr);
+}
+
 void ReadError(const cmsghdr& control, BatchMessage& message) {
   const auto value = Read<ErrorAndOffender>(control);
   if (value.error.ee_origin != SO_EE_ORIGIN_ICMP) return;
   message.isIcmpError = true;
-  message.error = {value.error.ee_type, value.error.ee_code, FromSystem(value.offender).ip};
+  message.error = {value.error.ee_type, value.error.ee_code, BitsOf(value.offender)};
 }
 
 std::chrono::system_clock::time_point ReadTime(const cmsghdr& control) {
@@ -95,7 +99,7 @@ BatchMessage MessageBatch::operator[](std::size_t index) const {
   BatchMessage message;
   const std::size_t length = std::min<std::size_t>(headers_[index].msg_len, size_);
   message.bytes = {room_.get() + index * size_, length};
-  message.address = FromSystem(slots_[index].name).ip;
+  message.address = BitsOf(slots_[index].name);
   for (const cmsghdr* at = CMSG_FIRSTHDR(&header); at != nullptr;
        at = CMSG_NXTHDR(const_cast<msghdr*>(&header), const_cast<cmsghdr*>(at))) {
     ReadControl(*at, message);

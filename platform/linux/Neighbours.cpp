@@ -80,10 +80,9 @@ bool AskForNeighbour(std::int32_t ip) {
   ForgetUnconfirmed(ip);
   const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   if (fd < 0) return false;
-  const sockaddr_in host = ToSystem({ip, kDiscardPort});
+  const SystemAddress host = ToSystem({IpAddress::V4(ip), kDiscardPort});
   // Never through a gateway, which would tell strangers.
-  const auto sent = sendto(fd, nullptr, 0, MSG_DONTROUTE | MSG_DONTWAIT,
-                           reinterpret_cast<const sockaddr*>(&host), sizeof host);
+  const auto sent = sendto(fd, nullptr, 0, MSG_DONTROUTE | MSG_DONTWAIT, host.Generic(), host.size);
   close(fd);
   return sent == 0;
 }

@@ -22,6 +22,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <deque>
+#include <optional>
 #include <unordered_map>
 #include <utility>
 
@@ -345,10 +346,9 @@ void Notifier::RenewWrite(std::int32_t handle) {
 std::int32_t Notifier::Connect(std::int32_t handle, const SocketAddress& address) {
   Registration* of = state_->Find(handle);
   if (of == nullptr) return kErrNotSocket;
-  const sockaddr_in name = ToSystem(address);
-  const auto* generic = reinterpret_cast<const sockaddr*>(&name);
+  const SystemAddress name = ToSystem(address);
   const bool started =
-      connect(handle, generic, sizeof name) == 0 || errno == EINPROGRESS || errno == EINTR;
+      connect(handle, name.Generic(), name.size) == 0 || errno == EINPROGRESS || errno == EINTR;
   of->connecting = true;
   if (started && state_->Control(EPOLL_CTL_ADD, handle, kStreamEvents, of->number)) {
     return kSocketError;
@@ -391,12 +391,12 @@ std::int32_t Notifier::Accept(std::int32_t listener, std::int32_t& error) {
 
 std::ptrdiff_t Notifier::Send(std::int32_t handle, std::span<const std::uint8_t> data,
                               std::int32_t& error, const SocketAddress* to) {
-  const sockaddr_in name = ToSystem(to != nullptr ? *to : SocketAddress{});
-  const auto* generic = to != nullptr ? reinterpret_cast<const sockaddr*>(&name) : nullptr;
-  const socklen_t size = to != nullptr ? sizeof name : 0;
+  std::optional<SystemAddress> name;
+  if (to != nullptr) name = ToSystem(*to);
   ssize_t sent = 0;
   do {
-    sent = sendto(handle, data.data(), data.size(), MSG_NOSIGNAL | MSG_DONTWAIT, generic, size);
+    sent = sendto(handle, data.data(), data.size(), MSG_NOSIGNAL | MSG_DONTWAIT,
+                  name ? name->Generic() : nullptr, name ? name->size : 0);
   } while (sent < 0 && errno == EINTR);
   error = sent < 0 ? SocketErrorNumber(errno) : 0;
   if (error == kErrWouldBlock) AwaitRoom(handle);
@@ -418,15 +418,16 @@ std::ptrdiff_t Notifier::Receive(std::int32_t handle, std::span<std::uint8_t> ro
   Registration* of = state_->Find(handle);
   error = kErrWouldBlock;
   if (of == nullptr || !of->readable) return of != nullptr && of->ended ? 0 : -1;
-  sockaddr_in name{};
-  socklen_t size = sizeof name;
+  std::optional<SystemAddress> name;
+  if (from != nullptr) name.emplace();
+  const int flags = MSG_DONTWAIT | (of->kind == SocketKind::Datagram ? MSG_TRUNC : 0);
   ssize_t got = 0;
   do {
-    got = recvfrom(handle, room.data(), room.size(), MSG_DONTWAIT | MSG_TRUNC * (from != nullptr),
-                   from ? reinterpret_cast<sockaddr*>(&name) : nullptr, from ? &size : nullptr);
+    got = recvfrom(handle, room.data(), room.size(), flags, name ? name->Generic() : nullptr,
+                   name ? &name->size : nullptr);
   } while (got < 0 && errno == EINTR);
   error = got < 0 ? SocketErrorNumber(errno) : 0;
-  if (from != nullptr) *from = FromSystem(name);
+  if (name) *from = FromSystem(*name);
   if (of->kind == SocketKind::Stream) {
     if (got == 0) state_->End(*of, 0);
     // A short read has emptied the socket; what comes later, an end included, is a new edge.

@@ -1,6 +1,9 @@
 #include "platform/ResolverConfig.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <charconv>
 #include <optional>
 #include <utility>
 
@@ -14,17 +17,48 @@ namespace {
 
 constexpr std::size_t kLargestConfig = 1 << 20;
 
+void TakeSearch(std::string_view words, ResolverConfig& config) {
+  config.search.clear();
+  for (auto word = TakeWord(words); !word.empty(); word = TakeWord(words)) {
+    if (word = WithoutLastDot(word); !word.empty()) config.search.emplace_back(word);
+  }
+  config.domain = config.search.empty() ? std::string() : config.search.front();
+}
+
+// "name:number", of which none is larger than the system takes.
+bool TakeNumber(std::string_view option, std::string_view name, int most, int& number) {
+  if (!option.starts_with(name)) return false;
+  option.remove_prefix(name.size());
+  int value = 0;
+  const auto [end, error] = std::from_chars(option.data(), option.data() + option.size(), value);
+  if (error == std::errc::result_out_of_range) value = most;
+  if (end != option.data() && value >= 0) number = std::min(value, most);
+  return true;
+}
+
+void TakeOptions(std::string_view words, ResolverConfig& config) {
+  for (auto word = TakeWord(words); !word.empty(); word = TakeWord(words)) {
+    if (word == "rotate") config.rotate = true;
+    if (TakeNumber(word, "ndots:", 15, config.ndots)) continue;
+    if (TakeNumber(word, "timeout:", 30, config.timeout)) continue;
+    TakeNumber(word, "attempts:", 5, config.attempts);
+  }
+}
+
 void TakeSetting(std::string_view line, ResolverConfig& config) {
   line = line.substr(0, line.find_first_of("#;"));
   if (line.empty() || IsConfigBlank(line.front())) return;
   const std::string_view keyword = TakeWord(line);
+  const std::string_view rest = line;
   const std::string_view value = TakeWord(line);
   if (value.empty()) return;
   if (keyword == "domain" || keyword == "search") {
-    config.domain = WithoutLastDot(value);
+    TakeSearch(keyword == "domain" ? value : rest, config);
   } else if (keyword == "nameserver") {
-    if (const auto ip = ParseDotted(std::string(value)))
-      config.servers.push_back(FormatDotted(*ip));
+    if (const auto ip = ParseAddress(std::string(value)))
+      config.servers.push_back(FormatAddress(*ip));
+  } else if (keyword == "options") {
+    TakeOptions(rest, config);
   }
 }
 
@@ -48,6 +82,22 @@ ResolverConfig ParseResolverConfig(std::string_view text) {
   config.readable = true;
   while (!text.empty()) TakeSetting(TakeLine(text), config);
   return config;
+}
+
+std::uint64_t ResolverConfigStamp() {
+  std::uint64_t stamp = 0;
+  for (const char* file : {"etc/resolv.conf", "run/systemd/resolve/resolv.conf"}) {
+    struct stat status {};
+    if (stat(SystemPath(file).c_str(), &status) != 0) status = {};
+    for (const auto part : {static_cast<std::uint64_t>(status.st_ino),
+                            static_cast<std::uint64_t>(status.st_size),
+                            static_cast<std::uint64_t>(status.st_mtim.tv_sec),
+                            static_cast<std::uint64_t>(status.st_mtim.tv_nsec)}) {
+      stamp = (stamp ^ part) * 0x9E3779B97F4A7C15U;
+      stamp ^= stamp >> 29;
+    }
+  }
+  return stamp;
 }
 
 ResolverConfig ReadResolverConfig() {

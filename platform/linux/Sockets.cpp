@@ -1,15 +1,14 @@
 #include "platform/Sockets.h"
 
-#include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <algorithm>
+#include <array>
 #include <cerrno>
-#include <string_view>
+#include <cstring>
 
 #include "platform/ErrorNumbers.h"
 #include "platform/linux/Descriptor.h"
@@ -24,9 +23,8 @@ std::int32_t SetOption(int handle, int option, const void* value, socklen_t size
 using NameCall = int (*)(int, sockaddr*, socklen_t*);
 
 SocketAddress AskName(NameCall call, int handle) {
-  sockaddr_in name{};
-  socklen_t size = sizeof name;
-  if (handle == 0 || call(handle, reinterpret_cast<sockaddr*>(&name), &size) != 0) return {};
+  SystemAddress name;
+  if (handle == 0 || call(handle, name.Generic(), &name.size) != 0) return {};
   return FromSystem(name);
 }
 
@@ -41,24 +39,46 @@ int AwayFromZero(int descriptor) {
   return moved;
 }
 
-sockaddr_in ToSystem(const SocketAddress& address) {
-  sockaddr_in system{};
-  system.sin_family = AF_INET;
-  system.sin_port = htons(static_cast<std::uint16_t>(address.port));
-  system.sin_addr.s_addr = static_cast<in_addr_t>(address.ip);
+SystemAddress ToSystem(const SocketAddress& address) {
+  SystemAddress system;
+  const auto port = htons(static_cast<std::uint16_t>(address.port));
+  const auto bytes = address.ip.Bytes();
+  if (address.ip.IsIPv6()) {
+    system.v6.sin6_family = AF_INET6;
+    system.v6.sin6_port = port;
+    system.v6.sin6_scope_id = address.ip.Scope();
+    std::memcpy(&system.v6.sin6_addr, bytes.data(), bytes.size());
+    return system;
+  }
+  system.v4.sin_family = AF_INET;
+  system.v4.sin_port = port;
+  if (!bytes.empty()) std::memcpy(&system.v4.sin_addr, bytes.data(), bytes.size());
+  system.size = sizeof system.v4;
   return system;
 }
 
-SocketAddress FromSystem(const sockaddr_in& system) {
-  return {static_cast<std::int32_t>(system.sin_addr.s_addr), ntohs(system.sin_port)};
+SocketAddress FromSystem(const SystemAddress& system) {
+  if (system.v4.sin_family == AF_INET) {
+    return {IpAddress::V4(static_cast<std::int32_t>(system.v4.sin_addr.s_addr)),
+            ntohs(system.v4.sin_port)};
+  }
+  if (system.v4.sin_family != AF_INET6) return {};
+  std::array<std::uint8_t, 16> bytes{};
+  std::memcpy(bytes.data(), &system.v6.sin6_addr, bytes.size());
+  return {IpAddress::V6(bytes, system.v6.sin6_scope_id), ntohs(system.v6.sin6_port)};
 }
 
-std::int32_t CreateSocket(SocketKind kind, std::int32_t& handle) {
+std::int32_t CreateSocket(SocketKind kind, AddressFamily family, std::int32_t& handle) {
   const bool datagram = kind == SocketKind::Datagram;
+  const bool v6 = family == AddressFamily::IPv6;
   const int type = (datagram ? SOCK_DGRAM : SOCK_STREAM) | SOCK_NONBLOCK | SOCK_CLOEXEC;
-  const int made = AwayFromZero(socket(AF_INET, type, datagram ? IPPROTO_UDP : IPPROTO_TCP));
+  const int protocol = datagram ? IPPROTO_UDP : IPPROTO_TCP;
+  const int made = AwayFromZero(socket(v6 ? AF_INET6 : AF_INET, type, protocol));
   handle = made < 0 ? 0 : made;
-  return made < 0 ? SocketErrorNumber(errno) : 0;
+  if (made < 0) return SocketErrorNumber(errno);
+  const int off = 0;
+  if (v6) setsockopt(made, IPPROTO_IPV6, IPV6_V6ONLY, &off, sizeof off);
+  return 0;
 }
 
 void CloseSocket(std::int32_t handle) { close(handle); }
@@ -88,56 +108,27 @@ std::int32_t SetNoDelay(std::int32_t handle, bool on) {
 void ShutDownSocket(std::int32_t handle) { shutdown(handle, SHUT_RDWR); }
 
 std::int32_t BindSocket(std::int32_t handle, const SocketAddress& address) {
-  const sockaddr_in name = ToSystem(address);
-  const auto* generic = reinterpret_cast<const sockaddr*>(&name);
-  return bind(handle, generic, sizeof name) == 0 ? 0 : SocketErrorNumber(errno);
+  const SystemAddress name = ToSystem(address);
+  return bind(handle, name.Generic(), name.size) == 0 ? 0 : SocketErrorNumber(errno);
+}
+
+std::int32_t SetPeer(std::int32_t handle, const SocketAddress& address) {
+  const SystemAddress name = ToSystem(address);
+  return connect(handle, name.Generic(), name.size) == 0 ? 0 : SocketErrorNumber(errno);
+}
+
+IpAddress SourceAddress(const IpAddress& destination) {
+  constexpr std::int32_t kDiscardPort = 9;  // nothing is sent
+  std::int32_t handle = 0;
+  if (CreateSocket(SocketKind::Datagram, destination.Family(), handle) != 0) return {};
+  const bool known = SetPeer(handle, {destination, kDiscardPort}) == 0;
+  const IpAddress source = known ? LocalAddress(handle).ip : IpAddress();
+  CloseSocket(handle);
+  return source;
 }
 
 SocketAddress LocalAddress(std::int32_t handle) { return AskName(&getsockname, handle); }
 
 SocketAddress PeerAddress(std::int32_t handle) { return AskName(&getpeername, handle); }
-
-namespace {
-
-// Four decimal numbers without leading zeros, as nearly every text has them: the system's parser
-// takes ten times as long.
-std::optional<std::int32_t> ParseUsual(std::string_view text) {
-  std::uint32_t address = 0;
-  int dots = 0;
-  int octet = -1;  // none of its digits has come
-  for (const char c : text) {
-    if (c >= '0' && c <= '9' && octet != 0 && octet < 256) {
-      octet = std::max(octet, 0) * 10 + (c - '0');
-    } else if (c == '.' && octet >= 0 && octet < 256 && ++dots < 4) {
-      address = address << 8 | static_cast<std::uint32_t>(octet);
-      octet = -1;
-    } else {
-      return std::nullopt;
-    }
-  }
-  if (dots != 3 || octet < 0 || octet > 255) return std::nullopt;
-  return static_cast<std::int32_t>(htonl(address << 8 | static_cast<std::uint32_t>(octet)));
-}
-
-}  // namespace
-
-std::optional<std::int32_t> ParseDotted(const std::string& text) {
-  if (const auto usual = ParseUsual(text)) return usual;
-  in_addr address{};
-  // The system's parser stops at a blank; a text with one is no address.
-  if (text.empty() || text.find_first_not_of("0123456789abcdefABCDEFxX.") != std::string::npos) {
-    return std::nullopt;
-  }
-  if (inet_aton(text.c_str(), &address) == 0) return std::nullopt;
-  return static_cast<std::int32_t>(address.s_addr);
-}
-
-std::string FormatDotted(std::int32_t ip) {
-  in_addr address{};
-  address.s_addr = static_cast<in_addr_t>(ip);
-  char text[INET_ADDRSTRLEN] = {};
-  inet_ntop(AF_INET, &address, text, sizeof text);
-  return text;
-}
 
 }  // namespace netro

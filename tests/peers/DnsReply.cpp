@@ -51,6 +51,7 @@ DnsReply::DnsReply(const std::string& query) : bytes_(query) {
   const std::size_t end = bytes_.find('\0', 12);
   bytes_.resize(std::min(bytes_.size(), end == std::string::npos ? 12 : end + 5));
   const int recursion = query.size() > 2 ? query[2] & 1 : 0;
+  Put16(10, 0);  // an OPT record of the query is none of the reply's
   Flags(0x80 | recursion, 0x80);
 }
 

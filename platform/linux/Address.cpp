@@ -1,0 +1,168 @@
+#include "platform/Address.h"
+
+#include <arpa/inet.h>
+#include <net/if.h>
+#include <netinet/in.h>
+
+#include <charconv>
+#include <cstring>
+#include <string_view>
+
+#include "support/Text.h"
+
+namespace netro {
+namespace {
+
+constexpr std::uint8_t kMapped[12] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF};
+
+// Four decimal numbers without leading zeros, as nearly every text has them: the system's parser
+// takes ten times as long.
+std::optional<std::int32_t> ParseUsual(std::string_view text) {
+  std::uint32_t address = 0;
+  int dots = 0;
+  int octet = -1;  // none of its digits has come
+  for (const char c : text) {
+    if (c >= '0' && c <= '9' && octet != 0 && octet < 256) {
+      octet = std::max(octet, 0) * 10 + (c - '0');
+    } else if (c == '.' && octet >= 0 && octet < 256 && ++dots < 4) {
+      address = address << 8 | static_cast<std::uint32_t>(octet);
+      octet = -1;
+    } else {
+      return std::nullopt;
+    }
+  }
+  if (dots != 3 || octet < 0 || octet > 255) return std::nullopt;
+  return static_cast<std::int32_t>(htonl(address << 8 | static_cast<std::uint32_t>(octet)));
+}
+
+// A number of an interface need not be one of today's.
+std::optional<std::uint32_t> ParseZone(const std::string& text) {
+  std::uint32_t number = 0;
+  const char* const end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, number);
+  if (error != std::errc() || stop != end) number = if_nametoindex(text.c_str());
+  return number != 0 ? std::optional(number) : std::nullopt;
+}
+
+std::optional<IpAddress> ParseIPv6(const std::string& text) {
+  const std::size_t percent = text.find('%');
+  const std::string digits = text.substr(0, percent);
+  std::array<std::uint8_t, 16> bytes{};
+  if (text.find('\0') != std::string::npos || inet_pton(AF_INET6, digits.c_str(), &bytes) != 1) {
+    return std::nullopt;
+  }
+  if (percent == std::string::npos) return IpAddress::V6(bytes);
+  const auto zone = ParseZone(text.substr(percent + 1));
+  return zone ? std::optional(IpAddress::V6(bytes, *zone)) : std::nullopt;
+}
+
+bool ParsePort(std::string_view text, std::int32_t& port) {
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), port);
+  return error == std::errc() && end == text.data() + text.size() && port >= 1 && port <= 65535;
+}
+
+}  // namespace
+
+IpAddress IpAddress::V4(std::int32_t bits) {
+  IpAddress made;
+  made.family_ = AddressFamily::IPv4;
+  std::memcpy(made.bytes_.data(), &bits, sizeof bits);
+  return made;
+}
+
+IpAddress IpAddress::V6(std::span<const std::uint8_t, 16> bytes, std::uint32_t scope) {
+  IpAddress made;
+  if (std::equal(std::begin(kMapped), std::end(kMapped), bytes.begin())) {
+    made.family_ = AddressFamily::IPv4;
+    std::copy(bytes.begin() + sizeof kMapped, bytes.end(), made.bytes_.begin());
+    return made;
+  }
+  made.family_ = AddressFamily::IPv6;
+  std::ranges::copy(bytes, made.bytes_.begin());
+  if (made.IsLinkLocal()) made.scope_ = scope;
+  return made;
+}
+
+std::int32_t IpAddress::Bits() const {
+  std::int32_t bits = -1;
+  if (IsIPv4()) std::memcpy(&bits, bytes_.data(), sizeof bits);
+  return bits;
+}
+
+bool IpAddress::IsUnspecified() const {
+  return !IsNone() && std::ranges::all_of(Bytes(), [](std::uint8_t byte) { return byte == 0; });
+}
+
+bool IpAddress::IsLoopback() const {
+  if (IsIPv4()) return bytes_[0] == IN_LOOPBACKNET;
+  return IsIPv6() && bytes_[15] == 1 &&
+         std::ranges::all_of(Bytes().first(15), [](std::uint8_t byte) { return byte == 0; });
+}
+
+// Multicast to the link has a zone as well.
+bool IpAddress::IsLinkLocal() const {
+  if (!IsIPv6()) return false;
+  return (bytes_[0] == 0xFE && (bytes_[1] & 0xC0) == 0x80) ||
+         (bytes_[0] == 0xFF && (bytes_[1] & 0x0F) == 2);
+}
+
+std::optional<std::int32_t> ParseDotted(const std::string& text) {
+  if (const auto usual = ParseUsual(text)) return usual;
+  in_addr address{};
+  // The system's parser stops at a blank; a text with one is no address.
+  if (text.empty() || text.find_first_not_of("0123456789abcdefABCDEFxX.") != std::string::npos) {
+    return std::nullopt;
+  }
+  if (inet_aton(text.c_str(), &address) == 0) return std::nullopt;
+  return static_cast<std::int32_t>(address.s_addr);
+}
+
+std::string FormatDotted(std::int32_t bits) {
+  in_addr address{};
+  address.s_addr = static_cast<in_addr_t>(bits);
+  char text[INET_ADDRSTRLEN] = {};
+  inet_ntop(AF_INET, &address, text, sizeof text);
+  return text;
+}
+
+std::optional<IpAddress> ParseAddress(const std::string& text) {
+  if (const auto bits = ParseDotted(text)) return IpAddress::V4(*bits);
+  return ParseIPv6(text);
+}
+
+std::string FormatAddress(const IpAddress& address) {
+  if (address.IsIPv4()) return FormatDotted(address.Bits());
+  if (address.IsNone()) return {};
+  char text[INET6_ADDRSTRLEN] = {};
+  inet_ntop(AF_INET6, address.Bytes().data(), text, sizeof text);
+  if (address.Scope() == 0) return text;
+  char name[IF_NAMESIZE] = {};
+  const bool named = if_indextoname(address.Scope(), name) != nullptr;
+  return std::string(text) + '%' + (named ? name : std::to_string(address.Scope()));
+}
+
+std::string FormatEndpoint(const SocketAddress& address) {
+  const std::string host = FormatAddress(address.ip);
+  return (address.ip.IsIPv6() ? '[' + host + ']' : host) + ':' + std::to_string(address.port);
+}
+
+bool SplitEndpoint(const std::string& text, std::string& host, std::int32_t& port) {
+  if (HasControl(text)) return false;
+  const std::string all = Trim(text);
+  std::string_view rest;
+  if (all.starts_with('[')) {
+    const std::size_t end = all.find(']');
+    if (end == std::string::npos || !ParseIPv6(host = all.substr(1, end - 1))) return false;
+    rest = std::string_view(all).substr(end + 1);
+  } else if (ParseIPv6(all)) {
+    host = all;
+  } else {
+    const std::size_t colon = all.find(':');
+    host = Trim(all.substr(0, colon));
+    if (colon != std::string::npos) rest = std::string_view(all).substr(colon);
+  }
+  if (host.empty()) return false;
+  return rest.empty() || (rest.front() == ':' && ParsePort(Trim(rest.substr(1)), port));
+}
+
+}  // namespace netro
