@@ -15,11 +15,12 @@ namespace {
 struct RecordData {
   std::span<const std::uint8_t> message;
   ByteReader reader;  // its position is an offset into the message, its end that of the data
+  NameForm form;
 
   std::span<const std::uint8_t> Rest() { return reader.Take(reader.Remaining()); }
   std::string Name() {
     std::string name;
-    if (!ReadName(message, reader, name)) ok = false;
+    if (!ReadName(message, reader, name, form)) ok = false;
     return name;
   }
   bool Ok() const { return ok && reader.Ok(); }
@@ -85,7 +86,10 @@ void DecodePreference(RecordData& data, DNSCLS& record) {
 void DecodeSoa(RecordData& data, DNSCLS& record) {
   const auto number = [&] { return static_cast<std::int32_t>(data.reader.U32()); };
   record.Data(data.Name());
+  RecordData again = data;
   record.SOA_RName(data.Name());
+  again.form = NameForm::Escaped;
+  record.SOA_Mailbox(MailboxOf(again.Name()));
   record.SOA_Serial(data.reader.U32());
   record.SOA_Refresh(number());
   record.SOA_Retry(number());
@@ -105,9 +109,12 @@ void DecodeWks(RecordData& data, DNSCLS& record) {
 
 void DecodeStrings(RecordData& data, DNSCLS& record) {
   std::string first = CharacterString(data);
+  std::int32_t count = 1;
+  record.StringCount(count);
   if (data.reader.Remaining() == 0) return record.Data(std::move(first));
   std::string text = Quoted(first);
-  while (data.reader.Remaining() > 0) text += " " + Quoted(CharacterString(data));
+  for (; data.reader.Remaining() > 0; ++count) text += " " + Quoted(CharacterString(data));
+  record.StringCount(count);
   record.Data(std::move(text));
 }
 
@@ -182,9 +189,10 @@ Decoder DecoderOf(std::int32_t type) {
 
 }  // namespace
 
-bool ReadRecord(std::span<const std::uint8_t> message, ByteReader& reader, DNSCLS& record) {
+bool ReadRecord(std::span<const std::uint8_t> message, ByteReader& reader, NameForm form,
+                DNSCLS& record) {
   std::string owner;
-  if (!ReadName(message, reader, owner)) return false;
+  if (!ReadName(message, reader, owner, form)) return false;
   record.Query(std::move(owner));
   record.DataType(reader.U16());
   reader.Skip(2);  // the class
@@ -194,7 +202,7 @@ bool ReadRecord(std::span<const std::uint8_t> message, ByteReader& reader, DNSCL
   reader.Skip(size);
   if (!reader.Ok()) return false;
 
-  RecordData data{message, ByteReader(message.first(start + size))};
+  RecordData data{message, ByteReader(message.first(start + size)), form};
   data.reader.Skip(start);
   DecoderOf(record.DataType())(data, record);
   return data.Ok();

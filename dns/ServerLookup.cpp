@@ -67,7 +67,7 @@ class Lookup {
     plan.port = server.port;
     plan.seconds = kTcpSeconds;
     plan.limit = std::min(deadline_, SecondsFromNow(kTcpSeconds));
-    const DnsTcpResult result = AskOverTcp(plan, query_, false, mark_);
+    const DnsTcpResult result = AskOverTcp(plan, query_, false, {}, mark_);
     if (!result.message.empty()) return Judge(result.reply);
     // Where TCP is closed or silent it stays so: such a server is not asked again.
     return {mark_.Cancelled() ? Reply::Cancelled : Reply::Useless, {}};
