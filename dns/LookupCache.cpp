@@ -1,14 +1,17 @@
 #include "dns/LookupCache.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <iterator>
 #include <new>
 
 #include "platform/Clock.h"
 #include "platform/ErrorNumbers.h"
+#include "platform/Sockets.h"
 #include "platform/WholeFile.h"
 #include "support/DateText.h"
 #include "support/ProfileFile.h"
+#include "support/Text.h"
 
 namespace netro {
 namespace {
@@ -35,6 +38,15 @@ std::optional<SavedEntry> ParseEntry(std::string_view value) {
   const auto expiry = TextToDate(value.substr(0, bar));
   if (!expiry) return std::nullopt;
   return SavedEntry{*expiry, std::string(value.substr(bar + 1))};
+}
+
+// Anybody may have written the file. What ends in a number is no name (RFC 1123, section 2.1), and
+// the addresses of nobody and everybody lead to no host.
+bool IsAddressOrName(const std::string& text) {
+  if (ParseDotted(text)) return text != "0.0.0.0" && text != "255.255.255.255";
+  const std::string name = text.ends_with('.') ? text.substr(0, text.size() - 1) : text;
+  const std::string last = name.substr(name.rfind('.') + 1);
+  return IsHostName(name) && last.find_first_not_of("0123456789") != last.npos;
 }
 
 }  // namespace
@@ -80,14 +92,15 @@ std::int32_t LookupCache::Save(ProfileFile& profile) const {
 
 std::int32_t LookupCache::Restore(ProfileFile& profile) {
   const Date now = WallClock();
+  const Date latest = AddSeconds(now, kLifetimeSeconds);
   std::int32_t read = 0;
   for (const std::string& key : profile.Keys(kSection)) {
     const auto saved = ParseEntry(*profile.Value(kSection, key));
     if (!saved) continue;
     if (now > saved->expiry) {
       profile.Remove(kSection, key);
-    } else if (IsHostName(saved->result)) {  // or an address, which has the form of one
-      Add(key, saved->result, saved->expiry);
+    } else if (IsAddressOrName(saved->result)) {
+      Add(key, saved->result, std::min(saved->expiry, latest));
       ++read;
     }
   }

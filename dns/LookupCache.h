@@ -43,10 +43,10 @@ class LookupCache {
   /// many. What a line cannot hold is left out. The file is replaced in one step, with mode 0600.
   std::int32_t Save(const std::string& fileName) const;
 
-  /// Adds the entries that have not expired, with the expiry they were saved with, and returns how
-  /// many there are in the file; of those, the ones whose key is here already change nothing.
-  /// Expired ones are deleted from the file, if it can be written. Entries that cannot be read, or
-  /// whose result is neither address nor host name, are skipped.
+  /// Adds the entries that have not expired, with the expiry they were saved with but 600 seconds
+  /// at most, and returns how many there are in the file; of those, the ones whose key is here
+  /// already change nothing. Expired ones are deleted from the file, if it can be written. Entries
+  /// that cannot be read, or whose result is neither address nor host name, are skipped.
   std::int32_t Restore(const std::string& fileName);
 
   /// The same to and from a document.
