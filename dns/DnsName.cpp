@@ -1,7 +1,9 @@
 #include "dns/DnsName.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
+#include <cstring>
 #include <optional>
 
 #include "support/Text.h"
@@ -75,16 +77,61 @@ bool Encode(std::string_view name, NameForm form, WireName& wire) {
   return !wire.IsInLabel() || wire.EndLabel();
 }
 
-void AppendEscaped(std::string& text, std::span<const std::uint8_t> label) {
-  for (const std::uint8_t byte : label) {
-    const char c = static_cast<char>(byte);
-    if (byte <= ' ' || byte > '~') {
-      text += '\\';
-      for (const int unit : {100, 10, 1}) text += static_cast<char>('0' + byte / unit % 10);
+// The text of a name, gathered label by label. It has room for 255 escaped bytes, so that the
+// string is made once.
+class NameText {
+ public:
+  explicit NameText(NameForm form) : form_(form) {}
+
+  // False when the label or the name gets too long.
+  bool Add(std::span<const std::uint8_t> label) {
+    length_ += label.size() + 1;
+    if (label.size() > kLongestLabel || length_ > kLongestName) return false;
+    if (size_ > 0) text_[size_++] = '.';
+    if (form_ == NameForm::Escaped) {
+      for (const std::uint8_t byte : label) AddEscaped(byte);
     } else {
-      if (kSpecial.find(c) != kSpecial.npos) text += '\\';
-      text += c;
+      std::memcpy(text_.data() + size_, label.data(), label.size());
+      size_ += label.size();
     }
+    return true;
+  }
+  std::string_view Text() const { return {text_.data(), size_}; }
+
+ private:
+  void AddEscaped(std::uint8_t byte) {
+    const char c = static_cast<char>(byte);
+    const bool shown = c > ' ' && c <= '~';
+    if (!shown || kSpecial.find(c) != kSpecial.npos) text_[size_++] = '\\';
+    if (shown) {
+      text_[size_++] = c;
+    } else {
+      for (const int unit : {100, 10, 1}) {
+        text_[size_++] = static_cast<char>('0' + byte / unit % 10);
+      }
+    }
+  }
+
+  const NameForm form_;
+  std::size_t length_ = 1;  // on the wire, with the root's
+  std::size_t size_ = 0;
+  std::array<char, 4 * kLongestName> text_;  // left as it is where nothing was added
+};
+
+enum class LabelsEnd { Root, Pointer, Malformed };
+
+// Reads labels up to the root or to a pointer, whose target it gives.
+LabelsEnd ReadLabels(ByteReader& reader, NameText& text, std::size_t& target) {
+  for (;;) {
+    const std::size_t here = reader.Position();
+    const std::uint8_t size = reader.U8();
+    if (size == 0) return reader.Ok() ? LabelsEnd::Root : LabelsEnd::Malformed;
+    if (size >= kPointer) {
+      target = (size & 0x3Fu) << 8 | reader.U8();
+      return reader.Ok() && target < here ? LabelsEnd::Pointer : LabelsEnd::Malformed;
+    }
+    const auto label = reader.Take(size);
+    if (!reader.Ok() || !text.Add(label)) return LabelsEnd::Malformed;
   }
 }
 
@@ -99,39 +146,24 @@ bool WriteName(std::string_view name, ByteWriter& writer, NameForm form) {
 
 bool ReadName(std::span<const std::uint8_t> message, ByteReader& reader, std::string& name,
               NameForm form) {
-  name.clear();
-  std::size_t length = 1;
-  int pointers = 0;
-  ByteReader behind({});  // reads where the last pointer led to
-  ByteReader* current = &reader;
-  for (;;) {
-    const std::size_t here = current->Position();
-    const std::uint8_t size = current->U8();
-    if (!current->Ok()) return false;
-    if (size == 0) return true;
-    if (size >= kPointer) {
-      const std::size_t target = (size & 0x3Fu) << 8 | current->U8();
-      if (!current->Ok() || target >= here || ++pointers > kMostPointers) return false;
-      behind = ByteReader(message);
-      behind.Skip(target);
-      current = &behind;
-      continue;
-    }
-    const auto label = current->Take(size);
-    length += size + 1u;
-    if (size > kLongestLabel || !current->Ok() || length > kLongestName) return false;
-    if (!name.empty()) name += '.';
-    if (form == NameForm::Escaped) {
-      AppendEscaped(name, label);
-    } else {
-      name.append(reinterpret_cast<const char*>(label.data()), label.size());
-    }
+  NameText text(form);
+  std::size_t target = 0;
+  LabelsEnd end = ReadLabels(reader, text, target);
+  for (int pointers = 0; end == LabelsEnd::Pointer; ++pointers) {
+    if (pointers == kMostPointers) return false;
+    ByteReader behind(message);
+    behind.Skip(target);
+    end = ReadLabels(behind, text, target);
   }
+  if (end != LabelsEnd::Root) return false;
+  name = std::string(text.Text());
+  return true;
 }
 
 std::string NormalName(std::string_view name, NameForm form) {
-  if (form == NameForm::Plain)
-    return std::string(name.substr(0, name.size() - name.ends_with('.')));
+  if (form == NameForm::Plain) {
+    return std::string(name.substr(0, name.size() - (name.ends_with('.') ? 1 : 0)));
+  }
   ByteWriter wire;
   std::string normal;
   if (!WriteName(name, wire, form)) return std::string(name);

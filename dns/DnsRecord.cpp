@@ -2,7 +2,8 @@
 // ends; what it leaves is skipped.
 #include "dns/DnsRecord.h"
 
-#include <algorithm>
+#include <array>
+#include <charconv>
 #include <string>
 
 #include "dns/DnsLocation.h"
@@ -45,12 +46,13 @@ std::string Hex(std::span<const std::uint8_t> bytes, bool blanks) {
 }
 
 std::string Address(RecordData& data) {
-  std::string text;
+  std::array<char, sizeof "255.255.255.255"> text;
+  char* end = text.data();
   for (int octet = 0; octet < 4; ++octet) {
-    if (octet > 0) text += '.';
-    text += std::to_string(data.reader.U8());
+    if (octet > 0) *end++ = '.';
+    end = std::to_chars(end, text.data() + text.size(), data.reader.U8()).ptr;
   }
-  return text;
+  return {text.data(), end};
 }
 
 std::string CharacterString(RecordData& data) {
@@ -182,9 +184,17 @@ constexpr TypeDecoder kDecoders[] = {
     {TYPE_ATMA, DecodeAtma},
 };
 
+constexpr auto kDecoderByType = [] {
+  std::array<Decoder, TYPE_ATMA + 1> table;
+  table.fill(Dump);
+  for (const TypeDecoder& entry : kDecoders)
+    table[static_cast<std::size_t>(entry.type)] = entry.decode;
+  return table;
+}();
+
 Decoder DecoderOf(std::int32_t type) {
-  const auto* found = std::ranges::find(kDecoders, type, &TypeDecoder::type);
-  return found == std::end(kDecoders) ? Dump : found->decode;
+  const auto index = static_cast<std::size_t>(type);
+  return index < kDecoderByType.size() ? kDecoderByType[index] : Dump;
 }
 
 }  // namespace
