@@ -135,7 +135,7 @@ class Names final : public HostLookup {
     ipv6_.Clear();
   }
   std::int32_t Count() const override { return cache_.Count() + ipv6_.Count(); }
-  std::int32_t Save(const std::string& fileName) override { return cache_.Save(fileName); }
+  std::int32_t Save(const std::string& fileName) override { return cache_.Save(fileName, &ipv6_); }
   std::int32_t Restore(const std::string& fileName) override { return cache_.Restore(fileName); }
 
   void ThreadEnds() {}
@@ -145,15 +145,23 @@ class Names final : public HostLookup {
     return family == AddressFamily::IPv6 ? ipv6_ : cache_;
   }
 
-  // An entry holds the addresses of one family, separated by commas, or a name.
-  std::optional<LookupAnswer> Cached(const std::string& name, AddressFamily family) {
-    const auto text = CacheOf(family).Find(name);
+  // An entry holds addresses, separated by commas. What is restored from a file may be of either
+  // family.
+  static std::optional<LookupAnswer> CachedIn(LookupCache& cache, const std::string& name,
+                                              AddressFamily family) {
+    const auto text = cache.Find(name);
     if (!text) return std::nullopt;
     std::vector<IpAddress> found;
     for (const std::string& one : Split(*text, ',')) {
-      if (const auto address = ParseAddress(one)) found.push_back(*address);
+      const auto address = ParseAddress(one);
+      if (address && address->Family() == family) found.push_back(*address);
     }
-    return found.empty() ? LookupAnswer{*text, 0, {}} : LookupAnswer::Of(std::move(found));
+    return found.empty() ? std::nullopt : std::optional(LookupAnswer::Of(std::move(found)));
+  }
+
+  std::optional<LookupAnswer> Cached(const std::string& name, AddressFamily family) {
+    auto known = CachedIn(CacheOf(family), name, family);
+    return known || family == AddressFamily::IPv4 ? known : CachedIn(cache_, name, family);
   }
 
   std::optional<LookupAnswer> Cached(const std::string& name, AddressPreferenceEnum preference) {

@@ -40,17 +40,18 @@ class LookupCache {
   std::int32_t Count() const { return static_cast<std::int32_t>(entries_.size()); }
 
   /// Writes the entries that have not expired, beside what else the file holds, and returns how
-  /// many. What a line cannot hold is left out. The file is replaced in one step, with mode 0600.
-  std::int32_t Save(const std::string& fileName) const;
+  /// many, with those of `more` whose key is not here. What a line cannot hold is left out. The
+  /// file is replaced in one step, with mode 0600.
+  std::int32_t Save(const std::string& fileName, const LookupCache* more = nullptr) const;
 
-  /// Adds the entries that have not expired, with the expiry they were saved with, and returns how
-  /// many there are in the file; of those, the ones whose key is here already change nothing.
-  /// Expired ones are deleted from the file, if it can be written. Entries that cannot be read, or
-  /// whose result is neither address nor host name, are skipped.
+  /// Adds the entries that have not expired, with the expiry they were saved with but 600 seconds
+  /// at most, and returns how many there are in the file; of those, the ones whose key is here
+  /// already change nothing. Expired ones are deleted from the file, if it can be written. Entries
+  /// that cannot be read, or whose result is neither address nor host name, are skipped.
   std::int32_t Restore(const std::string& fileName);
 
   /// The same to and from a document.
-  std::int32_t Save(ProfileFile& profile) const;
+  std::int32_t Save(ProfileFile& profile, const LookupCache* except = nullptr) const;
   std::int32_t Restore(ProfileFile& profile);
 
  private:
@@ -60,6 +61,7 @@ class LookupCache {
   };
 
   void Add(const std::string& key, const std::string& result, Date expiry);
+  bool Holds(const std::string& key) const;
 
   Entries entries_;  // in the order in which they came
   NameIndex<Entries::iterator, KeyOf> index_;

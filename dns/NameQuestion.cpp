@@ -6,6 +6,7 @@
 #include "dns/DnsResult.h"
 #include "dns/ServerMemory.h"
 #include "platform/ErrorNumbers.h"
+#include "platform/Random.h"
 #include "support/Text.h"
 
 namespace netro {
@@ -157,13 +158,15 @@ NameQuestion::Outcome NameQuestion::Judge(const Bytes& message, const Try& of) {
 // A truncated reply without what is looked for, or a dubious one: the whole one comes over TCP.
 // Where that is closed or silent it stays so. True when the server has replied.
 bool NameQuestion::AskOverTcp(std::size_t server) {
-  const auto query = ComposeQuery(question_);
+  DnsQuestion question = question_;
+  question.id = static_cast<std::uint16_t>(RandomNumber());
+  const auto query = ComposeQuery(question);
   ConnectionPlan plan;
   plan.host = servers_[server].host;
   plan.port = servers_[server].port;
   plan.seconds = kTcpSeconds;
   plan.limit = std::min(deadline_, SecondsFromNow(kTcpSeconds));
-  const DnsTcpResult result = netro::AskOverTcp(plan, *query, false, mark_);
+  const DnsTcpResult result = netro::AskOverTcp(plan, *query, false, {}, mark_);
   if (mark_.Cancelled()) Decide(kErrCancelled);
   if (!decided_ && !result.message.empty()) Judge(result.reply);
   return !result.message.empty();

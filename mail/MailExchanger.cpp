@@ -122,6 +122,7 @@ class ExchangerLookup {
   std::int32_t Query(QueryDNSCLS& dns, const DnsServer& server) {
     dns.Domain(domain_);
     dns.QueryType(TYPE_MX);
+    dns.QueryID(-1);
     dns.DNSServer(server.host);
     dns.DNSPort(server.port);
     return DnsQuery(dns, mark_).Run();

@@ -6,7 +6,7 @@
 namespace netro {
 
 bool NameLookups::IsIPNumber(const std::string& Address) const {
-  return ParseDotted(Address).has_value();
+  return ParseDotted(Address).value_or(-1) != -1;
 }
 
 void NameLookups::ClearDNSCache() { DefaultHostLookup().Clear(); }

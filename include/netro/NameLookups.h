@@ -12,7 +12,7 @@ namespace netro {
 
 class NETRO_EXPORT NameLookups {
  public:
-  /// True for a dotted IPv4 address.
+  /// True for a dotted IPv4 address; not for 255.255.255.255, whose number means none.
   bool IsIPNumber(const std::string& Address) const;
 
   /// Entries live for ten minutes; clearing forgets them all.
