@@ -85,13 +85,26 @@ bool HasAny(const Answers& answers) {
   return std::ranges::any_of(answers, [](const LookupAnswer& one) { return one.error == 0; });
 }
 
+// Those that an entry of the cache holds, separated by commas.
+std::vector<IpAddress> AddressesIn(const std::string& text, AddressFamily family) {
+  std::vector<IpAddress> found;
+  for (const std::string& one : Split(text, ',')) {
+    const auto address = ParseAddress(one);
+    if (address && address->Family() == family) found.push_back(*address);
+  }
+  return found;
+}
+
 class Names final : public HostLookup {
  public:
   LookupAnswer Lookup(std::string address, const LookupSettings& settings, const CancelMark& mark,
                       TimePoint deadline) override try {
     if (address.empty() || address.find('\0') != std::string::npos) return Failed(kErrNoDnsEntries);
     const Request request{address, settings, mark, deadline};
-    return ParseAddress(address) ? LookUpAddress(request) : LookUpName(request);
+    wasStale_ = false;
+    LookupAnswer answer = ParseAddress(address) ? LookUpAddress(request) : LookUpName(request);
+    if (answer.error == kErrTryAgain && serveStale_) TakeExpired(request, answer);
+    return answer;
   } catch (const std::bad_alloc&) {
     return Failed(kErrNoBuffers);
   }
@@ -138,24 +151,38 @@ class Names final : public HostLookup {
   std::int32_t Save(const std::string& fileName) override { return cache_.Save(fileName, &ipv6_); }
   std::int32_t Restore(const std::string& fileName) override { return cache_.Restore(fileName); }
 
+  bool ServeStale() const override { return serveStale_; }
+  void ServeStale(bool value) override {
+    serveStale_ = value;
+    cache_.KeepExpired(value);
+    ipv6_.KeepExpired(value);
+  }
+  bool WasStale() const override { return wasStale_; }
+
   void ThreadEnds() {}
 
  private:
+  void TakeExpired(const Request& request, LookupAnswer& answer) {
+    for (const AddressFamily family : FamiliesOf(request.settings.preference)) {
+      const auto text = CacheOf(family).FindExpired(request.name);
+      if (!text) continue;
+      std::vector<IpAddress> found = AddressesIn(*text, family);
+      answer = found.empty() ? LookupAnswer{*text, 0, {}} : LookupAnswer::Of(std::move(found));
+      wasStale_ = true;
+      return;
+    }
+  }
+
   LookupCache& CacheOf(AddressFamily family) {
     return family == AddressFamily::IPv6 ? ipv6_ : cache_;
   }
 
-  // An entry holds addresses, separated by commas. What is restored from a file may be of either
-  // family.
+  // What is restored from a file may be of either family.
   static std::optional<LookupAnswer> CachedIn(LookupCache& cache, const std::string& name,
                                               AddressFamily family) {
     const auto text = cache.Find(name);
     if (!text) return std::nullopt;
-    std::vector<IpAddress> found;
-    for (const std::string& one : Split(*text, ',')) {
-      const auto address = ParseAddress(one);
-      if (address && address->Family() == family) found.push_back(*address);
-    }
+    std::vector<IpAddress> found = AddressesIn(*text, family);
     return found.empty() ? std::nullopt : std::optional(LookupAnswer::Of(std::move(found)));
   }
 
@@ -302,6 +329,8 @@ class Names final : public HostLookup {
   ResolverConfig config_;  // that these are from
   std::uint64_t stamp_ = 0;
   bool discovered_ = false;
+  bool serveStale_ = false;
+  bool wasStale_ = false;
 };
 
 }  // namespace

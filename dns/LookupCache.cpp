@@ -17,6 +17,7 @@ namespace netro {
 namespace {
 
 constexpr double kLifetimeSeconds = 600;
+constexpr double kStaleSeconds = 86'400;
 constexpr std::string_view kSection = "DNS";
 constexpr int kUnusable = -1;
 
@@ -65,10 +66,18 @@ std::optional<std::string> LookupCache::Find(const std::string& key) {
   const auto* const found = index_.Find(key);
   if (found == nullptr) return std::nullopt;
   const auto entry = *found;
-  if (WallClock() <= entry->Expiry()) return entry->Result();
+  const Date now = WallClock();
+  if (now <= entry->Expiry()) return entry->Result();
+  if (keepsExpired_ && now <= AddSeconds(entry->Expiry(), kStaleSeconds)) return std::nullopt;
   index_.Remove(key);
   entries_.erase(entry);
   return std::nullopt;
+}
+
+std::optional<std::string> LookupCache::FindExpired(const std::string& key) {
+  if (Find(key)) return std::nullopt;
+  const auto* const found = index_.Find(key);
+  return found != nullptr ? std::optional((*found)->Result()) : std::nullopt;
 }
 
 void LookupCache::Insert(const std::string& key, const std::string& result) {
@@ -76,7 +85,12 @@ void LookupCache::Insert(const std::string& key, const std::string& result) {
 }
 
 void LookupCache::Add(const std::string& key, const std::string& result, Date expiry) {
-  if (index_.Find(key) != nullptr) return;
+  if (const auto* const old = index_.Find(key)) {
+    if (!keepsExpired_ || Holds(key)) return;
+    (*old)->Result(result);
+    (*old)->Expiry(expiry);
+    return;
+  }
   DNSCacheCls& entry = entries_.emplace_back();
   entry.Key(key);
   entry.Result(result);

@@ -32,7 +32,11 @@ class LookupCache {
   /// The result for `key`. An entry that has expired is removed instead.
   std::optional<std::string> Find(const std::string& key);
 
-  /// Adds an entry, unless there is one with that key.
+  /// With `keep`, Find leaves expired entries in place, where FindExpired finds them for a day.
+  void KeepExpired(bool keep) { keepsExpired_ = keep; }
+  std::optional<std::string> FindExpired(const std::string& key);
+
+  /// Adds an entry, unless there is one with that key that is not just kept.
   void Insert(const std::string& key, const std::string& result);
 
   void Clear();
@@ -65,6 +69,7 @@ class LookupCache {
 
   Entries entries_;  // in the order in which they came
   NameIndex<Entries::iterator, KeyOf> index_;
+  bool keepsExpired_ = false;
 };
 
 }  // namespace netro

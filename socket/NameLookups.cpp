@@ -21,4 +21,10 @@ std::int32_t NameLookups::RestoreDNSCache(const std::string& CacheName) {
   return DefaultHostLookup().Restore(CacheName);
 }
 
+bool NameLookups::ServeStale() const { return DefaultHostLookup().ServeStale(); }
+
+void NameLookups::ServeStale(bool value) { DefaultHostLookup().ServeStale(value); }
+
+bool NameLookups::LookupWasStale() const { return DefaultHostLookup().WasStale(); }
+
 }  // namespace netro

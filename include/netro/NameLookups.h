@@ -25,6 +25,13 @@ class NETRO_EXPORT NameLookups {
   std::int32_t SaveDNSCache(const std::string& CacheName);
   std::int32_t RestoreDNSCache(const std::string& CacheName);
 
+  /// True: where no server answers, an entry that has expired less than a day ago still counts (RFC
+  /// 8767), for all lookups of this thread. LookupWasStale tells whether the thread's last lookup
+  /// has ended so.
+  bool ServeStale() const;
+  void ServeStale(bool value);
+  bool LookupWasStale() const;
+
  protected:
   ~NameLookups() = default;
 };

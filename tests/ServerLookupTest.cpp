@@ -1,4 +1,4 @@
-// Lookups by name among replies that are not the server's: none of them may end up in the cache.
+// Lookups by name: among forged replies, with servers that fail, by the rules of the system.
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <mutex>
 #include <random>
 #include <set>
 #include <string>
@@ -107,7 +108,7 @@ class Forger {
   std::thread thread_;
 };
 
-class ForgedReply : public testing::Test {
+class ServerLookup : public testing::Test {
  protected:
   void SetUp() override { socket_.ClearDNSCache(); }
   void TearDown() override { socket_.ClearDNSCache(); }
@@ -121,7 +122,7 @@ class ForgedReply : public testing::Test {
   SocketCls socket_;
 };
 
-TEST_F(ForgedReply, TwoHundredThousandPoisonNoName) {
+TEST_F(ServerLookup, TwoHundredThousandPoisonNoName) {
   constexpr int kNames = 10;
   Forger forger(20'000);
   for (int i = 0; i < kNames; ++i) {
@@ -133,7 +134,7 @@ TEST_F(ForgedReply, TwoHundredThousandPoisonNoName) {
 }
 
 // Each reply fits but for one thing, and the server then keeps silent, or says it over TCP.
-TEST_F(ForgedReply, EveryPartOfTheQueryHasToBeRepeated) {
+TEST_F(ServerLookup, EveryPartOfTheQueryHasToBeRepeated) {
   struct {
     const char* name;
     std::function<std::string(const std::string&)> forge;
@@ -179,7 +180,7 @@ TEST_F(ForgedReply, EveryPartOfTheQueryHasToBeRepeated) {
   }
 }
 
-TEST_F(ForgedReply, LettersAreMixedAndExtendedQueriesTaken) {
+TEST_F(ServerLookup, LettersAreMixedAndExtendedQueriesTaken) {
   DnsServer server([](const std::string& query) -> DnsServer::Replies {
     const bool extended = query[11] == 1;
     return {(extended ? DnsReply(query).Code(1) : DnsReply(query).Answer(Address(3))).Bytes()};
@@ -196,7 +197,7 @@ TEST_F(ForgedReply, LettersAreMixedAndExtendedQueriesTaken) {
 
 // --- what failures tell, and what servers are forgiven ------------------------------------------
 
-TEST_F(ForgedReply, ReasonsAreToldApart) {
+TEST_F(ServerLookup, ReasonsAreToldApart) {
   const auto code = [](int rcode) {
     return [=](const std::string& query) -> DnsServer::Replies {
       return {DnsReply(query).Code(rcode).Bytes()};
@@ -227,7 +228,7 @@ TEST_F(ForgedReply, ReasonsAreToldApart) {
   }
 }
 
-TEST_F(ForgedReply, APortThatRefusesEndsTheWaitAtOnce) {
+TEST_F(ServerLookup, APortThatRefusesEndsTheWaitAtOnce) {
   const int closed = DnsServer(KeepSilent).Port();
   const TimePoint before = Now();
   EXPECT_EQ(Lookup(closed), "");
@@ -240,7 +241,7 @@ TEST_F(ForgedReply, APortThatRefusesEndsTheWaitAtOnce) {
 }
 
 // Its first reply comes when the second try has begun: each try has an identifier of its own.
-TEST_F(ForgedReply, LateRepliesCount) {
+TEST_F(ServerLookup, LateRepliesCount) {
   std::atomic<bool> asked = false;
   DnsServer late([&](const std::string& query) -> DnsServer::Replies {
     const TimePoint begun = Now();
@@ -252,7 +253,7 @@ TEST_F(ForgedReply, LateRepliesCount) {
   EXPECT_EQ(Lookup(late.Port()), "192.0.2.4");
 }
 
-TEST_F(ForgedReply, SilentServersComeLastForAWhile) {
+TEST_F(ServerLookup, SilentServersComeLastForAWhile) {
   DnsServer silent(KeepSilent);
   DnsServer good([](const std::string& query) -> DnsServer::Replies {
     return {DnsReply(query).Answer(Address(5)).Bytes()};
@@ -270,6 +271,91 @@ TEST_F(ForgedReply, SilentServersComeLastForAWhile) {
   }).join();
   EXPECT_EQ(silent.Queries().size(), 1u) << "what one lookup has learnt, the next one knows";
   EXPECT_EQ(good.Queries().size(), 3u);
+}
+
+TEST_F(ServerLookup, ExpiredEntriesCountWhereNobodyAnswersAndOnlyThen) {
+  std::atomic<int> mode{0};
+  DnsServer server([&](const std::string& query) -> DnsServer::Replies {
+    if (mode == 0) return {DnsReply(query).Answer(Address(8)).Bytes()};
+    if (mode == 1) return {DnsReply(query).Code(2).Bytes()};
+    return {DnsReply(query).Code(3).Bytes()};
+  });
+  struct {
+    bool allowed;
+    int mode;
+    int hours;
+    const char* result;
+  } const cases[] = {{false, 1, 1, ""},
+                     {true, 1, 1, "192.0.2.8"},
+                     {true, 1, 25, ""},
+                     {true, 2, 1, ""},
+                     {true, 0, 1, "192.0.2.8"}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::to_string(c.mode) + ' ' + std::to_string(c.hours));
+    socket_.ClearDNSCache();
+    socket_.ServeStale(c.allowed);
+    mode = 0;
+    EXPECT_EQ(Lookup(server.Port()), "192.0.2.8");
+    EXPECT_FALSE(socket_.LookupWasStale());
+    AdvanceClockForTests(std::chrono::hours(c.hours));
+    mode = c.mode;
+    EXPECT_EQ(Lookup(server.Port()), c.result);
+    EXPECT_EQ(socket_.LookupWasStale(), c.mode == 1 && *c.result != '\0');
+  }
+  socket_.ServeStale(false);
+}
+
+// The system's own list: its servers listen on port 53, which is not everybody's.
+TEST_F(ServerLookup, TheSystemsRulesHoldForItsServers) {
+  std::mutex mutex;
+  std::vector<std::string> asked;
+  const auto answer = [&](const std::string& query) -> DnsServer::Replies {
+    std::string name;
+    for (std::size_t at = 12; query[at] != '\0'; at += 1 + static_cast<std::size_t>(query[at])) {
+      name += query.substr(at + 1, static_cast<std::size_t>(query[at])) + '.';
+    }
+    name = LowerCase(name);
+    const std::scoped_lock lock(mutex);
+    asked.push_back(name);
+    if (name.starts_with("intranet.b.")) return {DnsReply(query).Answer(Address(9)).Bytes()};
+    return {DnsReply(query).Code(name.starts_with("empty.a") ? 0 : 3).Bytes()};
+  };
+  const auto server = peers::ServeOnOwnAddress(answer, 53);
+  if (!server) GTEST_SKIP() << "port 53 of 127.0.0.0/8 may not be used here";
+  struct {
+    const char* config;
+    const char* name;
+    const char* result;
+    std::int32_t error;
+    std::vector<std::string> asked;
+  } const cases[] = {
+      {"search a.test b.test",
+       "intranet",
+       "192.0.2.9",
+       0,
+       {"intranet.a.test.", "intranet.b.test."}},
+      {"search a.test b.test", "intranet.", "", 59, {"intranet."}},
+      {"search b.test", "www.intranet", "", 59, {"www.intranet.", "www.intranet.b.test."}},
+      {"search b.test\noptions ndots:2",
+       "x.intranet",
+       "",
+       59,
+       {"x.intranet.b.test.", "x.intranet."}},
+      {"domain b.test", "intranet", "192.0.2.9", 0, {"intranet.b.test."}},
+      {"search a.test", "empty", "", 11004, {"empty.a.test.", "empty."}},
+      {"", "intranet", "", 59, {"intranet."}},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.config);
+    root_.Put("etc/resolv.conf", "nameserver " + server->Ip() + "\n" + c.config + "\n");
+    SocketCls socket;
+    socket.ClearDNSCache();
+    socket.AddressPreference(onlyIPv4);
+    asked.clear();
+    EXPECT_EQ(socket.DNSLookup(c.name), c.result);
+    EXPECT_EQ(socket.DNSLastErr(), c.error);
+    EXPECT_EQ(asked, c.asked);
+  }
 }
 
 }  // namespace
