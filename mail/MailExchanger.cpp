@@ -112,6 +112,7 @@ class ExchangerLookup {
     dns.QueryType(TYPE_MX);
     dns.DNSServer(server.host);
     dns.DNSPort(server.port);
+    dns.QueryID(-1);  // at random: who could guess it would tell where mail goes
     return DnsQuery(dns, mark_).Run();
   }
 
