@@ -179,10 +179,11 @@ std::string MailboxOf(std::string_view name) {
     if (!byte) return {};
     local += static_cast<char>(*byte);
   }
+  const bool dotted = ("." + local + ".").find("..") == local.npos;  // one between two atoms
   const bool plain = std::ranges::all_of(local, [](char c) {
     return c > ' ' && c <= '~' && kNeverInMailbox.find(c) == std::string_view::npos;
   });
-  if (local.empty() || !plain || name.empty() || !IsHostName(name.substr(1))) return {};
+  if (!dotted || !plain || name.empty() || !IsHostName(name.substr(1))) return {};
   return local + "@" + std::string(name.substr(1));
 }
 

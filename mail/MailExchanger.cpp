@@ -122,9 +122,9 @@ class ExchangerLookup {
   std::int32_t Query(QueryDNSCLS& dns, const DnsServer& server) {
     dns.Domain(domain_);
     dns.QueryType(TYPE_MX);
-    dns.QueryID(-1);
     dns.DNSServer(server.host);
     dns.DNSPort(server.port);
+    dns.QueryID(-1);  // at random: who could guess it would tell where mail goes
     return DnsQuery(dns, mark_).Run();
   }
 

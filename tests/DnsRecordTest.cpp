@@ -244,6 +244,8 @@ TEST(DnsRecord, MailboxKeepsItsDots) {
       {Name("test"), ""},
       {Text("two words") + Name("test"), ""},
       {Text("a@b") + Name("test"), ""},
+      {Text("a.") + Name("test"), ""},
+      {Text("a..b") + Name("test"), ""},
       {Text("a\\b") + Name("test"), ""},
       {Text("bell\a") + Name("test"), ""},
       {Name("a").substr(0, 2) + Text("x.y\r\n") + Name("test"), ""},
