@@ -456,7 +456,7 @@ a.test.     300         IN  A   192.0.2.1
             (["x.test", "--server", "a:65536"], b"65536"),
             (["x.test", "--server", "a:b"], b"port"),
             (["x.test", "--server", ":53"], b"host"),
-            (["x.test", "--server", "[::1]:53"], b"IPv6"),
+            (["x.test", "--server", "[::1:53"], b"IPv6"),
             (["x.test", "--edns", "511"], b"--edns"),
             (["x.test", "--edns", "65536"], b"--edns"),
             (["x.test", "--edns", "large"], b"--edns"),
