@@ -88,9 +88,14 @@ bool HasAny(const Answers& answers) {
 // Those that an entry of the cache holds, separated by commas.
 std::vector<IpAddress> AddressesIn(const std::string& text, AddressFamily family) {
   std::vector<IpAddress> found;
-  for (const std::string& one : Split(text, ',')) {
+  const auto add = [&](const std::string& one) {
     const auto address = ParseAddress(one);
     if (address && address->Family() == family) found.push_back(*address);
+  };
+  if (text.find(',') == std::string::npos) {
+    add(text);
+  } else {
+    std::ranges::for_each(Split(text, ','), add);
   }
   return found;
 }
@@ -227,8 +232,9 @@ class Names final : public HostLookup {
   LookupAnswer LookUpName(const Request& request) {
     const AddressPreferenceEnum preference = request.settings.preference;
     if (preference == preferIPv6) return LookUpBoth(request);
-    const bool v6 = preference == onlyIPv6;
-    LookupAnswer answer = Find(request, {v6 ? AddressFamily::IPv6 : AddressFamily::IPv4}).front();
+    const auto family = preference == onlyIPv6 ? AddressFamily::IPv6 : AddressFamily::IPv4;
+    auto known = Cached(request.name, family);
+    LookupAnswer answer = known ? std::move(*known) : Find(request, {family}).front();
     if (preference != preferIPv4) return answer;
     answer.mayHaveIPv6 = answer.error == 0;
     if (answer.error != kErrNoData) return answer;

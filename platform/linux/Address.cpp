@@ -46,6 +46,7 @@ std::optional<std::uint32_t> ParseZone(const std::string& text) {
 }
 
 std::optional<IpAddress> ParseIPv6(const std::string& text) {
+  if (text.find(':') == std::string::npos) return std::nullopt;  // names are asked about as well
   const std::size_t percent = text.find('%');
   const std::string digits = text.substr(0, percent);
   std::array<std::uint8_t, 16> bytes{};
