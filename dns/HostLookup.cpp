@@ -185,10 +185,12 @@ class Names final : public HostLookup {
   // What is restored from a file may be of either family.
   static std::optional<LookupAnswer> CachedIn(LookupCache& cache, const std::string& name,
                                               AddressFamily family) {
-    const auto text = cache.Find(name);
+    auto text = cache.Find(name);
     if (!text) return std::nullopt;
     std::vector<IpAddress> found = AddressesIn(*text, family);
-    return found.empty() ? std::nullopt : std::optional(LookupAnswer::Of(std::move(found)));
+    if (found.empty()) return std::nullopt;
+    if (found.size() > 1) return LookupAnswer::Of(std::move(found));
+    return LookupAnswer{std::move(*text), 0, std::move(found)};
   }
 
   std::optional<LookupAnswer> Cached(const std::string& name, AddressFamily family) {
