@@ -15,7 +15,8 @@ namespace netro {
 
 class EchoRequests;
 
-/// Which socket the last request went through; there is none before the first.
+/// Which socket the requests go through; there is none before the first. Both families have theirs
+/// by the same permission.
 enum EchoSocketEnum : std::int32_t {
   EchoSocketNone = 0,
   EchoSocketDatagram = 1,  // allowed by net.ipv4.ping_group_range, for IPv6 too
