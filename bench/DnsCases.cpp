@@ -48,6 +48,25 @@ void AddManyInFlight(const DnsServers& servers) {
            [queries](Stopwatch& watch) { return NetroQueriesMany(queries, watch); }});
 }
 
+/// Lookups by name do more than a query: each has a socket, a port and an identifier of its own.
+/// They are set against the queries of c-ares.
+void AddLookups(const DnsServers& servers) {
+  DnsQueries queries;
+  queries.port = servers.UdpPort();
+  queries.name = "bench.test";
+  queries.repetitions = kSmallQueries;
+  const auto add = [](const std::string& name, const DnsQueries& what, const std::string& against) {
+    AddCase({name, "netro", "names", static_cast<double>(what.repetitions), against,
+             [what](Stopwatch& watch) { return NetroLookups(what, watch); }});
+  };
+  add("lookup by name", queries, "DNS query over UDP/c-ares");
+  queries.inFlight = 64;
+  add("lookup by name, 64 in flight", queries, "DNS query, 64 in flight/c-ares");
+  queries.port = servers.SlowPort();
+  queries.repetitions = queries.inFlight = 500;
+  add("lookup of 500 names of 30 ms at once", queries, "");
+}
+
 DnsQueries LargeQueries(const DnsServers& servers, std::uint16_t type) {
   DnsQueries queries;
   queries.port = servers.TcpPort();
@@ -98,6 +117,7 @@ void AddDnsCases(const DnsServers& servers) {
   small.repetitions = kSmallQueries;
   AddBesideAres("DNS query over UDP", "queries", kSmallQueries, small);
   AddManyInFlight(servers);
+  AddLookups(servers);
   AddLargeReplies(servers);
   AddTransfers(servers);
 }

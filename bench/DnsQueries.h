@@ -23,6 +23,8 @@ struct DnsQueries {
 std::string NetroQueries(const DnsQueries& queries, Stopwatch& watch);
 /// With several in flight on one thread.
 std::string NetroQueriesMany(const DnsQueries& queries, Stopwatch& watch);
+/// Looks up as many names below the name, with several in flight.
+std::string NetroLookups(const DnsQueries& queries, Stopwatch& watch);
 
 #ifdef NETRO_HAVE_CARES
 /// For types A and MX; with several in flight on one channel.

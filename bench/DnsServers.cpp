@@ -3,13 +3,16 @@
 #include "bench/DnsServers.h"
 
 #include <netinet/in.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <deque>
 #include <map>
 #include <string_view>
 
@@ -19,6 +22,7 @@ namespace netro::bench {
 namespace {
 
 constexpr int kHostsPerMessage = 800;
+constexpr std::chrono::milliseconds kSlowness(30);
 
 /// So many datagrams at once that the server keeps ahead of any client.
 class Batch {
@@ -56,6 +60,43 @@ void ServeDatagrams(int fd) {
   Batch batch;
   for (;;) {
     batch.ReceiveAndReply(fd, answer);
+  }
+}
+
+struct Waiting {
+  std::chrono::steady_clock::time_point due;
+  sockaddr_in client;
+  std::string reply;
+};
+
+void ServeSlowly(int fd) {
+  const Records answer = OneAddress();
+  std::deque<Waiting> waiting;
+  for (;;) {
+    int limit = -1;
+    for (; !waiting.empty(); waiting.pop_front()) {
+      const Waiting& next = waiting.front();
+      const auto left = next.due - std::chrono::steady_clock::now();
+      limit = static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(left).count());
+      if (limit > 0) {
+        break;
+      }
+      sendto(fd, next.reply.data(), next.reply.size(), 0,
+             reinterpret_cast<const sockaddr*>(&next.client), sizeof next.client);
+    }
+    pollfd ready{fd, POLLIN, 0};
+    if (poll(&ready, 1, waiting.empty() ? -1 : limit) != 1) {
+      continue;
+    }
+    std::array<char, 512> query;
+    Waiting added{std::chrono::steady_clock::now() + kSlowness, {}, {}};
+    socklen_t size = sizeof added.client;
+    const ssize_t got = recvfrom(fd, query.data(), query.size(), 0,
+                                 reinterpret_cast<sockaddr*>(&added.client), &size);
+    if (got > 0) {
+      added.reply = ComposeReply({query.data(), static_cast<std::size_t>(got)}, answer);
+      waiting.push_back(std::move(added));
+    }
   }
 }
 
@@ -116,14 +157,17 @@ void ServeConnections(int listening) {
 DnsServers::DnsServers() {
   const int datagrams = BindOnLoopback(udpPort_);
   const int listening = ListenOnLoopback(tcpPort_);
-  if (datagrams < 0 || listening < 0) {
+  const int slow = BindOnLoopback(slowPort_);
+  if (datagrams < 0 || listening < 0 || slow < 0) {
     std::fprintf(stderr, "cannot start the benchmark's DNS server\n");
     std::exit(1);
   }
   udp_ = std::make_unique<ChildProcess>([datagrams] { ServeDatagrams(datagrams); });
   tcp_ = std::make_unique<ChildProcess>([listening] { ServeConnections(listening); });
+  slow_ = std::make_unique<ChildProcess>([slow] { ServeSlowly(slow); });
   close(datagrams);
   close(listening);
+  close(slow);
 }
 
 }  // namespace netro::bench

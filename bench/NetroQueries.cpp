@@ -1,6 +1,7 @@
 // Asking with QueryDNSCLS, one object for all repetitions, or one for each task.
 
 #include <netro/QueryDNSCLS.h>
+#include <netro/SocketCls.h>
 
 #include <memory>
 
@@ -49,6 +50,21 @@ std::string NetroQueriesMany(const DnsQueries& queries, Stopwatch& watch) {
     auto dns = std::make_unique<QueryDNSCLS>();
     Prepare(*dns, queries);
     return [dns = std::move(dns), &queries] { return AskOnce(*dns, queries); };
+  });
+  watch.Stop();
+  return error;
+}
+
+std::string NetroLookups(const DnsQueries& queries, Stopwatch& watch) {
+  int number = 0;
+  watch.Start();
+  std::string error = ShareOut(queries.inFlight, queries.repetitions, [&] {
+    auto socket = std::make_unique<SocketCls>();
+    socket->DNSURL("127.0.0.1:" + std::to_string(queries.port));
+    return [&, socket = std::move(socket)]() -> std::string {
+      const std::string host = "h" + std::to_string(++number) + '.' + queries.name;
+      return socket->DNSLookup(host).empty() ? socket->DNSLastErrMsg() : std::string();
+    };
   });
   watch.Stop();
   return error;

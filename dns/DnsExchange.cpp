@@ -7,7 +7,6 @@
 #include "dns/DnsResult.h"
 #include "dns/DnsStream.h"
 #include "platform/ErrorNumbers.h"
-#include "socket/DatagramExchange.h"
 #include "socket/HostLookup.h"
 #include "socket/StreamExchange.h"
 
@@ -19,8 +18,8 @@ constexpr std::uint64_t kMostMemory = std::uint64_t{2} << 30;
 
 class TcpExchange final : public StreamExchange {
  public:
-  TcpExchange(const Bytes& query, bool transfer, const CancelMark& mark)
-      : StreamExchange(mark), query_(query), transfer_(transfer) {}
+  TcpExchange(const Bytes& query, bool transfer, const DnsReading& reading, const CancelMark& mark)
+      : StreamExchange(mark), query_(query), transfer_(transfer), result_(reading) {}
 
   DnsTcpResult Ask(const ConnectionPlan& plan) {
     result_.code = Run(plan);
@@ -44,7 +43,7 @@ class TcpExchange final : public StreamExchange {
 
   void Take(std::span<const std::uint8_t> message) {
     const bool first = result_.message.empty();
-    const bool mine = first ? AnswersQuery(message, query_) || IsBareRefusal(message)
+    const bool mine = first ? AnswersQuery(message, query_) || IsBareRefusal(message, query_)
                             : ContinuesAnswer(message, query_);
     if (Ended() || !mine) return;
     Progress();
@@ -52,7 +51,7 @@ class TcpExchange final : public StreamExchange {
     Sizes before;
     std::ranges::transform(result_.reply.records, before.begin(), &std::deque<DNSCLS>::size);
     if (!ReadReply(message, result_.reply)) {
-      const std::int32_t code = result_.reply.flags.Code();
+      const std::int32_t code = result_.reply.Code();
       return End(code != 0 ? code : kDnsCutShort);
     }
     Judge(before);
@@ -60,7 +59,7 @@ class TcpExchange final : public StreamExchange {
 
   void Judge(const Sizes& before) {
     const auto& answers = result_.reply.records[DnsReply::Answer];
-    if (const std::int32_t code = result_.reply.flags.Code()) return End(code);
+    if (const std::int32_t code = result_.reply.Code()) return End(code);
     if (result_.reply.Count() == 0) return End(kDnsNoRecords);
     if (!transfer_ || answers.empty() || answers.front().DataType() != TYPE_SOA) return End(0);
     for (std::size_t i = before[DnsReply::Answer]; i < answers.size(); ++i) {
@@ -91,19 +90,20 @@ class TcpExchange final : public StreamExchange {
 
 }  // namespace
 
-std::int32_t AskOverUdp(const DnsServer& server, const Bytes& query, const CancelMark& mark,
-                        std::chrono::milliseconds wait, TimePoint limit, Bytes& message) {
+std::int32_t AskOverUdp(const DnsServer& server, const Bytes& query, DatagramExchange& tries,
+                        const CancelMark& mark, std::chrono::milliseconds wait, TimePoint limit,
+                        Bytes& message) {
   const LookupAnswer host = ResolveHost(server.host, {}, mark, limit);
   if (host.error != 0) return ConnectError(host.error);
-  return AskByDatagram(
+  return tries.Ask(
       {host.First(), server.port}, query,
-      [&](std::span<const std::uint8_t> reply) { return AnswersQuery(reply, query); }, mark,
-      std::min(limit, Now() + wait), mark.Module().Datagrams(), message);
+      [&query](std::span<const std::uint8_t> reply) { return AnswersQuery(reply, query); },
+      std::min(limit, Now() + wait), message);
 }
 
 DnsTcpResult AskOverTcp(const ConnectionPlan& plan, const Bytes& query, bool transfer,
-                        const CancelMark& mark) {
-  return TcpExchange(query, transfer, mark).Ask(plan);
+                        const DnsReading& reading, const CancelMark& mark) {
+  return TcpExchange(query, transfer, reading, mark).Ask(plan);
 }
 
 }  // namespace netro

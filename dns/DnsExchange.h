@@ -8,6 +8,7 @@
 #include <string>
 
 #include "dns/DnsMessage.h"
+#include "socket/DatagramExchange.h"
 #include "socket/OpenConnection.h"
 #include "socket/Wait.h"
 
@@ -21,11 +22,15 @@ struct DnsServer {
 /// Sends the query in one datagram and waits for its reply. Looking the server up does not count,
 /// but nothing goes on beyond the limit. Returns 0 when `message` is a reply to the query, else the
 /// error number.
-std::int32_t AskOverUdp(const DnsServer& server, const Bytes& query, const CancelMark& mark,
-                        std::chrono::milliseconds wait, TimePoint limit, Bytes& message);
+/// `tries` holds what was asked before; `query` must stay as long as that.
+std::int32_t AskOverUdp(const DnsServer& server, const Bytes& query, DatagramExchange& tries,
+                        const CancelMark& mark, std::chrono::milliseconds wait, TimePoint limit,
+                        Bytes& message);
 
 /// Of an exchange over TCP.
 struct DnsTcpResult {
+  explicit DnsTcpResult(const DnsReading& reading) : reply(reading) {}
+
   std::int32_t code = 0;  // 0, the server's, 22, 56, or an error number
   DnsReply reply;
   Bytes message;  // the first one, empty when none came
@@ -33,8 +38,9 @@ struct DnsTcpResult {
 
 /// Sends the query and reads the reply, or with `transfer` the messages of a zone transfer (RFC
 /// 5936), up to the SOA record that closes it. Connecting and each wait for bytes may take the
-/// plan's seconds. What a transfer has brought before it failed is there.
+/// plan's seconds. Replies are read as `reading` says. What a transfer has brought before it failed
+/// is there.
 DnsTcpResult AskOverTcp(const ConnectionPlan& plan, const Bytes& query, bool transfer,
-                        const CancelMark& mark);
+                        const DnsReading& reading, const CancelMark& mark);
 
 }  // namespace netro

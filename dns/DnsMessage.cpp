@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "dns/DnsName.h"
+#include "dns/DnsOpt.h"
 #include "dns/DnsRecord.h"
 #include "platform/Address.h"
 #include "support/Text.h"
@@ -10,9 +10,9 @@
 namespace netro {
 namespace {
 
-constexpr std::uint16_t kId = 25;
 constexpr std::size_t kHeaderSize = 12;
 constexpr std::size_t kTypeAndClass = 4;
+constexpr std::size_t kOptSize = 11;
 constexpr std::uint8_t kReplyBit = 128;
 
 // An address by the name that its PTR record has: "3.2.1.10.in-addr.arpa" for "10.1.2.3", and the
@@ -49,11 +49,21 @@ bool SkipQuestions(std::span<const std::uint8_t> message, ByteReader& reader,
   return reader.Ok();
 }
 
-// Counts come from the peer: records are taken as they prove to be there.
-bool ReadSection(std::span<const std::uint8_t> message, ByteReader& reader, std::uint16_t count,
-                 std::deque<DNSCLS>& records) {
+// The question of a query, where it is the first name and so has no pointers.
+std::span<const std::uint8_t> QuestionOf(std::span<const std::uint8_t> query) {
+  ByteReader reader(query.subspan(kHeaderSize));
+  while (const std::uint8_t size = reader.U8()) reader.Skip(size);
+  return query.subspan(kHeaderSize, reader.Position() + kTypeAndClass);
+}
+
+// Counts come from the peer: records are taken as they prove to be there. The first OPT record goes
+// to `opt`, where that is wanted.
+bool ReadSection(std::span<const std::uint8_t> message, ByteReader& reader, NameForm form,
+                 std::uint16_t count, std::deque<DNSCLS>& records, std::optional<EDNSCLS>* opt) {
   for (; count > 0; --count) {
-    if (!ReadRecord(message, reader, records.emplace_back())) return false;
+    const ByteReader here = reader;
+    if (!ReadRecord(message, reader, form, records.emplace_back())) return false;
+    if (opt != nullptr && !*opt && (*opt = ReadOpt(here))) records.pop_back();
   }
   return true;
 }
@@ -85,10 +95,11 @@ struct Header {
   std::uint16_t questions = 0;
 };
 
-// False when it is not that of a reply to a query of ours.
-bool ReadHeader(std::span<const std::uint8_t> message, Header& header) {
+// False when it is not that of a reply with the query's ID.
+bool ReadHeader(std::span<const std::uint8_t> message, std::span<const std::uint8_t> query,
+                Header& header) {
   ByteReader reader(message);
-  const bool sameId = reader.U16() == kId;
+  const bool sameId = reader.U16() == ByteReader(query).U16();
   header.flags.first = reader.U8();
   header.flags.second = reader.U8();
   header.questions = reader.U16();
@@ -103,23 +114,27 @@ std::string QuestionName(const DnsQuestion& question) {
 }
 
 std::optional<Bytes> ComposeQuery(const DnsQuestion& question) {
-  ByteWriter writer(kHeaderSize + question.domain.size() + 2 + kTypeAndClass);
-  writer.U16(kId);
+  const bool hasOpt = question.udpSize > 0;
+  ByteWriter writer(kHeaderSize + question.domain.size() + 2 + kTypeAndClass + kOptSize);
+  writer.U16(question.id);
   writer.U8(question.recursion ? 1 : 0);
   writer.U8(0);
   writer.U16(1);
-  for (int section = 0; section < DnsReply::Sections; ++section) writer.U16(0);
-  if (!WriteName(QuestionName(question), writer)) return std::nullopt;
+  writer.U16(0);
+  writer.U16(0);
+  writer.U16(hasOpt ? 1 : 0);
+  if (!WriteName(QuestionName(question), writer, question.form)) return std::nullopt;
   writer.U16(static_cast<std::uint16_t>(question.type));
   writer.U16(question.classNumber);
+  if (hasOpt) WriteOpt(question.udpSize, question.dnssecOk, writer);
   return writer.Take();
 }
 
 bool AnswersQuery(std::span<const std::uint8_t> message, std::span<const std::uint8_t> query) {
   Header header;
-  if (!ReadHeader(message, header)) return false;
-  if (header.questions != 1 || message.size() < query.size()) return false;
-  const auto asked = query.subspan(kHeaderSize);
+  if (!ReadHeader(message, query, header)) return false;
+  const auto asked = QuestionOf(query);
+  if (header.questions != 1 || message.size() < kHeaderSize + asked.size()) return false;
   const auto answered = message.subspan(kHeaderSize, asked.size());
   return SameName(asked.first(asked.size() - kTypeAndClass),
                   answered.first(asked.size() - kTypeAndClass)) &&
@@ -128,30 +143,36 @@ bool AnswersQuery(std::span<const std::uint8_t> message, std::span<const std::ui
 
 bool ContinuesAnswer(std::span<const std::uint8_t> message, std::span<const std::uint8_t> query) {
   Header header;
-  return ReadHeader(message, header) && (header.questions == 0 || AnswersQuery(message, query));
+  return ReadHeader(message, query, header) &&
+         (header.questions == 0 || AnswersQuery(message, query));
 }
 
-bool IsBareRefusal(std::span<const std::uint8_t> message) {
+bool IsBareRefusal(std::span<const std::uint8_t> message, std::span<const std::uint8_t> query) {
   Header header;
-  return ReadHeader(message, header) && header.questions == 0 && header.flags.Code() != 0;
+  return ReadHeader(message, query, header) && header.questions == 0 && header.flags.Code() != 0;
 }
 
-bool ReadReply(std::span<const std::uint8_t> message, DnsFlags& flags, DnsRecords& records) {
+bool ReadReply(std::span<const std::uint8_t> message, DnsReply& reply) {
   ByteReader reader(message);
   reader.Skip(2);
-  flags.first = reader.U8();
-  flags.second = reader.U8();
+  reply.flags.first = reader.U8();
+  reply.flags.second = reader.U8();
   const std::uint16_t questions = reader.U16();
   std::uint16_t counts[DnsReply::Sections];
   for (std::uint16_t& count : counts) count = reader.U16();
 
-  Appending appending(records);
+  Appending appending(reply.records);
+  std::optional<EDNSCLS> opt;
   bool ok = reader.Ok() && SkipQuestions(message, reader, questions);
-  for (std::size_t section = 0; ok && section < records.size(); ++section) {
-    ok = ReadSection(message, reader, counts[section], records[section]);
+  for (std::size_t section = 0; ok && section < reply.records.size(); ++section) {
+    const bool mayHoldOpt = section == DnsReply::Additional && reply.reading.takeOpt;
+    ok = ReadSection(message, reader, reply.reading.form, counts[section], reply.records[section],
+                     mayHoldOpt ? &opt : nullptr);
   }
-  if (ok) appending.Keep();
-  return ok;
+  if (!ok) return false;
+  if (opt) reply.opt = std::move(opt);
+  appending.Keep();
+  return true;
 }
 
 }  // namespace netro

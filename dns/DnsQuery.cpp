@@ -1,11 +1,11 @@
 #include "dns/DnsQuery.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "dns/DnsResult.h"
 #include "dns/DnsStream.h"
 #include "platform/ErrorNumbers.h"
+#include "platform/Random.h"
 
 namespace netro {
 namespace {
@@ -14,7 +14,10 @@ constexpr long kTcpSeconds = 10;
 // What a pause after sending and three receive tests with theirs come to.
 constexpr std::chrono::milliseconds kUdpWait(100 + 3 * 333);
 constexpr long kServerLookupSeconds = 30;
-constexpr std::int32_t kLargestType = 65535;
+constexpr std::int32_t kLargest16Bits = 65535;
+constexpr std::int32_t kRandomId = -1;
+constexpr std::int32_t kSmallestSize = 512;
+constexpr std::int32_t kUsualSize = 1232;  // crosses any network in one piece
 
 void Assign(std::string& text, const Bytes& bytes) {
   text.assign(reinterpret_cast<const char*>(bytes.data()), bytes.size());
@@ -29,13 +32,18 @@ DnsQuery::DnsQuery(QueryDNSCLS& owner, const CancelMark& mark)
       call_(owner.call_),
       mark_(mark),
       settings_(owner.settings_),
-      proxy_(owner.Proxy()) {
+      proxy_(owner.Proxy()),
+      tries_(mark_, mark_.Module().Datagrams()) {
   Forget();
 }
 
 void DnsQuery::Forget() {
   for (auto& records : owner_.records_) records.clear();
   owner_.isAuthoritative_ = owner_.isRecursionAvailable_ = owner_.isTruncated_ = false;
+  owner_.isOverTcp_ = false;
+  owner_.replyCode_ = -1;
+  owner_.opt_.reset();
+  owner_.areNamesEscaped_ = settings_.escapeNames;
   owner_.outBuffer_.clear();
   owner_.inBuffer_.clear();
 }
@@ -57,44 +65,76 @@ std::int32_t DnsQuery::RunOnce() { return Exchange(false); }
 std::int32_t DnsQuery::Check() {
   if (settings_.domain.empty()) return kDnsNoDomain;
   if (settings_.dnsServer.empty()) return kDnsNoServer;
-  if (settings_.queryType < 0 || settings_.queryType > kLargestType) return kErrInvalidArgument;
+  const bool sizeFits = settings_.udpSize >= kSmallestSize && settings_.udpSize <= kLargest16Bits;
+  if (settings_.queryType < 0 || settings_.queryType > kLargest16Bits ||
+      settings_.queryId < kRandomId || settings_.queryId > kLargest16Bits ||
+      (settings_.udpSize != 0 && !sizeFits)) {
+    return kErrInvalidArgument;
+  }
   return 0;
+}
+
+DnsQuestion DnsQuery::Question() const {
+  DnsQuestion question;
+  question.domain = settings_.domain;
+  question.type = settings_.queryType;
+  question.classNumber = static_cast<std::uint16_t>(settings_.queryClass);
+  question.recursion = settings_.useRecursion;
+  question.form = Reading().form;
+  question.id = static_cast<std::uint16_t>(settings_.queryId == kRandomId ? RandomNumber()
+                                                                          : settings_.queryId);
+  if (Reading().takeOpt) {
+    const std::int32_t size = settings_.udpSize != 0 ? settings_.udpSize : kUsualSize;
+    question.udpSize = static_cast<std::uint16_t>(size);
+  }
+  question.dnssecOk = settings_.dnssecOk;
+  return question;
+}
+
+DnsReading DnsQuery::Reading() const {
+  return {settings_.escapeNames ? NameForm::Escaped : NameForm::Plain,
+          settings_.udpSize != 0 || settings_.dnssecOk};
 }
 
 std::int32_t DnsQuery::Exchange(bool udp) {
   Forget();
   if (const std::int32_t code = Check()) return code;
-  const auto query =
-      ComposeQuery({settings_.domain, settings_.queryType,
-                    static_cast<std::uint16_t>(settings_.queryClass), settings_.useRecursion});
-  if (!query) return kErrNoDnsEntries;
-  Assign(owner_.outBuffer_, udp ? *query : WithLength(*query));
-  return udp ? ExchangeUdp(*query) : ExchangeTcp(*query);
+  if (query_.empty()) {
+    auto query = ComposeQuery(Question());
+    if (!query) return kErrNoDnsEntries;
+    query_ = std::move(*query);
+  }
+  if (!udp) return ExchangeTcp(query_);
+  const std::int32_t code = ExchangeUdp(query_);
+  if (!call_->alive || !settings_.followTruncation || !owner_.isTruncated_) return code;
+  Forget();
+  return ExchangeTcp(query_);
 }
 
 std::int32_t DnsQuery::ExchangeUdp(const Bytes& query) {
+  Assign(owner_.outBuffer_, query);
   Bytes message;
   const DnsServer server{settings_.dnsServer, settings_.dnsPort};
-  const std::int32_t error =
-      AskOverUdp(server, query, mark_, kUdpWait, SecondsFromNow(kServerLookupSeconds), message);
+  DnsReply reply(Reading());
+  const std::int32_t error = AskOverUdp(server, query, tries_, mark_, kUdpWait,
+                                        SecondsFromNow(kServerLookupSeconds), message);
   if (!call_->alive) return kErrCancelled;
   if (error != 0) return error;
-  DnsFlags flags;
-  const bool read = ReadReply(message, flags, owner_.records_);
-  Publish(flags, message, flags.IsTruncated());
-  const bool empty = std::ranges::all_of(owner_.records_, &std::deque<DNSCLS>::empty);
-  return read && flags.Code() == 0 && !empty ? 0 : kErrNoDnsEntries;
+  const bool good = ReadReply(message, reply) && reply.Code() == 0 && reply.Count() > 0;
+  Publish(reply, message, reply.flags.IsTruncated());
+  return good ? 0 : kErrNoDnsEntries;
 }
 
 std::int32_t DnsQuery::ExchangeTcp(const Bytes& query) {
+  Assign(owner_.outBuffer_, WithLength(query));
+  owner_.isOverTcp_ = true;
   ConnectionPlan plan;
   if (const std::int32_t error = Plan(plan)) return error;
   const bool transfer = settings_.queryType == TYPE_AXFR || settings_.queryType == TYPE_IXFR;
-  DnsTcpResult result = AskOverTcp(plan, query, transfer, mark_);
+  DnsTcpResult result = AskOverTcp(plan, query, transfer, Reading(), mark_);
   if (!call_->alive) return kErrCancelled;
-  owner_.records_ = std::move(result.reply.records);
-  const DnsFlags flags = result.reply.flags;
-  Publish(flags, result.message, flags.HasReservedBit());  // it has always been this one
+  const bool truncated = result.reply.flags.HasReservedBit();  // it has always been this one
+  Publish(result.reply, result.message, truncated);
   return result.code;
 }
 
@@ -105,10 +145,13 @@ std::int32_t DnsQuery::Plan(ConnectionPlan& plan) const {
   return PlanProxy(proxy_, plan) ? 0 : kErrInvalidArgument;
 }
 
-void DnsQuery::Publish(const DnsFlags& flags, const Bytes& message, bool truncated) {
-  owner_.isAuthoritative_ = flags.IsAuthoritative();
-  owner_.isRecursionAvailable_ = flags.IsRecursionAvailable();
+void DnsQuery::Publish(DnsReply& reply, const Bytes& message, bool truncated) {
+  owner_.isAuthoritative_ = reply.flags.IsAuthoritative();
+  owner_.isRecursionAvailable_ = reply.flags.IsRecursionAvailable();
   owner_.isTruncated_ = truncated;
+  if (!message.empty()) owner_.replyCode_ = reply.Code();
+  owner_.opt_ = std::move(reply.opt);
+  owner_.records_ = std::move(reply.records);
   Assign(owner_.inBuffer_, message);
 }
 

@@ -28,14 +28,18 @@ class DnsQuery {
   std::int32_t Exchange(bool udp);
   std::int32_t ExchangeUdp(const Bytes& query);
   std::int32_t ExchangeTcp(const Bytes& query);
+  DnsQuestion Question() const;
+  DnsReading Reading() const;
   std::int32_t Plan(ConnectionPlan& plan) const;
-  void Publish(const DnsFlags& flags, const Bytes& message, bool truncated);
+  void Publish(DnsReply& reply, const Bytes& message, bool truncated);
 
   QueryDNSCLS& owner_;
   std::shared_ptr<CallState> call_;
   CancelMark mark_;
   const QueryDNSCLS::Settings settings_;
   const ProxyValues proxy_;
+  Bytes query_;  // the same for all tries
+  DatagramExchange tries_;
 };
 
 }  // namespace netro

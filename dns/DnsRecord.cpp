@@ -2,7 +2,8 @@
 // ends; what it leaves is skipped.
 #include "dns/DnsRecord.h"
 
-#include <algorithm>
+#include <array>
+#include <charconv>
 #include <string>
 
 #include "dns/DnsLocation.h"
@@ -15,11 +16,12 @@ namespace {
 struct RecordData {
   std::span<const std::uint8_t> message;
   ByteReader reader;  // its position is an offset into the message, its end that of the data
+  NameForm form;
 
   std::span<const std::uint8_t> Rest() { return reader.Take(reader.Remaining()); }
   std::string Name() {
     std::string name;
-    if (!ReadName(message, reader, name)) ok = false;
+    if (!ReadName(message, reader, name, form)) ok = false;
     return name;
   }
   bool Ok() const { return ok && reader.Ok(); }
@@ -44,12 +46,13 @@ std::string Hex(std::span<const std::uint8_t> bytes, bool blanks) {
 }
 
 std::string Address(RecordData& data) {
-  std::string text;
+  std::array<char, sizeof "255.255.255.255"> text;
+  char* end = text.data();
   for (int octet = 0; octet < 4; ++octet) {
-    if (octet > 0) text += '.';
-    text += std::to_string(data.reader.U8());
+    if (octet > 0) *end++ = '.';
+    end = std::to_chars(end, text.data() + text.size(), data.reader.U8()).ptr;
   }
-  return text;
+  return {text.data(), end};
 }
 
 std::string CharacterString(RecordData& data) {
@@ -85,7 +88,10 @@ void DecodePreference(RecordData& data, DNSCLS& record) {
 void DecodeSoa(RecordData& data, DNSCLS& record) {
   const auto number = [&] { return static_cast<std::int32_t>(data.reader.U32()); };
   record.Data(data.Name());
+  RecordData again = data;
   record.SOA_RName(data.Name());
+  again.form = NameForm::Escaped;
+  record.SOA_Mailbox(MailboxOf(again.Name()));
   record.SOA_Serial(data.reader.U32());
   record.SOA_Refresh(number());
   record.SOA_Retry(number());
@@ -105,9 +111,12 @@ void DecodeWks(RecordData& data, DNSCLS& record) {
 
 void DecodeStrings(RecordData& data, DNSCLS& record) {
   std::string first = CharacterString(data);
+  std::int32_t count = 1;
+  record.StringCount(count);
   if (data.reader.Remaining() == 0) return record.Data(std::move(first));
   std::string text = Quoted(first);
-  while (data.reader.Remaining() > 0) text += " " + Quoted(CharacterString(data));
+  for (; data.reader.Remaining() > 0; ++count) text += " " + Quoted(CharacterString(data));
+  record.StringCount(count);
   record.Data(std::move(text));
 }
 
@@ -175,16 +184,25 @@ constexpr TypeDecoder kDecoders[] = {
     {TYPE_ATMA, DecodeAtma},
 };
 
+constexpr auto kDecoderByType = [] {
+  std::array<Decoder, TYPE_ATMA + 1> table;
+  table.fill(Dump);
+  for (const TypeDecoder& entry : kDecoders)
+    table[static_cast<std::size_t>(entry.type)] = entry.decode;
+  return table;
+}();
+
 Decoder DecoderOf(std::int32_t type) {
-  const auto* found = std::ranges::find(kDecoders, type, &TypeDecoder::type);
-  return found == std::end(kDecoders) ? Dump : found->decode;
+  const auto index = static_cast<std::size_t>(type);
+  return index < kDecoderByType.size() ? kDecoderByType[index] : Dump;
 }
 
 }  // namespace
 
-bool ReadRecord(std::span<const std::uint8_t> message, ByteReader& reader, DNSCLS& record) {
+bool ReadRecord(std::span<const std::uint8_t> message, ByteReader& reader, NameForm form,
+                DNSCLS& record) {
   std::string owner;
-  if (!ReadName(message, reader, owner)) return false;
+  if (!ReadName(message, reader, owner, form)) return false;
   record.Query(std::move(owner));
   record.DataType(reader.U16());
   reader.Skip(2);  // the class
@@ -194,7 +212,7 @@ bool ReadRecord(std::span<const std::uint8_t> message, ByteReader& reader, DNSCL
   reader.Skip(size);
   if (!reader.Ok()) return false;
 
-  RecordData data{message, ByteReader(message.first(start + size))};
+  RecordData data{message, ByteReader(message.first(start + size)), form};
   data.reader.Skip(start);
   DecoderOf(record.DataType())(data, record);
   return data.Ok();

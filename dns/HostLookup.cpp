@@ -85,13 +85,31 @@ bool HasAny(const Answers& answers) {
   return std::ranges::any_of(answers, [](const LookupAnswer& one) { return one.error == 0; });
 }
 
+// Those that an entry of the cache holds, separated by commas.
+std::vector<IpAddress> AddressesIn(const std::string& text, AddressFamily family) {
+  std::vector<IpAddress> found;
+  const auto add = [&](const std::string& one) {
+    const auto address = ParseAddress(one);
+    if (address && address->Family() == family) found.push_back(*address);
+  };
+  if (text.find(',') == std::string::npos) {
+    add(text);
+  } else {
+    std::ranges::for_each(Split(text, ','), add);
+  }
+  return found;
+}
+
 class Names final : public HostLookup {
  public:
   LookupAnswer Lookup(std::string address, const LookupSettings& settings, const CancelMark& mark,
                       TimePoint deadline) override try {
     if (address.empty() || address.find('\0') != std::string::npos) return Failed(kErrNoDnsEntries);
     const Request request{address, settings, mark, deadline};
-    return ParseAddress(address) ? LookUpAddress(request) : LookUpName(request);
+    wasStale_ = false;
+    LookupAnswer answer = ParseAddress(address) ? LookUpAddress(request) : LookUpName(request);
+    if (answer.error == kErrTryAgain && serveStale_) TakeExpired(request, answer);
+    return answer;
   } catch (const std::bad_alloc&) {
     return Failed(kErrNoBuffers);
   }
@@ -135,25 +153,47 @@ class Names final : public HostLookup {
     ipv6_.Clear();
   }
   std::int32_t Count() const override { return cache_.Count() + ipv6_.Count(); }
-  std::int32_t Save(const std::string& fileName) override { return cache_.Save(fileName); }
+  std::int32_t Save(const std::string& fileName) override { return cache_.Save(fileName, &ipv6_); }
   std::int32_t Restore(const std::string& fileName) override { return cache_.Restore(fileName); }
+
+  bool ServeStale() const override { return serveStale_; }
+  void ServeStale(bool value) override {
+    serveStale_ = value;
+    cache_.KeepExpired(value);
+    ipv6_.KeepExpired(value);
+  }
+  bool WasStale() const override { return wasStale_; }
 
   void ThreadEnds() {}
 
  private:
+  void TakeExpired(const Request& request, LookupAnswer& answer) {
+    for (const AddressFamily family : FamiliesOf(request.settings.preference)) {
+      const auto text = CacheOf(family).FindExpired(request.name);
+      if (!text) continue;
+      std::vector<IpAddress> found = AddressesIn(*text, family);
+      answer = found.empty() ? LookupAnswer{*text, 0, {}} : LookupAnswer::Of(std::move(found));
+      wasStale_ = true;
+      return;
+    }
+  }
+
   LookupCache& CacheOf(AddressFamily family) {
     return family == AddressFamily::IPv6 ? ipv6_ : cache_;
   }
 
-  // An entry holds the addresses of one family, separated by commas, or a name.
-  std::optional<LookupAnswer> Cached(const std::string& name, AddressFamily family) {
-    const auto text = CacheOf(family).Find(name);
+  // What is restored from a file may be of either family.
+  static std::optional<LookupAnswer> CachedIn(LookupCache& cache, const std::string& name,
+                                              AddressFamily family) {
+    const auto text = cache.Find(name);
     if (!text) return std::nullopt;
-    std::vector<IpAddress> found;
-    for (const std::string& one : Split(*text, ',')) {
-      if (const auto address = ParseAddress(one)) found.push_back(*address);
-    }
-    return found.empty() ? LookupAnswer{*text, 0, {}} : LookupAnswer::Of(std::move(found));
+    std::vector<IpAddress> found = AddressesIn(*text, family);
+    return found.empty() ? std::nullopt : std::optional(LookupAnswer::Of(std::move(found)));
+  }
+
+  std::optional<LookupAnswer> Cached(const std::string& name, AddressFamily family) {
+    auto known = CachedIn(CacheOf(family), name, family);
+    return known || family == AddressFamily::IPv4 ? known : CachedIn(cache_, name, family);
   }
 
   std::optional<LookupAnswer> Cached(const std::string& name, AddressPreferenceEnum preference) {
@@ -192,8 +232,9 @@ class Names final : public HostLookup {
   LookupAnswer LookUpName(const Request& request) {
     const AddressPreferenceEnum preference = request.settings.preference;
     if (preference == preferIPv6) return LookUpBoth(request);
-    const bool v6 = preference == onlyIPv6;
-    LookupAnswer answer = Find(request, {v6 ? AddressFamily::IPv6 : AddressFamily::IPv4}).front();
+    const auto family = preference == onlyIPv6 ? AddressFamily::IPv6 : AddressFamily::IPv4;
+    auto known = Cached(request.name, family);
+    LookupAnswer answer = known ? std::move(*known) : Find(request, {family}).front();
     if (preference != preferIPv4) return answer;
     answer.mayHaveIPv6 = answer.error == 0;
     if (answer.error != kErrNoData) return answer;
@@ -294,6 +335,8 @@ class Names final : public HostLookup {
   ResolverConfig config_;  // that these are from
   std::uint64_t stamp_ = 0;
   bool discovered_ = false;
+  bool serveStale_ = false;
+  bool wasStale_ = false;
 };
 
 }  // namespace

@@ -32,7 +32,11 @@ class LookupCache {
   /// The result for `key`. An entry that has expired is removed instead.
   std::optional<std::string> Find(const std::string& key);
 
-  /// Adds an entry, unless there is one with that key.
+  /// With `keep`, Find leaves expired entries in place, where FindExpired finds them for a day.
+  void KeepExpired(bool keep) { keepsExpired_ = keep; }
+  std::optional<std::string> FindExpired(const std::string& key);
+
+  /// Adds an entry, unless there is one with that key that is not just kept.
   void Insert(const std::string& key, const std::string& result);
 
   void Clear();
@@ -40,17 +44,18 @@ class LookupCache {
   std::int32_t Count() const { return static_cast<std::int32_t>(entries_.size()); }
 
   /// Writes the entries that have not expired, beside what else the file holds, and returns how
-  /// many. What a line cannot hold is left out. The file is replaced in one step, with mode 0600.
-  std::int32_t Save(const std::string& fileName) const;
+  /// many, with those of `more` whose key is not here. What a line cannot hold is left out. The
+  /// file is replaced in one step, with mode 0600.
+  std::int32_t Save(const std::string& fileName, const LookupCache* more = nullptr) const;
 
-  /// Adds the entries that have not expired, with the expiry they were saved with, and returns how
-  /// many there are in the file; of those, the ones whose key is here already change nothing.
-  /// Expired ones are deleted from the file, if it can be written. Entries that cannot be read, or
-  /// whose result is neither address nor host name, are skipped.
+  /// Adds the entries that have not expired, with the expiry they were saved with but 600 seconds
+  /// at most, and returns how many there are in the file; of those, the ones whose key is here
+  /// already change nothing. Expired ones are deleted from the file, if it can be written. Entries
+  /// that cannot be read, or whose result is neither address nor host name, are skipped.
   std::int32_t Restore(const std::string& fileName);
 
   /// The same to and from a document.
-  std::int32_t Save(ProfileFile& profile) const;
+  std::int32_t Save(ProfileFile& profile, const LookupCache* except = nullptr) const;
   std::int32_t Restore(ProfileFile& profile);
 
  private:
@@ -60,9 +65,11 @@ class LookupCache {
   };
 
   void Add(const std::string& key, const std::string& result, Date expiry);
+  bool Holds(const std::string& key) const;
 
   Entries entries_;  // in the order in which they came
   NameIndex<Entries::iterator, KeyOf> index_;
+  bool keepsExpired_ = false;
 };
 
 }  // namespace netro

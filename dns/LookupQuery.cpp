@@ -4,14 +4,13 @@
 #include <string_view>
 
 #include "platform/Random.h"
-#include "support/ByteWriter.h"
 #include "support/Text.h"
 
 namespace netro {
 namespace {
 
 constexpr std::size_t kHeaderSize = 12;
-constexpr std::size_t kAdditionalCount = 11;  // its low byte
+constexpr std::size_t kOptSize = 11;
 constexpr std::size_t kTypeAndClass = 4;
 constexpr std::uint8_t kReplyBit = 128;
 constexpr std::uint8_t kCaseBit = 32;
@@ -37,37 +36,23 @@ void MixCase(std::span<std::uint8_t> name) {
   }
 }
 
-void AppendOptRecord(Bytes& message) {
-  ByteWriter record;
-  record.U8(0);
-  record.U16(LookupQuery::kTypeOpt);
-  record.U16(kReplySize);
-  for (int i = 0; i < 3; ++i) record.U16(0);  // code, version, flags; no options
-  const Bytes bytes = record.Take();
-  message.insert(message.end(), bytes.begin(), bytes.end());
-  message[kAdditionalCount] = 1;
-}
-
 std::string_view TextOf(std::span<const std::uint8_t> bytes) {
   return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
 }  // namespace
 
-std::optional<LookupQuery> LookupQuery::Make(const DnsQuestion& question, bool extended) {
+std::optional<LookupQuery> LookupQuery::Make(DnsQuestion question, bool extended) {
+  question.id = static_cast<std::uint16_t>(RandomNumber());
+  question.udpSize = extended ? kReplySize : 0;
   auto composed = ComposeQuery(question);
   if (!composed) return std::nullopt;
   LookupQuery query;
   query.message = std::move(*composed);
-  query.questionEnd = query.message.size();
+  query.questionEnd = query.message.size() - (extended ? kOptSize : 0);
   query.extended = extended;
-  const std::uint32_t identifier = RandomNumber();
-  query.message[0] = static_cast<std::uint8_t>(identifier >> 8);
-  query.message[1] = static_cast<std::uint8_t>(identifier);
-  MixCase(std::span(query.message)
-              .subspan(kHeaderSize)
-              .first(query.questionEnd - kHeaderSize - kTypeAndClass));
-  if (extended) AppendOptRecord(query.message);
+  const auto asked = std::span(query.message).first(query.questionEnd);
+  MixCase(asked.subspan(kHeaderSize).first(asked.size() - kHeaderSize - kTypeAndClass));
   return query;
 }
 

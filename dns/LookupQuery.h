@@ -19,7 +19,7 @@ struct LookupQuery {
   enum class Match { None, Bare, OtherCase, Full };
 
   /// None when the domain is no name. An extended one (RFC 6891) takes replies of 1,232 bytes.
-  static std::optional<LookupQuery> Make(const DnsQuestion& question, bool extended);
+  static std::optional<LookupQuery> Make(DnsQuestion question, bool extended);
 
   /// How a message fits. A bare one is an error code without a question: its server has understood
   /// nothing. One in another case is a server's that does not keep it, or a lucky forger's.

@@ -6,6 +6,7 @@
 #include "dns/DnsResult.h"
 #include "dns/ServerMemory.h"
 #include "platform/ErrorNumbers.h"
+#include "platform/Random.h"
 #include "support/Text.h"
 
 namespace netro {
@@ -115,22 +116,29 @@ void NameQuestion::Take(Try& of) {
   const bool last = &of == &tries_.back();
   const std::int32_t error = of.socket.Take(message);
   error == 0 ? ServerMemory::Answered(servers_[server]) : ServerMemory::WasSilent(servers_[server]);
-  if ((error == 0 && Judge(message, of)) || decided_) return;
+  const Outcome outcome = error == 0 ? Judge(message, of) : Outcome::Useless;
+  if (decided_ || outcome == Outcome::AskedAgain) return;
   tries_.remove_if([&](const Try& one) { return &one == &of; });
-  const auto dropped = std::ranges::find(order_, server);
-  if (dropped != order_.end()) {
-    if (static_cast<std::size_t>(dropped - order_.begin()) < next_) --next_;
-    order_.erase(dropped);
-  }
+  if (outcome == Outcome::Useless) Drop(server);
   if (last) due_ = Now();
 }
 
-// True when the server has been asked again, in another way.
-bool NameQuestion::Judge(const Bytes& message, const Try& of) {
+void NameQuestion::Drop(std::size_t server) {
+  const auto dropped = std::ranges::find(order_, server);
+  if (dropped == order_.end()) return;
+  if (static_cast<std::size_t>(dropped - order_.begin()) < next_) --next_;
+  order_.erase(dropped);
+}
+
+NameQuestion::Outcome NameQuestion::Judge(const Bytes& message, const Try& of) {
   const LookupQuery::Match match = of.query.MatchOf(message);
-  if (match == LookupQuery::Match::None || match == LookupQuery::Match::OtherCase) {
+  if (match == LookupQuery::Match::None) {
+    strangers_ = 0;
+    return AskOverTcp(of.server) ? Outcome::Useless : Outcome::Attacked;
+  }
+  if (match == LookupQuery::Match::OtherCase) {
     AskOverTcp(of.server);
-    return false;
+    return Outcome::Useless;
   }
   DnsReply reply;
   const bool good = ReadReply(message, reply);
@@ -140,25 +148,28 @@ bool NameQuestion::Judge(const Bytes& message, const Try& of) {
   if (refused && of.query.extended) {
     ServerMemory::RefusedEdns(servers_[of.server]);
     Begin(of.server, false);
-    return true;
+    return Outcome::AskedAgain;
   }
   if (good && match == LookupQuery::Match::Full) Judge(reply);
   if (!decided_ && reply.flags.IsTruncated()) AskOverTcp(of.server);
-  return false;
+  return Outcome::Useless;
 }
 
 // A truncated reply without what is looked for, or a dubious one: the whole one comes over TCP.
-// Where that is closed or silent it stays so.
-void NameQuestion::AskOverTcp(std::size_t server) {
-  const auto query = ComposeQuery(question_);
+// Where that is closed or silent it stays so. True when the server has replied.
+bool NameQuestion::AskOverTcp(std::size_t server) {
+  DnsQuestion question = question_;
+  question.id = static_cast<std::uint16_t>(RandomNumber());
+  const auto query = ComposeQuery(question);
   ConnectionPlan plan;
   plan.host = servers_[server].host;
   plan.port = servers_[server].port;
   plan.seconds = kTcpSeconds;
   plan.limit = std::min(deadline_, SecondsFromNow(kTcpSeconds));
-  const DnsTcpResult result = netro::AskOverTcp(plan, *query, false, mark_);
-  if (mark_.Cancelled()) return Decide(kErrCancelled);
-  if (!result.message.empty()) Judge(result.reply);
+  const DnsTcpResult result = netro::AskOverTcp(plan, *query, false, {}, mark_);
+  if (mark_.Cancelled()) Decide(kErrCancelled);
+  if (!decided_ && !result.message.empty()) Judge(result.reply);
+  return !result.message.empty();
 }
 
 void NameQuestion::Judge(const DnsReply& reply) {

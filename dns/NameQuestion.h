@@ -46,13 +46,18 @@ class NameQuestion {
     std::size_t server = 0;
   };
 
+  // What a reply comes to that does not decide the question. Attacked: it is not the server's, who
+  // is asked again in the next round.
+  enum class Outcome { Useless, AskedAgain, Attacked };
+
   void Next();
   bool ChooseServer();
   void Begin(std::size_t server, bool extended);
   void Take(Try& of);
-  bool Judge(const Bytes& message, const Try& of);
+  void Drop(std::size_t server);
+  Outcome Judge(const Bytes& message, const Try& of);
   void Judge(const DnsReply& reply);
-  void AskOverTcp(std::size_t server);
+  bool AskOverTcp(std::size_t server);
   bool TakeRecords(const DnsReply& reply);
   bool IsUsable(const std::string& data) const;
 

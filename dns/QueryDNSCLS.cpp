@@ -55,8 +55,7 @@ const DNSCLS* QueryDNSCLS::Entry(Section section, std::int32_t index) const {
 }
 
 const DNSCLS* QueryDNSCLS::Entry(Section section, const std::string& key) const {
-  std::string_view name = key;
-  if (name.ends_with('.')) name.remove_suffix(1);
+  const std::string name = NormalName(key, areNamesEscaped_ ? NameForm::Escaped : NameForm::Plain);
   for (const DNSCLS& record : records_[section]) {
     if (EqualsIgnoreCase(record.Query(), name)) return &record;
   }
@@ -72,7 +71,7 @@ std::string QueryDNSCLS::TranslateDNSResult(std::int32_t res) {
 }
 
 bool QueryDNSCLS::IsIPNumber(const std::string& Address) const {
-  return ParseDotted(Address).has_value();
+  return ParseDotted(Address).value_or(-1) != -1;
 }
 
 void QueryDNSCLS::StopWaiting() { call_->Stop(module_->MessageLoop()); }

@@ -5,9 +5,11 @@
 #include <cstdint>
 #include <cstdlib>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "dns/DnsMessage.h"
+#include "dns/DnsName.h"
 #include "dns/DnsStream.h"
 
 namespace {
@@ -22,17 +24,36 @@ void Require(bool condition) {
   if (!condition) std::abort();
 }
 
+// Escaped names are printable, and give the same names when they are read back. The OPT record is
+// the only one that may be missing.
+void CheckEscaped(const Bytes& message, const DnsReply& plain, bool good) {
+  DnsReply reply(netro::DnsReading{netro::NameForm::Escaped, true});
+  Require(netro::ReadReply(message, reply) == good);
+  Require(reply.Count() + (reply.opt ? 1 : 0) == plain.Count());
+  for (std::size_t i = 0; i < reply.records[0].size(); ++i) {
+    const std::string& name = reply.records[0][i].Query();
+    for (const char c : name) Require(c > ' ' && c <= '~');
+    netro::ByteWriter wire;
+    Require(name.empty() || netro::WriteName(name, wire, netro::NameForm::Escaped));
+    netro::ByteReader reader(wire.Data());
+    std::string again;
+    Require(name.empty() || netro::ReadName(wire.Data(), reader, again));
+    Require(again == plain.records[0][i].Query());
+  }
+}
+
 void ReadMessage(const Bytes& message) {
   static const Bytes kQuery = *netro::ComposeQuery({"www.test", netro::TYPE_A, 1, true});
   netro::AnswersQuery(message, kQuery);
   netro::ContinuesAnswer(message, kQuery);
-  netro::IsBareRefusal(message);
+  netro::IsBareRefusal(message, kQuery);
   DnsReply once;
   const bool good = netro::ReadReply(message, once);
   Require(good || once.Count() == 0);
   Require(once.Count() * kSmallestRecord <= message.size());
   for (const auto& section : once.records)
     for (const netro::DNSCLS& record : section) Require(record.Query().size() <= kLongestName);
+  CheckEscaped(message, once, good);
   DnsReply twice = once;
   Require(netro::ReadReply(message, twice) == good && twice.Count() == 2 * once.Count());
 }

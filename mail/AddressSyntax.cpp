@@ -4,6 +4,7 @@
 
 #include "mail/MailAddress.h"
 #include "mail/SmtpTables.h"
+#include "platform/Address.h"
 #include "support/Text.h"
 
 namespace netro {
@@ -22,11 +23,17 @@ enum Rule : std::int32_t {
   kIllegalCharacter = 9,
 };
 
+constexpr std::string_view kIPv6Tag = "IPv6:";
+
 // Numbers above 255 are nobody's fault here.
 Rule CheckLiteral(std::string_view host) {
   host.remove_prefix(1);
   if (!host.ends_with(']')) return kClosingBracket;
   host.remove_suffix(1);
+  if (StartsWithIgnoreCase(host, kIPv6Tag)) {
+    const auto address = ParseAddress(std::string(host.substr(kIPv6Tag.size())));
+    return address && address->IsIPv6() && address->Scope() == 0 ? kNone : kDigits;
+  }
   if (std::ranges::count(host, '.') != 3) return kThreeDots;
   return host.find_first_not_of("0123456789.") == host.npos ? kNone : kDigits;
 }

@@ -17,14 +17,14 @@ namespace {
 constexpr std::int32_t kTextDnsError = 4002;
 
 // The zone's own record, or that of the zone that the name belongs to (RFC 2308, section 2).
-std::string ResponsibleMailbox(const QueryDNSCLS& dns) {
+const DNSCLS* StartOfAuthority(const QueryDNSCLS& dns) {
   for (std::int32_t i = 1; i <= dns.CountAN(); ++i) {
-    if (dns.EntryAN(i)->DataType() == TYPE_SOA) return dns.EntryAN(i)->SOA_RName();
+    if (dns.EntryAN(i)->DataType() == TYPE_SOA) return dns.EntryAN(i);
   }
   for (std::int32_t i = 1; i <= dns.CountNS(); ++i) {
-    if (dns.EntryNS(i)->DataType() == TYPE_SOA) return dns.EntryNS(i)->SOA_RName();
+    if (dns.EntryNS(i)->DataType() == TYPE_SOA) return dns.EntryNS(i);
   }
-  return {};
+  return nullptr;
 }
 
 // Empty for a mailbox that could not stand in an address as it is.
@@ -147,8 +147,11 @@ std::int32_t MailCall::AskForAdministrator(const DnsServer& server, const std::s
   dns.QueryType(TYPE_SOA);
   dns.DNSServer(server.host);
   dns.DNSPort(server.port);
+  dns.QueryID(-1);  // at random
   const std::int32_t error = DnsQuery(dns, mark_).Run();
-  if (error == 0) found = AddressOfMailbox(ResponsibleMailbox(dns), host);
+  const DNSCLS* const start = error == 0 ? StartOfAuthority(dns) : nullptr;
+  if (start != nullptr) found = start->SOA_Mailbox();
+  if (start != nullptr && found.empty()) found = AddressOfMailbox(start->SOA_RName(), host);
   return error == 0 && found.empty() ? kErrNoDnsEntries : error;
 }
 

@@ -11,8 +11,8 @@
 #include "dns/ServerLookup.h"
 #include "mail/SmtpTables.h"
 #include "mail/SmtpTranscript.h"
+#include "platform/Address.h"
 #include "platform/ErrorNumbers.h"
-#include "platform/Sockets.h"
 #include "socket/HostLookup.h"
 #include "socket/SocketErrors.h"
 #include "support/Text.h"
@@ -55,6 +55,16 @@ std::string AdditionalAddress(const QueryDNSCLS& answer, const std::string& name
   return {};
 }
 
+// RFC 5321, section 4.1.3: "[192.0.2.1]" or "[IPv6:2001:db8::1]".
+std::optional<IpAddress> ParseLiteral(std::string_view domain) {
+  constexpr std::string_view kTag = "IPv6:";
+  std::string_view text = domain.substr(1, domain.size() - 2);
+  const bool v6 = StartsWithIgnoreCase(text, kTag);
+  if (v6) text.remove_prefix(kTag.size());
+  const auto address = ParseAddress(std::string(text));
+  return address && address->IsIPv6() == v6 ? address : std::nullopt;
+}
+
 class ExchangerLookup {
  public:
   ExchangerLookup(const SMTPValues& settings, const std::string& domain, const CancelMark& mark,
@@ -73,8 +83,9 @@ class ExchangerLookup {
 
  private:
   MailExchanger TakeLiteral() {
-    if (const auto ip = ParseDotted(domain_.substr(1, domain_.size() - 2))) {
-      found_.name = found_.address = FormatDotted(*ip);
+    if (const auto ip = ParseLiteral(domain_)) {
+      found_.name = found_.address = FormatAddress(*ip);
+      found_.isGlue = true;
       Tell(kNoServer, GatewayText(found_.name, found_.address));
     } else {
       Fail(kNoServer, kErrNoDnsEntries);
@@ -102,7 +113,8 @@ class ExchangerLookup {
     found_.dnsError = 0;
     found_.name = best->Data();
     found_.address = AdditionalAddress(*answer, found_.name);
-    if (found_.address.empty()) found_.address = AskForAddress();
+    found_.isGlue = !found_.address.empty();
+    if (!found_.isGlue) found_.address = AskForAddress();
     Tell(label, GatewayText(found_.name, found_.address));
     return true;
   }
@@ -112,6 +124,7 @@ class ExchangerLookup {
     dns.QueryType(TYPE_MX);
     dns.DNSServer(server.host);
     dns.DNSPort(server.port);
+    dns.QueryID(-1);  // at random: who could guess it would tell where mail goes
     return DnsQuery(dns, mark_).Run();
   }
 

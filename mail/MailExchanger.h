@@ -19,6 +19,7 @@ namespace netro {
 struct MailExchanger {
   std::string name;
   std::string address;
+  bool isGlue = false;  // the address came with the exchanger's record: nobody else need be asked
   std::int32_t dnsError = 0;  // why there is no name: a result of QueryDNSCLS
 };
 

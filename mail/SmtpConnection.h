@@ -21,7 +21,6 @@ class SmtpConnection final : private SocketClsEvents {
   SmtpConnection(const CancelMark& mark, std::string& received,
                  std::function<void(std::string_view)> arrived);
 
-  void NameServers(std::string list) { socket_.DNSURL(std::move(list)); }
   /// Connects to the server, or to the plan's proxy. Failure tells whether the network refused.
   std::int32_t Open(const ConnectionPlan& plan);
   /// Lets the proxy connect to the server.

@@ -162,7 +162,7 @@ class SmtpSession {
   const std::chrono::seconds zone_ = LocalTimeOffset(SystemTime());
   SmtpTranscript transcript_;
   SmtpConnection connection_;
-  std::string exchangerAddress_;  // when the lookup has found it
+  std::string exchangerAddress_;  // that came with the record of the exchanger
   TimePoint greetingDeadline_;
 };
 
@@ -234,7 +234,7 @@ SmtpSession::State SmtpSession::LookUp() {
     return Fail(SMTP_STEP_AUTODNS, SMTP_AUTODNSOK, lines);
   }
   settings_.receiverHostName = found.name;
-  exchangerAddress_ = found.address;
+  if (found.isGlue) exchangerAddress_ = found.address;
   result_->lastBuffer = GatewayText(found.name, found.address);
   Succeed(SMTP_STEP_AUTODNS);
   return State::Connect;
@@ -247,7 +247,7 @@ SmtpSession::State SmtpSession::Connect() {
   if (!PlanProxy(order_.proxy, plan) || HasControl(plan.host)) return Refuse();
   const bool namesForProxy = plan.socks != SocksKind::None && plan.remoteDNS;
   if (!exchangerAddress_.empty() && !namesForProxy) plan.host = exchangerAddress_;
-  if (auto servers = NameServers(settings_)) connection_.NameServers(std::move(*servers));
+  plan.lookup = {NameServers(settings_), settings_.preference};
   result_->lastBuffer.clear();
   if (plan.socks != SocksKind::None) return ConnectThroughProxy(std::move(plan));
 

@@ -28,10 +28,12 @@ LookupAnswer LookupAnswer::Of(std::vector<IpAddress> found) {
 
 LookupAnswer ResolveHost(const std::string& host, const LookupSettings& settings,
                          const CancelMark& mark, TimePoint deadline) {
-  const auto address = ParseAddress(host);
-  if (!address && !host.empty()) {
+  const bool bracketed = host.starts_with('[') && host.ends_with(']');
+  const auto address = ParseAddress(bracketed ? host.substr(1, host.size() - 2) : host);
+  if (!address && !host.empty() && host.find(':') == std::string::npos) {
     return DefaultHostLookup().Lookup(host, settings, mark, deadline);
   }
+  // No name has a colon.
   if (!address || address->IsBroadcast()) return {{}, kErrNoDnsEntries, {}};
   const auto unwanted = address->IsIPv6() ? onlyIPv4 : onlyIPv6;
   if (settings.preference == unwanted) return {{}, kErrNoData, {}};

@@ -70,6 +70,11 @@ class HostLookup {
   /// Number of entries; -1 when the file cannot be used.
   virtual std::int32_t Save(const std::string& fileName) = 0;
   virtual std::int32_t Restore(const std::string& fileName) = 0;
+
+  /// Whether an expired entry counts where no server answers, and whether it did last.
+  virtual bool ServeStale() const = 0;
+  virtual void ServeStale(bool value) = 0;
+  virtual bool WasStale() const = 0;
 };
 
 /// The lookup of the calling thread.

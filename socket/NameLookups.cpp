@@ -6,7 +6,7 @@
 namespace netro {
 
 bool NameLookups::IsIPNumber(const std::string& Address) const {
-  return ParseDotted(Address).has_value();
+  return ParseDotted(Address).value_or(-1) != -1;
 }
 
 void NameLookups::ClearDNSCache() { DefaultHostLookup().Clear(); }
@@ -20,5 +20,11 @@ std::int32_t NameLookups::SaveDNSCache(const std::string& CacheName) {
 std::int32_t NameLookups::RestoreDNSCache(const std::string& CacheName) {
   return DefaultHostLookup().Restore(CacheName);
 }
+
+bool NameLookups::ServeStale() const { return DefaultHostLookup().ServeStale(); }
+
+void NameLookups::ServeStale(bool value) { DefaultHostLookup().ServeStale(value); }
+
+bool NameLookups::LookupWasStale() const { return DefaultHostLookup().WasStale(); }
 
 }  // namespace netro

@@ -31,6 +31,8 @@ std::int32_t SocketOwner::Connect(SocketCls& socket, const ConnectionPlan& plan,
                                   const CancelMark& mark) {
   const bool direct = plan.socks == SocksKind::None;
   const auto call = socket.call_;
+  socket.dnsURL_ = plan.lookup.servers;
+  socket.preference_ = plan.lookup.preference;
   const TimePoint deadline = std::min(SecondsFromNow(plan.seconds), plan.limit);
   const bool started = socket.ConnectBy(direct ? plan.host : plan.proxyHost,
                                         direct ? plan.port : plan.proxyPort, mark, deadline);

@@ -9,8 +9,6 @@
 namespace netro {
 
 std::int32_t StreamExchange::Run(const ConnectionPlan& plan) {
-  if (plan.lookup.servers) socket_.DNSURL(*plan.lookup.servers);
-  socket_.AddressPreference(plan.lookup.preference);
   socket_.Events(this);
   std::int32_t error = SocketOwner::Connect(socket_, plan, mark_);
   connected_ = error == 0;

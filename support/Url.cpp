@@ -53,6 +53,33 @@ bool IsProtocolCharacter(char c) {
 
 bool IsControl(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; }
 
+bool IsZone(std::string_view text) {
+  return !text.empty() &&
+         std::ranges::all_of(text, [](char c) { return IsHostCharacter(c) && c > 0; });
+}
+
+/// Groups of up to four hexadecimal digits with ":" between them, one run of zeros as "::"; the
+/// last two groups may be a dotted address (RFC 3986, section 3.2.2).
+bool IsIPv6(std::string_view text) {
+  int groups = 0;
+  const std::size_t gap = text.find("::");
+  if (gap != text.npos && text.find("::", gap + 1) != text.npos) {
+    return false;
+  }
+  for (const std::string& part : Split(text, ':')) {
+    const bool dotted = part.find('.') != part.npos;
+    const bool digits =
+        std::ranges::all_of(part, [&](char c) { return HexValue(c) >= 0 || (dotted && c == '.'); });
+    if (!digits || (dotted ? std::ranges::count(part, '.') != 3 : part.size() > 4)) {
+      return false;
+    }
+    groups += dotted ? 2 : part.empty() ? 0 : 1;
+  }
+  const bool ends =
+      (!text.starts_with(':') || gap == 0) && (!text.ends_with(':') || gap == text.size() - 2);
+  return ends && (gap == text.npos ? groups == 8 : groups < 8);
+}
+
 /// `text` for use in an error text: no control byte reaches a terminal or a log.
 std::string Quoted(std::string text) {
   std::ranges::replace_if(text, IsControl, '?');
@@ -124,8 +151,7 @@ class Splitter {
 
   std::string SplitHostAndPort(std::string_view authority) {
     if (authority.starts_with('[')) {
-      return "The URL's host " + Quoted(std::string(authority)) +
-             " is an IPv6 address; only IPv4 addresses and host names are possible.";
+      return SplitLiteralAndPort(authority);
     }
     const std::size_t colon = std::min(authority.find(':'), authority.size());
     url_.host = authority.substr(0, colon);
@@ -136,6 +162,24 @@ class Splitter {
       return "The URL's host " + Quoted(url_.host) + " contains a character that no host name has.";
     }
     return ReadPort(authority.substr(std::min(colon + 1, authority.size())));
+  }
+
+  /// "[2001:db8::1]:8080", the zone of an address as "%25eth0" (RFC 6874).
+  std::string SplitLiteralAndPort(std::string_view authority) {
+    const std::size_t end = authority.find(']');
+    const std::string_view literal = authority.substr(1, end == authority.npos ? end : end - 1);
+    const std::size_t zone = literal.find("%25");
+    const std::string_view rest = authority.substr(std::min(end, authority.size() - 1) + 1);
+    const bool hasZone = zone != literal.npos;
+    if (end == authority.npos || !IsIPv6(literal.substr(0, zone)) ||
+        (hasZone && !IsZone(literal.substr(zone + 3))) || (!rest.empty() && rest[0] != ':')) {
+      return "The URL's host " + Quoted(std::string(authority)) + " is no IPv6 address.";
+    }
+    url_.host = literal.substr(0, zone);
+    if (hasZone) {
+      url_.host.append("%").append(literal.substr(zone + 3));
+    }
+    return ReadPort(rest.substr(rest.empty() ? 0 : 1));
   }
 
   std::string ReadPort(std::string_view text) {

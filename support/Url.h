@@ -12,7 +12,8 @@ struct Url {
   std::string protocol = "http";  // in lower case
   std::string user;               // percent-decoded
   std::string password;           // percent-decoded
-  std::string host;               // letters, digits, "-", ".", "_" and bytes from 0x80 on
+  std::string host;               // letters, digits, "-", ".", "_" and bytes from 0x80 on; or
+                                  // an IPv6 address without its brackets
   std::string path;               // without its leading "/", not decoded
   std::string query;              // without "?", not decoded
   std::int32_t port = 80;

@@ -232,6 +232,44 @@ TEST(DnsRecord, StartOfAuthority) {
   EXPECT_EQ(soa.SOA_Minimum(), -1);
 }
 
+TEST(DnsRecord, MailboxKeepsItsDots) {
+  const struct {
+    std::string name, mailbox;
+  } kCases[] = {
+      {Name("hostmaster.test"), "hostmaster@test"},
+      {Text("john.doe") + Name("example.test"), "john.doe@example.test"},
+      {Text("a+b") + kQuestion, "a+b@www.test"},
+      {kQuestion, "www@test"},
+      {Name(""), ""},
+      {Name("test"), ""},
+      {Text("two words") + Name("test"), ""},
+      {Text("a@b") + Name("test"), ""},
+      {Text("a.") + Name("test"), ""},
+      {Text("a..b") + Name("test"), ""},
+      {Text("a\\b") + Name("test"), ""},
+      {Text("bell\a") + Name("test"), ""},
+      {Name("a").substr(0, 2) + Text("x.y\r\n") + Name("test"), ""},
+  };
+  for (const auto& c : kCases) {
+    const DNSCLS soa = AnsweredWith(TYPE_SOA, kName + c.name + std::string(20, '\0')).First();
+    EXPECT_EQ(soa.SOA_Mailbox(), c.mailbox);
+    const DNSCLS copy = soa;
+    EXPECT_EQ(copy.SOA_Mailbox(), c.mailbox);
+  }
+}
+
+TEST(DnsRecord, StringsAreCounted) {
+  const std::string two = Text("a") + Text("b");
+  for (const int type : {TYPE_TXT, TYPE_X25, TYPE_ISDN}) {
+    const DNSCLS one = AnsweredWith(type, Text("\"a\" \"b\"")).First();
+    const DNSCLS several = AnsweredWith(type, two).First();
+    EXPECT_EQ(one.Data(), several.Data());
+    EXPECT_EQ(one.StringCount(), 1);
+    EXPECT_EQ(several.StringCount(), 2);
+  }
+  EXPECT_EQ(AnsweredWith(TYPE_TXT, "").First().StringCount(), 0);
+}
+
 // Thousandths of an arc second, north and east positive.
 std::uint32_t Angle(int degrees, int minutes, int thousandths, int sign) {
   const int amount = (degrees * 60 + minutes) * 60'000 + thousandths;

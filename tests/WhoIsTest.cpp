@@ -159,7 +159,7 @@ TEST_F(WhoIs, ArgumentsThatCannotBe) {
                 {"127.0.0.1:0", "a", server.Port()},
                 {"127.0.0.1:65536", "a", server.Port()},
                 {"127.0.0.1:x", "a", server.Port()},
-                {"[::1]", "a", server.Port()},
+                {"[::1", "a", server.Port()},
                 {"127.0.0.1", "a", 0},
                 {"127.0.0.1", "a", -1},
                 {"127.0.0.1", "a", 65'536}};

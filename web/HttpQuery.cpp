@@ -123,8 +123,6 @@ bool HttpQuery::Prepare() {
                 "URL: the protocol \"" + url_.protocol +
                     "\" is not supported; only an HTTP proxy can fetch it.");
   }
-  owner_.socket_.DNSURL(settings_.dnsURL);
-  owner_.socket_.AddressPreference(settings_.preference);
   proxyAuthorization_ =
       settings_.proxyType == ProxyBasicAuthorization || settings_.proxyType == ProxyMSISAServer;
   serverAuthorization_ = settings_.sendAuthAfterChallenge;
@@ -149,6 +147,7 @@ ConnectionPlan HttpQuery::Plan() const {
   plan.proxyPassword = settings_.proxyPassword;
   plan.remoteDNS = settings_.proxyUseRemoteDNS;
   plan.seconds = settings_.timeOutSeconds;
+  plan.lookup = {settings_.dnsURL, settings_.preference};
   switch (settings_.proxyType) {
     case ProxySocks4:
       plan.socks = SocksKind::Socks4;

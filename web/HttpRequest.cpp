@@ -30,8 +30,11 @@ std::string Quoted(const std::string& text) {
 
 }  // namespace
 
+// A zone is of this host only (RFC 6874, section 4).
 std::string HttpRequest::HostAndPort() const {
-  return url.port == kDefaultPort ? url.host : url.host + ":" + std::to_string(url.port);
+  const bool v6 = url.host.find(':') != std::string::npos;
+  const std::string host = v6 ? '[' + url.host.substr(0, url.host.find('%')) + ']' : url.host;
+  return url.port == kDefaultPort ? host : host + ":" + std::to_string(url.port);
 }
 
 std::string HttpRequest::Target() const {

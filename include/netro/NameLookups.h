@@ -12,7 +12,7 @@ namespace netro {
 
 class NETRO_EXPORT NameLookups {
  public:
-  /// True for a dotted IPv4 address.
+  /// True for a dotted IPv4 address; not for 255.255.255.255, whose number means none.
   bool IsIPNumber(const std::string& Address) const;
 
   /// Entries live for ten minutes; clearing forgets them all.
@@ -24,6 +24,13 @@ class NETRO_EXPORT NameLookups {
   /// used.
   std::int32_t SaveDNSCache(const std::string& CacheName);
   std::int32_t RestoreDNSCache(const std::string& CacheName);
+
+  /// True: where no server answers, an entry that has expired less than a day ago still counts (RFC
+  /// 8767), for all lookups of this thread. LookupWasStale tells whether the thread's last lookup
+  /// has ended so.
+  bool ServeStale() const;
+  void ServeStale(bool value);
+  bool LookupWasStale() const;
 
  protected:
   ~NameLookups() = default;

@@ -15,11 +15,13 @@
 //   9999       cancelled
 //   10002      no reply in time
 //   10036      a query of this object is running; nothing was changed
+//   10022      a type, a port, QueryID or UDPSize is out of its range; nothing is sent
 //   10130      RetryCount is 0 or less
 //   others     the socket's numbers
 #pragma once
 
 #include <netro/DNSCLS.h>
+#include <netro/EDNSCLS.h>
 #include <netro/Export.h>
 #include <netro/ProxySettings.h>
 #include <netro/ProxyTypes.h>
@@ -29,6 +31,7 @@
 #include <cstdint>
 #include <deque>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -52,6 +55,11 @@ class NETRO_EXPORT QueryDNSCLS : public ProxySettings<DNSProxyTypeEnum> {
   /// for its name below in-addr.arpa.
   const std::string& Domain() const { return settings_.domain; }
   void Domain(std::string value) { settings_.domain = std::move(value); }
+  /// True: names are escaped as in zone files (RFC 1035, section 5.1), that of the question, those
+  /// of the records and the keys. So "a\.b.example" has two labels, of which the first holds a dot;
+  /// "\DDD" is the byte of this decimal number. False: labels are joined with dots as they are.
+  bool EscapeNames() const { return settings_.escapeNames; }
+  void EscapeNames(bool value) { settings_.escapeNames = value; }
   QueryEnum QueryType() const { return settings_.queryType; }
   void QueryType(QueryEnum value) { settings_.queryType = value; }
   std::int16_t QueryClass() const { return settings_.queryClass; }
@@ -66,6 +74,23 @@ class NETRO_EXPORT QueryDNSCLS : public ProxySettings<DNSProxyTypeEnum> {
   void UseUDP(bool value) { settings_.useUDP = value; }
   bool UseRecursion() const { return settings_.useRecursion; }
   void UseRecursion(bool value) { settings_.useRecursion = value; }
+  /// The identifier of the queries, 0 to 65,535, which the reply must repeat; -1: a random one for
+  /// each, from the system's source. Who can guess it, and the port, can forge a reply over UDP.
+  std::int32_t QueryID() const { return settings_.queryId; }
+  void QueryID(std::int32_t value) { settings_.queryId = value; }
+  /// The largest datagram that may come, in bytes, 512 to 65,535, told to the server in an OPT
+  /// record (EDNS(0), RFC 6891); 0: no such record is sent, and 512 is what may come. A server
+  /// that knows no EDNS may refuse, with ReplyCode 1 mostly.
+  std::int32_t UDPSize() const { return settings_.udpSize; }
+  void UDPSize(std::int32_t value) { settings_.udpSize = value; }
+  /// True: the server may send DNSSEC records too (RFC 3225). Needs an OPT record; where UDPSize is
+  /// 0 it tells 1,232. Nothing is verified here.
+  bool DNSSECOK() const { return settings_.dnssecOk; }
+  void DNSSECOK(bool value) { settings_.dnssecOk = value; }
+  /// True: a reply over UDP that was truncated is asked for again over TCP, and all results are
+  /// those of the TCP exchange.
+  bool FollowTruncation() const { return settings_.followTruncation; }
+  void FollowTruncation(bool value) { settings_.followTruncation = value; }
   /// How often QueryDNS asks when no reply comes, and milliseconds between. One try waits 1.1
   /// seconds over UDP, and ten over TCP.
   std::int32_t RetryCount() const { return settings_.retryCount; }
@@ -110,6 +135,15 @@ class NETRO_EXPORT QueryDNSCLS : public ProxySettings<DNSProxyTypeEnum> {
   bool IsRecursionAvailable() const { return isRecursionAvailable_; }
   bool IsTruncated() const { return isTruncated_; }
 
+  /// True when the last exchange went over TCP.
+  bool IsOverTCP() const { return isOverTcp_; }
+  /// The server's response code (RFC 1035, section 4.1.1), with the upper bits that an OPT record
+  /// holds; -1 when no reply came.
+  std::int32_t ReplyCode() const { return replyCode_; }
+  /// The OPT record of the reply; null when it had none that can be read, or none was sent. It is
+  /// not among the additional records then. Valid until the next query.
+  const EDNSCLS* EDNS() const { return opt_ ? &*opt_ : nullptr; }
+
   std::int32_t LastErr() const { return lastErr_; }
   const std::string& LastErrMsg() const { return lastErrMsg_; }
   /// The query and the reply as they were sent and received: over TCP the query with its length in
@@ -120,7 +154,7 @@ class NETRO_EXPORT QueryDNSCLS : public ProxySettings<DNSProxyTypeEnum> {
   /// The text of a result code; stores both in LastErr and LastErrMsg.
   std::string TranslateDNSResult(std::int32_t res);
 
-  /// True for a dotted IPv4 address.
+  /// True for a dotted IPv4 address; not for 255.255.255.255, whose number means none.
   bool IsIPNumber(const std::string& Address) const;
 
   /// End the running query with 9999, or with the last result when it pauses between two tries.
@@ -134,12 +168,17 @@ class NETRO_EXPORT QueryDNSCLS : public ProxySettings<DNSProxyTypeEnum> {
   enum Section { kAnswer, kAuthority, kAdditional };
   struct Settings {
     std::string domain;
+    bool escapeNames = false;
     QueryEnum queryType = TYPE_A;
     std::int16_t queryClass = 1;
     std::string dnsServer;
     std::int32_t dnsPort = 53;
     bool useUDP = true;
     bool useRecursion = true;
+    std::int32_t queryId = 25;
+    std::int32_t udpSize = 0;
+    bool dnssecOk = false;
+    bool followTruncation = false;
     std::int32_t retryCount = 3;
     std::int32_t retryPause = 333;
   };
@@ -157,9 +196,13 @@ class NETRO_EXPORT QueryDNSCLS : public ProxySettings<DNSProxyTypeEnum> {
   Settings settings_;
   std::string rootDomain_;
   std::array<std::deque<DNSCLS>, 3> records_;
+  bool areNamesEscaped_ = false;  // those of the records
   bool isAuthoritative_ = false;
   bool isRecursionAvailable_ = false;
   bool isTruncated_ = false;
+  bool isOverTcp_ = false;
+  std::int32_t replyCode_ = -1;
+  std::optional<EDNSCLS> opt_;
   std::int32_t lastErr_ = 0;
   std::string lastErrMsg_;
   std::string outBuffer_;

@@ -4,6 +4,7 @@
 #include <net/if.h>
 #include <netinet/in.h>
 
+#include <bit>
 #include <charconv>
 #include <cstring>
 #include <string_view>
@@ -45,6 +46,7 @@ std::optional<std::uint32_t> ParseZone(const std::string& text) {
 }
 
 std::optional<IpAddress> ParseIPv6(const std::string& text) {
+  if (text.find(':') == std::string::npos) return std::nullopt;  // names are asked about as well
   const std::size_t percent = text.find('%');
   const std::string digits = text.substr(0, percent);
   std::array<std::uint8_t, 16> bytes{};
@@ -117,12 +119,15 @@ std::optional<std::int32_t> ParseDotted(const std::string& text) {
   return static_cast<std::int32_t>(address.s_addr);
 }
 
+// The system's function takes ten times as long; every reply's address comes here.
 std::string FormatDotted(std::int32_t bits) {
-  in_addr address{};
-  address.s_addr = static_cast<in_addr_t>(bits);
-  char text[INET_ADDRSTRLEN] = {};
-  inet_ntop(AF_INET, &address, text, sizeof text);
-  return text;
+  char text[INET_ADDRSTRLEN];
+  char* end = text;
+  for (const std::uint8_t octet : std::bit_cast<std::array<std::uint8_t, 4>>(bits)) {
+    if (end != text) *end++ = '.';
+    end = std::to_chars(end, std::end(text), octet).ptr;
+  }
+  return {text, end};
 }
 
 std::optional<IpAddress> ParseAddress(const std::string& text) {

@@ -139,7 +139,7 @@ class CommandTest(unittest.TestCase):
             (["get", "--proxy", "gopher://x", url], b"gopher"),
             (["get", "--proxy", "http://x:99999", url], b"99999"),
             (["get", "--proxy", "http://:1", url], b"host"),
-            (["get", "--proxy", "http://[::1]:1", url], b"IPv6"),
+            (["get", "--proxy", "http://[::1:1", url], b"IPv6"),
             (["get", "--proxy-type", "basic", url], b"--proxy"),
             (["get", "--proxy-type", "magic", "--proxy", "x:1", url], b"magic"),
         ):

@@ -62,7 +62,8 @@ class DnsServer(LoopbackServer):
             labels.append(query[at + 1:at + 1 + query[at]])
             at += 1 + query[at]
         owner = b".".join(labels).decode("latin-1")
-        reply = replies.get(owner, Reply(authority=[soa("test")], code=3))
+        unknown = Reply(authority=[soa("test")], code=3)
+        reply = replies.get(owner, replies.get(owner.lower(), unknown))  # lookups mix the case
         several = reply if isinstance(reply, list) else [reply] if reply else []
         return [one.message(query) for one in several]
 

@@ -16,7 +16,7 @@ import struct
 import subprocess
 import unittest
 
-from dns_server import AA, AXFR, ANY, A, MX, NS, PTR, RA, SRV, TC, TXT
+from dns_server import AA, AXFR, ANY, A, MX, NS, PTR, RA, SOA, SRV, TC, TXT
 from dns_server import DnsServer, Reply, name, record, soa
 from netro_command import LIMIT, NETRO, Terminal, interrupt, run
 
@@ -200,6 +200,52 @@ a.test.     300         IN  A   192.0.2.1
             self.assertIn(f";{asked.strip('.')}.  IN  A\n", shown)
         for asked in "a..test", ".test", "x" * 64, ".".join(["x" * 63] * 4):
             self.dns(asked, status=1, stderr=b"(error 59)")
+
+    def test_escaped_names(self):
+        for asked, wire, shown in (
+            (r"a\.b.test", b"\3a.b\4test\0", r"a\.b.test."),
+            (r"\065\200.test.", b"\2A\xc8\4test\0", r"A\200.test."),
+            (r"a\b.test", b"\2ab\4test\0", "ab.test."),
+        ):
+            self.server.queries.clear()
+            owner = wire[:-1].replace(b"\4test", b".test")[1:].decode("latin-1")
+            self.server.udp[owner] = Reply([wire + record("", MX, b"\0\1" + wire)[1:]])
+            lines = records_of(self.dns(asked, "MX"))
+            self.assertEqual(self.server.queries[0][12:], wire + struct.pack(">HH", MX, 1))
+            self.assertEqual(lines, [[shown, "300", "IN", "MX", "1 " + shown]])
+        self.dns(r"a\256.test", status=1, stderr=b"error 59")
+        mailbox = b"\x08john.doe\4test\0"
+        self.server.udp["test"] = Reply([record("test", SOA, name("ns.test") + mailbox + bytes(20))])
+        self.assertIn(rb" ns.test. john\.doe.test. 0 ", self.dns("test", "SOA"))
+        fields = json.loads(self.dns("--json", "test", "SOA"))["answer"][0]["fields"]
+        self.assertEqual((fields["mailbox"], fields["mail_address"]),
+                         (r"john\.doe.test.", "john.doe@test"))
+
+    def test_identifiers_are_random(self):
+        self.server.both("x.test", Reply([record("x.test", A, ADDRESS)]))
+        self.server.tcp["test"] = [Reply([soa("test"), soa("test")])]
+        for _ in range(4):
+            for arguments in ["x.test"], ["x.test", "--tcp"], ["test", "--zone"]:
+                self.dns(*arguments)
+        self.assertGreater(len({query[:2] for query in self.server.queries}), 9)
+
+    def test_edns(self):
+        opt = b"\0" + struct.pack(">HHIH", 41, 4096, 0x01008001, 6) + b"\0\x0f\0\2\0\x12"
+        self.server.both("x.test", Reply([record("x.test", A, ADDRESS)], additional=[opt]))
+        for options, size, flags in (["--edns", "512"], 512, 0), (["--dnssec"], 1232, 0x8000), \
+                                    (["--edns", "65535", "--dnssec", "--tcp"], 65535, 0x8000):
+            self.server.queries.clear()
+            shown = self.dns("x.test", *options, status=1, stderr=b"BADVERS")
+            self.assertEqual(self.server.queries[0][-11:],
+                             b"\0" + struct.pack(">HHIH", 41, size, flags, 0))
+            self.assertIn(b"\n;; ADDITIONAL (0)\n", shown)
+            self.assertIn(b"\n;; BADVERS, flags aa rd\n"
+                          b";; EDNS: version: 0, flags: do; MBZ: 0x0001; udp: 4096\n"
+                          b";; OPT=15: 00 12\n", shown)
+        shown = json.loads(self.dns("--json", "x.test", "--dnssec", status=1, stderr=b"BADVERS"))
+        self.assertEqual(shown["edns"], {"version": 0, "flags": 0x8001, "udp_size": 4096,
+                                         "options": [{"code": 15, "data": "0012"}]})
+        self.assertIsNone(json.loads(self.dns("--json", "x.test"))["edns"])
 
     def test_reverse(self):
         for address in "192.0.2.1", "2001:db8::f1":
@@ -410,7 +456,10 @@ a.test.     300         IN  A   192.0.2.1
             (["x.test", "--server", "a:65536"], b"65536"),
             (["x.test", "--server", "a:b"], b"port"),
             (["x.test", "--server", ":53"], b"host"),
-            (["x.test", "--server", "[::1]:53"], b"IPv6"),
+            (["x.test", "--server", "[::1:53"], b"IPv6"),
+            (["x.test", "--edns", "511"], b"--edns"),
+            (["x.test", "--edns", "65536"], b"--edns"),
+            (["x.test", "--edns", "large"], b"--edns"),
             (["x.test", "--timeout", "0"], b"timeout"),
             (["x.test", "--timeout", "soon"], b"timeout"),
             (["x.test", "--timeout", "99999999"], b"timeout"),

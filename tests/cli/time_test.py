@@ -186,7 +186,7 @@ class TimeProtocolTest(TimeTestCase):
             (["a:65536"], b"65536"),
             (["a:b"], b"port"),
             ([":123"], b"host"),
-            (["[::1]:123"], b"IPv6"),
+            (["[::1:123"], b"IPv6"),
             (["a", "--port", "0"], b"port"),
             (["a", "--port", "65536"], b"65536"),
             (["a:37", "--port", "37"], b"--port"),

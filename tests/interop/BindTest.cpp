@@ -235,5 +235,34 @@ TEST_F(Bind, TransferOfAllTypes) {
     EXPECT_NE(std::ranges::find(both, record), both.end()) << record;
 }
 
+TEST_F(Bind, TruncatedRepliesAreFollowedOrDoNotHappen) {
+  for (const Question& question : {Question{"large.example", TYPE_TXT}, {"many.example", TYPE_A}}) {
+    SCOPED_TRACE(question.name);
+    const auto wanted = DigAll(server_->Port(), {question}).at(0);
+    dns_.UDPSize(0);
+    dns_.FollowTruncation(true);
+    dns_.QueryID(-1);
+    EXPECT_EQ(Ask(question.name, question.type), 0);
+    EXPECT_TRUE(dns_.IsOverTCP());
+    EXPECT_EQ(dns_.EDNS(), nullptr);
+    ExpectReply(wanted);
+    dns_.UDPSize(4096);
+    EXPECT_EQ(Ask(question.name, question.type), 0);
+    // One of them is larger than what BIND sends in a datagram at most.
+    EXPECT_EQ(dns_.IsOverTCP(), question.name == "many.example");
+    EXPECT_GT(dns_.InBuffer().size(), 512u);
+    ASSERT_NE(dns_.EDNS(), nullptr);
+    EXPECT_EQ(dns_.EDNS()->UDPSize(), 1232);
+    EXPECT_EQ(dns_.EDNS()->Version(), 0);
+    EXPECT_FALSE(dns_.EDNS()->DNSSECOK());
+    ExpectReply(wanted);
+  }
+  dns_.DNSSECOK(true);
+  EXPECT_EQ(Ask("none.example", TYPE_A), 59);
+  EXPECT_EQ(dns_.ReplyCode(), 3);
+  ASSERT_NE(dns_.EDNS(), nullptr);
+  EXPECT_TRUE(dns_.EDNS()->DNSSECOK());
+}
+
 }  // namespace
 }  // namespace netro::interop

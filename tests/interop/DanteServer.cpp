@@ -17,11 +17,13 @@ constexpr char kShadowLine[] =
 std::string Configuration(const std::string& folder, const std::string& port,
                           const std::string& method) {
   return "logoutput: " + folder + "/log\ninternal: 127.0.0.1 port = " + port +
-         "\nexternal: 127.0.0.1\n" +
+         "\ninternal: ::1 port = " + port + "\nexternal: 127.0.0.1\nexternal: ::1\n" +
          (geteuid() == 0 ? "user.privileged: root\nuser.unprivileged: nobody\n" : "") +
          "clientmethod: none\nsocksmethod: " + method +
          "\nclient pass {\n  from: 127.0.0.0/8 to: 0.0.0.0/0\n}\n"
-         "socks pass {\n  from: 127.0.0.0/8 to: 0.0.0.0/0\n  command: connect\n}\n";
+         "client pass {\n  from: ::1/128 to: ::/0\n}\n"
+         "socks pass {\n  from: 127.0.0.0/8 to: 0/0\n  command: connect\n}\n"
+         "socks pass {\n  from: ::1/128 to: 0/0\n  command: connect\n}\n";
 }
 
 void WriteUserFiles(const std::string& folder) {

@@ -15,7 +15,7 @@ constexpr auto kLoadLimit = std::chrono::seconds(30);
 std::string Configuration(const std::string& folder, const std::string& port,
                           const std::vector<Zone>& zones, const std::string& options) {
   std::string text = "options {\n  directory \"" + folder + "\";\n  listen-on port " + port +
-                     " { 127.0.0.1; };\n  listen-on-v6 { none; };\n" +
+                     " { 127.0.0.1; };\n  listen-on-v6 port " + port + " { ::1; };\n" +
                      "  recursion no; notify no; dnssec-validation no; empty-zones-enable no;\n" +
                      "  minimal-responses no; check-integrity no; version \"netro test\";\n" +
                      "  pid-file none; lock-file none; session-keyfile \"" + folder +

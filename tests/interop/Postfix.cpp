@@ -22,8 +22,8 @@ constexpr int kPauseMilliseconds = 2;
 constexpr char kSettings[] = R"conf(
 compatibility_level = 3.6
 maillog_file = /dev/stdout
-inet_interfaces = 127.0.0.1
-inet_protocols = ipv4
+inet_interfaces = 127.0.0.1, ::1
+inet_protocols = all
 disable_dns_lookups = yes
 smtpd_peername_lookup = no
 smtpd_client_connection_count_limit = 0
@@ -47,8 +47,8 @@ smtpd_recipient_restrictions = check_recipient_access inline:{
  reject_unauth_destination
 )conf";
 
-constexpr char kServices[] = R"conf( inet n - n - - smtpd
-cleanup unix n - n - 0 cleanup
+constexpr char kServer[] = " inet n - n - - smtpd\n";
+constexpr char kServices[] = R"conf(cleanup unix n - n - 0 cleanup
 qmgr unix n - n 300 1 qmgr
 rewrite unix - - n - - trivial-rewrite
 bounce unix - - n - 0 bounce
@@ -82,7 +82,8 @@ std::vector<std::string> Prepare(const std::string& folder, const std::string& p
   const std::string settings = configuration + "/main.cf";
   std::filesystem::last_write_time(
       settings, std::filesystem::last_write_time(settings) - std::chrono::hours(1));
-  WriteFile(configuration + "/master.cf", "127.0.0.1:" + port + kServices);
+  WriteFile(configuration + "/master.cf",
+            "127.0.0.1:" + port + kServer + "[::1]:" + port + kServer + kServices);
   return {"sh", "-c", kScript, configuration};
 }
 

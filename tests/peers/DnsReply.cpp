@@ -45,14 +45,17 @@ std::string Framed(const std::string& message) { return U16(message.size()) + me
 
 }  // namespace dns
 
-// The question ends behind its name's zero byte, type and class.
+// The question ends behind its name's zero byte, type and class; there may be an OPT record behind.
 DnsReply::DnsReply(const std::string& query) : bytes_(query) {
   bytes_.resize(std::max<std::size_t>(bytes_.size(), 12));
-  const std::size_t end = bytes_.find('\0', 12);
-  bytes_.resize(std::min(bytes_.size(), end == std::string::npos ? 12 : end + 5));
+  std::size_t end = 12;
+  while (end < bytes_.size() && bytes_[end] != 0)
+    end += static_cast<std::uint8_t>(bytes_[end]) + 1u;
+  bytes_.resize(end < bytes_.size() ? std::min(bytes_.size(), end + 5) : 12);
   const int recursion = query.size() > 2 ? query[2] & 1 : 0;
   Put16(10, 0);  // an OPT record of the query is none of the reply's
   Flags(0x80 | recursion, 0x80);
+  Put16(10, 0);
 }
 
 DnsReply& DnsReply::Id(int id) { return Put16(0, id); }

@@ -31,6 +31,7 @@ Json FieldsOf(const DNSCLS& record) {
     case TYPE_SOA:
       return {{"primary", name},
               {"mailbox", ZoneName(record.SOA_RName())},
+              {"mail_address", record.SOA_Mailbox()},
               {"serial", static_cast<std::uint32_t>(record.SOA_Serial())},
               {"refresh", static_cast<std::uint32_t>(record.SOA_Refresh())},
               {"retry", static_cast<std::uint32_t>(record.SOA_Retry())},
@@ -59,6 +60,17 @@ Json ToJson(const DNSCLS& record) {
   return object;
 }
 
+Json EdnsOf(const EDNSCLS& edns) {
+  Json options = Json::array();
+  for (const EDNSOption& option : edns.Options()) {
+    options.push_back({{"code", option.Code}, {"data", HexDigits(option.Data)}});
+  }
+  return {{"version", edns.Version()},
+          {"flags", edns.Flags()},
+          {"udp_size", edns.UDPSize()},
+          {"options", std::move(options)}};
+}
+
 /// Everything but the records.
 Json Frame(const DnsLookup& lookup) {
   const auto& [request, query, result] = lookup;
@@ -73,10 +85,12 @@ Json Frame(const DnsLookup& lookup) {
       {"status", nullptr},
       {"flags", Json::array()},
       {"error", {{"number", result.errorNumber}, {"text", result.errorText}}},
+      {"edns", nullptr},
       {"seconds", result.seconds},
       {"sent_bytes", query.OutBuffer().size()},
       {"received_bytes", query.InBuffer().size()},
   };
+  if (const EDNSCLS* edns = query.EDNS()) object["edns"] = EdnsOf(*edns);
   if (result.header) {
     object["status"] = result.header->status;
     object["flags"] = result.header->flags;

@@ -19,8 +19,9 @@ constexpr std::int32_t kCancelled = 9999;
 constexpr std::int32_t kTimedOut = 10002;
 constexpr std::int32_t kFirstSocketError = 10000;
 constexpr std::size_t kHeaderSize = 12;
+constexpr std::int32_t kRandomId = -1;
 
-/// Goes through the servers, and from UDP to TCP.
+/// Goes through the servers.
 class Resolver {
  public:
   Resolver(DnsLookup& lookup, const Batch& batch)
@@ -68,17 +69,10 @@ class Resolver {
   }
 
   void Ask() {
-    AskOver(request_.tcp);
-    if (request_.tcp || IsStopped() || !query_.IsTruncated()) return;
-    result_.wasTruncated = true;
-    AskOver(true);
-  }
-
-  void AskOver(bool tcp) {
-    result_.overTcp = tcp;
-    query_.UseUDP(!tcp);
     result_.errorNumber = request_.zone ? query_.QueryZone() : query_.QueryDNS();
     result_.errorText = query_.LastErrMsg();
+    result_.overTcp = request_.tcp || query_.IsOverTCP();
+    result_.wasTruncated = !request_.tcp && query_.IsOverTCP();
   }
 
   const DnsRequest& request_;
@@ -92,6 +86,12 @@ void Prepare(QueryDNSCLS& query, const DnsRequest& request) {
   query.Domain(request.name);
   query.QueryType(request.type);
   query.UseRecursion(request.recursion);
+  query.UseUDP(!request.tcp);
+  query.FollowTruncation(true);
+  query.EscapeNames(true);
+  query.QueryID(kRandomId);
+  query.UDPSize(request.udpSize);
+  query.DNSSECOK(request.dnssec);
   query.DNSPort(request.port);
   query.ProxyType(request.proxyType);
   query.ProxyURL(request.proxy.host);
@@ -101,14 +101,18 @@ void Prepare(QueryDNSCLS& query, const DnsRequest& request) {
   query.ProxyUseRemoteDNS(request.proxy.remoteDns);
 }
 
-std::string StatusName(std::uint32_t code) {
+std::string StatusName(std::int32_t code) {
   constexpr const char* kNames[] = {"NOERROR", "FORMERR", "SERVFAIL", "NXDOMAIN",
                                     "NOTIMP",  "REFUSED", "YXDOMAIN", "YXRRSET",
                                     "NXRRSET", "NOTAUTH", "NOTZONE"};
-  return code < std::size(kNames) ? kNames[code] : "RESERVED" + std::to_string(code);
+  constexpr std::int32_t kBadVersion = 16;
+  if (code == kBadVersion) return "BADVERS";
+  const auto index = static_cast<std::size_t>(code);
+  return index < std::size(kNames) ? kNames[index] : "RESERVED" + std::to_string(code);
 }
 
-std::optional<ReplyHeader> HeaderOf(const std::string& message) {
+std::optional<ReplyHeader> HeaderOf(const QueryDNSCLS& query) {
+  const std::string& message = query.InBuffer();
   if (message.size() < kHeaderSize) return std::nullopt;
   struct Flag {
     std::uint32_t bit;
@@ -120,7 +124,7 @@ std::optional<ReplyHeader> HeaderOf(const std::string& message) {
   reader.Take(2);
   const std::uint32_t bits = reader.Number(2);
   ReplyHeader header;
-  header.status = StatusName(bits & 15);
+  header.status = StatusName(query.ReplyCode());
   for (const Flag& flag : kFlags) {
     if ((bits & flag.bit) != 0) header.flags.emplace_back(flag.name);
   }
@@ -139,12 +143,12 @@ void Resolve(DnsLookup& lookup, const Batch& batch) {
   const Stopwatch watch;
   Resolver(lookup, batch).Run();
   lookup.result.seconds = watch.Seconds();
-  lookup.result.header = HeaderOf(lookup.query.InBuffer());
+  lookup.result.header = HeaderOf(lookup.query);
 }
 
 std::string QuestionName(const QueryDNSCLS& query) {
   const std::string& sent = query.OutBuffer();
-  const std::size_t length = query.UseUDP() ? 0 : 2;
+  const std::size_t length = query.IsOverTCP() ? 2 : 0;
   if (sent.size() <= length + kHeaderSize) {
     std::string_view name = query.Domain();
     name.remove_suffix(name.ends_with('.') ? 1 : 0);

@@ -16,7 +16,7 @@ namespace netro::tool {
 
 /// What the reply's header tells beside the properties of QueryDNSCLS (RFC 1035, section 4.1.1).
 struct ReplyHeader {
-  std::string status;              // "NXDOMAIN"
+  std::string status;              // "NXDOMAIN"; that of the last message of a zone
   std::vector<std::string> flags;  // "aa", "tc", "rd", "ra", "ad", "cd"
 };
 

@@ -30,15 +30,17 @@ Examples:
 
 TYPE is a name (A, AAAA, MX, TXT, SRV, CAA, HTTPS ...; ANY or ALL for all types) or a number (TYPE65
 or 65), and holds for all names. To be told from a type, each name after the first needs a dot, if
-only at its end. Records are printed as in a zone file, with everything else in comments, in the order
-of the names. A reply that was truncated is asked for again over TCP. Without --server the servers of
-this system are asked, each when the ones before it do not answer.
+only at its end. In a name, "\." is a dot inside of a label, and "\200" the byte of this decimal
+number. Records are printed as in a zone file, with everything else in comments, in the order of the
+names. A reply that was truncated is asked for again over TCP. Without --server the servers of this
+system are asked, each when the ones before it do not answer.
 
 --json prints one object: question, server, silent_servers, transport, truncated_over_udp, ok, status
-(the server's response code), flags, error (number and text), seconds, sent_bytes, received_bytes,
-and the lists answer, authority and additional of records: name, ttl, class, type, type_number, data
-as in a zone file, and the numbers and names in it as "fields". For several names it prints a list of
-such objects, one for each name, in their order.)";
+(the server's response code), flags, error (number and text), edns (the OPT record of the reply: its
+version, flags, udp_size and options, or null), seconds, sent_bytes, received_bytes, and the lists
+answer, authority and additional of records: name, ttl, class, type, type_number, data as in a zone
+file, and the numbers and names in it as "fields". For several names it prints a list of such objects,
+one for each name, in their order.)";
 
 void DeclareQuestion(CLI::App& options, DnsOptions& values) {
   constexpr const char* kGroup = "Question";
@@ -54,6 +56,17 @@ void DeclareQuestion(CLI::App& options, DnsOptions& values) {
   options
       .add_flag("--no-recursion", values.noRecursion,
                 "Ask for what the server knows by itself only")
+      ->group(kGroup);
+  options
+      .add_option("--edns", values.edns,
+                  "Tell the server with EDNS(0) that a reply over UDP may have so\n"
+                  "many bytes, 512 to 65535")
+      ->type_name("SIZE")
+      ->check(CLI::Range(512, 65535))
+      ->group(kGroup);
+  options
+      .add_flag("--dnssec", values.dnssec,
+                "Ask for DNSSEC records too, with EDNS(0); they are not verified")
       ->group(kGroup);
 }
 
@@ -159,6 +172,8 @@ std::vector<DnsRequest> ReadDnsRequests(const DnsOptions& options) {
   request.proxyType = static_cast<DNSProxyTypeEnum>(SocksNumber(request.proxy.type));
   request.tcp = options.tcp || request.zone || request.proxyType != NoDNSProxy;
   request.recursion = !options.noRecursion;
+  request.udpSize = options.edns;
+  request.dnssec = options.dnssec;
   request.timeout = ReadTimeout(options, request.zone);
   CheckParallel(options.parallel);
   std::vector<DnsRequest> requests;

@@ -25,6 +25,8 @@ struct DnsOptions {
   std::string server;
   bool tcp = false;
   bool noRecursion = false;
+  std::int32_t edns = 0;
+  bool dnssec = false;
   std::string proxy;
   std::string proxyType;
   std::int32_t parallel = 8;
@@ -43,6 +45,8 @@ struct DnsRequest {
   std::int32_t port = 53;
   bool tcp = false;
   bool recursion = true;
+  std::int32_t udpSize = 0;
+  bool dnssec = false;
   DNSProxyTypeEnum proxyType = NoDNSProxy;
   Proxy proxy;
   std::int32_t timeout = 0;  // seconds; 0: no limit but those of the library

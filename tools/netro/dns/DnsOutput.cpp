@@ -74,6 +74,19 @@ std::string StatusLine(const ReplyHeader& header) {
   return line;
 }
 
+/// ";; EDNS: version: 0, flags: do; udp: 1232", and a line for each option.
+void PrintEdns(const EDNSCLS& edns) {
+  const std::int32_t others = edns.Flags() & 0x7fff;
+  char unknown[32] = {};
+  if (others != 0) std::snprintf(unknown, sizeof unknown, "; MBZ: 0x%04x", others);
+  PrintComment(";; EDNS: version: " + std::to_string(edns.Version()) +
+               ", flags:" + (edns.DNSSECOK() ? " do" : "") + unknown +
+               "; udp: " + std::to_string(edns.UDPSize()));
+  for (const EDNSOption& option : edns.Options()) {
+    PrintComment(";; OPT=" + std::to_string(option.Code) + ": " + Hex(option.Data));
+  }
+}
+
 /// ";; 127.0.0.1:53 over UDP, 0.4 ms, 76 bytes"
 std::string ServerLine(const QueryDNSCLS& query, const DnsResult& result, bool zone) {
   char time[32];
@@ -89,6 +102,7 @@ void PrintWhole(const DnsLookup& lookup) {
   Print(";" + QuestionName(query) + "  IN  " + RecordTypeName(request.type) + "\n");
   PrintSections(query);
   PrintComment("\n" + StatusLine(*result.header));
+  if (const EDNSCLS* edns = query.EDNS()) PrintEdns(*edns);
   for (const std::string& server : result.silentServers) {
     PrintComment(";; " + Printable(server) + " did not answer");
   }

@@ -42,19 +42,20 @@ std::optional<std::string> TakeQuoted(std::string_view& text) {
   return std::nullopt;
 }
 
-/// The strings of TXT and its kin. Only several strings are quoted, so a text that is not such a
-/// list is one string.
-std::string StringsText(std::string_view data) {
+/// Quoted strings with blanks between.
+std::string QuotedStrings(std::string_view data) {
   std::string text;
-  std::string_view rest = data;
-  for (;;) {
-    const auto string = TakeQuoted(rest);
-    if (!string || (!rest.empty() && !rest.starts_with(' '))) return ZoneString(data);
-    text += ZoneString(*string);
-    if (rest.empty()) return text;
-    text += ' ';
-    rest.remove_prefix(1);
+  while (const auto string = TakeQuoted(data)) {
+    text += (text.empty() ? "" : " ") + ZoneString(*string);
+    data.remove_prefix(std::min<std::size_t>(1, data.size()));
   }
+  return text;
+}
+
+/// The strings of TXT and its kin, of which only several are quoted.
+std::string StringsText(const DNSCLS& record) {
+  if (record.StringCount() == 0) return ZoneBytes({});
+  return record.StringCount() == 1 ? ZoneString(record.Data()) : QuotedStrings(record.Data());
 }
 
 std::string TwoNames(std::string_view data) {
@@ -170,8 +171,9 @@ std::string ZoneData(const DNSCLS& record) {
     case TYPE_TXT:
     case TYPE_X25:
     case TYPE_ISDN:
+      return StringsText(record);
     case TYPE_HINFO:
-      return StringsText(record.Data());
+      return QuotedStrings(record.Data());
     case TYPE_AFSDB:
       return AfsHost(record);
     case TYPE_WKS:

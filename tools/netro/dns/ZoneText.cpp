@@ -28,16 +28,11 @@ void AppendEscaped(std::string& text, std::string_view bytes, char first,
   }
 }
 
-constexpr std::string_view kSpecial = "\"()\\;@$";
 constexpr std::string_view kSpecialInLabel = "\"()\\;@$.";
 
 }  // namespace
 
-std::string ZoneName(std::string_view name) {
-  std::string text;
-  AppendEscaped(text, name, '!', kSpecial);
-  return text + ".";
-}
+std::string ZoneName(std::string_view name) { return std::string(name) + "."; }
 
 std::string ZoneLabel(std::string_view label) {
   std::string text;

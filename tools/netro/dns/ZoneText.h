@@ -7,7 +7,7 @@
 
 namespace netro::tool {
 
-/// A dotted name, with a dot at the end; the root is ".".
+/// A name of the library, asked for with EscapeNames, with a dot at the end; the root is ".".
 std::string ZoneName(std::string_view name);
 
 /// One label of a name; a dot inside becomes "\.".

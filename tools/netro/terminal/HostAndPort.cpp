@@ -31,11 +31,23 @@ bool IsLabel(std::string_view label) {
          std::ranges::all_of(label, IsHostCharacter);
 }
 
+// "[2001:db8::1]:53"
+void ReadLiteralAndPort(const std::string& option, std::string_view text, std::string& host,
+                        std::int32_t& port) {
+  const std::size_t end = text.find(']');
+  const std::string_view rest = text.substr(std::min(end, text.size() - 1) + 1);
+  host = text.substr(1, end - 1);
+  if (end == text.npos || host.find(':') == host.npos || (!rest.empty() && rest.front() != ':')) {
+    throw UsageError(option + ": \"" + std::string(text) + "\" is no IPv6 address");
+  }
+  if (!rest.empty()) port = ReadPort(option, rest.substr(1));
+}
+
 }  // namespace
 
 void ReadHostAndPort(const std::string& option, std::string_view text, std::string& host,
                      std::int32_t& port) {
-  if (text.starts_with('[')) throw UsageError(option + ": an IPv6 address is not supported");
+  if (text.starts_with('[')) return ReadLiteralAndPort(option, text, host, port);
   const std::size_t colon = text.find(':');
   host = text.substr(0, colon);
   if (colon != text.npos) port = ReadPort(option, text.substr(colon + 1));

@@ -60,6 +60,7 @@ TourStep Run(const DnsStep& step, const TourDnsServer& server, TourJournal& jour
   query.DNSServer("127.0.0.1");
   query.DNSPort(step.overTcp ? server.TcpPort() : server.UdpPort());
   query.UseUDP(!step.overTcp);
+  query.EscapeNames(true);
 
   TourStep report;
   report.title = step.title;

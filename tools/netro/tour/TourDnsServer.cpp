@@ -6,6 +6,7 @@
 #include <netro/QueryDNSCLS.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <memory>
 #include <string_view>
 #include <vector>
@@ -19,6 +20,7 @@ namespace {
 using namespace std::string_literals;
 
 constexpr std::size_t kHeaderSize = 12;
+constexpr std::size_t kTypeAndClass = 4;
 
 struct TourRecord {
   std::string_view owner;
@@ -70,8 +72,12 @@ struct Query {
     RecordReader reader(bytes);
     reader.Take(kHeaderSize);
     name = reader.Name();
+    // Lookups mix the case of the letters, and the reply must repeat it; an OPT record may follow.
+    std::ranges::transform(name, name.begin(), [](char c) {
+      return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
+    });
     type = static_cast<std::int32_t>(reader.Number(2));
-    questionSize = bytes.size() - kHeaderSize;
+    questionSize = bytes.find('\0', kHeaderSize) + 1 + kTypeAndClass - kHeaderSize;
     good = reader.Ok();
   }
 

@@ -1,0 +1,293 @@
+// Hosts with several addresses: which one is connected to, and what is seen of the others.
+#include <gtest/gtest.h>
+#include <netro/HTTPCls.h>
+#include <netro/SocketCls.h>
+#include <netro/UDPCls.h>
+#include <sys/socket.h>
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "DnsTestKit.h"
+#include "SocketTestKit.h"
+#include "SystemRoot.h"
+#include "platform/Address.h"
+#include "platform/Sockets.h"
+
+namespace netro {
+namespace {
+
+using peers::DnsReply;
+using peers::DnsServer;
+namespace dns = peers::dns;
+using Texts = std::vector<std::string>;
+
+std::string RecordOf(const std::string& text) {
+  const IpAddress address = *ParseAddress(text);
+  const auto bytes = address.Bytes();
+  return dns::Record(dns::kQuestion, address.IsIPv6() ? TYPE_AAAA : TYPE_A,
+                     std::string(bytes.begin(), bytes.end()));
+}
+
+// The type that a query asks for.
+int TypeOf(const std::string& query) {
+  const std::size_t end = query.find('\0', 12);
+  return static_cast<unsigned char>(query[end + 2]);
+}
+
+// A name with these addresses.
+DnsServer::Answer Holding(Texts addresses) {
+  return [=](const std::string& query) -> DnsServer::Replies {
+    DnsReply reply(query);
+    for (const std::string& one : addresses) {
+      const bool v6 = ParseAddress(one)->IsIPv6();
+      if (TypeOf(query) == (v6 ? TYPE_AAAA : TYPE_A)) reply.Answer(RecordOf(one));
+    }
+    return {reply.Bytes()};
+  };
+}
+
+bool HasIPv6() { return !SourceAddress(*ParseAddress("::1")).IsNone(); }
+
+// 127.0.0.1 and ::1 listen, 127.0.0.9 takes no more connections, all others refuse.
+class ConnectRace : public testing::Test {
+ protected:
+  void SetUp() override {
+    socket_->ClearDNSCache();
+    ASSERT_TRUE(listener_.Listen("127.0.0.1"));
+    port_ = listener_.LocalPort();
+    listener6_.LocalPort(port_);
+    ASSERT_EQ(listener6_.Listen("::1"), HasIPv6());
+    FillQueue();
+  }
+  void TearDown() override {
+    for (const std::int32_t handle : full_) CloseSocket(handle);
+    socket_->ClearDNSCache();
+  }
+
+  // The system drops the requests for connections that a listener has no room for.
+  void FillQueue() {
+    const SocketAddress address{*ParseAddress("127.0.0.9"), port_};
+    for (int i = 0; i < 4; ++i) {
+      std::int32_t handle = 0;
+      ASSERT_EQ(CreateSocket(SocketKind::Stream, AddressFamily::IPv4, handle), 0);
+      full_.push_back(handle);
+      if (i == 0) {
+        ASSERT_EQ(BindSocket(handle, address), 0);
+        listen(handle, 0);
+      } else {
+        SetPeer(handle, address);
+      }
+    }
+  }
+
+  // The events, with the peer's address behind Connect and the number behind Error.
+  std::string Connect(const Texts& addresses, AddressPreferenceEnum preference = preferIPv4) {
+    server_ = std::make_unique<DnsServer>(Holding(addresses));
+    socket_->ClearDNSCache();
+    socket_->DNSURL("127.0.0.1:" + std::to_string(server_->Port()));
+    socket_->AddressPreference(preference);
+    Recorder seen(*socket_);
+    if (!socket_->Connect("host.test", port_)) {
+      return "failed " + std::to_string(socket_->LastSocketErr());
+    }
+    EXPECT_EQ(socket_->State(), sockConnecting);
+    EXPECT_TRUE(PumpUntil([&] { return seen.Saw("Connect") || seen.Saw("Error"); }));
+    std::string text;
+    for (const std::string& event : seen.events) {
+      if (event == "Connect") text += event + ' ' + socket_->RemoteIP();
+      if (event == "Error") text += event + ' ' + std::to_string(seen.error);
+    }
+    EXPECT_EQ(socket_->SocketHandle() != 0, seen.Saw("Connect"));
+    return text;
+  }
+
+  SystemRoot root_;
+  SocketCls listener_;
+  SocketCls listener6_;
+  std::int32_t port_ = 0;
+  std::vector<std::int32_t> full_;
+  std::unique_ptr<DnsServer> server_;
+  std::unique_ptr<SocketCls> socket_ = std::make_unique<SocketCls>();
+};
+
+TEST_F(ConnectRace, TheFirstThatOpensStays) {
+  struct {
+    Texts addresses;
+    std::string outcome;
+    std::size_t queries = 1;
+  } const cases[] = {
+      {{"127.0.0.1"}, "Connect 127.0.0.1"},
+      {{"127.0.0.5", "127.0.0.1"}, "Connect 127.0.0.1"},
+      {{"127.0.0.9", "127.0.0.1"}, "Connect 127.0.0.1"},
+      {{"127.0.0.9", "127.0.0.5", "127.0.0.9", "127.0.0.1"}, "Connect 127.0.0.1"},
+      {{"127.0.0.5", "127.0.0.6"}, "Error 10061", 2},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(Connect(c.addresses), c.outcome) << c.addresses.front();
+    EXPECT_EQ(server_->Queries().size(), c.queries) << c.addresses.front();
+  }
+}
+
+TEST_F(ConnectRace, TheOtherFamilyIsUsedAsThePreferenceHasIt) {
+  if (!HasIPv6()) GTEST_SKIP() << "there is no IPv6 here";
+  struct {
+    Texts addresses;
+    AddressPreferenceEnum preference;
+    std::string outcome;
+    std::size_t queries;
+  } const cases[] = {
+      {{"::1"}, preferIPv4, "Connect ::1", 2},
+      {{"127.0.0.1", "::1"}, preferIPv4, "Connect 127.0.0.1", 1},
+      {{"127.0.0.5", "::1"}, preferIPv4, "Connect ::1", 2},
+      {{"127.0.0.9", "::1"}, preferIPv4, "Connect ::1", 2},
+      {{"127.0.0.1", "::1"}, preferIPv6, "Connect ::1", 2},
+      {{"127.0.0.1"}, preferIPv6, "Connect 127.0.0.1", 2},
+      {{"127.0.0.5", "::1"}, onlyIPv4, "Error 10061", 1},
+      {{"127.0.0.1", "::1"}, onlyIPv6, "Connect ::1", 1},
+      {{"::1"}, onlyIPv4, "failed 11004", 1},
+      {{"127.0.0.1"}, onlyIPv6, "failed 11004", 1},
+      {{}, preferIPv4, "failed 11004", 2},
+      {{}, preferIPv6, "failed 11004", 2},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE((c.addresses.empty() ? "none" : c.addresses.front()) + ' ' +
+                 std::to_string(c.preference));
+    EXPECT_EQ(Connect(c.addresses, c.preference), c.outcome);
+    EXPECT_EQ(server_->Queries().size(), c.queries);
+  }
+}
+
+TEST_F(ConnectRace, TheNextBeginsAQuarterOfASecondAfterTheLast) {
+  const TimePoint before = Now();
+  EXPECT_EQ(Connect({"127.0.0.9", "127.0.0.9", "127.0.0.1"}), "Connect 127.0.0.1");
+  EXPECT_GE(Now() - before, std::chrono::milliseconds(250));
+}
+
+TEST_F(ConnectRace, MayBeEndedAtAnyMoment) {
+  for (const bool deleted : {false, true}) {
+    server_ = std::make_unique<DnsServer>(Holding({"127.0.0.9", "127.0.0.9"}));
+    socket_->DNSURL("127.0.0.1:" + std::to_string(server_->Port()));
+    socket_->ClearDNSCache();
+    ASSERT_TRUE(socket_->Connect("host.test", port_));
+    Recorder seen(*socket_);
+    const auto begun = Now();
+    PumpUntil([&] { return Now() - begun > std::chrono::milliseconds(300); });
+    deleted ? socket_.reset() : socket_->Disconnect();
+    PumpUntil([&] { return Now() - begun > std::chrono::milliseconds(600); });
+    EXPECT_TRUE(seen.events.empty());
+    if (deleted) socket_ = std::make_unique<SocketCls>();
+  }
+}
+
+TEST_F(ConnectRace, BlockingClassesUseItToo) {
+  if (!HasIPv6()) GTEST_SKIP() << "there is no IPv6 here";
+  peers::LoopbackServer web([](peers::Connection& connection, std::size_t) {
+    std::string request;
+    connection.Read(request);
+    connection.Send("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nhi");
+  });
+  DnsServer server(Holding({"127.0.0.5", "127.0.0.1"}));
+  HTTPCls http;
+  http.DNSURL("127.0.0.1:" + std::to_string(server.Port()));
+  http.URL("http://web.test:" + std::to_string(web.Port()) + "/");
+  bool timeout = false;
+  http.HTTPQuery(timeout);
+  EXPECT_EQ(http.HTTPResult(), 200);
+}
+
+// --- IPv6 ----------------------------------------------------------------------------------------
+
+// A listener that answers each request with what it has got, and tells who has asked.
+class Mirror : public SocketClsEvents {
+ public:
+  explicit Mirror(const std::string& address) {
+    listener_.Events(this);
+    up = listener_.Listen(address);
+  }
+  void ConnectionRequest(std::int32_t RequestID) override {
+    peer.Events(this);
+    peer.Accept(RequestID);
+    from = peer.RemoteIP();
+  }
+  void DataArrival(const Bytes& BinData, const std::string&) override {
+    request.append(BinData.begin(), BinData.end());
+    if (!request.ends_with("\r\n\r\n")) return;
+    peer.QueueData("HTTP/1.1 200 OK\r\n\r\n" + request);
+    peer.DisconnectWhenSent();
+  }
+  std::int32_t Port() const { return listener_.LocalPort(); }
+  std::string LocalIP() const { return listener_.LocalIP(); }
+
+  bool up = false;
+  SocketCls peer;
+  std::string from;
+  std::string request;
+
+ private:
+  SocketCls listener_;
+};
+
+TEST(IPv6, ListenersAndClients) {
+  if (!HasIPv6()) GTEST_SKIP() << "there is no IPv6 here";
+  const struct {
+    const char* listen;
+    const char* host;  // in the URL
+    const char* from;
+  } cases[] = {{"::1", "[::1]", "::1"},
+               {"::", "[::1]", "::1"},
+               {"::", "127.0.0.1", "127.0.0.1"},
+               {"::", "[::ffff:127.0.0.1]", "127.0.0.1"},
+               {"", "127.0.0.1", "127.0.0.1"}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::string(c.listen) + ' ' + c.host);
+    Mirror server(c.listen);
+    ASSERT_TRUE(server.up);
+    EXPECT_EQ(server.LocalIP(), *c.listen == '\0' ? "0.0.0.0" : c.listen);
+    HTTPCls http;
+    const std::string host = c.host + (":" + std::to_string(server.Port()));
+    http.URL("http://" + host + "/x");
+    bool timeout = false;
+    http.HTTPQuery(timeout);
+    EXPECT_EQ(http.HTTPResult(), 200) << http.LastErr();
+    EXPECT_NE(server.request.find("Host: " + host + "\r\n"), std::string::npos) << server.request;
+    EXPECT_EQ(server.from, c.from);
+  }
+}
+
+TEST(IPv6, DatagramsAndDnsServers) {
+  if (!HasIPv6()) GTEST_SKIP() << "there is no IPv6 here";
+  SocketCls server;
+  Recorder seen(server);
+  server.UseUDP(true);
+  ASSERT_TRUE(server.Listen("::1"));
+  UDPCls client;
+  client.URL("::1");
+  client.Port(server.LocalPort());
+  std::int32_t error = 0;
+  ASSERT_TRUE(client.UPDConnect(error));
+  EXPECT_TRUE(client.UDPSendString("hello", error)) << error;
+  EXPECT_TRUE(PumpUntil([&] { return seen.Saw("DataArrival"); }));
+  EXPECT_EQ(seen.received, "hell");
+  EXPECT_EQ(seen.from, "::1");
+
+  QueryDNSCLS dns;
+  dns.DNSServer("[::1]");
+  dns.Domain("host.test");
+  dns.DNSPort(server.LocalPort());
+  dns.RetryCount(1);
+  seen.events.clear();
+  EXPECT_NE(dns.QueryDNS(), 0);
+  EXPECT_TRUE(seen.Saw("DataArrival")) << "a server named by its address in brackets";
+  SocketCls socket;
+  socket.DNSURL("[::1]:" + std::to_string(server.LocalPort()) + ",127.0.0.1:1");
+  seen.events.clear();
+  seen.hook = [&](const std::string&) { socket.StopWaiting(); };
+  EXPECT_EQ(socket.DNSLookup("host.test"), "");
+  EXPECT_TRUE(seen.Saw("DataArrival"));
+}
+
+}  // namespace
+}  // namespace netro

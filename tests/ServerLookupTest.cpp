@@ -1,0 +1,362 @@
+// Lookups by name: among forged replies, with servers that fail, by the rules of the system.
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <netro/SocketCls.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <mutex>
+#include <random>
+#include <set>
+#include <string>
+#include <thread>
+
+#include "DnsTestKit.h"
+#include "SystemRoot.h"
+#include "platform/ErrorNumbers.h"
+
+namespace netro {
+namespace {
+
+using peers::DnsReply;
+using peers::DnsServer;
+namespace dns = peers::dns;
+
+std::string Address(int last) {
+  return dns::Record(dns::kQuestion, TYPE_A, dns::Octets({192, 0, 2, last}));
+}
+
+std::string LowerCase(std::string text) {
+  for (char& c : text) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + 32);
+  }
+  return text;
+}
+
+// A reply to `query` as somebody makes it who knows the name and all ports, but not the query.
+std::string Forged(const std::string& query, int id) {
+  return DnsReply(LowerCase(query)).Id(id).Answer(Address(66)).Bytes();
+}
+
+// Sends from the server's own address and port, so that connected sockets take it, and answers in
+// the end.
+class Forger {
+ public:
+  explicit Forger(int forgeries) : forgeries_(forgeries) {
+    sockaddr_in name{};
+    name.sin_family = AF_INET;
+    name.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    bind(fd_, reinterpret_cast<sockaddr*>(&name), sizeof name);
+    socklen_t size = sizeof name;
+    getsockname(fd_, reinterpret_cast<sockaddr*>(&name), &size);
+    port = ntohs(name.sin_port);
+    thread_ = std::thread([this] { Run(); });
+  }
+  ~Forger() {
+    stop_ = true;
+    thread_.join();
+    close(fd_);
+  }
+
+  int port = 0;
+  std::atomic<int> sent{0};
+  std::set<int> ids;    // of the queries
+  std::set<int> ports;  // where they came from
+
+ private:
+  void Run() {
+    while (!stop_) {
+      pollfd ready{fd_, POLLIN, 0};
+      if (poll(&ready, 1, 10) != 1) continue;
+      char query[512];
+      sockaddr_in client{};
+      socklen_t size = sizeof client;
+      const auto got =
+          recvfrom(fd_, query, sizeof query, 0, reinterpret_cast<sockaddr*>(&client), &size);
+      if (got > 12) Attack(std::string(query, static_cast<std::size_t>(got)), client);
+    }
+  }
+
+  void Attack(const std::string& query, const sockaddr_in& client) {
+    const int id =
+        static_cast<unsigned char>(query[0]) * 256 + static_cast<unsigned char>(query[1]);
+    const int own = ntohs(client.sin_port);
+    ids.insert(id);
+    ports.insert(own);
+    for (int i = 0; i < forgeries_; ++i) {
+      // Some go where they hurt; a blind forger's hit that port by chance.
+      const int to = i % 2'000 == 0 ? own : 1'024 + i * 7 % 64'512;
+      const int guess = i % 2 == 0 ? 25 : static_cast<int>(chance_() & 0xFFFF);
+      if (to != port && guess != id) Send(Forged(query, guess), client, to);
+    }
+    Send(DnsReply(query).Answer(Address(1)).Bytes(), client, own);
+  }
+
+  void Send(const std::string& bytes, sockaddr_in client, int to) {
+    client.sin_port = htons(static_cast<std::uint16_t>(to));
+    sendto(fd_, bytes.data(), bytes.size(), 0, reinterpret_cast<sockaddr*>(&client), sizeof client);
+    ++sent;
+  }
+
+  const int forgeries_;
+  const int fd_ = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  std::minstd_rand chance_{13};
+  std::atomic<bool> stop_{false};
+  std::thread thread_;
+};
+
+class ServerLookup : public testing::Test {
+ protected:
+  void SetUp() override { socket_.ClearDNSCache(); }
+  void TearDown() override { socket_.ClearDNSCache(); }
+
+  std::string Lookup(int port, const std::string& name = "www.test") {
+    socket_.DNSURL("127.0.0.1:" + std::to_string(port));
+    return socket_.DNSLookup(name);
+  }
+
+  SystemRoot root_;
+  SocketCls socket_;
+};
+
+TEST_F(ServerLookup, TwoHundredThousandPoisonNoName) {
+  constexpr int kNames = 10;
+  Forger forger(20'000);
+  for (int i = 0; i < kNames; ++i) {
+    EXPECT_EQ(Lookup(forger.port, "host" + std::to_string(i) + ".test"), "192.0.2.1");
+  }
+  EXPECT_GT(forger.sent, 190'000);
+  EXPECT_GT(forger.ids.size(), 5u) << "identifiers are random";
+  EXPECT_GT(forger.ports.size(), 5u) << "each query has a socket of its own";
+}
+
+// Each reply fits but for one thing, and the server then keeps silent, or says it over TCP.
+TEST_F(ServerLookup, EveryPartOfTheQueryHasToBeRepeated) {
+  struct {
+    const char* name;
+    std::function<std::string(const std::string&)> forge;
+  } const cases[] = {
+      {"identifier",
+       [](const std::string& q) { return DnsReply(q).Id(25).Answer(Address(66)).Bytes(); }},
+      {"name",
+       [](std::string q) {
+         q[13] = q[13] == 'a' ? 'b' : 'a';
+         return DnsReply(q).Answer(Address(66)).Bytes();
+       }},
+      {"type",
+       [](std::string q) {
+         q[q.find('\0', 12) + 2] = TYPE_MX;
+         return DnsReply(q).Answer(Address(66)).Bytes();
+       }},
+      {"case",
+       [](std::string q) {
+         for (std::size_t i = 13; q[i] != '\0'; ++i) {
+           if (q[i] >= 'A') q[i] = static_cast<char>(q[i] ^ 32);
+         }
+         return DnsReply(q).Answer(Address(66)).Bytes();
+       }},
+      {"a query",
+       [](const std::string& q) { return DnsReply(q).Flags(0, 0).Answer(Address(66)).Bytes(); }},
+      {"cut", [](const std::string& q) { return q.substr(0, 20); }},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    // Twenty of them are enough to make the server be asked in another way.
+    DnsServer server(
+        [&](const std::string& query) {
+          return DnsServer::Replies(20, DnsServer::Reply(c.forge(query)));
+        },
+        SendThen(
+            [](const std::string& query) {
+              return dns::Framed(DnsReply(query).Answer(Address(2)).Bytes());
+            },
+            StreamEnd::kStay));
+    socket_.ClearDNSCache();
+    EXPECT_EQ(Lookup(server.Port()), "192.0.2.2");
+    EXPECT_EQ(server.Connections(), 1u);
+  }
+}
+
+TEST_F(ServerLookup, LettersAreMixedAndExtendedQueriesTaken) {
+  DnsServer server([](const std::string& query) -> DnsServer::Replies {
+    const bool extended = query[11] == 1;
+    return {(extended ? DnsReply(query).Code(1) : DnsReply(query).Answer(Address(3))).Bytes()};
+  });
+  const std::string name = "a-rather-long-name-to-mix.test";
+  EXPECT_EQ(Lookup(server.Port(), name), "192.0.2.3");
+  const auto queries = server.Queries();
+  ASSERT_EQ(queries.size(), 2u) << "asked again in the way that the server understands";
+  EXPECT_NE(queries[0].substr(12), LowerCase(queries[0]).substr(12));
+  EXPECT_NE(queries[0].find(dns::Octets({0, 0, 41, 1232 / 256, 1232 % 256})), std::string::npos);
+  EXPECT_EQ(Lookup(server.Port(), "other.test"), "192.0.2.3");
+  EXPECT_EQ(server.Queries().size(), 3u) << "it is remembered";
+}
+
+// --- what failures tell, and what servers are forgiven ------------------------------------------
+
+TEST_F(ServerLookup, ReasonsAreToldApart) {
+  const auto code = [](int rcode) {
+    return [=](const std::string& query) -> DnsServer::Replies {
+      return {DnsReply(query).Code(rcode).Bytes()};
+    };
+  };
+  struct {
+    const char* name;
+    DnsServer::Answer answer;
+    std::int32_t lookup;
+    std::int32_t connect;
+  } const cases[] = {
+      {"no such name", code(3), 59, 11001},      {"no address", code(0), 11004, 11004},
+      {"server failure", code(2), 11002, 11002}, {"refused", code(5), 11002, 11002},
+      {"silence", KeepSilent, 11002, 11002},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    DnsServer server(c.answer);
+    const bool silent = c.name == std::string("silence");
+    const RunningClock clock([&] { return silent && server.QueryCount() > 0; },
+                             std::chrono::seconds(20));
+    EXPECT_EQ(Lookup(server.Port()), "");
+    EXPECT_EQ(socket_.DNSLastErr(), c.lookup);
+    EXPECT_NE(socket_.DNSLastErrMsg(), "");
+    if (silent) continue;
+    EXPECT_FALSE(socket_.Connect("www.test", 80));
+    EXPECT_EQ(socket_.LastSocketErr(), c.connect);
+  }
+}
+
+TEST_F(ServerLookup, APortThatRefusesEndsTheWaitAtOnce) {
+  const int closed = DnsServer(KeepSilent).Port();
+  const TimePoint before = Now();
+  EXPECT_EQ(Lookup(closed), "");
+  EXPECT_EQ(socket_.DNSLastErr(), 11002);
+  QueryDNSCLS query;
+  PointAt(query, closed);
+  query.RetryCount(3);
+  EXPECT_EQ(query.QueryDNS(), 10061);
+  EXPECT_LT(Now() - before, std::chrono::seconds(1));
+}
+
+// Its first reply comes when the second try has begun: each try has an identifier of its own.
+TEST_F(ServerLookup, LateRepliesCount) {
+  std::atomic<bool> asked = false;
+  DnsServer late([&](const std::string& query) -> DnsServer::Replies {
+    const TimePoint begun = Now();
+    asked = true;
+    while (Now() - begun < std::chrono::milliseconds(1600)) std::this_thread::yield();
+    return {DnsReply(query).Answer(Address(4)).Bytes()};
+  });
+  const RunningClock clock([&] { return asked.load(); }, std::chrono::milliseconds(1700));
+  EXPECT_EQ(Lookup(late.Port()), "192.0.2.4");
+}
+
+TEST_F(ServerLookup, SilentServersComeLastForAWhile) {
+  DnsServer silent(KeepSilent);
+  DnsServer good([](const std::string& query) -> DnsServer::Replies {
+    return {DnsReply(query).Answer(Address(5)).Bytes()};
+  });
+  const RunningClock clock([&] { return silent.QueryCount() > 0 && good.QueryCount() == 0; },
+                           std::chrono::milliseconds(1600));
+  socket_.DNSURL("127.0.0.1:" + std::to_string(silent.Port()) +
+                 ",127.0.0.1:" + std::to_string(good.Port()));
+  EXPECT_EQ(socket_.DNSLookup("a.test"), "192.0.2.5");
+  EXPECT_EQ(socket_.DNSLookup("b.test"), "192.0.2.5");
+  std::thread([&] {
+    SocketCls other;
+    other.DNSURL(socket_.DNSURL());
+    EXPECT_EQ(other.DNSLookup("c.test"), "192.0.2.5");
+  }).join();
+  EXPECT_EQ(silent.Queries().size(), 1u) << "what one lookup has learnt, the next one knows";
+  EXPECT_EQ(good.Queries().size(), 3u);
+}
+
+TEST_F(ServerLookup, ExpiredEntriesCountWhereNobodyAnswersAndOnlyThen) {
+  std::atomic<int> mode{0};
+  DnsServer server([&](const std::string& query) -> DnsServer::Replies {
+    if (mode == 0) return {DnsReply(query).Answer(Address(8)).Bytes()};
+    if (mode == 1) return {DnsReply(query).Code(2).Bytes()};
+    return {DnsReply(query).Code(3).Bytes()};
+  });
+  struct {
+    bool allowed;
+    int mode;
+    int hours;
+    const char* result;
+  } const cases[] = {{false, 1, 1, ""},
+                     {true, 1, 1, "192.0.2.8"},
+                     {true, 1, 25, ""},
+                     {true, 2, 1, ""},
+                     {true, 0, 1, "192.0.2.8"}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::to_string(c.mode) + ' ' + std::to_string(c.hours));
+    socket_.ClearDNSCache();
+    socket_.ServeStale(c.allowed);
+    mode = 0;
+    EXPECT_EQ(Lookup(server.Port()), "192.0.2.8");
+    EXPECT_FALSE(socket_.LookupWasStale());
+    AdvanceClockForTests(std::chrono::hours(c.hours));
+    mode = c.mode;
+    EXPECT_EQ(Lookup(server.Port()), c.result);
+    EXPECT_EQ(socket_.LookupWasStale(), c.mode == 1 && *c.result != '\0');
+  }
+  socket_.ServeStale(false);
+}
+
+// The system's own list: its servers listen on port 53, which is not everybody's.
+TEST_F(ServerLookup, TheSystemsRulesHoldForItsServers) {
+  std::mutex mutex;
+  std::vector<std::string> asked;
+  const auto answer = [&](const std::string& query) -> DnsServer::Replies {
+    std::string name;
+    for (std::size_t at = 12; query[at] != '\0'; at += 1 + static_cast<std::size_t>(query[at])) {
+      name += query.substr(at + 1, static_cast<std::size_t>(query[at])) + '.';
+    }
+    name = LowerCase(name);
+    const std::scoped_lock lock(mutex);
+    asked.push_back(name);
+    if (name.starts_with("intranet.b.")) return {DnsReply(query).Answer(Address(9)).Bytes()};
+    return {DnsReply(query).Code(name.starts_with("empty.a") ? 0 : 3).Bytes()};
+  };
+  const auto server = peers::ServeOnOwnAddress(answer, 53);
+  if (!server) GTEST_SKIP() << "port 53 of 127.0.0.0/8 may not be used here";
+  struct {
+    const char* config;
+    const char* name;
+    const char* result;
+    std::int32_t error;
+    std::vector<std::string> asked;
+  } const cases[] = {
+      {"search a.test b.test",
+       "intranet",
+       "192.0.2.9",
+       0,
+       {"intranet.a.test.", "intranet.b.test."}},
+      {"search a.test b.test", "intranet.", "", 59, {"intranet."}},
+      {"search b.test", "www.intranet", "", 59, {"www.intranet.", "www.intranet.b.test."}},
+      {"search b.test\noptions ndots:2",
+       "x.intranet",
+       "",
+       59,
+       {"x.intranet.b.test.", "x.intranet."}},
+      {"domain b.test", "intranet", "192.0.2.9", 0, {"intranet.b.test."}},
+      {"search a.test", "empty", "", 11004, {"empty.a.test.", "empty."}},
+      {"", "intranet", "", 59, {"intranet."}},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.config);
+    root_.Put("etc/resolv.conf", "nameserver " + server->Ip() + "\n" + c.config + "\n");
+    SocketCls socket;
+    socket.ClearDNSCache();
+    socket.AddressPreference(onlyIPv4);
+    asked.clear();
+    EXPECT_EQ(socket.DNSLookup(c.name), c.result);
+    EXPECT_EQ(socket.DNSLastErr(), c.error);
+    EXPECT_EQ(asked, c.asked);
+  }
+}
+
+}  // namespace
+}  // namespace netro
