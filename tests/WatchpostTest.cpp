@@ -277,15 +277,17 @@ TEST_F(Watchpost, HostsOfIPv6) {
   socklen_t size = sizeof name;
   ASSERT_EQ(bind(nobody, reinterpret_cast<sockaddr*>(&name), size), 0);
   getsockname(nobody, reinterpret_cast<sockaddr*>(&name), &size);
+  const std::string port = std::to_string(ntohs(name.sin6_port));
   Write(
       "[DownActions]\n1=log\n[HostNames]\naddress=::1|Ping\nname=six.test|Ping\n"
       "zone=fe80::1|Ping\nrefused=http://six.test:" +
-      std::to_string(ntohs(name.sin6_port)) +
+      port + "/|http\nbrackets=http://[::1]:" + port +
       "/|http\nweb=http://both.test:" + std::to_string(server.Port()) + "/|http\n");
   EXPECT_TRUE(post->StartObservation());
   EXPECT_TRUE(Rounds(1));
-  const char* const kAnswers[] = {"Success", "Success", "General Failure", "Connection Refused",
-                                  "Success"};
+  const char* const kAnswers[] = {
+      "Success", "Success", "General Failure", "Connection Refused", "Connection Refused",
+      "Success"};
   for (std::int32_t i = 0; i < post->HostCount(); ++i) {
     EXPECT_TRUE(post->HostAt(i).LastAnswer.starts_with(kAnswers[i])) << post->HostAt(i).LastAnswer;
   }
