@@ -1,8 +1,6 @@
 #include "diag/ArpQuery.h"
 
 #include <algorithm>
-#include <array>
-#include <bit>
 
 #include "platform/Interfaces.h"
 #include "platform/Neighbours.h"
@@ -13,16 +11,18 @@ namespace {
 constexpr long kPatienceSeconds = 1;
 constexpr std::chrono::milliseconds kPause(10);  // between two looks at the table
 
-// Whether one host outside of this one can have it.
-bool IsForOneHost(std::int32_t ip) {
-  constexpr std::uint8_t kLoopback = 127, kFirstMulticast = 224;
-  const std::uint8_t first = std::bit_cast<std::array<std::uint8_t, 4>>(ip)[0];
-  return first != 0 && first != kLoopback && first < kFirstMulticast;
+// Whether it tells one host outside of this one.
+bool IsForOneHost(const IpAddress& ip) {
+  constexpr std::uint8_t kFirstMulticast = 224, kMulticast6 = 0xFF;
+  if (ip.IsUnspecified() || ip.IsLoopback()) return false;
+  if (ip.IsLinkLocal() && ip.Scope() == 0) return false;
+  const std::uint8_t first = ip.Bytes()[0];
+  return ip.IsIPv6() ? first != kMulticast6 : first != 0 && first < kFirstMulticast;
 }
 
 }  // namespace
 
-std::optional<HardwareAddress> QueryHardwareAddress(std::int32_t ip, const CancelMark& mark) {
+std::optional<HardwareAddress> QueryHardwareAddress(const IpAddress& ip, const CancelMark& mark) {
   if (!IsForOneHost(ip)) return std::nullopt;
   if (const auto own = InterfaceWithAddress(ip)) return own->address;
   auto found = ConfirmedNeighbour(ip);

@@ -8,7 +8,6 @@
 #include "diag/EchoRequests.h"
 #include "diag/IcmpTexts.h"
 #include "platform/ErrorNumbers.h"
-#include "platform/Sockets.h"
 
 namespace netro {
 namespace {
@@ -24,8 +23,8 @@ std::int32_t MicroSeconds(std::chrono::nanoseconds time) {
 EchoCls::EchoCls()
     : requests_(std::make_unique<EchoRequests>([this](std::int32_t id, const EchoOutcome& outcome) {
         if (events_ == nullptr) return;
-        const std::string host = outcome.from == 0 ? "" : FormatDotted(outcome.from);
-        events_->Reply(id, host, MicroSeconds(outcome.roundTrip), outcome.status, outcome.ttl);
+        events_->Reply(id, FormatAddress(outcome.from), MicroSeconds(outcome.roundTrip),
+                       outcome.status, outcome.ttl);
       })) {}
 
 EchoCls::~EchoCls() = default;
@@ -38,9 +37,9 @@ std::int32_t EchoCls::SetLastErr(std::int32_t error) {
 
 std::int32_t EchoCls::Send(const std::string& IP, std::int32_t TTL, std::int32_t Size,
                            std::int32_t TimeoutMilliSeconds) try {
-  const auto ip = ParseDotted(IP);
+  const auto ip = ParseAddress(IP);
   if (!ip) return SetLastErr(kErrInvalidArgument);
-  if (requests_->Open() != 0) return SetLastErr(-kIcmpNoSocket);
+  if (requests_->Open(*ip) != 0) return SetLastErr(-kIcmpNoSocket);
   const std::int32_t id =
       requests_->Send({*ip, TTL, Size}, std::chrono::milliseconds(TimeoutMilliSeconds));
   SetLastErr(id != 0 ? 0 : -kIpNoResources);

@@ -82,7 +82,7 @@ void EchoRequests::Expire() {
       continue;
     }
     const std::int32_t status = echo_.Waits(id) ? kIpNoResources : requests_[id].statusThen;
-    const EchoOutcome outcome{status, 0, {}, 0};
+    const EchoOutcome outcome{status, {}, {}, 0};
     Cancel(id);
     // The function called may wait for the others.
     SetAlarm();

@@ -23,8 +23,8 @@ class EchoRequests {
   EchoRequests(const EchoRequests&) = delete;
   EchoRequests& operator=(const EchoRequests&) = delete;
 
-  /// Returns the error number.
-  std::int32_t Open() { return echo_.Open(); }
+  /// For addresses like this one. Returns the error number.
+  std::int32_t Open(const IpAddress& ip) { return echo_.Open(ip); }
   EchoSocket Kind() const { return echo_.Kind(); }
   /// Returns the request's id; 0 when there are too many.
   std::int32_t Send(const EchoRequest& request, std::chrono::milliseconds timeout);

@@ -88,13 +88,13 @@ void ICMPCls::SetLookupResult(std::int32_t error) {
   dnsLastErrMsg_ = LookupErrorText(error);
 }
 
-std::int32_t ICMPCls::Resolve(const std::string& host, const CancelMark& mark, std::int32_t& ip) {
+std::int32_t ICMPCls::Resolve(const std::string& host, const CancelMark& mark, IpAddress& ip) {
   const auto call = call_;
   const LookupAnswer answer =
-      ResolveHost(host, {settings_.dnsURL, onlyIPv4}, mark, TimePoint::max());
+      ResolveHost(host, {settings_.dnsURL, settings_.preference}, mark, TimePoint::max());
   if (!call->alive) return kErrCancelled;
   SetLookupResult(answer.error);
-  ip = answer.First().Bits();
+  ip = answer.First();
   if (answer.error == kErrCancelled) return kErrCancelled;
   if (answer.error == kErrTimedOut) return -kIpTimedOut;
   return answer.error == 0 ? 0 : -kIcmpNoHost;
@@ -111,12 +111,12 @@ std::int32_t ICMPCls::PingHost(const std::string& Host) {
 
 std::int32_t ICMPCls::Ping(const std::string& host) {
   const CancelMark mark(module_, call_);
-  EchoRequest request{0, 0, settings_.pingPacketSize};
+  EchoRequest request{{}, 0, settings_.pingPacketSize};
   const milliseconds timeout(settings_.pingTimeout);
   if (const std::int32_t error = Resolve(host, mark, request.ip)) return -std::abs(error);
   EchoExchange exchange(mark);
   EchoOutcome outcome;
-  if (exchange.Open() != 0) return -kIcmpNoSocket;
+  if (exchange.Open(request.ip) != 0) return -kIcmpNoSocket;
   if (const std::int32_t error = exchange.Ask(request, timeout, outcome)) return -error;
   if (outcome.status != kIpSuccess) return -outcome.status;
   return static_cast<std::int32_t>(

@@ -15,7 +15,6 @@
 #include "platform/CallState.h"
 #include "platform/HostInfo.h"
 #include "platform/Interfaces.h"
-#include "platform/Sockets.h"
 #include "support/Text.h"
 
 namespace netro {
@@ -104,7 +103,7 @@ bool NetBIOSCls::GetMacAddress(std::int16_t Adapter, std::string HostName, std::
 
 bool NetBIOSCls::GetRemoteMACAddress(const std::string& sRemoteIP, std::string Divider) try {
   const BusyScope busy(call_);
-  const auto ip = ParseDotted(sRemoteIP);
+  const auto ip = ParseAddress(sRemoteIP);
   if (busy.Refused() || !ip) return false;
   const auto address = QueryHardwareAddress(*ip, CancelMark(module_, call_));
   if (!address) return false;

@@ -4,7 +4,6 @@
 
 #include "diag/IcmpTexts.h"
 #include "platform/ErrorNumbers.h"
-#include "platform/Sockets.h"
 
 namespace netro {
 namespace {
@@ -28,7 +27,7 @@ TraceRoute::TraceRoute(ICMPCls& owner)
 
 std::int32_t TraceRoute::Run(const std::string& host) {
   if (const std::int32_t error = owner_.Resolve(host, mark_, ip_)) return error;
-  if (exchange_.Open() != 0) return -kIcmpNoSocket;
+  if (exchange_.Open(ip_) != 0) return -kIcmpNoSocket;
   const std::int32_t last = std::min(settings_.maxHops, kHighestTtl);
   for (std::int32_t ttl = 1; ttl <= last && !reached_; ++ttl) {
     std::int32_t error = ttl > 1 ? Pause() : 0;
@@ -54,7 +53,7 @@ std::int32_t TraceRoute::AskHop(std::int32_t ttl) {
 
 std::int32_t TraceRoute::Raise() {
   if (!call_->alive) return kErrCancelled;
-  const bool answered = outcome_.from != 0;
+  const bool answered = !outcome_.from.IsNone();
   const auto time = static_cast<std::int32_t>(
       std::chrono::duration_cast<milliseconds>(outcome_.roundTrip).count());
   reached_ = answered && outcome_.from == ip_;
@@ -63,8 +62,7 @@ std::int32_t TraceRoute::Raise() {
   ICMPClsEvents* events = owner_.events_;
   bool cancel = false;
   if (events != nullptr) {
-    events->Hop(answered ? FormatDotted(outcome_.from) : std::string(), time, outcome_.status,
-                cancel);
+    events->Hop(FormatAddress(outcome_.from), time, outcome_.status, cancel);
   }
   if (!call_->alive) return kErrCancelled;
   owner_.canceled_ = cancel;

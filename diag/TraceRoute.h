@@ -27,7 +27,7 @@ class TraceRoute {
   const CancelMark mark_;
   const ICMPCls::Settings settings_;
   EchoExchange exchange_;
-  std::int32_t ip_ = 0;
+  IpAddress ip_;
   EchoOutcome outcome_;  // of the latest hop
   bool reached_ = false;
 };

@@ -11,7 +11,6 @@
 
 #include "diag/IcmpTexts.h"
 #include "platform/ErrorNumbers.h"
-#include "platform/Sockets.h"
 #include "socket/SocketErrors.h"
 #include "web/HttpAnswer.h"
 
@@ -124,12 +123,12 @@ bool WatchProbes::BeginLookup(std::size_t index) {
     probe.url = std::move(split.url);
   }
   const std::string& host = probe.http ? probe.url.host : probe.host;
-  if (ParseDotted(host)) {
-    probe.ip = host;
+  if (const auto ip = ParseAddress(host)) {
+    probe.ip = *ip;
     ready_.push_back(index);
     return true;
   }
-  probe.lookup = DefaultHostLookup().Begin(host, onlyIPv4);
+  probe.lookup = DefaultHostLookup().Begin(host, preferIPv4);
   if (probe.lookup) SetDeadline(index, probe, Now() + kLookupTime);
   (probe.lookup ? resolving_ : unresolved_).push_back(index);
   return true;
@@ -144,7 +143,7 @@ bool WatchProbes::TakeLookup(std::size_t index) {
   LookupAnswer answer = DefaultHostLookup().Finish(*probe.lookup);
   if (IsOwnLack(answer.error)) return End(index, nullptr);
   if (answer.error != 0) return Fail(index, kNameUnknown);
-  probe.ip = std::move(answer.text);
+  probe.ip = answer.First();
   ready_.push_back(index);
   return true;
 }
@@ -160,10 +159,10 @@ bool WatchProbes::StartEcho(std::size_t index, Probe& probe) {
     echoes_ = std::make_unique<EchoRequests>(
         [this](std::int32_t echo, const EchoOutcome& outcome) { Echoed(echo, outcome); });
   }
-  const std::int32_t error = echoes_->Open();
+  const std::int32_t error = echoes_->Open(probe.ip);
   if (IsOwnLack(error)) return End(index, nullptr);
   if (error != 0) return Fail(index, kNoEcho);
-  probe.echo = echoes_->Send({*ParseDotted(probe.ip), 0, packetSize_}, echoTimeout_);
+  probe.echo = echoes_->Send({probe.ip, 0, packetSize_}, echoTimeout_);
   if (probe.echo == 0) return End(index, nullptr);
   byEcho_[probe.echo] = index;
   return true;
@@ -191,7 +190,7 @@ bool WatchProbes::StartRequest(std::size_t index, Probe& probe) {
       probe.url,
       [this, index](std::int32_t error, const std::string& line) { Answered(index, error, line); });
   ++requests_;
-  const std::int32_t error = probe.request->Begin(probe.ip);
+  const std::int32_t error = probe.request->Begin(FormatAddress(probe.ip));
   return error == 0 || Answered(index, error, {});
 }
 

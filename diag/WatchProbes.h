@@ -48,7 +48,7 @@ class WatchProbes {
     TimePoint begun;
     TimePoint deadline = TimePoint::max();
     std::shared_ptr<LookupTask> lookup;
-    std::string ip;
+    IpAddress ip;
     std::unique_ptr<HttpProbe> request;
     std::int32_t echo = 0;
   };

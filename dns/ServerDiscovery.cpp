@@ -27,17 +27,15 @@ class Probes {
                 if (outcome.status == kIpSuccess) answered_.insert(number);
               }) {}
 
-  // False when nobody can be asked.
-  bool AskAll(const std::vector<std::string>& servers) {
-    if (echo_.Open() != 0) return false;
+  void AskAll(const std::vector<std::string>& servers) {
     echo_.SetAwaited();
     for (const std::string& server : servers) {
       Probe& probe = probes_.emplace_back();
       probe.server = server;
       const auto ip = ParseAddress(server);
-      if (ip && echo_.Send({ip->Bits()}, probe.number) == kIpSuccess) ++open_;
+      if (!ip || echo_.Open(*ip) != 0) continue;
+      if (echo_.Send({*ip}, probe.number) == kIpSuccess) ++open_;
     }
-    return true;
   }
 
   bool AllEnded() const { return open_ == 0; }
@@ -104,7 +102,8 @@ std::string DiscoverServerList(const CancelMark& mark, bool& complete) {
   std::vector<std::string> answering;
   Probes probes(mark);
   // A single server is the list, whatever it answers.
-  if (servers.size() > 1 && probes.AskAll(servers)) {
+  if (servers.size() > 1) {
+    probes.AskAll(servers);
     WaitUntil(mark, Now() + kEchoTime, [&] { return probes.AllEnded(); });
     answering = probes.Answering();
   }

@@ -1,18 +1,20 @@
 // Reads what an ICMP socket receives. The first byte chooses the form: a packet as a raw socket
 // gives it, the same with its ICMP checksum made right, an echo reply, or a request as an error
-// message quotes it. Short inputs are also read cut at every byte. Whatever is read lies within the
-// input.
+// message quotes it; and the last three of IPv6, whose checksums are the system's. Short inputs are
+// also read cut at every byte. Whatever is read lies within the input.
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <cstdlib>
 #include <optional>
 #include <span>
 
-#include "support/IcmpPacket.h"
+#include "platform/IcmpPacket.h"
 
 namespace {
 
 constexpr std::size_t kCutUpTo = 160;
+constexpr std::array<std::uint8_t, 16> kSender = {0xFE, 0x80, 0, 9};
 
 void MakeChecksumRight(netro::Bytes& packet) {
   const std::size_t header = packet.empty() ? 0 : 4U * (packet[0] & 0x0F);
@@ -41,16 +43,21 @@ void Check(const std::optional<netro::IcmpAnswer>& answer, std::span<const std::
 // A copy of exactly this size lets AddressSanitizer see a read past the end.
 void Read(std::uint8_t form, std::span<const std::uint8_t> input) {
   netro::Bytes bytes(input.begin(), input.end());
-  switch (form & 3) {
+  const auto family = (form & 4) != 0 ? netro::AddressFamily::IPv6 : netro::AddressFamily::IPv4;
+  switch (form & 7) {
     case 0:
       return Check(netro::ReadIcmpPacket(bytes), bytes);
     case 1:
       MakeChecksumRight(bytes);
       return Check(netro::ReadIcmpPacket(bytes), bytes);
     case 2:
-      return Check(netro::ReadEchoReply(bytes), bytes);
+    case 6:
+      return Check(netro::ReadEchoReply(family, bytes), bytes);
+    case 3:
+    case 7:
+      return Check(netro::ReadQuotedRequest(family, bytes), bytes);
     default:
-      return Check(netro::ReadQuotedRequest(bytes), bytes);
+      return Check(netro::ReadIcmp6Message(bytes, netro::IpAddress::V6(kSender, 1), 64), bytes);
   }
 }
 

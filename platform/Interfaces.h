@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/Address.h"
 #include "support/HardwareAddress.h"
 
 namespace netro {
@@ -34,6 +35,6 @@ struct NetworkInterface {
 std::int32_t ReadInterfaces(std::vector<NetworkInterface>& interfaces);
 
 /// The interface that has this address of its own; none also when the system does not tell.
-std::optional<NetworkInterface> InterfaceWithAddress(std::int32_t ip);
+std::optional<NetworkInterface> InterfaceWithAddress(const IpAddress& ip);
 
 }  // namespace netro

@@ -13,12 +13,8 @@ EchoExchange::EchoExchange(const CancelMark& mark)
         number_ = 0;
         outcome_ = outcome;
         mark_.Object()->Changed();
-      }) {}
-
-std::int32_t EchoExchange::Open() {
-  const std::int32_t error = echo_.Open();
-  if (error == 0) echo_.SetAwaited();
-  return error;
+      }) {
+  echo_.SetAwaited();
 }
 
 std::int32_t EchoExchange::Ask(const EchoRequest& request, std::chrono::milliseconds timeout,

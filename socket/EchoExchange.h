@@ -14,8 +14,9 @@ class EchoExchange {
  public:
   explicit EchoExchange(const CancelMark& mark);
 
-  /// Returns the error number; 10013 when the system allows this program no echo.
-  std::int32_t Open();
+  /// For addresses like this one. Returns the error number; 10013 when the system allows this
+  /// program no echo.
+  std::int32_t Open(const IpAddress& ip) { return echo_.Open(ip); }
   /// Sends one request and waits for its outcome; silence is one too (11010). Returns 0 or 9999.
   std::int32_t Ask(const EchoRequest& request, std::chrono::milliseconds timeout,
                    EchoOutcome& outcome);

@@ -94,12 +94,12 @@ void SocketCls::SetLookupResult(std::int32_t error) {
 }
 
 bool SocketCls::IsIPReachable(const std::string& IP) try {
-  const auto ip = ParseDotted(IP);
+  const auto ip = ParseAddress(IP);
   const BusyScope busy(call_);
   if (!ip || busy.Refused()) return false;
   EchoExchange exchange(CancelMark(module_, call_));
   EchoOutcome outcome;
-  return exchange.Open() == 0 && exchange.Ask({*ip}, kEchoTime, outcome) == 0 &&
+  return exchange.Open(*ip) == 0 && exchange.Ask({*ip}, kEchoTime, outcome) == 0 &&
          outcome.status == kIpSuccess;
 } catch (const std::bad_alloc&) {
   return false;

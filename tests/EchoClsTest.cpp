@@ -63,7 +63,7 @@ std::ptrdiff_t OpenDescriptors() {
 TEST(EchoWithoutSocket, AddressesThatAreNone) {
   EchoCls echo;
   EXPECT_EQ(echo.SocketUsed(), EchoSocketNone);
-  for (const char* ip : {"", "localhost", "1.2.3.256"}) {
+  for (const char* ip : {"", "localhost", "1.2.3.256", "::g", "[::1]", "fe80::1%nowhere"}) {
     EXPECT_EQ(echo.Send(ip), 0) << ip;
     EXPECT_EQ(echo.LastErr(), 10022);
     EXPECT_EQ(echo.LastErrMsg(), ICMPCls().GetICMPError(10022));
@@ -78,9 +78,11 @@ TEST(EchoWithoutSocket, WithoutPermission) {
   const WithoutRawSockets without;
   if (EchoIsPermitted()) GTEST_SKIP() << "the system allows every program an echo";
   EchoCls echo;
-  EXPECT_EQ(echo.Send("127.0.0.1"), 0);
-  EXPECT_EQ(echo.LastErr(), -10001);
-  EXPECT_EQ(echo.LastErrMsg(), "Can not create ICMP handle");
+  for (const char* ip : {"127.0.0.1", "::1"}) {
+    EXPECT_EQ(echo.Send(ip), 0) << ip;
+    EXPECT_EQ(echo.LastErr(), -10001);
+    EXPECT_EQ(echo.LastErrMsg(), "Can not create ICMP handle");
+  }
   EXPECT_EQ(echo.SocketUsed(), EchoSocketNone);
 }
 
@@ -194,10 +196,14 @@ TEST_F(Echoes, RefusalsToSendAreRepliesToo) {
       {echo_->Send("127.0.0.1", 256), 11050},
       {echo_->Send("127.0.0.1", 0, 65'508), 11009},
       {echo_->Send("127.0.0.1", 255, 65'507), 0},
-      {echo_->Send("127.0.0.1", 0, -1), 0}};
-  EXPECT_EQ(expected.size(), 5u);
+      {echo_->Send("127.0.0.1", 0, -1), 0},
+      {echo_->Send("::1", 256), 11050},
+      {echo_->Send("::1", 0, 65'508), 11009},
+      {echo_->Send("::1", 255, 65'507), 0},
+      {echo_->Send("fe80::1"), 11050}};
+  EXPECT_EQ(expected.size(), 9u);
   EXPECT_TRUE(replies_.seen.empty());
-  ASSERT_TRUE(PumpUntilReplies(5));
+  ASSERT_TRUE(PumpUntilReplies(9));
   for (const ReplySeen& reply : replies_.seen) {
     EXPECT_EQ(reply.status, expected.at(reply.id)) << reply.id;
     EXPECT_EQ(reply.host.empty(), reply.status != 0);

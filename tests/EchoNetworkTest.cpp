@@ -1,6 +1,6 @@
-// Echo sockets of both kinds in network namespaces: a scripted peer that answers with every message
-// there is, right and wrong; and four hosts in a row. Skipped where the system has no namespaces
-// for this user; the test low_ports then runs them.
+// Echo sockets of both kinds and both families in network namespaces: a scripted peer that answers
+// with every message there is, right and wrong; and four hosts in a row. Skipped where the system
+// has no namespaces for this user; the test low_ports then runs them.
 
 #include <gtest/gtest.h>
 #include <netro/EchoCls.h>
@@ -12,6 +12,7 @@
 #include <memory>
 #include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include "EchoNetworks.h"
@@ -54,8 +55,13 @@ class Hops : public ICMPClsEvents {
   std::size_t cancelAt = 0;
 };
 
-// The parameter: the kind of socket that the system grants.
-class BothKinds : public testing::TestWithParam<EchoSocketEnum> {
+// The kind of socket that the system grants, and the family of the hosts that are asked.
+struct Way {
+  EchoSocketEnum kind;
+  bool v6;
+};
+
+class BothKinds : public testing::TestWithParam<Way> {
  protected:
   // Sends one request and waits for its outcome.
   Outcomes::Outcome Ask(const std::string& ip, std::int32_t ttl = 0, std::int32_t size = 32,
@@ -64,17 +70,23 @@ class BothKinds : public testing::TestWithParam<EchoSocketEnum> {
     Outcomes outcomes;
     echo.Events(&outcomes);
     EXPECT_NE(echo.Send(ip, ttl, size, timeout), 0) << echo.LastErrMsg();
-    EXPECT_EQ(echo.SocketUsed(), GetParam());
+    EXPECT_EQ(echo.SocketUsed(), GetParam().kind);
     EXPECT_TRUE(PumpUntil([&] { return echo.Pending() == 0; }));
     EXPECT_EQ(outcomes.seen.size(), 1u);
     return outcomes.seen.empty() ? Outcomes::Outcome{"none", -1, -1} : outcomes.seen[0];
   }
 
-  bool GrantKind() const { return GetParam() == EchoSocketRaw || OwnNetwork::AllowEcho(); }
+  bool GrantKind() const { return GetParam().kind == EchoSocketRaw || OwnNetwork::AllowEcho(); }
 };
 
-std::string KindName(const testing::TestParamInfo<EchoSocketEnum>& kind) {
-  return kind.param == EchoSocketRaw ? "Raw" : "Datagram";
+const Way kWays[] = {{EchoSocketRaw, false},
+                     {EchoSocketDatagram, false},
+                     {EchoSocketRaw, true},
+                     {EchoSocketDatagram, true}};
+
+std::string WayName(const testing::TestParamInfo<Way>& way) {
+  return std::string(way.param.kind == EchoSocketRaw ? "Raw" : "Datagram") +
+         (way.param.v6 ? "IPv6" : "");
 }
 
 // --- a scripted peer on loopback -----------------------------------------------------------------
@@ -84,45 +96,73 @@ class EchoPeerTest : public BothKinds {
   void SetUp() override {
     if (!network_.IsMade()) GTEST_SKIP() << "no network namespaces can be made here";
     ASSERT_TRUE(OwnNetwork::Set("icmp_echo_ignore_all", "1") && GrantKind());
+    ASSERT_TRUE(OwnNetwork::Set("icmp/echo_ignore_all", "1", "ipv6"));
+    ASSERT_TRUE(OwnNetwork::Ip("route add local fd00::/64 dev lo\n"));
+  }
+
+  // One of the hosts that the peer answers for.
+  std::string Host(int number, int network = 0) const {
+    const std::string host = std::to_string(number), net = std::to_string(network);
+    if (!GetParam().v6) return "127.0." + net + "." + host;
+    return network == 0 ? "fd00::" + host : "fd00::" + net + ":" + host;
+  }
+  EchoPeer Peer(EchoPeer::Answer answer) const {
+    return EchoPeer(std::move(answer), GetParam().v6);
+  }
+  // The words of a host or a router about a request, of either family alike.
+  static std::string Unreachable(const std::string& from, const EchoPeer::Request& request) {
+    return EchoPeer::Error(request.IsIPv6() ? 1 : 3, request.IsIPv6() ? 3 : 1, from, request);
+  }
+  static std::string Expired(const std::string& from, const EchoPeer::Request& request) {
+    return EchoPeer::Error(request.IsIPv6() ? 3 : 11, 0, from, request);
   }
 
   OwnNetwork network_;
 };
 
 TEST_P(EchoPeerTest, RequestsAndReplies) {
-  EchoPeer peer([](const EchoPeer::Request& request) { return Packets{EchoPeer::Reply(request)}; });
-  for (const std::int32_t size : {0, 1, 8, 32, 1000, 65'507}) {
-    const auto outcome = Ask("127.0.0.5", 77, size);
-    EXPECT_EQ(outcome.host, "127.0.0.5");
+  auto peer =
+      Peer([](const EchoPeer::Request& request) { return Packets{EchoPeer::Reply(request)}; });
+  // The peer's packets must fit the interface as they are.
+  for (const std::int32_t size : {0, 1, 8, 32, 1000, GetParam().v6 ? 65'488 : 65'507}) {
+    const auto outcome = Ask(Host(5), 77, size);
+    EXPECT_EQ(outcome.host, Host(5));
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.ttl, 64);
     const auto requests = peer.Received();
     ASSERT_FALSE(requests.empty());
     EXPECT_EQ(requests.back().ttl, 77);
-    EXPECT_EQ(requests.back().destination, "127.0.0.5");
+    EXPECT_EQ(requests.back().destination, Host(5));
     EXPECT_EQ(requests.back().data.size(), static_cast<std::size_t>(size));
   }
 }
 
 TEST_P(EchoPeerTest, EveryErrorHasItsStatus) {
   struct {
+    bool v6;
     int type;
     int code;
     std::int32_t status;
   } const cases[] = {
-      {3, 0, 11002},  {3, 1, 11003},  {3, 2, 11004}, {3, 3, 11005},  {3, 4, 11009},  {3, 5, 11012},
-      {3, 6, 11002},  {3, 7, 11003},  {3, 8, 11003}, {3, 9, 11002},  {3, 10, 11003}, {3, 11, 11002},
-      {3, 12, 11003}, {3, 13, 11003}, {4, 0, 11016}, {11, 0, 11013}, {11, 1, 11014}, {12, 0, 11015},
+      {false, 3, 0, 11002},  {false, 3, 1, 11003},  {false, 3, 2, 11004},  {false, 3, 3, 11005},
+      {false, 3, 4, 11009},  {false, 3, 5, 11012},  {false, 3, 6, 11002},  {false, 3, 7, 11003},
+      {false, 3, 8, 11003},  {false, 3, 9, 11002},  {false, 3, 10, 11003}, {false, 3, 11, 11002},
+      {false, 3, 12, 11003}, {false, 3, 13, 11003}, {false, 4, 0, 11016},  {false, 11, 0, 11013},
+      {false, 11, 1, 11014}, {false, 12, 0, 11015}, {true, 1, 0, 11002},   {true, 1, 1, 11003},
+      {true, 1, 2, 11003},   {true, 1, 3, 11003},   {true, 1, 4, 11005},   {true, 1, 5, 11003},
+      {true, 1, 6, 11002},   {true, 1, 7, 11003},   {true, 2, 0, 11009},   {true, 3, 0, 11013},
+      {true, 3, 1, 11014},   {true, 4, 0, 11015},   {true, 4, 1, 11004},
   };
   for (const auto& c : cases) {
+    if (c.v6 != GetParam().v6) continue;
     // A datagram socket does not learn of reassembly: the system keeps that to itself.
-    if (c.status == 11014 && GetParam() == EchoSocketDatagram) continue;
-    EchoPeer peer([&](const EchoPeer::Request& request) {
-      return Packets{EchoPeer::Error(c.type, c.code, "127.0.0.99", request)};
+    if (c.status == 11014 && !c.v6 && GetParam().kind == EchoSocketDatagram) continue;
+    auto peer = Peer([&](const EchoPeer::Request& request) {
+      return Packets{EchoPeer::Error(c.type, c.code, Host(99), request)};
     });
-    const auto outcome = Ask("127.0.1." + std::to_string(c.type * 16 + c.code));
+    const auto outcome = Ask(Host(c.type * 16 + c.code, 1));
     EXPECT_EQ(outcome.status, c.status) << c.type << "/" << c.code;
-    EXPECT_EQ(outcome.host, "127.0.0.99");
+    EXPECT_EQ(outcome.host, Host(99)) << c.type << "/" << c.code;
     EXPECT_EQ(outcome.ttl, 64);
   }
 }
@@ -130,114 +170,113 @@ TEST_P(EchoPeerTest, EveryErrorHasItsStatus) {
 // Each stranger comes before the right reply, which ends the request with a TTL of its own.
 TEST_P(EchoPeerTest, StrangersDoNotCount) {
   using Request = EchoPeer::Request;
-  const auto reply = [](const std::string& source, int identifier, int sequence,
-                        const std::string& data) {
-    peers::IpFields fields;
-    fields.source = source;
-    fields.destination = "127.0.0.1";
-    return peers::IpBytes(fields, peers::EchoMessage(0, identifier, sequence, data));
+  const auto flip = [](std::string& bytes, std::size_t at) {
+    bytes[at] = static_cast<char>(bytes[at] ^ 1);
+  };
+  const auto errorAbout = [&](Request request, std::size_t changed) {
+    flip(request.packet, changed);
+    return Unreachable(Host(9), request);
   };
   struct {
     const char* what;
-    std::function<std::string(const Request&)> packet;
+    std::function<std::string(Request)> packet;
   } const strangers[] = {
       {"another source",
-       [&](const Request& r) { return reply("127.0.0.9", r.identifier, r.sequence, r.data); }},
+       [&](Request r) {
+         r.destination = Host(9);
+         return EchoPeer::Reply(r);
+       }},
       {"another identifier",
-       [&](const Request& r) {
-         return reply(r.destination, r.identifier ^ 1, r.sequence, r.data);
+       [&](Request r) {
+         r.identifier ^= 1;
+         return EchoPeer::Reply(r);
        }},
       {"another sequence number",
-       [&](const Request& r) {
-         return reply(r.destination, r.identifier, r.sequence ^ 1, r.data);
+       [&](Request r) {
+         r.sequence ^= 1;
+         return EchoPeer::Reply(r);
        }},
       {"other data",
-       [&](const Request& r) {
-         std::string data = r.data;
-         data.back() = static_cast<char>(data.back() ^ 1);
-         return reply(r.destination, r.identifier, r.sequence, data);
+       [&](Request r) {
+         flip(r.data, r.data.size() - 1);
+         return EchoPeer::Reply(r);
        }},
       {"less data",
-       [&](const Request& r) {
-         return reply(r.destination, r.identifier, r.sequence, r.data.substr(1));
+       [&](Request r) {
+         r.data.erase(0, 1);
+         return EchoPeer::Reply(r);
        }},
       {"more data",
-       [&](const Request& r) {
-         return reply(r.destination, r.identifier, r.sequence, r.data + r.data);
+       [&](Request r) {
+         r.data += r.data;
+         return EchoPeer::Reply(r);
        }},
       {"a wrong checksum",
-       [](const Request& r) {
+       [&](Request r) {
          std::string packet = EchoPeer::Reply(r);
-         packet[22] = static_cast<char>(packet[22] ^ 1);
+         flip(packet, r.HeaderSize() + 2);
          return packet;
        }},
-      {"a redirect", [](const Request& r) { return EchoPeer::Error(5, 1, "127.0.0.9", r); }},
-      {"an error about another host",
-       [](const Request& r) {
-         Request other = r;
-         other.packet[19] = static_cast<char>(other.packet[19] ^ 1);
-         return EchoPeer::Error(3, 1, "127.0.0.9", other);
+      {"a redirect",
+       [&](Request r) {
+         return r.IsIPv6() ? EchoPeer::Error(137, 0, Host(9), r)
+                           : EchoPeer::Error(5, 1, Host(9), r);
        }},
+      {"an error about another host", [&](Request r) { return errorAbout(r, r.HeaderSize() - 1); }},
       {"an error about another request",
-       [](const Request& r) {
-         Request other = r;
-         other.packet[27] = static_cast<char>(other.packet[27] ^ 1);
-         return EchoPeer::Error(3, 1, "127.0.0.9", other);
-       }},
+       [&](Request r) { return errorAbout(r, r.HeaderSize() + 7); }},
       {"an error about another program's request",
-       [](const Request& r) {
-         Request other = r;
-         other.packet[25] = static_cast<char>(other.packet[25] ^ 1);
-         return EchoPeer::Error(3, 1, "127.0.0.9", other);
-       }},
+       [&](Request r) { return errorAbout(r, r.HeaderSize() + 5); }},
       {"an error that quotes too little",
-       [](const Request& r) {
-         Request other = r;
-         other.packet.resize(20 + 7);
-         return EchoPeer::Error(3, 1, "127.0.0.9", other);
+       [&](Request r) {
+         r.packet.resize(r.HeaderSize() + 7);
+         return Unreachable(Host(9), r);
        }},
   };
   for (const auto& stranger : strangers) {
-    EchoPeer peer([&](const Request& request) {
+    auto peer = Peer([&](const EchoPeer::Request& request) {
       std::string right = EchoPeer::Reply(request);
-      right[8] = 99;
+      right[request.IsIPv6() ? 7 : 8] = 99;
       return Packets{stranger.packet(request), right};
     });
-    const auto outcome = Ask("127.0.0.5");
+    const auto outcome = Ask(Host(5));
     EXPECT_EQ(outcome.status, 0) << stranger.what;
-    EXPECT_EQ(outcome.host, "127.0.0.5") << stranger.what;
+    EXPECT_EQ(outcome.host, Host(5)) << stranger.what;
     EXPECT_EQ(outcome.ttl, 99) << stranger.what;
   }
 }
 
 TEST_P(EchoPeerTest, OptionsAreSteppedOver) {
-  const std::string options(12, '\x01');
-  EchoPeer peer([&](const EchoPeer::Request& request) {
+  const bool v6 = GetParam().v6;
+  // Of IPv6 destination options.
+  const std::string options = v6 ? std::string("\x3A\0\1\4\0\0\0\0", 8) : std::string(12, '\x01');
+  auto peer = Peer([&](const EchoPeer::Request& request) {
     std::string quoted = request.packet;
-    quoted.insert(20, options);
-    quoted[0] = 0x48;
+    quoted.insert(request.HeaderSize(), options);
+    quoted[v6 ? 6 : 0] = v6 ? 60 : 0x48;
     peers::IpFields fields;
-    fields.source = "127.0.0.99";
-    fields.destination = "127.0.0.1";
+    fields.source = Host(99);
+    fields.destination = request.source;
+    fields.protocol = v6 ? 60 : 1;
     fields.options = options;
-    return Packets{peers::IpBytes(fields, peers::IcmpErrorMessage(11, 0, quoted))};
+    return Packets{peers::IpBytes(fields, peers::IcmpErrorMessage(v6 ? 3 : 11, 0, quoted))};
   });
-  const auto outcome = Ask("127.0.0.5");
+  const auto outcome = Ask(Host(5));
   EXPECT_EQ(outcome.status, 11013);
-  EXPECT_EQ(outcome.host, "127.0.0.99");
+  EXPECT_EQ(outcome.host, Host(99));
 }
 
 TEST_P(EchoPeerTest, OneReplyEach) {
-  EchoPeer peer([&](const EchoPeer::Request& request) {
+  auto peer = Peer([&](const EchoPeer::Request& request) {
     return Packets{EchoPeer::Reply(request), EchoPeer::Reply(request),
-                   EchoPeer::Error(3, 1, "127.0.0.9", request)};
+                   Unreachable(Host(9), request)};
   });
   EchoCls echo;
   Outcomes outcomes;
   echo.Events(&outcomes);
-  for (int i = 1; i <= 100; ++i) echo.Send("127.0.0." + std::to_string(i));
+  for (int i = 1; i <= 100; ++i) echo.Send(Host(i));
   ASSERT_TRUE(PumpUntil([&] { return echo.Pending() == 0; }));
-  for (int i = 1; i <= 100; ++i) EXPECT_EQ(Ask("127.0.1.1").status, 0);
+  for (int i = 1; i <= 100; ++i) EXPECT_EQ(Ask(Host(1, 1)).status, 0);
   MessageLoop::ForThisThread().PumpMessages();
   EXPECT_EQ(outcomes.seen.size(), 100u);
 }
@@ -245,20 +284,20 @@ TEST_P(EchoPeerTest, OneReplyEach) {
 // A reply that comes when nobody waits any more is not taken for that of the next request.
 TEST_P(EchoPeerTest, LateRepliesAreIgnored) {
   std::string late;
-  EchoPeer peer([&](const EchoPeer::Request& request) {
+  auto peer = Peer([&](const EchoPeer::Request& request) {
     if (late.empty()) {
       late = EchoPeer::Reply(request);
       return Packets{};
     }
-    return Packets{late, EchoPeer::Error(3, 1, "127.0.0.9", request)};
+    return Packets{late, Unreachable(Host(9), request)};
   });
   EchoCls echo;
   Outcomes outcomes;
   echo.Events(&outcomes);
-  const std::int32_t first = echo.Send("127.0.0.5", 0, 32, 60'000);
+  const std::int32_t first = echo.Send(Host(5), 0, 32, 60'000);
   ASSERT_TRUE(PumpUntil([&] { return peer.Received().size() == 1; }));
   echo.Cancel(first);
-  echo.Send("127.0.0.5");
+  echo.Send(Host(5));
   ASSERT_TRUE(PumpUntil([&] { return echo.Pending() == 0; }));
   ASSERT_EQ(outcomes.seen.size(), 1u);
   EXPECT_EQ(outcomes.seen[0].status, 11003);
@@ -266,15 +305,15 @@ TEST_P(EchoPeerTest, LateRepliesAreIgnored) {
 
 // Errors that come while others are sent are told by the system at the next call, whichever it is.
 TEST_P(EchoPeerTest, ErrorsOfSomeDoNotStopTheOthers) {
-  EchoPeer peer([](const EchoPeer::Request& request) {
+  auto peer = Peer([&](const EchoPeer::Request& request) {
     return Packets{request.sequence % 2 == 0 ? EchoPeer::Reply(request)
-                                             : EchoPeer::Error(3, 1, "127.0.0.99", request)};
+                                             : Unreachable(Host(99), request)};
   });
   EchoCls echo;
   Outcomes outcomes;
   echo.Events(&outcomes);
   for (int i = 0; i < 200; ++i) {
-    echo.Send("127.0.2." + std::to_string(i + 1));
+    echo.Send(Host(i + 1, 2));
     ASSERT_TRUE(
         PumpUntil([&] { return peer.Received().size() == static_cast<std::size_t>(i) + 1; }));
   }
@@ -289,11 +328,12 @@ TEST_P(EchoPeerTest, ErrorsOfSomeDoNotStopTheOthers) {
 }
 
 TEST_P(EchoPeerTest, AnErrorEndsThePing) {
-  EchoPeer peer([](const EchoPeer::Request& request) {
-    return Packets{EchoPeer::Error(3, 3, "127.0.0.99", request)};
+  auto peer = Peer([&](const EchoPeer::Request& request) {
+    return Packets{
+        EchoPeer::Error(request.IsIPv6() ? 1 : 3, request.IsIPv6() ? 4 : 3, Host(99), request)};
   });
   ICMPCls icmp;
-  EXPECT_EQ(icmp.PingHost("127.0.0.5"), -11005);
+  EXPECT_EQ(icmp.PingHost(Host(5)), -11005);
   EXPECT_EQ(icmp.LastErr(), -11005);
   EXPECT_EQ(icmp.LastErrMsg(), "Destination Port Not Reachable");
 }
@@ -301,37 +341,37 @@ TEST_P(EchoPeerTest, AnErrorEndsThePing) {
 // The destination itself may answer with an error: that is where the way ends.
 TEST_P(EchoPeerTest, ATraceEndsAtTheDestination) {
   EchoPeer::Request second;
-  EchoPeer peer([&](const EchoPeer::Request& request) {
-    if (request.ttl == 1) return Packets{EchoPeer::Error(11, 0, "127.0.0.91", request)};
+  auto peer = Peer([&](const EchoPeer::Request& request) {
+    if (request.ttl == 1) return Packets{Expired(Host(91), request)};
     if (request.ttl == 2) {
       second = request;
       return Packets{};
     }
-    if (request.ttl == 3) return Packets{EchoPeer::Error(11, 0, "127.0.0.92", second)};  // too late
-    if (request.ttl == 4) return Packets{EchoPeer::Error(3, 13, "127.0.0.94", request)};
-    return Packets{EchoPeer::Error(3, 2, request.destination, request)};
+    if (request.ttl == 3) return Packets{Expired(Host(92), second)};  // too late
+    if (request.ttl == 4) return Packets{Unreachable(Host(94), request)};
+    return Packets{EchoPeer::Error(request.IsIPv6() ? 4 : 3, request.IsIPv6() ? 1 : 2,
+                                   request.destination, request)};
   });
   ICMPCls icmp;
   Hops hops;
   icmp.Events(&hops);
   icmp.TRTimeout(200);
-  EXPECT_TRUE(icmp.TraceRt("127.0.0.5"));
+  EXPECT_TRUE(icmp.TraceRt(Host(5)));
   const std::vector<std::pair<std::string, std::int32_t>> expected = {
-      {"127.0.0.91", 11013}, {"", 11010}, {"", 11010}, {"127.0.0.94", 11003}, {"127.0.0.5", 11004}};
+      {Host(91), 11013}, {"", 11010}, {"", 11010}, {Host(94), 11003}, {Host(5), 11004}};
   EXPECT_EQ(hops.seen, expected);
   EXPECT_EQ(icmp.TRHopCount(), 5);
 
   const std::size_t before = peer.Received().size();
   hops.seen.clear();
   hops.cancelAt = 1;
-  EXPECT_FALSE(icmp.TraceRt("127.0.0.5"));
+  EXPECT_FALSE(icmp.TraceRt(Host(5)));
   EXPECT_EQ(icmp.LastErr(), 9999);
   EXPECT_TRUE(icmp.TRCanceled());
   EXPECT_EQ(peer.Received().size(), before + 1) << "no further probe";
 }
 
-INSTANTIATE_TEST_SUITE_P(EchoNetwork, EchoPeerTest,
-                         testing::Values(EchoSocketRaw, EchoSocketDatagram), KindName);
+INSTANTIATE_TEST_SUITE_P(EchoNetwork, EchoPeerTest, testing::ValuesIn(kWays), WayName);
 
 // --- four hosts in a row -------------------------------------------------------------------------
 
@@ -342,11 +382,17 @@ class EchoRoute : public BothKinds {
     ASSERT_TRUE(GrantKind() && FourHosts::AwaitWay());
   }
 
+  // The address of the same host in the family that is asked.
+  std::string Host(const char* v4, const char* v6) const { return GetParam().v6 ? v6 : v4; }
+  std::string Family() const { return GetParam().v6 ? "ipv6" : "ipv4"; }
+  const std::string b_ = Host("10.3.0.2", "fd03::2");
+
   FourHosts hosts_;
 };
 
 TEST_P(EchoRoute, EachRouterIsAHop) {
-  const std::vector<std::string> way = {"10.1.0.2", "10.2.0.2", "10.3.0.2"};
+  const std::vector<std::string> way = {Host("10.1.0.2", "fd01::2"), Host("10.2.0.2", "fd02::2"),
+                                        b_};
   for (std::size_t length = 1; length <= way.size(); ++length) {
     ICMPCls icmp;
     Hops hops;
@@ -364,17 +410,22 @@ TEST_P(EchoRoute, EachRouterIsAHop) {
 // A router of this system says so five times at once, then once a second.
 TEST_P(EchoRoute, RoutersThatGoNoFurther) {
   struct {
+    bool v6;
     const char* ip;
     const char* from;
     std::int32_t status;
   } const cases[] = {
-      {"10.9.1.1", "10.2.0.2", 11003},  // unreachable
-      {"10.9.2.1", "10.2.0.2", 11003},  // prohibited
-      {"10.9.4.1", "10.2.0.2", 11002},  // no route there
-      {"10.8.0.1", "10.1.0.2", 11002},  // nor here
-      {"10.9.3.1", "", 11010},          // black hole
+      {false, "10.9.1.1", "10.2.0.2", 11003},  // unreachable
+      {false, "10.9.2.1", "10.2.0.2", 11003},  // prohibited
+      {false, "10.9.4.1", "10.2.0.2", 11002},  // no route there
+      {false, "10.8.0.1", "10.1.0.2", 11002},  // nor here
+      {false, "10.9.3.1", "", 11010},          // black hole
+      {true, "fd09:0:1::1", "fd02::2", 11002}, {true, "fd09:0:2::1", "fd02::2", 11003},
+      {true, "fd09:0:4::1", "fd02::2", 11002}, {true, "fd08::1", "fd01::2", 11002},
+      {true, "fd09:0:3::1", "", 11010},
   };
   for (const auto& c : cases) {
+    if (c.v6 != GetParam().v6) continue;
     const auto outcome = Ask(c.ip, 0, 32, *c.from == 0 ? 200 : 5000);
     EXPECT_EQ(outcome.status, c.status) << c.ip;
     EXPECT_EQ(outcome.host, c.from) << c.ip;
@@ -383,24 +434,26 @@ TEST_P(EchoRoute, RoutersThatGoNoFurther) {
 
 TEST_P(EchoRoute, NoRouteOfOurOwn) {
   ASSERT_TRUE(OwnNetwork::Ip(
-      "route del default\nroute add unreachable 10.66.0.0/16\nroute add prohibit 10.67.0.0/16\n"));
-  EXPECT_EQ(Ask("10.3.0.2").status, 11002);
-  EXPECT_EQ(Ask("10.66.0.1").status, 11003);
-  EXPECT_EQ(Ask("10.67.0.1").status, 11050);
-  EXPECT_EQ(ICMPCls().PingHost("10.3.0.2"), -11002);
+      "route del default\nroute del default via fd01::2\nroute add unreachable 10.66.0.0/16\n"
+      "route add prohibit 10.67.0.0/16\nroute add unreachable fd66::/16\n"
+      "route add prohibit fd67::/16\n"));
+  EXPECT_EQ(Ask(b_).status, 11002);
+  EXPECT_EQ(Ask(Host("10.66.0.1", "fd66::1")).status, 11003);
+  EXPECT_EQ(Ask(Host("10.67.0.1", "fd67::1")).status, 11050);
+  EXPECT_EQ(ICMPCls().PingHost(b_), -11002);
   ICMPCls icmp;
   Hops hops;
   icmp.Events(&hops);
   icmp.TRMaxHops(2);
-  EXPECT_TRUE(icmp.TraceRt("10.3.0.2"));
+  EXPECT_TRUE(icmp.TraceRt(b_));
   EXPECT_EQ(hops.seen, (std::vector<std::pair<std::string, std::int32_t>>(2, {"", 11002})));
 }
 
 TEST_P(EchoRoute, AnAbsentNeighbour) {
-  ASSERT_TRUE(OwnNetwork::Set("neigh/toR1/retrans_time_ms", "10"));
-  const auto outcome = Ask("10.1.0.77");
+  ASSERT_TRUE(OwnNetwork::Set("neigh/toR1/retrans_time_ms", "10", Family()));
+  const auto outcome = Ask(Host("10.1.0.77", "fd01::77"));
   EXPECT_EQ(outcome.status, 11003);
-  EXPECT_EQ(outcome.host, "10.1.0.1") << "this host says so itself";
+  EXPECT_EQ(outcome.host, Host("10.1.0.1", "fd01::1")) << "this host says so itself";
 }
 
 // Packets to absent neighbours fill the system's buffer for as long as it asks for them.
@@ -410,12 +463,13 @@ TEST_P(EchoRoute, RequestsWaitForRoomInTheBuffer) {
     std::int32_t timeout, status;
   } const cases[] = {{"1", 4000, 0}, {"1000", 50, 11006}};
   for (const auto& c : cases) {
-    ASSERT_TRUE(OwnNetwork::Set("neigh/toR1/retrans_time_ms", c.retryMilliSeconds));
+    ASSERT_TRUE(OwnNetwork::Set("neigh/toR1/retrans_time_ms", c.retryMilliSeconds, Family()));
     EchoCls echo;
     Outcomes outcomes;
     echo.Events(&outcomes);
-    for (int i = 3; i < 253; ++i) echo.Send("10.1.0." + std::to_string(i), 0, 60'000, c.timeout);
-    const std::int32_t last = echo.Send("10.1.0.2", 0, 60'000, c.timeout);
+    for (int i = 3; i < 253; ++i)
+      echo.Send(Host("10.1.0.", "fd01::") + std::to_string(i), 0, 60'000, c.timeout);
+    const std::int32_t last = echo.Send(Host("10.1.0.2", "fd01::2"), 0, 60'000, c.timeout);
     const auto isLast = [&](const auto& outcome) { return outcome.id == last; };
     ASSERT_TRUE(PumpUntil([&] { return std::ranges::any_of(outcomes.seen, isLast); }));
     EXPECT_EQ(std::ranges::find_if(outcomes.seen, isLast)->status, c.status);
@@ -424,12 +478,12 @@ TEST_P(EchoRoute, RequestsWaitForRoomInTheBuffer) {
 
 // The first packet that is too long for the way is refused; then the system knows, and cuts.
 TEST_P(EchoRoute, ANarrowWay) {
-  ASSERT_TRUE(hosts_.IpAt(hosts_.R2(), "link set toB mtu 1000\n"));
-  ASSERT_TRUE(hosts_.IpAt(hosts_.B(), "link set toR2 mtu 1000\n"));
+  ASSERT_TRUE(hosts_.IpAt(hosts_.R2(), "link set toB mtu 1300\n"));
+  ASSERT_TRUE(hosts_.IpAt(hosts_.B(), "link set toR2 mtu 1300\n"));
   ICMPCls icmp;
-  icmp.PingPacketSize(1200);
-  EXPECT_EQ(icmp.PingHost("10.3.0.2"), -11009);
-  EXPECT_GE(icmp.PingHost("10.3.0.2"), 0);
+  icmp.PingPacketSize(1400);
+  EXPECT_EQ(icmp.PingHost(b_), -11009);
+  EXPECT_GE(icmp.PingHost(b_), 0);
 }
 
 TEST_P(EchoRoute, AllHopsAtOnce) {
@@ -437,18 +491,52 @@ TEST_P(EchoRoute, AllHopsAtOnce) {
   Outcomes outcomes;
   echo.Events(&outcomes);
   for (std::int32_t ttl = 1; ttl <= 5; ++ttl) {
-    for (int probe = 0; probe < 3; ++probe) EXPECT_NE(echo.Send("10.3.0.2", ttl), 0);
+    for (int probe = 0; probe < 3; ++probe) EXPECT_NE(echo.Send(b_, ttl), 0);
   }
   ASSERT_TRUE(PumpUntil([&] { return echo.Pending() == 0; }));
   std::map<std::tuple<std::string, std::int32_t, std::int32_t>, int> counts;
   for (const auto& outcome : outcomes.seen) ++counts[{outcome.host, outcome.status, outcome.ttl}];
-  const decltype(counts) expected = {
-      {{"10.1.0.2", 11013, 64}, 3}, {{"10.2.0.2", 11013, 63}, 3}, {{"10.3.0.2", 0, 62}, 9}};
+  const decltype(counts) expected = {{{Host("10.1.0.2", "fd01::2"), 11013, 64}, 3},
+                                     {{Host("10.2.0.2", "fd02::2"), 11013, 63}, 3},
+                                     {{b_, 0, 62}, 9}};
   EXPECT_EQ(counts, expected);
 }
 
-INSTANTIATE_TEST_SUITE_P(EchoNetwork, EchoRoute, testing::Values(EchoSocketRaw, EchoSocketDatagram),
-                         KindName);
+INSTANTIATE_TEST_SUITE_P(EchoNetwork, EchoRoute, testing::ValuesIn(kWays), WayName);
+
+class EchoRoute6 : public EchoRoute {};
+
+// A link-local address is one of its link.
+TEST_P(EchoRoute6, LinkLocalHosts) {
+  ASSERT_TRUE(hosts_.IpAt(hosts_.R1(), "address add fe80::99/64 dev toA\n"));
+  const auto outcome = Ask("fe80::99%toR1");
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.host, "fe80::99%toR1");
+  ASSERT_TRUE(OwnNetwork::Set("neigh/toR1/retrans_time_ms", "10", "ipv6"));
+  EXPECT_EQ(Ask("fe80::77%toR1").status, 11003) << "nobody has it";
+  EXPECT_EQ(Ask("fe80::99").status, 11050) << "on which link?";
+}
+
+// One object asks hosts of both families.
+TEST_P(EchoRoute6, BothFamiliesAtOnce) {
+  EchoCls echo;
+  Outcomes outcomes;
+  echo.Events(&outcomes);
+  std::map<std::int32_t, std::string> asked;
+  for (int i = 0; i < 100; ++i) {
+    for (const char* ip : {"10.3.0.2", "fd03::2"}) asked[echo.Send(ip)] = ip;
+  }
+  ASSERT_TRUE(PumpUntil([&] { return echo.Pending() == 0; }));
+  ASSERT_EQ(outcomes.seen.size(), 200u);
+  for (const auto& outcome : outcomes.seen) {
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.host, asked[outcome.id]);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(EchoNetwork, EchoRoute6,
+                         testing::Values(Way{EchoSocketRaw, true}, Way{EchoSocketDatagram, true}),
+                         WayName);
 
 }  // namespace
 }  // namespace netro

@@ -230,7 +230,7 @@ class IcmpEcho : public Icmp {
 };
 
 TEST_F(IcmpEcho, LoopbackAnswers) {
-  for (const char* host : {"127.0.0.1", "127.200.100.50", "localhost"}) {
+  for (const char* host : {"127.0.0.1", "127.200.100.50", "localhost", "::1"}) {
     const std::int32_t time = icmp_->PingHost(host);
     EXPECT_GE(time, 0) << host;
     EXPECT_LE(time, 5000) << host;
@@ -239,10 +239,34 @@ TEST_F(IcmpEcho, LoopbackAnswers) {
   }
 }
 
+TEST_F(IcmpEcho, TheFamilyIsTheCallers) {
+  const struct {
+    AddressPreferenceEnum preference;
+    const char* host;
+    const char* answers;  // empty: it has no such address
+  } cases[] = {{preferIPv4, "localhost", "127.0.0.1"},
+               {onlyIPv4, "localhost", "127.0.0.1"},
+               {preferIPv6, "localhost", "::1"},
+               {onlyIPv6, "localhost", "::1"},
+               {preferIPv4, "::1", "::1"},
+               {preferIPv6, "127.0.0.1", "127.0.0.1"},
+               {onlyIPv4, "::1", ""},
+               {onlyIPv6, "127.0.0.1", ""}};
+  for (const auto& c : cases) {
+    hops_.seen.clear();
+    icmp_->AddressPreference(c.preference);
+    EXPECT_EQ(icmp_->TraceRt(c.host), *c.answers != 0) << c.preference << c.host;
+    EXPECT_EQ(icmp_->DNSLastErr(), *c.answers != 0 ? 0 : 11004);
+    EXPECT_EQ(icmp_->LastErr(), *c.answers != 0 ? 0 : -10000);
+    EXPECT_EQ(hops_.seen.empty() ? "" : hops_.seen[0].host, c.answers);
+  }
+}
+
 TEST_F(IcmpEcho, PacketsOfEverySize) {
   for (const std::int32_t size : {-1, 0, 1, 7, 8, 9, 32, 1500, 65'507}) {
     icmp_->PingPacketSize(size);
     EXPECT_GE(icmp_->PingHost("127.0.0.1"), 0) << size;
+    EXPECT_GE(icmp_->PingHost("::1"), 0) << size;
   }
   for (const std::int32_t size : {65'508, 2'147'483'647}) {
     icmp_->PingPacketSize(size);

@@ -3,14 +3,14 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "platform/Echo.h"
-#include "platform/Sockets.h"
-#include "support/IcmpPacket.h"
+#include "platform/IcmpPacket.h"
 #include "tests/peers/IcmpBytes.h"
 
 namespace netro {
@@ -25,62 +25,154 @@ using peers::IpFields;
 constexpr char kHere[] = "192.0.2.1";
 constexpr char kThere[] = "198.51.100.7";
 constexpr char kRouter[] = "203.0.113.9";
-const std::string kOptions = "\x07\x0B\x04"s + std::string(9, '\0');  // record route, and the end
+const std::string kRecordRoute = "\x07\x0B\x04"s + std::string(9, '\0');  // and the end
+
+// What may stand between an IP header and its message.
+struct Options {
+  int protocol;  // see IpFields
+  std::string bytes;
+};
+
+struct Family {
+  AddressFamily family;
+  std::string here, there, router;
+  int asks, replies, expired;  // types
+  std::size_t header;
+  std::vector<Options> options;
+};
+
+const Family kFamilies[] = {
+    {AddressFamily::IPv4,
+     kHere,
+     kThere,
+     kRouter,
+     8,
+     0,
+     11,
+     20,
+     {{1, ""}, {1, kRecordRoute}, {1, std::string(40, '\x01')}}},
+    {AddressFamily::IPv6,
+     "2001:db8::1",
+     "2001:db8:7::7",
+     "fe80::9",
+     128,
+     129,
+     3,
+     40,
+     // Destination options; hop-by-hop options, routing and a first fragment.
+     {{58, ""},
+      {60, "\x3A\x01\x01\x0C"s + std::string(12, '\0')},
+      {0, "\x2B\x00\x01\x04\0\0\0\0"s + "\x2C\x00\0\0\0\0\0\0"s + "\x3A\0\0\1\0\0\0\7"s}}},
+};
 
 std::span<const std::uint8_t> BytesOf(const std::string& text) {
   return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
 
-std::int32_t Ip(const std::string& dotted) { return ParseDotted(dotted).value_or(-1); }
+IpAddress Ip(const std::string& text) { return ParseAddress(text).value_or(IpAddress()); }
 
 IpFields From(const std::string& source, const std::string& destination,
-              const std::string& options = std::string()) {
+              const Options& options = {1, {}}) {
   IpFields fields;
   fields.source = source;
   fields.destination = destination;
-  fields.options = options;
+  fields.protocol = options.protocol;
+  fields.options = options.bytes;
   return fields;
 }
 
-// An error message of a router about a request from here to there.
-std::string ErrorPacket(const std::string& options, const std::string& quotedOptions,
-                        const std::string& data = "data") {
-  const std::string quoted =
-      IpBytes(From(kHere, kThere, quotedOptions), EchoMessage(8, 0x1234, 0x0A0B, data));
-  return IpBytes(From(kRouter, kHere, options), IcmpErrorMessage(11, 0, quoted));
-}
+// The parameter: an index of kFamilies.
+class IcmpPackets : public testing::TestWithParam<int> {
+ protected:
+  // An error message of a router about a request from here to there.
+  std::string ErrorPacket(const Options& options, const Options& quotedOptions,
+                          const std::string& data = "data") const {
+    const std::string quoted =
+        IpBytes(From(f.here, f.there, quotedOptions), EchoMessage(f.asks, 0x1234, 0x0A0B, data));
+    return IpBytes(From(f.router, f.here, options), IcmpErrorMessage(f.expired, 0, quoted));
+  }
 
-// From a packet of the four options combinations, where its ICMP message begins.
-std::size_t HeaderSize(const std::string& options) { return 20 + options.size(); }
+  // As a raw socket gives it: of IPv6 there is the message alone. A copy of exactly this size lets
+  // AddressSanitizer see a read past the end.
+  std::optional<IcmpAnswer> Read(const std::string& packet, const Options& options) {
+    if (f.family == AddressFamily::IPv4) {
+      bytes_.assign(packet.begin(), packet.end());
+      return ReadIcmpPacket(bytes_);
+    }
+    const std::size_t begin = std::min(packet.size(), HeaderSize(options));
+    bytes_.assign(packet.begin() + static_cast<std::ptrdiff_t>(begin), packet.end());
+    IpAddress source;
+    if (packet.size() >= f.header)
+      source = IpAddress::V6(BytesOf(packet).subspan(8).first<16>(), kScope);
+    return ReadIcmp6Message(bytes_, source, packet.size() > 7 ? BytesOf(packet)[7] : 0);
+  }
 
-TEST(IcmpPacket, RequestsAreComposed) {
+  std::size_t HeaderSize(const Options& options) const { return f.header + options.bytes.size(); }
+  IpAddress Sender(const std::string& text) const {
+    const IpAddress ip = Ip(text);
+    return ip.IsIPv6() ? IpAddress::V6(ip.Bytes().first<16>(), kScope) : ip;
+  }
+
+  static constexpr std::uint32_t kScope = 5;
+  const Family& f = kFamilies[GetParam()];
+  Bytes bytes_;
+};
+
+TEST_P(IcmpPackets, RequestsAreComposed) {
   for (const std::string& data : {""s, "d"s, "data"s, std::string(65'507, '\xFF')}) {
-    const Bytes request = ComposeEchoRequest(0x1234, 0x0A0B, BytesOf(data));
-    EXPECT_EQ(std::string(request.begin(), request.end()), EchoMessage(8, 0x1234, 0x0A0B, data))
-        << data.size();
-    EXPECT_EQ(InternetChecksum(request), 0) << data.size();
+    const Bytes request = ComposeEchoRequest(f.family, 0x1234, 0x0A0B, BytesOf(data));
+    std::string expected = EchoMessage(f.asks, 0x1234, 0x0A0B, data);
+    if (f.family == AddressFamily::IPv6) expected.replace(2, 2, 2, '\0');
+    EXPECT_EQ(std::string(request.begin(), request.end()), expected) << data.size();
+    if (f.family == AddressFamily::IPv4) {
+      EXPECT_EQ(InternetChecksum(request), 0) << data.size();
+    }
   }
 }
 
 TEST(IcmpPacket, ErrorsHaveTheirStatus) {
+  constexpr auto kV4 = AddressFamily::IPv4, kV6 = AddressFamily::IPv6;
   struct {
+    AddressFamily family;
     std::uint8_t type;
     std::vector<int> codes;
     std::optional<std::int32_t> status;
   } const cases[] = {
-      {3, {0, 6, 9, 11}, 11002}, {3, {1, 7, 8, 10, 12, 13, 14, 15, 16, 255}, 11003},
-      {3, {2}, 11004},           {3, {3}, 11005},
-      {3, {4}, 11009},           {3, {5}, 11012},
-      {4, {0, 1}, 11016},        {11, {0, 2, 255}, 11013},
-      {11, {1}, 11014},          {12, {0, 1, 2}, 11015},
-      {0, {0}, std::nullopt},    {5, {0, 1, 2, 3}, std::nullopt},
-      {8, {0}, std::nullopt},    {13, {0}, std::nullopt},
-      {255, {0}, std::nullopt},
+      {kV4, 3, {0, 6, 9, 11}, 11002},
+      {kV4, 3, {1, 7, 8, 10, 12, 13, 14, 15, 16, 255}, 11003},
+      {kV4, 3, {2}, 11004},
+      {kV4, 3, {3}, 11005},
+      {kV4, 3, {4}, 11009},
+      {kV4, 3, {5}, 11012},
+      {kV4, 4, {0, 1}, 11016},
+      {kV4, 11, {0, 2, 255}, 11013},
+      {kV4, 11, {1}, 11014},
+      {kV4, 12, {0, 1, 2}, 11015},
+      {kV4, 0, {0}, std::nullopt},
+      {kV4, 1, {0}, std::nullopt},
+      {kV4, 5, {0, 1, 2, 3}, std::nullopt},
+      {kV4, 8, {0}, std::nullopt},
+      {kV4, 13, {0}, std::nullopt},
+      {kV4, 255, {0}, std::nullopt},
+      {kV6, 1, {0, 6}, 11002},
+      {kV6, 1, {1, 2, 3, 5, 7, 255}, 11003},
+      {kV6, 1, {4}, 11005},
+      {kV6, 2, {0, 1}, 11009},
+      {kV6, 3, {0, 2, 255}, 11013},
+      {kV6, 3, {1}, 11014},
+      {kV6, 4, {0, 2, 3}, 11015},
+      {kV6, 4, {1}, 11004},
+      {kV6, 0, {0}, std::nullopt},
+      {kV6, 5, {0}, std::nullopt},
+      {kV6, 11, {0}, std::nullopt},
+      {kV6, 128, {0}, std::nullopt},
+      {kV6, 129, {0}, std::nullopt},
+      {kV6, 137, {0}, std::nullopt},
   };
   for (const auto& c : cases) {
     for (const int code : c.codes) {
-      EXPECT_EQ(IcmpErrorStatus(c.type, static_cast<std::uint8_t>(code)), c.status)
-          << int{c.type} << "/" << code;
+      EXPECT_EQ(IcmpErrorStatus(c.family, c.type, static_cast<std::uint8_t>(code)), c.status)
+          << (c.family == kV6 ? "6: " : "4: ") << int{c.type} << "/" << code;
     }
   }
 }
@@ -94,17 +186,17 @@ TEST(IcmpPacket, RefusalsToSendHaveTheirStatus) {
   for (const auto& c : cases) EXPECT_EQ(EchoSendStatus(c.error), c.status) << c.error;
 }
 
-TEST(IcmpPacket, RepliesAreRead) {
-  for (const std::string& options : {""s, kOptions, std::string(40, '\x01')}) {
+TEST_P(IcmpPackets, RepliesAreRead) {
+  for (const Options& options : f.options) {
     for (const std::string& data : {""s, "x"s, "some data"s}) {
-      IpFields fields = From(kThere, kHere, options);
+      IpFields fields = From(f.there, f.here, options);
       fields.ttl = 57;
-      const std::string packet = IpBytes(fields, EchoMessage(0, 0xFFFE, 0x8001, data));
-      const auto answer = ReadIcmpPacket(BytesOf(packet));
-      ASSERT_TRUE(answer) << options.size() << " " << data;
+      const std::string packet = IpBytes(fields, EchoMessage(f.replies, 0xFFFE, 0x8001, data));
+      const auto answer = Read(packet, options);
+      ASSERT_TRUE(answer) << options.bytes.size() << " " << data;
       EXPECT_EQ(answer->status, 0);
-      EXPECT_EQ(answer->from, Ip(kThere));
-      EXPECT_EQ(answer->destination, Ip(kThere));
+      EXPECT_EQ(answer->from, Ip(f.there));
+      EXPECT_EQ(answer->destination, Ip(f.there));
       EXPECT_EQ(answer->ttl, 57);
       EXPECT_EQ(answer->identifier, 0xFFFE);
       EXPECT_EQ(answer->sequence, 0x8001);
@@ -113,15 +205,14 @@ TEST(IcmpPacket, RepliesAreRead) {
   }
 }
 
-TEST(IcmpPacket, ErrorsAreReadWithWhatTheyQuote) {
-  for (const std::string& options : {""s, kOptions}) {
-    for (const std::string& quotedOptions : {""s, kOptions, std::string(40, '\x01')}) {
-      const std::string packet = ErrorPacket(options, quotedOptions);
-      const auto answer = ReadIcmpPacket(BytesOf(packet));
-      ASSERT_TRUE(answer) << options.size() << " " << quotedOptions.size();
+TEST_P(IcmpPackets, ErrorsAreReadWithWhatTheyQuote) {
+  for (const Options& options : f.options) {
+    for (const Options& quotedOptions : f.options) {
+      const auto answer = Read(ErrorPacket(options, quotedOptions), options);
+      ASSERT_TRUE(answer) << options.bytes.size() << " " << quotedOptions.bytes.size();
       EXPECT_EQ(answer->status, 11013);
-      EXPECT_EQ(answer->from, Ip(kRouter));
-      EXPECT_EQ(answer->destination, Ip(kThere));
+      EXPECT_EQ(answer->from, Sender(f.router));
+      EXPECT_EQ(answer->destination, Ip(f.there));
       EXPECT_EQ(answer->ttl, 64);
       EXPECT_EQ(answer->identifier, 0x1234);
       EXPECT_EQ(answer->sequence, 0x0A0B);
@@ -132,9 +223,9 @@ TEST(IcmpPacket, ErrorsAreReadWithWhatTheyQuote) {
 
 // The checksum is made right for each cut, so that the lengths alone decide. Eight bytes of the
 // request are all that an error message must quote.
-TEST(IcmpPacket, ErrorsCutAnywhere) {
-  for (const std::string& options : {""s, kOptions}) {
-    for (const std::string& quotedOptions : {""s, kOptions}) {
+TEST_P(IcmpPackets, ErrorsCutAnywhere) {
+  for (const Options& options : f.options) {
+    for (const Options& quotedOptions : f.options) {
       const std::string whole = ErrorPacket(options, quotedOptions);
       const std::size_t message = HeaderSize(options);
       const std::size_t enough = message + 8 + HeaderSize(quotedOptions) + 8;
@@ -144,28 +235,65 @@ TEST(IcmpPacket, ErrorsCutAnywhere) {
           packet.replace(message, std::string::npos,
                          peers::WithIcmpChecksum(packet.substr(message)));
         }
-        const std::vector<std::uint8_t> exact(packet.begin(), packet.end());
-        EXPECT_EQ(ReadIcmpPacket(exact).has_value(), size >= enough) << size;
+        EXPECT_EQ(Read(packet, options).has_value(), size >= enough) << size;
       }
     }
   }
 }
 
-TEST(IcmpPacket, RepliesCutAnywhereAreNone) {
+// The length of an IPv6 message is what the system says.
+TEST_P(IcmpPackets, RepliesCutAnywhere) {
+  const Options& options = f.options[1];
+  const bool v6 = f.family == AddressFamily::IPv6;
   const std::string whole =
-      IpBytes(From(kThere, kHere, kOptions), EchoMessage(0, 1, 2, "\x11\x22\x33\x44"));
+      IpBytes(From(f.there, f.here, options), EchoMessage(f.replies, 1, 2, "\x11\x22\x33\x44"));
   for (std::size_t size = 0; size < whole.size(); ++size) {
-    const std::vector<std::uint8_t> exact(whole.begin(),
-                                          whole.begin() + static_cast<std::ptrdiff_t>(size));
-    EXPECT_FALSE(ReadIcmpPacket(exact)) << size;
+    const bool enough = v6 && size >= HeaderSize(options) + 8;
+    EXPECT_EQ(Read(whole.substr(0, size), options).has_value(), enough) << size;
   }
-  EXPECT_TRUE(ReadIcmpPacket(BytesOf(whole)));
-  const auto padded = ReadIcmpPacket(BytesOf(whole + "padding"));
+  const auto padded = Read(whole + "padding", options);
   ASSERT_TRUE(padded);
-  EXPECT_EQ(padded->data.size(), 4u);
+  EXPECT_EQ(padded->data.size(), v6 ? 11u : 4u);
 }
 
-TEST(IcmpPacket, OthersAreNone) {
+// A link-local address lies on the link that the answer has come from.
+TEST(IcmpPacket, LinkLocalAddressesHaveTheirLink) {
+  const std::string quoted = IpBytes(From("fe80::1", "fe80::7"), EchoMessage(128, 1, 2, ""));
+  const std::string error = IcmpErrorMessage(1, 3, quoted);
+  const auto answer = ReadIcmp6Message(BytesOf(error), Ip("fe80::1%9"), 64);
+  ASSERT_TRUE(answer);
+  EXPECT_EQ(answer->destination, Ip("fe80::7%9"));
+}
+
+TEST(IcmpPacket, OthersThanIPv6AnswersAreNone) {
+  const std::string request = EchoMessage(128, 1, 2, "data");
+  const auto errorAbout = [](const Options& options, const std::string& payload) {
+    return IcmpErrorMessage(1, 0, IpBytes(From("fd00::1", "fd00::2", options), payload));
+  };
+  std::string version4 = errorAbout({58, ""}, request);
+  version4[8] = '\x45';
+  struct {
+    const char* what;
+    std::string message;
+  } const cases[] = {
+      {"a request", request},
+      {"a reply of IPv4", EchoMessage(0, 1, 2, "data")},
+      {"a reply with a code", "\x81\1"s + request.substr(2)},
+      {"a redirect", IcmpErrorMessage(137, 0, IpBytes(From("fd00::1", "fd00::2"), request))},
+      {"an error about IPv4", version4},
+      {"an error about a reply", errorAbout({58, ""}, EchoMessage(129, 1, 2, "data"))},
+      {"an error about a datagram", errorAbout({60, "\x11\0\1\4\0\0\0\0"s}, request)},
+      {"an error about a later fragment", errorAbout({44, "\x3A\0\0\x08\0\0\0\7"s}, request)},
+      {"an error with too long options", errorAbout({60, "\x3A\x09\1\4\0\0\0\0"s}, request)},
+      {"an error about an encrypted packet", errorAbout({50, "\x3A\0\1\4\0\0\0\0"s}, request)},
+      {"an error about nothing", IcmpErrorMessage(1, 0, "")},
+  };
+  for (const auto& c : cases) {
+    EXPECT_FALSE(ReadIcmp6Message(BytesOf(c.message), Ip("fd00::9"), 64)) << c.what;
+  }
+}
+
+TEST(IcmpPacket, OthersThanIPv4AnswersAreNone) {
   const std::string request = EchoMessage(8, 1, 2, "data");
   const std::string reply = EchoMessage(0, 1, 2, "data");
   const auto errorAbout = [](const IpFields& fields, const std::string& payload) {
@@ -211,23 +339,26 @@ TEST(IcmpPacket, OthersAreNone) {
 }
 
 // What a datagram socket gives: no IP headers.
-TEST(IcmpPacket, MessagesWithoutHeader) {
-  const std::string reply = EchoMessage(0, 3, 4, "data");
-  const std::string request = EchoMessage(8, 3, 4, "data");
-  const auto read = ReadEchoReply(BytesOf(reply));
+TEST_P(IcmpPackets, MessagesWithoutHeader) {
+  const std::string reply = EchoMessage(f.replies, 3, 4, "data");
+  const std::string request = EchoMessage(f.asks, 3, 4, "data");
+  const auto read = ReadEchoReply(f.family, BytesOf(reply));
   ASSERT_TRUE(read);
   EXPECT_EQ(read->sequence, 4);
   EXPECT_EQ(read->data.size(), 4u);
-  EXPECT_FALSE(ReadEchoReply(BytesOf(request)));
-  const auto quoted = ReadQuotedRequest(BytesOf(request));
+  EXPECT_FALSE(ReadEchoReply(f.family, BytesOf(request)));
+  const auto quoted = ReadQuotedRequest(f.family, BytesOf(request));
   ASSERT_TRUE(quoted);
   EXPECT_EQ(quoted->identifier, 3);
-  EXPECT_FALSE(ReadQuotedRequest(BytesOf(reply)));
+  EXPECT_FALSE(ReadQuotedRequest(f.family, BytesOf(reply)));
   for (std::size_t size = 0; size < 8; ++size) {
-    EXPECT_FALSE(ReadEchoReply(BytesOf(reply.substr(0, size)))) << size;
-    EXPECT_FALSE(ReadQuotedRequest(BytesOf(request.substr(0, size)))) << size;
+    EXPECT_FALSE(ReadEchoReply(f.family, BytesOf(reply.substr(0, size)))) << size;
+    EXPECT_FALSE(ReadQuotedRequest(f.family, BytesOf(request.substr(0, size)))) << size;
   }
 }
+
+INSTANTIATE_TEST_SUITE_P(Families, IcmpPackets, testing::Values(0, 1),
+                         [](const auto& family) { return family.param == 1 ? "IPv6" : "IPv4"; });
 
 }  // namespace
 }  // namespace netro

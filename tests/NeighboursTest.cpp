@@ -1,6 +1,6 @@
-// NetBIOSCls between two network namespaces: MAC addresses by ARP, and this host's adapters with
-// their counters. Skipped where the system has no namespaces for this user; the test low_ports then
-// runs them.
+// NetBIOSCls between two network namespaces: MAC addresses by ARP and neighbour discovery, and this
+// host's adapters with their counters. Skipped where the system has no namespaces for this user;
+// the test low_ports then runs them.
 
 #include <gtest/gtest.h>
 #include <linux/capability.h>
@@ -18,7 +18,6 @@
 #include "TwoNetworks.h"
 #include "platform/Clock.h"
 #include "platform/Neighbours.h"
-#include "platform/Sockets.h"
 
 namespace netro {
 namespace {
@@ -27,6 +26,8 @@ using std::chrono::seconds;
 
 constexpr char kThere[] = "10.77.0.2";
 constexpr char kAbsent[] = "10.77.0.9";
+constexpr char kThere6[] = "fd77::2";
+constexpr char kAbsent6[] = "fd77::9";
 constexpr char kOtherMac[] = "02:00:5E:00:00:99";
 
 // Takes the permission to change the network from the calling thread, until the end of the scope.
@@ -77,23 +78,40 @@ class Neighbours : public testing::Test {
                                 state + "\n"));
   }
 
-  static bool IsKnown(const char* ip) { return KnownNeighbour(*ParseDotted(ip)).has_value(); }
-
-  // Whoever had an address there has it no longer.
-  void TakeAway(const std::string& ip) {
-    ASSERT_TRUE(networks_.IpThere("address delete " + ip + "/24 dev there\n"));
+  static bool IsKnown(const std::string& ip) {
+    return KnownNeighbour(*ParseAddress(ip)).has_value();
   }
 
   TwoNetworks networks_;
   std::unique_ptr<NetBIOSCls> netbios_ = std::make_unique<NetBIOSCls>();
 };
 
-TEST_F(Neighbours, TheNetworkIsAskedAndTheAnswerKept) {
-  EXPECT_FALSE(IsKnown(kThere));
-  EXPECT_EQ(Find(kThere), TwoNetworks::kMacThere);
-  EXPECT_TRUE(IsKnown(kThere));
-  TakeAway(kThere);
-  EXPECT_EQ(Find(kThere), TwoNetworks::kMacThere) << "confirmed not long ago";
+// The parameter: true for IPv6.
+class NeighboursOfBoth : public Neighbours, public testing::WithParamInterface<bool> {
+ protected:
+  // Whoever had an address there has it no longer.
+  void TakeAway(const std::string& ip) {
+    ASSERT_TRUE(networks_.IpThere("address delete " + ip + prefix_ + " dev there\n"));
+  }
+  void Forget(const std::string& ip) {
+    ASSERT_TRUE(TwoNetworks::Ip("neighbour delete " + ip + " dev here\n"));
+  }
+
+  const std::string here_ = GetParam() ? "fd77::1" : "10.77.0.1";
+  const std::string there_ = GetParam() ? kThere6 : kThere;
+  const std::string absent_ = GetParam() ? kAbsent6 : kAbsent;
+  const std::string prefix_ = GetParam() ? "/64" : "/24";
+};
+
+INSTANTIATE_TEST_SUITE_P(Neighbours, NeighboursOfBoth, testing::Bool(),
+                         [](const auto& family) { return family.param ? "IPv6" : "IPv4"; });
+
+TEST_P(NeighboursOfBoth, TheNetworkIsAskedAndTheAnswerKept) {
+  EXPECT_FALSE(IsKnown(there_));
+  EXPECT_EQ(Find(there_), TwoNetworks::kMacThere);
+  EXPECT_TRUE(IsKnown(there_));
+  TakeAway(there_);
+  EXPECT_EQ(Find(there_), TwoNetworks::kMacThere) << "confirmed not long ago";
 }
 
 TEST_F(Neighbours, DividerIsTheCalls) {
@@ -112,15 +130,15 @@ TEST_F(Neighbours, OwnAddressIsThatOfItsInterface) {
   EXPECT_EQ(Find("10.79.0.1"), "") << "on loopback";
 }
 
-TEST_F(Neighbours, WhoIsAbsentIsNotFoundUntilItComes) {
-  EXPECT_EQ(FindInVain(kAbsent), "");
-  ASSERT_TRUE(networks_.IpThere("address add 10.77.0.9/24 dev there\n"));
+TEST_P(NeighboursOfBoth, WhoIsAbsentIsNotFoundUntilItComes) {
+  EXPECT_EQ(FindInVain(absent_), "");
+  ASSERT_TRUE(networks_.IpThere("address add " + absent_ + prefix_ + " dev there\n"));
   // The clock ran ahead of the system's, which asks again only after a second.
-  ASSERT_TRUE(TwoNetworks::Ip("neighbour delete 10.77.0.9 dev here\n"));
-  EXPECT_EQ(Find(kAbsent), TwoNetworks::kMacThere);
+  Forget(absent_);
+  EXPECT_EQ(Find(absent_), TwoNetworks::kMacThere);
 }
 
-TEST_F(Neighbours, StatesOfTheTable) {
+TEST_P(NeighboursOfBoth, StatesOfTheTable) {
   const struct {
     const char* state;
     bool confirmed, known;
@@ -128,11 +146,22 @@ TEST_F(Neighbours, StatesOfTheTable) {
                  {"probe", false, true},    {"stale", false, false},   {"failed", false, false},
                  {"noarp", false, false}};
   for (const auto& c : kStates) {
-    Enter(kAbsent, kOtherMac, c.state);
-    EXPECT_EQ(ConfirmedNeighbour(*ParseDotted(kAbsent)).has_value(), c.confirmed) << c.state;
-    EXPECT_EQ(IsKnown(kAbsent), c.known) << c.state;
-    ASSERT_TRUE(TwoNetworks::Ip("neighbour delete 10.77.0.9 dev here\n"));
+    Enter(absent_, kOtherMac, c.state);
+    EXPECT_EQ(ConfirmedNeighbour(*ParseAddress(absent_)).has_value(), c.confirmed) << c.state;
+    EXPECT_EQ(IsKnown(absent_), c.known) << c.state;
+    Forget(absent_);
   }
+}
+
+TEST_F(Neighbours, AddressesOfIPv6) {
+  ASSERT_TRUE(TwoNetworks::Ip("address add fd78::1/64 dev here\naddress add fd79::1/128 dev lo\n"));
+  EXPECT_EQ(Find("fd77::1"), TwoNetworks::kMacHere);
+  EXPECT_EQ(Find("fd78::1"), TwoNetworks::kMacHere);
+  EXPECT_EQ(Find("fd79::1"), "") << "on loopback";
+  // Made of the MAC addresses (RFC 4291, appendix A).
+  EXPECT_EQ(Find("fe80::5eff:fe00:a%here"), TwoNetworks::kMacHere);
+  EXPECT_EQ(Find("fe80::5eff:fe00:b%here"), TwoNetworks::kMacThere);
+  EXPECT_EQ(Find("FD77:0::2"), TwoNetworks::kMacThere);
 }
 
 TEST_F(Neighbours, AGoodEntryIsTaken) {
@@ -141,20 +170,20 @@ TEST_F(Neighbours, AGoodEntryIsTaken) {
   EXPECT_EQ(Find("10.77.2"), kOtherMac) << "as the system reads dotted addresses";
 }
 
-TEST_F(Neighbours, AnUnconfirmedEntryIsNotBelieved) {
+TEST_P(NeighboursOfBoth, AnUnconfirmedEntryIsNotBelieved) {
   for (const char* state : {"stale", "delay", "probe"}) {
-    Enter(kThere, kOtherMac, state);
-    EXPECT_EQ(Find(kThere), TwoNetworks::kMacThere) << state;
-    Enter(kAbsent, kOtherMac, state);
-    EXPECT_EQ(FindInVain(kAbsent), "") << state;
+    Enter(there_, kOtherMac, state);
+    EXPECT_EQ(Find(there_), TwoNetworks::kMacThere) << state;
+    Enter(absent_, kOtherMac, state);
+    EXPECT_EQ(FindInVain(absent_), "") << state;
   }
 }
 
-TEST_F(Neighbours, WithoutPermissionAStaleEntryIsTheBestThereIs) {
-  Enter(kAbsent, kOtherMac, "stale");
+TEST_P(NeighboursOfBoth, WithoutPermissionAStaleEntryIsTheBestThereIs) {
+  Enter(absent_, kOtherMac, "stale");
   const WithoutNetworkAdministration scope;
-  EXPECT_EQ(Find(kAbsent), kOtherMac);
-  EXPECT_EQ(Find(kThere), TwoNetworks::kMacThere) << "asking needs no permission";
+  EXPECT_EQ(Find(absent_), kOtherMac);
+  EXPECT_EQ(Find(there_), TwoNetworks::kMacThere) << "asking needs no permission";
 }
 
 TEST_F(Neighbours, AnInterfaceWithoutArpKnowsNobody) {
@@ -163,20 +192,41 @@ TEST_F(Neighbours, AnInterfaceWithoutArpKnowsNobody) {
 }
 
 TEST_F(Neighbours, NobodyIsAskedForAddressesThatAreNoNeighbours) {
-  ASSERT_TRUE(TwoNetworks::Ip("route add default via 10.77.0.2\nroute add 224.0.0.0/4 dev here\n"));
+  ASSERT_TRUE(
+      TwoNetworks::Ip("route add default via 10.77.0.2\nroute add 224.0.0.0/4 dev here\n"
+                      "route add default via fd77::2\n"));
   const TimePoint before = Now();
-  for (const char* ip :
-       {"", "there.test", "127.0.0.1", "127.9.9.9", "0.0.0.0", "0.0.0.1", "224.0.0.1",
-        "239.255.255.250", "255.255.255.255", "10.77.0.255", "198.51.100.1", "10.77.0.2 x"})
+  for (const char* ip : {"",
+                         "there.test",
+                         "127.0.0.1",
+                         "127.9.9.9",
+                         "0.0.0.0",
+                         "0.0.0.1",
+                         "224.0.0.1",
+                         "239.255.255.250",
+                         "255.255.255.255",
+                         "10.77.0.255",
+                         "198.51.100.1",
+                         "10.77.0.2 x",
+                         "::",
+                         "::1",
+                         "ff02::1%here",
+                         "ff0e::1",
+                         "2001:db8::1",
+                         "fe80::5eff:fe00:b",
+                         "fe80::1%nowhere",
+                         "fd77::2 x"})
     EXPECT_EQ(Find(ip), "") << ip;
   EXPECT_LT(Now() - before, seconds(1));
   EXPECT_FALSE(IsKnown(kThere)) << "nothing went to the gateway";
+  EXPECT_FALSE(IsKnown(kThere6)) << "nothing went to the gateway";
 }
 
 TEST_F(Neighbours, ADeadCableIsNoWait) {
   ASSERT_TRUE(TwoNetworks::Ip("link set here down\n"));
   const TimePoint before = Now();
   EXPECT_EQ(Find(kThere), "");
+  EXPECT_EQ(Find(kThere6), "");
   EXPECT_LT(Now() - before, seconds(1));
 }
 
@@ -220,7 +270,7 @@ TEST_F(Neighbours, OwnAdaptersHaveTheirCounters) {
   EXPECT_EQ(netbios_->MacAddress(), TwoNetworks::kMacHere);
   EXPECT_EQ(netbios_->AdapterType(), 0xFE);
   const std::int32_t sent = netbios_->XmitSuccess(), received = netbios_->RecvSuccess();
-  for (int i = 0; i < 100; ++i) EXPECT_TRUE(AskForNeighbour(*ParseDotted(kThere)));
+  for (int i = 0; i < 100; ++i) EXPECT_TRUE(AskForNeighbour(*ParseAddress(kThere)));
   ASSERT_TRUE(netbios_->GetMacAddress(0, "", ":", error));
   EXPECT_GE(netbios_->XmitSuccess(), sent + 101) << "with the ARP request";
   EXPECT_GE(netbios_->RecvSuccess(), received + 1) << "the ARP reply";

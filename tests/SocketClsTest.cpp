@@ -371,6 +371,8 @@ TEST(HostHelpers, ReachabilityAsksTheNetwork) {
   SocketCls socket;
   EXPECT_FALSE(socket.IsIPReachable("not an address"));
   if (!socket.IsIPReachable("127.0.0.1")) GTEST_SKIP() << "the system allows this program no echo";
+  EXPECT_TRUE(socket.IsIPReachable("::1"));
+  EXPECT_FALSE(socket.IsIPReachable("ff02::1"));
 }
 
 }  // namespace

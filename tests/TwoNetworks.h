@@ -1,6 +1,7 @@
-// Two network namespaces with a cable between them, for the calling thread: "here", 10.77.0.1,
-// where it works from then on, and "there", 10.77.0.2. What the thread starts meanwhile lives where
-// the thread is. Where the system has no namespaces for this user, IsMade is false.
+// Two network namespaces with a cable between them, for the calling thread: "here", 10.77.0.1 and
+// fd77::1, where it works from then on, and "there", 10.77.0.2 and fd77::2. What the thread starts
+// meanwhile lives where the thread is. Where the system has no namespaces for this user, IsMade is
+// false.
 #pragma once
 
 #include <fcntl.h>
@@ -13,6 +14,7 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <fstream>
 #include <string>
 
 namespace netro {
@@ -30,8 +32,11 @@ class TwoNetworks {
     // By their numbers the system sees that these are two interfaces, and makes haste.
     made_ = Ip(std::string("link set lo up\nlink add here index 10 address ") + kMacHere +
                " type veth peer name there index 20 address " + kMacThere + " netns " + there +
-               "\naddress add 10.77.0.1/24 dev here\nlink set here up\n") &&
-            IpThere("link set lo up\naddress add 10.77.0.2/24 dev there\nlink set there up\n") &&
+               "\naddress add 10.77.0.1/24 dev here\n"
+               "address add fd77::1/64 dev here\nlink set here up\n") &&
+            IpThere(
+                "link set lo up\naddress add 10.77.0.2/24 dev there\n"
+                "address add fd77::2/64 dev there\nlink set there up\n") &&
             IsRunning("here") && GoThere() && IsRunning("there") && GoHere();
   }
   ~TwoNetworks() {
@@ -61,7 +66,12 @@ class TwoNetworks {
 
  private:
   static int Open() { return open("/proc/thread-self/ns/net", O_RDONLY | O_CLOEXEC); }
-  static int Make() { return unshare(CLONE_NEWNET) == 0 ? Open() : -1; }
+  static int Make() {
+    if (unshare(CLONE_NEWNET) != 0) return -1;
+    // Addresses are of use at once, and not when nobody has claimed them for a second.
+    std::ofstream("/proc/sys/net/ipv6/conf/default/accept_dad") << 0;
+    return Open();
+  }
   static bool Enter(int fd) { return setns(fd, CLONE_NEWNET) == 0; }
 
   // The system notices a moment later that both ends are up; until then the interface drops what it

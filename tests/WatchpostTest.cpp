@@ -1,8 +1,10 @@
 // WatchpostCls: operations and their texts, rounds against scripted servers, and every report.
 #include <gtest/gtest.h>
+#include <netinet/in.h>
 #include <netro/MessageLoop.h>
 #include <netro/WatchpostCls.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -16,6 +18,8 @@
 #include <utility>
 #include <vector>
 
+#include "EchoPermission.h"
+#include "SystemRoot.h"
 #include "TemporaryFolder.h"
 #include "platform/Clock.h"
 #include "tests/peers/BytesServer.h"
@@ -262,12 +266,40 @@ TEST_F(Watchpost, TheFinalStatusLineCounts) {
   }
 }
 
+TEST_F(Watchpost, HostsOfIPv6) {
+  if (!EchoIsPermitted()) GTEST_SKIP() << "the system allows this program no echo";
+  SystemRoot root;
+  root.Put("etc/hosts", "::1 six.test\n::1 both.test\n127.0.0.1 both.test\n");
+  const int nobody = socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_in6 name{};
+  name.sin6_family = AF_INET6;
+  name.sin6_addr = in6addr_loopback;
+  socklen_t size = sizeof name;
+  ASSERT_EQ(bind(nobody, reinterpret_cast<sockaddr*>(&name), size), 0);
+  getsockname(nobody, reinterpret_cast<sockaddr*>(&name), &size);
+  const std::string port = std::to_string(ntohs(name.sin6_port));
+  Write(
+      "[DownActions]\n1=log\n[HostNames]\naddress=::1|Ping\nname=six.test|Ping\n"
+      "zone=fe80::1|Ping\nrefused=http://six.test:" +
+      port + "/|http\nbrackets=http://[::1]:" + port +
+      "/|http\nweb=http://both.test:" + std::to_string(server.Port()) + "/|http\n");
+  EXPECT_TRUE(post->StartObservation());
+  EXPECT_TRUE(Rounds(1));
+  const char* const kAnswers[] = {
+      "Success", "Success", "General Failure", "Connection Refused", "Connection Refused",
+      "Success"};
+  for (std::int32_t i = 0; i < post->HostCount(); ++i) {
+    EXPECT_TRUE(post->HostAt(i).LastAnswer.starts_with(kAnswers[i])) << post->HostAt(i).LastAnswer;
+  }
+  close(nobody);
+}
+
 TEST_F(Watchpost, WhatThisProgramLacksIsNoFailureOfAHost) {
 #ifdef __SANITIZE_ADDRESS__
   GTEST_SKIP() << "the sanitizer needs descriptors itself";
 #endif
   Write("[DownActions]\n1=log\n[HostNames]\necho=127.0.0.1|Ping\nname=a.test|Ping\nweb=" +
-        server.Url("/") + "|http\n");
+        server.Url("/") + "|http\nsix=::1|Ping\n");
   EXPECT_TRUE(post->StartObservation());
   rlimit before{};
   getrlimit(RLIMIT_NOFILE, &before);
@@ -277,7 +309,7 @@ TEST_F(Watchpost, WhatThisProgramLacksIsNoFailureOfAHost) {
   setrlimit(RLIMIT_NOFILE, &none);
   EXPECT_TRUE(Rounds(1));
   setrlimit(RLIMIT_NOFILE, &before);
-  for (std::int32_t i = 0; i < 3; ++i) EXPECT_EQ(post->HostAt(i).Failures, 0) << i;
+  for (std::int32_t i = 0; i < 4; ++i) EXPECT_EQ(post->HostAt(i).Failures, 0) << i;
   EXPECT_EQ(journal.Take(), "hunt round");
   EXPECT_EQ(post->LastErr(), 10055);
 }

@@ -1,5 +1,5 @@
 // ICMPCls: asks a host for an echo (ping) and finds the routers on the way to it (trace route), by
-// ICMP (RFC 792).
+// ICMP (RFC 792) or, for IPv6, ICMPv6 (RFC 4443).
 //
 // Needs one of two things of the system: a group of the program's user inside
 // net.ipv4.ping_group_range, or the capability CAP_NET_RAW. Without them the result is -10001.
@@ -21,6 +21,7 @@
 namespace netro {
 
 class CancelMark;
+class IpAddress;
 class SocketModule;
 struct CallState;
 
@@ -74,7 +75,8 @@ class NETRO_EXPORT ICMPCls : public NameLookups {
   /// DNS servers for name lookups, see SocketCls::DNSURL.
   const std::string& DNSURL() const { return settings_.dnsURL; }
   void DNSURL(std::string value) { settings_.dnsURL = std::move(value); }
-  /// Which address of a host is used, see AddressPreference.h.
+  /// Which address of a host is used, the first in the order of AddressPreference.h; no other is
+  /// tried.
   AddressPreferenceEnum AddressPreference() const { return settings_.preference; }
   void AddressPreference(AddressPreferenceEnum value) { settings_.preference = value; }
 
@@ -141,7 +143,7 @@ class NETRO_EXPORT ICMPCls : public NameLookups {
   };
 
   std::int32_t Ping(const std::string& host);
-  std::int32_t Resolve(const std::string& host, const CancelMark& mark, std::int32_t& ip);
+  std::int32_t Resolve(const std::string& host, const CancelMark& mark, IpAddress& ip);
   void SetLastErr(std::int32_t error);
   void SetLookupResult(std::int32_t error);
 

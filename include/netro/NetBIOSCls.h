@@ -1,5 +1,6 @@
 // NetBIOSCls: hardware (MAC) addresses: of this host's network adapters, of a host that answers a
-// NetBIOS node status request (RFC 1002, section 4.2.17), and of a neighbour by ARP (RFC 826).
+// NetBIOS node status request (RFC 1002, section 4.2.17), and of a neighbour by ARP (RFC 826) or,
+// with IPv6, neighbour discovery (RFC 4861).
 //
 // Thread: as SocketCls; only Kill and StopWaiting may come from any thread, or from a signal
 // handler. GetMacAddress and GetRemoteMACAddress block, keeping the loop alive.
@@ -66,9 +67,10 @@ class NETRO_EXPORT NetBIOSCls {
   bool GetMacAddress(std::int16_t Adapter, std::string HostName, std::string Divider,
                      std::int32_t& ErrorCode);
 
-  /// Finds the hardware address of a dotted address, an own one or one on a network of this host,
-  /// and sets MacAddress; the other properties stay. Takes up to a second. False when nobody
-  /// answers, for loopback, broadcast and multicast, when cancelled, or when a call is running.
+  /// Finds the hardware address of an IPv4 or IPv6 address (a link-local one with its zone), an own
+  /// one or one on a network of this host, and sets MacAddress; the other properties stay. Takes up
+  /// to a second. False when nobody answers, for loopback, broadcast and multicast, when cancelled,
+  /// or when a call is running.
   bool GetRemoteMACAddress(const std::string& sRemoteIP, std::string Divider);
 
   /// The text of an ErrorCode; empty for 0.

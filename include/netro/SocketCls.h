@@ -279,8 +279,8 @@ class NETRO_EXPORT SocketCls : public NameLookups {
   std::int32_t IPToLongAddr(const std::string& IpAddress) const;
   /// Empty for 0 and -1.
   std::string LongAddrToIP(std::int32_t IP) const;
-  /// True when `IP` answers one ICMP echo within a second. False as well when the system allows no
-  /// echo to this program.
+  /// True when `IP`, of either family, answers one ICMP echo within a second. False as well when
+  /// the system allows no echo to this program.
   bool IsIPReachable(const std::string& IP);
   /// Facts about the socket layer: 1 description, 2 most sockets at once, 3 status, 4 and 5 major
   /// and minor version in use, 6 and 7 highest version; else empty.

@@ -47,14 +47,16 @@ std::int32_t ReadInterfaces(std::vector<NetworkInterface>& interfaces) {
   return error;
 }
 
-std::optional<NetworkInterface> InterfaceWithAddress(std::int32_t ip) {
+std::optional<NetworkInterface> InterfaceWithAddress(const IpAddress& ip) {
   std::optional<std::uint32_t> index;
-  DumpNetlink(RTM_GETADDR, AF_INET, [&](std::uint16_t type, NetlinkBytes payload) {
+  const std::uint8_t family = ip.IsIPv6() ? AF_INET6 : AF_INET;
+  DumpNetlink(RTM_GETADDR, family, [&](std::uint16_t type, NetlinkBytes payload) {
     ifaddrmsg address;
     if (type != RTM_NEWADDR || index || !TakeNetlink(payload, address)) return;
-    NetlinkBytes local = FindAttribute(payload, IFA_LOCAL);
-    std::int32_t own = 0;
-    if (TakeNetlink(local, own) && own == ip) index = address.ifa_index;
+    if (ip.Scope() != 0 && ip.Scope() != address.ifa_index) return;
+    NetlinkBytes own = FindAttribute(payload, IFA_LOCAL);
+    if (own.empty()) own = FindAttribute(payload, IFA_ADDRESS);  // IPv6 without a peer
+    if (std::ranges::equal(own, ip.Bytes())) index = address.ifa_index;
   });
   std::vector<NetworkInterface> interfaces;
   if (!index || ReadInterfaces(interfaces) != 0) return std::nullopt;

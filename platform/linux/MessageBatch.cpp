@@ -7,8 +7,6 @@
 #include <cerrno>
 #include <cstring>
 
-#include "platform/linux/Descriptor.h"
-
 namespace netro {
 namespace {
 
@@ -22,20 +20,20 @@ Value Read(const cmsghdr& control) {
 }
 
 // The address of who sent the ICMP message stands behind the error.
+template <class Name>
 struct ErrorAndOffender {
   sock_extended_err error;
-  sockaddr_in offender;
+  Name offender;
 };
 
-std::int32_t BitsOf(const sockaddr_in& name) {
-  return static_cast<std::int32_t>(name.sin_addr.s_addr);
-}
-
-void ReadError(const cmsghdr& control, BatchMessage& message) {
-  const auto value = Read<ErrorAndOffender>(control);
-  if (value.error.ee_origin != SO_EE_ORIGIN_ICMP) return;
+template <class Name>
+void ReadError(const cmsghdr& control, std::uint8_t origin, BatchMessage& message) {
+  const auto value = Read<ErrorAndOffender<Name>>(control);
+  if (value.error.ee_origin != origin) return;
+  SystemAddress offender;
+  std::memcpy(offender.Generic(), &value.offender, sizeof value.offender);
   message.isIcmpError = true;
-  message.error = {value.error.ee_type, value.error.ee_code, BitsOf(value.offender)};
+  message.error = {value.error.ee_type, value.error.ee_code, FromSystem(offender).ip};
 }
 
 std::chrono::system_clock::time_point ReadTime(const cmsghdr& control) {
@@ -44,13 +42,19 @@ std::chrono::system_clock::time_point ReadTime(const cmsghdr& control) {
                                                std::chrono::nanoseconds(stamp.tv_nsec));
 }
 
+bool Is(const cmsghdr& control, int level, int type) {
+  return control.cmsg_level == level && control.cmsg_type == type;
+}
+
 void ReadControl(const cmsghdr& control, BatchMessage& message) {
-  if (control.cmsg_level == SOL_SOCKET && control.cmsg_type == SCM_TIMESTAMPNS) {
+  if (Is(control, SOL_SOCKET, SCM_TIMESTAMPNS)) {
     message.arrived = ReadTime(control);
-  } else if (control.cmsg_level == IPPROTO_IP && control.cmsg_type == IP_TTL) {
+  } else if (Is(control, IPPROTO_IP, IP_TTL) || Is(control, IPPROTO_IPV6, IPV6_HOPLIMIT)) {
     message.ttl = Read<int>(control);
-  } else if (control.cmsg_level == IPPROTO_IP && control.cmsg_type == IP_RECVERR) {
-    ReadError(control, message);
+  } else if (Is(control, IPPROTO_IP, IP_RECVERR)) {
+    ReadError<sockaddr_in>(control, SO_EE_ORIGIN_ICMP, message);
+  } else if (Is(control, IPPROTO_IPV6, IPV6_RECVERR)) {
+    ReadError<sockaddr_in6>(control, SO_EE_ORIGIN_ICMP6, message);
   }
 }
 
@@ -61,10 +65,12 @@ void SwitchOn(int handle, int level, int option) {
 
 }  // namespace
 
-void MessageBatch::Prepare(int handle, bool errorQueue) {
+void MessageBatch::Prepare(int handle, AddressFamily family, bool errorQueue) {
+  const bool v6 = family == AddressFamily::IPv6;
+  const int level = v6 ? IPPROTO_IPV6 : IPPROTO_IP;
   SwitchOn(handle, SOL_SOCKET, SO_TIMESTAMPNS);
-  SwitchOn(handle, IPPROTO_IP, IP_RECVTTL);
-  if (errorQueue) SwitchOn(handle, IPPROTO_IP, IP_RECVERR);
+  SwitchOn(handle, level, v6 ? IPV6_RECVHOPLIMIT : IP_RECVTTL);
+  if (errorQueue) SwitchOn(handle, level, v6 ? IPV6_RECVERR : IP_RECVERR);
 }
 
 void MessageBatch::Reserve(std::size_t size) {
@@ -79,8 +85,9 @@ int MessageBatch::Receive(int handle, bool errorQueue) {
     slot.bytes = {room_.get() + i * size_, size_};
     msghdr& header = headers_[i].msg_hdr;
     header = {};
-    header.msg_name = &slot.name;
-    header.msg_namelen = sizeof slot.name;
+    slot.name = {};
+    header.msg_name = slot.name.Generic();
+    header.msg_namelen = slot.name.size;
     header.msg_iov = &slot.bytes;
     header.msg_iovlen = 1;
     header.msg_control = slot.control.data();
@@ -99,7 +106,7 @@ BatchMessage MessageBatch::operator[](std::size_t index) const {
   BatchMessage message;
   const std::size_t length = std::min<std::size_t>(headers_[index].msg_len, size_);
   message.bytes = {room_.get() + index * size_, length};
-  message.address = BitsOf(slots_[index].name);
+  message.address = FromSystem(slots_[index].name).ip;
   for (const cmsghdr* at = CMSG_FIRSTHDR(&header); at != nullptr;
        at = CMSG_NXTHDR(const_cast<msghdr*>(&header), const_cast<cmsghdr*>(at))) {
     ReadControl(*at, message);

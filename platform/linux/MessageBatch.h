@@ -1,9 +1,8 @@
 // Takes datagrams off a socket, many in one call, with what the system tells about each: where it
-// came from, its TTL, when it arrived, and the ICMP error that an error queue holds. Owned by
-// whoever reads the socket; thread: one.
+// came from, its TTL or hop limit, when it arrived, and the ICMP error that an error queue holds.
+// Owned by whoever reads the socket; thread: one.
 #pragma once
 
-#include <netinet/in.h>
 #include <sys/socket.h>
 
 #include <array>
@@ -12,17 +11,19 @@
 #include <memory>
 #include <span>
 
+#include "platform/linux/Descriptor.h"
+
 namespace netro {
 
 struct IcmpError {
   std::uint8_t type = 0;
   std::uint8_t code = 0;
-  std::int32_t from = 0;
+  IpAddress from;
 };
 
 struct BatchMessage {
   std::span<const std::uint8_t> bytes;
-  std::int32_t address = 0;  // the sender; of an error where the datagram had been sent
+  IpAddress address;  // the sender; of an error where the datagram had been sent
   std::int32_t ttl = 0;
   std::chrono::system_clock::time_point arrived;  // zero when the system does not tell
   bool isIcmpError = false;
@@ -34,7 +35,7 @@ class MessageBatch {
   static constexpr std::size_t kMost = 32;
 
   /// Has the system tell what a batch takes down.
-  static void Prepare(int handle, bool errorQueue);
+  static void Prepare(int handle, AddressFamily family, bool errorQueue);
 
   /// Room for datagrams of this size, and what is longer is cut. It never shrinks.
   void Reserve(std::size_t size);
@@ -46,7 +47,7 @@ class MessageBatch {
 
  private:
   struct Slot {
-    sockaddr_in name;
+    SystemAddress name;
     iovec bytes;
     alignas(cmsghdr) std::array<std::uint8_t, 192> control;
   };

@@ -5,6 +5,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <utility>
 #include <vector>
 
 #include "platform/linux/Descriptor.h"
@@ -24,15 +26,16 @@ struct Neighbour {
   std::optional<HardwareAddress> address;
 };
 
+std::uint8_t FamilyOf(const IpAddress& ip) { return ip.IsIPv6() ? AF_INET6 : AF_INET; }
+
 // A host may be known on several interfaces.
-std::vector<Neighbour> ReadNeighbours(std::int32_t ip) {
+std::vector<Neighbour> ReadNeighbours(const IpAddress& ip) {
   std::vector<Neighbour> found;
-  DumpNetlink(RTM_GETNEIGH, AF_INET, [&](std::uint16_t type, NetlinkBytes payload) {
+  DumpNetlink(RTM_GETNEIGH, FamilyOf(ip), [&](std::uint16_t type, NetlinkBytes payload) {
     Neighbour one;
     if (type != RTM_NEWNEIGH || !TakeNetlink(payload, one.head)) return;
-    NetlinkBytes host = FindAttribute(payload, NDA_DST);
-    std::int32_t hostIp = 0;
-    if (!TakeNetlink(host, hostIp) || hostIp != ip) return;
+    if (ip.Scope() != 0 && std::cmp_not_equal(ip.Scope(), one.head.ndm_ifindex)) return;
+    if (!std::ranges::equal(FindAttribute(payload, NDA_DST), ip.Bytes())) return;
     const NetlinkBytes address = FindAttribute(payload, NDA_LLADDR);
     if (address.size() == HardwareAddress().size())
       std::ranges::copy(address, one.address.emplace().begin());
@@ -41,46 +44,72 @@ std::vector<Neighbour> ReadNeighbours(std::int32_t ip) {
   return found;
 }
 
-std::optional<HardwareAddress> FindNeighbour(std::int32_t ip, std::uint16_t states) {
+std::optional<HardwareAddress> FindNeighbour(const IpAddress& ip, std::uint16_t states) {
   for (const Neighbour& one : ReadNeighbours(ip))
     if ((one.head.ndm_state & states) != 0 && one.address) return one.address;
   return std::nullopt;
 }
 
+// A message about one host: a fixed part with the address as an attribute.
+template <class Head>
+struct AboutHost {
+  AboutHost(const Head& fixed, std::uint16_t type, const IpAddress& ip) : head(fixed) {
+    attribute.rta_type = type;
+    attribute.rta_len = static_cast<std::uint16_t>(sizeof attribute + ip.Bytes().size());
+    std::ranges::copy(ip.Bytes(), address);
+  }
+  NetlinkBytes Bytes() const {
+    return {reinterpret_cast<const std::uint8_t*>(this), sizeof head + attribute.rta_len};
+  }
+
+  Head head;
+  rtattr attribute{};
+  std::uint8_t address[16] = {};
+};
+
 // The kernel would use them for seconds before it asks the network.
-void ForgetUnconfirmed(std::int32_t ip) {
-  struct Request {
-    ndmsg head;
-    rtattr attribute;
-    std::int32_t ip;
-  };
+void ForgetUnconfirmed(const IpAddress& ip) {
   for (const Neighbour& one : ReadNeighbours(ip)) {
     if ((one.head.ndm_state & (NUD_STALE | kInUse)) == 0) continue;
-    Request request{};
-    request.head.ndm_family = AF_INET;
-    request.head.ndm_ifindex = one.head.ndm_ifindex;
-    request.attribute.rta_type = NDA_DST;
-    request.attribute.rta_len = sizeof request.attribute + sizeof ip;
-    request.ip = ip;
-    ChangeNetlink(RTM_DELNEIGH, {reinterpret_cast<const std::uint8_t*>(&request), sizeof request});
+    ndmsg head{};
+    head.ndm_family = FamilyOf(ip);
+    head.ndm_ifindex = one.head.ndm_ifindex;
+    ChangeNetlink(RTM_DELNEIGH, AboutHost(head, NDA_DST, ip).Bytes());
   }
+}
+
+// Link-local addresses always are: the zone names the network.
+bool IsOnLink(const IpAddress& ip) {
+  if (ip.IsLinkLocal()) return true;
+  rtmsg head{};
+  head.rtm_family = FamilyOf(ip);
+  head.rtm_dst_len = static_cast<std::uint8_t>(ip.Bytes().size() * 8);
+  bool onLink = false;
+  AskNetlink(RTM_GETROUTE, AboutHost(head, RTA_DST, ip).Bytes(),
+             [&](std::uint16_t type, NetlinkBytes route) {
+               if (type == RTM_NEWROUTE && TakeNetlink(route, head))
+                 onLink = FindAttribute(route, RTA_GATEWAY).empty();
+             });
+  return onLink;
 }
 
 }  // namespace
 
-std::optional<HardwareAddress> ConfirmedNeighbour(std::int32_t ip) {
+std::optional<HardwareAddress> ConfirmedNeighbour(const IpAddress& ip) {
   return FindNeighbour(ip, kConfirmed);
 }
 
-std::optional<HardwareAddress> KnownNeighbour(std::int32_t ip) {
+std::optional<HardwareAddress> KnownNeighbour(const IpAddress& ip) {
   return FindNeighbour(ip, kConfirmed | kInUse);
 }
 
-bool AskForNeighbour(std::int32_t ip) {
+bool AskForNeighbour(const IpAddress& ip) {
   ForgetUnconfirmed(ip);
-  const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  // IPv6 does not heed MSG_DONTROUTE.
+  if (ip.IsIPv6() && !IsOnLink(ip)) return false;
+  const int fd = socket(FamilyOf(ip), SOCK_DGRAM | SOCK_CLOEXEC, 0);
   if (fd < 0) return false;
-  const SystemAddress host = ToSystem({IpAddress::V4(ip), kDiscardPort});
+  const SystemAddress host = ToSystem({ip, kDiscardPort});
   // Never through a gateway, which would tell strangers.
   const auto sent = sendto(fd, nullptr, 0, MSG_DONTROUTE | MSG_DONTWAIT, host.Generic(), host.size);
   close(fd);

@@ -81,8 +81,12 @@ std::int32_t DumpNetlink(std::uint16_t request, std::uint8_t family, const Netli
                              {reinterpret_cast<const std::uint8_t*>(&what), sizeof what}, visit);
 }
 
+std::int32_t AskNetlink(std::uint16_t request, NetlinkBytes payload, const NetlinkVisitor& visit) {
+  return NetlinkSocket().Ask(request, NLM_F_ACK, payload, visit);
+}
+
 std::int32_t ChangeNetlink(std::uint16_t request, NetlinkBytes payload) {
-  return NetlinkSocket().Ask(request, NLM_F_ACK, payload, [](std::uint16_t, NetlinkBytes) {});
+  return AskNetlink(request, payload, [](std::uint16_t, NetlinkBytes) {});
 }
 
 std::optional<std::int32_t> WalkNetlink(NetlinkBytes datagram, const NetlinkVisitor& visit) {

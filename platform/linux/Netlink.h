@@ -21,6 +21,10 @@ using NetlinkVisitor = std::function<void(std::uint16_t type, NetlinkBytes paylo
 /// All entries of a table. `request` is RTM_GETLINK or the like. Returns the error number.
 std::int32_t DumpNetlink(std::uint16_t request, std::uint8_t family, const NetlinkVisitor& visit);
 
+/// One question that is not about a whole table: RTM_GETROUTE for one host. Returns the error
+/// number.
+std::int32_t AskNetlink(std::uint16_t request, NetlinkBytes payload, const NetlinkVisitor& visit);
+
 /// Orders one change and waits until the kernel has made it or refused. Returns the error number.
 std::int32_t ChangeNetlink(std::uint16_t request, NetlinkBytes payload);
 

@@ -23,6 +23,9 @@ link set left address {OWN} up
 link set right up
 address add 10.77.0.1/24 dev left
 neighbour add 10.77.0.2 lladdr {NEIGHBOUR} dev left nud permanent
+address add fd77::1/64 dev left nodad
+neighbour add fd77::2 lladdr {NEIGHBOUR} dev left nud permanent
+neighbour add fe80::2 lladdr {NEIGHBOUR} dev left nud permanent
 """
 
 
@@ -76,7 +79,8 @@ class UsageTest(MacTestCase):
         for arguments, text in (
             ([""], b"HOST"),
             (["a b"], b"no host name"),
-            (["::1"], b"IPv6"),
+            (["ff02::1"], b"single host"),
+            (["::1:"], b"IPv6"),
             (["a", "b"], b"b"),
             (["224.0.0.1"], b"single host"),
             (["--netbios"], b"HOST"),
@@ -119,10 +123,20 @@ class MacTest(MacTestCase):
         self.assertEqual((shown["address"], shown["method"], shown["ok"], shown["adapters"]),
                          ("10.77.0.2", "arp", True, [{"number": None, "mac": NEIGHBOUR}]))
 
+    def test_by_neighbour_discovery(self):
+        for host, label, address in (("fd77::1", "fd77::1", OWN), ("fd77::2", "fd77::2", NEIGHBOUR),
+                                     ("FD77:0::2", "FD77:0::2 (fd77::2)", NEIGHBOUR),
+                                     ("fe80::2%left", "fe80::2%left", NEIGHBOUR)):
+            self.assertEqual(self.mac(host), f"{label}  {address}\n")
+        shown = self.json("fd77::2")
+        self.assertEqual((shown["address"], shown["method"], shown["ok"], shown["adapters"]),
+                         ("fd77::2", "ndp", True, [{"number": None, "mac": NEIGHBOUR}]))
+
     def test_nobody_there(self):
         for host, text in (("127.0.0.1", b"loopback"), ("localhost", b"localhost (127.0.0.1)"),
                            ("10.78.0.1", b"not on a network of this computer"),
-                           ("none.test", b"No DNS Entries found (error 59)")):
+                           ("::1", b"loopback"), ("fd78::1", b"no answer by neighbour disc"),
+                           ("none.test", b"(error 11002)")):
             self.assertEqual(self.mac(host, status=1, stderr=text), "")
         shown = self.json("10.77.0.99", "--timeout", "0.1", status=1, stderr=b"(error 5)")
         self.assertEqual((shown["ok"], shown["error"]["number"], shown["adapters"]), (False, 5, []))

@@ -16,7 +16,7 @@ import echo_network
 
 HAS_NETWORK = echo_network.enter()
 
-from dns_server import A, DnsServer, Reply, record
+from dns_server import A, AAAA, DnsServer, Reply, record
 from echo_network import without_group, without_permission
 from netro_command import LIMIT, NETRO, Terminal, interrupt, run
 
@@ -55,7 +55,12 @@ class UsageTest(PingTestCase):
             ([""], b"no host name"),
             (["a b"], b"no host name"),
             (["a\x1b[31m"], rb"a\x1B[31m"),
-            (["::1"], b"IPv6"),
+            (["-6", "127.0.0.1"], b"IPv4"),
+            (["-4", "::1"], b"IPv6"),
+            (["-4", "-6", "a"], b"--ipv4"),
+            (["ff02::1"], b"single host"),
+            (["fe80::1%nowhere"], b"no IPv6 address"),
+            (["fe80::1"], b"fe80::1%eth0"),
             (["a:80"], b"port"),
             (["127.0.0.1", "224.0.0.1"], b"single host"),
             (["a", "--count", "-1"], b"--count"),
@@ -187,16 +192,30 @@ class PingTest(PingTestCase):
         self.assertEqual((none["address"], none["error"]["number"], none["sent"]), (None, 59, 0))
         self.assertEqual((one["address"], one["ok"]), ("127.0.0.7", True))
 
+    def test_families(self):
+        """A name stands for its IPv4 address, unless another is asked for."""
+        names = self.name_server(six=Reply([record("six.test", AAAA, bytes(15) + b"\1")]))
+        options = ["--dns", names.address, "-c1"]
+        shown = self.ping("0:0::1", "six.test", "localhost", *options)
+        for label in "0:0::1 (::1)", "six.test (::1)", "localhost (127.0.0.1)":
+            self.assertIn(f"32 bytes from {label}: seq=1 ttl=64 ", shown)
+        self.assertIn("localhost (::1): ", self.ping("localhost", "-6", *options))
+        self.assertEqual(self.ping("six.test", "-4", *options, status=1, stderr=b"six.test"), "")
+        host, = self.json("::1", "-c1")["hosts"]
+        self.assertEqual((host["address"], host["replies"][0]["from"]), ("::1", "::1"))
+
     # --- permission
 
     def test_raw_socket(self):
-        shown = self.json("-c1", LOOPBACK, status=1, preexec_fn=without_group)  # which is not up
-        self.assertEqual((shown["socket"], shown["error"]["number"]), ("raw", 0))
+        for host in LOOPBACK, "::1":
+            shown = self.json("-c1", host, status=1, preexec_fn=without_group)  # which is not up
+            self.assertEqual((shown["socket"], shown["error"]["number"]), ("raw", 0))
 
     def test_no_permission(self):
         for text in b"net.ipv4.ping_group_range", b"cap_net_raw+ep " + NETRO.encode():
-            self.assertEqual(self.ping(LOOPBACK, status=1, stderr=text,
-                                       preexec_fn=without_permission), "")
+            for host in LOOPBACK, "::1":
+                self.assertEqual(self.ping(host, status=1, stderr=text,
+                                           preexec_fn=without_permission), "")
         shown = self.json(LOOPBACK, status=1, stderr=b"-10001", preexec_fn=without_permission)
         self.assertEqual((shown["ok"], shown["socket"], shown["error"]["number"],
                           shown["hosts"][0]["sent"]), (False, None, -10001, 0))

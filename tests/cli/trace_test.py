@@ -49,7 +49,12 @@ class UsageTest(TraceTestCase):
             ([], b"HOST"),
             ([""], b"no host name"),
             (["a\x1b[31m"], rb"a\x1B[31m"),
-            (["::1"], b"IPv6"),
+            (["-6", "127.0.0.1"], b"IPv4"),
+            (["-4", "::1"], b"IPv6"),
+            (["-4", "-6", "a"], b"--ipv4"),
+            (["ff02::1"], b"single host"),
+            (["fe80::1%nowhere"], b"no IPv6 address"),
+            (["fe80::1"], b"fe80::1%eth0"),
             (["a", "b"], b"b"),
             (["224.0.0.1"], b"single host"),
             (["a", "--probes", "0"], b"--probes"),
@@ -136,6 +141,13 @@ class TraceTest(TraceTestCase):
             stderr = f"{HOST} was not reached: {text} (error 1100".encode() if status else b""
             rows = self.rows("-n", status=status, stderr=stderr)
             self.assertEqual(rows[1:], [["2", answer.source, "0%", "ms", "ms", "ms", *text.split()]])
+
+    def test_ipv6(self):
+        for host, label in ("0:0::1", "0:0::1 (::1)"), ("localhost", "localhost (::1)"):
+            head, columns, row = self.trace(host, "-6", "-n").splitlines()
+            self.assertTrue(head.startswith(f"TRACE {label}: "), head)
+            self.assertEqual(columns.index("loss"), row.index("0%") - 2, "the columns fit")
+            self.assertRegex(row, r"\A  1  ::1 +0%( +\d+\.\d{3}){3}\Z")
 
     def test_limits(self):
         self.assertEqual(len(self.rows("-n", "-m2", status=1, stderr=b"--max-hops")), 2)

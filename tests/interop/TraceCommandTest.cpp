@@ -51,7 +51,8 @@ TEST_P(TraceCommand, TheSameHopsAsTraceroute) {
 // Near, far, unreachable, prohibited, a black hole, no route there.
 INSTANTIATE_TEST_SUITE_P(Ways, TraceCommand,
                          testing::Values("10.1.0.2", "10.3.0.2", "10.9.1.1", "10.9.2.1", "10.9.3.1",
-                                         "10.9.4.1"),
+                                         "10.9.4.1", "fd01::2", "fd03::2", "fd09:0:1::1",
+                                         "fd09:0:2::1", "fd09:0:3::1", "fd09:0:4::1"),
                          [](const auto& way) { return "Way" + std::to_string(way.index); });
 
 }  // namespace

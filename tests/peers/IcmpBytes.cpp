@@ -11,19 +11,37 @@ std::string Big16(std::size_t value) {
   return {static_cast<char>(value >> 8 & 0xFF), static_cast<char>(value & 0xFF)};
 }
 
-std::string Address(const std::string& dotted) {
-  in_addr address{};
-  inet_pton(AF_INET, dotted.c_str(), &address);
-  return {reinterpret_cast<const char*>(&address), sizeof address};
+bool IsIPv6(const std::string& address) { return address.find(':') != address.npos; }
+
+std::string Address(const std::string& text) {
+  const bool v6 = IsIPv6(text);
+  char bytes[16] = {};
+  inet_pton(v6 ? AF_INET6 : AF_INET, text.c_str(), bytes);
+  return {bytes, v6 ? 16U : 4U};
+}
+
+std::string Ip6Bytes(const IpFields& fields, const std::string& message) {
+  constexpr char kIcmp6 = 58;
+  const std::string addresses = Address(fields.source) + Address(fields.destination);
+  const std::string pseudoHeader =
+      addresses + std::string(2, '\0') + Big16(message.size()) + std::string(3, '\0') + kIcmp6;
+  const bool hasChecksum = message.size() >= 4;
+  std::string packet = "\x60" + std::string(3, '\0');
+  packet += Big16(fields.options.size() + message.size());
+  packet += fields.options.empty() ? kIcmp6 : static_cast<char>(fields.protocol);
+  packet += static_cast<char>(fields.ttl);
+  return packet + addresses + fields.options +
+         (hasChecksum ? WithIcmpChecksum(message, pseudoHeader) : message);
 }
 
 }  // namespace
 
-std::string WithIcmpChecksum(std::string message) {
+std::string WithIcmpChecksum(std::string message, const std::string& before) {
   message.replace(2, 2, 2, '\0');
+  const std::string all = before + message;
   unsigned long sum = 0;
-  for (std::size_t i = 0; i < message.size(); ++i) {
-    const auto byte = static_cast<unsigned char>(message[i]);
+  for (std::size_t i = 0; i < all.size(); ++i) {
+    const auto byte = static_cast<unsigned char>(all[i]);
     sum += i % 2 == 0 ? byte * 256UL : byte;
   }
   while (sum > 0xFFFF) sum = sum % 0x10000 + sum / 0x10000;
@@ -42,6 +60,7 @@ std::string IcmpErrorMessage(int type, int code, const std::string& quoted) {
 }
 
 std::string IpBytes(const IpFields& fields, const std::string& payload) {
+  if (IsIPv6(fields.source)) return Ip6Bytes(fields, payload);
   const std::size_t header = 20 + fields.options.size();
   std::string packet;
   packet += static_cast<char>(0x40 + header / 4);

@@ -6,25 +6,26 @@
 
 namespace netro::peers {
 
-/// The message with its checksum (RFC 1071) in bytes 2 and 3.
-std::string WithIcmpChecksum(std::string message);
+/// The message with its checksum (RFC 1071) in bytes 2 and 3; `before` is counted as well.
+std::string WithIcmpChecksum(std::string message, const std::string& before = {});
 
-/// An echo message: type 8 asks, type 0 replies.
+/// An echo message: type 8 asks, type 0 replies; with IPv6 these are 128 and 129.
 std::string EchoMessage(int type, int identifier, int sequence, const std::string& data);
 
 /// An error message that quotes a packet.
 std::string IcmpErrorMessage(int type, int code, const std::string& quoted);
 
 struct IpFields {
-  std::string source;  // dotted
+  std::string source;  // both of the same family
   std::string destination;
   int ttl = 64;
-  int protocol = 1;
-  int fragmentOffset = 0;  // of 8 bytes each
-  std::string options;     // a multiple of four bytes
+  int protocol = 1;        // of IPv6 that of the options, or of ICMP where there are none
+  int fragmentOffset = 0;  // of 8 bytes each; of IPv6 it stands in the options
+  std::string options;     // a multiple of four bytes; of IPv6 whole extension headers
 };
 
-/// A packet with its header (RFC 791), whose checksum is left for the system to fill in.
+/// A packet with its header: RFC 791, whose checksum is left for the system to fill in; or RFC
+/// 8200, with the checksum of its ICMP message put right.
 std::string IpBytes(const IpFields& fields, const std::string& payload);
 
 }  // namespace netro::peers

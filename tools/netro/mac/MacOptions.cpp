@@ -15,17 +15,18 @@ constexpr const char* kExamples = R"(
 Examples:
   netro mac
   netro mac 192.0.2.7
+  netro mac fe80::1%eth0
   netro mac fileserver --netbios
 
 Without HOST the adapters of this computer are listed, all but loopback. With HOST its MAC address
-is found by ARP, which reaches the hosts on the networks of this computer only. --netbios asks the
-host for its NetBIOS node status instead, over UDP port 137; not every host tells its MAC address
-then.
+is found by ARP, or neighbour discovery for IPv6, which reach the hosts on the networks of this
+computer only. --netbios asks the host for its NetBIOS node status instead, over UDP port 137 and
+IPv4; not every host tells its MAC address then.
 
---json prints one object: host and address (null where there is none), method ("adapters", "arp" or
-"netbios"), ok, error (number and text; numbers as in NetBIOSCls, or of the name lookup), seconds,
-and the list adapters: number (null for other hosts), mac, and but for ARP the status: a member for
-each property of NetBIOSCls.)";
+--json prints one object: host and address (null where there is none), method ("adapters", "arp",
+"ndp" or "netbios"), ok, error (number and text; numbers as in NetBIOSCls, or of the name lookup),
+seconds, and the list adapters: number (null for other hosts), mac, and but for "arp" and "ndp" the
+status: a member for each property of NetBIOSCls.)";
 
 }  // namespace
 

@@ -105,7 +105,11 @@ void PrintMacJson(const MacOptions& options, const MacResult& result, double sec
   const auto text = [](const std::string& value) {
     return value.empty() ? Json(nullptr) : Json(value);
   };
-  const char* method = options.host.empty() ? "adapters" : options.netBios ? "netbios" : "arp";
+  const bool v6 = result.hostAddress.find(':') != std::string::npos;
+  const char* method = options.host.empty() ? "adapters"
+                       : options.netBios    ? "netbios"
+                       : v6                 ? "ndp"
+                                            : "arp";
   Json object = {{"host", text(options.host)},
                  {"address", text(result.hostAddress)},
                  {"method", method},

@@ -105,11 +105,12 @@ void MacQuery::AskNeighbour(const std::string& host) {
     return;
   }
   SetError(stopped_ ? kCancelled : kNoReply);
-  if (names_.GetIPType(found.address) == kLoopback) {
+  const bool v6 = found.address.find(':') != found.address.npos;
+  if (names_.GetIPType(found.address) == kLoopback || found.address == "::1") {
     result_.errorText = "the loopback interface has no MAC address";
   } else if (!stopped_) {
-    result_.errorText =
-        "no answer by ARP; nobody has this address, or it is not on a network of this computer";
+    result_.errorText = std::string("no answer by ") + (v6 ? "neighbour discovery" : "ARP") +
+                        "; nobody has this address, or it is not on a network of this computer";
   }
 }
 

@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 
 #include "terminal/Command.h"
+#include "terminal/FamilyOptions.h"
 #include "terminal/HostAndPort.h"
 #include "terminal/OptionValues.h"
 
@@ -19,6 +20,8 @@ Examples:
   netro ping example.com
   netro ping -c 0 -i 0.2 192.0.2.1
   netro ping -c 1 -t 0.5 192.0.2.{1..254}
+  netro ping -6 example.com
+  netro ping fe80::1%eth0
 
 All hosts are asked at the same time. Up to five get a line for each reply, and a few lines of
 statistics; more get a table with a line each at the end. Ctrl-C ends the command with the
@@ -60,6 +63,7 @@ void DeclareConnection(CLI::App& options, PingOptions& values) {
       .add_option("-t,--timeout", values.timeout, "How long to wait for a reply; 5 if not given")
       ->type_name("SECONDS")
       ->group(kGroup);
+  DeclareFamilyOptions(options, values.preference, kGroup);
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
 // The options of "netro ping". Thread: any.
 #pragma once
 
+#include <netro/AddressPreference.h>
+
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -18,6 +20,7 @@ struct PingOptions {
   std::int32_t size = 32;
   double timeout = 5;  // seconds
   std::string dns;
+  AddressPreferenceEnum preference = preferIPv4;
   bool quiet = false;
   bool json = false;
 };

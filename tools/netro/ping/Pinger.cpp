@@ -29,6 +29,7 @@ Pinger::Pinger(const PingOptions& options, PingListener& listener)
     : options_(options), listener_(listener) {
   for (const std::string& host : options.hosts) targets_.emplace_back().host = host;
   loop_.Names().DNSURL(options.dns);
+  loop_.Names().AddressPreference(options.preference);
   echo_.Events(this);
 }
 

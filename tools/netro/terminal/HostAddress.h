@@ -4,6 +4,7 @@
 #include <netro/ICMPCls.h>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace netro::tool {
@@ -14,9 +15,13 @@ struct HostAddress {
   std::string errorText;
 };
 
-/// The dotted address that `host` is or resolves to; looking it up blocks until `names` is stopped.
-/// Broadcast, multicast and other addresses that no single host has are refused: throws UsageError
-/// when `host` is one, and fails when it resolves to one.
+/// An IPv6 address as it is usually written (RFC 5952, the zone by its name); none for other texts.
+std::optional<std::string> UsualIPv6(const std::string& text);
+
+/// The address that `host` is, or resolves to with the AddressPreference of `names`; looking it up
+/// blocks until `names` is stopped. Broadcast, multicast and other addresses that no single host
+/// has are refused: throws UsageError when `host` is one, or one of the family that is not to be
+/// used, and fails when it resolves to one.
 HostAddress FindAddress(ICMPCls& names, const std::string& host);
 
 }  // namespace netro::tool

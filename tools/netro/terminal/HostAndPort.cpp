@@ -6,6 +6,7 @@
 #include <charconv>
 
 #include "terminal/Command.h"
+#include "terminal/HostAddress.h"
 
 namespace netro::tool {
 namespace {
@@ -66,7 +67,8 @@ bool IsHostName(std::string_view host) {
 
 void CheckHost(const std::string& host) {
   if (host.find(':') != host.npos) {
-    throw UsageError("\"" + host + "\": an IPv6 address or a port is not supported");
+    if (UsualIPv6(host)) return;
+    throw UsageError("\"" + host + "\" is no IPv6 address, and a port is not supported");
   }
   if (!IsHostName(host)) throw UsageError("\"" + host + "\" is no host name and no address");
 }

@@ -15,7 +15,7 @@ void ReadHostAndPort(const std::string& option, std::string_view text, std::stri
 /// True for what can be a host name or a dotted address: labels of letters, digits, "-" and "_".
 bool IsHostName(std::string_view host);
 
-/// Throws UsageError unless `host` can be a host name or a dotted address.
+/// Throws UsageError unless `host` can be a host name or is an address.
 void CheckHost(const std::string& host);
 
 }  // namespace netro::tool

@@ -42,6 +42,7 @@ class Trace {
  private:
   bool FindAddress() {
     loop_.Names().DNSURL(options_.dns);
+    loop_.Names().AddressPreference(options_.preference);
     const HostAddress found = tool::FindAddress(loop_.Names(), options_.host);
     end_ = {found.address, found.error, found.errorText, 0};
     return found.error == 0;
@@ -60,7 +61,8 @@ class Trace {
   /// Prints the hops that are known and have their names. True when no known ones are left.
   bool ShowHops() {
     for (; shown_ < probes_->KnownHops() && HasNames(probes_->Hop(shown_)); ++shown_) {
-      if (!options_.json && !PrintTraceHop(shown_ + 1, probes_->Hop(shown_), names_)) {
+      if (!options_.json &&
+          !PrintTraceHop(shown_ + 1, probes_->Hop(shown_), names_, end_.address)) {
         outputLost_ = true;
         loop_.StopWaiting();
         return false;

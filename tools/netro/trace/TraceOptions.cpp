@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 
 #include "terminal/Command.h"
+#include "terminal/FamilyOptions.h"
 #include "terminal/HostAndPort.h"
 #include "terminal/OptionValues.h"
 
@@ -19,6 +20,7 @@ constexpr const char* kExamples = R"(
 Examples:
   netro trace example.com
   netro trace 192.0.2.1 --numeric --probes 1 --timeout 1
+  netro trace -6 example.com
 
 All hops are asked together, so that the whole takes as long as its slowest hop. A hop is printed
 when it and all hops before it are known: "*" is a probe without an answer, loss is their share.
@@ -58,6 +60,7 @@ void DeclareTraceOptions(CLI::App& options, TraceOptions& values) {
   options.add_option("--dns", values.dns, "DNS servers to ask, as host[:port],host[:port]")
       ->type_name("SERVERS")
       ->group(kNames);
+  DeclareFamilyOptions(options, values.preference, kProbes);
   options.add_flag("--json", values.json, "Print one JSON object that holds everything")
       ->group("Output");
   options.footer(kExamples);

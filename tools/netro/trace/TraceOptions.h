@@ -1,6 +1,8 @@
 // The options of "netro trace". Thread: any.
 #pragma once
 
+#include <netro/AddressPreference.h>
+
 #include <cstdint>
 #include <string>
 
@@ -17,6 +19,7 @@ struct TraceOptions {
   std::int32_t size = 32;
   double timeout = 5;  // seconds
   std::string dns;
+  AddressPreferenceEnum preference = preferIPv4;
   bool numeric = false;
   bool json = false;
 };

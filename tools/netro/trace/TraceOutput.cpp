@@ -18,17 +18,22 @@ constexpr int kTimeWidth = 10;
 constexpr std::int32_t kTimedOut = 11010;
 constexpr std::int32_t kTimeToLiveExpired = 11013;
 
-/// The beginning of a row: "  3  10.1.0.2           0%".
-std::string RowBegin(const std::string& number, const std::string& host, const std::string& loss) {
-  char text[64];
-  std::snprintf(text, sizeof text, "%3s  %-15s  %4s", number.c_str(), host.c_str(), loss.c_str());
-  return text;
+/// The longest address of the family of this one.
+std::size_t AddressWidth(const std::string& address) {
+  return address.find(':') == address.npos ? 15 : 39;
 }
 
 std::string RightAligned(const std::string& text, int width) {
   char column[32];
   std::snprintf(column, sizeof column, "%*s", width, text.c_str());
   return column;
+}
+
+/// The beginning of a row: "  3  10.1.0.2           0%".
+std::string RowBegin(const std::string& number, std::string host, std::size_t width,
+                     const std::string& loss) {
+  host.resize(std::max(host.size(), width), ' ');
+  return RightAligned(number, 3) + "  " + host + "  " + RightAligned(loss, 4);
 }
 
 std::string Loss(const TraceHop& hop) {
@@ -58,9 +63,9 @@ std::string FailuresOf(const TraceHop& hop, const std::string& host) {
 }
 
 std::string Row(const std::string& number, const TraceHop& hop, const std::string& host,
-                const std::string& name) {
+                std::size_t width, const std::string& name) {
   const bool isFirst = !number.empty();
-  std::string row = RowBegin(number, host.empty() ? "*" : host, isFirst ? Loss(hop) : "");
+  std::string row = RowBegin(number, host.empty() ? "*" : host, width, isFirst ? Loss(hop) : "");
   for (const TraceProbe& probe : hop.probes) {
     row += RightAligned(TimeColumn(probe, host, isFirst), kTimeWidth);
   }
@@ -90,18 +95,19 @@ void PrintTraceHead(const TraceOptions& options, const std::string& address) {
   const std::string times =
       RightAligned("ms", kTimeWidth) +
       std::string(static_cast<std::size_t>(kTimeWidth * (options.probes - 1)), ' ');
-  const std::string head =
-      RowBegin("hop", "address", "loss") + times + (options.numeric ? "" : "  name");
+  const std::string head = RowBegin("hop", "address", AddressWidth(address), "loss") + times +
+                           (options.numeric ? "" : "  name");
   Print(Styled(Style::Dim, head.substr(0, head.find_last_not_of(' ') + 1)) + "\n");
   Flush();
 }
 
-bool PrintTraceHop(std::size_t number, const TraceHop& hop, const TraceNames& names) {
+bool PrintTraceHop(std::size_t number, const TraceHop& hop, const TraceNames& names,
+                   const std::string& address) {
   std::vector<std::string> hosts = HostsOf(hop);
   if (hosts.empty()) hosts.emplace_back();
   std::string label = std::to_string(number);
   for (const std::string& host : hosts) {
-    Print(Row(label, hop, host, names.NameOf(host)) + "\n");
+    Print(Row(label, hop, host, AddressWidth(address), names.NameOf(host)) + "\n");
     label.clear();
   }
   return Flush();

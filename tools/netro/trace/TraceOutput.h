@@ -23,8 +23,9 @@ struct TraceEnd {
 std::vector<std::string> HostsOf(const TraceHop& hop);
 
 void PrintTraceHead(const TraceOptions& options, const std::string& address);
-/// False when the output can no longer be written to.
-bool PrintTraceHop(std::size_t number, const TraceHop& hop, const TraceNames& names);
+/// A hop on the way to `address`. False when the output can no longer be written to.
+bool PrintTraceHop(std::size_t number, const TraceHop& hop, const TraceNames& names,
+                   const std::string& address);
 
 /// Prints the JSON object; `probes` is null when none were sent.
 void PrintTraceJson(const TraceOptions& options, const TraceEnd& end, const TraceProbes* probes,
