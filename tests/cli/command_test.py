@@ -194,6 +194,15 @@ class CommandTest(unittest.TestCase):
         self.assertEqual(done.stderr, b"")
         self.check(["get", self.url.replace("://", "://a:b@") + "/private"], 0)
 
+    def test_families(self):
+        """A host has one of each; what is asked for with -4 and -6 is what is used."""
+        with socket.create_server(("127.0.0.1", 0)) as listener:
+            url = f"http://localhost:{listener.getsockname()[1]}/"
+            self.check(["get", "-6", url], 1, stdout=b"", stderr=b"10061")
+            self.check(["get", "-t", "1", "-4", url], 1, stdout=b"", stderr=b"--timeout")
+        self.check(["get", "-4", "-6", url], 2, stdout=b"")
+        self.check(["get", "-4", "http://[::1]:1/"], 1, stdout=b"", stderr=b"11004")
+
     def test_requests(self):
         done = self.check(["get", "-H", "X-One: 1", "-H", "X-Two:2", self.url + "/headers"], 0)
         self.assertIn(b"X-One: 1\n", done.stdout)

@@ -62,6 +62,7 @@ void Prepare(HTTPCls& http, const Fetch& fetch, const GetRequest& request) {
   http.ProxyPassword(request.proxy.password);
   http.ProxyUseRemoteDNS(request.proxy.remoteDns);
   http.DNSURL(request.dns);
+  http.AddressPreference(request.preference);
   http.TimeOutSeconds(request.timeout);
   http.RemoveChunkHeader(!request.keepChunks);
   if (!fetch.file.empty() && CanBeReplaced(fetch.file)) {

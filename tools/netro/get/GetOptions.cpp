@@ -7,6 +7,7 @@
 
 #include "terminal/Batch.h"
 #include "terminal/Command.h"
+#include "terminal/FamilyOptions.h"
 #include "terminal/OptionValues.h"
 
 namespace netro::tool {
@@ -100,6 +101,7 @@ void DeclareConnection(CLI::App& options, GetOptions& values) {
   options.add_option("--dns", values.dns, "DNS servers to ask, as host[:port],host[:port]")
       ->type_name("SERVERS")
       ->group(kGroup);
+  DeclareFamilyOptions(options, values.preference, kGroup);
   DeclareParallel(options, values.parallel, "The most URLs to fetch at once");
   options
       .add_option("-t,--timeout", values.timeout,
@@ -172,6 +174,7 @@ GetRequest ReadGetRequest(const GetOptions& options) {
   request.answerChallenges = !options.noChallenge;
   request.proxy = ReadProxy(options.proxy, options.proxyType);
   request.dns = options.dns;
+  request.preference = options.preference;
   request.timeout = options.timeout;
   request.token = options.token;
   request.keepChunks = options.keepChunks;

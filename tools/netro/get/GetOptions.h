@@ -34,6 +34,7 @@ struct GetOptions {
   bool include = false;
   bool keepChunks = false;
   std::string dns;
+  AddressPreferenceEnum preference = preferIPv4;
   std::int32_t timeout = 30;
   std::int32_t parallel = 8;
   std::string token = "HTTP/1.1";
@@ -52,6 +53,7 @@ struct GetRequest {
   bool answerChallenges = true;  // where there are credentials
   Proxy proxy;
   std::string dns;
+  AddressPreferenceEnum preference = preferIPv4;
   std::int32_t timeout = 30;
   std::string token;
   bool keepChunks = false;

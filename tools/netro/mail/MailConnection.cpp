@@ -78,6 +78,7 @@ void UseMailConnection(SendMailCls& mail, const MailConnectionOptions& options) 
   mail.SMTPTimeOutString(TimeOutTable(options.connection.timeout));
   mail.SMTPProxyTimeout(options.connection.timeout);
   UseProxy(mail, ReadSocksProxy(options.connection.proxy, options.connection.proxyType));
+  mail.AddressPreference(options.connection.preference);
   if (!options.connection.dns.empty()) {  // an empty list would not be the system's
     mail.DNSURL(options.connection.dns);
   }

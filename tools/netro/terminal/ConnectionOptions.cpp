@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 
 #include "terminal/Command.h"
+#include "terminal/FamilyOptions.h"
 
 namespace netro::tool {
 namespace {
@@ -36,6 +37,7 @@ void DeclareConnectionOptions(CLI::App& options, ConnectionOptions& values,
   options.add_option("--dns", values.dns, "DNS servers to ask, as host[:port],host[:port]")
       ->type_name("SERVERS")
       ->group(kGroup);
+  DeclareFamilyOptions(options, values.preference, kGroup);
   options.add_option("-t,--timeout", values.timeout, timeoutUse + "; 30 if not given")
       ->type_name("SECONDS")
       ->group(kGroup);

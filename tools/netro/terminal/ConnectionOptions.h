@@ -1,6 +1,8 @@
 // The options about the way to a server that several subcommands have. Thread: any.
 #pragma once
 
+#include <netro/AddressPreference.h>
+
 #include <cstdint>
 #include <string>
 
@@ -17,6 +19,7 @@ struct ConnectionOptions {
   std::string proxy;
   std::string proxyType;
   std::string dns;
+  AddressPreferenceEnum preference = preferIPv4;
   std::int32_t timeout = 30;
 };
 
@@ -24,7 +27,7 @@ struct ConnectionOptions {
 void DeclareProxyOptions(CLI::App& options, std::string& proxy, std::string& proxyType,
                          const std::string& use);
 
-/// Declares these, --dns and --timeout. `proxyUse` and `timeoutUse` begin the help
+/// Declares these, --dns, -4, -6 and --timeout. `proxyUse` and `timeoutUse` begin the help
 /// texts of the proxy and the time-out.
 void DeclareConnectionOptions(CLI::App& options, ConnectionOptions& values,
                               const std::string& proxyUse, const std::string& timeoutUse);
@@ -55,6 +58,7 @@ template <class Client>
 void UseConnection(Client& client, const ConnectionOptions& options, const Proxy& proxy) {
   UseProxy(client, proxy);
   client.DNSURL(options.dns);
+  client.AddressPreference(options.preference);
 }
 
 }  // namespace netro::tool
