@@ -22,9 +22,18 @@ bool EndsLine(const std::string& text) {
   return text.find_first_of(std::string_view("\r\n\0", 3)) != std::string::npos;
 }
 
+// A name, or an IPv6 address with or without a zone.
+void CheckHost(const std::string& host) {
+  const bool v6 = host.find(':') != std::string::npos;
+  const std::string address = v6 ? host.substr(0, host.find('%')) : std::string();
+  const std::string rest = host.substr(address.size() + (address.size() < host.size() && v6));
+  Require(address.find_first_not_of("0123456789abcdefABCDEF:.") == std::string::npos);
+  Require(rest.find_first_of(" \t/?#@:[]%\\") == std::string::npos);
+}
+
 void CheckUrl(const netro::Url& url) {
   Require(!url.protocol.empty() && !url.host.empty());
-  Require(url.host.find_first_of(" \t/?#@:[]%\\") == std::string::npos);
+  CheckHost(url.host);
   Require(url.port >= 1 && url.port <= 65535);
   Require(url.hasPort || url.port == 80);
   Require(url.hasUserInfo || (url.user.empty() && url.password.empty()));
