@@ -72,7 +72,8 @@ void NameQuestion::Step() {
 }
 
 void NameQuestion::Next() {
-  if (!tries_.empty()) ServerMemory::WasSilent(servers_[tries_.back().server]);
+  if (awaiting_) ServerMemory::WasSilent(servers_[tries_.back().server]);
+  awaiting_ = false;
   if (!ChooseServer()) return Decide(kErrTryAgain);
   const std::size_t server = order_[next_++];
   // Some silence comes of firewalls that let no extended query through.
@@ -91,7 +92,8 @@ void NameQuestion::Begin(std::size_t server, bool extended) {
   const LookupAnswer host = ResolveHost(servers_[server].host, {}, mark_, deadline_);
   if (mark_.Cancelled()) return Decide(kErrCancelled);
   due_ = Now();
-  if (host.error != 0) return;
+  if (host.error == kErrNoBuffers) return Decide(kErrNoBuffers);
+  if (host.error != 0) return Drop(server);
   Try& made = tries_.emplace_back(mark_.Module().Notifications(), mark_.Object());
   made.query = std::move(*query);
   made.server = server;
@@ -104,8 +106,9 @@ void NameQuestion::Begin(std::size_t server, bool extended) {
   if (error == kErrTooManyFiles || error == kErrNoBuffers) return Decide(kErrNoBuffers);
   if (error != 0) {
     tries_.pop_back();
-    return;
+    return Drop(server);
   }
+  awaiting_ = true;
   due_ += rules_.wait;
 }
 
@@ -120,7 +123,10 @@ void NameQuestion::Take(Try& of) {
   if (decided_ || outcome == Outcome::AskedAgain) return;
   tries_.remove_if([&](const Try& one) { return &one == &of; });
   if (outcome == Outcome::Useless) Drop(server);
-  if (last) due_ = Now();
+  if (last) {
+    awaiting_ = false;
+    due_ = Now();
+  }
 }
 
 void NameQuestion::Drop(std::size_t server) {

@@ -72,8 +72,9 @@ class NameQuestion {
   std::size_t next_ = 0;            // in `order_`
   int round_ = 0;
   std::list<Try> tries_;
-  int strangers_ = 0;  // replies that do not fit
-  TimePoint due_;      // of the next try
+  int strangers_ = 0;      // replies that do not fit
+  TimePoint due_;          // of the next try
+  bool awaiting_ = false;  // the last one may still be answered in time
   bool decided_ = false;
   LookupAnswer answer_;
 };
