@@ -12,6 +12,7 @@ namespace {
 
 constexpr std::size_t kHeaderSize = 12;
 constexpr std::size_t kTypeAndClass = 4;
+constexpr std::uint16_t kInternet = 1;
 constexpr std::size_t kOptSize = 11;
 constexpr std::uint8_t kReplyBit = 128;
 
@@ -58,12 +59,17 @@ std::span<const std::uint8_t> QuestionOf(std::span<const std::uint8_t> query) {
 
 // Counts come from the peer: records are taken as they prove to be there. The first OPT record goes
 // to `opt`, where that is wanted.
-bool ReadSection(std::span<const std::uint8_t> message, ByteReader& reader, NameForm form,
-                 std::uint16_t count, std::deque<DNSCLS>& records, std::optional<EDNSCLS>* opt) {
+bool ReadSection(std::span<const std::uint8_t> message, ByteReader& reader,
+                 const DnsReading& reading, std::uint16_t count, std::deque<DNSCLS>& records,
+                 std::optional<EDNSCLS>* opt) {
   for (; count > 0; --count) {
     const ByteReader here = reader;
-    if (!ReadRecord(message, reader, form, records.emplace_back())) return false;
-    if (opt != nullptr && !*opt && (*opt = ReadOpt(here))) records.pop_back();
+    std::uint16_t classNumber = 0;
+    if (!ReadRecord(message, reader, reading.form, records.emplace_back(), classNumber)) {
+      return false;
+    }
+    const bool taken = opt != nullptr && !*opt && (*opt = ReadOpt(here));
+    if (taken || (reading.onlyInternet && classNumber != kInternet)) records.pop_back();
   }
   return true;
 }
@@ -166,7 +172,7 @@ bool ReadReply(std::span<const std::uint8_t> message, DnsReply& reply) {
   bool ok = reader.Ok() && SkipQuestions(message, reader, questions);
   for (std::size_t section = 0; ok && section < reply.records.size(); ++section) {
     const bool mayHoldOpt = section == DnsReply::Additional && reply.reading.takeOpt;
-    ok = ReadSection(message, reader, reply.reading.form, counts[section], reply.records[section],
+    ok = ReadSection(message, reader, reply.reading, counts[section], reply.records[section],
                      mayHoldOpt ? &opt : nullptr);
   }
   if (!ok) return false;

@@ -63,7 +63,8 @@ using DnsRecords = std::array<std::deque<DNSCLS>, 3>;
 /// How a reply is to be read.
 struct DnsReading {
   NameForm form = NameForm::Plain;
-  bool takeOpt = false;  // the OPT record becomes `opt` instead of an additional record
+  bool takeOpt = false;       // the OPT record becomes `opt` instead of an additional record
+  bool onlyInternet = false;  // records of other classes are left out
 };
 
 /// One or several replies.

@@ -200,12 +200,12 @@ Decoder DecoderOf(std::int32_t type) {
 }  // namespace
 
 bool ReadRecord(std::span<const std::uint8_t> message, ByteReader& reader, NameForm form,
-                DNSCLS& record) {
+                DNSCLS& record, std::uint16_t& classNumber) {
   std::string owner;
   if (!ReadName(message, reader, owner, form)) return false;
   record.Query(std::move(owner));
   record.DataType(reader.U16());
-  reader.Skip(2);  // the class
+  classNumber = reader.U16();
   record.TTL(reader.U32());
   const std::uint16_t size = reader.U16();
   const std::size_t start = reader.Position();

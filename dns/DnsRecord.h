@@ -15,6 +15,6 @@ namespace netro {
 /// this form. False when it is malformed. What the record's data holds beyond what its type needs
 /// is skipped.
 bool ReadRecord(std::span<const std::uint8_t> message, ByteReader& reader, NameForm form,
-                DNSCLS& record);
+                DNSCLS& record, std::uint16_t& classNumber);
 
 }  // namespace netro

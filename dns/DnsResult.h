@@ -8,8 +8,10 @@ namespace netro {
 enum DnsResult : std::int32_t {
   kDnsSuccess = 0,
   kDnsFormatError = 1,
+  kDnsServerFailure = 2,
   kDnsNameError = 3,  // a server's own code, like all up to 21
   kDnsNotImplemented = 4,
+  kDnsBadVersion = 16,
   kDnsNoRecords = 22,
   kDnsNoDomain = 51,
   kDnsNoServer = 52,

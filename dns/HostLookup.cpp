@@ -108,7 +108,8 @@ class Names final : public HostLookup {
     const Request request{address, settings, mark, deadline};
     wasStale_ = false;
     LookupAnswer answer = ParseAddress(address) ? LookUpAddress(request) : LookUpName(request);
-    if (answer.error == kErrTryAgain && serveStale_) TakeExpired(request, answer);
+    if (serveStale_) ForgetDenied(request, answer.error);
+    if (serveStale_ && answer.error == kErrTryAgain) TakeExpired(request, answer);
     return answer;
   } catch (const std::bad_alloc&) {
     return Failed(kErrNoBuffers);
@@ -168,14 +169,25 @@ class Names final : public HostLookup {
 
  private:
   void TakeExpired(const Request& request, LookupAnswer& answer) {
+    const bool isAddress = ParseAddress(request.name).has_value();
     for (const AddressFamily family : FamiliesOf(request.settings.preference)) {
-      const auto text = CacheOf(family).FindExpired(request.name);
-      if (!text) continue;
-      std::vector<IpAddress> found = AddressesIn(*text, family);
-      answer = found.empty() ? LookupAnswer{*text, 0, {}} : LookupAnswer::Of(std::move(found));
-      wasStale_ = true;
-      return;
+      for (LookupCache* cache : {&CacheOf(family), &cache_}) {
+        const auto text = cache->FindExpired(request.name);
+        if (!text) continue;
+        std::vector<IpAddress> found = AddressesIn(*text, family);
+        if (found.empty() && !isAddress) continue;
+        answer = isAddress ? LookupAnswer{*text, 0, {}} : LookupAnswer::Of(std::move(found));
+        wasStale_ = true;
+        return;
+      }
     }
+  }
+
+  // What a server denies is not served again.
+  void ForgetDenied(const Request& request, std::int32_t error) {
+    if (error != kErrNoDnsEntries && error != kErrNoData) return;
+    cache_.Forget(request.name);
+    if (error == kErrNoDnsEntries) ipv6_.Forget(request.name);
   }
 
   LookupCache& CacheOf(AddressFamily family) {
@@ -239,6 +251,9 @@ class Names final : public HostLookup {
     LookupAnswer answer = known ? std::move(*known) : Find(request, {family}).front();
     if (preference != preferIPv4) return answer;
     answer.mayHaveIPv6 = answer.error == 0;
+    if (answer.error == kErrTryAgain) {
+      if (auto other = Cached(request.name, AddressFamily::IPv6)) return *std::move(other);
+    }
     if (answer.error != kErrNoData) return answer;
     LookupAnswer other = Find(request, {AddressFamily::IPv6}).front();
     return other.error == kErrNoDnsEntries ? answer : other;

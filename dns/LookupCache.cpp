@@ -69,9 +69,16 @@ std::optional<std::string> LookupCache::Find(const std::string& key) {
   const Date now = WallClock();
   if (now <= entry->Expiry()) return entry->Result();
   if (keepsExpired_ && now <= AddSeconds(entry->Expiry(), kStaleSeconds)) return std::nullopt;
+  Forget(key);
+  return std::nullopt;
+}
+
+void LookupCache::Forget(const std::string& key) {
+  const auto* const found = index_.Find(key);
+  if (found == nullptr) return;
+  const auto entry = *found;
   index_.Remove(key);
   entries_.erase(entry);
-  return std::nullopt;
 }
 
 std::optional<std::string> LookupCache::FindExpired(const std::string& key) {

@@ -35,6 +35,7 @@ class LookupCache {
   /// With `keep`, Find leaves expired entries in place, where FindExpired finds them for a day.
   void KeepExpired(bool keep) { keepsExpired_ = keep; }
   std::optional<std::string> FindExpired(const std::string& key);
+  void Forget(const std::string& key);
 
   /// Adds an entry, unless there is one with that key that is not just kept.
   void Insert(const std::string& key, const std::string& result);

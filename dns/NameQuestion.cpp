@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "dns/DnsName.h"
 #include "dns/DnsResult.h"
 #include "dns/ServerMemory.h"
 #include "platform/ErrorNumbers.h"
@@ -16,9 +17,17 @@ constexpr int kMostAliases = 16;
 constexpr int kMostStrangers = 20;
 constexpr std::size_t kMostAddresses = 64;  // of one host
 constexpr std::int32_t kTcpSeconds = 3;
+constexpr DnsReading kReading{NameForm::Escaped, true, true};
 
-std::string WithoutLastDot(std::string name) {
-  if (name.ends_with('.')) name.pop_back();
+// The name of the question as it is read in a reply.
+std::string NameOf(const DnsQuestion& question) {
+  constexpr std::size_t kHeaderSize = 12;
+  std::string name;
+  if (const auto query = ComposeQuery(question)) {
+    ByteReader reader(*query);
+    reader.Skip(kHeaderSize);
+    ReadName(*query, reader, name, kReading.form);
+  }
   return name;
 }
 
@@ -43,7 +52,7 @@ bool RepeatsOpt(const DnsReply& reply) {
 NameQuestion::NameQuestion(DnsQuestion question, const std::vector<DnsServer>& servers,
                            LookupRules rules, const CancelMark& mark, TimePoint deadline)
     : question_(std::move(question)),
-      name_(WithoutLastDot(QuestionName(question_))),
+      name_(NameOf(question_)),
       servers_(servers),
       rules_(rules),
       mark_(mark),
@@ -53,7 +62,9 @@ NameQuestion::NameQuestion(DnsQuestion question, const std::vector<DnsServer>& s
 
 void NameQuestion::Decide(std::int32_t error) {
   decided_ = true;
+  decidedAt_ = Now();
   tries_.clear();
+  if (error == kErrTryAgain && mark_.Expired(deadline_)) error = kErrTimedOut;
   if (error != 0) answer_ = {{}, error, {}};
 }
 
@@ -98,7 +109,7 @@ void NameQuestion::Begin(std::size_t server, bool extended) {
   made.query = std::move(*query);
   made.server = server;
   made.socket.TakeOnly([this, &made](std::span<const std::uint8_t> reply) {
-    return made.query.MatchOf(reply) != LookupQuery::Match::None || ++strangers_ >= kMostStrangers;
+    return made.query.MatchOf(reply) != LookupQuery::Match::None || ++strangers_ == kMostStrangers;
   });
   const SocketAddress target{host.First(), servers_[server].port};
   std::int32_t error = made.socket.Open({.connected = true}, target);
@@ -121,6 +132,7 @@ void NameQuestion::Take(Try& of) {
   error == 0 ? ServerMemory::Answered(servers_[server]) : ServerMemory::WasSilent(servers_[server]);
   const Outcome outcome = error == 0 ? Judge(message, of) : Outcome::Useless;
   if (decided_ || outcome == Outcome::AskedAgain) return;
+  if (outcome == Outcome::Attacked) return of.socket.ListenOn();
   tries_.remove_if([&](const Try& one) { return &one == &of; });
   if (outcome == Outcome::Useless) Drop(server);
   if (last) {
@@ -138,21 +150,17 @@ void NameQuestion::Drop(std::size_t server) {
 
 NameQuestion::Outcome NameQuestion::Judge(const Bytes& message, const Try& of) {
   const LookupQuery::Match match = of.query.MatchOf(message);
-  if (match == LookupQuery::Match::None) {
-    strangers_ = 0;
+  if (match == LookupQuery::Match::None || match == LookupQuery::Match::OtherCase) {
     return AskOverTcp(of.server) ? Outcome::Useless : Outcome::Attacked;
   }
-  if (match == LookupQuery::Match::OtherCase) {
-    AskOverTcp(of.server);
-    return Outcome::Useless;
-  }
-  DnsReply reply;
+  DnsReply reply(kReading);
   const bool good = ReadReply(message, reply);
-  const std::int32_t code = reply.flags.Code();
-  const bool refused =
-      !good || code == kDnsFormatError || code == kDnsNotImplemented || RepeatsOpt(reply);
-  if (refused && of.query.extended) {
-    ServerMemory::RefusedEdns(servers_[of.server]);
+  const std::int32_t code = reply.Code();
+  const bool refused = !good || code == kDnsFormatError || code == kDnsNotImplemented ||
+                       code == kDnsBadVersion || RepeatsOpt(reply);
+  // A plain query has come through where an extended one has not.
+  if (of.query.extended ? refused : round_ > 0) ServerMemory::RefusedEdns(servers_[of.server]);
+  if (of.query.extended && (refused || code == kDnsServerFailure)) {
     Begin(of.server, false);
     return Outcome::AskedAgain;
   }
@@ -162,8 +170,10 @@ NameQuestion::Outcome NameQuestion::Judge(const Bytes& message, const Try& of) {
 }
 
 // A truncated reply without what is looked for, or a dubious one: the whole one comes over TCP.
-// Where that is closed or silent it stays so. True when the server has replied.
+// Where that is closed or silent it stays so, and is not tried again. True when the server has
+// replied.
 bool NameQuestion::AskOverTcp(std::size_t server) {
+  if (!withoutTcp_.insert(server).second) return false;
   DnsQuestion question = question_;
   question.id = static_cast<std::uint16_t>(RandomNumber());
   const auto query = ComposeQuery(question);
@@ -172,7 +182,7 @@ bool NameQuestion::AskOverTcp(std::size_t server) {
   plan.port = servers_[server].port;
   plan.seconds = kTcpSeconds;
   plan.limit = std::min(deadline_, SecondsFromNow(kTcpSeconds));
-  const DnsTcpResult result = netro::AskOverTcp(plan, *query, false, {}, mark_);
+  const DnsTcpResult result = netro::AskOverTcp(plan, *query, false, kReading, mark_);
   if (mark_.Cancelled()) Decide(kErrCancelled);
   if (!decided_ && !result.message.empty()) Judge(result.reply);
   return !result.message.empty();
@@ -182,6 +192,7 @@ void NameQuestion::Judge(const DnsReply& reply) {
   const std::int32_t code = reply.flags.Code();
   if (code != kDnsSuccess && code != kDnsNameError) return;
   if (TakeRecords(reply)) return Decide(0);
+  if (endless_) return;
   if (code == kDnsNameError) return Decide(kErrNoDnsEntries);
   if (!reply.flags.IsTruncated() && !IsReferral(reply)) Decide(kErrNoData);
 }
@@ -208,9 +219,10 @@ bool NameQuestion::TakeRecords(const DnsReply& reply) {
       answer_ = LookupAnswer::Of(std::move(found));
       return true;
     }
-    if (next.empty()) break;
+    if (next.empty()) return false;
     name = std::move(next);
   }
+  endless_ = true;
   return false;
 }
 

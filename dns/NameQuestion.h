@@ -6,6 +6,7 @@
 #include <chrono>
 #include <list>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -32,6 +33,8 @@ class NameQuestion {
   /// for an exchange over TCP.
   void Step();
   bool IsDecided() const { return decided_; }
+  bool HasFound() const { return decided_ && answer_.error == 0; }
+  TimePoint DecidedAt() const { return decidedAt_; }
   /// True when Step would find something, or when the moment has come.
   bool HasNews() const;
   TimePoint Due() const { return due_; }
@@ -46,8 +49,8 @@ class NameQuestion {
     std::size_t server = 0;
   };
 
-  // What a reply comes to that does not decide the question. Attacked: it is not the server's, who
-  // is asked again in the next round.
+  // What a reply comes to that does not decide the question. Attacked: it is not the server's,
+  // whose own may still come.
   enum class Outcome { Useless, AskedAgain, Attacked };
 
   void Next();
@@ -72,10 +75,13 @@ class NameQuestion {
   std::size_t next_ = 0;            // in `order_`
   int round_ = 0;
   std::list<Try> tries_;
-  int strangers_ = 0;      // replies that do not fit
-  TimePoint due_;          // of the next try
-  bool awaiting_ = false;  // the last one may still be answered in time
+  int strangers_ = 0;                 // replies that do not fit
+  TimePoint due_;                     // of the next try
+  bool awaiting_ = false;             // the last one may still be answered in time
+  std::set<std::size_t> withoutTcp_;  // servers that were asked over it, and did not decide
+  bool endless_ = false;              // the aliases of a reply lead in a circle
   bool decided_ = false;
+  TimePoint decidedAt_;
   LookupAnswer answer_;
 };
 

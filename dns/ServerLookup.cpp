@@ -10,6 +10,17 @@
 namespace netro {
 namespace {
 
+constexpr std::chrono::milliseconds kResolutionDelay(50);
+
+// Whoever has found something does not wait long for the other family (RFC 8305, section 3).
+TimePoint Patience(const std::list<NameQuestion>& questions) {
+  TimePoint until = TimePoint::max();
+  for (const NameQuestion& question : questions) {
+    if (question.HasFound()) until = std::min(until, question.DecidedAt() + kResolutionDelay);
+  }
+  return until;
+}
+
 // Steps through the questions until all are decided or the call has to end.
 std::int32_t Answer(std::list<NameQuestion>& questions, const CancelMark& mark,
                     TimePoint deadline) {
@@ -25,8 +36,10 @@ std::int32_t Answer(std::list<NameQuestion>& questions, const CancelMark& mark,
       due = std::min(due, question.Due());
     }
     if (!open) return 0;
+    const TimePoint patience = Patience(questions);
+    if (Now() >= patience) return kErrTryAgain;
     if (mark.Expired(deadline)) return kErrTimedOut;
-    WaitUntil(mark, due, news);
+    WaitUntil(mark, std::min(due, patience), news);
     if (mark.Cancelled()) return kErrCancelled;
   }
 }

@@ -16,6 +16,9 @@ namespace {
 
 constexpr std::int32_t kNextAttempt = 250;   // milliseconds
 constexpr std::int32_t kNextFamily = 2'000;  // a connection that works is not this slow
+constexpr std::chrono::seconds kLookupTime(2);
+
+bool IsShortage(std::int32_t error) { return error == kErrTooManyFiles || error == kErrNoBuffers; }
 
 }  // namespace
 
@@ -56,8 +59,14 @@ bool ConnectRace::Lost(std::int32_t handle, std::int32_t error) {
 
 // False when nothing is under way any more and nothing is left to try.
 bool ConnectRace::GoOn() {
+  if (addresses_.empty()) error_ = kErrNoData;
   while (next_ < addresses_.size()) {
     error_ = Attempt(addresses_[next_++]);
+    if (IsShortage(error_) && !running_.empty()) {  // those may give theirs back
+      --next_;
+      SetTimer(kNextAttempt);
+      return true;
+    }
     if (error_ != 0) continue;
     const bool more = next_ < addresses_.size();
     if (more || !host_.empty()) SetTimer(more ? kNextAttempt : kNextFamily);
@@ -71,11 +80,13 @@ std::int32_t ConnectRace::Attempt(const IpAddress& address) {
   std::int32_t handle = 0;
   if (fresh_ && address.IsIPv4()) {
     handle = socket_.socketHandle_;
-    fresh_ = false;
-  } else if (const std::int32_t error =
-                 CreateSocket(SocketKind::Stream, address.Family(), handle)) {
-    return error;
+  } else {
+    // What stands there has failed or cannot be used; its descriptor may be the last one.
+    if (current) Forget(socket_.socketHandle_);
+    const std::int32_t error = CreateSocket(SocketKind::Stream, address.Family(), handle);
+    if (error != 0) return error;
   }
+  fresh_ = false;
   running_.push_back(handle);
   socket_.module_->SetOwner(handle, &socket_);
   if (const std::int32_t error = Connect(handle, address)) {
@@ -84,7 +95,7 @@ std::int32_t ConnectRace::Attempt(const IpAddress& address) {
     return error;
   }
   if (!current) return 0;
-  if (socket_.socketHandle_ != handle) Forget(std::exchange(socket_.socketHandle_, handle));
+  socket_.socketHandle_ = handle;
   socket_.RefreshAddresses();
   return 0;
 }
@@ -127,7 +138,7 @@ bool ConnectRace::AskForMore() {
                     settings = settings_] {
     if (!call->alive) return;
     const CancelMark mark(module, call);
-    LookupAnswer answer = DefaultHostLookup().Lookup(host, settings, mark, TimePoint::max());
+    LookupAnswer answer = DefaultHostLookup().Lookup(host, settings, mark, Now() + kLookupTime);
     // What comes of it may raise an event, which the loop does.
     module->MessageLoop().PostTask([this, call, answer = std::move(answer)] {
       if (call->alive) TakeMore(answer);
@@ -142,9 +153,8 @@ void ConnectRace::TakeMore(const LookupAnswer& answer) {
   call_ = nullptr;
   addresses_.insert(addresses_.end(), answer.addresses.begin(), answer.addresses.end());
   if (GoOn()) return;
-  SocketCls& socket = socket_;  // this object ends in the next line
-  const std::shared_ptr<SocketModule> module = socket.module_;
-  module->OnSocket(socket.socketHandle_, SocketEvent::Connect, error_);
+  const std::shared_ptr<SocketModule> module = socket_.module_;
+  module->ConnectFailed(socket_, error_);  // this object ends there
 }
 
 void ConnectRace::Forget(std::int32_t handle) {

@@ -55,6 +55,8 @@ class DatagramSocket final : private SocketWatcher {
   bool SendBlocked() const { return sendBlocked_; }
   /// Takes what Readable tells of; returns the error number. With a filter that is the last one.
   std::int32_t Take(Bytes& reply);
+  /// With a filter: what was taken was not the last one after all.
+  void ListenOn() { notifier_.Renew(handle_); }
 
  private:
   void OnSocket(std::int32_t handle, SocketEvent event, std::int32_t error) override;

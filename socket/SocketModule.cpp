@@ -124,7 +124,11 @@ void SocketModule::Connected(SocketCls& socket, std::int32_t handle, std::int32_
     socket.race_.reset();
     return socket.WindowProc(16);
   }
-  if (socket.race_ != nullptr && socket.race_->Lost(handle, error)) return;
+  if (socket.race_ == nullptr || !socket.race_->Lost(handle, error)) ConnectFailed(socket, error);
+}
+
+void SocketModule::ConnectFailed(SocketCls& socket, std::int32_t error) {
+  const Told told(socket);
   socket.Close();
   socket.WindowProc(999, std::to_string(error));
 }

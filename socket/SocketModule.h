@@ -57,6 +57,8 @@ class SocketModule final : public SocketWatcher {
   void SendBlocked(bool value) { sendBlocked_ = value; }
 
   void OnSocket(std::int32_t handle, SocketEvent event, std::int32_t error) override;
+  /// Closes a socket that was connecting, and tells it.
+  void ConnectFailed(SocketCls& socket, std::int32_t error);
 
  private:
   class Told;

@@ -90,9 +90,10 @@ std::int32_t SocketCls::PrepareTarget(SocksTarget& target, bool remoteDNS, const
   if (const std::int32_t error = SocksDialogue::Check(target)) return error;
   if (remoteDNS) {
     // A dotted address goes as a name, as it always has.
-    const auto address = target.version5 ? ParseAddress(target.host) : std::nullopt;
-    if (address && address->IsIPv6()) target.ip = *address;
-    return 0;
+    const auto address = ParseAddress(target.host);
+    if (!address || address->IsIPv4()) return 0;
+    target.ip = *address;
+    return target.version5 ? 0 : static_cast<std::int32_t>(kErrNoData);
   }
   const auto call = call_;
   const std::uint32_t connection = connection_;

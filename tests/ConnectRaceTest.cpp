@@ -145,6 +145,7 @@ TEST_F(ConnectRace, TheOtherFamilyIsUsedAsThePreferenceHasIt) {
       {{"127.0.0.9", "::1"}, preferIPv4, "Connect ::1", 2},
       {{"127.0.0.1", "::1"}, preferIPv6, "Connect ::1", 2},
       {{"127.0.0.1"}, preferIPv6, "Connect 127.0.0.1", 2},
+      {{"127.0.0.1", "::2"}, preferIPv6, "Connect 127.0.0.1", 2},
       {{"127.0.0.5", "::1"}, onlyIPv4, "Error 10061", 1},
       {{"127.0.0.1", "::1"}, onlyIPv6, "Connect ::1", 1},
       {{"::1"}, onlyIPv4, "failed 11004", 1},
@@ -158,6 +159,14 @@ TEST_F(ConnectRace, TheOtherFamilyIsUsedAsThePreferenceHasIt) {
     EXPECT_EQ(Connect(c.addresses, c.preference), c.outcome);
     EXPECT_EQ(server_->Queries().size(), c.queries);
   }
+}
+
+// The order of the families puts ::1 first, where nobody listens any more.
+TEST_F(ConnectRace, AnAttemptOfOneFamilyLeavesTheOtherItsOwnSocket) {
+  if (!HasIPv6()) GTEST_SKIP() << "there is no IPv6 here";
+  listener6_.Disconnect();
+  EXPECT_EQ(Connect({"127.0.0.1", "::1"}, preferIPv6), "Connect 127.0.0.1");
+  EXPECT_EQ(Connect({"127.0.0.9", "127.0.0.1", "::1"}, preferIPv6), "Connect 127.0.0.1");
 }
 
 TEST_F(ConnectRace, TheNextBeginsAQuarterOfASecondAfterTheLast) {

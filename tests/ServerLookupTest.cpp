@@ -273,6 +273,77 @@ TEST_F(ServerLookup, SilentServersComeLastForAWhile) {
   EXPECT_EQ(good.Queries().size(), 3u);
 }
 
+// Servers as they are met: the name's reply depends on how it is asked.
+TEST_F(ServerLookup, ServersAreTakenAsTheyAre) {
+  const std::string alias = dns::Record(dns::kQuestion, TYPE_CNAME, dns::kQuestion);
+  const auto isPlain = [](const std::string& query) { return query[11] == 0; };
+  struct {
+    const char* name;
+    DnsServer::Answer answer;
+    std::string result;
+    std::int32_t error;
+  } const cases[] = {
+      {"wrong case, then the right one",
+       [](const std::string& q) -> DnsServer::Replies {
+         return {DnsReply(LowerCase(q)).Answer(Address(66)).Bytes(),
+                 DnsReply(q).Answer(Address(1)).Bytes()};
+       },
+       "192.0.2.1", 0},
+      {"a flood, then the right one",
+       [](const std::string& q) {
+         DnsServer::Replies replies(100, DnsServer::Reply(DnsReply(q).Id(25).Bytes()));
+         replies.emplace_back(DnsReply(q).Answer(Address(1)).Bytes());
+         return replies;
+       },
+       "192.0.2.1", 0},
+      {"extended queries fail",
+       [=](const std::string& q) -> DnsServer::Replies {
+         return {(isPlain(q) ? DnsReply(q).Answer(Address(1)) : DnsReply(q).Code(2)).Bytes()};
+       },
+       "192.0.2.1", 0},
+      {"another version is wanted",
+       [=](const std::string& q) -> DnsServer::Replies {
+         if (isPlain(q)) return {DnsReply(q).Answer(Address(1)).Bytes()};
+         const std::string opt = dns::Octets({0, 0, 41, 4, 208, 1, 0, 0, 0, 0, 0});
+         return {DnsReply(q).Additional(opt).Bytes()};
+       },
+       "192.0.2.1", 0},
+      {"another class",
+       [](const std::string& q) -> DnsServer::Replies {
+         return {DnsReply(q)
+                     .Answer(dns::Record(dns::kQuestion, TYPE_A, dns::Octets({6, 6, 6, 6}), 300, 3))
+                     .Bytes()};
+       },
+       "", 11004},
+      {"a circle of aliases",
+       [=](const std::string& q) -> DnsServer::Replies {
+         return {DnsReply(q).Answer(alias).Bytes()};
+       },
+       "", 11002},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    DnsServer server(c.answer,
+                     [](peers::Connection& connection, const std::string&) { connection.Reset(); });
+    socket_.ClearDNSCache();
+    EXPECT_EQ(Lookup(server.Port()), c.result);
+    EXPECT_EQ(socket_.DNSLastErr(), c.error);
+  }
+}
+
+// With both families asked for, a silent one does not hold up the other.
+TEST_F(ServerLookup, OneFamilyDoesNotWaitForTheOther) {
+  DnsServer server([](const std::string& query) -> DnsServer::Replies {
+    const bool v6 = query[query.find('\0', 12) + 2] == TYPE_AAAA;
+    if (v6) return {};
+    return {DnsReply(query).Answer(Address(1)).Bytes()};
+  });
+  const TimePoint before = Now();
+  socket_.AddressPreference(preferIPv6);
+  EXPECT_EQ(Lookup(server.Port()), "192.0.2.1");
+  EXPECT_LT(Now() - before, std::chrono::seconds(1));
+}
+
 TEST_F(ServerLookup, ExpiredEntriesCountWhereNobodyAnswersAndOnlyThen) {
   std::atomic<int> mode{0};
   DnsServer server([&](const std::string& query) -> DnsServer::Replies {

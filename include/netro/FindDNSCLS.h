@@ -2,7 +2,7 @@
 //
 // Reads the resolver configuration (resolv.conf: "nameserver" lines in their order; the last of
 // "domain" and "search", its first word); where it names only the local stub, the servers behind
-// the stub. IPv6 servers are left out. What was found is kept; while nothing is found, every read
+// the stub. What was found is kept; while nothing is found, every read
 // looks again. Sends nothing, except for IsIPReachable.
 //
 // Thread: as SocketCls.
