@@ -6,6 +6,8 @@
 #include <netro/QueryDNSCLS.h>
 #include <netro/SocketCls.h>
 
+#include <algorithm>
+#include <cctype>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -79,9 +81,12 @@ class Dnsmasq : public testing::Test {
     return dns_.QueryDNS();
   }
 
-  // How many questions of this kind, "query[A] www.test", the server's log shows.
-  int Asked(const std::string& question) const {
-    const std::string log = server_->Output();
+  // How many questions of this kind, "query[a] www.test", the server's log shows. Lookups mix the
+  // case of the letters.
+  int Asked(const std::string& question) const { return Asked(*server_, question); }
+  static int Asked(const ServerProcess& server, const std::string& question) {
+    std::string log = server.Output();
+    std::ranges::transform(log, log.begin(), [](unsigned char c) { return std::tolower(c); });
     int count = 0;
     for (std::size_t at = 0; (at = log.find(question + " from ", at)) != std::string::npos; ++at)
       ++count;
@@ -161,12 +166,11 @@ TEST_F(Dnsmasq, LookupsAreCached) {
   EXPECT_EQ(socket_.DNSLookup("10.1.2.3"), "www.test");
   EXPECT_EQ(socket_.DNSLookup("alias.test"), "10.1.2.3");
   EXPECT_EQ(socket_.GetDNSCacheCount(), 3);
-  EXPECT_EQ(Asked("query[A] www.test"), 1);
-  EXPECT_EQ(Asked("query[A] WWW.test"), 0);
-  EXPECT_EQ(Asked("query[PTR] 3.2.1.10.in-addr.arpa"), 1);
+  EXPECT_EQ(Asked("query[a] www.test"), 1);
+  EXPECT_EQ(Asked("query[ptr] 3.2.1.10.in-addr.arpa"), 1);
   socket_.ClearDNSCache();
   EXPECT_EQ(socket_.DNSLookup("www.test"), "10.1.2.3");
-  EXPECT_EQ(Asked("query[A] www.test"), 2);
+  EXPECT_EQ(Asked("query[a] www.test"), 2);
 }
 
 TEST_F(Dnsmasq, FailedLookupsAreNotCached) {
@@ -174,7 +178,7 @@ TEST_F(Dnsmasq, FailedLookupsAreNotCached) {
     EXPECT_EQ(socket_.DNSLookup("unknown.test"), "");
     EXPECT_EQ(socket_.DNSLastErr(), 59);
     EXPECT_EQ(socket_.GetDNSCacheCount(), 0);
-    EXPECT_EQ(Asked("query[A] unknown.test"), round);
+    EXPECT_EQ(Asked("query[a] unknown.test"), round);
   }
 }
 
@@ -184,7 +188,7 @@ TEST_F(Dnsmasq, SocketConnectsByName) {
   ASSERT_TRUE(socket_.Connect("own.test", target.Port()));
   EXPECT_TRUE(PumpUntil([&] { return socket_.State() == sockConnected; }));
   EXPECT_EQ(socket_.RemoteIP(), "127.0.0.1");
-  EXPECT_EQ(Asked("query[A] own.test"), 1);
+  EXPECT_EQ(Asked("query[a] own.test"), 1);
   EXPECT_FALSE(socket_.Connect("unknown.test", target.Port()));
   EXPECT_EQ(socket_.DNSLastErr(), 59);
 }
@@ -199,7 +203,7 @@ TEST_F(Dnsmasq, HttpQueryByName) {
   EXPECT_EQ(Body(http.HTTPQuery(timeout)), "found by name");
   EXPECT_EQ(http.LastErr(), 0);
   EXPECT_EQ(target.Requests().at(0).Field("Host"), "own.test:" + std::to_string(target.Port()));
-  EXPECT_EQ(Asked("query[A] own.test"), 1);
+  EXPECT_EQ(Asked("query[a] own.test"), 1);
 }
 
 TEST_F(Dnsmasq, AnswersWhenTheServersBeforeItDoNot) {
@@ -213,9 +217,9 @@ TEST_F(Dnsmasq, AnswersWhenTheServersBeforeItDoNot) {
     EXPECT_EQ(socket_.DNSLookup("www.test"), "10.1.2.3");
     EXPECT_EQ(socket_.DNSLastErr(), 0);
   }
-  EXPECT_EQ(Asked("query[A] www.test"), 3);
+  EXPECT_EQ(Asked("query[a] www.test"), 3);
   EXPECT_EQ(silent.QueryCount(), 1u);
-  EXPECT_NE(refusing->Output().find("query[A] www.test"), std::string::npos);
+  EXPECT_EQ(Asked(*refusing, "query[a] www.test"), 1);
 }
 
 TEST_F(Dnsmasq, IsNotAskedWhenTheServerBeforeItKnowsThatThereIsNone) {
@@ -224,7 +228,7 @@ TEST_F(Dnsmasq, IsNotAskedWhenTheServerBeforeItKnowsThatThereIsNone) {
   socket_.DNSURL(UrlOf(other->Port()) + "," + UrlOf(server_->Port()));
   EXPECT_EQ(socket_.DNSLookup("www.test"), "");
   EXPECT_EQ(socket_.DNSLastErr(), 59);
-  EXPECT_EQ(Asked("query[A] www.test"), 0);
+  EXPECT_EQ(Asked("query[a] www.test"), 0);
 }
 
 }  // namespace
