@@ -13,6 +13,7 @@ namespace {
 constexpr std::size_t kHeaderSize = 12;
 constexpr std::size_t kTypeAndClass = 4;
 constexpr std::uint16_t kInternet = 1;
+constexpr std::int32_t kTypeOpt = 41;
 constexpr std::size_t kOptSize = 11;
 constexpr std::uint8_t kReplyBit = 128;
 
@@ -69,7 +70,10 @@ bool ReadSection(std::span<const std::uint8_t> message, ByteReader& reader,
       return false;
     }
     const bool taken = opt != nullptr && !*opt && (*opt = ReadOpt(here));
-    if (taken || (reading.onlyInternet && classNumber != kInternet)) records.pop_back();
+    // An OPT record has something else there.
+    const bool foreign = reading.onlyInternet && classNumber != kInternet &&
+                         (records.empty() || records.back().DataType() != kTypeOpt);
+    if (taken || foreign) records.pop_back();
   }
   return true;
 }

@@ -111,7 +111,10 @@ class LateServers {
     const ssize_t length =
         recvfrom(names_, query, sizeof query, 0, reinterpret_cast<sockaddr*>(&client), &size);
     if (length <= 18) return;
+    // Without the OPT record that may follow the question.
     std::string reply(query, static_cast<std::size_t>(length));
+    reply.resize(reply.find('\0', 12) + 5);
+    reply[11] = 0;
     const int number = std::atoi(query + 18);
     reply[2] = '\x81';  // a reply, recursion desired
     reply[3] = '\x80';  // and available; no error
