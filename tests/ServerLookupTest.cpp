@@ -13,6 +13,7 @@
 #include <set>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include "DnsTestKit.h"
 #include "SystemRoot.h"
@@ -422,10 +423,10 @@ TEST_F(ServerLookup, TheSystemsRulesHoldForItsServers) {
     SocketCls socket;
     socket.ClearDNSCache();
     socket.AddressPreference(onlyIPv4);
-    asked.clear();
     EXPECT_EQ(socket.DNSLookup(c.name), c.result);
     EXPECT_EQ(socket.DNSLastErr(), c.error);
-    EXPECT_EQ(asked, c.asked);
+    const std::scoped_lock lock(mutex);
+    EXPECT_EQ(std::exchange(asked, {}), c.asked);
   }
 }
 
