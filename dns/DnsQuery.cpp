@@ -81,8 +81,9 @@ DnsQuestion DnsQuery::Question() const {
   question.classNumber = static_cast<std::uint16_t>(settings_.queryClass);
   question.recursion = settings_.useRecursion;
   question.form = Reading().form;
-  question.id = static_cast<std::uint16_t>(settings_.queryId == kRandomId ? RandomNumber()
-                                                                          : settings_.queryId);
+  const bool random = settings_.queryId == kRandomId;
+  question.id = static_cast<std::uint16_t>(random ? RandomNumber()
+                                                  : static_cast<std::uint32_t>(settings_.queryId));
   if (Reading().takeOpt) {
     const std::int32_t size = settings_.udpSize != 0 ? settings_.udpSize : kUsualSize;
     question.udpSize = static_cast<std::uint16_t>(size);

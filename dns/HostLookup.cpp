@@ -69,7 +69,7 @@ std::vector<std::string> Candidates(const std::string& name, const ResolverConfi
   if (name.ends_with('.') || config.search.empty()) return names;
   for (const std::string& domain : config.search) names.push_back(name + '.' + domain);
   const auto dots = std::ranges::count(name, '.');
-  if (dots < config.ndots) std::ranges::rotate(names, names.begin() + 1);
+  if (dots < config.ndots) std::rotate(names.begin(), names.begin() + 1, names.end());
   return names;
 }
 
@@ -330,7 +330,8 @@ class Names final : public HostLookup {
     if (config.timeout > 0) rules.wait = std::chrono::seconds(config.timeout);
     if (config.attempts > 0) rules.rounds = config.attempts;
     if (config.rotate) {
-      std::ranges::rotate(servers, servers.begin() + static_cast<long>(turn++ % servers.size()));
+      const auto first = servers.begin() + static_cast<long>(turn++ % servers.size());
+      std::rotate(servers.begin(), first, servers.end());
     }
     const bool isAddress = families.front() == AddressFamily::None;
     std::int32_t error = kErrNoDnsEntries;

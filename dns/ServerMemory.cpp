@@ -57,8 +57,8 @@ std::vector<std::size_t> ServerMemory::Order(const std::vector<DnsServer>& serve
   std::vector<std::size_t> order(servers.size());
   std::iota(order.begin(), order.end(), std::size_t{0});
   if (order.size() > 1) {
-    std::ranges::stable_partition(
-        order, [&](std::size_t number) { return !Silent().Holds(servers[number]); });
+    std::stable_partition(order.begin(), order.end(),
+                          [&](std::size_t number) { return !Silent().Holds(servers[number]); });
   }
   return order;
 }
