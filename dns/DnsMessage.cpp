@@ -13,7 +13,6 @@ namespace {
 constexpr std::size_t kHeaderSize = 12;
 constexpr std::size_t kTypeAndClass = 4;
 constexpr std::uint16_t kInternet = 1;
-constexpr std::int32_t kTypeOpt = 41;
 constexpr std::size_t kOptSize = 11;
 constexpr std::uint8_t kReplyBit = 128;
 

@@ -15,7 +15,6 @@
 namespace netro {
 
 struct LookupQuery {
-  static constexpr std::uint16_t kTypeOpt = 41;
   enum class Match { None, Bare, OtherCase, Full };
 
   /// None when the domain is no name. An extended one (RFC 6891) takes replies of 1,232 bytes.

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "dns/DnsName.h"
+#include "dns/DnsOpt.h"
 #include "dns/DnsResult.h"
 #include "dns/ServerMemory.h"
 #include "platform/ErrorNumbers.h"
@@ -42,9 +43,8 @@ bool IsReferral(const DnsReply& reply) {
 
 // Some servers take an OPT record for a part of the question and send it back with that.
 bool RepeatsOpt(const DnsReply& reply) {
-  return std::ranges::any_of(reply.records[DnsReply::Answer], [](const DNSCLS& record) {
-    return record.DataType() == LookupQuery::kTypeOpt;
-  });
+  return std::ranges::any_of(reply.records[DnsReply::Answer],
+                             [](const DNSCLS& record) { return record.DataType() == kTypeOpt; });
 }
 
 }  // namespace

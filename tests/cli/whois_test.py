@@ -279,6 +279,7 @@ class WhoisTest(unittest.TestCase):
             (["x", "-s", "a/b"], b"host"),
             (["x", "-s", "a\x1b[31m"], rb"a\x1B[31m"),
             (["x", "-s", "[::1"], b"IPv6"),
+            (["x", "-s", "[::x]"], b"::x"),
             (["x", "-s", "a", "--timeout", "0"], b"timeout"),
             (["x", "-s", "a", "--timeout", "1000001"], b"timeout"),
             (["x", "-s", "a", "--proxy", "http://a:1"], b"SOCKS"),

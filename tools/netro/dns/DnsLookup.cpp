@@ -9,6 +9,7 @@
 
 #include "dns/RecordReader.h"
 #include "dns/ZoneText.h"
+#include "terminal/HostAndPort.h"
 #include "terminal/Stopwatch.h"
 #include "terminal/Timer.h"
 
@@ -52,7 +53,7 @@ class Resolver {
   void AskServers() {
     for (const std::string& server : Servers()) {
       if (!result_.server.empty()) result_.silentServers.push_back(result_.server);
-      result_.server = server.empty() ? "" : server + ":" + std::to_string(request_.port);
+      result_.server = server.empty() ? "" : HostAndPortText(server, request_.port);
       query_.DNSServer(server);
       Ask();
       if (IsStopped() || result_.errorNumber < kFirstSocketError) break;

@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "terminal/Command.h"
+#include "terminal/HostAddress.h"
 #include "terminal/HostAndPort.h"
 
 namespace netro::tool {
@@ -21,7 +22,7 @@ std::int32_t ReadServer(const MailConnectionOptions& options, std::string& host)
   std::int32_t port = 0;
   if (!options.server.empty()) {
     ReadHostAndPort("--server", options.server, host, port);
-    if (!IsHostName(host)) {
+    if (!UsualIPv6(host) && !IsHostName(host)) {
       throw UsageError("--server: \"" + host + "\" is no host name and no address");
     }
   }

@@ -65,6 +65,14 @@ bool IsHostName(std::string_view host) {
   return IsLabel(host);
 }
 
+std::string BracketedHost(const std::string& host) {
+  return host.find(':') != host.npos ? '[' + host + ']' : host;
+}
+
+std::string HostAndPortText(const std::string& host, std::int32_t port) {
+  return BracketedHost(host) + ':' + std::to_string(port);
+}
+
 void CheckHost(const std::string& host) {
   if (host.find(':') != host.npos) {
     if (UsualIPv6(host)) return;

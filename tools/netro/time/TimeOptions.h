@@ -6,6 +6,7 @@
 #include <string>
 
 #include "terminal/ConnectionOptions.h"
+#include "terminal/HostAndPort.h"
 
 namespace CLI {
 class App;
@@ -36,7 +37,7 @@ struct TimeRequest {
 
   /// The library asks by SNTP on its own port, by the time protocol on all others.
   bool IsSntp() const { return port == 123; }
-  std::string Server() const { return host + ":" + std::to_string(port); }
+  std::string Server() const { return HostAndPortText(host, port); }
 };
 
 /// Throws UsageError.

@@ -21,7 +21,7 @@ WhoIsAnswer Ask(WhoIsCls& client, const WhoIsServer& server, const std::string& 
   const Stopwatch watch;
   {
     const InterruptGuard guard(client);
-    client.WhoIs(server.host, name);
+    client.WhoIs(BracketedHost(server.host), name);
   }
   answer.seconds = watch.Seconds();
   answer.text = client.Result();

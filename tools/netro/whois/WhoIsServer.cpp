@@ -6,6 +6,7 @@
 
 #include "terminal/Command.h"
 #include "terminal/Encoding.h"
+#include "terminal/HostAddress.h"
 #include "terminal/HostAndPort.h"
 
 namespace netro::tool {
@@ -75,7 +76,8 @@ std::optional<WhoIsServer> ReadNamedServer(std::string_view text) {
   }
   try {
     WhoIsServer server = ReadWhoIsServer("", text);
-    if (IsOddNumber(server.host)) return std::nullopt;
+    // Referrals name hosts; an address of IPv6 has too many spellings to tell that it was asked.
+    if (IsOddNumber(server.host) || server.host.find(':') != std::string::npos) return std::nullopt;
     return server;
   } catch (const UsageError&) {
     return std::nullopt;
@@ -97,6 +99,10 @@ std::string NoteOnUnreadable(std::string_view first, std::size_t count) {
 WhoIsServer ReadWhoIsServer(const std::string& option, std::string_view text) {
   WhoIsServer server;
   ReadHostAndPort(option, text, server.host, server.port);
+  if (const auto address = UsualIPv6(server.host)) {
+    server.host = *address;
+    return server;
+  }
   if (!IsHostName(server.host)) {
     throw UsageError(option + ": \"" + server.host + "\" is no host name");
   }

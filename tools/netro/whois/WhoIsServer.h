@@ -7,13 +7,15 @@
 #include <string_view>
 #include <vector>
 
+#include "terminal/HostAndPort.h"
+
 namespace netro::tool {
 
 struct WhoIsServer {
   std::string host;  // in lower case, without a dot at the end
   std::int32_t port = 43;
 
-  std::string Text() const { return host + ":" + std::to_string(port); }
+  std::string Text() const { return HostAndPortText(host, port); }
   bool operator==(const WhoIsServer&) const = default;
 };
 
