@@ -21,10 +21,8 @@ bool IsLetter(std::uint8_t byte) {
   return lower >= 'a' && lower <= 'z';
 }
 
-// Length bytes of labels are no letters.
-void MixCase(std::span<std::uint8_t> name) {
-  std::uint32_t bits = 0;
-  int left = 0;
+// `bits` are the first `left` of the random ones. Length bytes of labels are no letters.
+void MixCase(std::span<std::uint8_t> name, std::uint32_t bits, int left) {
   for (std::uint8_t& byte : name) {
     if (!IsLetter(byte)) continue;
     if (left-- == 0) {
@@ -43,7 +41,8 @@ std::string_view TextOf(std::span<const std::uint8_t> bytes) {
 }  // namespace
 
 std::optional<LookupQuery> LookupQuery::Make(DnsQuestion question, bool extended) {
-  question.id = static_cast<std::uint16_t>(RandomNumber());
+  const std::uint32_t random = RandomNumber();
+  question.id = static_cast<std::uint16_t>(random);
   question.udpSize = extended ? kReplySize : 0;
   auto composed = ComposeQuery(question);
   if (!composed) return std::nullopt;
@@ -52,7 +51,7 @@ std::optional<LookupQuery> LookupQuery::Make(DnsQuestion question, bool extended
   query.questionEnd = query.message.size() - (extended ? kOptSize : 0);
   query.extended = extended;
   const auto asked = std::span(query.message).first(query.questionEnd);
-  MixCase(asked.subspan(kHeaderSize).first(asked.size() - kHeaderSize - kTypeAndClass));
+  MixCase(asked.subspan(kHeaderSize).first(asked.size() - kHeaderSize - kTypeAndClass), random >> 16, 16);
   return query;
 }
 

@@ -94,7 +94,7 @@ class ExchangerLookup {
   }
 
   bool Ask(const DnsServer& server) {
-    const std::string label = server.host + ':' + std::to_string(server.port);
+    const std::string label = FormatEndpoint(server.host, server.port);
     QueryDNSCLS udp;
     QueryDNSCLS tcp;
     tcp.UseUDP(false);

@@ -66,8 +66,8 @@ std::string FormatDotted(std::int32_t bits);
 std::optional<IpAddress> ParseAddress(const std::string& text);
 /// As RFC 5952 writes it; empty for none.
 std::string FormatAddress(const IpAddress& address);
-/// The same with a port: "192.0.2.1:53", "[2001:db8::1]:53".
-std::string FormatEndpoint(const SocketAddress& address);
+/// A host and a port as people read them: "host:53", "192.0.2.1:53", "[2001:db8::1]:53".
+std::string FormatEndpoint(const std::string& host, std::int32_t port);
 
 /// A host and a port as text: "host", "host:port", "[IPv6]:port", "[IPv6]" or a bare IPv6 address.
 /// Without a port `port` stays as it is. False for what cannot be one.

@@ -13,6 +13,9 @@ namespace netro {
 std::int32_t ReadWholeFile(const std::string& path, std::string& text,
                            std::size_t mostBytes = std::size_t{256} << 20);
 
+/// A number that changes when another file of this name stands there, or this one is written to.
+std::uint64_t FileStamp(const std::string& path);
+
 /// Writes `text` to a new file of mode 0600 in the same folder and renames it to `path`. Who reads
 /// meanwhile sees the old file or the new one, and of two programs that replace it at once one
 /// wins. A link is replaced, not followed; a folder or device is refused. On failure the old file

@@ -88,8 +88,8 @@ TEST(Address, HasAPortBehindIt) {
     EXPECT_EQ(host, c.host);
     EXPECT_EQ(port, c.port);
   }
-  EXPECT_EQ(FormatEndpoint({*ParseAddress("::1"), 53}), "[::1]:53");
-  EXPECT_EQ(FormatEndpoint({*ParseAddress("192.0.2.1"), 53}), "192.0.2.1:53");
+  EXPECT_EQ(FormatEndpoint("::1", 53), "[::1]:53");
+  EXPECT_EQ(FormatEndpoint("host.test", 53), "host.test:53");
 }
 
 // Loopback is all that every host has a way to.

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <new>
 
+#include "platform/Address.h"
 #include "platform/CallState.h"
 #include "platform/ErrorNumbers.h"
 #include "socket/SocketErrors.h"
@@ -102,8 +103,8 @@ std::string WhoIsCls::ConnectText(const ConnectionPlan& plan, std::int32_t error
   if (error == kErrCancelled || error == kErrTimedOut) return {};
   const bool direct = plan.socks == SocksKind::None;
   return GetMessageText(kTextCanNotConnect,
-                        {(direct ? plan.host : plan.proxyHost) + ":" +
-                             std::to_string(direct ? plan.port : plan.proxyPort),
+                        {FormatEndpoint(direct ? plan.host : plan.proxyHost,
+                                        direct ? plan.port : plan.proxyPort),
                          std::to_string(error), SocketErrorText(error)});
 }
 

@@ -146,9 +146,9 @@ std::string FormatAddress(const IpAddress& address) {
   return std::string(text) + '%' + (named ? name : std::to_string(address.Scope()));
 }
 
-std::string FormatEndpoint(const SocketAddress& address) {
-  const std::string host = FormatAddress(address.ip);
-  return (address.ip.IsIPv6() ? '[' + host + ']' : host) + ':' + std::to_string(address.port);
+std::string FormatEndpoint(const std::string& host, std::int32_t port) {
+  const bool v6 = host.find(':') != std::string::npos;
+  return (v6 ? '[' + host + ']' : host) + ':' + std::to_string(port);
 }
 
 bool SplitEndpoint(const std::string& text, std::string& host, std::int32_t& port) {

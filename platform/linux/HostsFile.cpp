@@ -1,7 +1,11 @@
 #include "platform/HostsFile.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <memory>
+#include <mutex>
 #include <optional>
+#include <utility>
 
 #include "platform/Sockets.h"
 #include "platform/SystemFiles.h"
@@ -42,10 +46,27 @@ bool IsLocalhost(std::string_view name) {
   return name[labels - 1] == '.' && EqualsIgnoreCase(name.substr(labels), kLocalhost);
 }
 
-std::string ReadHostsFile() {
-  std::string text;
-  if (ReadWholeFile(SystemPath("etc/hosts"), text, kLargestHostsFile) != 0) text.clear();
-  return text;
+struct HostsFile {
+  std::mutex mutex;
+  std::string path;
+  std::uint64_t stamp = 0;
+  std::shared_ptr<const std::string> text;
+};
+
+// Read again when it has changed: every lookup asks.
+std::shared_ptr<const std::string> ReadHostsFile() {
+  static auto* const file = new HostsFile;  // late helper threads may still ask
+  const std::string path = SystemPath("etc/hosts");
+  const std::uint64_t stamp = FileStamp(path);
+  const std::scoped_lock lock(file->mutex);
+  if (file->text == nullptr || stamp != file->stamp || path != file->path) {
+    auto text = std::make_shared<std::string>();
+    if (ReadWholeFile(path, *text, kLargestHostsFile) != 0) return text;  // empty, and not kept
+    file->text = std::move(text);
+    file->path = path;
+    file->stamp = stamp;
+  }
+  return file->text;
 }
 
 }  // namespace
@@ -91,11 +112,11 @@ std::vector<std::string> FindHostAliases(std::string_view hosts, std::string_vie
 }
 
 std::vector<std::string> HostsFileAliases(std::string_view name) {
-  return FindHostAliases(ReadHostsFile(), name);
+  return FindHostAliases(*ReadHostsFile(), name);
 }
 
 std::vector<IpAddress> HostsFileAddresses(std::string_view name) {
-  std::vector<IpAddress> found = FindHostAddresses(ReadHostsFile(), name);
+  std::vector<IpAddress> found = FindHostAddresses(*ReadHostsFile(), name);
   if (!IsLocalhost(WithoutLastDot(name))) return found;
   for (const char* loopback : kLoopbacks) {
     const IpAddress address = *ParseAddress(loopback);
@@ -106,7 +127,7 @@ std::vector<IpAddress> HostsFileAddresses(std::string_view name) {
 }
 
 std::string HostsFileName(const IpAddress& address) {
-  std::string found = FindHostName(ReadHostsFile(), address);
+  std::string found = FindHostName(*ReadHostsFile(), address);
   const std::string text = FormatAddress(address);
   const auto same = [&](const char* loopback) { return text == loopback; };
   if (found.empty() && std::ranges::any_of(kLoopbacks, same)) found = kLocalhost;

@@ -1,7 +1,5 @@
 #include "platform/ResolverConfig.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <charconv>
 #include <optional>
@@ -85,19 +83,8 @@ ResolverConfig ParseResolverConfig(std::string_view text) {
 }
 
 std::uint64_t ResolverConfigStamp() {
-  std::uint64_t stamp = 0;
-  for (const char* file : {"etc/resolv.conf", "run/systemd/resolve/resolv.conf"}) {
-    struct stat status {};
-    if (stat(SystemPath(file).c_str(), &status) != 0) status = {};
-    for (const auto part : {static_cast<std::uint64_t>(status.st_ino),
-                            static_cast<std::uint64_t>(status.st_size),
-                            static_cast<std::uint64_t>(status.st_mtim.tv_sec),
-                            static_cast<std::uint64_t>(status.st_mtim.tv_nsec)}) {
-      stamp = (stamp ^ part) * 0x9E3779B97F4A7C15U;
-      stamp ^= stamp >> 29;
-    }
-  }
-  return stamp;
+  return FileStamp(SystemPath("etc/resolv.conf")) * 3 +
+         FileStamp(SystemPath("run/systemd/resolve/resolv.conf"));
 }
 
 ResolverConfig ReadResolverConfig() {

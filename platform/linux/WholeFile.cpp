@@ -62,6 +62,20 @@ std::string PathFromEnvironment(const char* name) {
 
 }  // namespace
 
+std::uint64_t FileStamp(const std::string& path) {
+  struct stat facts {};
+  if (stat(path.c_str(), &facts) != 0) facts = {};
+  std::uint64_t stamp = 0;
+  for (const auto part : {static_cast<std::uint64_t>(facts.st_ino),
+                          static_cast<std::uint64_t>(facts.st_size),
+                          static_cast<std::uint64_t>(facts.st_mtim.tv_sec),
+                          static_cast<std::uint64_t>(facts.st_mtim.tv_nsec)}) {
+    stamp = (stamp ^ part) * 0x9E3779B97F4A7C15U;
+    stamp ^= stamp >> 29;
+  }
+  return stamp;
+}
+
 std::int32_t ReadWholeFile(const std::string& path, std::string& text, std::size_t mostBytes) {
   text.clear();
   if (HasNul(path)) return FileErrorNumber(EINVAL);
