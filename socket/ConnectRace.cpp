@@ -8,6 +8,7 @@
 #include "platform/CallState.h"
 #include "platform/ErrorNumbers.h"
 #include "platform/Sockets.h"
+#include "socket/SocketErrors.h"
 #include "socket/SocketModule.h"
 #include "socket/Wait.h"
 
@@ -51,6 +52,7 @@ void ConnectRace::Won(std::int32_t handle) {
 // The socket keeps the handle of a failed attempt until there is another one: it is connecting.
 bool ConnectRace::Lost(std::int32_t handle, std::int32_t error) {
   error_ = error;
+  TraceFailure();
   std::erase(running_, handle);
   if (socket_.socketHandle_ != handle) Forget(handle);
   StopTimer();
@@ -67,7 +69,10 @@ bool ConnectRace::GoOn() {
       SetTimer(kNextAttempt);
       return true;
     }
-    if (error_ != 0) continue;
+    if (error_ != 0) {
+      TraceFailure();
+      continue;
+    }
     const bool more = next_ < addresses_.size();
     if (more || !host_.empty()) SetTimer(more ? kNextAttempt : kNextFamily);
     return true;
@@ -103,6 +108,9 @@ std::int32_t ConnectRace::Attempt(const IpAddress& address) {
 // An error of any kind means "under way", and the outcome is a notification; any other result, an
 // immediate success included, counts as a failure of that number.
 std::int32_t ConnectRace::Connect(std::int32_t handle, const IpAddress& address) {
+  if (socket_.trace_ != nullptr) {
+    (*socket_.trace_)("attempt", FormatEndpoint(FormatAddress(address), port_));
+  }
   Notifier& notifier = socket_.module_->Notifications();
   if (const std::int32_t error = notifier.Watch(handle, SocketKind::Stream, *socket_.module_)) {
     return error;
@@ -111,6 +119,10 @@ std::int32_t ConnectRace::Connect(std::int32_t handle, const IpAddress& address)
   SetLingerOff(handle);
   const std::int32_t result = notifier.Connect(handle, {address, port_});
   return result == kSocketError ? 0 : result;
+}
+
+void ConnectRace::TraceFailure() const {
+  if (socket_.trace_ != nullptr) (*socket_.trace_)("failed", SocketErrorText(error_));
 }
 
 void ConnectRace::SetTimer(std::int32_t milliseconds) {

@@ -35,6 +35,7 @@ class ConnectRace {
   bool GoOn();
   std::int32_t Attempt(const IpAddress& address);
   std::int32_t Connect(std::int32_t handle, const IpAddress& address);
+  void TraceFailure() const;
   void SetTimer(std::int32_t milliseconds);
   void StopTimer();
   void TimeIsUp();

@@ -27,6 +27,30 @@ bool PlanProxy(const ProxyValues& proxy, ConnectionPlan& plan) {
          (!proxy.url.empty() && proxy.port >= 1 && proxy.port <= 65535);
 }
 
+// The socket knows the trace as long as the call runs.
+class SocketOwner::Traced {
+ public:
+  Traced(SocketCls& socket, const ConnectTrace& trace) : socket_(socket), call_(socket.call_) {
+    if (trace) socket_.trace_ = &trace;
+  }
+  ~Traced() {
+    if (call_->alive) socket_.trace_ = nullptr;
+  }
+  Traced(const Traced&) = delete;
+  Traced& operator=(const Traced&) = delete;
+
+ private:
+  SocketCls& socket_;
+  const std::shared_ptr<CallState> call_;
+};
+
+void SocketOwner::Adopt(SocketCls& socket, const CancelMark& mark) {
+  socket.owner_ = mark.Object();
+  socket.module_->Notifications().SetAwaited(socket.socketHandle_);
+}
+
+void SocketOwner::Release(SocketCls& socket) { socket.owner_ = nullptr; }
+
 std::int32_t SocketOwner::Connect(SocketCls& socket, const ConnectionPlan& plan,
                                   const CancelMark& mark) {
   const bool direct = plan.socks == SocksKind::None;
@@ -34,6 +58,7 @@ std::int32_t SocketOwner::Connect(SocketCls& socket, const ConnectionPlan& plan,
   socket.dnsURL_ = plan.lookup.servers;
   socket.preference_ = plan.lookup.preference;
   const TimePoint deadline = std::min(SecondsFromNow(plan.seconds), plan.limit);
+  const Traced traced(socket, plan.trace);
   const bool started = socket.ConnectBy(direct ? plan.host : plan.proxyHost,
                                         direct ? plan.port : plan.proxyPort, mark, deadline);
   if (!call->alive) return kErrCancelled;

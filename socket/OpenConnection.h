@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "socket/ConnectTrace.h"
 #include "socket/HostLookup.h"
 #include "socket/Wait.h"
 
@@ -30,6 +31,7 @@ struct ConnectionPlan {
   std::int32_t seconds = 30;
   TimePoint limit = TimePoint::max();  // of connecting and waiting together
   LookupSettings lookup;
+  ConnectTrace trace;  // may be empty
 };
 
 /// Puts the proxy settings of a protocol class into a plan. False when the type is none of the
@@ -52,9 +54,17 @@ class SocketOwner {
   /// 10035 when the system has no room for them all.
   static std::int32_t SendAtOnce(SocketCls& socket, std::string_view data);
 
+  /// Makes an open connection that nobody uses one of the marked object's, whose calls it wakes.
+  static void Adopt(SocketCls& socket, const CancelMark& mark);
+  /// The other way round.
+  static void Release(SocketCls& socket);
+
   static const std::shared_ptr<SocketModule>& Module(const SocketCls& socket);
   /// How the peer ended the connection: 0 for an orderly close, else the system's number.
   static std::int32_t CloseError(const SocketCls& socket);
+
+ private:
+  class Traced;
 };
 
 }  // namespace netro

@@ -24,6 +24,13 @@ constexpr std::size_t kLargestBlock = 16'000;
 constexpr int kBacklog = 5;
 constexpr int kAcceptPauseMilliseconds = 100;
 
+std::string TextOf(const std::string& host, const LookupAnswer& answer) {
+  std::string text = host;
+  if (answer.error != 0) return text + ": " + SocketErrorText(ConnectError(answer.error));
+  for (const IpAddress& address : answer.addresses) text += ' ' + FormatAddress(address);
+  return text;
+}
+
 }  // namespace
 
 SocketCls::SocketCls()
@@ -147,6 +154,7 @@ bool SocketCls::ConnectBy(std::string host, std::int32_t port, const CancelMark&
   });
   LookupAnswer answer = Resolve(host, preference_, mark, deadline);
   if (!call->alive) return false;
+  if (trace_ != nullptr) (*trace_)("lookup", TextOf(host, answer));
   if (connection_ != connection) {  // closed while looking up
     lastSocketErr_ = kErrCancelled;
     return false;

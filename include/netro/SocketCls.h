@@ -17,6 +17,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -300,6 +301,7 @@ class NETRO_EXPORT SocketCls : public NameLookups {
 
   static std::string_view TextAt(const char* text) { return text != nullptr ? text : ""; }
 
+  using ConnectTrace = std::function<void(std::string_view step, const std::string& detail)>;
   using Deadline = std::chrono::steady_clock::time_point;
 
   std::int32_t StartUp();
@@ -344,6 +346,7 @@ class NETRO_EXPORT SocketCls : public NameLookups {
   std::shared_ptr<CallState> owner_;  // of the call that opened the connection for another object
   std::unique_ptr<SendQueue> queue_;
   std::unique_ptr<ConnectRace> race_;  // while connecting
+  const ConnectTrace* trace_ = nullptr;
   QueueHold* hold_ = nullptr;          // the one on the stack
   bool closeWhenSent_ = false;         // DisconnectWhenSent was called
   SocketClsEvents* events_ = nullptr;
