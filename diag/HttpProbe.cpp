@@ -5,7 +5,7 @@
 
 #include "platform/ErrorNumbers.h"
 #include "socket/OpenConnection.h"
-#include "web/HttpAnswer.h"
+#include "web/HttpHead.h"
 #include "web/HttpRequest.h"
 
 namespace netro {

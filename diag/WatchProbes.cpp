@@ -12,7 +12,7 @@
 #include "diag/IcmpTexts.h"
 #include "platform/ErrorNumbers.h"
 #include "socket/SocketErrors.h"
-#include "web/HttpAnswer.h"
+#include "web/HttpHead.h"
 
 namespace netro {
 namespace {

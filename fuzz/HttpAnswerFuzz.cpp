@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "web/HttpAnswer.h"
-#include "web/HttpChallenge.h"
 
 namespace {
 
@@ -28,6 +27,7 @@ struct Outcome {
   std::int32_t error;
   std::string text;
   std::string body;
+  bool usable;
   bool operator==(const Outcome&) const = default;
 };
 
@@ -36,15 +36,11 @@ Outcome Feed(std::span<const std::uint8_t> bytes, std::size_t cut, std::uint8_t 
   netro::HttpAnswer answer({(options & 1) != 0, (options & 2) != 0}, body);
   answer.Feed(bytes.first(cut));
   answer.Feed(bytes.subspan(cut));
+  const bool usable = answer.LeavesConnectionUsable();
   answer.ConnectionEnded(0);
-  netro::ParseStatusLine(answer.FirstLine());
-  for (const char* name : {"WWW-Authenticate", "Proxy-Authenticate"}) {
-    const auto challenge = netro::ParseChallenge(answer.Header(), name);
-    const std::string values = challenge.realm + challenge.nonce + challenge.opaque;
-    if (values.find_first_of("\r\n") != std::string::npos) std::abort();
-  }
+  answer.Head().Field("Location");
   if (!answer.IsComplete() && answer.Error() == 0) std::abort();
-  return {answer.IsComplete(), answer.Error(), answer.TakeText(), body.text};
+  return {answer.IsComplete(), answer.Error(), answer.TakeText(), body.text, usable};
 }
 
 }  // namespace

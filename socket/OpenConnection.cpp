@@ -94,7 +94,13 @@ std::int32_t SocketOwner::RunProlog(SocketCls& socket, const ConnectionPlan& pla
 }
 
 std::int32_t SocketOwner::Send(SocketCls& socket, std::string_view data, const CancelMark& mark) {
-  return socket.SendAll({reinterpret_cast<const std::uint8_t*>(data.data()), data.size()}, mark);
+  return Send(socket, data, mark, SecondsFromNow(kStreamSendSeconds));
+}
+
+std::int32_t SocketOwner::Send(SocketCls& socket, std::string_view data, const CancelMark& mark,
+                               TimePoint deadline) {
+  const auto bytes = reinterpret_cast<const std::uint8_t*>(data.data());
+  return socket.SendAll({bytes, data.size()}, mark, deadline);
 }
 
 std::int32_t SocketOwner::SendAtOnce(SocketCls& socket, std::string_view data) {

@@ -47,8 +47,10 @@ class SocketOwner {
   /// Runs the plan's SOCKS prolog on the connected socket; nothing to do without one.
   static std::int32_t RunProlog(SocketCls& socket, const ConnectionPlan& plan,
                                 const CancelMark& mark);
-  /// SendData under the owner's cancellation.
+  /// SendData under the owner's cancellation, and with its own limit where it has one.
   static std::int32_t Send(SocketCls& socket, std::string_view data, const CancelMark& mark);
+  static std::int32_t Send(SocketCls& socket, std::string_view data, const CancelMark& mark,
+                           TimePoint deadline);
 
   /// Sends a few bytes without waiting, from inside an event for example. Returns the error number:
   /// 10035 when the system has no room for them all.

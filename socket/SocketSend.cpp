@@ -11,12 +11,6 @@
 #include "support/OnException.h"
 
 namespace netro {
-namespace {
-
-constexpr long kSendSeconds = 60;
-
-}  // namespace
-
 std::int32_t SocketCls::SendData(std::string_view Data) {
   return SendData(std::span(reinterpret_cast<const std::uint8_t*>(Data.data()), Data.size()));
 }
@@ -27,26 +21,25 @@ std::int32_t SocketCls::SendData(std::span<const std::uint8_t> Data) {
   if (closeWhenSent_) return kErrShutDown;
   const CancelMark mark(module_, call_);
   QueueHold hold(*this, &busy);
-  return SendAll(Data, mark, &hold);
+  return SendAll(Data, mark, SecondsFromNow(kStreamSendSeconds), &hold);
 }
 
 std::int32_t SocketCls::SendAll(std::span<const std::uint8_t> data, const CancelMark& mark,
-                                QueueHold* hold) {
+                                TimePoint deadline, QueueHold* hold) {
   if (socketHandle_ == 0) return kErrNotConnected;
   // Whoever else is blocked tries again: this send may have taken its notification.
   const auto unblock = [&] { mark.Module().SendBlocked(false); };
   const OnException unblockThen(unblock);
-  const std::int32_t error = SendInTurns(data, mark, hold);
+  const std::int32_t error = SendInTurns(data, mark, deadline, hold);
   if (error != 0) unblock();
   return error;
 }
 
 std::int32_t SocketCls::SendInTurns(std::span<const std::uint8_t> data, const CancelMark& mark,
-                                    QueueHold* hold) {
+                                    TimePoint deadline, QueueHold* hold) {
   const auto call = call_;
   SocketModule& module = mark.Module();
   const std::uint32_t connection = connection_;
-  const TimePoint deadline = SecondsFromNow(kSendSeconds);
   std::size_t ahead = hold != nullptr ? queue_->Size() : 0;
   module.SendBlocked(false);
   while (!data.empty()) {

@@ -113,7 +113,7 @@ std::int32_t SocketCls::RunDialogue(SocksDialogue& dialogue, const CancelMark& m
   module_->Notifications().SetAwaited(socketHandle_);
   while (!dialogue.IsOpen()) {
     const Bytes request = dialogue.Request();
-    std::int32_t error = SendAll(request, mark);
+    std::int32_t error = SendAll(request, mark, SecondsFromNow(kStreamSendSeconds));
     // A proxy that has hung up is an empty reply, also when the system noticed it while sending.
     if (error == 0 || error == kErrConnectionReset) error = AwaitReply(dialogue, mark, connection);
     if (error != 0) return error;

@@ -9,6 +9,9 @@
 
 namespace netro {
 
+/// How long a send may take whose owner has no limit of its own, SendData's for one.
+constexpr long kStreamSendSeconds = 60;
+
 class CancelMark : public CallMark {
  public:
   CancelMark(std::shared_ptr<SocketModule> module, std::shared_ptr<CallState> object)

@@ -5,9 +5,12 @@
 #include <netro/HTTPCls.h>
 
 #include <algorithm>
+#include <map>
+#include <regex>
 #include <string>
 #include <vector>
 
+#include "support/DigestAuth.h"
 #include "tests/PlainMd5.h"
 #include "tests/peers/BytesServer.h"
 
@@ -106,10 +109,9 @@ TEST(HttpAuth, EachChallengeIsAnsweredAtMostOnce) {
       {{"407 Proxy Authentication Required", "401 Unauthorized"}, false, 2, 401},
       {{"407 Proxy Authentication Required", "401 Unauthorized"}, true, 3, 401},
       {{"407 Proxy Authentication Required", "401 Unauthorized", "200 OK"}, true, 3, 200},
-      // The numbers count wherever they stand in the status line.
-      {{"200 Room 401", "200 OK"}, true, 2, 200},
-      {{"200 Room 401"}, false, 1, 200},
-      {{"200 x4070y", "200 OK"}, false, 2, 200},
+      // Only the status code counts.
+      {{"200 Room 401", "204 No"}, true, 1, 200},
+      {{"200 x4070y", "204 No"}, false, 1, 200},
       {{"200 OK\r\nX-Note: 401 407"}, true, 1, 200},
   };
   for (const ProxyTypeEnum type : {NoProxy, ProxyBasicAuthorization, ProxyMSISAServer, ProxyPipe})
@@ -120,9 +122,19 @@ TEST(HttpAuth, EachChallengeIsAnsweredAtMostOnce) {
       http.SendAuthAfterChallenge(c.afterChallenge);
       std::vector<std::string> answers;
       for (const std::string& status : c.statuses) answers.push_back(Answer(status));
-      EXPECT_EQ(Exchange(http, answers).size(), c.connections);
-      EXPECT_EQ(http.HTTPResult(), c.result);
+      http.ProxyUser("pu");
+      const auto requests = Exchange(http, answers);
       EXPECT_EQ(http.LastErr(), 0);
+      if (type != NoProxy) {
+        EXPECT_EQ(requests.size(), c.connections);
+        EXPECT_EQ(http.HTTPResult(), c.result);
+        continue;
+      }
+      // Nobody but a proxy is told the proxy's credentials, whatever it answers.
+      const bool refusal = c.statuses[0].starts_with("407");
+      EXPECT_EQ(requests.size(), refusal ? 1 : c.connections);
+      EXPECT_EQ(http.HTTPResult(), refusal ? 407 : c.result);
+      EXPECT_TRUE(Lines(requests[0], "Proxy-Authorization").empty());
     }
 }
 
@@ -262,6 +274,151 @@ TEST(HttpAuth, ProxyAndServerChallengesAreKeptApart) {
                  {"pu", "pp", "proxy", "pn"});
   ExpectDigest(OnlyLine(requests[2], "Authorization"), "Authorization",
                {"user", "secret", "server", "sn"});
+}
+
+// The parameters of a Digest line by name, values as they stand there.
+std::map<std::string, std::string> Parameters(const std::string& line) {
+  std::map<std::string, std::string> values;
+  const std::regex item("([A-Za-z]+)=(\"[^\"]*\"|[^,]*)(, |$)");
+  const std::string text = line.substr(line.find("Digest ") + 7);
+  for (std::sregex_iterator at(text.begin(), text.end(), item), end; at != end; ++at)
+    values[(*at)[1]] = (*at)[2];
+  return values;
+}
+
+std::string Without(const std::string& quoted) { return quoted.substr(1, quoted.size() - 2); }
+
+// The hash functions are checked against their RFCs elsewhere.
+void ExpectResponse(std::map<std::string, std::string> line, const std::string& algorithm,
+                    const std::string& qop) {
+  DigestInput input;
+  input.user = "user";
+  input.password = "secret";
+  input.realm = Without(line["realm"]);
+  input.algorithm = algorithm;
+  input.nonce = Without(line["nonce"]);
+  input.qop = qop;
+  input.nonceCount = "00000001";
+  if (line.contains("cnonce")) input.clientNonce = Without(line["cnonce"]);
+  input.method = "GET";
+  input.uri = "/dir/index.html?a=b";
+  EXPECT_EQ(line["response"], '"' + DigestCalc(input) + '"');
+  EXPECT_EQ(line["uri"], '"' + input.uri + '"');
+  EXPECT_EQ(line.contains("Username"), false);
+  EXPECT_EQ(line.contains("nc"), !qop.empty());
+  EXPECT_EQ(line["nc"], qop.empty() ? "" : "00000001");
+  EXPECT_EQ(line["qop"], qop);
+  EXPECT_EQ(line["algorithm"], algorithm);
+}
+
+TEST(HttpStandardDigest, AnswersTheBestChallengeWithItsOwnValues) {
+  const struct {
+    const char* challenges;
+    const char *algorithm, *nonce, *qop, *opaque;
+  } kCases[] = {
+      {"WWW-Authenticate: Digest realm=\"r\", nonce=\"n\"\r\n", "", "n", "", ""},
+      {"WWW-Authenticate: Digest realm=\"r\", nonce=\"n\", qop=\"auth-int, auth\", "
+       "opaque=\"o p\"\r\n",
+       "", "n", "auth", "\"o p\""},
+      {"WWW-Authenticate: Digest realm=\"r\", nonce=\"n\", algorithm=MD5-sess, qop=auth\r\n",
+       "MD5-sess", "n", "auth", ""},
+      {"WWW-Authenticate: Digest realm=\"r\", nonce=\"n1\", algorithm=MD5, qop=\"auth\"\r\n"
+       "WWW-Authenticate: Digest realm=\"r\", nonce=\"n2\", algorithm=\"SHA-256\", "
+       "qop=\"auth\"\r\n",
+       "SHA-256", "n2", "auth", ""},
+      {"WWW-Authenticate: Digest realm=\"r\", nonce=\"n1\", algorithm=SHA-256-sess, qop=\"auth\", "
+       "Digest realm=\"r\", nonce=\"n2\", algorithm=SHA-512-256, qop=\"auth\", Basic realm=\"x, "
+       "y\"\r\n",
+       "SHA-256-sess", "n1", "auth", ""},
+      {"WWW-Authenticate: Negotiate abc==, Basic realm=\"b\", Digest realm=\"r\", "
+       "nonce=\"n\"\r\nWWW-Authenticate: Basic realm=\"c\"\r\n",
+       "", "n", "", ""},
+      {"WWW-Authenticate: Digest realm=\"r\", nonce=\"n1\", algorithm=SHA-256, qop=\"auth-int\"\r\n"
+       "WWW-Authenticate: Digest realm=\"r\",\r\n nonce=\"n2\", opaque=\"\"\r\n",
+       "", "n2", "", "\"\""},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.challenges);
+    HTTPCls http;
+    SetUser(http);
+    http.StandardDigest(true);
+    const auto requests = Exchange(http, {Answer("401 No", c.challenges), Answer("200 OK")});
+    ASSERT_EQ(requests.size(), 2u);
+    auto line = Parameters(OnlyLine(requests[1], "Authorization"));
+    EXPECT_EQ(line["username"], "\"user\"");
+    EXPECT_EQ(line["nonce"], '"' + std::string(c.nonce) + '"');
+    EXPECT_EQ(line["opaque"], c.opaque);
+    EXPECT_FALSE(line.contains("userhash"));
+    ExpectResponse(line, c.algorithm, c.qop);
+  }
+}
+
+TEST(HttpStandardDigest, HidesTheUserWhenAsked) {
+  HTTPCls http;
+  SetUser(http);
+  http.StandardDigest(true);
+  const auto requests =
+      Exchange(http, {Answer("401 No",
+                             "WWW-Authenticate: Digest realm=\"r\", nonce=\"n\", qop=\"auth\", "
+                             "algorithm=SHA-256, userhash=true\r\n"),
+                      Answer("200 OK")});
+  ASSERT_EQ(requests.size(), 2u);
+  auto line = Parameters(OnlyLine(requests[1], "Authorization"));
+  EXPECT_EQ(line["username"], '"' + DigestHash("SHA-256", "user:r") + '"');
+  EXPECT_EQ(line["userhash"], "true");
+  ExpectResponse(line, "SHA-256", "auth");
+}
+
+TEST(HttpStandardDigest, AStaleNonceIsRenewedOnce) {
+  const auto refusal = [](const std::string& nonce, const std::string& more) {
+    return Answer("401 No",
+                  "WWW-Authenticate: Digest realm=\"r\", nonce=\"" + nonce + "\"" + more + "\r\n");
+  };
+  const struct {
+    bool standard;
+    std::string second;
+    std::size_t connections;
+  } kCases[] = {{true, refusal("b", ", stale=TRUE"), 3},
+                {true, refusal("b", ", stale=false"), 2},
+                {true, refusal("b", ""), 2},
+                {false, refusal("b", ", stale=true"), 2}};
+  for (const auto& c : kCases) {
+    HTTPCls http;
+    SetUser(http);
+    http.StandardDigest(c.standard);
+    const auto requests = Exchange(http, {refusal("a", ""), c.second});
+    ASSERT_EQ(requests.size(), c.connections);
+    EXPECT_EQ(http.HTTPResult(), 401);
+    if (c.connections > 2)
+      EXPECT_EQ(Parameters(OnlyLine(requests[2], "Authorization"))["nonce"], "\"b\"");
+  }
+}
+
+// A server that knows Digest only must not get the password in clear.
+TEST(HttpStandardDigest, UnknownAlgorithmsAreNotAnswered) {
+  HTTPCls http;
+  SetUser(http);
+  http.StandardDigest(true);
+  EXPECT_EQ(Exchange(http, {Answer("401 No",
+                                   "WWW-Authenticate: Digest realm=\"r\", nonce=\"n\", "
+                                   "algorithm=SHA-512-256\r\n")})
+                .size(),
+            1u);
+  EXPECT_EQ(http.HTTPResult(), 401);
+}
+
+TEST(HttpAuth, OfSeveralChallengesOneOfMd5IsAnswered) {
+  HTTPCls http;
+  SetUser(http);
+  const auto requests = Exchange(
+      http, {Answer("401 No",
+                    "WWW-Authenticate: Basic realm=\"b\", Digest realm=\"s\", nonce=\"sn\", "
+                    "algorithm=SHA-256\r\n"
+                    "WWW-Authenticate: Digest realm=\"m\", nonce=\"mn\", algorithm=MD5\r\n"),
+             Answer("200 OK")});
+  ASSERT_EQ(requests.size(), 2u);
+  ExpectDigest(OnlyLine(requests[1], "Authorization"), "Authorization",
+               {"user", "secret", "m", "mn"});
 }
 
 // What a hostile challenge says must not add lines to the request.

@@ -4,16 +4,20 @@
 #include <gtest/gtest.h>
 #include <netro/HTTPCls.h>
 #include <netro/MessageLoop.h>
+#include <poll.h>
 
 #include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <functional>
+#include <future>
 #include <memory>
 #include <ostream>
 #include <string>
 #include <thread>
+#include <utility>
 
+#include "platform/Clock.h"
 #include "tests/peers/BytesServer.h"
 #include "tests/peers/HttpServer.h"
 #include "tests/peers/SocksServer.h"
@@ -91,19 +95,46 @@ TEST(HttpBadInput, NeverReachesTheWire) {
   EXPECT_EQ(server.Connections(), 1u);
 }
 
+// Fails before connecting, also through an HTTP proxy if that would get https in clear.
 TEST(HttpProtocol, OtherThanHttpFailsBeforeConnecting) {
   BytesServer server({{AwaitText("\r\n\r\n"), Send(kWhole)}});
-  for (const char* protocol : {"https", "HTTPS", "ftp", "file", "ws"})
-    for (const ProxyTypeEnum type : {NoProxy, ProxySocks4, ProxySocks5NoAuth, ProxySocks5Auth}) {
+  for (const std::string protocol : {"https", "HTTPS", "ftp", "file", "ws"})
+    for (const ProxyTypeEnum type : {NoProxy, ProxyBasicAuthorization, ProxyMSISAServer,
+                                     ProxySocks4, ProxySocks5NoAuth, ProxySocks5Auth, ProxyPipe}) {
+      const bool throughHttp =
+          type == ProxyBasicAuthorization || type == ProxyMSISAServer || type == ProxyPipe;
+      if (throughHttp && protocol.size() != 5) continue;
+      SCOPED_TRACE(protocol + " by " + std::to_string(type));
       HTTPCls http;
       http.ProxyType(type);
       http.ProxyURL("127.0.0.1");
       http.ProxyPort(server.Port());
-      http.URL(protocol + "://127.0.0.1:"s + std::to_string(server.Port()) + "/");
+      http.URL(protocol + "://u:p@127.0.0.1:" + std::to_string(server.Port()) + "/");
       bool timeout = true;
-      EXPECT_NE(http.HTTPQuery(timeout), "");
+      EXPECT_NE(http.HTTPQuery(timeout).find("URL: "), std::string::npos);
       EXPECT_EQ(http.LastErr(), 10043);
       EXPECT_FALSE(timeout);
+    }
+  EXPECT_EQ(server.Connections(), 0u);
+}
+
+TEST(HttpBadInput, AddedFramingIsRefused) {
+  const std::pair<const char*, const char*> kFields[] = {{"Transfer-Encoding", "chunked"},
+                                                         {"trailer", "X"},
+                                                         {"Content-Length", "4"},
+                                                         {"content-length", ""},
+                                                         {"Content-Length", "3, 3"}};
+  BytesServer server({{AwaitText("\r\n\r\n"), Send(kWhole)}});
+  for (const auto& [name, value] : kFields)
+    for (const QueryTypeEnum type : {QueryGet, QueryPost}) {
+      HTTPCls http;
+      http.URL(UrlOf(server.Port()));
+      http.QueryType(type);
+      http.PostData("abc");
+      http.AddHeader(name, value);
+      bool timeout = true;
+      EXPECT_NE(http.HTTPQuery(timeout).find(name), std::string::npos);
+      EXPECT_EQ(http.LastErr(), 10022);
     }
   EXPECT_EQ(server.Connections(), 0u);
 }
@@ -163,6 +194,59 @@ TEST(HttpTimeout, IsTrueOnlyForTheAnswer) {
     EXPECT_EQ(timeout, c.timeout);
     EXPECT_EQ(http.HTTPResult(), 0);
   }
+}
+
+// More than the system's buffers take, so the query waits while it sends.
+constexpr std::size_t kMuch = 64 << 20;
+
+void PostMuch(HTTPCls& http, int port) {
+  http.URL(UrlOf(port));
+  http.QueryType(QueryPost);
+  http.PostData(std::string(kMuch, 'x'));
+}
+
+TEST(HttpTimeout, CountsWhileSending) {
+  peers::LoopbackServer deaf([](peers::Connection& connection, std::size_t) {
+    pollfd stop{connection.StopFd(), POLLIN, 0};
+    poll(&stop, 1, -1);
+  });
+  HTTPCls http;
+  http.TimeOutSeconds(1);
+  PostMuch(http, deaf.Port());
+  bool timeout = true;
+  const auto start = steady_clock::now();
+  EXPECT_EQ(http.HTTPQuery(timeout), "Command Timed Out");
+  EXPECT_LT(steady_clock::now() - start, milliseconds(10000));
+  EXPECT_EQ(http.LastErr(), 10002);
+  EXPECT_FALSE(timeout);
+}
+
+// The server reads on when the clock has jumped, so all of the jump passes while the query sends.
+TEST(HttpTimeout, OfManySecondsIsNotCutAfterSixty) {
+  std::promise<void> jumped;
+  std::future<void> jump = jumped.get_future();
+  peers::LoopbackServer slow([&](peers::Connection& connection, std::size_t) {
+    jump.wait_for(std::chrono::seconds(10));
+    std::string request;
+    while (request.size() < kMuch && connection.Read(request)) {
+    }
+    connection.Send(kWhole);
+    connection.ReadToEnd(request);
+  });
+  HTTPCls http;
+  http.TimeOutSeconds(300);
+  PostMuch(http, slow.Port());
+  bool done = false;
+  MessageLoop& loop = MessageLoop::ForThisThread();
+  const std::int32_t timer = loop.SetTimer(1, [&] {
+    if (!http.WaitForData() || std::exchange(done, true)) return;
+    AdvanceClockForTests(std::chrono::seconds(100));
+    jumped.set_value();
+  });
+  bool timeout = true;
+  EXPECT_EQ(http.HTTPQuery(timeout), kWhole);
+  loop.KillTimer(timer);
+  EXPECT_TRUE(done);
 }
 
 void ExpectCancelled(const HTTPCls& http, const std::string& text, bool timeout) {

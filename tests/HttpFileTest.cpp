@@ -21,6 +21,7 @@
 namespace netro {
 namespace {
 
+using namespace std::string_literals;
 using peers::AwaitText;
 using peers::BytesServer;
 using peers::HalfClose;
@@ -84,6 +85,24 @@ TEST_F(HttpFile, AnEmptyBodyLeavesNothingOfTheOldFile) {
   EXPECT_EQ(http_.LastErr(), 0);
   EXPECT_EQ(http_.BodyLen(), 0);
   EXPECT_EQ(ReadFile(folder_ / "out"), "");
+}
+
+TEST_F(HttpFile, AnEmptyBodyMakesNoTemporaryFile) {
+  setenv("TMPDIR", folder_.Path().c_str(), 1);
+  for (const bool asked : {false, true})
+    for (const std::string& answer :
+         {Answer("image/png", ""),
+          "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n\r\n"s,
+          "HTTP/1.1 200 OK\r\n\r\n"s}) {
+      BytesServer server({Playing(answer)});
+      http_.SaveAsFile(asked);
+      EXPECT_EQ(Query(server), answer.substr(0, answer.find("\r\n\r\n") + 4));
+      EXPECT_EQ(http_.LastErr(), 0);
+      EXPECT_EQ(http_.SaveAsFile(), asked);
+      EXPECT_EQ(http_.Filename(), "");
+    }
+  EXPECT_TRUE(std::filesystem::is_empty(folder_.Path()));
+  unsetenv("TMPDIR");
 }
 
 TEST_F(HttpFile, ATemporaryNameLastsUntilTheNextQuery) {

@@ -116,6 +116,7 @@ TEST(Properties, HTTPCls) {
       text("User", &H::User, &H::User, ""),
       text("Password", &H::Password, &H::Password, ""),
       flag("SendAuthAfterChallenge", &H::SendAuthAfterChallenge, &H::SendAuthAfterChallenge, false),
+      flag("StandardDigest", &H::StandardDigest, &H::StandardDigest, false),
       Settable<H, std::int32_t>("TimeOutSeconds", &H::TimeOutSeconds, &H::TimeOutSeconds, 30, 5),
       Settable<H, ProxyTypeEnum>("ProxyType", &H::ProxyType, &H::ProxyType, NoProxy, ProxySocks4),
       text("ProxyURL", &H::ProxyURL, &H::ProxyURL, ""),

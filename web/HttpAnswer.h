@@ -2,7 +2,8 @@
 // chunks, or by the end of the connection. Pure parsing: no socket, no file.
 //
 // The answer text collects the header with its empty line, and the body unless the sink takes it.
-// Blocks may be cut anywhere. Nothing is reserved by the server's word.
+// The empty line is kept as CR LF CR LF whatever line ends the server uses, so the body begins four
+// bytes behind the header. Blocks may be cut anywhere. Nothing is reserved by the server's word.
 #pragma once
 
 #include <cstdint>
@@ -10,6 +11,9 @@
 #include <string>
 #include <string_view>
 #include <utility>
+
+#include "web/HttpFraming.h"
+#include "web/HttpHead.h"
 
 namespace netro {
 
@@ -25,14 +29,6 @@ class HttpBodySink {
   ~HttpBodySink() = default;
 };
 
-struct HttpStatus {
-  std::int32_t code = 0;
-  std::string reason;
-};
-
-/// "HTTP/1.1 200 OK" → 200, "OK": what stands between the first two blanks, and the rest.
-HttpStatus ParseStatusLine(std::string_view line);
-
 class HttpAnswer {
  public:
   struct Options {
@@ -43,14 +39,19 @@ class HttpAnswer {
   HttpAnswer(Options options, HttpBodySink& sink) : options_(options), sink_(&sink) {}
 
   void Feed(std::span<const std::uint8_t> block);
-  /// The connection has ended; `error` is 0 for an orderly close. Ends the answer or fails it.
+  /// The connection has ended; `error` is 0 for an orderly close. Ends the answer or fails it. A
+  /// body that ends with the connection is complete after a reset too when the status is 400 or
+  /// above: a server that refuses a request closes without having read it all.
   void ConnectionEnded(std::int32_t error);
   /// Takes no more; for a sink that could not take the body.
   void Abandon() { step_ = Step::Failed; }
 
-  bool IsComplete() const { return step_ == Step::Complete; }
-  /// 0, or 10040 (header too long), 10042 (framing broken), 10054 (ended too early); then ErrorText
-  /// says what was wrong.
+  bool IsComplete() const { return step_ == Step::Complete || step_ == Step::RestOfChunks; }
+  /// The connection may carry another exchange: the answer allows it, has ended to its last byte,
+  /// and nothing came behind it. A complete answer may still get there with its next block.
+  bool LeavesConnectionUsable() const;
+  /// 0, or 10040 (header too long), 10042 (no HTTP, or framing broken), 10054 (ended too early);
+  /// then ErrorText says what was wrong.
   std::int32_t Error() const { return error_; }
   const std::string& ErrorText() const { return errorText_; }
 
@@ -58,14 +59,16 @@ class HttpAnswer {
   std::string TakeText() { return std::move(text_); }
   bool HeaderComplete() const { return headerComplete_; }
   std::string_view Header() const { return std::string_view(text_).substr(0, headerLength_); }
-  std::string_view FirstLine() const {
-    return std::string_view(text_).substr(0, text_.find("\r\n"));
-  }
+  /// Of a complete header; a view until the next Feed.
+  HttpHead Head() const { return HttpHead(Header()); }
+  HttpStatus Status() const { return ParseStatusLine(Head().FirstLine()); }
 
   const std::string& ContentType() const { return contentType_; }
-  bool CloseMeansEnd() const { return closeMeansEnd_; }
+  bool CloseMeansEnd() const { return framing_.closeMeansEnd; }
   /// Expected bytes of the body, -1 when the header does not tell.
-  double ExpectedLength() const { return expectedLength_; }
+  double ExpectedLength() const {
+    return framing_.length ? static_cast<double>(*framing_.length) : -1;
+  }
   double BodyLength() const { return bodyLength_; }
   /// True when the sink took the body.
   bool BodyInFile() const { return toSink_; }
@@ -81,6 +84,7 @@ class HttpAnswer {
     ChunkData,
     ChunkEnd,
     Trailer,
+    RestOfChunks,
     Complete,
     Failed,
   };
@@ -89,9 +93,9 @@ class HttpAnswer {
 
   void Fail(std::int32_t error, std::string text);
   Block TakeHeader(Block block);
+  bool LooksLikeHttp();
+  std::size_t FindHeaderEnd(std::size_t from);
   void ReadHeader();
-  bool ReadHeaderLine(std::string_view line);
-  bool ReadLength(std::string_view value);
   void BeginBody();
   Block TakeSizedBody(Block block);
   Block TakeOpenBody(Block block);
@@ -99,6 +103,7 @@ class HttpAnswer {
   Block TakeChunkData(Block block);
   Block TakeChunkEnd(Block block);
   Block TakeTrailer(Block block);
+  Block TakeRestOfChunks(Block block);
   Block TakeLine(Block block, bool& complete);
   void Emit(Block bytes);
   void EmitLine();
@@ -108,16 +113,13 @@ class HttpAnswer {
   HttpBodySink* sink_;
   Step step_ = Step::Header;
   std::string text_;
-  std::string line_;  // a chunk-size or trailer line, with its CR LF, as far as it has come
+  std::string line_;  // a chunk-size or trailer line, with its line end, as far as it has come
   bool headerComplete_ = false;
   std::size_t headerLength_ = 0;
   std::size_t trailerLength_ = 0;
+  HttpFraming framing_;
   bool toSink_ = false;
-  bool chunked_ = false;
-  bool connectionClose_ = false;
-  bool closeMeansEnd_ = true;
-  bool lengthKnown_ = false;
-  double expectedLength_ = -1;
+  bool leftOver_ = false;  // something came behind the answer
   double bodyLength_ = 0;
   std::uint64_t remaining_ = 0;  // of the sized body or the present chunk
   std::string contentType_;

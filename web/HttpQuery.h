@@ -33,6 +33,7 @@ class HttpQuery final : private SocketClsEvents, private HttpBodySink {
   bool Open();
   void BeginAnswer();
   bool Send();
+  std::int32_t SendRequest();
   void EndAnswer();
   bool AwaitAnswer(bool& timeout);
   bool Refused();
@@ -42,6 +43,7 @@ class HttpQuery final : private SocketClsEvents, private HttpBodySink {
 
   ConnectionPlan Plan() const;
   HttpRequest Request() const;
+  DigestForm Form() const;
   bool UsesHttpProxy() const;
   bool UsesSocks() const;
   bool Fail(std::int32_t error, std::string text = std::string());
@@ -54,6 +56,7 @@ class HttpQuery final : private SocketClsEvents, private HttpBodySink {
   void WriteBody(std::span<const std::uint8_t> bytes) override;
   void AbandonBody(std::int32_t error);
   static std::string CanNotWrite(const std::string& path, std::int32_t error);
+  bool MakeFile();
   void TellFile();
 
   HTTPCls& owner_;
@@ -61,16 +64,14 @@ class HttpQuery final : private SocketClsEvents, private HttpBodySink {
   CancelMark mark_;
   HTTPCls::Settings settings_;
   Url url_;
-  bool proxyAuthorization_ = false;
-  bool serverAuthorization_ = false;
-  bool proxyAsked_ = false;
-  bool serverAsked_ = false;
-  HttpChallenge proxyChallenge_;
-  HttpChallenge serverChallenge_;
+  HttpLogin proxyLogin_;
+  HttpLogin serverLogin_;
+  bool repeat_ = false;  // with credentials
   std::unique_ptr<HttpAnswer> answer_;
   bool ended_ = false;  // the answer is complete, broken, or cut short
   bool sending_ = false;
-  bool reset_ = false;  // noticed while sending
+  bool reset_ = false;    // noticed while sending
+  bool hasFile_ = false;  // this answer has made one
   OutputFile file_;
   std::string errorText_;
 };

@@ -1,32 +1,48 @@
 #include "web/HttpRequest.h"
 
-#include "platform/Random.h"
-#include "support/Base64.h"
-#include "support/DigestAuth.h"
+#include <algorithm>
+
+#include "support/Text.h"
 
 namespace netro {
 namespace {
 
 constexpr std::int32_t kDefaultPort = 80;
 constexpr const char* kLineEnd = "\r\n";
-constexpr const char* kNonceCount = "00000001";
 
-// 128 random bits as hexadecimal digits: the client's nonce must not be guessable.
-std::string RandomNonce() {
-  std::string nonce;
-  for (int i = 0; i < 32; ++i) nonce += "0123456789abcdef"[RandomNumber() & 15];
-  return nonce;
-}
+// The lines of a request. Added ones of a name that the class sends too stand in its place, the
+// last of them.
+class Lines {
+ public:
+  explicit Lines(const HttpFields& added) : added_(added) {}
 
-// RFC 2617: quoted-string.
-std::string Quoted(const std::string& text) {
-  std::string quoted = "\"";
-  for (const char c : text) {
-    if (c == '"' || c == '\\') quoted += '\\';
-    quoted += c;
+  void Add(std::string_view name, const std::string& value) {
+    const auto same = std::find_if(added_.rbegin(), added_.rend(),
+                                   [&](const auto& field) { return IsNamed(field, name); });
+    own_.push_back(name);
+    Append(name, same == added_.rend() ? value : same->second);
   }
-  return quoted + '"';
-}
+  void AddTheOthers(std::string_view except) {
+    for (const auto& field : added_) {
+      const auto sent = [&](std::string_view name) { return IsNamed(field, name); };
+      if (!sent(except) && std::ranges::none_of(own_, sent)) Append(field.first, field.second);
+    }
+  }
+  const std::string& Text() const { return text_; }
+
+ private:
+  static bool IsNamed(const HttpFields::value_type& field, std::string_view name) {
+    return EqualsIgnoreCase(field.first, name);
+  }
+  void Append(std::string_view name, const std::string& value) {
+    text_ += name;
+    text_ += ": " + value + kLineEnd;
+  }
+
+  const HttpFields& added_;
+  std::vector<std::string_view> own_;
+  std::string text_;
+};
 
 }  // namespace
 
@@ -42,41 +58,34 @@ std::string HttpRequest::Target() const {
   return "/" + UrlEncode(url.path) + query;
 }
 
-std::string HttpRequest::DigestParameters(const HttpCredentials& credentials) const {
-  const HttpChallenge& challenge = credentials.challenge;
-  DigestInput input;
-  input.user = credentials.user;
-  input.realm = challenge.realm;
-  input.password = credentials.password;
-  input.algorithm = "MD5";
-  input.nonce = challenge.nonce;
-  input.nonceCount = kNonceCount;
-  input.clientNonce = RandomNonce();
-  input.qop = "auth";
-  input.method = method;
-  input.uri = Target();
-  // Names, order and quotes as servers have known them from this library.
-  return "Username=" + Quoted(input.user) + ", realm=" + Quoted(input.realm) + ", qop=\"auth\"" +
-         ", algorithm=\"MD5\", uri=" + Quoted(input.uri) + ", nonce=" + Quoted(input.nonce) +
-         ", nc=" + Quoted(input.nonceCount) + ", cnonce=" + Quoted(input.clientNonce) +
-         ", response=" + Quoted(DigestCalc(input));
+std::string HttpRequest::ComposeHead() const {
+  std::string first = method + " ";
+  if (absoluteForm) first += url.protocol + "://" + HostAndPort();
+  const HttpTarget target{method, Target()};
+  first += target.uri + " " + token + kLineEnd;
+  Lines lines(headers);
+  lines.Add("Host", HostAndPort());
+  if (proxy) lines.Add("Proxy-Authorization", proxy->Authorization(target));
+  if (server) lines.Add("Authorization", server->Authorization(target));
+  lines.AddTheOthers(body ? "Content-Length" : "");
+  if (!body) return first + lines.Text() + kLineEnd + kLineEnd;
+  lines.Add("Content-Length", std::to_string(body->size()));
+  return first + lines.Text() + kLineEnd;
 }
 
-std::string HttpRequest::Authorization(const HttpCredentials& credentials) const {
-  if (credentials.challenge.digest) return "Digest " + DigestParameters(credentials);
-  return "Basic " + Base64Encode(credentials.user + ":" + credentials.password);
-}
-
-std::string HttpRequest::Compose() const {
-  std::string text = method + " ";
-  if (absoluteForm) text += url.protocol + "://" + HostAndPort();
-  text += Target() + " " + token + kLineEnd;
-  text += "Host: " + HostAndPort() + kLineEnd;
-  if (proxy) text += "Proxy-Authorization: " + Authorization(*proxy) + kLineEnd;
-  if (server) text += "Authorization: " + Authorization(*server) + kLineEnd;
-  for (const auto& [name, value] : headers) text += name + ": " + value + kLineEnd;
-  if (!body) return text + kLineEnd + kLineEnd;
-  return text + "Content-Length: " + std::to_string(body->size()) + kLineEnd + kLineEnd + *body;
+std::string FramingProblem(const HttpFields& fields, std::size_t bodySize) {
+  for (const auto& [name, value] : fields) {
+    const bool framing =
+        EqualsIgnoreCase(name, "Transfer-Encoding") || EqualsIgnoreCase(name, "Trailer");
+    const bool otherLength =
+        EqualsIgnoreCase(name, "Content-Length") && Trim(value) != std::to_string(bodySize);
+    if (framing || otherLength) {
+      return "HeaderName \"" + name +
+             "\" can not be added: it would say otherwise than the class " +
+             "where the request ends.";
+    }
+  }
+  return {};
 }
 
 }  // namespace netro

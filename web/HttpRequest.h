@@ -1,23 +1,18 @@
 // Composes the text of one HTTP request (RFC 9112) from settings. Pure.
 #pragma once
 
-#include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 #include "support/Url.h"
-#include "web/HttpChallenge.h"
+#include "web/HttpAuthorization.h"
 
 namespace netro {
 
-/// Credentials that go with a request, and the challenge that they answer.
-struct HttpCredentials {
-  std::string user;
-  std::string password;
-  HttpChallenge challenge;
-};
+using HttpFields = std::vector<std::pair<std::string, std::string>>;
 
 struct HttpRequest {
   std::string method;
@@ -26,16 +21,19 @@ struct HttpRequest {
   std::string token;
   std::optional<HttpCredentials> proxy;
   std::optional<HttpCredentials> server;
-  std::vector<std::pair<std::string, std::string>> headers;
-  std::optional<std::string> body;  // with it, the length is announced
+  HttpFields headers;                    // one that is sent already replaces that line
+  std::optional<std::string_view> body;  // with it, the length is announced
 
-  std::string Compose() const;
+  /// All up to the body.
+  std::string ComposeHead() const;
 
  private:
   std::string Target() const;
   std::string HostAndPort() const;
-  std::string Authorization(const HttpCredentials& credentials) const;
-  std::string DigestParameters(const HttpCredentials& credentials) const;
 };
+
+/// What is wrong with added fields for a body of `bodySize` bytes, empty when nothing is: where a
+/// request ends is told by the class alone (RFC 9112, section 6).
+std::string FramingProblem(const HttpFields& fields, std::size_t bodySize);
 
 }  // namespace netro

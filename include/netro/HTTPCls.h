@@ -2,8 +2,8 @@
 //
 // HTTPQuery opens a connection, directly or through an HTTP or SOCKS proxy, sends one GET, HEAD or
 // POST request, answers one authentication challenge of the proxy and one of the server (Basic RFC
-// 7617, Digest RFC 2617), and returns the raw answer: status line, header, empty line and body.
-// There is no TLS, no redirect is followed, connections are not kept.
+// 7617, Digest RFC 2617 and RFC 7616), and returns the raw answer: status line, header, empty line
+// and body. There is no TLS, no redirect is followed, connections are not kept.
 //
 // Thread: as SocketCls; only Kill and StopWaiting may come from any thread.
 #pragma once
@@ -67,8 +67,10 @@ class NETRO_EXPORT HTTPCls {
   QueryTypeEnum QueryType() const { return settings_.queryType; }
   void QueryType(QueryTypeEnum value) { settings_.queryType = value; }
   /// Body of a QueryPost; its bytes are sent as they are.
-  const std::string& PostData() const { return settings_.postData; }
-  void PostData(std::string value) { settings_.postData = std::move(value); }
+  const std::string& PostData() const { return *settings_.postData; }
+  void PostData(std::string value) {
+    settings_.postData = std::make_shared<const std::string>(std::move(value));
+  }
   /// Protocol token of the request line.
   const std::string& HTTPToken() const { return settings_.httpToken; }
   void HTTPToken(std::string value) { settings_.httpToken = std::move(value); }
@@ -81,7 +83,14 @@ class NETRO_EXPORT HTTPCls {
   /// a 401 answer is returned as it is.
   bool SendAuthAfterChallenge() const { return settings_.sendAuthAfterChallenge; }
   void SendAuthAfterChallenge(bool value) { settings_.sendAuthAfterChallenge = value; }
-  /// Seconds that each wait may take: lookup and connect, each SOCKS reply, the whole answer.
+  /// True: a Digest line has the form of RFC 7616 ("username" in small letters, "opaque" returned,
+  /// "qop", "nc" and "algorithm" without quotes), with SHA-256 before MD5; an answer that says that
+  /// the nonce is stale is answered once more. False: the line begins with "Username" and is of MD5
+  /// with qop "auth" whatever the server offers, which many servers refuse.
+  bool StandardDigest() const { return settings_.standardDigest; }
+  void StandardDigest(bool value) { settings_.standardDigest = value; }
+  /// Seconds that each wait may take: lookup and connect, each SOCKS reply, sending the request,
+  /// the whole answer.
   std::int32_t TimeOutSeconds() const { return settings_.timeOutSeconds; }
   void TimeOutSeconds(std::int32_t value) { settings_.timeOutSeconds = value; }
   ProxyTypeEnum ProxyType() const { return settings_.proxyType; }
@@ -106,7 +115,8 @@ class NETRO_EXPORT HTTPCls {
   /// Writes the body to Filename (replacing the file) instead of keeping it in the answer text. A
   /// body whose content type does not begin with "text/" is written to a file in any case; then
   /// both properties tell so until the next query: Filename keeps a name that was set, else it is a
-  /// new temporary file, which is the caller's to delete. A failed query leaves no file.
+  /// new temporary file, which is the caller's to delete. A failed query leaves no file, and an
+  /// empty body makes none without a Filename.
   bool SaveAsFile() const { return settings_.saveAsFile; }
   void SaveAsFile(bool value) {
     settings_.saveAsFile = value;
@@ -153,14 +163,18 @@ class NETRO_EXPORT HTTPCls {
   /// file, the header and the empty line only. On failure returns an error text, sets LastErr, and
   /// discards what came: 9999 cancelled; 10002 timed out (`Timeout` is true when it was the wait
   /// for the answer); 10022 a setting that cannot be sent, named in the text; 10036 a query of this
-  /// object is running (nothing changes); 10040 header over 256 KiB; 10042 an answer that breaks
-  /// the framing rules; 10043 a protocol other than http without an HTTP proxy; 10054 the
-  /// connection ended before the answer did (without any byte of it the text is empty); 11001 no
+  /// object is running (nothing changes); 10040 header over 256 KiB; 10042 an answer that is no
+  /// HTTP or breaks the framing rules; 10043 https, or another protocol than http without an HTTP
+  /// proxy; 10054 the connection ended before the answer did (without any byte of it the text is
+  /// empty; an answer of 400 and above without a length may end by a reset); 11001 no
   /// such host; 9001-9003 refused by the SOCKS proxy; 20000 and more: the file could not be
   /// written.
   std::string HTTPQuery(bool& Timeout);
 
-  /// Appends "HeaderName: HeaderValue" to the lines sent after the built-in ones.
+  /// Appends "HeaderName: HeaderValue" to the lines sent after the built-in ones. With the name of
+  /// a built-in line it takes that one's place; of several, the last. What tells where the request
+  /// ends is the class's own: with Transfer-Encoding, Trailer, or a Content-Length that differs
+  /// from the body's, HTTPQuery fails with 10022.
   void AddHeader(std::string HeaderName, std::string HeaderValue);
   /// Removes all added lines.
   void ClearHeaders();
@@ -174,11 +188,13 @@ class NETRO_EXPORT HTTPCls {
   struct Settings {
     std::string url;
     QueryTypeEnum queryType = QueryGet;
-    std::string postData;
+    // Shared, so that a query's copy costs nothing.
+    std::shared_ptr<const std::string> postData = std::make_shared<const std::string>();
     std::string httpToken = "HTTP/1.1";
     std::string user;
     std::string password;
     bool sendAuthAfterChallenge = false;
+    bool standardDigest = false;
     std::int32_t timeOutSeconds = 30;
     ProxyTypeEnum proxyType = NoProxy;
     std::string proxyURL;

@@ -319,9 +319,9 @@ class NETRO_EXPORT SocketCls : public NameLookups {
   void SetLookupResult(std::int32_t error);
 
   std::int32_t SendAll(std::span<const std::uint8_t> data, const CancelMark& mark,
-                       QueueHold* hold = nullptr);
+                       Deadline deadline, QueueHold* hold = nullptr);
   std::int32_t SendInTurns(std::span<const std::uint8_t> data, const CancelMark& mark,
-                           QueueHold* hold);
+                           Deadline deadline, QueueHold* hold);
 
   std::int32_t QueueRefusal(std::size_t size) const;
   bool QueueMayGoOut() const;

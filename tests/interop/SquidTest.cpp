@@ -1,4 +1,5 @@
-// The HTTP client through squid with Basic proxy authentication, compared with what curl fetches.
+// The HTTP client through squid with Basic and Digest proxy authentication, compared with what curl
+// fetches.
 
 #include <gtest/gtest.h>
 #include <netro/HTTPCls.h>
@@ -14,13 +15,14 @@
 namespace netro::interop {
 namespace {
 
-std::string Configuration(const std::string& folder, const std::string& port) {
+std::string Configuration(const std::string& folder, const std::string& port,
+                          const std::string& scheme) {
   return "http_port 127.0.0.1:" + port + "\npid_filename " + folder + "/squid.pid\n" +
          "access_log none\ncache_store_log none\ncache_log " + folder + "/cache.log\n" +
          "coredump_dir " + folder + "\npinger_enable off\ncache deny all\n" +
-         "visible_hostname localhost\nshutdown_lifetime 0 seconds\n" +
-         "auth_param basic program /bin/sh " + folder + "/login.sh\n" +
-         "auth_param basic children 1\nauth_param basic realm test area\n" +
+         "visible_hostname localhost\nshutdown_lifetime 0 seconds\n" + "auth_param " + scheme +
+         " program /bin/sh " + folder + "/login.sh\n" + "auth_param " + scheme +
+         " children 1\nauth_param " + scheme + " realm test area\n" +
          "acl known proxy_auth REQUIRED\nhttp_access allow known\nhttp_access deny all\n";
 }
 
@@ -29,22 +31,32 @@ constexpr char kLogin[] =
     "  if [ \"$line\" = 'user secret' ]; then echo OK; else echo ERR; fi\n"
     "done\n";
 
+// MD5 of "user:test area:secret"
+constexpr char kDigestLogin[] =
+    "while read -r line; do\n"
+    "  case \"$line\" in\n"
+    "    '\"user\":'*) echo 'OK ha1=\"e023e82f32d8f8f01bbc2e4c7e7077cb\"';;\n"
+    "    *) echo ERR;;\n"
+    "  esac\n"
+    "done\n";
+
+std::unique_ptr<ServerProcess> StartSquid(const std::string& scheme, const std::string& login) {
+  const std::string program = FindProgram("squid");
+  if (program.empty()) return nullptr;
+  return std::make_unique<ServerProcess>([&](const std::string& folder, const std::string& port) {
+    const passwd* user = geteuid() == 0 ? getpwnam("proxy") : nullptr;
+    if (user != nullptr && chown(folder.c_str(), user->pw_uid, user->pw_gid) != 0)
+      ADD_FAILURE() << "cannot give the folder to squid's user";
+    WriteFile(folder + "/login.sh", login);
+    WriteFile(folder + "/squid.conf", Configuration(folder, port, scheme));
+    return std::vector<std::string>{program,        "-N", "-n",
+                                    "netro" + port, "-f", folder + "/squid.conf"};
+  });
+}
+
 class Squid : public testing::Test {
  protected:
-  static void SetUpTestSuite() {
-    const std::string program = FindProgram("squid");
-    if (program.empty()) return;
-    server_ =
-        std::make_unique<ServerProcess>([&](const std::string& folder, const std::string& port) {
-          const passwd* user = geteuid() == 0 ? getpwnam("proxy") : nullptr;
-          if (user != nullptr && chown(folder.c_str(), user->pw_uid, user->pw_gid) != 0)
-            ADD_FAILURE() << "cannot give the folder to squid's user";
-          WriteFile(folder + "/login.sh", kLogin);
-          WriteFile(folder + "/squid.conf", Configuration(folder, port));
-          return std::vector<std::string>{program,        "-N", "-n",
-                                          "netro" + port, "-f", folder + "/squid.conf"};
-        });
-  }
+  static void SetUpTestSuite() { server_ = StartSquid("basic", kLogin); }
   static void TearDownTestSuite() { server_.reset(); }
 
   void SetUp() override {
@@ -95,6 +107,32 @@ TEST_F(Squid, EveryHttpProxyKindFetches) {
       EXPECT_EQ(http_.LastErr(), 0);
     }
   }
+}
+
+TEST(SquidDigest, IsAnsweredInTheStandardForm) {
+  const auto server = StartSquid("digest", kDigestLogin);
+  if (!server) GTEST_SKIP() << "squid is not installed";
+  ASSERT_TRUE(server->IsUp()) << server->Output() << ReadFile(server->Folder() / "cache.log");
+  peers::HttpServer origin;
+  origin.OnText("/text", "from the origin\n");
+  for (const ProxyTypeEnum type : {ProxyBasicAuthorization, ProxyMSISAServer, ProxyPipe})
+    for (const char* password : {"secret", "wrong"}) {
+      HTTPCls http;
+      http.StandardDigest(true);
+      http.ProxyType(type);
+      http.ProxyURL("127.0.0.1");
+      http.ProxyPort(server->Port());
+      http.ProxyUser("user");
+      http.ProxyPassword(password);
+      http.URL(origin.Url("/text?a=b"));
+      bool timeout = false;
+      const std::string answer = http.HTTPQuery(timeout);
+      const std::string wanted =
+          Curl({"--include", "--proxy", server->Url(""), "--proxy-digest", "--proxy-user",
+                "user:" + std::string(password), origin.Url("/text?a=b")});
+      EXPECT_EQ(http.HTTPResult(), password == std::string("secret") ? 200 : 407);
+      if (http.HTTPResult() == 200) EXPECT_EQ(Body(answer), Body(wanted));
+    }
 }
 
 TEST_F(Squid, HeadAndPost) {

@@ -55,6 +55,7 @@ void Prepare(HTTPCls& http, const Fetch& fetch, const GetRequest& request) {
   http.Password(request.password);
   http.SendAuthAfterChallenge(request.answerChallenges &&
                               (!request.user.empty() || HasCredentials(fetch.url)));
+  http.StandardDigest(true);
   http.ProxyType(request.proxy.type);
   http.ProxyURL(request.proxy.host);
   http.ProxyPort(request.proxy.port);

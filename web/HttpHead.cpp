@@ -1,0 +1,104 @@
+#include "web/HttpHead.h"
+
+#include <algorithm>
+
+#include "support/Text.h"
+
+namespace netro {
+namespace {
+
+constexpr std::size_t kCodeDigits = 3;
+
+bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+
+bool IsBlank(char c) { return c == ' ' || c == '\t'; }
+
+// Takes the next line off `rest`, without its line end.
+std::string_view TakeLine(std::string_view& rest) {
+  const std::string_view line = rest.substr(0, rest.find('\n'));
+  rest.remove_prefix(std::min(line.size() + 1, rest.size()));
+  return line.substr(0, line.find('\r'));
+}
+
+// What stands behind the protocol and the blanks after it.
+std::string_view BehindProtocol(std::string_view line) {
+  line.remove_prefix(std::min(line.find(' '), line.size()));
+  line.remove_prefix(std::min(line.find_first_not_of(' '), line.size()));
+  return line;
+}
+
+bool IsNamed(std::string_view line, std::string_view name) {
+  std::string_view own = line.substr(0, line.find(':'));
+  if (own.size() == line.size()) return false;
+  while (!own.empty() && IsBlank(own.back())) own.remove_suffix(1);
+  return EqualsIgnoreCase(own, name);
+}
+
+// The value of a line, with the lines that continue it, which are taken off `rest`.
+std::string TakeValue(std::string_view line, std::string_view& rest) {
+  std::string value = Trim(line.substr(line.find(':') + 1));
+  while (!rest.empty() && IsBlank(rest.front())) {
+    const std::string more = Trim(TakeLine(rest));
+    if (!value.empty() && !more.empty()) value += ' ';
+    value += more;
+  }
+  return value;
+}
+
+}  // namespace
+
+HttpStatus ParseStatusLine(std::string_view line) {
+  HttpStatus status;
+  const std::string_view rest = BehindProtocol(line);
+  std::size_t digits = 0;
+  while (digits < rest.size() && IsDigit(rest[digits])) ++digits;
+  if (digits == kCodeDigits) {
+    for (const char c : rest.substr(0, digits)) status.code = status.code * 10 + (c - '0');
+  }
+  const auto blank = rest.find(' ');
+  if (blank != std::string_view::npos) status.reason = rest.substr(blank + 1);
+  return status;
+}
+
+bool IsStatusLine(std::string_view line) {
+  const std::string_view protocol = line.substr(0, line.find(' '));
+  const bool known = EqualsIgnoreCase(protocol, "HTTP/1.1") ||
+                     EqualsIgnoreCase(protocol, "HTTP/1.0") || EqualsIgnoreCase(protocol, "HTTP/2");
+  return known && ParseStatusLine(line).code >= 100;
+}
+
+std::string_view HttpHead::FirstLine() const {
+  std::string_view rest = text_;
+  return TakeLine(rest);
+}
+
+std::vector<std::string> HttpHead::Lines(std::string_view name) const {
+  std::vector<std::string> lines;
+  std::string_view rest = text_;
+  TakeLine(rest);
+  while (!rest.empty()) {
+    const std::string_view line = TakeLine(rest);
+    if (IsNamed(line, name)) lines.push_back(TakeValue(line, rest));
+  }
+  return lines;
+}
+
+std::optional<std::string> HttpHead::Field(std::string_view name) const {
+  std::optional<std::string> list;
+  for (const std::string& line : Lines(name)) {
+    if (list) {
+      *list += ", " + line;
+    } else {
+      list = line;
+    }
+  }
+  return list;
+}
+
+bool HttpHead::Lists(std::string_view name, std::string_view member) const {
+  const std::vector<std::string> members = Split(Field(name).value_or(""), ',');
+  return std::ranges::any_of(
+      members, [&](const std::string& each) { return EqualsIgnoreCase(Trim(each), member); });
+}
+
+}  // namespace netro

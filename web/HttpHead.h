@@ -1,0 +1,44 @@
+// The head of an HTTP message (RFC 9112, sections 2 to 5): its first line and its fields. A view of
+// text that somebody else owns. Pure; the text is the peer's word and is trusted in nothing.
+//
+// Lines end with LF, with or without a CR before it. A line that begins with a blank continues the
+// field before it. A value ends at a lone CR.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace netro {
+
+struct HttpStatus {
+  std::int32_t code = 0;
+  std::string reason;
+};
+
+/// "HTTP/1.1 200 OK" → 200, "OK". The code is 0 unless three digits stand behind the first blanks.
+HttpStatus ParseStatusLine(std::string_view line);
+
+/// True for a status line of HTTP 1.0, 1.1 or 2 with a code from 100.
+bool IsStatusLine(std::string_view line);
+
+class HttpHead {
+ public:
+  /// `text`: without the empty line at its end.
+  explicit HttpHead(std::string_view text) : text_(text) {}
+
+  std::string_view FirstLine() const;
+  /// The values of all lines of that name, compared without regard to case, in order.
+  std::vector<std::string> Lines(std::string_view name) const;
+  /// The same as one list (RFC 9110, section 5.3); nothing when there is no such line.
+  std::optional<std::string> Field(std::string_view name) const;
+  /// True when the list holds `member`, compared without regard to case.
+  bool Lists(std::string_view name, std::string_view member) const;
+
+ private:
+  std::string_view text_;
+};
+
+}  // namespace netro
