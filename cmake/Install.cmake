@@ -12,6 +12,14 @@ if(TARGET netro_tool)
 endif()
 install(EXPORT netroTargets NAMESPACE netro:: DESTINATION ${netro_package_dir})
 
+# Each component has an export file of its own, which is read only when it is asked for.
+get_property(netro_components GLOBAL PROPERTY NETRO_COMPONENTS)
+foreach(component ${netro_components})
+  install(TARGETS netro_${component} EXPORT netro_${component}Targets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+  install(EXPORT netro_${component}Targets NAMESPACE netro:: DESTINATION ${netro_package_dir})
+endforeach()
+
 configure_package_config_file(cmake/netroConfig.cmake.in ${PROJECT_BINARY_DIR}/netroConfig.cmake
   INSTALL_DESTINATION ${netro_package_dir})
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/netroConfigVersion.cmake
