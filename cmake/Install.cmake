@@ -12,6 +12,15 @@ if(TARGET netro_tool)
 endif()
 install(EXPORT netroTargets NAMESPACE netro:: DESTINATION ${netro_package_dir})
 
+if(TARGET netro_tls)
+  install(TARGETS netro_tls netro_tls_static EXPORT netroTlsTargets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+  install(FILES include/netro/tls/OpenSslTls.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/netro/tls)
+  install(EXPORT netroTlsTargets NAMESPACE netro:: FILE netroTlsTargets.cmake
+    DESTINATION ${netro_package_dir})
+endif()
+
 configure_package_config_file(cmake/netroConfig.cmake.in ${PROJECT_BINARY_DIR}/netroConfig.cmake
   INSTALL_DESTINATION ${netro_package_dir})
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/netroConfigVersion.cmake
