@@ -19,6 +19,9 @@ foreach(component ${netro_components})
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
   install(EXPORT netro_${component}Targets NAMESPACE netro:: DESTINATION ${netro_package_dir})
 endforeach()
+if(TARGET netro_tls)
+  install(FILES include/netro/tls/OpenSslTls.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/netro/tls)
+endif()
 
 configure_package_config_file(cmake/netroConfig.cmake.in ${PROJECT_BINARY_DIR}/netroConfig.cmake
   INSTALL_DESTINATION ${netro_package_dir})

@@ -93,6 +93,12 @@ std::int32_t SocketOwner::RunProlog(SocketCls& socket, const ConnectionPlan& pla
   return error == kErrNoDnsEntries ? kErrHostNotFound : error;
 }
 
+std::int32_t SocketOwner::StartTls(SocketCls& socket, const std::string& host,
+                                   std::shared_ptr<TlsProvider> provider, const CancelMark& mark,
+                                   TimePoint deadline) {
+  return socket.Protect(host, std::move(provider), mark, deadline);
+}
+
 std::int32_t SocketOwner::Send(SocketCls& socket, std::string_view data, const CancelMark& mark) {
   return Send(socket, data, mark, SecondsFromNow(kStreamSendSeconds));
 }
@@ -106,10 +112,10 @@ std::int32_t SocketOwner::Send(SocketCls& socket, std::string_view data, const C
 std::int32_t SocketOwner::SendAtOnce(SocketCls& socket, std::string_view data) {
   std::int32_t error = 0;
   const auto bytes = reinterpret_cast<const std::uint8_t*>(data.data());
-  const auto sent =
-      socket.module_->Notifications().Send(socket.socketHandle_, {bytes, data.size()}, error);
+  const auto sent = socket.Transmit({bytes, data.size()}, error);
   if (sent < 0) return error;
-  return static_cast<std::size_t>(sent) == data.size() ? 0 : kErrWouldBlock;
+  const bool all = static_cast<std::size_t>(sent) == data.size() && !socket.ProtectedUnsent();
+  return all ? 0 : kErrWouldBlock;
 }
 
 const std::shared_ptr<SocketModule>& SocketOwner::Module(const SocketCls& socket) {

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -14,6 +15,7 @@
 namespace netro {
 
 class SocketCls;
+class TlsProvider;
 struct ProxyValues;
 
 enum class SocksKind { None, Socks4, Socks5NoAuth, Socks5Auth };
@@ -47,6 +49,13 @@ class SocketOwner {
   /// Runs the plan's SOCKS prolog on the connected socket; nothing to do without one.
   static std::int32_t RunProlog(SocketCls& socket, const ConnectionPlan& plan,
                                 const CancelMark& mark);
+  /// Protects the connected socket, see SocketCls::StartTls, whole until the deadline. Returns 0 or
+  /// the error number: 9999, 10002, one of TlsError ...; the socket is closed then, and its
+  /// LastSocketErrMsg has the details. The socket may be gone after 9999. Who has had an answer of
+  /// the peer's before must itself refuse bytes that stood behind it in the same block.
+  static std::int32_t StartTls(SocketCls& socket, const std::string& host,
+                               std::shared_ptr<TlsProvider> provider, const CancelMark& mark,
+                               TimePoint deadline);
   /// SendData under the owner's cancellation, and with its own limit where it has one.
   static std::int32_t Send(SocketCls& socket, std::string_view data, const CancelMark& mark);
   static std::int32_t Send(SocketCls& socket, std::string_view data, const CancelMark& mark,
@@ -62,7 +71,8 @@ class SocketOwner {
   static void Release(SocketCls& socket);
 
   static const std::shared_ptr<SocketModule>& Module(const SocketCls& socket);
-  /// How the peer ended the connection: 0 for an orderly close, else the system's number.
+  /// How the peer ended the connection: 0 for an orderly close, else the system's number. With TLS
+  /// only a closing alert is orderly; without it 10054, or what was wrong with the data (TlsError).
   static std::int32_t CloseError(const SocketCls& socket);
 
  private:

@@ -14,6 +14,7 @@
 #include "socket/SendQueue.h"
 #include "socket/SocketErrors.h"
 #include "socket/SocketModule.h"
+#include "socket/TlsStream.h"
 #include "socket/Wait.h"
 #include "support/OnException.h"
 
@@ -72,12 +73,16 @@ void SocketCls::Attach(std::int32_t handle) {
   socketHandle_ = handle;
   ++connection_;
   closeError_ = 0;
+  tls_.reset();
   module_->SetOwner(handle, this);
 }
 
 void SocketCls::Close() {
   race_.reset();
   if (socketHandle_ != 0) {
+    if (tls_ != nullptr) {
+      tls_->Leave(module_->Notifications(), socketHandle_, queue_->Empty() && hold_ == nullptr);
+    }
     module_->Notifications().Unwatch(socketHandle_);
     module_->SetOwner(socketHandle_, nullptr);
     CloseSocket(socketHandle_);
@@ -248,12 +253,22 @@ void SocketCls::Kill() {
 
 void SocketCls::StopWaiting() { call_->Stop(module_->MessageLoop()); }
 
-std::string SocketCls::LastSocketErrMsg() const { return SocketErrorText(lastSocketErr_); }
+std::string SocketCls::LastSocketErrMsg() const {
+  const bool known = tls_ != nullptr && tls_->Session().Error() == lastSocketErr_;
+  const std::string detailed = known ? tls_->Session().ErrorText() : std::string();
+  return detailed.empty() ? SocketErrorText(lastSocketErr_) : detailed;
+}
 
 void SocketCls::PeerClosed(std::int32_t error) {
   closeError_ = error;
-  if (early_.empty()) return WindowProc(32);
-  closeHeld_ = true;
+  const bool held = !early_.empty() || (tls_ != nullptr && tls_->HasInput());
+  if (held) {
+    closeHeld_ = true;
+  } else if (tls_ != nullptr) {
+    EndProtected();
+  } else {
+    WindowProc(32);
+  }
 }
 
 void SocketCls::DeliverEarly() {
@@ -266,6 +281,7 @@ void SocketCls::DeliverEarly() {
     WindowProc(1, block);
     if (!call->alive || connection_ != connection) return;
   }
+  if (tls_ != nullptr) return;  // the close is told behind the last plaintext
   if (!prologInProgress_ && early_.empty() && std::exchange(closeHeld_, false)) WindowProc(32);
 }
 
@@ -295,7 +311,7 @@ void SocketCls::WindowProc(std::int32_t WSAEvent, const Bytes& Data) {
     case 32:
       state_ = sockClosed;
       closedByClient_ = true;
-      if (closeWhenSent_ && queue_->Empty() && hold_ == nullptr) Close();
+      if (closeWhenSent_ && UnsentBytes() == 0 && hold_ == nullptr) Close();
       if (events_ != nullptr) events_->Closed();
       return;
     case 999:

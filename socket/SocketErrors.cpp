@@ -114,6 +114,47 @@ constexpr ErrorText kTexts[] = {
      "Graceful Shutdown in Progress. The remote party has initiated a graceful shutdown "
      "sequence."},
     {10109, "Class Type Not Found. The specified class was not found."},
+    {10160,
+     "TLS: Certificate Expired. The server's certificate, or one of those that vouch for it, is no "
+     "longer valid. Its owner has to renew it."},
+    {10161,
+     "TLS: Certificate Not Yet Valid. The server's certificate is not valid yet. Check the clock of "
+     "this computer."},
+    {10162,
+     "TLS: Wrong Name. The server's certificate was issued for another host. Connect by a name that "
+     "it has."},
+    {10163,
+     "TLS: Unknown Issuer. Nobody who is trusted vouches for the server's certificate. If it is one "
+     "of your own, give its issuer's certificate as trust file."},
+    {10164,
+     "TLS: Self-Signed Certificate. The server's certificate vouches for itself. If it is one of "
+     "your own, give it as trust file."},
+    {10165,
+     "TLS: Weak Key. A key or signature of the server is too weak to protect. Its owner has to "
+     "replace it."},
+    {10166, "TLS: Certificate Revoked. The server's certificate was taken back by its issuer."},
+    {10167, "TLS: Bad Certificate. The server's certificate cannot be accepted."},
+    {10168,
+     "TLS: Pin Mismatch. The server's public key is none of the pinned ones. It has a new key, or "
+     "another server answers."},
+    {10169,
+     "TLS: Protocol Version. The server offers no version of TLS that is allowed here."},
+    {10170, "TLS: Alert Received. The server has refused to go on."},
+    {10171,
+     "TLS: Client Certificate Wanted. The server wants a client certificate, or does not accept the "
+     "one given."},
+    {10172,
+     "TLS: Broken. What the server sent is not TLS, or was changed on its way. Check the port."},
+    {10173,
+     "TLS: Early Bytes. Unprotected bytes arrived where the protection was to begin. Somebody may "
+     "have put them there."},
+    {10174,
+     "TLS: No Trust Store. The system's trusted certificates cannot be read. Install them (Debian: "
+     "ca-certificates), or give a trust file."},
+    {10175,
+     "TLS: Closed in Handshake. The server closed the connection before it was protected. It may "
+     "not speak TLS on this port."},
+    {10176, "TLS: Too Much. The server sends without end, but never any data."},
     {11001, "Host Not Found. No network host matching the hostname or address was found."},
     {11002,
      "Non-Authoritative Host Not Found. A temporary error while resolving a hostname "

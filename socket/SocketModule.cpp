@@ -184,6 +184,10 @@ void SocketModule::PumpInDrain(SocketCls& socket) {
 }
 
 bool SocketModule::ReceiveOnce(SocketCls& socket, bool& more) {
+  if (socket.tls_ != nullptr) {
+    more = false;
+    return ReceiveProtected(socket);
+  }
   SocketAddress from;
   std::int32_t error = 0;
   const auto got = Notifications().Receive(socket.socketHandle_, room_, error,

@@ -4,6 +4,8 @@
 // alive.
 #pragma once
 
+#include <netro/Types.h>
+
 #include <array>
 #include <atomic>
 #include <cstdint>
@@ -67,6 +69,7 @@ class SocketModule final : public SocketWatcher {
   void Connected(SocketCls& socket, std::int32_t handle, std::int32_t error);
   void Drain(SocketCls& socket);
   bool ReceiveOnce(SocketCls& socket, bool& more);
+  bool ReceiveProtected(SocketCls& socket);
   void PumpInDrain(SocketCls& socket);
 
   std::shared_ptr<Loop> loop_;
@@ -79,6 +82,7 @@ class SocketModule final : public SocketWatcher {
   int pumpsInDrain_ = 0;
   // Of each Receive; what it took is copied before the call out, so nested reads can share it.
   std::array<std::uint8_t, 16'000> room_;
+  Bytes block_;  // the last block of plaintext, whose memory serves for the next one
 };
 
 }  // namespace netro

@@ -33,11 +33,11 @@ void QueueHold::End() {
   if (send_ != nullptr) send_->Leave();
   if (!call_->alive || socket_.hold_ != this) return;
   socket_.hold_ = nullptr;
-  const bool owed = hadQueue_ || !socket_.queue_->Empty() || socket_.closeWhenSent_;
+  const bool owed = hadQueue_ || socket_.UnsentBytes() > 0 || socket_.closeWhenSent_;
   if (owed && socket_.socketHandle_ != 0) socket_.RequestQueueTurn();
 }
 
-std::size_t SocketCls::QueuedBytes() const { return queue_->Size(); }
+std::size_t SocketCls::QueuedBytes() const { return UnsentBytes(); }
 
 std::int32_t SocketCls::QueueData(std::string_view Data) {
   return QueueData(std::span(reinterpret_cast<const std::uint8_t*>(Data.data()), Data.size()));
@@ -53,7 +53,7 @@ std::int32_t SocketCls::QueueData(std::span<const std::uint8_t> Data) {
   }
   std::ptrdiff_t sent = 0;
   if (queue_->Empty() && QueueMayGoOut()) {
-    sent = module_->Notifications().Send(socketHandle_, Data, error);
+    sent = Transmit(Data, error);
     if (sent >= 0) RequestQueueTurn();
   }
   const bool broken = sent < 0 && error != kErrWouldBlock;
@@ -84,15 +84,15 @@ void SocketCls::RequestQueueTurn() {
 }
 
 bool SocketCls::SendQueued() {
-  if (queue_->Empty() && !closeWhenSent_) return true;
+  if (UnsentBytes() == 0 && !closeWhenSent_) return true;
   if (!QueueMayGoOut()) return false;
-  for (std::size_t left = kBytesPerTurn; !queue_->Empty();) {
+  for (std::size_t left = kBytesPerTurn; UnsentBytes() > 0;) {
     if (left == 0) {
       RequestQueueTurn();
       return false;
     }
     std::int32_t error = 0;
-    const auto sent = module_->Notifications().Send(socketHandle_, queue_->Front(left), error);
+    const auto sent = Transmit(queue_->Front(left), error);
     if (sent < 0) return error != kErrWouldBlock && QueueFailed(error);
     queue_->Pop(static_cast<std::size_t>(sent));
     left -= static_cast<std::size_t>(sent);
@@ -114,7 +114,7 @@ bool SocketCls::QueueFailed(std::int32_t error) {
 
 void SocketCls::DisconnectWhenSent() {
   closeWhenSent_ = true;
-  if (queue_->Empty() && hold_ == nullptr) Close();
+  if (UnsentBytes() == 0 && hold_ == nullptr) Close();
 }
 
 }  // namespace netro

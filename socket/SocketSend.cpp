@@ -42,16 +42,16 @@ std::int32_t SocketCls::SendInTurns(std::span<const std::uint8_t> data, const Ca
   const std::uint32_t connection = connection_;
   std::size_t ahead = hold != nullptr ? queue_->Size() : 0;
   module.SendBlocked(false);
-  while (!data.empty()) {
+  for (bool last = data.empty(); !last;) {
     if (connection_ != connection) return kErrNotConnected;
     const std::uint32_t writes = writes_;
     // While connecting, a send would take the outcome away from the notification.
     std::int32_t error = kErrWouldBlock;
     const std::span next = ahead > 0 ? queue_->Front(ahead) : data;
     const std::ptrdiff_t sent =
-        state_ == sockConnecting ? -1 : module.Notifications().Send(socketHandle_, next, error);
+        state_ == sockConnecting ? -1 : Transmit(next, error);
     if (sent < 0 && error != kErrWouldBlock) return error;
-    if (sent == 0) return 0;
+    if (sent == 0 && !next.empty()) return 0;
     const std::size_t taken = sent > 0 ? static_cast<std::size_t>(sent) : 0;
     if (ahead > 0) {
       queue_->Pop(taken);
@@ -61,11 +61,11 @@ std::int32_t SocketCls::SendInTurns(std::span<const std::uint8_t> data, const Ca
     }
     if (sent < 0) module.SendBlocked(true);
     // Everything is out: an answer that the last pump delivers may be answered in its turn.
-    const bool last = data.empty();
+    last = data.empty() && !ProtectedUnsent();
     if (last && hold != nullptr) hold->End();
     if (!last || module.MessageLoop().MayPumpAside()) {
       WaitUntil(mark, deadline, [&] {
-        return !call->alive || connection_ != connection || sent > 0 || writes_ != writes ||
+        return !call->alive || connection_ != connection || sent >= 0 || writes_ != writes ||
                !module.SendBlocked();
       });
     }

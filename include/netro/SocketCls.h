@@ -12,6 +12,7 @@
 #include <netro/Export.h>
 #include <netro/NameLookups.h>
 #include <netro/SocketData.h>
+#include <netro/Tls.h>
 #include <netro/Types.h>
 
 #include <chrono>
@@ -36,6 +37,7 @@ class SocketModule;
 class SocketOwner;
 class SocksDialogue;
 struct SocksTarget;
+class TlsStream;
 enum class SocketKind : std::int32_t;
 struct CallState;
 struct LookupAnswer;
@@ -265,6 +267,29 @@ class NETRO_EXPORT SocketCls : public NameLookups {
                     std::int32_t Port, const std::string& ProxyUserName,
                     const std::string& ProxyPassword, std::int32_t& LastErr);
 
+  /// Turns the open connection into a protected one: runs the handshake as a client that wants
+  /// `Host`, a name or an address, to prove itself. Blocks, keeping the loop alive, for SocksTimeout
+  /// seconds at most in all. On success everything else of this class is plaintext again: what is
+  /// sent or was queued before goes out protected, DataArrival brings what was decrypted. Since
+  /// nothing may have arrived between the peer's last unprotected answer and the handshake, bytes
+  /// that are there already fail it (10173).
+  ///
+  /// On failure the socket is closed, and LastSocketErr is 10043 (no provider), 9999, 10002, 10022
+  /// (a host that no certificate can be for), 10045 (it is protected already), 10057 (no open
+  /// connection) or one of TlsError, whose details are in LastSocketErrMsg and TlsInfo. Only 10036
+  /// (a call of this object is running) leaves the socket as it was.
+  ///
+  /// From then on Closed with LastSocketErr left alone is the peer's own end (close_notify). An end
+  /// that anybody on the way could have made sets LastSocketErr to 10054 first, damaged data to a
+  /// TlsError. Disconnect and DisconnectWhenSent send the closing alert if the system takes it at
+  /// once and nothing was dropped. SendBufferLimit counts plaintext; QueuedBytes counts what is
+  /// under way protected as well, 66 KB at most.
+  bool StartTls(const std::string& Host, std::shared_ptr<TlsProvider> Provider);
+
+  /// What is known of the protection: while it lasts, after its end, and after a failed StartTls
+  /// (the certificate that was refused); until the next connection. Empty without any.
+  netro::TlsInfo TlsInfo() const;
+
   /// The address that a name resolves to, or the name of a dotted address; empty on failure, see
   /// DNSLastErr. Blocks, keeping the loop alive.
   std::string DNSLookup(const std::string& Address);
@@ -335,6 +360,16 @@ class NETRO_EXPORT SocketCls : public NameLookups {
   std::int32_t RunDialogue(SocksDialogue& dialogue, const CancelMark& mark);
   std::int32_t AwaitReply(const SocksDialogue& dialogue, const CancelMark& mark,
                           std::uint32_t connection);
+  std::int32_t Protect(std::string host, std::shared_ptr<TlsProvider> provider,
+                       const CancelMark& mark, Deadline deadline);
+  std::int32_t TlsRefusal(const TlsProvider* provider) const;
+  std::int32_t RunHandshake(TlsSession& session, const CancelMark& mark, Deadline deadline);
+  std::int32_t StepHandshake(TlsSession& session, const CancelMark& mark, std::size_t& used);
+  void BeginProtected(std::unique_ptr<TlsSession> session);
+  void EndProtected();
+  std::ptrdiff_t Transmit(std::span<const std::uint8_t> data, std::int32_t& error);
+  std::size_t UnsentBytes() const;
+  bool ProtectedUnsent() const;
   void DeliverEarly();
   void PeerClosed(std::int32_t error);
   void RaiseDataArrival(const Bytes& data);
@@ -347,6 +382,7 @@ class NETRO_EXPORT SocketCls : public NameLookups {
   std::unique_ptr<SendQueue> queue_;
   std::unique_ptr<ConnectRace> race_;  // while connecting
   const ConnectTrace* trace_ = nullptr;
+  std::shared_ptr<TlsStream> tls_;     // of a protected connection, until the next one
   QueueHold* hold_ = nullptr;          // the one on the stack
   bool closeWhenSent_ = false;         // DisconnectWhenSent was called
   SocketClsEvents* events_ = nullptr;
