@@ -67,6 +67,11 @@ bool HasControl(std::string_view text) {
   return text.find_first_of(kLineEnders) != text.npos;
 }
 
+bool HasControlCharacter(std::string_view text) {
+  return std::ranges::any_of(
+      text, [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; });
+}
+
 std::string CharFilter(std::string_view text, int lower, int upper) {
   std::string kept;
   std::ranges::copy_if(text, std::back_inserter(kept), [lower, upper](char c) {

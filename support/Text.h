@@ -30,6 +30,9 @@ void AppendHex(std::string& out, char byte);
 /// True when `text` holds CR, LF or NUL, the bytes that would end a protocol line early.
 bool HasControl(std::string_view text);
 
+/// True when `text` holds any byte below the blank, or DEL.
+bool HasControlCharacter(std::string_view text);
+
 /// `text` without the characters whose code, 0 to 255, is at most `lower` or above `upper`.
 std::string CharFilter(std::string_view text, int lower, int upper);
 

@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/ErrorNumbers.h"
 #include "support/Text.h"
 
 namespace netro {
 namespace {
 
-constexpr std::int32_t kTooLong = 10040;
 // Each coding multiplies what a small body can unpack to; nobody honest applies more than two.
 constexpr std::size_t kMostCodings = 5;
 
@@ -49,7 +49,7 @@ std::int32_t ContentChain::DecodeFrom(std::size_t index, std::span<const std::ui
   const std::int32_t error = link.decoder->Decode(block, [&](std::span<const std::uint8_t> piece) {
     link.unpacked += piece.size();
     if (mostBytes_ != 0 && link.unpacked > mostBytes_) {
-      return Fail(kTooLong,
+      return Fail(kErrMessageTooLong,
                   "The body unpacks to more than " + std::to_string(mostBytes_) + " bytes");
     }
     return DecodeFrom(index + 1, piece, sink);

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "platform/Clock.h"
+#include "platform/ErrorNumbers.h"
 #include "platform/WholeFile.h"
 #include "support/Url.h"
 #include "web/CookieStore.h"
@@ -12,7 +13,6 @@
 namespace netro {
 namespace {
 
-constexpr std::int32_t kInvalidArgument = 10022;
 // Far more than a full jar has.
 constexpr std::size_t kLargestFile = std::size_t{32} << 20;
 
@@ -60,7 +60,7 @@ std::int32_t CookieJar::Load(const std::string& Path) {
   }
   CookiesResult result = ReadCookies(text);
   errorText_ = std::move(result.error);
-  if (!errorText_.empty()) return kInvalidArgument;
+  if (!errorText_.empty()) return kErrInvalidArgument;
   const std::chrono::sys_seconds now = Present();
   for (Cookie& cookie : result.cookies) store_->Add(std::move(cookie), now);
   return 0;

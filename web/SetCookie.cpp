@@ -77,11 +77,6 @@ class Attributes {
 
 }  // namespace
 
-bool HasControlCharacter(std::string_view text) {
-  return std::ranges::any_of(
-      text, [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; });
-}
-
 std::string CookieHost(std::string_view host) {
   host = host.substr(0, host.find('%'));
   if (host.ends_with('.')) host.remove_suffix(1);

@@ -27,9 +27,6 @@ constexpr std::size_t kLongestAttribute = 1024;
 /// Nothing for a field without a name, with a control character, or too long.
 std::optional<SetCookie> ReadSetCookie(std::string_view field, std::chrono::sys_seconds now);
 
-/// True for the bytes below the blank and for DEL.
-bool HasControlCharacter(std::string_view text);
-
 /// A host as cookies compare it: in lower case, without a dot at its end or the zone of an address.
 std::string CookieHost(std::string_view host);
 

@@ -1,0 +1,193 @@
+// Bodies of requests: memory, files, functions and forms, read in pieces of any size.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "TemporaryFolder.h"
+#include "web/BodySource.h"
+#include "web/MultipartBody.h"
+
+namespace netro {
+namespace {
+
+/// What the source gives in pieces of `size`; `error` is that of the first failure.
+std::string ReadAll(BodySource& source, std::size_t size, std::int32_t& error) {
+  std::string body;
+  std::vector<std::uint8_t> room(size);
+  for (std::size_t got = 1; got > 0;) {
+    error = source.Read(room, got);
+    if (error != 0) return body;
+    EXPECT_LE(got, size);
+    body.append(room.begin(), room.begin() + static_cast<std::ptrdiff_t>(got));
+  }
+  std::size_t again = 1;
+  EXPECT_EQ(source.Read(room, again), 0);
+  EXPECT_EQ(again, 0u) << "the end stays";
+  return body;
+}
+
+void ExpectBody(BodySource& source, const std::string& body) {
+  for (const std::size_t size : {1u, 2u, 7u, 64u, 100000u}) {
+    std::int32_t error = 0;
+    EXPECT_EQ(ReadAll(source, size, error), body);
+    EXPECT_EQ(error, 0) << source.ErrorText();
+    EXPECT_TRUE(source.Rewind());
+  }
+}
+
+FunctionBody::Reader Giving(const std::string& text, std::shared_ptr<std::size_t> at) {
+  return [text, at](std::span<std::uint8_t> room, std::size_t& got) {
+    got = std::min({room.size(), text.size() - *at, std::size_t{3}});
+    std::copy_n(text.begin() + static_cast<std::ptrdiff_t>(*at), got, room.begin());
+    *at += got;
+    return 0;
+  };
+}
+
+class Bodies : public testing::Test {
+ protected:
+  TemporaryFolder folder_;
+  std::string path_ = folder_ / "a file.txt";
+  std::int32_t error_ = 0;
+};
+
+TEST_F(Bodies, OfMemoryFilesAndFunctions) {
+  const std::string text = std::string("some\0bytes\r\n", 12) + std::string(5000, 'x');
+  for (const std::string& body : {text, std::string()}) {
+    MemoryBody memory(body);
+    ExpectBody(memory, body);
+    WriteFile(path_, body);
+    FileBody file;
+    ASSERT_EQ(file.Open(path_), 0);
+    EXPECT_EQ(file.Length(), body.size());
+    ExpectBody(file, body);
+    const auto at = std::make_shared<std::size_t>(0);
+    FunctionBody function(Giving(body, at), std::nullopt, [at] { return *at = 0, true; });
+    EXPECT_FALSE(function.Length());
+    ExpectBody(function, body);
+  }
+  FunctionBody once(Giving(text, std::make_shared<std::size_t>(0)), std::nullopt);
+  EXPECT_TRUE(once.Rewind()) << "nothing was read yet";
+  ReadAll(once, 9, error_);
+  EXPECT_FALSE(once.Rewind());
+}
+
+TEST_F(Bodies, FilesThatAreNoneOrChange) {
+  FileBody file;
+  EXPECT_EQ(file.Open(folder_ / "none"), 20002);
+  EXPECT_NE(file.ErrorText().find("none cannot be read"), std::string::npos);
+  EXPECT_EQ(file.Open(folder_.Path()), 20021);
+  EXPECT_EQ(file.Open("/dev/null"), 20022);
+  EXPECT_EQ(file.Open(std::string("/etc/passwd\0x", 13)), 20022);
+
+  const struct {
+    const char* name;
+    void (*change)(const std::string&);
+  } kCases[] = {
+      {"grown", [](const std::string& path) { std::ofstream(path, std::ios::app) << "more"; }},
+      {"shrunk", [](const std::string& path) { std::filesystem::resize_file(path, 10); }},
+      {"touched",
+       [](const std::string& path) {
+         std::filesystem::last_write_time(path, std::filesystem::file_time_type());
+       }},
+  };
+  for (const bool whileReading : {false, true}) {
+    for (const auto& [name, change] : kCases) {
+      SCOPED_TRACE(name);
+      WriteFile(path_, std::string(100, 'x'));
+      ASSERT_EQ(file.Open(path_), 0);
+      std::uint8_t room[20];
+      std::size_t got = 0;
+      ASSERT_EQ(whileReading ? file.Read(room, got) : 0, 0);
+      change(path_);
+      EXPECT_LT(ReadAll(file, 20, error_).size(), 100 - got) << "the last bytes are not given";
+      EXPECT_EQ(error_, 20116);
+      EXPECT_EQ(file.ErrorText(), "The file " + path_ + " changed while it was being sent.");
+      EXPECT_EQ(file.Read(room, got), 20116);
+    }
+  }
+  // Another file in its place.
+  ASSERT_EQ(file.Open(path_), 0);
+  WriteFile(folder_ / "other", ReadFile(path_));
+  std::filesystem::rename(folder_ / "other", path_);
+  ReadAll(file, 20, error_);
+  EXPECT_EQ(error_, 20116);
+}
+
+TEST_F(Bodies, FunctionsThatBreakTheirWord) {
+  const auto short_ = std::make_shared<std::size_t>(0);
+  FunctionBody tooShort(Giving("12345", short_), 7);
+  EXPECT_EQ(ReadAll(tooShort, 9, error_), "12345");
+  EXPECT_EQ(error_, 10022);
+  EXPECT_EQ(tooShort.ErrorText(), "The function that gives the body ended after 5 bytes of 7.");
+  FunctionBody cut(Giving("12345", std::make_shared<std::size_t>(0)), 4);
+  EXPECT_EQ(ReadAll(cut, 9, error_), "1234");
+  EXPECT_EQ(error_, 0);
+  FunctionBody tooMuch([](auto room, std::size_t& got) { return got = room.size() + 1, 0; }, {});
+  ReadAll(tooMuch, 9, error_);
+  EXPECT_EQ(error_, 10022);
+  FunctionBody failing([](auto, std::size_t&) { return 77; }, {});
+  ReadAll(failing, 9, error_);
+  EXPECT_EQ(error_, 77);
+}
+
+TEST_F(Bodies, FormsHaveAPartForEachFieldAndFile) {
+  WriteFile(path_, "line\r\n--x");
+  MultipartBody form;
+  form.AddField("plain", "a value");
+  form.AddField("odd \"name\"\r\nX: y", "");
+  ASSERT_EQ(form.AddFile("upload", {path_, "", ""}), 0);
+  ASSERT_EQ(form.AddFile("named", {path_, "o\"\n\xC3\xB6.bin", "x/y; z=1"}), 0);
+  ASSERT_EQ(form.AddSource("made", {"", "noending", ""}, std::make_unique<MemoryBody>("made")), 0);
+
+  const std::string type = form.ContentType();
+  ASSERT_TRUE(type.starts_with("multipart/form-data; boundary="));
+  const std::string mark = "--" + type.substr(type.find('=') + 1);
+  EXPECT_LE(mark.size(), 72u);
+  const std::string head = mark + "\r\nContent-Disposition: form-data; name=";
+  const std::string body =
+      head + "\"plain\"\r\n\r\na value\r\n" +              //
+      head + "\"odd %22name%22%0D%0AX: y\"\r\n\r\n\r\n" +  //
+      head + "\"upload\"; filename=\"a file.txt\"\r\nContent-Type: text/plain\r\n\r\n" +
+      "line\r\n--x\r\n" +  //
+      head + "\"named\"; filename=\"o%22%0A\xC3\xB6.bin\"\r\nContent-Type: x/y; z=1\r\n\r\n" +
+      "line\r\n--x\r\n" +  //
+      head + "\"made\"; filename=\"noending\"\r\nContent-Type: application/octet-stream\r\n\r\n" +
+      "made\r\n" + mark + "--\r\n";
+  EXPECT_EQ(form.Length(), body.size());
+  ExpectBody(form, body);
+  EXPECT_NE(MultipartBody().ContentType(), type);
+
+  MultipartBody empty;
+  EXPECT_EQ(empty.Length(), mark.size() + 4);
+}
+
+TEST_F(Bodies, FormsFailWithWhatFailsInThem) {
+  MultipartBody form;
+  EXPECT_EQ(form.AddFile("f", {folder_ / "none", "", ""}), 20002);
+  EXPECT_NE(form.ErrorText().find("none cannot be read"), std::string::npos);
+  WriteFile(path_, "text");
+  EXPECT_EQ(form.AddFile("f", {path_, "", "a/b\r\nX: y"}), 10022);
+  const std::optional<std::uint64_t> empty = MultipartBody().Length();
+  EXPECT_EQ(form.Length(), empty) << "nothing was added";
+  ASSERT_EQ(form.AddFile("f", {path_, "", ""}), 0);
+  WriteFile(path_, "longer text");
+  const std::string body = ReadAll(form, 50, error_);
+  EXPECT_EQ(error_, 20116);
+  EXPECT_NE(form.ErrorText().find("changed"), std::string::npos);
+  EXPECT_EQ(body.find("text"), body.find("text/plain"));
+
+  MultipartBody open;
+  open.AddSource("f", {},
+                 std::make_unique<FunctionBody>([](auto, auto&) { return 0; }, std::nullopt));
+  EXPECT_FALSE(open.Length());
+}
+
+}  // namespace
+}  // namespace netro
