@@ -14,7 +14,7 @@
 
 namespace {
 
-constexpr std::uint64_t kMost = 4 << 20;
+constexpr std::uint64_t kMost = 256 << 10;
 
 void Require(bool condition) {
   if (!condition) std::abort();

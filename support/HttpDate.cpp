@@ -1,7 +1,10 @@
 #include "support/HttpDate.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstddef>
+#include <cstdint>
+#include <string>
 
 #include "support/Text.h"
 
@@ -85,6 +88,20 @@ std::optional<std::chrono::sys_seconds> ReadHttpDate(std::string_view text) {
                                          std::chrono::day(static_cast<unsigned>(*day))};
   if (!date.ok() || date.year() < std::chrono::year(1601)) return std::nullopt;
   return std::chrono::sys_days(date) + *time;
+}
+
+std::optional<std::chrono::seconds> ReadRetryAfter(std::string_view value,
+                                                   std::chrono::sys_seconds now) {
+  constexpr std::chrono::seconds kLongest = std::chrono::days(366);
+  const std::string text = Trim(value);
+  if (!text.empty() && std::ranges::all_of(text, IsDigit)) {
+    std::int64_t seconds = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
+    return error == std::errc() ? std::min(std::chrono::seconds(seconds), kLongest) : kLongest;
+  }
+  const auto date = ReadHttpDate(text);
+  if (!date) return std::nullopt;
+  return std::clamp(std::chrono::seconds(*date - now), std::chrono::seconds(0), kLongest);
 }
 
 }  // namespace netro

@@ -14,4 +14,9 @@ namespace netro {
 /// to 2069. Nothing for a day that does not exist or is before 1601.
 std::optional<std::chrono::sys_seconds> ReadHttpDate(std::string_view text);
 
+/// The value of Retry-After (RFC 9110, section 10.2.3): seconds, or a date. A date in the past is
+/// 0, and nothing is longer than a year. Nothing for any other text.
+std::optional<std::chrono::seconds> ReadRetryAfter(std::string_view value,
+                                                   std::chrono::sys_seconds now);
+
 }  // namespace netro

@@ -50,6 +50,9 @@ TEST(CookieJar, CookiesGoWhereTheyBelong) {
       {"a=1; Domain=0.0.1", "http://127.0.0.1/", "", nullptr},
       {"a=1; Domain=1", "http://127.0.0.1/", "", nullptr},
       {"a=1", "http://[::1]/", "http://[::1]:81/", "a=1"},
+      {"a=1", "http://.example/", "", nullptr},
+      {"a=1", "http://h.example../", "", nullptr},
+      {"a=1; Domain=..h.example", "http://h.example/", "", nullptr},
       // Paths.
       {"a=1", "http://h.example/a/b", "http://h.example/a/c", "a=1"},
       {"a=1", "http://h.example/a/b", "http://h.example/a", "a=1"},

@@ -2,7 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
+#include <chrono>
+#include <optional>
 
 #include "support/HttpDate.h"
 
@@ -55,6 +56,32 @@ TEST(HttpDate, RefusesWhatIsNone) {
                            "06 Nov 1994 008:49:37",
                            "06 Nov 1994 08:49"}) {
     EXPECT_FALSE(ReadHttpDate(text)) << text;
+  }
+}
+
+TEST(HttpDate, RetryAfterIsSecondsOrADate) {
+  const std::chrono::sys_seconds now{std::chrono::seconds(784111777)};
+  const struct {
+    const char* text;
+    std::optional<long long> seconds;
+  } kCases[] = {
+      {"120", 120},
+      {" 0 ", 0},
+      {"Sun, 06 Nov 1994 08:50:37 GMT", 60},
+      {"Sun, 06 Nov 1994 08:48:37 GMT", 0},
+      {"31622401", 31622400},
+      {"99999999999999999999", 31622400},
+      {"Fri, 31 Dec 9999 23:59:59 GMT", 31622400},
+      {"", std::nullopt},
+      {"-1", std::nullopt},
+      {"1.5", std::nullopt},
+      {"1 s", std::nullopt},
+      {"soon", std::nullopt},
+  };
+  for (const auto& [text, seconds] : kCases) {
+    const auto read = ReadRetryAfter(text, now);
+    ASSERT_EQ(read.has_value(), seconds.has_value()) << text;
+    EXPECT_EQ(read.value_or(now - now).count(), seconds.value_or(0)) << text;
   }
 }
 

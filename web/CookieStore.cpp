@@ -46,6 +46,7 @@ bool KeepsItsPrefix(const SetCookie& wanted) {
 std::optional<Cookie> Place(const SetCookie& wanted, const Url& url) {
   Cookie cookie;
   cookie.domain = CookieHost(url.host);
+  if (cookie.domain.empty()) return std::nullopt;
   if (wanted.domain && *wanted.domain != cookie.domain) {
     // A name without a dot is a top-level domain, which everybody would share.
     if (wanted.domain->find('.') == std::string::npos) return std::nullopt;

@@ -80,7 +80,7 @@ class Attributes {
 std::string CookieHost(std::string_view host) {
   host = host.substr(0, host.find('%'));
   if (host.ends_with('.')) host.remove_suffix(1);
-  return ToLower(host);
+  return host.starts_with('.') || host.ends_with('.') ? std::string() : ToLower(host);
 }
 
 std::optional<SetCookie> ReadSetCookie(std::string_view field, sys_seconds now) {
