@@ -20,7 +20,7 @@ std::string ComposeRequest(const Url& url) {
   request.token = "HTTP/1.1";
   if (url.hasUserInfo) request.server = HttpCredentials{url.user, url.password, {}};
   request.headers = {{"Connection", "close"}};
-  return request.Compose();
+  return request.ComposeHead();
 }
 
 }  // namespace

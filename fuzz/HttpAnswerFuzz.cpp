@@ -40,7 +40,9 @@ Outcome Feed(std::span<const std::uint8_t> bytes, std::size_t cut, std::uint8_t 
   answer.ConnectionEnded(0);
   answer.Head().Field("Location");
   if (!answer.IsComplete() && answer.Error() == 0) std::abort();
-  return {answer.IsComplete(), answer.Error(), answer.TakeText(), body.text, usable};
+  const bool complete = answer.IsComplete();  // else the text is as far as its block happened to go
+  return {complete, answer.Error(), complete ? answer.TakeText() : std::string(), body.text,
+          usable};
 }
 
 }  // namespace

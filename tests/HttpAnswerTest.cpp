@@ -177,7 +177,7 @@ const AnswerCase kCases[] = {
     Status("NotModifiedWithoutALength", "HTTP/1.1 304 Not Modified\r\nContent-Length: -5\r\n\r\n",
            304, "Not Modified"),
     Fails("NoHttp", "SSH-2.0-server\r\n", 10042),
-    Fails("NoHttpAtAll", "<html>hello</html>", 10042),
+    Fails("NoHttpAtAll", "<html>text</html>", 10042),
     Fails("EmptyLineFirst", "\r\nHTTP/1.1 200 OK\r\n\r\nhello", 10042),
     Fails("OtherVersion", "HTTP/1.2 200 OK\r\n\r\nhello", 10042),
     Fails("NoVersion", "HTTP 200 OK\r\n\r\nhello", 10042),
@@ -303,7 +303,7 @@ TEST(HttpAnswerAndClose, IsTakenWhenItIsARefusal) {
     int error;
     int code;
     std::size_t connections;
-  } kCases[] = {
+  } kRefusals[] = {
       {"HTTP/1.1 500 No\r\nContent-Type: text/plain\r\n\r\nhello", 0, 500, 1},
       {"HTTP/1.1 401 No\r\nContent-Type: text/plain\r\n\r\nhello", 0, 401, 2},
       {"HTTP/1.1 401 No\r\nContent-Length: 9\r\n\r\nhello", 10054, 0, 2},
@@ -311,7 +311,7 @@ TEST(HttpAnswerAndClose, IsTakenWhenItIsARefusal) {
       {"HTTP/1.1 500 No\r\nContent-Length: 9\r\n\r\nhello", 10054, 0, 1},
       {"HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\n\r\nhello", 10054, 0, 1},
   };
-  for (const auto& c : kCases) {
+  for (const auto& c : kRefusals) {
     SCOPED_TRACE(c.answer);
     peers::LoopbackServer server([&](peers::Connection& connection, std::size_t) {
       std::string request;
@@ -333,7 +333,7 @@ TEST(HttpAnswerAndClose, IsTakenWhenItIsARefusal) {
     EXPECT_EQ(http.LastErr(), c.error) << text;
     EXPECT_EQ(http.HTTPResult(), c.code);
     EXPECT_EQ(server.Connections(), c.connections);
-    if (c.error == 0) EXPECT_EQ(text, c.answer);
+    EXPECT_TRUE(c.error != 0 || text == c.answer) << text;
   }
 }
 

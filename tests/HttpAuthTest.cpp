@@ -389,8 +389,8 @@ TEST(HttpStandardDigest, AStaleNonceIsRenewedOnce) {
     const auto requests = Exchange(http, {refusal("a", ""), c.second});
     ASSERT_EQ(requests.size(), c.connections);
     EXPECT_EQ(http.HTTPResult(), 401);
-    if (c.connections > 2)
-      EXPECT_EQ(Parameters(OnlyLine(requests[2], "Authorization"))["nonce"], "\"b\"");
+    const auto line = Parameters(OnlyLine(requests.back(), "Authorization"));
+    EXPECT_EQ(line.at("nonce"), c.connections > 2 ? "\"b\"" : "\"a\"");
   }
 }
 

@@ -127,11 +127,10 @@ TEST(SquidDigest, IsAnsweredInTheStandardForm) {
       http.URL(origin.Url("/text?a=b"));
       bool timeout = false;
       const std::string answer = http.HTTPQuery(timeout);
-      const std::string wanted =
-          Curl({"--include", "--proxy", server->Url(""), "--proxy-digest", "--proxy-user",
-                "user:" + std::string(password), origin.Url("/text?a=b")});
+      const std::string wanted = Curl({"--proxy", server->Url(""), "--proxy-digest", "--proxy-user",
+                                       "user:" + std::string(password), origin.Url("/text?a=b")});
       EXPECT_EQ(http.HTTPResult(), password == std::string("secret") ? 200 : 407);
-      if (http.HTTPResult() == 200) EXPECT_EQ(Body(answer), Body(wanted));
+      EXPECT_TRUE(http.HTTPResult() == 407 || Body(answer) == wanted) << answer;
     }
 }
 
