@@ -252,7 +252,7 @@ TEST(SystemCodings, TheSinkEndsTheDecoding) {
 #ifdef NETRO_HAS_ZSTD
 TEST(SystemCodings, NoFrameOfZstdAsksForALargeWindow) {
   std::string text;
-  for (int i = 0; text.size() < (9 << 20); ++i) text += std::to_string(i * 7919);
+  for (long i = 0; text.size() < (9 << 20); ++i) text += std::to_string(i * 7919);
   ZSTD_CCtx* const context = ZSTD_createCCtx();
   ZSTD_CCtx_setParameter(context, ZSTD_c_windowLog, 24);
   std::string packed(ZSTD_compressBound(text.size()), '\0');
