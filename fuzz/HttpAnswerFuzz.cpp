@@ -12,9 +12,10 @@ namespace {
 class Body final : public netro::HttpBodySink {
  public:
   explicit Body(bool take) : take_(take) {}
-  bool BeginBody() override { return take_; }
-  void WriteBody(std::span<const std::uint8_t> bytes) override {
-    text.append(bytes.begin(), bytes.end());
+  void BeginBody() override {}
+  bool WriteBody(std::span<const std::uint8_t> bytes) override {
+    if (take_) text.append(bytes.begin(), bytes.end());
+    return take_;
   }
   std::string text;
 

@@ -29,6 +29,7 @@ enum ErrorNumber : std::int32_t {
   kErrNotConnected = 10057,
   kErrShutDown = 10058,
   kErrRefused = 10061,
+  kErrLoop = 10062,
   kErrHostNotFound = 11001,
   kErrTryAgain = 11002,
   kErrNoData = 11004,

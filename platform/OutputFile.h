@@ -19,6 +19,9 @@ class OutputFile {
 
   /// Creates `path`, replacing what was there.
   std::int32_t Create(const std::string& path);
+  /// Goes on at the end of a file that is there, which is not one until it is finished: Discard
+  /// removes it too.
+  std::int32_t Continue(const std::string& path);
   /// Creates a file of a new unique name in the system's folder for temporary files.
   std::int32_t CreateTemporary(const std::string& prefix, const std::string& extension);
   /// The same in `folder`.

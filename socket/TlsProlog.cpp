@@ -104,7 +104,7 @@ std::int32_t SocketCls::RunHandshake(TlsSession& session, const CancelMark& mark
     if (!call->alive) return kErrCancelled;
     if (connection_ != connection) return kErrNotConnected;  // disconnected by an event
     std::size_t used = 0;
-    const std::int32_t error = StepHandshake(session, mark, used);
+    const std::int32_t error = StepHandshake(session, mark, deadline, used);
     if (error != 0 || session.State() == TlsState::Open) return error;
     taken += used;
     if (taken > kLongestHandshake) return tlsTooMuch;
@@ -118,12 +118,12 @@ std::int32_t SocketCls::RunHandshake(TlsSession& session, const CancelMark& mark
 
 // Takes in what has come and sends what is due. What follows the handshake stays in prologReply_.
 std::int32_t SocketCls::StepHandshake(TlsSession& session, const CancelMark& mark,
-                                      std::size_t& used) {
+                                      Deadline deadline, std::size_t& used) {
   const auto call = call_;
   used = session.Handshake(prologReply_);
   prologReply_.erase(prologReply_.begin(), prologReply_.begin() + static_cast<long>(used));
   std::int32_t error = 0;
-  if (!session.Outgoing().empty()) error = SendAll(session.Outgoing(), mark);
+  if (!session.Outgoing().empty()) error = SendAll(session.Outgoing(), mark, deadline);
   if (!call->alive) return kErrCancelled;
   session.Sent(session.Outgoing().size());
   if (session.State() == TlsState::Failed) return session.Error();

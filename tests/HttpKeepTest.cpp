@@ -13,8 +13,8 @@ namespace {
 
 class NoSink final : public HttpBodySink {
  public:
-  bool BeginBody() override { return false; }
-  void WriteBody(std::span<const std::uint8_t>) override {}
+  void BeginBody() override {}
+  bool WriteBody(std::span<const std::uint8_t>) override { return false; }
 };
 
 TEST(HttpConnection, IsUsableAfterAWholeAnswerOnly) {

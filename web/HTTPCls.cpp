@@ -4,13 +4,19 @@
 #include <new>
 
 #include "platform/CallState.h"
+#include "platform/Clock.h"
 #include "platform/ErrorNumbers.h"
 #include "socket/SocketErrors.h"
+#include "support/HttpDate.h"
+#include "web/HttpHead.h"
 #include "web/HttpQuery.h"
 
 namespace netro {
 
-HTTPCls::HTTPCls() : call_(std::make_shared<CallState>()) {}
+HTTPCls::HTTPCls()
+    : call_(std::make_shared<CallState>()),
+      module_(SocketModule::ForThread()),
+      socket_(std::make_unique<SocketCls>()) {}
 
 HTTPCls::~HTTPCls() { call_->Die(); }
 
@@ -34,7 +40,21 @@ void HTTPCls::AddHeader(std::string HeaderName, std::string HeaderValue) {
 
 void HTTPCls::ClearHeaders() { settings_.headers.clear(); }
 
-void HTTPCls::StopWaiting() { call_->Stop(SocketOwner::Module(socket_)->MessageLoop()); }
+std::string HTTPCls::Header(const std::string& Name) const {
+  return HttpHead(header_).Field(Name).value_or("");
+}
+
+std::vector<std::pair<std::string, std::string>> HTTPCls::Headers() const {
+  return HttpHead(header_).Fields();
+}
+
+std::int64_t HTTPCls::RetryAfter() const {
+  const auto seconds = ReadRetryAfter(
+      Header("Retry-After"), std::chrono::floor<std::chrono::seconds>(SystemTime()));
+  return seconds ? seconds->count() : -1;
+}
+
+void HTTPCls::StopWaiting() { call_->Stop(module_->MessageLoop()); }
 
 void HTTPCls::Kill() { StopWaiting(); }
 

@@ -22,6 +22,8 @@ namespace {
 
 constexpr std::size_t kLongestHeader = 256 * 1024;
 constexpr std::size_t kGrowth = 4;
+constexpr std::size_t kTrusted = 16 << 20;  // who has sent this much may send so many times that
+constexpr std::size_t kTrust = 64;
 constexpr std::string_view kHeaderEnd = "\r\n\r\n";
 constexpr std::string_view kProtocol = "HTTP/";
 constexpr std::int32_t kFirstError = 400;
@@ -143,6 +145,7 @@ void HttpAnswer::ReadHeader() {
   }
   const std::int32_t code = ParseStatusLine(line).code;
   if (code < 200 && code != 101) {
+    continues_ = continues_ || code == 100;
     text_.clear();
     headerLength_ = 0;
     return;
@@ -171,23 +174,29 @@ void HttpAnswer::BeginBody() {
       step_ = Step::OpenBody;
       break;
   }
-  toSink_ = sink_->BeginBody();
+  sink_->BeginBody();
 }
 
 void HttpAnswer::Emit(Block bytes) {
   bodyLength_ += static_cast<double>(bytes.size());
-  if (toSink_) return sink_->WriteBody(bytes);
+  if (!sink_->WriteBody(bytes)) AppendToText(bytes);
+}
+
+void HttpAnswer::AppendToText(Block bytes) {
   MakeRoom(text_.size() + bytes.size());
   text_.append(reinterpret_cast<const char*>(bytes.data()), bytes.size());
 }
 
 // Moving a large text costs more than receiving it, since the system clears every page anew; so it
 // grows in larger steps than a string would by itself. What was received decides how far; a length
-// that the header tells can only make the step smaller.
+// that the header tells makes the step smaller, and larger only when much of it is there.
 void HttpAnswer::MakeRoom(std::size_t needed) {
   if (needed <= text_.capacity()) return;
   std::size_t room = needed * kGrowth;
-  if (framing_.length) room = std::min<std::uint64_t>(room, needed + remaining_);
+  if (framing_.length) {
+    const std::uint64_t most = needed >= kTrusted ? needed * kTrust : room;
+    room = std::min<std::uint64_t>(most, needed + remaining_);
+  }
   try {
     text_.reserve(room);
   } catch (const std::bad_alloc&) {

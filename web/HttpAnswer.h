@@ -20,10 +20,10 @@ namespace netro {
 /// Decides where a body goes, and takes it.
 class HttpBodySink {
  public:
-  /// Called once, when the header of an answer with a body is complete. True: the body comes to
-  /// WriteBody; false: it stays in the answer text.
-  virtual bool BeginBody() = 0;
-  virtual void WriteBody(std::span<const std::uint8_t> bytes) = 0;
+  /// Called once, when the header of an answer with a body is complete.
+  virtual void BeginBody() = 0;
+  /// False: the bytes stay in the answer text.
+  virtual bool WriteBody(std::span<const std::uint8_t> bytes) = 0;
 
  protected:
   ~HttpBodySink() = default;
@@ -70,8 +70,12 @@ class HttpAnswer {
     return framing_.length ? static_cast<double>(*framing_.length) : -1;
   }
   double BodyLength() const { return bodyLength_; }
-  /// True when the sink took the body.
-  bool BodyInFile() const { return toSink_; }
+  /// Puts bytes of the body into the answer text that the sink has made of others.
+  void AppendToText(std::span<const std::uint8_t> bytes);
+  /// The server has said that it wants the request's body (100).
+  bool Continues() const { return continues_; }
+  /// Something came behind the answer.
+  bool HasLeftOver() const { return leftOver_; }
   /// Position in the answer at which the next chunk-size line is expected; 0 without chunks.
   double NextChunk() const;
 
@@ -118,7 +122,7 @@ class HttpAnswer {
   std::size_t headerLength_ = 0;
   std::size_t trailerLength_ = 0;
   HttpFraming framing_;
-  bool toSink_ = false;
+  bool continues_ = false;
   bool leftOver_ = false;  // something came behind the answer
   double bodyLength_ = 0;
   std::uint64_t remaining_ = 0;  // of the sized body or the present chunk

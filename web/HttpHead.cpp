@@ -95,6 +95,20 @@ std::optional<std::string> HttpHead::Field(std::string_view name) const {
   return list;
 }
 
+std::vector<std::pair<std::string, std::string>> HttpHead::Fields() const {
+  std::vector<std::pair<std::string, std::string>> fields;
+  std::string_view rest = text_;
+  TakeLine(rest);
+  while (!rest.empty()) {
+    const std::string_view line = TakeLine(rest);
+    const auto colon = line.find(':');
+    if (colon != std::string_view::npos) {
+      fields.emplace_back(Trim(line.substr(0, colon)), TakeValue(line, rest));
+    }
+  }
+  return fields;
+}
+
 bool HttpHead::Lists(std::string_view name, std::string_view member) const {
   const std::vector<std::string> members = Split(Field(name).value_or(""), ',');
   return std::ranges::any_of(

@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace netro {
@@ -34,6 +35,8 @@ class HttpHead {
   std::vector<std::string> Lines(std::string_view name) const;
   /// The same as one list (RFC 9110, section 5.3); nothing when there is no such line.
   std::optional<std::string> Field(std::string_view name) const;
+  /// All lines as name and value, in order.
+  std::vector<std::pair<std::string, std::string>> Fields() const;
   /// True when the list holds `member`, compared without regard to case.
   bool Lists(std::string_view name, std::string_view member) const;
 

@@ -50,6 +50,10 @@ const std::shared_ptr<HttpPool>& HttpPool::ForThread() {
   });
 }
 
+HttpPool::HttpPool(std::shared_ptr<Loop> loop) : loop_(std::move(loop)) {}
+
+HttpPool::~HttpPool() = default;
+
 void HttpPool::ThreadEnds() { idle_.clear(); }
 
 std::unique_ptr<SocketCls> HttpPool::Take(const std::string& key) {

@@ -21,7 +21,8 @@ class HttpPool : public std::enable_shared_from_this<HttpPool> {
  public:
   static const std::shared_ptr<HttpPool>& ForThread();
 
-  explicit HttpPool(std::shared_ptr<Loop> loop) : loop_(std::move(loop)) {}
+  explicit HttpPool(std::shared_ptr<Loop> loop);
+  ~HttpPool();
   void ThreadEnds();
 
   /// The youngest connection that was given with this key; null when there is none. The key says

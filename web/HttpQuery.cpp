@@ -1,11 +1,12 @@
 // One HTTP query, step by step.
 //
-//   settings checked → URL split → [connect → SOCKS prolog → request sent → answer awaited] →
+//   settings checked → URL split → [connection opened or taken → request sent → answer awaited] →
 //   result
 //
-// The part in brackets is an exchange. A 407 answer repeats it once with the proxy's credentials, a
-// 401 answer once with the server's, each time on a new connection; so there are at most three, or
-// five with standard Digest, whose nonces may be renewed once each.
+// The part in brackets is an exchange. It is repeated with credentials, for a redirect, without an
+// expectation that was refused, for a part that has changed, or on a new connection when a kept one
+// was gone; each of them a limited number of times. Whether it is, the header of the answer decides
+// (HttpQueryNext.cpp), before its body has gone anywhere.
 //
 // Every step that waits may find the HTTPCls deleted afterwards: it returns false then, and Run
 // touches nothing of the owner. A step that fails has closed the socket, removed a half-written
@@ -20,20 +21,26 @@
 #include "platform/ErrorNumbers.h"
 #include "socket/SocketErrors.h"
 #include "support/OnException.h"
+#include "support/UrlReference.h"
+#include "web/HttpTimeline.h"
 
 namespace netro {
 namespace {
 
-constexpr std::size_t kSentWithHeader = 64 * 1024;
-constexpr std::int32_t kServerRefusal = 401;
-constexpr std::int32_t kProxyRefusal = 407;
+constexpr std::size_t kMostMoments = 1'000;
 
 }  // namespace
 
 HttpQuery::HttpQuery(HTTPCls& owner)
-    : owner_(owner), call_(owner.call_), mark_(SocketOwner::Module(owner.socket_), owner.call_) {
-  Forget();
+    : owner_(owner), call_(owner.call_), mark_(owner.module_, owner.call_) {
+  target_.Discard();
+  TellFile();
   settings_ = owner.settings_;
+  options_ = owner.options_;
+}
+
+HttpQuery::~HttpQuery() {
+  if (timer_ != 0) mark_.MessageLoop().KillTimer(timer_);
 }
 
 std::string HttpQuery::Run(bool& timeout) {
@@ -46,11 +53,9 @@ std::string HttpQuery::Run(bool& timeout) {
   if (mark_.MessageLoop().MayPumpAside()) mark_.MessageLoop().PumpMessages();
   bool succeeded = call_->alive && CheckSettings() && Prepare();
   do {
-    repeat_ = false;
     succeeded = succeeded && Exchange(timeout);
-  } while (succeeded && repeat_);
+  } while (succeeded && next_ == Next::Repeat);
   if (!call_->alive) return SocketErrorText(kErrCancelled);
-  owner_.socket_.Events(nullptr);
   return succeeded ? Finish() : errorText_;
 }
 
@@ -62,21 +67,26 @@ void HttpQuery::Reset() {
   owner_.bodyLen_ = 0;
   owner_.receivedBytes_ = 0;
   owner_.contentType_.clear();
-  owner_.socket_.Disconnect();
-  owner_.socket_.Events(this);
+  owner_.header_.clear();
+  owner_.finalURL_.clear();
+  owner_.tlsInfo_ = {};
+  owner_.timeline_.clear();
+  if (owner_.socket_ != nullptr) owner_.socket_->Disconnect();
 }
 
-// Takes back what an answer without text made of the file settings.
-void HttpQuery::Forget() {
-  file_.Discard();
-  if (std::exchange(owner_.automaticSave_, false)) owner_.settings_.saveAsFile = false;
-  if (std::exchange(owner_.automaticName_, false)) owner_.settings_.filename.clear();
+void HttpQuery::Note(std::string_view what, std::string detail) {
+  if (!call_->alive || owner_.timeline_.size() == kMostMoments) return;
+  const std::chrono::duration<double, std::milli> since = Now() - begun_;
+  owner_.timeline_.push_back({since.count(), what, std::move(detail)});
 }
 
 void HttpQuery::GiveUp() {
-  owner_.socket_.Events(nullptr);
-  owner_.socket_.Disconnect();
-  Forget();
+  if (owner_.socket_ != nullptr) {
+    owner_.socket_->Events(nullptr);
+    owner_.socket_->Disconnect();
+  }
+  target_.GiveUp();
+  TellFile();
   owner_.headerLen_ = 0;
   owner_.contentType_.clear();
   owner_.waitForConnect_ = owner_.waitForSocksData_ = owner_.waitForData_ = false;
@@ -86,118 +96,69 @@ bool HttpQuery::Fail(std::int32_t error, std::string text) {
   GiveUp();
   owner_.lastErr_ = error;
   errorText_ = text.empty() ? SocketErrorText(error) : std::move(text);
+  Note("error", errorText_);
   return false;
 }
 
-bool HttpQuery::Exchange(bool& timeout) { return Open() && Send() && AwaitAnswer(timeout); }
-
-bool HttpQuery::Open() {
-  owner_.firstChunk_ = true;
-  owner_.waitForDataLen_ = 0;
-  owner_.transferChunkOffset_ = 0;
-  const ConnectionPlan plan = Plan();
-  answer_.reset();
-  // A server may answer or hang up before it was asked; behind a SOCKS proxy only once it is
-  // reached.
-  if (!UsesSocks()) BeginAnswer();
-  owner_.waitForConnect_ = true;
-  std::int32_t error = SocketOwner::Connect(owner_.socket_, plan, mark_);
-  if (!call_->alive) return false;
-  owner_.waitForConnect_ = false;
-  if (error != 0) return Fail(error);
-  if (!UsesSocks()) return true;
-
-  owner_.waitForSocksData_ = true;
-  error = SocketOwner::RunProlog(owner_.socket_, plan, mark_);
-  if (!call_->alive) return false;
-  owner_.waitForSocksData_ = false;
-  if (error == 0) BeginAnswer();
-  if (error == 0) return true;
-  if (error == kErrNoDnsEntries) error = kErrHostNotFound;
-  const bool isProxyText = error >= kErrSocksRefused && error <= kErrSocksMethod;
-  return Fail(error, isProxyText
-                         ? GetMessageText(error, {plan.proxyHost, std::to_string(plan.proxyPort)})
-                         : std::string());
+bool HttpQuery::Exchange(bool& timeout) {
+  next_.reset();
+  Note("request", method_ + ' ' + WithoutSecrets(UrlText(url_)));
+  return Open() && Send() && AwaitAnswer(timeout);
 }
 
-void HttpQuery::BeginAnswer() {
-  HttpAnswer::Options options;
-  options.headOnly = settings_.queryType == QueryHeader;
-  options.removeChunks = settings_.removeChunkHeader;
-  answer_ = std::make_unique<HttpAnswer>(options, static_cast<HttpBodySink&>(*this));
-  ended_ = reset_ = hasFile_ = false;
-  owner_.receivedBytes_ = 0;
-}
-
-bool HttpQuery::Send() {
-  if (settings_.saveAsFile && !settings_.filename.empty() && !hasFile_) {
-    const std::int32_t error = RemoveFile(settings_.filename);
-    if (error != 0) return Fail(error, CanNotWrite(settings_.filename, error));
-  }
-  if (ended_) return true;
-  owner_.waitForData_ = owner_.closeMeansEnd_ = sending_ = true;
-  const std::int32_t error = SendRequest();
-  sending_ = false;
-  if (!call_->alive) return false;
-  // A server may answer and hang up before it has read everything: the answer may still be there.
-  reset_ = error == kErrConnectionReset;
-  return error == 0 || ended_ || reset_ || Fail(error);
-}
-
-// The beginning of the body goes out together with the header, so a short request is one segment;
-// the rest goes out from where it is.
-std::int32_t HttpQuery::SendRequest() {
+WaitEnd HttpQuery::AwaitEnd() {
+  const auto ended = [this] { return !call_->alive || ended_ || owner_.lastErr_ != 0; };
   const TimePoint deadline = SecondsFromNow(settings_.timeOutSeconds);
-  const HttpRequest request = Request();
-  const std::string_view body = request.body.value_or("");
-  const std::size_t together = std::min(body.size(), kSentWithHeader);
-  std::string text = request.ComposeHead();
-  text += body.substr(0, together);
-  std::int32_t error = SocketOwner::Send(owner_.socket_, text, mark_, deadline);
-  if (error != 0 || !call_->alive || ended_ || together == body.size()) return error;
-  return SocketOwner::Send(owner_.socket_, body.substr(together), mark_, deadline);
+  if (options_.idleTimeout <= 0) return WaitUntil(mark_, deadline, ended);
+  lastArrival_ = std::max(lastArrival_, Now());
+  const std::chrono::seconds idle(options_.idleTimeout);
+  for (;;) {
+    const TimePoint due = std::min(deadline, lastArrival_ + idle);
+    const WaitEnd end = WaitUntil(mark_, due, ended);
+    if (end != WaitEnd::TimedOut || mark_.Expired(std::min(deadline, lastArrival_ + idle))) {
+      return end;
+    }
+  }
 }
 
 bool HttpQuery::AwaitAnswer(bool& timeout) {
-  const WaitEnd end = WaitUntil(mark_, SecondsFromNow(settings_.timeOutSeconds),
-                                [&] { return !call_->alive || ended_ || owner_.lastErr_ != 0; });
+  const WaitEnd end = AwaitEnd();
   if (!call_->alive) return false;
   timeout = end == WaitEnd::TimedOut;
   if (end != WaitEnd::Done) return Fail(WaitError(end));
   if (owner_.lastErr_ != 0) return Fail(owner_.lastErr_, std::move(errorText_));
   if (mark_.Cancelled()) return Fail(kErrCancelled);
-  if (Refused()) return true;
-  if (answer_->Error() != 0) return FailAnswer();
-  owner_.socket_.Disconnect();
-  const std::int32_t error = file_.Finish();
-  return error == 0 || Fail(error, CanNotWrite(file_.Path(), error));
+  return Conclude();
 }
 
-bool HttpQuery::FailAnswer() {
-  const std::string text = answer_->ErrorText();
-  Fail(answer_->Error(), text);
-  errorText_ = text;  // empty when the server hung up without a word
-  return false;
-}
-
-// True when the answer asks for credentials and the exchange is to be repeated with them. Its
-// header is enough for that: of a server that closes at once, the rest may have been lost.
-bool HttpQuery::Refused() {
-  const bool usable = answer_->IsComplete() ||
-                      (answer_->HeaderComplete() && answer_->Error() == kErrConnectionReset);
-  if (!usable) return false;
-  const std::int32_t code = answer_->Status().code;
-  const HttpHead head = answer_->Head();
-  if (code == kProxyRefusal && UsesHttpProxy()) {
-    repeat_ = proxyLogin_.Refused(ParseChallenges(head, "Proxy-Authenticate"), Form());
-  } else if (code == kServerRefusal && settings_.sendAuthAfterChallenge) {
-    repeat_ = serverLogin_.Refused(ParseChallenges(head, "WWW-Authenticate"), Form());
+// The exchange is over: its answer is whole, or as much of it as there will be.
+bool HttpQuery::Conclude() {
+  if (WasLost()) {
+    next_ = Next::Repeat;
+    onlyNew_ = true;
+    Note("repeated");
+    owner_.socket_->Disconnect();
+    return true;
   }
-  if (repeat_) {
-    owner_.socket_.Disconnect();
-    Forget();
+  // A header is enough for a repetition: of a server that closes at once, the rest may be lost.
+  const bool cut = answer_->HeaderComplete() && answer_->Error() == kErrConnectionReset;
+  if (answer_->IsComplete() || cut) Decide();
+  if (owner_.lastErr_ != 0) return Fail(owner_.lastErr_, std::move(errorText_));
+  if (next_ == Next::Repeat) {
+    LeaveConnection();
+    target_.Discard();
+    TellFile();
+    return true;
   }
-  return repeat_;
+  if (answer_->Error() != 0) {
+    const std::string text = answer_->ErrorText();
+    Fail(answer_->Error(), text);
+    errorText_ = text;  // empty when the server hung up without a word
+    return false;
+  }
+  LeaveConnection();
+  const std::int32_t error = target_.Finish();
+  return error == 0 || Fail(error, target_.ErrorText());
 }
 
 std::string HttpQuery::Finish() {
@@ -205,18 +166,13 @@ std::string HttpQuery::Finish() {
   owner_.httpResult_ = status.code;
   owner_.httpResultMsg_ = status.reason;
   Publish();
-  owner_.bodyLen_ = answer_->BodyLength();
-  if (hasFile_) TellFile();
+  owner_.bodyLen_ = target_.Length();
+  owner_.header_ = answer_->Header();
+  owner_.finalURL_ = UrlText(url_);
+  TellFile();
+  if (owner_.socket_ != nullptr) owner_.socket_->Events(nullptr);
+  Note("end", std::to_string(static_cast<std::uint64_t>(owner_.bodyLen_)) + " bytes");
   return answer_->TakeText();
-}
-
-void HttpQuery::Publish() {
-  owner_.headerLen_ = static_cast<std::int32_t>(answer_->Header().size());
-  owner_.contentType_ = answer_->ContentType();
-  owner_.closeMeansEnd_ = answer_->CloseMeansEnd();
-  owner_.waitForDataLen_ = answer_->HeaderComplete() ? answer_->ExpectedLength() : 0;
-  owner_.transferChunkOffset_ = answer_->NextChunk();
-  owner_.firstChunk_ = !answer_->HeaderComplete();
 }
 
 }  // namespace netro

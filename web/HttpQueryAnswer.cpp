@@ -1,30 +1,68 @@
-// One HTTP query: the answer as it arrives, and the file that its body may go to.
+// One HTTP query: the answer as it arrives, and where its body goes.
+#include <algorithm>
 #include <new>
 
 #include "platform/ErrorNumbers.h"
 #include "socket/SocketErrors.h"
 #include "support/Text.h"
+#include "support/UrlReference.h"
+#include "web/HttpPart.h"
 #include "web/HttpQuery.h"
 
 namespace netro {
+namespace {
+
+// A connection is worth reading so much that nobody wants.
+constexpr double kMostDiscarded = 64 * 1024;
+constexpr std::chrono::milliseconds kShortestPause(5);
+constexpr std::int32_t kFirstError = 400;
+
+PartialBody PartOf(const HttpHead& head) {
+  PartialBody part;
+  part.entityTag = head.Field("ETag").value_or("");
+  part.lastModified = head.Field("Last-Modified").value_or("");
+  part.date = head.Field("Date").value_or("");
+  return part;
+}
+
+}  // namespace
+
+void HttpQuery::BeginAnswer() {
+  HttpAnswer::Options options;
+  options.headOnly = method_ == "HEAD";
+  options.removeChunks = settings_.removeChunkHeader;
+  answer_ = std::make_unique<HttpAnswer>(options, static_cast<HttpBodySink&>(*this));
+  ended_ = reset_ = sentAll_ = false;
+  owner_.receivedBytes_ = 0;
+}
 
 void HttpQuery::DataArrival(const Bytes& BinData, const std::string& RemoteHostIP) {
   if (answer_ == nullptr || ended_) return;
+  lastArrival_ = Now();
+  if (owner_.receivedBytes_ == 0) {
+    answerBegun_ = lastArrival_;
+    Note("first byte");
+  }
   owner_.receivedBytes_ += static_cast<double>(BinData.size());
+  const bool hadHeader = answer_->HeaderComplete();
   try {
     answer_->Feed(BinData);
   } catch (const std::bad_alloc&) {
+    if (!call_->alive) throw;
     answer_->Abandon();
     owner_.lastErr_ = kErrNoBuffers;
   }
+  if (!call_->alive) return;
+  if (!hadHeader && answer_->HeaderComplete()) Note("answer", std::string(answer_->Head().FirstLine()));
   Publish();
   if (answer_->IsComplete() || answer_->Error() != 0) EndAnswer();
+  if (!ended_) Throttle();
   if (owner_.events_ != nullptr) owner_.events_->Status(owner_, RemoteHostIP);
 }
 
 void HttpQuery::Closed() {
   if (answer_ == nullptr || ended_) return;
-  const std::int32_t error = SocketOwner::CloseError(owner_.socket_);
+  const std::int32_t error = SocketOwner::CloseError(*owner_.socket_);
   answer_->ConnectionEnded(reset_ ? kErrConnectionReset : error);
   EndAnswer();
 }
@@ -33,47 +71,116 @@ void HttpQuery::EndAnswer() {
   ended_ = true;
   owner_.waitForData_ = false;
   // Whoever has answered reads no further: there is no need to send the rest.
-  if (sending_) owner_.socket_.Disconnect();
+  if (sending_) owner_.socket_->Disconnect();
 }
 
-bool HttpQuery::BeginBody() {
-  const bool text = StartsWithIgnoreCase(answer_->ContentType(), "text/");
-  if (text && !settings_.saveAsFile) return false;
-  // A temporary file is made with the first byte: nobody would look for an empty one.
-  if (!settings_.filename.empty()) MakeFile();
-  return true;
+void HttpQuery::Publish() {
+  owner_.headerLen_ = static_cast<std::int32_t>(answer_->Header().size());
+  owner_.contentType_ = answer_->ContentType();
+  owner_.closeMeansEnd_ = answer_->CloseMeansEnd();
+  owner_.waitForDataLen_ = answer_->HeaderComplete() ? answer_->ExpectedLength() : 0;
+  owner_.transferChunkOffset_ = answer_->NextChunk();
+  owner_.firstChunk_ = !answer_->HeaderComplete();
 }
 
-bool HttpQuery::MakeFile() {
-  const std::int32_t error = settings_.filename.empty() ? file_.CreateTemporary("ansel", "tmp")
-                                                        : file_.Create(settings_.filename);
-  hasFile_ = true;
+HttpBodyTarget::Plan HttpQuery::BodyPlan() const {
+  using Place = HttpBodyTarget::Place;
+  HttpBodyTarget::Plan plan;
+  plan.limit = options_.maxBodyLen;
+  plan.file = settings_.filename;
+  const bool text = options_.keepInMemory || StartsWithIgnoreCase(answer_->ContentType(), "text/");
+  if (next_ == Next::Repeat) {
+    plan.place = Place::Nowhere;
+  } else if (options_.bodyToEvents) {
+    plan.place = Place::Event;
+  } else if (text && !settings_.saveAsFile) {
+    plan.place = Place::Text;
+  } else {
+    plan.place = plan.file.empty() ? Place::Temporary : Place::File;
+  }
+  if (plan.place != Place::File || !settings_.saveAsFile) return plan;
+  if (!options_.replaceWhenWhole && !options_.resume) return plan;
+  // What a server says instead of the file is not what the file is replaced with.
+  if (answer_->Status().code >= kFirstError) {
+    plan.place = Place::Text;
+    return plan;
+  }
+  plan.manner = options_.resume ? HttpBodyTarget::Manner::InParts
+                                : HttpBodyTarget::Manner::WhenWhole;
+  plan.had = goesOn_ ? part_.have : 0;
+  plan.note = HttpPart::NoteOf(partUrl_, goesOn_ ? part_ : PartOf(answer_->Head()));
+  return plan;
+}
+
+void HttpQuery::BeginBody() {
+  Decide();
+  if (owner_.lastErr_ != 0) return answer_->Abandon();
+  std::int32_t error = target_.Open(BodyPlan());
   TellFile();
-  if (error != 0) AbandonBody(error);
-  return error == 0;
+  const auto coding = answer_->Head().Field("Content-Encoding");
+  if (error == 0 && coding && next_ != Next::Repeat && options_.codings != nullptr &&
+      settings_.removeChunkHeader) {
+    error = target_.Chain().Open(*options_.codings, *coding, options_.maxBodyLen);
+  }
+  if (error != 0) StopAnswer(error);
+}
+
+void HttpQuery::StopAnswer(std::int32_t error) {
+  answer_->Abandon();
+  owner_.lastErr_ = error;
+  errorText_ = target_.ErrorText().empty() ? target_.Chain().ErrorText() : target_.ErrorText();
+}
+
+bool HttpQuery::WriteBody(std::span<const std::uint8_t> bytes) {
+  if (!call_->alive || owner_.lastErr_ != 0) return true;
+  if (next_ == Next::Repeat) {
+    // Reading on would cost more than another connection.
+    if (answer_->BodyLength() > kMostDiscarded) answer_->Abandon(), EndAnswer();
+    return true;
+  }
+  bool kept = true;
+  const std::int32_t error = target_.Write(
+      bytes,
+      [this](std::span<const std::uint8_t> piece) {
+        if (call_->alive && owner_.events_ != nullptr) owner_.events_->Body(owner_, piece);
+      },
+      [this](std::span<const std::uint8_t> piece) { answer_->AppendToText(piece); }, kept);
+  if (!call_->alive) {
+    answer_->Abandon();
+    return true;
+  }
+  TellFile();
+  if (error != 0) StopAnswer(error);
+  return kept;
 }
 
 // The properties tell where the body went, if that was not the caller's choice.
 void HttpQuery::TellFile() {
+  if (!target_.HasFile()) {
+    if (std::exchange(owner_.automaticSave_, false)) owner_.settings_.saveAsFile = false;
+    if (std::exchange(owner_.automaticName_, false)) owner_.settings_.filename.clear();
+    return;
+  }
   if (!settings_.saveAsFile) owner_.settings_.saveAsFile = owner_.automaticSave_ = true;
   if (!settings_.filename.empty()) return;
-  owner_.settings_.filename = file_.Path();
+  owner_.settings_.filename = target_.Path();
   owner_.automaticName_ = true;
 }
 
-void HttpQuery::WriteBody(std::span<const std::uint8_t> bytes) {
-  if (!hasFile_ && !MakeFile()) return;
-  if (const std::int32_t error = file_.Write(bytes)) AbandonBody(error);
-}
-
-void HttpQuery::AbandonBody(std::int32_t error) {
-  answer_->Abandon();
-  owner_.lastErr_ = error;
-  errorText_ = CanNotWrite(file_.Path(), error);
-}
-
-std::string HttpQuery::CanNotWrite(const std::string& path, std::int32_t error) {
-  return "Can not write \"" + path + "\". " + SocketErrorText(error);
+// Leaves what arrives with the system until the average is down again.
+void HttpQuery::Throttle() {
+  if (options_.maxBytesPerSecond == 0 || timer_ != 0) return;
+  const double seconds = owner_.receivedBytes_ / static_cast<double>(options_.maxBytesPerSecond);
+  const auto due = answerBegun_ + std::chrono::duration_cast<std::chrono::nanoseconds>(
+                                      std::chrono::duration<double>(seconds));
+  const auto pause = std::chrono::ceil<std::chrono::milliseconds>(due - Now());
+  if (pause < kShortestPause) return;
+  owner_.socket_->SocketIsBusy(true);
+  lastArrival_ = due;  // the pause is not the server's
+  timer_ = mark_.MessageLoop().SetTimer(static_cast<std::int32_t>(pause.count()), [this] {
+    mark_.MessageLoop().KillTimer(std::exchange(timer_, 0));
+    if (call_->alive && owner_.socket_ != nullptr) owner_.socket_->SocketIsBusy(false);
+  });
 }
 
 }  // namespace netro

@@ -3,11 +3,11 @@
 #include <algorithm>
 
 #include "support/Text.h"
+#include "support/UrlReference.h"
 
 namespace netro {
 namespace {
 
-constexpr std::int32_t kDefaultPort = 80;
 constexpr const char* kLineEnd = "\r\n";
 
 // The lines of a request. Added ones of a name that the class sends too stand in its place, the
@@ -44,13 +44,20 @@ class Lines {
   std::string text_;
 };
 
+// A zone is of this host only (RFC 6874, section 4).
+std::string HostOf(const Url& url) {
+  const bool v6 = url.host.find(':') != std::string::npos;
+  return v6 ? '[' + url.host.substr(0, url.host.find('%')) + ']' : url.host;
+}
+
 }  // namespace
 
-// A zone is of this host only (RFC 6874, section 4).
-std::string HttpRequest::HostAndPort() const {
-  const bool v6 = url.host.find(':') != std::string::npos;
-  const std::string host = v6 ? '[' + url.host.substr(0, url.host.find('%')) + ']' : url.host;
-  return url.port == kDefaultPort ? host : host + ":" + std::to_string(url.port);
+std::string HostAndPort(const Url& url) {
+  return HostOf(url) + ":" + std::to_string(EffectivePort(url));
+}
+
+std::string HostField(const Url& url) {
+  return EffectivePort(url) == DefaultPort(url.protocol) ? HostOf(url) : HostAndPort(url);
 }
 
 std::string HttpRequest::Target() const {
@@ -59,26 +66,29 @@ std::string HttpRequest::Target() const {
 }
 
 std::string HttpRequest::ComposeHead() const {
+  const bool connects = method == "CONNECT";
   std::string first = method + " ";
-  if (absoluteForm) first += url.protocol + "://" + HostAndPort();
-  const HttpTarget target{method, Target()};
+  if (absoluteForm) first += url.protocol + "://" + HostField(url);
+  const HttpTarget target{method, connects ? HostAndPort(url) : Target()};
   first += target.uri + " " + token + kLineEnd;
   Lines lines(headers);
-  lines.Add("Host", HostAndPort());
+  lines.Add("Host", connects ? HostAndPort(url) : HostField(url));
   if (proxy) lines.Add("Proxy-Authorization", proxy->Authorization(target));
   if (server) lines.Add("Authorization", server->Authorization(target));
-  lines.AddTheOthers(body ? "Content-Length" : "");
-  if (!body) return first + lines.Text() + kLineEnd + kLineEnd;
-  lines.Add("Content-Length", std::to_string(body->size()));
-  return first + lines.Text() + kLineEnd;
+  lines.AddTheOthers(bodyLength ? "Content-Length" : "");
+  if (chunked) lines.Add("Transfer-Encoding", "chunked");
+  if (bodyLength) lines.Add("Content-Length", std::to_string(*bodyLength));
+  const bool bare = bodyLength || chunked || bareEnd || connects;
+  return first + lines.Text() + kLineEnd + (bare ? "" : kLineEnd);
 }
 
-std::string FramingProblem(const HttpFields& fields, std::size_t bodySize) {
+std::string FramingProblem(const HttpFields& fields, std::optional<std::uint64_t> bodySize) {
   for (const auto& [name, value] : fields) {
     const bool framing =
         EqualsIgnoreCase(name, "Transfer-Encoding") || EqualsIgnoreCase(name, "Trailer");
     const bool otherLength =
-        EqualsIgnoreCase(name, "Content-Length") && Trim(value) != std::to_string(bodySize);
+        EqualsIgnoreCase(name, "Content-Length") &&
+        (!bodySize || Trim(value) != std::to_string(*bodySize));
     if (framing || otherLength) {
       return "HeaderName \"" + name +
              "\" can not be added: it would say otherwise than the class " +

@@ -21,19 +21,26 @@ struct HttpRequest {
   std::string token;
   std::optional<HttpCredentials> proxy;
   std::optional<HttpCredentials> server;
-  HttpFields headers;                    // one that is sent already replaces that line
-  std::optional<std::string_view> body;  // with it, the length is announced
+  HttpFields headers;  // one that is sent already replaces that line
+  std::optional<std::uint64_t> bodyLength;
+  bool chunked = false;  // a body of a length that nobody knows
+  bool bareEnd = false;  // without the line end too much that GET and HEAD otherwise have
 
   /// All up to the body.
   std::string ComposeHead() const;
 
  private:
   std::string Target() const;
-  std::string HostAndPort() const;
 };
 
-/// What is wrong with added fields for a body of `bodySize` bytes, empty when nothing is: where a
+/// As they stand in Host: an IPv6 address in brackets and without its zone, the port only when it
+/// is not the protocol's own.
+std::string HostField(const Url& url);
+/// The same with the port in any case.
+std::string HostAndPort(const Url& url);
+
+/// What is wrong with added fields for a body of `bodySize` bytes (nothing: nobody knows), empty when nothing is: where a
 /// request ends is told by the class alone (RFC 9112, section 6).
-std::string FramingProblem(const HttpFields& fields, std::size_t bodySize);
+std::string FramingProblem(const HttpFields& fields, std::optional<std::uint64_t> bodySize);
 
 }  // namespace netro

@@ -10,13 +10,17 @@
 
 #include <netro/AddressPreference.h>
 #include <netro/Export.h>
+#include <netro/HTTPOptions.h>
 #include <netro/ProxyTypes.h>
 #include <netro/SocketCls.h>
+#include <netro/Tls.h>
 #include <netro/Types.h>
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -42,9 +46,21 @@ class NETRO_EXPORT HTTPClsEvents {
   virtual void Status(HTTPCls& ParentObj, const std::string& RemoteHostIP) {
     (void)ParentObj, (void)RemoteHostIP;
   }
+  /// The next bytes of the body, unpacked, in order, of the answer that HTTPQuery returns: not of
+  /// refused attempts, redirects, and what a resumed file had already.
+  virtual void Body(HTTPCls& ParentObj, std::span<const std::uint8_t> BinData) {
+    (void)ParentObj, (void)BinData;
+  }
 };
 
-class NETRO_EXPORT HTTPCls {
+/// One moment of a query, see HTTPCls::Timeline.
+struct HTTPMoment {
+  double Milliseconds = 0;  ///< since HTTPQuery was called
+  std::string_view What;    ///< one of the words below
+  std::string Detail;       ///< addresses, sizes, texts; no password, cookie or token
+};
+
+class NETRO_EXPORT HTTPCls : public HTTPOptions {
  public:
   HTTPCls();
   ~HTTPCls();
@@ -146,6 +162,23 @@ class NETRO_EXPORT HTTPCls {
   double BodyLen() const { return bodyLen_; }
   /// Bytes received of the present answer, header included.
   double ReceivedBytes() const { return receivedBytes_; }
+  /// The value of a header field, several lines of the name joined by ", "; empty when there is
+  /// none. And all lines in their order.
+  std::string Header(const std::string& Name) const;
+  std::vector<std::pair<std::string, std::string>> Headers() const;
+  /// The URL that the answer came from, without user information: another one than URL after
+  /// redirects.
+  const std::string& FinalURL() const { return finalURL_; }
+  /// Seconds that the server asks to wait before the next request (Retry-After); -1: it does not.
+  std::int64_t RetryAfter() const;
+  /// What is known of the protection of the last https connection; empty without any.
+  const netro::TlsInfo& TlsInfo() const { return tlsInfo_; }
+  /// What happened and when, in order, from the last HTTPQuery on, also while it runs: "request"
+  /// (method and URL), "reused" (a connection was there), "lookup", "attempt", "failed" (of an
+  /// attempt), "connected", "socks", "tunnel", "tls", "sent", "continue" (the server wants the
+  /// body), "first byte", "answer" (status), "login" (with credentials), "redirect", "repeated" (a
+  /// kept connection was gone), "end", "error". At most 1,000 of them.
+  const std::vector<HTTPMoment>& Timeline() const { return timeline_; }
   /// 0, or the number of the failure; see HTTPQuery.
   std::int32_t LastErr() const { return lastErr_; }
   /// State while a query runs.
@@ -213,7 +246,8 @@ class NETRO_EXPORT HTTPCls {
   friend class HttpQuery;
 
   std::shared_ptr<CallState> call_;
-  SocketCls socket_;
+  std::shared_ptr<SocketModule> module_;
+  std::unique_ptr<SocketCls> socket_;  // of the running query
   HTTPClsEvents* events_ = nullptr;
 
   Settings settings_;
@@ -236,6 +270,10 @@ class NETRO_EXPORT HTTPCls {
   bool firstChunk_ = false;
   double waitForDataLen_ = 0;
   double transferChunkOffset_ = 0;
+  std::string header_;  // of the last answer
+  std::string finalURL_;
+  netro::TlsInfo tlsInfo_;
+  std::vector<HTTPMoment> timeline_;
 };
 
 }  // namespace netro

@@ -364,7 +364,8 @@ class NETRO_EXPORT SocketCls : public NameLookups {
                        const CancelMark& mark, Deadline deadline);
   std::int32_t TlsRefusal(const TlsProvider* provider) const;
   std::int32_t RunHandshake(TlsSession& session, const CancelMark& mark, Deadline deadline);
-  std::int32_t StepHandshake(TlsSession& session, const CancelMark& mark, std::size_t& used);
+  std::int32_t StepHandshake(TlsSession& session, const CancelMark& mark, Deadline deadline,
+                             std::size_t& used);
   void BeginProtected(std::unique_ptr<TlsSession> session);
   void EndProtected();
   std::ptrdiff_t Transmit(std::span<const std::uint8_t> data, std::int32_t& error);

@@ -30,6 +30,18 @@ std::int32_t OutputFile::Create(const std::string& path) {
   return descriptor_ < 0 ? FileErrorNumber(errno) : 0;
 }
 
+std::int32_t OutputFile::Continue(const std::string& path) {
+  Discard();
+  path_ = path;
+  constexpr int kFlags = O_WRONLY | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+  descriptor_ = AwayFromZero(open(path.c_str(), kFlags));
+  struct stat found {};
+  if (descriptor_ >= 0 && fstat(descriptor_, &found) == 0 && S_ISREG(found.st_mode)) return 0;
+  const int error = descriptor_ < 0 ? errno : EEXIST;
+  if (descriptor_ >= 0) close(std::exchange(descriptor_, -1));
+  return FileErrorNumber(error);
+}
+
 std::int32_t OutputFile::CreateTemporary(const std::string& prefix, const std::string& extension) {
   const char* folder = std::getenv("TMPDIR");
   return CreateUnique(folder != nullptr && *folder != '\0' ? folder : "/tmp", prefix, extension);

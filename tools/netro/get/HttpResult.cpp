@@ -23,6 +23,7 @@ void TakeAnswer(const HTTPCls& http, const std::string& answer, HttpResult& resu
   result.reason = http.HTTPResultMsg();
   result.header = answer.substr(0, headerLength);
   result.contentType = http.ContentType();
+  result.retryAfter = http.RetryAfter();
   result.bodyLength = http.BodyLen();
   result.receivedBytes = http.ReceivedBytes();
   if (http.SaveAsFile()) {

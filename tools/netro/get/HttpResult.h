@@ -22,6 +22,7 @@ struct HttpResult {
   std::string reason;
   std::string header;  // status line and fields
   std::string contentType;
+  std::int64_t retryAfter = -1;  // seconds that the server asks for
   double bodyLength = 0;
   double receivedBytes = 0;
 

@@ -1,0 +1,45 @@
+#include "web/HttpTimeline.h"
+
+#include <algorithm>
+
+#include "support/Text.h"
+#include "support/UrlReference.h"
+
+namespace netro {
+namespace {
+
+constexpr std::string_view kSecretWords[] = {"auth", "cookie",   "cred", "key",  "pass",
+                                             "pwd",  "secret",   "sess", "sign", "token",
+                                             "code", "sig"};
+
+std::string ShownParameter(std::string_view parameter) {
+  const auto equals = parameter.find('=');
+  if (equals == std::string_view::npos || !IsSecretName(parameter.substr(0, equals))) {
+    return std::string(parameter);
+  }
+  return std::string(parameter.substr(0, equals + 1)) + "***";
+}
+
+}  // namespace
+
+bool IsSecretName(std::string_view name) {
+  const std::string lower = ToLower(name);
+  return std::ranges::any_of(kSecretWords, [&](std::string_view word) {
+    return lower.find(word) != std::string::npos;
+  });
+}
+
+std::string WithoutSecrets(std::string_view url) {
+  const std::string whole = ShownUrl(url);
+  const auto query = whole.find('?');
+  if (query == std::string::npos) return whole;
+  std::string shown = whole.substr(0, query);
+  char before = '?';
+  for (const std::string& parameter : Split(std::string_view(whole).substr(query + 1), '&')) {
+    shown += before + ShownParameter(parameter);
+    before = '&';
+  }
+  return shown;
+}
+
+}  // namespace netro
