@@ -155,7 +155,8 @@ bool SocketCls::ProtectedUnsent() const { return tls_ != nullptr && tls_->Unsent
 // The end of protected data: what the session says, or a connection that ended without its word.
 void SocketCls::EndProtected() {
   closeHeld_ = prologInProgress_;  // a SOCKS prolog inside the protection tells it later
-  if (closeHeld_ || !tls_->EndOnce()) return;
+  if (closeHeld_ || tls_->Ended()) return;
+  tls_->End();
   closeError_ = tls_->EndError(closeError_);
   if (closeError_ != 0) {
     lastSocketErr_ = closeError_;

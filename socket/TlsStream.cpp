@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <utility>
 
 #include "platform/ErrorNumbers.h"
 #include "platform/Notifier.h"

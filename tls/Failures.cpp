@@ -28,6 +28,7 @@ constexpr Meaning kVerifyResults[] = {
     {X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT_LOCALLY, tlsUnknownIssuer},
     {X509_V_ERR_UNABLE_TO_VERIFY_LEAF_SIGNATURE, tlsUnknownIssuer},
     {X509_V_ERR_SELF_SIGNED_CERT_IN_CHAIN, tlsUnknownIssuer},
+    {X509_V_ERR_CERT_SIGNATURE_FAILURE, tlsUnknownIssuer},
     {X509_V_ERR_CERT_UNTRUSTED, tlsUnknownIssuer},
     {X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT, tlsSelfSigned},
     {X509_V_ERR_EE_KEY_TOO_SMALL, tlsWeakKey},

@@ -109,8 +109,6 @@ std::string OpenSslProvider::ReadCertificate(const TlsSettings& settings) {
     error = Unusable("clientCertificateFile", file, LastReason());
   } else if (SSL_CTX_use_PrivateKey_file(context, key.c_str(), SSL_FILETYPE_PEM) != 1) {
     error = Unusable("clientKeyFile", key, LastReason());
-  } else if (SSL_CTX_check_private_key(context) != 1) {
-    error = Unusable("clientKeyFile", key, "it does not belong to the certificate");
   }
   SSL_CTX_set_default_passwd_cb_userdata(context, nullptr);
   SSL_CTX_set_default_passwd_cb(context, nullptr);
