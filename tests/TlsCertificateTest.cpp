@@ -82,7 +82,9 @@ TEST(TlsCertificates, AnAuthorityThatNobodyKnowsIsNotTrusted) {
 
 TEST(TlsCertificates, HostsThatNoCertificateCanBeForAreRefused) {
   TlsServer server(GoodRules());
-  for (const char* host : {"", ".", "a b", "b\xFC" "cher.test"}) {
+  for (const char* host : {"", ".", "a b",
+                           "b\xFC"
+                           "cher.test"}) {
     SocketCls socket;
     EXPECT_EQ(Protect(socket, server.Port(), Trusting(), host), 10022) << host;
   }

@@ -130,9 +130,8 @@ TEST(TlsHandshake, UnprotectedBytesBeforeItAreNeverTakenIn) {
   ASSERT_TRUE(PumpUntil([&] { return server.Connections() == 1; }));
   std::int32_t error = 0;
   char byte = 0;
-  ASSERT_TRUE(PumpUntil([&] {
-    return recv(socket.SocketHandle(), &byte, 1, MSG_PEEK | MSG_DONTWAIT) == 1;
-  }));
+  ASSERT_TRUE(PumpUntil(
+      [&] { return recv(socket.SocketHandle(), &byte, 1, MSG_PEEK | MSG_DONTWAIT) == 1; }));
   socket.SocketIsBusy(false);
   EXPECT_FALSE(socket.StartTls("localhost", Trusting()));
   EXPECT_EQ(socket.LastSocketErr(), 10173);
@@ -299,7 +298,8 @@ TEST(TlsData, KeyUpdatesAndNewTicketsAreNoData) {
     std::string text;
     for (int i = 0; i < 50; ++i) {
       if (!peer.UpdateKeys() || !peer.Send("a")) return;
-      if (SSL_new_session_ticket(peer.Handle()) != 1 || SSL_do_handshake(peer.Handle()) != 1) return;
+      if (SSL_new_session_ticket(peer.Handle()) != 1 || SSL_do_handshake(peer.Handle()) != 1)
+        return;
     }
     while (text.size() < 4 && peer.Read(text)) continue;
     peer.Send(text);
@@ -335,8 +335,8 @@ TEST(TlsEnd, IsOrderlyOnlyWithTheClosingAlert) {
       {"cut", [](TlsPeer&) {}, 10054},
       {"reset", [](TlsPeer& peer) { peer.Raw().Reset(); }, 10054},
       {"part of a record", [](TlsPeer& peer) { peer.Raw().Send("\x17\x03\x03\x40"); }, 10054},
-      {"damage", [](TlsPeer& peer) { peer.Raw().Send("\x17\x03\x03\x00\x14" + std::string(20, 'x')); },
-       0},
+      {"damage",
+       [](TlsPeer& peer) { peer.Raw().Send("\x17\x03\x03\x00\x14" + std::string(20, 'x')); }, 0},
   };
   for (const auto& c : cases) {
     for (const int version : {TLS1_2_VERSION, TLS1_3_VERSION}) {
@@ -450,15 +450,16 @@ TEST(TlsTasks, ManyConnectionsSideBySide) {
     tasks.push_back(loop.StartTask([&, i] {
       SocketCls socket;
       Recorder recorder(socket);
-      const std::string text(static_cast<std::size_t>(i) * 3000 + 1, static_cast<char>('a' + i % 26));
+      const std::string text(static_cast<std::size_t>(i) * 3000 + 1,
+                             static_cast<char>('a' + i % 26));
       if (Protect(socket, server.Port(), provider) != 0 || socket.SendData(text) != 0) return;
-      while (recorder.received.size() < text.size()) MessageLoop::ForThisThread().Sleep(std::chrono::milliseconds(1));
+      while (recorder.received.size() < text.size())
+        MessageLoop::ForThisThread().Sleep(std::chrono::milliseconds(1));
       good += recorder.received == text ? 1 : 0;
     }));
   }
-  EXPECT_TRUE(PumpUntil([&] {
-    return std::ranges::all_of(tasks, [](const Task& task) { return task.Done(); });
-  }));
+  EXPECT_TRUE(PumpUntil(
+      [&] { return std::ranges::all_of(tasks, [](const Task& task) { return task.Done(); }); }));
   EXPECT_EQ(good, 60);
 }
 
