@@ -59,6 +59,7 @@ std::int32_t SocketCls::SendInTurns(std::span<const std::uint8_t> data, const Ca
       data = data.subspan(taken);
     }
     if (sent < 0) module.SendBlocked(true);
+    sendLeft_ = data.size() + ahead;
     // Everything is out: an answer that the last pump delivers may be answered in its turn.
     last = data.empty() && !ProtectedUnsent();
     if (last && hold != nullptr) hold->End();

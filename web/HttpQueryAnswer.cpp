@@ -71,7 +71,8 @@ void HttpQuery::EndAnswer() {
   ended_ = true;
   owner_.waitForData_ = false;
   // Whoever has answered reads no further: there is no need to send the rest.
-  if (sending_) owner_.socket_->Disconnect();
+  const bool left = !lastPiece_ || SocketOwner::SendLeft(*owner_.socket_) > 0;
+  if (sending_ && left) owner_.socket_->Disconnect();
 }
 
 void HttpQuery::Publish() {

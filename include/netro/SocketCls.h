@@ -390,6 +390,7 @@ class NETRO_EXPORT SocketCls : public NameLookups {
   std::int32_t startUps_ = 0;     // that this object has counted
   std::uint32_t connection_ = 0;  // serial of the connection, to recognise a change during a call
   std::uint32_t writes_ = 0;      // notifications that it can be written
+  std::size_t sendLeft_ = 0;      // of a SendData, as far as the system has not taken it
   std::int32_t closeError_ = 0;   // of the close notification: 0 for an orderly end
   bool datagrams_ = false;        // what Listen has made, whatever UseUDP says since
   bool draining_ = false;         // its read loop pumps; a read loop inside that does not
