@@ -189,7 +189,7 @@ TEST(HttpAnswerBody, GoesWhereItIsWanted) {
   }
 }
 
-TEST(HttpAnswerBody, TheEventMayDeleteStopAndThrow) {
+TEST(HttpBodyExceptions, TheEventMayDeleteStopAndThrow) {
   HttpServer server;
   server.OnText("/", std::string(200'000, 'x'));
   for (int what = 0; what < 3; ++what) {
