@@ -25,8 +25,13 @@ void Prepare(CURL* handle, const Fetch& fetch) {
   curl_easy_setopt(handle, CURLOPT_URL, fetch.url.c_str());
   curl_easy_setopt(handle, CURLOPT_PROXY, "");
   curl_easy_setopt(handle, CURLOPT_NOSIGNAL, 1L);
-  curl_easy_setopt(handle, CURLOPT_FRESH_CONNECT, 1L);
-  curl_easy_setopt(handle, CURLOPT_FORBID_REUSE, 1L);
+  curl_easy_setopt(handle, CURLOPT_FRESH_CONNECT, fetch.keepAlive ? 0L : 1L);
+  curl_easy_setopt(handle, CURLOPT_FORBID_REUSE, fetch.keepAlive ? 0L : 1L);
+  if (!fetch.trustFile.empty()) {
+    curl_easy_setopt(handle, CURLOPT_CAINFO, fetch.trustFile.c_str());
+    curl_easy_setopt(handle, CURLOPT_SSL_SESSIONID_CACHE, fetch.resumes ? 1L : 0L);
+    curl_easy_setopt(handle, CURLOPT_HTTP_VERSION, CURL_HTTP_VERSION_1_1);
+  }
   curl_easy_setopt(handle, CURLOPT_TIMEOUT, static_cast<long>(fetch.timeoutSeconds));
 }
 

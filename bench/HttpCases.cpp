@@ -18,6 +18,8 @@ namespace {
 
 constexpr int kSmallRequests = 3000;
 constexpr int kManyRequests = 10'000;
+constexpr int kKeptRequests = 100'000;
+constexpr int kSecureRequests = 1'000;
 
 void RemoveDownload(const Fetch& fetch) {
   if (!fetch.file.empty()) {
@@ -50,6 +52,61 @@ constexpr std::string_view kSmallAnswer =
 /// A request is small enough to come in one piece.
 std::string_view AnswerSmall(std::string_view received, Session& /*session*/) {
   return received.ends_with("\r\n\r\n") ? kSmallAnswer : "";
+}
+
+/// Small answers over one connection for each that is in flight, beside the least it can cost.
+void AddKeptAlive() {
+  for (const int inFlight : {1, 64}) {
+    const std::string name = "GET, kept alive, " + std::to_string(inFlight) + " in flight";
+    const auto add = [&](const std::string& library, auto fetcher, const std::string& against) {
+      AddCase({name, library, "requests", kKeptRequests, against,
+               [fetcher, inFlight](Stopwatch& watch) -> std::string {
+                 const LoadServer server(AnswerSmall);
+                 Fetch fetch;
+                 fetch.url = "http://127.0.0.1:" + std::to_string(server.Port()) + "/small";
+                 fetch.bodyBytes = 100;
+                 fetch.repetitions = kKeptRequests;
+                 fetch.inFlight = inFlight;
+                 fetch.keepAlive = true;
+                 return server.Port() == 0 ? "no server" : fetcher(fetch, watch);
+               }});
+    };
+    if (inFlight == 1) {
+      add("system calls", RawFetch, "");
+    }
+#ifdef NETRO_HAVE_CURL
+    add("libcurl", inFlight == 1 ? CurlFetch : CurlFetchMany, "");
+#endif
+    add("netro", inFlight == 1 ? NetroFetch : NetroFetchMany, name + "/libcurl");
+  }
+}
+
+void AddSecure(const HttpServers& servers) {
+#ifdef NETRO_HAVE_TLS
+  if (servers.SecureUrl().empty()) {
+    return;
+  }
+  Fetch fetch;
+  fetch.url = servers.SecureUrl();
+  fetch.bodyBytes = 100;
+  fetch.trustFile = servers.TrustFile();
+  fetch.repetitions = kSecureRequests;
+  AddBesideCurl("HTTPS, resumed", "requests", kSecureRequests, fetch);
+  fetch.resumes = false;
+  AddBesideCurl("HTTPS, new connection", "requests", kSecureRequests, fetch);
+  fetch.keepAlive = true;
+  fetch.repetitions = kManyRequests;
+  AddBesideCurl("HTTPS, kept alive", "requests", kManyRequests, fetch);
+  fetch.repetitions = 1;
+  fetch.url = servers.SecureUrl("/length/1024");
+  fetch.bodyBytes = std::uint64_t{1} << 30;
+  AddBesideCurl("HTTPS into memory, 1 GiB", "MiB", 1024, fetch);
+  fetch.file = servers.Folder() + "/download";
+  AddBesideCurl("HTTPS into file, 1 GiB", "MiB", 1024, fetch);
+#else
+  (void)servers;
+  std::fprintf(stderr, "left out: HTTPS, the component tls was not built\n");
+#endif
 }
 
 using ManyFetcher = decltype(&NetroFetchMany);
@@ -132,6 +189,8 @@ void AddHttpCases(const HttpServers& servers) {
   small.repetitions = kSmallRequests;
   AddBesideCurl("GET of 100 bytes", "requests", kSmallRequests, small);
   AddManyInFlight();
+  AddKeptAlive();
+  AddSecure(servers);
 
   for (const Kind& kind : kKinds) {
     for (const Sink& sink : kSinks) {

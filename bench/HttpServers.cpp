@@ -90,14 +90,34 @@ void Serve(int listening) {
   }
 }
 
-std::string NginxConfiguration(const std::string& folder, std::uint16_t port) {
+/// A key and a certificate for localhost. False without the program openssl.
+bool MakeCertificate(const std::string& folder) {
+  const std::string command =
+      "openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -days 2 "
+      "-subj /CN=localhost -addext subjectAltName=DNS:localhost,IP:127.0.0.1 -keyout " +
+      folder + "/key.pem -out " + folder + "/trust.pem >/dev/null 2>&1";
+  return std::system(command.c_str()) == 0;
+}
+
+std::string SecureConfiguration(const std::string& folder, std::uint16_t port) {
+  if (port == 0) {
+    return {};
+  }
+  return "  server { listen 127.0.0.1:" + std::to_string(port) + " ssl; root " + folder +
+         "; ssl_certificate " + folder + "/trust.pem; ssl_certificate_key " + folder +
+         "/key.pem; ssl_session_cache shared:s:4m; ssl_protocols TLSv1.2 TLSv1.3; }\n";
+}
+
+std::string NginxConfiguration(const std::string& folder, std::uint16_t port,
+                               std::uint16_t securePort) {
   return "daemon off; master_process off; worker_processes 1; pid " + folder + "/pid;\n" +
          "error_log " + folder + "/error.log;\n" + "events { worker_connections 512; }\n" +
-         "http {\n" + "  access_log off; default_type text/plain; sendfile on;\n" +
+         "http {\n" + "  access_log off; keepalive_requests 10000000; default_type text/plain; sendfile on;\n" +
          "  client_body_temp_path " + folder + "/a; proxy_temp_path " + folder + "/b;\n" +
          "  fastcgi_temp_path " + folder + "/c; uwsgi_temp_path " + folder + "/d;\n" +
          "  scgi_temp_path " + folder + "/e;\n" +
-         "  server { listen 127.0.0.1:" + std::to_string(port) + "; root " + folder + "; }\n}\n";
+         "  server { listen 127.0.0.1:" + std::to_string(port) + "; root " + folder + "; }\n" +
+         SecureConfiguration(folder, securePort) + "}\n";
 }
 
 const char* FindNginx() {
@@ -159,7 +179,10 @@ void HttpServers::StartNginx() {
   }
   close(ListenOnLoopback(nginxPort_));
   const std::string configuration = folder + "/nginx.conf";
-  std::ofstream(configuration) << NginxConfiguration(folder, nginxPort_);
+  if (MakeCertificate(folder)) {
+    close(ListenOnLoopback(securePort_));
+  }
+  std::ofstream(configuration) << NginxConfiguration(folder, nginxPort_, securePort_);
   nginx_ = std::make_unique<ChildProcess>([&] {
     execl(program, "nginx", "-e", (folder + "/error.log").c_str(), "-c", configuration.c_str(),
           static_cast<char*>(nullptr));
@@ -172,6 +195,10 @@ void HttpServers::StartNginx() {
 std::string HttpServers::SmallUrl() const {
   const std::uint16_t port = nginx_ ? nginxPort_ : ownPort_;
   return "http://127.0.0.1:" + std::to_string(port) + "/small";
+}
+
+std::string HttpServers::SecureUrl(const std::string& path) const {
+  return securePort_ == 0 ? "" : "https://localhost:" + std::to_string(securePort_) + path;
 }
 
 std::string HttpServers::BodyUrl(BodyKind kind, int mebibytes) const {

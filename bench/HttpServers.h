@@ -24,6 +24,10 @@ class HttpServers {
 
   /// An answer of 100 bytes.
   std::string SmallUrl() const;
+  /// The same over TLS, and a body of known length; empty where nginx or openssl is missing.
+  std::string SecureUrl(const std::string& path = "/small") const;
+  /// Whom to trust for it.
+  std::string TrustFile() const { return folder_.Path() + "/trust.pem"; }
   /// An answer of type text/plain with a body of so many MiB.
   std::string BodyUrl(BodyKind kind, int mebibytes) const;
   /// Where downloads go; removed at the end.
@@ -39,6 +43,7 @@ class HttpServers {
   std::uint16_t ownPort_ = 0;
   std::unique_ptr<ChildProcess> own_;
   std::uint16_t nginxPort_ = 0;
+  std::uint16_t securePort_ = 0;
   std::unique_ptr<ChildProcess> nginx_;
 };
 

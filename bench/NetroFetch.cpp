@@ -1,6 +1,9 @@
 // Fetching with HTTPCls, one object for all repetitions, or one for each task.
 
 #include <netro/HTTPCls.h>
+#ifdef NETRO_HAVE_TLS
+#include <netro/tls/OpenSslTls.h>
+#endif
 
 #include <memory>
 
@@ -10,7 +13,22 @@
 namespace netro::bench {
 namespace {
 
-void Prepare(HTTPCls& http, const Fetch& fetch) {
+std::shared_ptr<TlsProvider> ProviderFor(const Fetch& fetch) {
+#ifdef NETRO_HAVE_TLS
+  if (!fetch.trustFile.empty()) {
+    TlsSettings settings;
+    settings.trustFile = fetch.trustFile;
+    settings.resumeSessions = fetch.resumes;
+    std::string error;
+    return MakeOpenSslProvider(settings, error);
+  }
+#endif
+  return nullptr;
+}
+
+void Prepare(HTTPCls& http, const Fetch& fetch, const std::shared_ptr<TlsProvider>& tls) {
+  http.Tls(tls);
+  http.KeepAlive(fetch.keepAlive);
   http.URL(fetch.url);
   http.TimeOutSeconds(fetch.timeoutSeconds);
   http.RemoveChunkHeader(!fetch.keepFraming);
@@ -36,7 +54,7 @@ std::string FetchOnce(HTTPCls& http, const Fetch& fetch) {
 
 std::string NetroFetch(const Fetch& fetch, Stopwatch& watch) {
   HTTPCls http;
-  Prepare(http, fetch);
+  Prepare(http, fetch, ProviderFor(fetch));
   std::string error;
   watch.Start();
   for (int i = 0; i < fetch.repetitions && error.empty(); ++i) {
@@ -47,10 +65,11 @@ std::string NetroFetch(const Fetch& fetch, Stopwatch& watch) {
 }
 
 std::string NetroFetchMany(const Fetch& fetch, Stopwatch& watch) {
+  const auto tls = ProviderFor(fetch);
   watch.Start();
   std::string error = ShareOut(fetch.inFlight, fetch.repetitions, [&] {
     auto http = std::make_unique<HTTPCls>();
-    Prepare(*http, fetch);
+    Prepare(*http, fetch, tls);
     return [http = std::move(http), &fetch] { return FetchOnce(*http, fetch); };
   });
   watch.Stop();

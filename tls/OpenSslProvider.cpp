@@ -61,6 +61,9 @@ std::string OpenSslProvider::Prepare(const TlsSettings& settings) {
   OpenSslSession::Install(*context);
   SSL_CTX_set_app_data(context, this);
   trustsAnyone_ = settings.trustAnyoneForTestsOnly;
+  if (!settings.resumeSessions) {
+    SSL_CTX_set_session_cache_mode(context_.get(), SSL_SESS_CACHE_OFF);
+  }
 
   std::string error = ReadTrust(settings);
   if (error.empty()) error = ReadCertificate(settings);

@@ -27,6 +27,19 @@ std::string_view BehindProtocol(std::string_view line) {
   return line;
 }
 
+void SkipLine(std::string_view& rest) {
+  const auto end = rest.find('\n');
+  rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
+}
+
+bool IsSameLetter(char a, char b) { return ((a ^ b) & ~0x20) == 0; }
+
+// A quick look: most lines are others.
+bool MayBeNamed(std::string_view text, std::string_view name) {
+  return text.size() > name.size() && IsSameLetter(text.front(), name.front()) &&
+         IsSameLetter(text[name.size() - 1], name.back());
+}
+
 bool IsNamed(std::string_view line, std::string_view name) {
   std::string_view own = line.substr(0, line.find(':'));
   if (own.size() == line.size()) return false;
@@ -74,9 +87,13 @@ std::string_view HttpHead::FirstLine() const {
 
 std::vector<std::string> HttpHead::Lines(std::string_view name) const {
   std::vector<std::string> lines;
+  if (name.empty()) return lines;
   std::string_view rest = text_;
-  TakeLine(rest);
-  while (!rest.empty()) {
+  for (SkipLine(rest); !rest.empty();) {
+    if (!MayBeNamed(rest, name)) {
+      SkipLine(rest);
+      continue;
+    }
     const std::string_view line = TakeLine(rest);
     if (IsNamed(line, name)) lines.push_back(TakeValue(line, rest));
   }

@@ -49,8 +49,9 @@ std::string HttpQuery::Run(bool& timeout) {
   });
   timeout = false;
   Reset();
-  // Deep inside other calls it is left out: what it delivers may make one more call.
-  if (mark_.MessageLoop().MayPumpAside()) mark_.MessageLoop().PumpMessages();
+  // Deep inside other calls it is left out: what it delivers may make one more call. Beside tasks
+  // the loop goes on anyway.
+  if (mark_.Task() == nullptr && mark_.MessageLoop().MayPumpAside()) mark_.MessageLoop().PumpMessages();
   bool succeeded = call_->alive && CheckSettings() && Prepare();
   do {
     succeeded = succeeded && Exchange(timeout);
@@ -102,7 +103,7 @@ bool HttpQuery::Fail(std::int32_t error, std::string text) {
 
 bool HttpQuery::Exchange(bool& timeout) {
   next_.reset();
-  Note("request", method_ + ' ' + WithoutSecrets(UrlText(url_)));
+  Note("request", method_ + ' ' + WithoutSecretParameters(UrlText(url_)));
   return Open() && Send() && AwaitAnswer(timeout);
 }
 

@@ -125,10 +125,10 @@ void HttpQuery::BeginBody() {
   if (owner_.lastErr_ != 0) return answer_->Abandon();
   std::int32_t error = target_.Open(BodyPlan());
   TellFile();
-  const auto coding = answer_->Head().Field("Content-Encoding");
-  if (error == 0 && coding && next_ != Next::Repeat && options_.codings != nullptr &&
-      settings_.removeChunkHeader) {
-    error = target_.Chain().Open(*options_.codings, *coding, options_.maxBodyLen);
+  const bool unpacks = options_.codings != nullptr && settings_.removeChunkHeader;
+  if (error == 0 && unpacks && next_ != Next::Repeat) {
+    const std::string coding = answer_->Head().Field("Content-Encoding").value_or("");
+    error = target_.Chain().Open(*options_.codings, coding, options_.maxBodyLen);
   }
   if (error != 0) StopAnswer(error);
 }

@@ -65,8 +65,9 @@ bool HttpQuery::Refused(std::int32_t code, const HttpHead& head) {
 
 bool HttpQuery::Redirected(std::int32_t code, const HttpHead& head) {
   const auto redirect = RedirectOf(code, method_);
+  if (options_.maxRedirects <= 0 || !redirect) return false;
   const std::vector<std::string> places = head.Lines("Location");
-  if (options_.maxRedirects <= 0 || !redirect || places.empty()) return false;
+  if (places.empty()) return false;
   if (redirects_++ == options_.maxRedirects) {
     return Stop(kErrLoop, "More than " + std::to_string(options_.maxRedirects) +
                               " redirects; the next one leads to " + WithoutSecrets(places[0]) + ".");
@@ -96,7 +97,7 @@ bool HttpQuery::FollowTo(std::string place, std::int32_t code) {
   serverLogin_ = {};
   serverLogin_.send = ownOrigin_ && settings_.sendAuthAfterChallenge;
   url_ = std::move(next);
-  Note("redirect", std::to_string(code) + ' ' + WithoutSecrets(UrlText(url_)));
+  Note("redirect", std::to_string(code) + ' ' + WithoutSecretParameters(UrlText(url_)));
   return CheckProtocol() || Stop(kErrProtocolNotSupported, std::move(errorText_));
 }
 

@@ -29,17 +29,18 @@ bool IsSecretName(std::string_view name) {
   });
 }
 
-std::string WithoutSecrets(std::string_view url) {
-  const std::string whole = ShownUrl(url);
-  const auto query = whole.find('?');
-  if (query == std::string::npos) return whole;
-  std::string shown = whole.substr(0, query);
+std::string WithoutSecretParameters(std::string url) {
+  const auto query = url.find('?');
+  if (query == std::string::npos) return url;
+  std::string shown = url.substr(0, query);
   char before = '?';
-  for (const std::string& parameter : Split(std::string_view(whole).substr(query + 1), '&')) {
+  for (const std::string& parameter : Split(std::string_view(url).substr(query + 1), '&')) {
     shown += before + ShownParameter(parameter);
     before = '&';
   }
   return shown;
 }
+
+std::string WithoutSecrets(std::string_view url) { return WithoutSecretParameters(ShownUrl(url)); }
 
 }  // namespace netro

@@ -60,6 +60,8 @@ struct TlsSettings {
   TlsVersion minimumVersion = TlsVersion::Tls12;
   /// Protocols to offer in order of preference (RFC 7301), such as "http/1.1"; none: no offer.
   std::vector<std::string> alpn;
+  /// Continues earlier sessions with the same peer, which saves a round of cryptography.
+  bool resumeSessions = true;
   /// A file that the secrets of every connection are appended to, for programs that show recorded
   /// traffic. Who can read it can read everything.
   std::string keyLogFile;
