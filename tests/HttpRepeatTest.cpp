@@ -252,6 +252,20 @@ TEST_F(HttpKept, ARefusalAndItsAnswerShareOne) {
   EXPECT_EQ(server_.Connections(), 1u);
 }
 
+// The connection that a redirect came on still leads to where it came from, and over http.
+TEST_F(HttpKept, ARedirectElsewhereGoesElsewhere) {
+  HttpServer there(true);
+  there.OnText("/", "there");
+  server_.On("/away", [&](const auto&) { return To("302 x", there.Url("/")); });
+  for (int i = 0; i < 2; ++i) {
+    HTTPCls http;
+    http.MaxRedirects(1);
+    EXPECT_EQ(Get("/away", http), "there");
+  }
+  EXPECT_EQ(server_.Connections() + there.Connections(), 2u);
+  EXPECT_EQ(server_.Requests().size(), 2u);
+}
+
 TEST_F(HttpKept, WhatIsNotSafeIsNotKept) {
   for (const char* path : {"/close", "/more"}) {
     SCOPED_TRACE(path);

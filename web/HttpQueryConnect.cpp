@@ -30,6 +30,7 @@ bool HttpQuery::Open() {
   owner_.waitForDataLen_ = 0;
   owner_.transferChunkOffset_ = 0;
   answer_.reset();
+  key_ = ConnectionKey();
   reused_ = TakeKept();
   if (!call_->alive) return false;
   if (reused_) {
@@ -47,6 +48,8 @@ std::string HttpQuery::ConnectionKey() const {
   const bool secure = url_.protocol == "https";
   add(secure ? "https" : "http");
   add(plan.host);
+  // Several hosts may have one address (AddHostAddress), but each its own certificate.
+  if (!UsesHttpProxy()) add(url_.host);
   add(std::to_string(plan.port));
   if (UsesTunnel()) add(url_.host + ':' + std::to_string(EffectivePort(url_)));
   add(std::to_string(settings_.proxyType));
@@ -74,7 +77,7 @@ bool HttpQuery::TakeKept() {
     mark_.MessageLoop().PumpMessages();
     if (!call_->alive) return false;
   }
-  auto kept = HttpPool::ForThread()->Take(ConnectionKey());
+  auto kept = HttpPool::ForThread()->Take(key_);
   if (kept == nullptr) return false;
   owner_.socket_ = std::move(kept);
   SocketOwner::Adopt(*owner_.socket_, mark_);
@@ -180,7 +183,7 @@ void HttpQuery::LeaveConnection() {
   const bool usable = options_.keepAlive && sentAll_ && answer_->LeavesConnectionUsable() &&
                       owner_.socket_->State() == sockConnected;
   if (!usable) return owner_.socket_->Disconnect();
-  HttpPool::ForThread()->Give(ConnectionKey(), std::move(owner_.socket_));
+  HttpPool::ForThread()->Give(std::move(key_), std::move(owner_.socket_));
 }
 
 // True for an exchange on a kept connection that ended before a byte of an answer: most likely the
