@@ -135,6 +135,7 @@ class HttpQuery final : private SocketClsEvents, private HttpBodySink {
   bool onlyNew_ = false;      // one that was kept has failed
   bool asksRest_ = false;     // of the part
   bool goesOn_ = false;       // the answer has it
+  std::uint64_t whole_ = 0;   // bytes with the rest
   std::unique_ptr<HttpAnswer> answer_;
   HttpBodyTarget target_;
   bool ended_ = false;  // the answer is complete, broken, or cut short
