@@ -105,6 +105,22 @@ TEST(HttpRedirects, EndWhereTheyMust) {
   }
 }
 
+// What a server puts into its texts reaches no terminal.
+TEST(HttpRedirects, ControlCharactersAreNotTold) {
+  HttpServer server;
+  server.On("/from", [](const auto&) { return To("302 \x1b[2J" + std::string(9'000, 'x'), "/a \x1b[2J?\x1b"); });
+  server.OnText("/a%20%1B[2J", "there");
+  HTTPCls http;
+  http.URL(server.Url("/from"));
+  http.MaxRedirects(1);
+  EXPECT_EQ(Ask(http), "there");
+  EXPECT_EQ(http.FinalURL(), server.Url("/a%20%1B[2J?%1B"));
+  for (const HTTPMoment& moment : http.Timeline()) {
+    EXPECT_EQ(moment.Detail.find('\x1b'), std::string::npos) << moment.What;
+    EXPECT_LT(moment.Detail.size(), 5'000u);
+  }
+}
+
 // Another port is another origin already.
 TEST(HttpRedirects, SecretsStayWithTheirOrigin) {
   HttpServer here;

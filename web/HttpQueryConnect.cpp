@@ -9,6 +9,7 @@
 #include "platform/ErrorNumbers.h"
 #include "socket/SocketErrors.h"
 #include "support/UrlReference.h"
+#include "web/HttpFraming.h"
 #include "web/HttpPool.h"
 #include "web/HttpQuery.h"
 #include "web/HttpTunnel.h"
@@ -155,7 +156,7 @@ bool HttpQuery::OpenTunnel(bool& again) {
   const HttpStatus status = tunnel.Status();
   again = status.code == kProxyRefusal && !settings_.proxyUser.empty() &&
           proxyLogin_.Refused(ParseChallenges(tunnel.Head(), "Proxy-Authenticate"), Form());
-  const std::string answer = std::to_string(status.code) + ' ' + status.reason;
+  const std::string answer = std::to_string(status.code) + ' ' + Shown(status.reason);
   if (again) Note("login", answer);
   if (again) return true;
   Fail(error, "The proxy refused a tunnel to " + HostAndPort(url_) + ": " + answer);
