@@ -113,7 +113,11 @@ bool HttpQuery::OpenSocket() {
   // A server may answer or hang up before it was asked; behind a proxy only once it is reached.
   if (!UsesSocks() && !UsesTunnel() && url_.protocol != "https") BeginAnswer();
   owner_.waitForConnect_ = true;
-  const std::int32_t error = SocketOwner::Connect(*owner_.socket_, plan, mark_);
+  std::int32_t error = SocketOwner::Connect(*owner_.socket_, plan, mark_);
+  // What only waits for a use gives way to what is in use.
+  if (error == kErrTooManyFiles && call_->alive && HttpPool::ForThread()->Clear()) {
+    error = SocketOwner::Connect(*owner_.socket_, plan, mark_);
+  }
   if (!call_->alive) return false;
   owner_.waitForConnect_ = false;
   if (error != 0) return Fail(error);
