@@ -19,9 +19,9 @@ class OutputFile {
 
   /// Creates `path`, replacing what was there.
   std::int32_t Create(const std::string& path);
-  /// Goes on at the end of a file that is there, which is not one until it is finished: Discard
-  /// removes it too.
-  std::int32_t Continue(const std::string& path);
+  /// Goes on at the end of a file that is there and has `size` bytes. It counts as unfinished:
+  /// Discard removes it too.
+  std::int32_t Continue(const std::string& path, std::uint64_t size);
   /// Creates a file of a new unique name in the system's folder for temporary files.
   std::int32_t CreateTemporary(const std::string& prefix, const std::string& extension);
   /// The same in `folder`.
@@ -32,7 +32,8 @@ class OutputFile {
   /// Closes the file and keeps it. An error that shows only now removes it.
   std::int32_t Finish();
   /// As Finish, then renames the file to `path` in the same folder, in one step and replacing what
-  /// was there. The bytes are on the disk before, so that not even a power failure leaves half a
+  /// was there if that was a file or link. Fails with EBUSY when somebody else has written to the
+  /// file or put another in its place. The bytes are on the disk before, so that not even a power failure leaves half a
   /// file under that name. On failure the file is removed and the old one stays.
   std::int32_t FinishAs(const std::string& path);
   /// Closes and removes a file that was not finished.
@@ -43,13 +44,18 @@ class OutputFile {
 
  private:
   std::int32_t Flush();
+  bool IsStillOurs() const;
 
   int descriptor_ = -1;
   Bytes waiting_;  // bytes that were not worth a system call yet
   std::string path_;
+  std::uint64_t size_ = 0;  // with all that was written
 };
 
 /// Removes a file or link; one that is not there is no error. Folders, devices and the like stay.
 std::int32_t RemoveFile(const std::string& path);
+
+/// 0 when a file may take the place of what has this name: nothing, a file or a link.
+std::int32_t CanReplace(const std::string& path);
 
 }  // namespace netro

@@ -1,6 +1,7 @@
 // Bodies of requests from files, functions and forms; where bodies of answers go, and their limits.
 #include <gtest/gtest.h>
 #include <netro/HTTPCls.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 #include <string>
@@ -248,6 +249,7 @@ TEST(HttpAnswerBody, AFileIsReplacedWhenItIsWhole) {
       {Ok("", "new"), 0, "new"},
       {"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nnew", 10054, "old"},
       {HttpServer::Answer("404 No\r\nContent-Length: 3", "new"), 0, "old"},
+      {HttpServer::Answer("302 No\r\nLocation: /a\r\nContent-Length: 3", "new"), 0, "old"},
       {"nonsense", 10042, "old"},
       {Ok("", ""), 0, ""},
   };
@@ -285,6 +287,12 @@ TEST(HttpAnswerBody, APartIsContinuedOnlyIfItIsOne) {
       {cut, "HTTP/1.1 206 P\r\nETag: \"2\"\r\n" + rest + "\r\ndef", "bytes=3-", 10042, ""},
       {cut, "HTTP/1.1 206 P\r\nContent-Range: bytes 2-4/6\r\nContent-Length: 3\r\n\r\ndef",
        "bytes=3-", 10042, ""},
+      {cut, "HTTP/1.1 206 P\r\nContent-Range: bytes 3-4/6\r\nContent-Length: 2\r\n\r\nde",
+       "bytes=3-", 10054, ""},
+      {cut, "HTTP/1.1 206 P\r\nContent-Range: bytes 3-5/6\r\nTransfer-Encoding: chunked\r\n\r\n"
+            "2\r\nde\r\n0\r\n\r\n", "bytes=3-", 10054, ""},
+      {"HTTP/1.1 200 OK\r\nContent-Length: 6\r\n\r\nabc",
+       "HTTP/1.1 206 P\r\n" + rest + "\r\ndef", "", 10042, ""},
       {"HTTP/1.1 200 OK\r\nETag: W/\"1\"\r\nContent-Length: 6\r\n\r\nabc", Ok("", "whole"), "", 0,
        "whole"},
   };
@@ -310,7 +318,28 @@ TEST(HttpAnswerBody, APartIsContinuedOnlyIfItIsOne) {
     if (c.error == 0) {
       EXPECT_EQ(http.BodyLen(), c.content.size());
     }
-    EXPECT_EQ(std::filesystem::exists(folder / "file.part"), c.error != 0);
+    EXPECT_EQ(std::filesystem::exists(folder / "file.part"), c.error != 0 && *c.asked != '\0');
+  }
+}
+
+// What is no file stays, and nothing is asked of the server's answer for it.
+TEST(HttpAnswerBody, APipeIsNotReplaced) {
+  for (const bool resume : {false, true}) {
+    const TemporaryFolder folder;
+    const std::string pipe = folder / "pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    HttpServer server;
+    server.OnText("/", "new");
+    HTTPCls http;
+    http.URL(server.Url("/"));
+    http.SaveAsFile(true);
+    http.Filename(pipe);
+    http.ReplaceWhenWhole(true);
+    http.Resume(resume);
+    Ask(http);
+    EXPECT_EQ(http.LastErr(), 20017);
+    EXPECT_TRUE(std::filesystem::is_fifo(pipe));
+    EXPECT_FALSE(std::filesystem::exists(pipe + ".part"));
   }
 }
 

@@ -36,6 +36,8 @@ TEST(HttpConnection, IsUsableAfterAWholeAnswerOnly) {
       {ok + "Connection: X, Close\r\nConnection: keep-alive\r\n" + sized, false},
       {"HTTP/1.0 200 OK\r\n" + sized, false},
       {"HTTP/1.0 200 OK\r\nConnection: Keep-Alive\r\n" + sized, true},
+      {ok + "Content-Length: 2\r\n" + chunked.substr(ok.size()) + "\r\n", false},
+      {"HTTP/1.0 200 OK\r\nConnection: Keep-Alive\r\n" + chunked.substr(ok.size()) + "\r\n", false},
       {chunked, false},
       {chunked + "\r\n", true},
       {chunked + "T: 1\r\n\r\n", true},

@@ -113,6 +113,22 @@ TEST(HttpRedirects, EndWhereTheyMust) {
   }
 }
 
+// What a server puts into its texts reaches no terminal.
+TEST(HttpRedirects, ControlCharactersAreNotTold) {
+  HttpServer server;
+  server.On("/from", [](const auto&) { return To("302 \x1b[2J" + std::string(9'000, 'x'), "/a \x1b[2J?\x1b"); });
+  server.OnText("/a%20%1B[2J", "there");
+  HTTPCls http;
+  http.URL(server.Url("/from"));
+  http.MaxRedirects(1);
+  EXPECT_EQ(Ask(http), "there");
+  EXPECT_EQ(http.FinalURL(), server.Url("/a%20%1B[2J?%1B"));
+  for (const HTTPMoment& moment : http.Timeline()) {
+    EXPECT_EQ(moment.Detail.find('\x1b'), std::string::npos) << moment.What;
+    EXPECT_LT(moment.Detail.size(), 5'000u);
+  }
+}
+
 // Another port is another origin already.
 TEST(HttpRedirects, SecretsStayWithTheirOrigin) {
   HttpServer here;
@@ -258,6 +274,20 @@ TEST_F(HttpKept, ARefusalAndItsAnswerShareOne) {
   EXPECT_EQ(Get("/401", http), "hi");
   EXPECT_EQ(http.HTTPResult(), 200);
   EXPECT_EQ(server_.Connections(), 1u);
+}
+
+// The connection that a redirect came on still leads to where it came from, and over http.
+TEST_F(HttpKept, ARedirectElsewhereGoesElsewhere) {
+  HttpServer there(true);
+  there.OnText("/", "there");
+  server_.On("/away", [&](const auto&) { return To("302 x", there.Url("/")); });
+  for (int i = 0; i < 2; ++i) {
+    HTTPCls http;
+    http.MaxRedirects(1);
+    EXPECT_EQ(Get("/away", http), "there");
+  }
+  EXPECT_EQ(server_.Connections() + there.Connections(), 2u);
+  EXPECT_EQ(server_.Requests().size(), 2u);
 }
 
 TEST_F(HttpKept, WhatIsNotSafeIsNotKept) {

@@ -147,6 +147,13 @@ TEST_F(Https, IsKeptForThoseOfTheSameProvider) {
   http_.Tls(Trusting());
   EXPECT_EQ(Ask(), "hi");
   EXPECT_EQ(server_.Handshakes(), 2u);
+  // Neither for another host at the same address, whose certificate nobody has seen.
+  for (const char* host : {"localhost", "other.test"}) {
+    http_.AddHostAddress(host, server_.Port(), "127.0.0.1");
+    http_.URL("https://" + std::string(host) + ":" + std::to_string(server_.Port()) + "/");
+    Ask();
+  }
+  EXPECT_EQ(http_.LastErr(), tlsWrongName);
 }
 
 TEST_F(Https, WhoCannotBeTrustedIsAskedNothing) {
@@ -181,13 +188,17 @@ TEST_F(Https, ABodyThatEndsByCloseNeedsTheClosingAlert) {
 }
 
 TEST_F(Https, ARedirectLeadsFromHttp) {
-  HttpServer plain;
+  HttpServer plain(true);
   plain.On("/", [&](const auto&) {
     return HttpServer::Answer("301 x\r\nContent-Length: 0\r\nLocation: " + server_.Url("/"), "");
   });
   http_.URL(plain.Url("/"));
   http_.MaxRedirects(1);
-  EXPECT_EQ(Ask(), "hi");
+  for (const bool keep : {false, true}) {
+    http_.KeepAlive(keep);
+    EXPECT_EQ(Ask(), "hi");
+    EXPECT_FALSE(http_.TlsInfo().protocol.empty());
+  }
 }
 
 TEST_F(Https, TunnelsThroughHttpProxies) {

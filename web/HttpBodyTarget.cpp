@@ -34,14 +34,17 @@ std::int32_t HttpBodyTarget::MakeFile() {
     path_ = file_.Path();
   } else if (plan_.manner == Manner::AtOnce) {
     error = file_.Create(path_);
-  } else if (plan_.manner == Manner::WhenWhole) {
-    error = file_.CreateUnique(FolderOf(path_), ".netro", "part");
-  } else {
-    error = plan_.had > 0 ? file_.Continue(HttpPart::PathOf(path_))
-                            : file_.Create(HttpPart::PathOf(path_));
-    if (error == 0) error = HttpPart::Note(path_, plan_.note);
+  } else if ((error = CanReplace(path_)) == 0) {
+    const bool inParts = plan_.manner == Manner::InParts;
+    error = inParts ? MakePart() : file_.CreateUnique(FolderOf(path_), ".netro", "part");
   }
   return error == 0 ? 0 : FileFailed(error);
+}
+
+std::int32_t HttpBodyTarget::MakePart() {
+  const std::string path = HttpPart::PathOf(path_);
+  const std::int32_t error = plan_.had > 0 ? file_.Continue(path, plan_.had) : file_.Create(path);
+  return error == 0 ? HttpPart::Note(path_, plan_.note) : error;
 }
 
 std::int32_t HttpBodyTarget::FileFailed(std::int32_t error) {
@@ -64,6 +67,8 @@ std::int32_t HttpBodyTarget::Write(std::span<const std::uint8_t> bytes, const Li
     return failed;
   });
   if (error != 0 && errorText_.empty()) errorText_ = chain_.ErrorText();
+  // What was unpacked before that may be as wrong: nothing is to go on from there.
+  if (error != 0) plan_.note.clear();
   return error;
 }
 
@@ -90,9 +95,16 @@ std::int32_t HttpBodyTarget::Deliver(std::span<const std::uint8_t> bytes, const 
 std::int32_t HttpBodyTarget::Finish() {
   if (const std::int32_t error = chain_.Finish()) {
     errorText_ = chain_.ErrorText();
+    plan_.note.clear();
     return error;
   }
   if (!hasFile_) return 0;
+  if (const double whole = static_cast<double>(plan_.whole.value_or(0));
+      plan_.whole && length_ != whole) {
+    if (length_ > whole) plan_.note.clear();
+    errorText_ = "The server sent another rest of the body than it said.";
+    return kErrConnectionReset;
+  }
   const bool renamed = plan_.place == Place::File && plan_.manner != Manner::AtOnce;
   const std::int32_t error = renamed ? file_.FinishAs(path_) : file_.Finish();
   if (renamed && plan_.manner == Manner::InParts) HttpPart::Forget(path_);

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 
@@ -28,9 +29,10 @@ class HttpBodyTarget {
     Place place = Place::Text;
     std::string file;
     Manner manner = Manner::AtOnce;
-    std::uint64_t had = 0;    // bytes of the part that is there and goes on
-    std::uint64_t limit = 0;  // of bytes in the text
-    std::string note;         // of a part; empty: it does not stay
+    std::uint64_t had = 0;               // bytes of the part that is there and goes on
+    std::optional<std::uint64_t> whole;  // bytes of all of a body that goes on
+    std::uint64_t limit = 0;             // of bytes in the text
+    std::string note;                    // of a part; empty: it does not stay
   };
 
   /// Takes what is delivered, before it goes to its place.
@@ -65,6 +67,7 @@ class HttpBodyTarget {
   std::int32_t Deliver(std::span<const std::uint8_t> bytes, const Listener& listener,
                        const Text& text, bool& kept);
   std::int32_t MakeFile();
+  std::int32_t MakePart();
   std::int32_t FileFailed(std::int32_t error);
 
   Plan plan_;

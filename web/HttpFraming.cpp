@@ -46,10 +46,13 @@ void ReadCodings(const std::string& list, HttpFraming& framing) {
   }
 }
 
+// Chunks beside a length, or in HTTP 1.0, somebody on the way may have read otherwise, and then the
+// next answer would begin elsewhere for him (RFC 9112, sections 6.1 and 6.3).
 bool IsPersistent(const HttpHead& head) {
   if (head.Lists("Connection", "close")) return false;
-  const std::string_view line = head.FirstLine();
-  return !StartsWithIgnoreCase(line, "HTTP/1.0") || head.Lists("Connection", "keep-alive");
+  const bool old = StartsWithIgnoreCase(head.FirstLine(), "HTTP/1.0");
+  const bool doubtful = head.Field("Transfer-Encoding") && (old || head.Field("Content-Length"));
+  return !doubtful && (!old || head.Lists("Connection", "keep-alive"));
 }
 
 }  // namespace

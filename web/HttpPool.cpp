@@ -71,6 +71,12 @@ void HttpPool::Give(std::string key, std::unique_ptr<SocketCls> socket) {
   SetAlarm();
 }
 
+bool HttpPool::Clear() {
+  const bool had = !idle_.empty();
+  idle_.clear();
+  return had;
+}
+
 void HttpPool::Drop(const Idle& idle) {
   idle_.remove_if([&](const auto& one) { return one.get() == &idle; });
 }

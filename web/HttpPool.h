@@ -29,6 +29,8 @@ class HttpPool : public std::enable_shared_from_this<HttpPool> {
   /// where it leads, through what, and for whom.
   std::unique_ptr<SocketCls> Take(const std::string& key);
   void Give(std::string key, std::unique_ptr<SocketCls> socket);
+  /// Closes all that waits. False: nothing did.
+  bool Clear();
   std::size_t Count() const { return idle_.size(); }
 
  private:

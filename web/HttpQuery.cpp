@@ -28,6 +28,7 @@ namespace netro {
 namespace {
 
 constexpr std::size_t kMostMoments = 1'000;
+constexpr std::size_t kLongestDetail = 4'000;  // a server could fill the memory with them
 
 }  // namespace
 
@@ -77,6 +78,9 @@ void HttpQuery::Reset() {
 
 void HttpQuery::Note(std::string_view what, std::string detail) {
   if (!call_->alive || owner_.timeline_.size() == kMostMoments) return;
+  detail.resize(std::min(detail.size(), kLongestDetail));
+  std::ranges::replace_if(
+      detail, [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; }, '?');
   const std::chrono::duration<double, std::milli> since = Now() - begun_;
   owner_.timeline_.push_back({since.count(), what, std::move(detail)});
 }
@@ -169,6 +173,9 @@ std::string HttpQuery::Finish() {
   Publish();
   owner_.bodyLen_ = target_.Length();
   owner_.header_ = answer_->Header();
+  // As it was asked for: a redirect may have had anything in it.
+  url_.path = UrlEncode(url_.path);
+  url_.query = UrlEncode(url_.query);
   owner_.finalURL_ = UrlText(url_);
   TellFile();
   if (owner_.socket_ != nullptr) owner_.socket_->Events(nullptr);

@@ -130,11 +130,12 @@ class HttpQuery final : private SocketClsEvents, private HttpBodySink {
 
   // The present exchange.
   std::optional<Next> next_;  // decided once the header is there
-  std::string key_;           // of the connection in the pool
+  std::string key_;           // of the connection, which a redirect does not lead elsewhere
   bool reused_ = false;       // the connection was kept from another query
   bool onlyNew_ = false;      // one that was kept has failed
   bool asksRest_ = false;     // of the part
   bool goesOn_ = false;       // the answer has it
+  std::uint64_t whole_ = 0;   // bytes with the rest
   std::unique_ptr<HttpAnswer> answer_;
   HttpBodyTarget target_;
   bool ended_ = false;  // the answer is complete, broken, or cut short

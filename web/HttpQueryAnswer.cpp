@@ -16,8 +16,6 @@ namespace {
 // A connection is worth reading so much that nobody wants.
 constexpr double kMostDiscarded = 64 * 1024;
 constexpr std::chrono::milliseconds kShortestPause(5);
-constexpr std::int32_t kFirstError = 400;
-
 PartialBody PartOf(const HttpHead& head) {
   PartialBody part;
   part.entityTag = head.Field("ETag").value_or("");
@@ -109,13 +107,14 @@ HttpBodyTarget::Plan HttpQuery::BodyPlan() const {
   if (plan.place != Place::File || !settings_.saveAsFile) return plan;
   if (!options_.replaceWhenWhole && !options_.resume) return plan;
   // What a server says instead of the file is not what the file is replaced with.
-  if (answer_->Status().code >= kFirstError) {
+  if (answer_->Status().code / 100 != 2) {
     plan.place = Place::Text;
     return plan;
   }
   plan.manner = options_.resume ? HttpBodyTarget::Manner::InParts
                                 : HttpBodyTarget::Manner::WhenWhole;
   plan.had = goesOn_ ? part_.have : 0;
+  if (goesOn_) plan.whole = whole_;
   plan.note = HttpPart::NoteOf(partUrl_, goesOn_ ? part_ : PartOf(answer_->Head()));
   return plan;
 }

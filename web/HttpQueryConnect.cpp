@@ -9,6 +9,7 @@
 #include "platform/ErrorNumbers.h"
 #include "socket/SocketErrors.h"
 #include "support/UrlReference.h"
+#include "web/HttpFraming.h"
 #include "web/HttpPool.h"
 #include "web/HttpQuery.h"
 #include "web/HttpTunnel.h"
@@ -48,6 +49,8 @@ std::string HttpQuery::ConnectionKey() const {
   const bool secure = url_.protocol == "https";
   add(secure ? "https" : "http");
   add(plan.host);
+  // Several hosts may have one address (AddHostAddress), but each its own certificate.
+  if (!UsesHttpProxy()) add(url_.host);
   add(std::to_string(plan.port));
   if (UsesTunnel()) add(url_.host + ':' + std::to_string(EffectivePort(url_)));
   add(std::to_string(settings_.proxyType));
@@ -110,7 +113,11 @@ bool HttpQuery::OpenSocket() {
   // A server may answer or hang up before it was asked; behind a proxy only once it is reached.
   if (!UsesSocks() && !UsesTunnel() && url_.protocol != "https") BeginAnswer();
   owner_.waitForConnect_ = true;
-  const std::int32_t error = SocketOwner::Connect(*owner_.socket_, plan, mark_);
+  std::int32_t error = SocketOwner::Connect(*owner_.socket_, plan, mark_);
+  // What only waits for a use gives way to what is in use.
+  if (error == kErrTooManyFiles && call_->alive && HttpPool::ForThread()->Clear()) {
+    error = SocketOwner::Connect(*owner_.socket_, plan, mark_);
+  }
   if (!call_->alive) return false;
   owner_.waitForConnect_ = false;
   if (error != 0) return Fail(error);
@@ -153,7 +160,7 @@ bool HttpQuery::OpenTunnel(bool& again) {
   const HttpStatus status = tunnel.Status();
   again = status.code == kProxyRefusal && !settings_.proxyUser.empty() &&
           proxyLogin_.Refused(ParseChallenges(tunnel.Head(), "Proxy-Authenticate"), Form());
-  const std::string answer = std::to_string(status.code) + ' ' + status.reason;
+  const std::string answer = std::to_string(status.code) + ' ' + Shown(status.reason);
   if (again) Note("login", answer);
   if (again) return true;
   Fail(error, "The proxy refused a tunnel to " + HostAndPort(url_) + ": " + answer);

@@ -15,6 +15,7 @@
 namespace netro {
 namespace {
 
+constexpr std::int32_t kPartial = 206;
 constexpr std::int32_t kServerRefusal = 401;
 constexpr std::int32_t kProxyRefusal = 407;
 constexpr std::int32_t kExpectationFailed = 417;
@@ -123,7 +124,11 @@ bool HttpQuery::WithoutExpectation(std::int32_t code) {
 // What an answer to the request for the rest means. True when it is to be asked for anew, whole.
 bool HttpQuery::Resumed(std::int32_t code, const HttpHead& head) {
   goesOn_ = false;
-  if (!asksRest_) return false;
+  // A part that nobody has asked for must not become the file.
+  const auto isRange = [](const auto& field) { return EqualsIgnoreCase(field.first, "Range"); };
+  const bool unasked = options_.resume && code == kPartial &&
+                       std::ranges::none_of(settings_.headers, isRange);
+  if (!asksRest_ && !unasked) return false;
   RangeAnswer answer;
   answer.status = code;
   answer.contentRange = head.Field("Content-Range").value_or("");
@@ -136,6 +141,7 @@ bool HttpQuery::Resumed(std::int32_t code, const HttpHead& head) {
   const ResumeDecision decision = DecideResume(part_, answer);
   if (decision.step == ResumeStep::Refuse) return Stop(kErrBadProtocolOption, decision.error);
   goesOn_ = decision.step == ResumeStep::Continue;
+  whole_ = decision.total.value_or(part_.have + decision.expected);
   if (goesOn_) Note("resumed", std::to_string(part_.have) + " bytes");
   if (decision.step != ResumeStep::AskAgain && decision.step != ResumeStep::Complete) return false;
   HttpPart::Forget(settings_.filename);
