@@ -149,6 +149,18 @@ TEST_F(Https, IsKeptForThoseOfTheSameProvider) {
   EXPECT_EQ(server_.Handshakes(), 2u);
 }
 
+// A certificate was checked for one name, whatever else leads to the same address.
+TEST_F(Https, IsKeptForTheHostThatWasProved) {
+  http_.KeepAlive(true);
+  for (const char* host : {"localhost", "other.test"}) {
+    http_.AddHostAddress(host, server_.Port(), "127.0.0.1");
+    http_.URL("https://" + std::string(host) + ":" + std::to_string(server_.Port()) + "/");
+    const std::string answer = Ask();
+    EXPECT_EQ(http_.LastErr(), host == std::string("localhost") ? 0 : tlsWrongName) << answer;
+  }
+  EXPECT_EQ(server_.Plain().Requests().size(), 1u);
+}
+
 TEST_F(Https, WhoCannotBeTrustedIsAskedNothing) {
   const TlsSettings strange;
   http_.Tls(MustProvide(strange));

@@ -48,7 +48,8 @@ std::string HttpQuery::ConnectionKey() const {
   add(secure ? "https" : "http");
   add(plan.host);
   add(std::to_string(plan.port));
-  if (UsesTunnel()) add(url_.host + ':' + std::to_string(EffectivePort(url_)));
+  // Its name was proved by a certificate, and other names may lead to the same address or proxy.
+  if (secure) add(url_.host + ':' + std::to_string(EffectivePort(url_)));
   add(std::to_string(settings_.proxyType));
   if (settings_.proxyType != NoProxy) {
     add(plan.proxyHost);
