@@ -39,7 +39,7 @@ TEST(TlsCodingsNginx, BodiesAreUnpackedAsCurlDoes) {
       EXPECT_EQ(StableHeader(answer), StableHeader(wanted));
       EXPECT_TRUE(Body(answer) == text && Body(wanted) == text);
       const bool asked = std::string(c.coding) != "br" || server.PacksBrotli();
-      if (asked) EXPECT_EQ(http.Header("Content-Encoding"), c.coding);
+      EXPECT_EQ(http.Header("Content-Encoding"), asked ? c.coding : "");
     }
   if (!server.PacksBrotli()) GTEST_SKIP() << "nginx has no brotli module: that part was left out";
 }

@@ -12,9 +12,9 @@ namespace {
 constexpr char kBrotli[] = "/usr/lib/nginx/modules/ngx_http_brotli_filter_module.so";
 
 struct Rules {
-  peers::CertificateWish wish;
+  peers::CertificateWish wish = {};
   bool strangeIssuer = false;
-  std::string lines;
+  std::string lines = {};
 };
 
 // In the order of Site.
@@ -31,11 +31,11 @@ std::vector<Rules> AllRules(const std::string& folder) {
       {notYet},
       {wrongName},
       {selfSigned},
-      {{}, true},
-      {{}, false, "ssl_verify_client on; ssl_client_certificate " + folder + "/trust.pem;"},
-      {{}, false, "ssl_protocols TLSv1.2; ssl_session_tickets off; ssl_session_cache shared:s:1m;"},
-      {{}, false, "ssl_protocols TLSv1.2;"},
-      {{}, false, "ssl_protocols TLSv1.3;"}};
+      {.strangeIssuer = true},
+      {.lines = "ssl_verify_client on; ssl_client_certificate " + folder + "/trust.pem;"},
+      {.lines = "ssl_protocols TLSv1.2; ssl_session_tickets off; ssl_session_cache shared:s:1m;"},
+      {.lines = "ssl_protocols TLSv1.2;"},
+      {.lines = "ssl_protocols TLSv1.3;"}};
 }
 
 std::string Address(std::size_t site) { return "127.0.0." + std::to_string(1 + site); }
@@ -69,7 +69,7 @@ location /gzip/ { alias FOLDER/www/; gzip on; gzip_types *; }
 location /brotli/ { alias FOLDER/www/; BROTLI }
 location /put/ { dav_methods PUT; create_full_put_path on; client_max_body_size 50m; }
 location /post/ { proxy_pass https://127.0.0.1:PORT/put/; proxy_method PUT; client_max_body_size 50m; }
-location = /moved { return 307 /put/moved; }
+location = /moved { client_max_body_size 50m; return 307 /put/moved; }
 location /small/ { dav_methods PUT; client_max_body_size 1m; }
 )";
 
@@ -86,10 +86,12 @@ std::vector<std::string> Configure(const std::string& folder, const std::string&
   WriteFile(folder + "/site.conf", Replaced(site, "PORT", port));
   WriteFile(folder + "/trust.pem", Authority().Certificate());
   std::filesystem::create_directories(folder + "/www/put");
-  std::string conf = "daemon off;\nmaster_process off;\npid " + folder +
-                     "/nginx.pid;\nevents {}\n" + (geteuid() == 0 ? "user root;\n" : "") +
-                     (brotli ? "load_module " + std::string(kBrotli) + ";\n" : "") +
-                     "http {\naccess_log off;\ntypes { text/plain txt; image/png png; }\n"
+  std::string conf = (brotli ? "load_module " + std::string(kBrotli) + ";\n" : "") +
+                     (geteuid() == 0 ? "user root;\n" : "") +
+                     "daemon off;\nmaster_process off;\nevents {}\npid " + folder +
+                     "/nginx.pid;\n" +
+                     "http {\naccess_log off;\nssl_protocols TLSv1.2 TLSv1.3;\ntypes { text/plain "
+                     "txt; image/png png; }\n"
                      "default_type text/plain;\nkeepalive_requests 1000000;\nroot " +
                      folder + "/www;\n";
   for (const char* kind : {"client_body", "proxy", "fastcgi", "uwsgi", "scgi"})
