@@ -149,6 +149,30 @@ TEST_F(Https, IsKeptForThoseOfTheSameProvider) {
   EXPECT_EQ(server_.Handshakes(), 2u);
 }
 
+class ForwardingProvider : public TlsProvider {
+ public:
+  explicit ForwardingProvider(std::shared_ptr<TlsProvider> to) : to_(std::move(to)) {}
+  std::unique_ptr<TlsSession> NewSession(const std::string& host, std::int32_t port) override {
+    return to_->NewSession(host, port);
+  }
+
+ private:
+  std::shared_ptr<TlsProvider> to_;
+};
+
+// Connections are told apart by the address of the provider; another one must not get it.
+TEST_F(Https, AKeptConnectionHoldsItsProvider) {
+  auto provider = std::make_shared<ForwardingProvider>(provider_);
+  const std::weak_ptr<TlsProvider> weak = provider;
+  http_.KeepAlive(true);
+  http_.Tls(std::move(provider));
+  EXPECT_EQ(Ask(), "hi");
+  http_.Tls(provider_);
+  EXPECT_FALSE(weak.expired());
+  HttpPool::ForThread()->ThreadEnds();
+  EXPECT_TRUE(weak.expired());
+}
+
 // A certificate was checked for one name, whatever else leads to the same address.
 TEST_F(Https, IsKeptForTheHostThatWasProved) {
   http_.KeepAlive(true);

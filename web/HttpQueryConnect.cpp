@@ -181,7 +181,7 @@ void HttpQuery::LeaveConnection() {
   const bool usable = options_.keepAlive && sentAll_ && answer_->LeavesConnectionUsable() &&
                       owner_.socket_->State() == sockConnected;
   if (!usable) return owner_.socket_->Disconnect();
-  HttpPool::ForThread()->Give(ConnectionKey(), std::move(owner_.socket_));
+  HttpPool::ForThread()->Give(ConnectionKey(), std::move(owner_.socket_), options_.tls);
 }
 
 // True for an exchange on a kept connection that ended before a byte of an answer: most likely the
