@@ -156,6 +156,42 @@ TEST_F(Https, IsKeptForThoseOfTheSameProvider) {
   EXPECT_EQ(http_.LastErr(), tlsWrongName);
 }
 
+class ForwardingProvider : public TlsProvider {
+ public:
+  explicit ForwardingProvider(std::shared_ptr<TlsProvider> to) : to_(std::move(to)) {}
+  std::unique_ptr<TlsSession> NewSession(const std::string& host, std::int32_t port) override {
+    return to_->NewSession(host, port);
+  }
+
+ private:
+  std::shared_ptr<TlsProvider> to_;
+};
+
+// Connections are told apart by the address of the provider; another one must not get it.
+TEST_F(Https, AKeptConnectionHoldsItsProvider) {
+  auto provider = std::make_shared<ForwardingProvider>(provider_);
+  const std::weak_ptr<TlsProvider> weak = provider;
+  http_.KeepAlive(true);
+  http_.Tls(std::move(provider));
+  EXPECT_EQ(Ask(), "hi");
+  http_.Tls(provider_);
+  EXPECT_FALSE(weak.expired());
+  HttpPool::ForThread()->ThreadEnds();
+  EXPECT_TRUE(weak.expired());
+}
+
+// A certificate was checked for one name, whatever else leads to the same address.
+TEST_F(Https, IsKeptForTheHostThatWasProved) {
+  http_.KeepAlive(true);
+  for (const char* host : {"localhost", "other.test"}) {
+    http_.AddHostAddress(host, server_.Port(), "127.0.0.1");
+    http_.URL("https://" + std::string(host) + ":" + std::to_string(server_.Port()) + "/");
+    const std::string answer = Ask();
+    EXPECT_EQ(http_.LastErr(), host == std::string("localhost") ? 0 : tlsWrongName) << answer;
+  }
+  EXPECT_EQ(server_.Plain().Requests().size(), 1u);
+}
+
 TEST_F(Https, WhoCannotBeTrustedIsAskedNothing) {
   const TlsSettings strange;
   http_.Tls(MustProvide(strange));

@@ -18,10 +18,12 @@ constexpr std::size_t kMostIdle = 32;
 
 class HttpPool::Idle final : private SocketClsEvents {
  public:
-  Idle(HttpPool& pool, std::string given, std::unique_ptr<SocketCls> connection)
+  Idle(HttpPool& pool, std::string given, std::unique_ptr<SocketCls> connection,
+       std::shared_ptr<const void> meant)
       : key(std::move(given)),
         until(Now() + kLongestIdle),
         pool_(pool),
+        meant_(std::move(meant)),
         socket_(std::move(connection)) {
     SocketOwner::Release(*socket_);
     socket_->Events(this);
@@ -40,6 +42,7 @@ class HttpPool::Idle final : private SocketClsEvents {
   void DataArrival(const Bytes&, const std::string&) override { pool_.Drop(*this); }
 
   HttpPool& pool_;
+  const std::shared_ptr<const void> meant_;
   std::unique_ptr<SocketCls> socket_;
 };
 
@@ -65,8 +68,10 @@ std::unique_ptr<SocketCls> HttpPool::Take(const std::string& key) {
   return idle->TakeOut();
 }
 
-void HttpPool::Give(std::string key, std::unique_ptr<SocketCls> socket) {
-  idle_.push_front(std::make_unique<Idle>(*this, std::move(key), std::move(socket)));
+void HttpPool::Give(std::string key, std::unique_ptr<SocketCls> socket,
+                    std::shared_ptr<const void> meant) {
+  idle_.push_front(
+      std::make_unique<Idle>(*this, std::move(key), std::move(socket), std::move(meant)));
   if (idle_.size() > kMostIdle) idle_.pop_back();
   SetAlarm();
 }

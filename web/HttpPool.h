@@ -28,7 +28,9 @@ class HttpPool : public std::enable_shared_from_this<HttpPool> {
   /// The youngest connection that was given with this key; null when there is none. The key says
   /// where it leads, through what, and for whom.
   std::unique_ptr<SocketCls> Take(const std::string& key);
-  void Give(std::string key, std::unique_ptr<SocketCls> socket);
+  /// `meant` is what the key names by its address; it lives as long as the connection waits, so
+  /// that nothing else can have that address.
+  void Give(std::string key, std::unique_ptr<SocketCls> socket, std::shared_ptr<const void> meant);
   /// Closes all that waits. False: nothing did.
   bool Clear();
   std::size_t Count() const { return idle_.size(); }

@@ -49,10 +49,9 @@ std::string HttpQuery::ConnectionKey() const {
   const bool secure = url_.protocol == "https";
   add(secure ? "https" : "http");
   add(plan.host);
-  // Several hosts may have one address (AddHostAddress), but each its own certificate.
-  if (!UsesHttpProxy()) add(url_.host);
   add(std::to_string(plan.port));
-  if (UsesTunnel()) add(url_.host + ':' + std::to_string(EffectivePort(url_)));
+  // Its name was proved by a certificate, and other names may lead to the same address or proxy.
+  if (secure || !UsesHttpProxy()) add(url_.host + ':' + std::to_string(url_.port));
   add(std::to_string(settings_.proxyType));
   if (settings_.proxyType != NoProxy) {
     add(plan.proxyHost);
@@ -188,7 +187,7 @@ void HttpQuery::LeaveConnection() {
   const bool usable = options_.keepAlive && sentAll_ && answer_->LeavesConnectionUsable() &&
                       owner_.socket_->State() == sockConnected;
   if (!usable) return owner_.socket_->Disconnect();
-  HttpPool::ForThread()->Give(std::move(key_), std::move(owner_.socket_));
+  HttpPool::ForThread()->Give(std::move(key_), std::move(owner_.socket_), options_.tls);
 }
 
 // True for an exchange on a kept connection that ended before a byte of an answer: most likely the
