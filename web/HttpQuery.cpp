@@ -88,6 +88,9 @@ void HttpQuery::GiveUp() {
   target_.GiveUp();
   TellFile();
   owner_.headerLen_ = 0;
+  owner_.httpResult_ = 0;
+  owner_.httpResultMsg_.clear();
+  owner_.header_.clear();
   owner_.contentType_.clear();
   owner_.waitForConnect_ = owner_.waitForSocksData_ = owner_.waitForData_ = false;
 }
@@ -162,12 +165,9 @@ bool HttpQuery::Conclude() {
 }
 
 std::string HttpQuery::Finish() {
-  const HttpStatus status = answer_->Status();
-  owner_.httpResult_ = status.code;
-  owner_.httpResultMsg_ = status.reason;
+  PublishHead();
   Publish();
   owner_.bodyLen_ = target_.Length();
-  owner_.header_ = answer_->Header();
   owner_.finalURL_ = UrlText(url_);
   TellFile();
   if (owner_.socket_ != nullptr) owner_.socket_->Events(nullptr);
