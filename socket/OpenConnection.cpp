@@ -44,6 +44,8 @@ class SocketOwner::Traced {
   const std::shared_ptr<CallState> call_;
 };
 
+std::size_t SocketOwner::SendLeft(const SocketCls& socket) { return socket.sendLeft_; }
+
 void SocketOwner::Adopt(SocketCls& socket, const CancelMark& mark) {
   socket.owner_ = mark.Object();
   socket.module_->Notifications().SetAwaited(socket.socketHandle_);

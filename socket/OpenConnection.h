@@ -65,6 +65,9 @@ class SocketOwner {
   /// 10035 when the system has no room for them all.
   static std::int32_t SendAtOnce(SocketCls& socket, std::string_view data);
 
+  /// What a running Send has not got rid of.
+  static std::size_t SendLeft(const SocketCls& socket);
+
   /// Makes an open connection that nobody uses one of the marked object's, whose calls it wakes.
   static void Adopt(SocketCls& socket, const CancelMark& mark);
   /// The other way round.

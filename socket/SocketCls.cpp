@@ -260,6 +260,7 @@ std::string SocketCls::LastSocketErrMsg() const {
 }
 
 void SocketCls::PeerClosed(std::int32_t error) {
+  if (tls_ != nullptr && tls_->Ended()) return;
   closeError_ = error;
   const bool held = !early_.empty() || (tls_ != nullptr && tls_->HasInput());
   if (held) {

@@ -48,8 +48,7 @@ std::int32_t SocketCls::SendInTurns(std::span<const std::uint8_t> data, const Ca
     // While connecting, a send would take the outcome away from the notification.
     std::int32_t error = kErrWouldBlock;
     const std::span next = ahead > 0 ? queue_->Front(ahead) : data;
-    const std::ptrdiff_t sent =
-        state_ == sockConnecting ? -1 : Transmit(next, error);
+    const std::ptrdiff_t sent = state_ == sockConnecting ? -1 : Transmit(next, error);
     if (sent < 0 && error != kErrWouldBlock) return error;
     if (sent == 0 && !next.empty()) return 0;
     const std::size_t taken = sent > 0 ? static_cast<std::size_t>(sent) : 0;
@@ -60,6 +59,7 @@ std::int32_t SocketCls::SendInTurns(std::span<const std::uint8_t> data, const Ca
       data = data.subspan(taken);
     }
     if (sent < 0) module.SendBlocked(true);
+    sendLeft_ = data.size() + ahead;
     // Everything is out: an answer that the last pump delivers may be answered in its turn.
     last = data.empty() && !ProtectedUnsent();
     if (last && hold != nullptr) hold->End();

@@ -96,6 +96,8 @@ std::int32_t SocketCls::RunHandshake(TlsSession& session, const CancelMark& mark
   closeHeld_ = state_ != sockConnected;  // the peer may have hung up before
   prologInProgress_ = true;
   module_->Notifications().SetAwaited(socketHandle_);
+  // The end of the handshake and the first data are two small blocks, one behind the other.
+  SetNoDelay(socketHandle_, true);
   const WaitEnd looked = WaitUntil(mark, deadline, [] { return true; });
   if (looked != WaitEnd::Done) return WaitError(looked);
   if (call->alive && connection_ == connection && !prologReply_.empty()) return tlsEarlyBytes;
@@ -105,7 +107,9 @@ std::int32_t SocketCls::RunHandshake(TlsSession& session, const CancelMark& mark
     if (connection_ != connection) return kErrNotConnected;  // disconnected by an event
     std::size_t used = 0;
     const std::int32_t error = StepHandshake(session, mark, deadline, used);
-    if (error != 0 || session.State() == TlsState::Open) return error;
+    if (error != 0) return error;
+    if (connection_ != connection) return kErrNotConnected;  // while the last of it was sent
+    if (session.State() == TlsState::Open) return 0;
     taken += used;
     if (taken > kLongestHandshake) return tlsTooMuch;
     const WaitEnd end = WaitUntil(mark, deadline, [&] {
@@ -155,7 +159,8 @@ bool SocketCls::ProtectedUnsent() const { return tls_ != nullptr && tls_->Unsent
 // The end of protected data: what the session says, or a connection that ended without its word.
 void SocketCls::EndProtected() {
   closeHeld_ = prologInProgress_;  // a SOCKS prolog inside the protection tells it later
-  if (closeHeld_ || !tls_->EndOnce()) return;
+  if (closeHeld_ || tls_->Ended()) return;
+  tls_->End();
   closeError_ = tls_->EndError(closeError_);
   if (closeError_ != 0) {
     lastSocketErr_ = closeError_;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <utility>
 
 #include "platform/ErrorNumbers.h"
 #include "platform/Notifier.h"
@@ -24,9 +25,7 @@ TlsStream::TlsStream(std::unique_ptr<TlsSession> session, std::span<const std::u
   std::ranges::copy(early, room_.get());
 }
 
-std::size_t TlsStream::Unsent() const {
-  return sendError_ == 0 ? session_->Outgoing().size() : 0;
-}
+std::size_t TlsStream::Unsent() const { return sendError_ == 0 ? session_->Outgoing().size() : 0; }
 
 bool TlsStream::Flush(Notifier& notifier, std::int32_t handle, std::int32_t& error) {
   while (Unsent() > 0) {

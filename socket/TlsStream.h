@@ -13,7 +13,6 @@
 #include <cstdint>
 #include <memory>
 #include <span>
-#include <utility>
 
 namespace netro {
 
@@ -43,8 +42,9 @@ class TlsStream {
   bool IsOver() const { return failure_ != 0 || session_->State() != TlsState::Open; }
   /// How the data ended when the connection did with `error`: 0 only if the peer had said so.
   std::int32_t EndError(std::int32_t error) const;
-  /// True the first time: Closed is raised once.
-  bool EndOnce() { return !std::exchange(ended_, true); }
+  /// Closed is raised once.
+  bool Ended() const { return ended_; }
+  void End() { ended_ = true; }
 
   /// Takes in what lies there, so that the system need not reset the connection, and sends the
   /// closing alert if that can be done at once and nothing of ours is missing before it.

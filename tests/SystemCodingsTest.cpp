@@ -2,6 +2,7 @@
 // that are corrupt, bodies that unpack to far more than came.
 
 #include <gtest/gtest.h>
+#include <netro/HTTPCls.h>
 #include <netro/SystemCodings.h>
 #include <zlib.h>
 
@@ -14,12 +15,15 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <filesystem>
 #include <memory>
 #include <span>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "TemporaryFolder.h"
+#include "tests/peers/HttpServer.h"
 #include "web/ContentChain.h"
 
 namespace netro {
@@ -247,6 +251,50 @@ TEST(SystemCodings, TheSinkEndsTheDecoding) {
   };
   EXPECT_THROW(thrown->Decode(BytesOf(packed), throws), std::runtime_error);
   EXPECT_EQ(thrown->Finish(), codingStopped);
+}
+
+TEST(SystemCodings, HTTPClsUnpacksWithThem) {
+  using peers::HttpServer;
+  const std::string text(300'000, 'x');
+  const auto packed = [](const std::string& coding, const std::string& body) {
+    return HttpServer::Answer("200 OK\r\nContent-Type: text/x\r\nContent-Encoding: " + coding +
+                                  "\r\nContent-Length: " + std::to_string(body.size()),
+                              body);
+  };
+  HttpServer server;
+  server.On("/good", [&](const auto&) { return packed("gzip", Gzip(text)); });
+  server.On("/cut", [&](const auto&) { return packed("gzip", Gzip(text).substr(0, 100)); });
+  server.On("/odd", [&](const auto&) { return packed("rot13", "uv"); });
+  const TemporaryFolder folder;
+  const struct {
+    const char* path;
+    bool toFile;
+    std::uint64_t most;
+    std::int32_t error;
+  } kWays[] = {{"/good", false, 0, 0},       {"/good", true, 0, 0},
+               {"/good", false, 1000, 10040}, {"/good", true, 1000, 10040},
+               {"/cut", false, 0, codingTruncated}, {"/odd", true, 0, codingUnknown}};
+  for (const auto& way : kWays) {
+    SCOPED_TRACE(std::string(way.path) + std::to_string(way.most));
+    HTTPCls http;
+    http.URL(server.Url(way.path));
+    http.ContentCoding(SystemCodings());
+    http.SaveAsFile(way.toFile);
+    http.Filename(way.toFile ? folder / "file" : "");
+    http.MaxBodyLen(way.most);
+    bool timeout = false;
+    const std::string answer = http.HTTPQuery(timeout);
+    EXPECT_EQ(http.LastErr(), way.error) << answer;
+    EXPECT_FALSE(answer.empty());
+    EXPECT_EQ(server.Requests().back().Field("Accept-Encoding"), SystemCodings()->Codings());
+    const std::string body = way.toFile ? ReadFile(folder / "file") : answer;
+    EXPECT_EQ(body.ends_with(text), way.error == 0);
+    if (way.error == 0) {
+      EXPECT_EQ(http.BodyLen(), 300'000);
+    }
+    EXPECT_EQ(std::filesystem::exists(folder / "file"), way.toFile && way.error == 0);
+    std::filesystem::remove(folder / "file");
+  }
 }
 
 #ifdef NETRO_HAS_ZSTD

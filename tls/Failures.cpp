@@ -28,6 +28,7 @@ constexpr Meaning kVerifyResults[] = {
     {X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT_LOCALLY, tlsUnknownIssuer},
     {X509_V_ERR_UNABLE_TO_VERIFY_LEAF_SIGNATURE, tlsUnknownIssuer},
     {X509_V_ERR_SELF_SIGNED_CERT_IN_CHAIN, tlsUnknownIssuer},
+    {X509_V_ERR_CERT_SIGNATURE_FAILURE, tlsUnknownIssuer},
     {X509_V_ERR_CERT_UNTRUSTED, tlsUnknownIssuer},
     {X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT, tlsSelfSigned},
     {X509_V_ERR_EE_KEY_TOO_SMALL, tlsWeakKey},
@@ -135,32 +136,34 @@ void OpenSslSession::ExplainCertificate() {
   switch (error) {
     case tlsExpired: {
       const std::int32_t days = DaysLeft(*leaf_);
-      return Fail(error, days >= 0 ? "TLS: Certificate Expired. One of those that vouch for " + host_ +
-                                         " is no longer valid. Its owner has to renew it."
+      return Fail(error, days >= 0 ? "TLS: Certificate Expired. One of those that vouch for " +
+                                         host_ + " is no longer valid. Its owner has to renew it."
                                    : "TLS: Certificate Expired. " + of + "expired " + Days(-days) +
                                          " ago, on " + TimeText(X509_get0_notAfter(leaf_.get())) +
                                          ". Its owner has to renew it.");
     }
     case tlsNotYetValid:
-      return Fail(error, "TLS: Certificate Not Yet Valid. " + of + "or of its issuer is valid from " +
+      return Fail(error, "TLS: Certificate Not Yet Valid. " + of +
+                             "or of its issuer is valid from " +
                              TimeText(X509_get0_notBefore(leaf_.get())) +
                              ". Check the clock of this computer.");
     case tlsWrongName:
       return Fail(error, "TLS: Wrong Name. The certificate that " + host_ + " shows is for " +
                              Listed(*leaf_) + ". Connect by a name that it has.");
     case tlsUnknownIssuer:
-      return Fail(error, "TLS: Unknown Issuer. " + of + "was issued by \"" +
-                             NameText(X509_get_issuer_name(leaf_.get())) +
-                             "\", for whom nobody vouches who is trusted. If it is one of your own, "
-                             "give its issuer's certificate as trust file.");
+      return Fail(error,
+                  "TLS: Unknown Issuer. " + of + "was issued by \"" +
+                      NameText(X509_get_issuer_name(leaf_.get())) +
+                      "\", for whom nobody vouches who is trusted. If it is one of your own, "
+                      "give its issuer's certificate as trust file.");
     case tlsPinMismatch:
       return Fail(error, "TLS: Pin Mismatch. The public key of " + host_ + " is " +
                              PinText(PublicKeyHash(*leaf_)) +
                              ", which is none of the pinned ones. It has a new key, or another "
                              "server answers.");
     case tlsBadCertificate:
-      return Fail(error, "TLS: Bad Certificate. " + of + "cannot be accepted: " +
-                             X509_verify_cert_error_string(result) + ".");
+      return Fail(error, "TLS: Bad Certificate. " + of +
+                             "cannot be accepted: " + X509_verify_cert_error_string(result) + ".");
     default:
       return Fail(error, std::string());
   }
@@ -173,15 +176,15 @@ void OpenSslSession::ExplainAlert(int alert) {
                                  alert == SSL_AD_ACCESS_DENIED;
   if (alert == SSL_AD_CERTIFICATE_REQUIRED || alert == SSL_AD_NO_CERTIFICATE ||
       (certificateWanted_ && aboutCertificates)) {
-    return Fail(tlsCertificateWanted,
-                "TLS: Client Certificate Wanted. " + host_ +
-                    " wants a client certificate: give one (alert \"" + name + "\").");
+    return Fail(tlsCertificateWanted, "TLS: Client Certificate Wanted. " + host_ +
+                                          " wants a client certificate: give one (alert \"" + name +
+                                          "\").");
   }
   if (provider_->HasCertificate() && aboutCertificates && alert != SSL_AD_HANDSHAKE_FAILURE &&
       alert != SSL_AD_ACCESS_DENIED) {
-    return Fail(tlsCertificateWanted, "TLS: Client Certificate Wanted. " + host_ +
-                                          " does not accept the client certificate given (alert \"" +
-                                          name + "\").");
+    return Fail(tlsCertificateWanted,
+                "TLS: Client Certificate Wanted. " + host_ +
+                    " does not accept the client certificate given (alert \"" + name + "\").");
   }
   if (alert == SSL_AD_PROTOCOL_VERSION) {
     return Fail(tlsProtocolVersion, "TLS: Protocol Version. " + host_ +
@@ -208,7 +211,8 @@ void OpenSslSession::ExplainReason(unsigned long code) {
       return Fail(error, std::string());
     default:
       return Fail(error, "TLS: Broken. What " + host_ +
-                             " sent is not TLS, or was changed on its way; check the port" + detail);
+                             " sent is not TLS, or was changed on its way; check the port" +
+                             detail);
   }
 }
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstring>
 #include <limits>
 #include <new>
 #include <utility>
@@ -46,7 +47,7 @@ int OpenSslSession::ReadBio(BIO* bio, char* room, int size) {
     BIO_set_retry_read(bio);
     return -1;
   }
-  std::copy_n(incoming.begin(), taken, room);
+  std::memcpy(room, incoming.data(), taken);
   incoming = incoming.subspan(taken);
   return static_cast<int>(taken);
 }
@@ -55,7 +56,8 @@ int OpenSslSession::WriteBio(BIO* bio, const char* data, int size) {
   auto& outgoing = static_cast<OpenSslSession*>(BIO_get_data(bio))->outgoing_;
   BIO_clear_retry_flags(bio);
   try {
-    outgoing.insert(outgoing.end(), data, data + size);
+    const auto* bytes = reinterpret_cast<const std::uint8_t*>(data);
+    outgoing.insert(outgoing.end(), bytes, bytes + size);
   } catch (const std::bad_alloc&) {
     return -1;
   }
@@ -92,7 +94,8 @@ void OpenSslSession::Begin(const std::string& host, std::int32_t port) {
   SSL_set_app_data(ssl_.get(), this);
   SSL_set_connect_state(ssl_.get());
   if (!SetHost(host)) {
-    return Fail(kInvalidArgument, "TLS: \"" + host + "\" is no host that a certificate can be for.");
+    return Fail(kInvalidArgument,
+                "TLS: \"" + host + "\" is no host that a certificate can be for.");
   }
   key_ = host_ + ' ' + std::to_string(port);
   if (const SslSession earlier = provider_->Sessions().Take(key_)) {

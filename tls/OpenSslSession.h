@@ -63,7 +63,7 @@ class OpenSslSession final : public TlsSession {
   TlsState state_ = TlsState::Handshake;
   std::int32_t error_ = 0;
   std::string errorText_;
-  Certificate leaf_;               // that the peer has shown
+  Certificate leaf_;  // that the peer has shown
   bool badPin_ = false;
   bool certificateWanted_ = false;
   std::span<const std::uint8_t> incoming_;  // only while a call runs

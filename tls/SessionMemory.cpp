@@ -53,8 +53,8 @@ SslSession SessionMemory::Take(const std::string& key) {
 }
 
 void SessionMemory::ForgetOldest() {
-  peers_.erase(std::ranges::min_element(
-      peers_, {}, [](const auto& entry) { return entry.second.used; }));
+  peers_.erase(
+      std::ranges::min_element(peers_, {}, [](const auto& entry) { return entry.second.used; }));
 }
 
 }  // namespace netro

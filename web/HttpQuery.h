@@ -75,7 +75,7 @@ class HttpQuery final : private SocketClsEvents, private HttpBodySink {
   bool Send();
   std::int32_t SendRequest();
   std::int32_t SendBody();
-  std::int32_t SendPiece(std::string_view piece);
+  std::int32_t SendPiece(std::string_view piece, bool last);
   bool AwaitContinue();
   TimePoint SendDeadline() const;
 
@@ -139,6 +139,7 @@ class HttpQuery final : private SocketClsEvents, private HttpBodySink {
   HttpBodyTarget target_;
   bool ended_ = false;  // the answer is complete, broken, or cut short
   bool sending_ = false;
+  bool lastPiece_ = false;  // of the request is being sent
   bool sentAll_ = false;
   bool reset_ = false;  // noticed while sending
   TimePoint lastArrival_;

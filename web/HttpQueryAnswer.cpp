@@ -4,6 +4,7 @@
 
 #include "platform/ErrorNumbers.h"
 #include "socket/SocketErrors.h"
+#include "support/OnException.h"
 #include "support/Text.h"
 #include "support/UrlReference.h"
 #include "web/HttpPart.h"
@@ -45,6 +46,12 @@ void HttpQuery::DataArrival(const Bytes& BinData, const std::string& RemoteHostI
   }
   owner_.receivedBytes_ += static_cast<double>(BinData.size());
   const bool hadHeader = answer_->HeaderComplete();
+  // What the event Body throws takes the rest of the block with it.
+  const OnException stop([this] {
+    answer_->Abandon();
+    ended_ = true;
+    if (call_->alive) owner_.lastErr_ = kErrCancelled;
+  });
   try {
     answer_->Feed(BinData);
   } catch (const std::bad_alloc&) {
@@ -74,7 +81,8 @@ void HttpQuery::EndAnswer() {
   ended_ = true;
   owner_.waitForData_ = false;
   // Whoever has answered reads no further: there is no need to send the rest.
-  if (sending_) owner_.socket_->Disconnect();
+  const bool left = !lastPiece_ || SocketOwner::SendLeft(*owner_.socket_) > 0;
+  if (sending_ && left) owner_.socket_->Disconnect();
 }
 
 void HttpQuery::Publish() {

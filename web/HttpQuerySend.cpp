@@ -81,12 +81,12 @@ bool HttpQuery::Send() {
   }
   if (ended_) return true;
   owner_.waitForData_ = owner_.closeMeansEnd_ = sending_ = true;
+  sentAll_ = false;
   const std::int32_t error = SendRequest();
   sending_ = false;
   if (!call_->alive) return false;
   // A server may answer and hang up before it has read everything: the answer may still be there.
   reset_ = error == kErrConnectionReset;
-  sentAll_ = error == 0 && sentAll_;
   if (sentAll_) Note("sent");
   return error == 0 || ended_ || reset_ || Fail(error, std::move(errorText_));
 }
@@ -96,27 +96,29 @@ bool HttpQuery::Send() {
 std::int32_t HttpQuery::SendRequest() {
   std::string text = Request().ComposeHead();
   if (body_ != nullptr) {
-    const std::int32_t error = SendPiece(text);
+    const std::int32_t error = SendPiece(text, false);
     return error != 0 || ended_ || !AwaitContinue() ? error : SendBody();
   }
   const std::string_view body = hasBody_ ? std::string_view(*settings_.postData) : "";
   const std::size_t together = std::min(body.size(), kSentWithHeader);
   text += body.substr(0, together);
-  std::int32_t error = SendPiece(text);
+  std::int32_t error = SendPiece(text, together == body.size());
   const std::size_t piece = options_.idleTimeout > 0 ? kPiece : body.size();
   for (std::size_t at = together; error == 0 && call_->alive && !ended_ && at < body.size();) {
     const std::string_view next = body.substr(at, piece);
-    error = SendPiece(next);
     at += next.size();
+    error = SendPiece(next, at == body.size());
   }
-  sentAll_ = !ended_;
   return error;
 }
 
-std::int32_t HttpQuery::SendPiece(std::string_view piece) {
+std::int32_t HttpQuery::SendPiece(std::string_view piece, bool last) {
+  lastPiece_ = last;
   const TimePoint deadline = SendDeadline();
   const std::int32_t error = SocketOwner::Send(*owner_.socket_, piece, mark_, deadline);
-  return call_->alive ? error : static_cast<std::int32_t>(kErrCancelled);
+  if (!call_->alive) return kErrCancelled;
+  sentAll_ = last && error == 0;
+  return error;
 }
 
 // False when the server has answered instead of asking for the body.
@@ -133,6 +135,7 @@ bool HttpQuery::AwaitContinue() {
 
 std::int32_t HttpQuery::SendBody() {
   const bool chunked = !body_->Length();
+  std::uint64_t left = body_->Length().value_or(0);
   Bytes room(kPiece);
   for (;;) {
     std::size_t got = 0;
@@ -146,12 +149,11 @@ std::int32_t HttpQuery::SendBody() {
     std::string text(reinterpret_cast<const char*>(room.data()), got);
     if (chunked) text = ChunkHead(got) + text + "\r\n";
     if (got > 0 || chunked) {
-      if (const std::int32_t error = SendPiece(text)) return error;
+      const bool last = chunked ? got == 0 : (left -= got) == 0;
+      if (const std::int32_t error = SendPiece(text, last)) return error;
     }
-    if (ended_) return 0;
-    if (got == 0) break;
+    if (ended_ || got == 0) break;
   }
-  sentAll_ = true;
   return 0;
 }
 

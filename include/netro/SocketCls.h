@@ -282,7 +282,7 @@ class NETRO_EXPORT SocketCls : public NameLookups {
   /// From then on Closed with LastSocketErr left alone is the peer's own end (close_notify). An end
   /// that anybody on the way could have made sets LastSocketErr to 10054 first, damaged data to a
   /// TlsError. Disconnect and DisconnectWhenSent send the closing alert if the system takes it at
-  /// once and nothing was dropped. SendBufferLimit counts plaintext; QueuedBytes counts what is
+  /// once and nothing was dropped. Small blocks go out at once, as with NoDelay. SendBufferLimit counts plaintext; QueuedBytes counts what is
   /// under way protected as well, 66 KB at most.
   bool StartTls(const std::string& Host, std::shared_ptr<TlsProvider> Provider);
 
@@ -390,6 +390,7 @@ class NETRO_EXPORT SocketCls : public NameLookups {
   std::int32_t startUps_ = 0;     // that this object has counted
   std::uint32_t connection_ = 0;  // serial of the connection, to recognise a change during a call
   std::uint32_t writes_ = 0;      // notifications that it can be written
+  std::size_t sendLeft_ = 0;      // of a SendData, as far as the system has not taken it
   std::int32_t closeError_ = 0;   // of the close notification: 0 for an orderly end
   bool datagrams_ = false;        // what Listen has made, whatever UseUDP says since
   bool draining_ = false;         // its read loop pumps; a read loop inside that does not

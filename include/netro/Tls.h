@@ -1,7 +1,7 @@
 // TLS as the library sees it: an abstract provider that makes sessions, and the settings and facts
 // that every provider shares. The library itself knows no cryptography. A provider is a library
-// of its own; netro::tls (netro/tls/OpenSslTls.h) is one on OpenSSL. Whoever has another one derives
-// from the two classes here.
+// of its own; netro::tls (netro/tls/OpenSslTls.h) is one on OpenSSL. Whoever has another one
+// derives from the two classes here.
 //
 //   std::string error;
 //   const auto provider = netro::MakeOpenSslProvider({}, error);
@@ -23,23 +23,23 @@ namespace netro {
 
 /// Why TLS could not be begun, or ended. The numbers stand in LastSocketErr and the like.
 enum TlsError : std::int32_t {
-  tlsExpired = 10160,           ///< A certificate's time is over.
-  tlsNotYetValid = 10161,       ///< A certificate's time has not begun; often a clock is wrong.
-  tlsWrongName = 10162,         ///< The certificate is another host's; the text names its names.
-  tlsUnknownIssuer = 10163,     ///< Nobody who is trusted has issued the certificate.
-  tlsSelfSigned = 10164,        ///< The certificate is its own issuer.
-  tlsWeakKey = 10165,           ///< A key or signature that no longer protects.
-  tlsRevoked = 10166,           ///< The certificate was taken back.
-  tlsBadCertificate = 10167,    ///< Anything else about a certificate; the text says what.
-  tlsPinMismatch = 10168,       ///< The public key is none of the pinned ones.
-  tlsProtocolVersion = 10169,   ///< No version of the protocol that both sides allow.
-  tlsAlertReceived = 10170,     ///< The peer gave up; the text names its alert.
-  tlsCertificateWanted = 10171, ///< The peer wants a client certificate, or another one.
-  tlsBroken = 10172,            ///< What arrived is not TLS, or was changed on its way.
-  tlsEarlyBytes = 10173,        ///< Unprotected bytes came where protection was to begin.
-  tlsTrustStore = 10174,        ///< The system's trusted certificates cannot be read.
-  tlsCut = 10175,               ///< The peer closed in the middle of the handshake.
-  tlsTooMuch = 10176,           ///< The peer sends without end and never any data.
+  tlsExpired = 10160,            ///< A certificate's time is over.
+  tlsNotYetValid = 10161,        ///< A certificate's time has not begun; often a clock is wrong.
+  tlsWrongName = 10162,          ///< The certificate is another host's; the text names its names.
+  tlsUnknownIssuer = 10163,      ///< Nobody who is trusted has issued the certificate.
+  tlsSelfSigned = 10164,         ///< The certificate is its own issuer.
+  tlsWeakKey = 10165,            ///< A key or signature that no longer protects.
+  tlsRevoked = 10166,            ///< The certificate was taken back.
+  tlsBadCertificate = 10167,     ///< Anything else about a certificate; the text says what.
+  tlsPinMismatch = 10168,        ///< The public key is none of the pinned ones.
+  tlsProtocolVersion = 10169,    ///< No version of the protocol that both sides allow.
+  tlsAlertReceived = 10170,      ///< The peer gave up; the text names its alert.
+  tlsCertificateWanted = 10171,  ///< The peer wants a client certificate, or another one.
+  tlsBroken = 10172,             ///< What arrived is not TLS, or was changed on its way.
+  tlsEarlyBytes = 10173,         ///< Unprotected bytes came where protection was to begin.
+  tlsTrustStore = 10174,         ///< The system's trusted certificates cannot be read.
+  tlsCut = 10175,                ///< The peer closed in the middle of the handshake.
+  tlsTooMuch = 10176,            ///< The peer sends without end and never any data.
 };
 
 enum class TlsVersion : std::int32_t { Tls12, Tls13 };

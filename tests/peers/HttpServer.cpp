@@ -19,21 +19,44 @@ std::string PathOf(std::string target) {
   return target.substr(0, target.find('?'));
 }
 
-// False when the client ended the stream before the request was complete.
-bool ReadRequest(Connection& connection, HttpRequest& request) {
-  std::string bytes;
-  std::size_t end;
-  while ((end = bytes.find(kEmptyLine)) == std::string::npos)
-    if (!connection.Read(bytes)) return false;
-  request.head = bytes.substr(0, end + 2);
-  request.method = bytes.substr(0, bytes.find(' '));
+bool ReadUpTo(const HttpServer::Stream& stream, std::string& bytes, const std::string& end) {
+  while (bytes.find(end) == std::string::npos)
+    if (!stream.read(bytes)) return false;
+  return true;
+}
+
+bool ReadChunks(const HttpServer::Stream& stream, std::string& bytes, std::string& body) {
+  for (;;) {
+    if (!ReadUpTo(stream, bytes, "\r\n")) return false;
+    const std::size_t size = std::strtoul(bytes.c_str(), nullptr, 16);
+    bytes.erase(0, bytes.find("\r\n") + 2);
+    while (bytes.size() < size + 2)
+      if (!stream.read(bytes)) return false;
+    body += bytes.substr(0, size);
+    bytes.erase(0, size + 2);
+    if (size == 0) return true;
+  }
+}
+
+// False when the client ended the stream before the request was complete. `bytes`: what has come
+// already, and what comes behind the request.
+bool ReadRequest(const HttpServer::Stream& stream, std::string& bytes, HttpRequest& request) {
+  while (bytes.starts_with("\r\n")) bytes.erase(0, 2);
+  if (!ReadUpTo(stream, bytes, kEmptyLine)) return false;
+  request.head = bytes.substr(0, bytes.find(kEmptyLine) + 2);
+  bytes.erase(0, request.head.size() + 2);
+  request.method = request.head.substr(0, request.head.find(' '));
   const std::size_t target = request.method.size() + 1;
-  request.target = bytes.substr(target, bytes.find(' ', target) - target);
+  request.target = request.head.substr(target, request.head.find(' ', target) - target);
+  if (request.Field("Expect") == "100-continue") stream.send("HTTP/1.1 100 Continue\r\n\r\n");
+  if (request.Field("Transfer-Encoding") == "chunked") {
+    return ReadChunks(stream, bytes, request.body);
+  }
   const std::size_t length = std::strtoul(request.Field("Content-Length").c_str(), nullptr, 10);
-  request.body = bytes.substr(end + 4);
-  while (request.body.size() < length)
-    if (!connection.Read(request.body)) return false;
-  request.body.resize(length);
+  while (bytes.size() < length)
+    if (!stream.read(bytes)) return false;
+  request.body = bytes.substr(0, length);
+  bytes.erase(0, length);
   return true;
 }
 
@@ -50,8 +73,10 @@ std::string HttpRequest::Field(const std::string& name) const {
   return {};
 }
 
-HttpServer::HttpServer()
-    : server_([this](Connection& connection, std::size_t) { Serve(connection); }) {}
+HttpServer::HttpServer(bool keeps)
+    : keeps_(keeps), server_([this](Connection& connection, std::size_t number) {
+        Serve(connection, number);
+      }) {}
 
 void HttpServer::On(const std::string& path, Handler handler) {
   const std::lock_guard lock(mutex_);
@@ -89,10 +114,23 @@ HttpServer::Handler HttpServer::Record(const HttpRequest& request) {
   };
 }
 
-void HttpServer::Serve(Connection& connection) {
-  HttpRequest request;
-  if (!ReadRequest(connection, request)) return;
-  connection.Send(Record(request)(request));
+void HttpServer::ServeOn(const Stream& stream, std::size_t number) {
+  std::string bytes;
+  for (;;) {
+    HttpRequest request;
+    request.connection = number;
+    if (!ReadRequest(stream, bytes, request)) return;
+    const std::string answer = Record(request)(request);
+    stream.send(answer);
+    const std::string head = answer.substr(0, answer.find(kEmptyLine));
+    if (!keeps_ || answer.empty() || head.find("Connection: close") != std::string::npos) return;
+  }
+}
+
+void HttpServer::Serve(Connection& connection, std::size_t number) {
+  ServeOn({[&](std::string& into) { return connection.Read(into); },
+           [&](std::string_view text) { return connection.Send(text); }},
+          number);
   connection.HalfClose();
   std::string rest;
   connection.ReadToEnd(rest);

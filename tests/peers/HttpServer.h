@@ -1,5 +1,7 @@
 // A small HTTP server with one handler for each path, which returns the raw bytes of the answer.
-// One request per connection; the stream ends after the answer. It shares nothing with the library.
+// One request per connection, and the stream ends after the answer; or, when it is told to keep its
+// connections, any number, until an answer says "Connection: close" or is empty. It shares nothing
+// with the library.
 //
 // Thread: the test's; handlers run on the server's threads, several at once.
 #pragma once
@@ -9,6 +11,7 @@
 #include <map>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "LoopbackServer.h"
@@ -19,7 +22,8 @@ struct HttpRequest {
   std::string method;
   std::string target;  // as in the request line
   std::string head;    // request line and header lines
-  std::string body;
+  std::string body;  // without chunk framing
+  std::size_t connection = 0;  // counted from 0
 
   /// The value of a header field, found without regard to case; empty when there is none.
   std::string Field(const std::string& name) const;
@@ -29,7 +33,7 @@ class HttpServer {
  public:
   using Handler = std::function<std::string(const HttpRequest&)>;
 
-  HttpServer();
+  explicit HttpServer(bool keeps = false);
 
   /// `path` is compared with the target up to its "?"; of a target in absolute form the path
   /// counts.
@@ -39,15 +43,24 @@ class HttpServer {
 
   int Port() const { return server_.Port(); }
   std::string Url(const std::string& path) const;
+  std::size_t Connections() const { return server_.Connections(); }
+
+  /// A connection of another kind, whose requests are answered too.
+  struct Stream {
+    std::function<bool(std::string&)> read;  // appends; false at the end
+    std::function<bool(std::string_view)> send;
+  };
+  void ServeOn(const Stream& stream, std::size_t number);
   /// All requests so far.
   std::vector<HttpRequest> Requests();
 
   static std::string Answer(const std::string& statusAndHeader, const std::string& body);
 
  private:
-  void Serve(Connection& connection);
+  void Serve(Connection& connection, std::size_t number);
   Handler Record(const HttpRequest& request);
 
+  const bool keeps_;
   std::mutex mutex_;
   std::map<std::string, Handler> handlers_;  // guarded by mutex_
   std::vector<HttpRequest> requests_;        // guarded by mutex_

@@ -79,9 +79,9 @@ Cert NewCertificate(const CertificateWish& wish, const Key& key, bool authority,
 
 }  // namespace
 
-TlsAuthority::TlsAuthority() : key_(NewKey(0)) {
+TlsAuthority::TlsAuthority(const std::string& name) : key_(NewKey(0)) {
   CertificateWish wish;
-  wish.commonName = "Test Authority";
+  wish.commonName = name;
   wish.names.clear();
   certificate_ = NewCertificate(wish, key_, true, nullptr, nullptr);
   identity_ = Texts(certificate_.get(), key_.get());

@@ -27,7 +27,7 @@ struct CertificateWish {
 
 class TlsAuthority {
  public:
-  TlsAuthority();
+  explicit TlsAuthority(const std::string& name = "Test Authority");
 
   /// Its own certificate, for those who are to trust it.
   const std::string& Certificate() const { return identity_.certificate; }

@@ -41,9 +41,9 @@ int ChooseAlpn(SSL*, const unsigned char** out, unsigned char* size, const unsig
                unsigned length, void* wanted) {
   const auto& name = *static_cast<const std::string*>(wanted);
   for (unsigned i = 0; i < length; i += offered[i] + 1u) {
-    if (name.size() != offered[i] || name.compare(0, name.size(), reinterpret_cast<const char*>(
-                                                                      offered + i + 1),
-                                                  offered[i]) != 0)
+    if (name.size() != offered[i] ||
+        name.compare(0, name.size(), reinterpret_cast<const char*>(offered + i + 1), offered[i]) !=
+            0)
       continue;
     *out = offered + i + 1;
     *size = offered[i];

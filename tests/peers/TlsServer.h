@@ -66,7 +66,7 @@ struct TlsRules {
   std::string alpn;             // chosen when offered
   bool tickets = true;
   std::size_t cutAfter = TlsPeer::kNever;
-  bool byBytes = false;    // each byte apart
+  bool byBytes = false;     // each byte apart
   std::string unprotected;  // sent before the handshake, or instead of it with `noHandshake`
   bool noHandshake = false;
   /// After the handshake. Without it: what is read is sent back, until the client's end.

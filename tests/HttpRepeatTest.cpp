@@ -1,0 +1,317 @@
+// Redirects, connections that are kept, and request bodies that are sent again.
+#include <gtest/gtest.h>
+#include <netro/CookieJar.h>
+#include <netro/HTTPCls.h>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "SocketTestKit.h"
+#include "TemporaryFolder.h"
+#include "platform/Clock.h"
+#include "tests/peers/HttpServer.h"
+#include "web/HttpPool.h"
+
+namespace netro {
+namespace {
+
+using peers::HttpServer;
+
+std::string To(const std::string& status, const std::string& place) {
+  return HttpServer::Answer(status + "\r\nContent-Length: 5\r\nLocation: " + place, "moved");
+}
+
+std::string Ask(HTTPCls& http) {
+  bool timeout = false;
+  const std::string answer = http.HTTPQuery(timeout);
+  return http.LastErr() == 0 ? answer.substr(static_cast<std::size_t>(http.HeaderLen()) + 4)
+                             : answer;
+}
+
+std::string StepsOf(const HTTPCls& http) {
+  std::string steps;
+  for (const HTTPMoment& moment : http.Timeline()) steps.append(moment.What).append(" ");
+  return steps;
+}
+
+// The answer may be there before the call that sends is over.
+std::string WithoutSent(const HTTPCls& http) {
+  std::string steps = StepsOf(http);
+  const auto sent = steps.find("sent ");
+  EXPECT_NE(sent, std::string::npos);
+  return steps.erase(sent, 5);
+}
+
+TEST(HttpRedirects, TheMethodAndTheBodyFollowTheStatus) {
+  const struct {
+    const char* status;
+    const char* method;
+    const char* next;
+    const char* body;
+  } kCases[] = {
+      {"301 x", "POST", "GET", ""},        {"302 x", "POST", "GET", ""},
+      {"303 x", "POST", "GET", ""},        {"307 x", "POST", "POST", "data"},
+      {"308 x", "POST", "POST", "data"},   {"301 x", "PUT", "PUT", "data"},
+      {"302 x", "DELETE", "DELETE", "data"}, {"303 x", "PUT", "GET", ""},
+      {"303 x", "HEAD", "HEAD", ""},       {"301 x", "HEAD", "HEAD", ""},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(std::string(c.status) + c.method);
+    HttpServer server;
+    server.On("/from", [&](const auto&) { return To(c.status, "/to?q=1"); });
+    server.OnText("/to", "there");
+    HTTPCls http;
+    http.URL(server.Url("/from"));
+    http.Method(c.method);
+    http.AddHeader("Content-Type", "text/x");
+    if (std::string_view(c.method) != "HEAD") http.PostData("data");
+    http.MaxRedirects(1);
+    EXPECT_EQ(Ask(http), std::string_view(c.method) == "HEAD" ? "" : "there");
+    EXPECT_EQ(http.FinalURL(), server.Url("/to?q=1"));
+    const auto requests = server.Requests();
+    ASSERT_EQ(requests.size(), 2u);
+    EXPECT_EQ(requests[1].method, c.next);
+    EXPECT_EQ(requests[1].body, c.body);
+    if (std::string_view(c.method) == "POST") {
+      EXPECT_EQ(requests[1].Field("Content-Type"), *c.body != '\0' ? "text/x" : "");
+    }
+  }
+}
+
+TEST(HttpRedirects, EndWhereTheyMust) {
+  HttpServer server;
+  server.On("/loop", [](const auto&) { return To("302 x", "loop"); });
+  server.On("/odd", [](const auto&) { return To("302 x", "ftp://h/secret?token=t0p"); });
+  server.On("/https", [](const auto&) { return To("302 x", "https://127.0.0.1/"); });
+  server.On("/none", [](const auto&) {
+    return HttpServer::Answer("302 x\r\nContent-Type: text/x\r\nContent-Length: 2", "hi");
+  });
+  server.On("/choice", [](const auto&) {
+    return HttpServer::Answer("300 x\r\nContent-Type: text/x\r\nLocation: /a\r\nContent-Length: 2",
+                              "hi");
+  });
+  const struct {
+    const char* path;
+    std::int32_t most;
+    std::int32_t error;
+    std::int32_t status;
+    std::size_t requests;
+  } kCases[] = {{"/loop", 3, 10062, 0, 4}, {"/loop", 0, 0, 302, 1},  {"/odd", 9, 10042, 0, 1},
+                {"/https", 9, 10043, 0, 1}, {"/none", 9, 0, 302, 1}, {"/choice", 9, 0, 300, 1}};
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.path);
+    const std::size_t before = server.Requests().size();
+    HTTPCls http;
+    http.URL(server.Url(c.path));
+    http.KeepInMemory(true);
+    http.MaxRedirects(c.most);
+    EXPECT_EQ(Ask(http).find("t0p"), std::string::npos);
+    EXPECT_EQ(http.LastErr(), c.error);
+    EXPECT_EQ(http.HTTPResult(), c.status);
+    EXPECT_EQ(server.Requests().size() - before, c.requests);
+  }
+}
+
+// Another port is another origin already.
+TEST(HttpRedirects, SecretsStayWithTheirOrigin) {
+  HttpServer here;
+  HttpServer there;
+  here.On("/far", [&](const auto&) { return To("307 x", there.Url("/in?token=t0p")); });
+  here.On("/near", [&](const auto&) { return To("307 x", "/in"); });
+  const auto challenge = [](const peers::HttpRequest& request) {
+    const bool has = !request.Field("Authorization").empty();
+    return HttpServer::Answer(std::string(has ? "200 x" : "401 x\r\nWWW-Authenticate: Basic a=b") +
+                                  "\r\nContent-Type: text/x\r\nContent-Length: 2",
+                              "hi");
+  };
+  here.On("/in", challenge);
+  there.On("/in", challenge);
+  for (const bool inUrl : {false, true}) {
+    const auto ask = [&](const std::string& path) {
+      HTTPCls http;
+      const std::string url = here.Url(path);
+      http.URL(inUrl ? "http://me:pw@" + url.substr(7) : url);
+      http.User(inUrl ? "" : "me");
+      http.Password(inUrl ? "" : "pw");
+      http.SendAuthAfterChallenge(true);
+      http.AddHeader("X-Api-Key", "s3cret");
+      http.AddHeader("Cookie", "a=b");
+      http.AddHeader("Accept", "text/x");
+      http.MaxRedirects(3);
+      Ask(http);
+      for (const HTTPMoment& moment : http.Timeline()) {
+        EXPECT_EQ(moment.Detail.find("t0p"), std::string::npos) << moment.Detail;
+        EXPECT_EQ(moment.Detail.find("pw"), std::string::npos) << moment.Detail;
+      }
+      return http.HTTPResult();
+    };
+    EXPECT_EQ(ask("/near"), 200);
+    EXPECT_EQ(here.Requests().back().Field("X-Api-Key"), "s3cret");
+    EXPECT_EQ(ask("/far"), 401);
+    const auto last = there.Requests().back();
+    EXPECT_EQ(last.Field("Authorization") + last.Field("X-Api-Key") + last.Field("Cookie"), "");
+    EXPECT_EQ(last.Field("Accept"), "text/x");
+  }
+}
+
+TEST(HttpRedirects, ABodyThatCannotBeReadAgainEndsThem) {
+  HttpServer server;
+  server.On("/from", [](const auto&) { return To("307 x", "/to"); });
+  server.OnText("/to", "there");
+  for (const bool again : {true, false}) {
+    std::string left = "once";
+    HTTPCls http;
+    http.URL(server.Url("/from"));
+    http.MaxRedirects(1);
+    http.BodyFunction(
+        [&](std::span<std::uint8_t> room) {
+          const std::size_t size = left.copy(reinterpret_cast<char*>(room.data()), room.size());
+          left.erase(0, size);
+          return static_cast<std::ptrdiff_t>(size);
+        },
+        std::nullopt, again ? std::function<bool()>([&] { return left = "once", true; }) : nullptr);
+    Ask(http);
+    EXPECT_EQ(http.LastErr(), again ? 0 : 10022);
+    if (again) {
+      EXPECT_EQ(server.Requests().back().body, "once");
+    }
+  }
+}
+
+TEST(HttpCookies, AreTakenOnTheWayAndGoWhereTheyBelong) {
+  HttpServer server;
+  server.On("/login", [](const auto&) {
+    return HttpServer::Answer(
+        "302 x\r\nSet-Cookie: sid=1; Path=/\r\nSet-Cookie: no=1; Domain=example.com\r\n"
+        "Location: /home\r\nContent-Length: 0",
+        "");
+  });
+  server.OnText("/home", "home");
+  const auto jar = std::make_shared<CookieJar>();
+  HTTPCls http;
+  http.URL(server.Url("/login"));
+  http.MaxRedirects(1);
+  http.Cookies(jar);
+  EXPECT_EQ(Ask(http), "home");
+  EXPECT_EQ(server.Requests().back().Field("Cookie"), "sid=1");
+  EXPECT_EQ(jar->Count(), 1u);
+}
+
+// --- connections that are kept ------------------------------------------------------------------
+
+class HttpKept : public testing::Test {
+ protected:
+  HttpKept() {
+    server_.OnText("/", "hi");
+    server_.On("/close", [](const auto&) {
+      return HttpServer::Answer("200 x\r\nContent-Type: text/x\r\nConnection: close\r\n"
+                                "Content-Length: 2", "hi");
+    });
+    server_.On("/more", [](const auto&) {
+      return HttpServer::Answer("200 x\r\nContent-Type: text/x\r\nContent-Length: 2", "hi!");
+    });
+    server_.On("/401", [](const peers::HttpRequest& request) {
+      const bool has = !request.Field("Authorization").empty();
+      return HttpServer::Answer(
+          std::string(has ? "200 x" : "401 x\r\nWWW-Authenticate: Basic a=b") +
+              "\r\nContent-Type: text/x\r\nContent-Length: 2", "hi");
+    });
+    server_.On("/gone", [this](const auto&) {
+      const bool now = std::exchange(gone_, false);
+      return now ? "" : HttpServer::Answer("200 x\r\nContent-Type: text/x\r\nContent-Length: 2",
+                                           "hi");
+    });
+  }
+  ~HttpKept() override { HttpPool::ForThread()->ThreadEnds(); }
+
+  std::string Get(const std::string& path, HTTPCls& http) {
+    http.URL(server_.Url(path));
+    http.KeepAlive(true);
+    return Ask(http);
+  }
+  std::string Get(const std::string& path) {
+    HTTPCls http;
+    return Get(path, http);
+  }
+
+  bool gone_ = false;
+  HttpServer server_{true};
+};
+
+TEST_F(HttpKept, OneConnectionServesManyObjects) {
+  for (int i = 0; i < 5; ++i) EXPECT_EQ(Get("/"), "hi");
+  EXPECT_EQ(server_.Connections(), 1u);
+  HTTPCls http;
+  http.URL(server_.Url("/"));
+  EXPECT_EQ(Ask(http), "hi");  // without KeepAlive
+  EXPECT_EQ(server_.Connections(), 2u);
+  EXPECT_EQ(server_.Requests()[0].head.find("\r\n\r\n"), std::string::npos);
+}
+
+TEST_F(HttpKept, ARefusalAndItsAnswerShareOne) {
+  HTTPCls http;
+  http.User("u");
+  http.Password("p");
+  http.SendAuthAfterChallenge(true);
+  Get("/", http);
+  EXPECT_EQ(Get("/401", http), "hi");
+  EXPECT_EQ(http.HTTPResult(), 200);
+  EXPECT_EQ(server_.Connections(), 1u);
+}
+
+TEST_F(HttpKept, WhatIsNotSafeIsNotKept) {
+  for (const char* path : {"/close", "/more"}) {
+    SCOPED_TRACE(path);
+    const std::size_t before = server_.Connections();
+    EXPECT_EQ(Get(path), "hi");
+    EXPECT_EQ(Get(path), "hi");
+    EXPECT_EQ(server_.Connections() - before, 2u);
+  }
+  HTTPCls other;  // other credentials
+  other.User("u");
+  const std::size_t before = server_.Connections();
+  Get("/");
+  Get("/", other);
+  EXPECT_EQ(server_.Connections() - before, 2u);
+}
+
+TEST_F(HttpKept, OneThatIsGoneIsReplacedWhereThatIsSafe) {
+  for (const char* method : {"GET", "PUT", "POST"}) {
+    SCOPED_TRACE(method);
+    Get("/");
+    gone_ = true;
+    HTTPCls http;
+    http.Method(method);
+    const std::string answer = Get("/gone", http);
+    const bool safe = std::string_view(method) != "POST";
+    EXPECT_EQ(http.LastErr(), safe ? 0 : 10054);
+    EXPECT_EQ(answer, safe ? "hi" : "");
+    EXPECT_EQ(StepsOf(http).find("repeated") != std::string::npos, safe);
+    gone_ = false;
+  }
+}
+
+TEST_F(HttpKept, TheyAreClosedAfterAWhileAndWhenThereAreTooMany) {
+  Get("/");
+  EXPECT_EQ(HttpPool::ForThread()->Count(), 1u);
+  AdvanceClockForTests(std::chrono::seconds(16));
+  EXPECT_TRUE(PumpUntil([] { return HttpPool::ForThread()->Count() == 0; }));
+  for (int i = 0; i < 40; ++i) {
+    HTTPCls http;
+    http.User(std::to_string(i));
+    Get("/", http);
+  }
+  EXPECT_EQ(HttpPool::ForThread()->Count(), 32u);
+}
+
+TEST_F(HttpKept, TheTimelineTellsIt) {
+  HTTPCls http;
+  Get("/", http);
+  EXPECT_EQ(WithoutSent(http), "request lookup attempt connected first byte answer end ");
+  Get("/", http);
+  EXPECT_EQ(WithoutSent(http), "request reused first byte answer end ");
+}
+
+}  // namespace
+}  // namespace netro
