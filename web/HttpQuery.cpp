@@ -93,6 +93,9 @@ void HttpQuery::GiveUp() {
   target_.GiveUp();
   TellFile();
   owner_.headerLen_ = 0;
+  owner_.httpResult_ = 0;
+  owner_.httpResultMsg_.clear();
+  owner_.header_.clear();
   owner_.contentType_.clear();
   owner_.waitForConnect_ = owner_.waitForSocksData_ = owner_.waitForData_ = false;
 }
@@ -167,12 +170,9 @@ bool HttpQuery::Conclude() {
 }
 
 std::string HttpQuery::Finish() {
-  const HttpStatus status = answer_->Status();
-  owner_.httpResult_ = status.code;
-  owner_.httpResultMsg_ = status.reason;
+  PublishHead();
   Publish();
   owner_.bodyLen_ = target_.Length();
-  owner_.header_ = answer_->Header();
   // As it was asked for: a redirect may have had anything in it.
   url_.path = UrlEncode(url_.path);
   url_.query = UrlEncode(url_.query);

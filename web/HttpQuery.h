@@ -83,6 +83,7 @@ class HttpQuery final : private SocketClsEvents, private HttpBodySink {
   void BeginAnswer();
   void EndAnswer();
   void Publish();
+  void PublishHead();
   void DataArrival(const Bytes& BinData, const std::string& RemoteHostIP) override;
   void Closed() override;
   void BeginBody() override;

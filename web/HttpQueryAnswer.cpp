@@ -58,7 +58,10 @@ void HttpQuery::DataArrival(const Bytes& BinData, const std::string& RemoteHostI
     owner_.lastErr_ = kErrNoBuffers;
   }
   if (!call_->alive) return;
-  if (!hadHeader && answer_->HeaderComplete()) Note("answer", std::string(answer_->Head().FirstLine()));
+  if (!hadHeader && answer_->HeaderComplete()) {
+    Note("answer", std::string(answer_->Head().FirstLine()));
+    PublishHead();
+  }
   Publish();
   if (answer_->IsComplete() || answer_->Error() != 0) EndAnswer();
   if (!ended_) Throttle();
@@ -119,7 +122,16 @@ HttpBodyTarget::Plan HttpQuery::BodyPlan() const {
   return plan;
 }
 
+// Whoever takes the body block by block has to know whose it is.
+void HttpQuery::PublishHead() {
+  const HttpStatus status = answer_->Status();
+  owner_.httpResult_ = status.code;
+  owner_.httpResultMsg_ = status.reason;
+  owner_.header_ = answer_->Header();
+}
+
 void HttpQuery::BeginBody() {
+  PublishHead();
   Decide();
   if (owner_.lastErr_ != 0) return answer_->Abandon();
   std::int32_t error = target_.Open(BodyPlan());

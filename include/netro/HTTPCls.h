@@ -47,7 +47,8 @@ class NETRO_EXPORT HTTPClsEvents {
     (void)ParentObj, (void)RemoteHostIP;
   }
   /// The next bytes of the body, unpacked, in order, of the answer that HTTPQuery returns: not of
-  /// refused attempts, redirects, and what a resumed file had already.
+  /// refused attempts, redirects, and what a resumed file had already. HTTPResult and Headers are
+  /// those of its answer.
   virtual void Body(HTTPCls& ParentObj, std::span<const std::uint8_t> BinData) {
     (void)ParentObj, (void)BinData;
   }
@@ -153,7 +154,8 @@ class NETRO_EXPORT HTTPCls : public HTTPOptions {
   // Results of the last query; each query resets them first.
 
   const std::string& ContentType() const { return contentType_; }
-  /// Status code and reason phrase; 0 and empty when there was no answer.
+  /// Status code and reason phrase; 0 and empty when there was no answer. While a query runs, those
+  /// of the last header that came.
   std::int32_t HTTPResult() const { return httpResult_; }
   const std::string& HTTPResultMsg() const { return httpResultMsg_; }
   /// Bytes of the header without the empty line that ends it.

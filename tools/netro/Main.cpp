@@ -16,6 +16,7 @@
 
 #include "dns/Dns.h"
 #include "get/Get.h"
+#include "get/Secret.h"
 #include "mac/Mac.h"
 #include "mail/Mail.h"
 #include "ping/Ping.h"
@@ -32,7 +33,7 @@ namespace {
 
 constexpr Command kCommands[] = {
     {"tour", "Watch every class at work on this computer; needs no network", SetUpTour},
-    {"get", "Fetch a URL over HTTP, directly or through a proxy", SetUpGet},
+    {"get", "Fetch URLs over HTTP and HTTPS, directly or through a proxy", SetUpGet},
     {"dns", "Ask a DNS server for records of any type, or for a whole zone", SetUpDns},
     {"mail", "Compose a message and send it, to a server or to the mail exchangers", SetUpMail},
     {"check-address", "Check mail addresses: form, mail exchanger, and whether a server takes them",
@@ -161,6 +162,8 @@ int Run(int argc, char** argv) {
     std::erase(text, kBracketEnding.back());
     return ReportUsage(chosen(), text);
   }
+
+  BlankSecrets(argc, argv);
 
   const Command* command = Find(chosen());
   if (command == nullptr) {

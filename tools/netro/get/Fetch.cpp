@@ -6,11 +6,11 @@
 
 #include <filesystem>
 #include <set>
-#include <string_view>
+#include <system_error>
 
-#include "get/BodyFile.h"
 #include "get/UrlText.h"
 #include "terminal/Command.h"
+#include "terminal/Terminal.h"
 
 namespace netro::tool {
 namespace {
@@ -34,9 +34,19 @@ std::string FileFor(const std::string& url, const GetOptions& options,
   return (fs::path(options.outputFolder) / unique).string();
 }
 
+/// On a terminal it must be text, and beside others it has to wait for its turn.
+bool CanStream(const GetOptions& options) {
+  return options.urls.size() == 1 && !options.json && !options.include && !options.request.head &&
+         !IsTerminal(Stream::Output);
+}
+
 void CheckOutput(const GetOptions& options) {
   if (!options.outputFolder.empty() && !IsFolder(options.outputFolder)) {
     throw UsageError("--output-dir: " + options.outputFolder + " is no folder");
+  }
+  const bool toFile = !options.output.empty() || !options.outputFolder.empty();
+  if (toFile && (options.request.head || options.request.method == "HEAD")) {
+    throw UsageError("the answer to a HEAD request has no body for --output");
   }
   if (!options.output.empty() && options.urls.size() > 1) {
     throw UsageError("--output: one file cannot take the bodies of " +
@@ -45,48 +55,9 @@ void CheckOutput(const GetOptions& options) {
   }
 }
 
-void Prepare(HTTPCls& http, const Fetch& fetch, const GetRequest& request) {
-  http.URL(fetch.url);
-  http.QueryType(request.method);
-  http.PostData(request.body);
-  for (const auto& [name, value] : request.headers) http.AddHeader(name, value);
-  http.HTTPToken(request.token);
-  http.User(request.user);
-  http.Password(request.password);
-  http.SendAuthAfterChallenge(request.answerChallenges &&
-                              (!request.user.empty() || HasCredentials(fetch.url)));
-  http.StandardDigest(true);
-  http.ProxyType(request.proxy.type);
-  http.ProxyURL(request.proxy.host);
-  http.ProxyPort(request.proxy.port);
-  http.ProxyUser(request.proxy.user);
-  http.ProxyPassword(request.proxy.password);
-  http.ProxyUseRemoteDNS(request.proxy.remoteDns);
-  http.DNSURL(request.dns);
-  http.AddressPreference(request.preference);
-  http.TimeOutSeconds(request.timeout);
-  http.RemoveChunkHeader(!request.keepChunks);
-  if (!fetch.file.empty() && CanBeReplaced(fetch.file)) {
-    http.Filename(fetch.file);
-    http.SaveAsFile(true);
-  }
-}
-
-/// A line has few columns; all begin alike.
-std::string LineLabel(const Fetch& fetch) {
-  constexpr std::string_view kScheme = "http://";
-  return fetch.label.substr(fetch.label.starts_with(kScheme) ? kScheme.size() : 0);
-}
-
-Progress ProgressOf(const HTTPCls& http) {
-  const double header = http.HeaderLen() == 0 ? 0 : http.HeaderLen() + 4;
-  return {http.ReceivedBytes() - header, http.WaitForDataLen()};
-}
-
 }  // namespace
 
-std::vector<Fetch> PlanFetches(const GetOptions& options) {
-  constexpr std::int32_t kCancelled = 9999;
+std::vector<Fetch> PlanFetches(const GetOptions& options, const Way& way) {
   CheckOutput(options);
   std::vector<Fetch> fetches;
   std::set<std::string> taken;
@@ -99,17 +70,19 @@ std::vector<Fetch> PlanFetches(const GetOptions& options) {
       const std::string option = options.outputFolder.empty() ? "--output: " : "--output-dir: ";
       throw UsageError(option + fetch.file + " is a folder");
     }
-    fetch.result.errorNumber = kCancelled;
-    fetch.result.errorText = GetMessageText(kCancelled);
+    fetch.isStreamed = CanStream(options) && fetch.file.empty();
+    fetch.proxy = ProxyFor(way, url);
+    fetch.result = CancelledResult();
   }
   return fetches;
 }
 
-void Perform(Fetch& fetch, const GetRequest& request, ProgressLines& lines) {
-  HTTPCls http;
-  Prepare(http, fetch, request);
-  const ProgressLines::Line line(lines, LineLabel(fetch), [&http] { return ProgressOf(http); });
-  fetch.result = Query(http);
+HttpResult CancelledResult() {
+  constexpr std::int32_t kCancelled = 9999;
+  HttpResult result;
+  result.errorNumber = kCancelled;
+  result.errorText = GetMessageText(kCancelled);
+  return result;
 }
 
 }  // namespace netro::tool

@@ -11,6 +11,7 @@
 #include "get/Fetch.h"
 #include "get/GetOptions.h"
 #include "get/GetOutput.h"
+#include "get/Perform.h"
 #include "terminal/Batch.h"
 #include "terminal/ProgressLines.h"
 
@@ -30,14 +31,14 @@ std::string Footer(std::size_t ended, std::size_t all) {
 int RunGet(GetOptions& options) {
   Normalise(options);
   const GetRequest request = ReadGetRequest(options);
-  std::vector<Fetch> fetches = PlanFetches(options);
+  std::vector<Fetch> fetches = PlanFetches(options, request.way);
   GetOutput output(options);
   ProgressLines lines;
   std::size_t ended = 0;
   lines.Footer(Footer(ended, fetches.size()));
-  Batch batch(options.parallel);
+  Batch batch(options.way.parallel);
   const auto fetch = [&](std::size_t i) {
-    Perform(fetches[i], request, lines);
+    Perform(fetches[i], options, request, lines);
     lines.Footer(Footer(++ended, fetches.size()));
   };
   const auto show = [&](std::size_t i) {
@@ -48,7 +49,8 @@ int RunGet(GetOptions& options) {
   };
   const std::size_t begun = batch.Run(fetches.size(), fetch, show);
   output.Finish(std::span(fetches).subspan(begun));
-  return output.AreAllGood() ? Success : QueryFailed;
+  const bool saved = SaveCookies(request.logins, options.login);
+  return output.AreAllGood() && saved ? Success : QueryFailed;
 }
 
 }  // namespace

@@ -1,14 +1,14 @@
-// The options of "netro get". Thread: any.
+// The options of "netro get". Thread: the main one.
 #pragma once
 
-#include <netro/HTTPCls.h>
-
-#include <cstdint>
+#include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
-#include "terminal/ProxyOption.h"
+#include "get/LoginOptions.h"
+#include "get/RequestOptions.h"
+#include "get/TlsOptions.h"
+#include "get/WayOptions.h"
 
 namespace CLI {
 class App;
@@ -19,25 +19,17 @@ namespace netro::tool {
 /// The options as they were typed.
 struct GetOptions {
   std::vector<std::string> urls;
-  std::string method;
-  bool head = false;
-  std::string data;
-  bool hasData = false;
-  std::string dataFile;
-  std::vector<std::string> headers;
-  std::string user;
-  bool noChallenge = false;
-  std::string proxy;
-  std::string proxyType;
+  RequestOptions request;
+  LoginOptions login;
+  WayOptions way;
+  TlsOptions tls;
   std::string output;
   std::string outputFolder;
+  bool resume = false;
+  bool fail = false;
   bool include = false;
   bool keepChunks = false;
-  std::string dns;
-  AddressPreferenceEnum preference = preferIPv4;
-  std::int32_t timeout = 30;
-  std::int32_t parallel = 8;
-  std::string token = "HTTP/1.1";
+  bool verbose = false;
   bool json = false;
 };
 
@@ -45,21 +37,13 @@ void DeclareGetOptions(CLI::App& options, GetOptions& values);
 
 /// The options as the library takes them, which are the same for all URLs.
 struct GetRequest {
-  QueryTypeEnum method = QueryGet;
-  std::string body;
-  std::vector<std::pair<std::string, std::string>> headers;
-  std::string user;
-  std::string password;
-  bool answerChallenges = true;  // where there are credentials
-  Proxy proxy;
-  std::string dns;
-  AddressPreferenceEnum preference = preferIPv4;
-  std::int32_t timeout = 30;
-  std::string token;
-  bool keepChunks = false;
+  Request request;
+  Logins logins;
+  Way way;
+  std::shared_ptr<TlsProvider> tls;
 };
 
-/// Reads --data-file too. Throws UsageError.
+/// Reads the files that the options name. Throws UsageError.
 GetRequest ReadGetRequest(const GetOptions& options);
 
 }  // namespace netro::tool

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <memory>
 #include <system_error>
+#include <utility>
 
 namespace netro::tool {
 namespace {
@@ -17,7 +18,7 @@ std::string_view Trimmed(std::string_view text) {
   return text.substr(begin, text.find_last_not_of(" \t\r") + 1 - begin);
 }
 
-void TakeAnswer(const HTTPCls& http, const std::string& answer, HttpResult& result) {
+void TakeAnswer(const HTTPCls& http, std::string answer, HttpResult& result) {
   const auto headerLength = static_cast<std::size_t>(http.HeaderLen());
   result.status = http.HTTPResult();
   result.reason = http.HTTPResultMsg();
@@ -29,22 +30,30 @@ void TakeAnswer(const HTTPCls& http, const std::string& answer, HttpResult& resu
   if (http.SaveAsFile()) {
     result.file = http.Filename();
   } else if (answer.size() > headerLength + 4) {
-    result.body = answer.substr(headerLength + 4);
+    answer.erase(0, headerLength + 4);
+    result.body = std::move(answer);
   }
 }
 
 }  // namespace
 
+bool HttpResult::Has(std::string_view what) const {
+  return std::ranges::find(timeline, what, &HTTPMoment::What) != timeline.end();
+}
+
 HttpResult Query(HTTPCls& http) {
   HttpResult result;
   const std::string ownFile = http.Filename();
   const auto begin = std::chrono::steady_clock::now();
-  const std::string answer = http.HTTPQuery(result.timedOut);
+  std::string answer = http.HTTPQuery(result.timedOut);
   result.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
 
   result.errorNumber = http.LastErr();
+  result.finalUrl = http.FinalURL();
+  result.timeline = http.Timeline();
+  result.tls = http.TlsInfo();
   if (result.IsAnswer()) {
-    TakeAnswer(http, answer, result);
+    TakeAnswer(http, std::move(answer), result);
     result.isTemporary = !result.file.empty() && result.file != ownFile;
   } else {
     result.errorText = answer.empty() ? "The connection ended without an answer" : answer;

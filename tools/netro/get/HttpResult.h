@@ -26,10 +26,18 @@ struct HttpResult {
   double bodyLength = 0;
   double receivedBytes = 0;
 
+  std::string finalUrl;
+  std::vector<HTTPMoment> timeline;
+  TlsInfo tls;  // without a protocol: there was none
+
   std::string body;          // when it is in memory
   std::string file;          // when it is in a file
   bool isTemporary = false;  // the file goes when the body has been read
+  bool isPrinted = false;    // at least the beginning
+  bool isReaderGone = false;  // while it was printed
 
+  /// True when the timeline has it.
+  bool Has(std::string_view what) const;
   bool IsAnswer() const { return errorNumber == 0; }
   bool IsGood() const { return IsAnswer() && status < 400; }
 };

@@ -17,8 +17,12 @@ bool IsOneOf(std::int32_t value, std::initializer_list<std::int32_t> values) {
 
 }  // namespace
 
+bool IsPassingStatus(std::int32_t status) {
+  return IsOneOf(status, {408, 429, 500, 502, 503, 504});
+}
+
 bool IsPassing(const HttpResult& result) {
-  if (result.IsAnswer()) return IsOneOf(result.status, {408, 429, 500, 502, 503, 504});
+  if (result.IsAnswer()) return IsPassingStatus(result.status);
   return IsOneOf(result.errorNumber, {10002, 10050, 10051, 10053, 10054, 10060, 10061, 10064,
                                       10065, 11002});
 }

@@ -12,9 +12,9 @@ std::string AskPassword(const std::string& question);
 /// The first line of a file. Throws UsageError when it cannot be read.
 std::string ReadPasswordFile(const std::string& option, const std::string& file);
 
-/// Overwrites what stands behind a secret option among the program's own arguments, as the list of
-/// processes shows them to everybody: "--user", "-u", "--proxy", "-x" and the user information in
-/// URLs. To be called once the options have been read.
+/// Overwrites the secrets among the program's own arguments, as the list of processes shows them to
+/// everybody: the passwords behind "--user", "-u", "--proxy", "-x" and in URLs, and the values of
+/// header lines like Authorization. To be called once the options have been read.
 void BlankSecrets(int argc, char** argv);
 
 }  // namespace netro::tool

@@ -32,6 +32,21 @@ std::string WithoutCredentials(const std::string& url) {
   return at == url.npos ? url : url.substr(0, begin) + url.substr(at + 1);
 }
 
+std::string ProtocolOf(const std::string& url) {
+  const std::size_t end = url.find("://");
+  std::string protocol = end == url.npos ? "http" : url.substr(0, end);
+  for (char& c : protocol) c = static_cast<char>(c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c);
+  return protocol;
+}
+
+std::string HostOf(const std::string& url) {
+  const std::string shown = WithoutCredentials(url);
+  const auto [begin, end] = AuthorityOf(shown);
+  const std::string authority = shown.substr(begin, end - begin);
+  if (!authority.starts_with('[')) return authority.substr(0, authority.find(':'));
+  return authority.substr(1, std::min(authority.find(']'), authority.size()) - 1);
+}
+
 std::string FileNameOf(const std::string& url) {
   std::string path = url.substr(AuthorityOf(url).end);
   path.erase(std::min(path.find_first_of("?#"), path.size()));

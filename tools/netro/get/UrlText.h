@@ -11,6 +11,12 @@ bool HasCredentials(const std::string& url);
 /// What may be shown: without user and password.
 std::string WithoutCredentials(const std::string& url);
 
+/// "https"; "http" where the URL does not say. In small letters.
+std::string ProtocolOf(const std::string& url);
+
+/// The host's name or address, without brackets and port.
+std::string HostOf(const std::string& url);
+
 /// The file's name in the URL, which is the last part of its path as it is written; "index.html"
 /// when there is none that a file could have.
 std::string FileNameOf(const std::string& url);

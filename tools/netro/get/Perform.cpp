@@ -1,0 +1,123 @@
+// How a URL of "netro get" is fetched.
+
+#include "get/Perform.h"
+
+#include <netro/Localization.h>
+#include <netro/MessageLoop.h>
+
+#include <chrono>
+#include <exception>
+#include <string_view>
+
+#include "get/BodyFile.h"
+#include "get/FetchEvents.h"
+#include "get/Retry.h"
+#include "get/UrlText.h"
+#include "terminal/Stopwatch.h"
+#include "terminal/Terminal.h"
+
+namespace netro::tool {
+namespace {
+
+void Prepare(HTTPCls& http, const Fetch& fetch, const GetOptions& options,
+             const GetRequest& request) {
+  http.URL(fetch.url);
+  Apply(http, request.request);
+  Apply(http, request.logins, fetch.url);
+  Apply(http, request.way, fetch.proxy);
+  http.Tls(request.tls);
+  http.RemoveChunkHeader(!options.keepChunks);
+  http.BodyToEvents(fetch.isStreamed);
+  http.KeepInMemory(fetch.file.empty());
+  if (fetch.file.empty() || !CanBeReplaced(fetch.file)) return;
+  http.Filename(fetch.file);
+  http.SaveAsFile(true);
+  http.ReplaceWhenWhole(true);
+  http.Resume(options.resume);
+}
+
+/// A line has few columns; all begin alike.
+std::string LineLabel(const Fetch& fetch) {
+  const std::size_t scheme = fetch.label.find("://");
+  return scheme == std::string::npos ? fetch.label : fetch.label.substr(scheme + 3);
+}
+
+Progress ProgressOf(const HTTPCls& http) {
+  const double header = http.HeaderLen() == 0 ? 0 : http.HeaderLen() + 4;
+  return {http.ReceivedBytes() - header, http.WaitForDataLen()};
+}
+
+std::string RetryText(const Fetch& fetch, std::chrono::seconds pause, std::int32_t tries) {
+  const HttpResult& result = fetch.result;
+  const std::string what = result.IsAnswer() ? "the server answered " +
+                                                   std::to_string(result.status) + " " +
+                                                   result.reason
+                                             : result.errorText;
+  return (fetch.label.empty() ? "" : fetch.label + ": ") + what + "; try " +
+         std::to_string(fetch.attempts + 1) + " of " + std::to_string(tries) + " follows in " +
+         std::to_string(pause.count()) + " s";
+}
+
+/// Waits for the next try; false when there is to be none.
+bool AwaitNextTry(Fetch& fetch, const GetRequest& request, ProgressLines& lines) {
+  const std::int32_t tries = request.way.options.retries + 1;
+  if (fetch.attempts >= tries || fetch.result.isPrinted || !IsPassing(fetch.result)) return false;
+  const auto pause = PauseBefore(fetch.attempts + 1, fetch.result);
+  if (!pause) return false;
+  lines.MakeRoomFor([&] { ShowMessage(RetryText(fetch, *pause, tries)); });
+  const std::int32_t error = MessageLoop::ForThisThread().Sleep(*pause);
+  constexpr std::int32_t kTimedOut = 10002;
+  if (error != 0 && error != kTimedOut) {
+    DiscardBody(fetch.result);
+    fetch.result = CancelledResult();
+  }
+  return error == 0;
+}
+
+void TryAll(Fetch& fetch, const GetOptions& options, const GetRequest& request,
+            ProgressLines& lines) {
+  HTTPCls http;
+  Prepare(http, fetch, options, request);
+  FetchEvents events(http, fetch, options, lines);
+  const ProgressLines::Line line(lines, LineLabel(fetch), [&http] { return ProgressOf(http); });
+  const Stopwatch watch;
+  do {
+    DiscardBody(fetch.result);
+    ++fetch.attempts;
+    const bool isLast = fetch.attempts > request.way.options.retries;
+    events.Begin(isLast);
+    fetch.result = Query(http);
+    events.End(fetch.result);
+  } while (AwaitNextTry(fetch, request, lines));
+  fetch.result.seconds = watch.Seconds();
+}
+
+/// Runs `work` with one limit for all that it does.
+template <class Work>
+void RunWithin(std::chrono::seconds limit, Work work) {
+  std::exception_ptr thrown;
+  const Task task = MessageLoop::ForThisThread().StartTask(
+      [&] {
+        try {
+          work();
+        } catch (...) {
+          thrown = std::current_exception();
+        }
+      },
+      std::size_t{1} << 20);
+  if (task.Error() != 0) return work();
+  task.Deadline(limit);
+  while (!task.Done()) task.Wait();  // ends with Ctrl-C, as the task does soon
+  if (thrown) std::rethrow_exception(thrown);
+}
+
+}  // namespace
+
+void Perform(Fetch& fetch, const GetOptions& options, const GetRequest& request,
+             ProgressLines& lines) {
+  const auto work = [&] { TryAll(fetch, options, request, lines); };
+  if (options.way.maxTime == 0) return work();
+  RunWithin(std::chrono::seconds(options.way.maxTime), work);
+}
+
+}  // namespace netro::tool

@@ -1,0 +1,14 @@
+// How a URL of "netro get" is fetched. Thread: the loop's.
+#pragma once
+
+#include "get/Fetch.h"
+#include "get/GetOptions.h"
+#include "terminal/ProgressLines.h"
+
+namespace netro::tool {
+
+/// Fetches the URL, again where that is wanted; a line shows how far it is. Blocks.
+void Perform(Fetch& fetch, const GetOptions& options, const GetRequest& request,
+             ProgressLines& lines);
+
+}  // namespace netro::tool
