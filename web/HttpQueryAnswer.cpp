@@ -174,6 +174,9 @@ bool HttpQuery::WriteBody(std::span<const std::uint8_t> bytes) {
       bytes,
       [this](std::span<const std::uint8_t> piece) {
         if (call_->alive && owner_.events_ != nullptr) owner_.events_->Body(owner_, piece);
+        // A small block may unpack for seconds, in which nothing else would ask.
+        const bool goesOn = call_->alive && !mark_.Cancelled();
+        return goesOn ? 0 : static_cast<std::int32_t>(kErrCancelled);
       },
       [this](std::span<const std::uint8_t> piece) { answer_->AppendToText(piece); }, kept);
   if (!call_->alive) {
