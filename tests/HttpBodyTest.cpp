@@ -3,6 +3,7 @@
 #include <netro/HTTPCls.h>
 #include <sys/stat.h>
 
+#include <cstdio>
 #include <filesystem>
 #include <string>
 
@@ -268,6 +269,41 @@ TEST(HttpAnswerBody, AFileIsReplacedWhenItIsWhole) {
     EXPECT_EQ(ReadFile(file), c.content);
     const auto files = std::filesystem::directory_iterator(folder.Path());
     EXPECT_EQ(std::distance(begin(files), end(files)), 1);
+  }
+}
+
+// An event that waits lets in what comes next, and one that throws leaves the rest of its block.
+TEST(HttpAnswerBody, KeepsItsOrderWhenAnEventWaits) {
+  std::string body;
+  for (int i = 0; i < 20'000; ++i) body += std::to_string(i) + ' ';
+  std::string chunks;
+  for (std::size_t at = 0; at < body.size(); at += 1'000) {
+    const std::string chunk = body.substr(at, 1'000);
+    char size[8];
+    std::snprintf(size, sizeof size, "%zx\r\n", chunk.size());
+    chunks += size + chunk + "\r\n";
+  }
+  struct Waiter : HTTPClsEvents {
+    void Body(HTTPCls&, std::span<const std::uint8_t> data) override {
+      got.append(data.begin(), data.end());
+      if (++events < 5) MessageLoop::ForThisThread().Sleep(std::chrono::milliseconds(5));
+    }
+    std::string got;
+    int events = 0;
+  };
+  for (const bool chunked : {false, true}) {
+    HttpServer server;
+    server.On("/", [&](const auto&) {
+      const std::string head = "HTTP/1.1 200 OK\r\nContent-Type: text/x\r\n";
+      return chunked ? head + "Transfer-Encoding: chunked\r\n\r\n" + chunks + "0\r\n\r\n"
+                     : head + "\r\n" + body;
+    });
+    Waiter waiter;
+    HTTPCls http;
+    http.Events(&waiter);
+    http.URL(server.Url("/"));
+    EXPECT_TRUE(Ask(http).ends_with("\r\n\r\n" + body));
+    EXPECT_EQ(waiter.got, body);
   }
 }
 

@@ -68,7 +68,7 @@ std::int32_t HttpBodyTarget::Write(std::span<const std::uint8_t> bytes, const Li
   });
   if (error != 0 && errorText_.empty()) errorText_ = chain_.ErrorText();
   // What was unpacked before that may be as wrong: nothing is to go on from there.
-  if (error != 0) plan_.note.clear();
+  if (error != 0 && error != kErrCancelled) plan_.note.clear();
   return error;
 }
 
@@ -88,8 +88,7 @@ std::int32_t HttpBodyTarget::Deliver(std::span<const std::uint8_t> bytes, const 
     }
     if (const std::int32_t error = file_.Write(bytes)) return FileFailed(error);
   }
-  listener(bytes);
-  return 0;
+  return listener(bytes);
 }
 
 std::int32_t HttpBodyTarget::Finish() {

@@ -35,8 +35,8 @@ class HttpBodyTarget {
     std::string note;                    // of a part; empty: it does not stay
   };
 
-  /// Takes what is delivered, before it goes to its place.
-  using Listener = std::function<void(std::span<const std::uint8_t>)>;
+  /// Takes what is delivered, before it goes to its place. Another number than 0 ends it.
+  using Listener = std::function<std::int32_t(std::span<const std::uint8_t>)>;
   /// Takes what was unpacked for the answer text.
   using Text = std::function<void(std::span<const std::uint8_t>)>;
 

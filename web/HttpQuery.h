@@ -85,6 +85,8 @@ class HttpQuery final : private SocketClsEvents, private HttpBodySink {
   void Publish();
   void PublishHead();
   void DataArrival(const Bytes& BinData, const std::string& RemoteHostIP) override;
+  void Defer(std::span<const std::uint8_t> block);
+  void Feed(std::span<const std::uint8_t> block);
   void Closed() override;
   void BeginBody() override;
   bool WriteBody(std::span<const std::uint8_t> bytes) override;
@@ -140,6 +142,9 @@ class HttpQuery final : private SocketClsEvents, private HttpBodySink {
   std::unique_ptr<HttpAnswer> answer_;
   HttpBodyTarget target_;
   bool ended_ = false;  // the answer is complete, broken, or cut short
+  bool feeding_ = false;  // a block is being taken in
+  Bytes deferred_;        // what came meanwhile
+  bool closed_ = false;   // and the end
   bool sending_ = false;
   bool lastPiece_ = false;  // of the request is being sent
   bool sentAll_ = false;

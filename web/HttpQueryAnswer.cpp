@@ -1,6 +1,7 @@
 // One HTTP query: the answer as it arrives, and where its body goes.
 #include <algorithm>
 #include <new>
+#include <utility>
 
 #include "platform/ErrorNumbers.h"
 #include "socket/SocketErrors.h"
@@ -31,7 +32,8 @@ void HttpQuery::BeginAnswer() {
   options.headOnly = method_ == "HEAD";
   options.removeChunks = settings_.removeChunkHeader;
   answer_ = std::make_unique<HttpAnswer>(options, static_cast<HttpBodySink&>(*this));
-  ended_ = reset_ = sentAll_ = false;
+  ended_ = reset_ = sentAll_ = closed_ = false;
+  deferred_.clear();
   owner_.receivedBytes_ = 0;
 }
 
@@ -42,7 +44,7 @@ void HttpQuery::DataArrival(const Bytes& BinData, const std::string& RemoteHostI
     answerBegun_ = lastArrival_;
     Note("first byte");
   }
-  owner_.receivedBytes_ += static_cast<double>(BinData.size());
+  if (feeding_) return Defer(BinData);
   const bool hadHeader = answer_->HeaderComplete();
   // What the event Body throws takes the rest of the block with it.
   const OnException stop([this] {
@@ -51,10 +53,9 @@ void HttpQuery::DataArrival(const Bytes& BinData, const std::string& RemoteHostI
     if (call_->alive) owner_.lastErr_ = kErrCancelled;
   });
   try {
-    answer_->Feed(BinData);
+    Feed(BinData);
   } catch (const std::bad_alloc&) {
     if (!call_->alive) throw;
-    answer_->Abandon();
     owner_.lastErr_ = kErrNoBuffers;
   }
   if (!call_->alive) return;
@@ -68,8 +69,38 @@ void HttpQuery::DataArrival(const Bytes& BinData, const std::string& RemoteHostI
   if (owner_.events_ != nullptr) owner_.events_->Status(owner_, RemoteHostIP);
 }
 
+// A Body event waits, and what comes meanwhile must wait for it: the block that it belongs to is not
+// taken in to its end.
+void HttpQuery::Defer(std::span<const std::uint8_t> block) {
+  deferred_.insert(deferred_.end(), block.begin(), block.end());
+  owner_.socket_->SocketIsBusy(true);
+}
+
+void HttpQuery::Feed(std::span<const std::uint8_t> block) {
+  feeding_ = true;
+  // What an event throws leaves the answer in pieces; a task that waits for it would go on.
+  const OnException broken([this] {
+    feeding_ = false;
+    if (!call_->alive) return;
+    answer_->Abandon();
+    owner_.lastErr_ = kErrCancelled;
+  });
+  owner_.receivedBytes_ += static_cast<double>(block.size());
+  answer_->Feed(block);
+  while (call_->alive && !deferred_.empty()) {
+    const Bytes next = std::exchange(deferred_, {});
+    owner_.receivedBytes_ += static_cast<double>(next.size());
+    answer_->Feed(next);
+    if (call_->alive && timer_ == 0) owner_.socket_->SocketIsBusy(false);
+  }
+  feeding_ = false;
+  if (call_->alive && std::exchange(closed_, false)) Closed();
+}
+
 void HttpQuery::Closed() {
   if (answer_ == nullptr || ended_) return;
+  closed_ = feeding_;
+  if (feeding_) return;
   const std::int32_t error = SocketOwner::CloseError(*owner_.socket_);
   answer_->ConnectionEnded(reset_ ? kErrConnectionReset : error);
   EndAnswer();
@@ -162,6 +193,9 @@ bool HttpQuery::WriteBody(std::span<const std::uint8_t> bytes) {
       bytes,
       [this](std::span<const std::uint8_t> piece) {
         if (call_->alive && owner_.events_ != nullptr) owner_.events_->Body(owner_, piece);
+        // A small block may unpack for seconds, in which nothing else would ask.
+        const bool goesOn = call_->alive && !mark_.Cancelled();
+        return goesOn ? 0 : static_cast<std::int32_t>(kErrCancelled);
       },
       [this](std::span<const std::uint8_t> piece) { answer_->AppendToText(piece); }, kept);
   if (!call_->alive) {
