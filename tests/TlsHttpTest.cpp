@@ -147,6 +147,13 @@ TEST_F(Https, IsKeptForThoseOfTheSameProvider) {
   http_.Tls(Trusting());
   EXPECT_EQ(Ask(), "hi");
   EXPECT_EQ(server_.Handshakes(), 2u);
+  // Another name at the same address has to show its own certificate.
+  for (const char* host : {"localhost", "other.test"}) {
+    http_.AddHostAddress(host, server_.Port(), "127.0.0.1");
+    http_.URL("https://" + std::string(host) + ":" + std::to_string(server_.Port()) + "/");
+    Ask();
+  }
+  EXPECT_EQ(http_.LastErr(), tlsWrongName);
 }
 
 TEST_F(Https, WhoCannotBeTrustedIsAskedNothing) {
@@ -180,14 +187,18 @@ TEST_F(Https, ABodyThatEndsByCloseNeedsTheClosingAlert) {
   }
 }
 
+// The connection that was redirected is kept as what it is, not for where it leads.
 TEST_F(Https, ARedirectLeadsFromHttp) {
-  HttpServer plain;
+  HttpServer plain(true);
+  http_.KeepAlive(true);
   plain.On("/", [&](const auto&) {
     return HttpServer::Answer("301 x\r\nContent-Length: 0\r\nLocation: " + server_.Url("/"), "");
   });
   http_.URL(plain.Url("/"));
   http_.MaxRedirects(1);
-  EXPECT_EQ(Ask(), "hi");
+  for (int i = 0; i < 2; ++i) EXPECT_EQ(Ask(), "hi");
+  EXPECT_EQ(plain.Requests().size(), 2u);
+  EXPECT_EQ(plain.Connections(), 1u);
 }
 
 TEST_F(Https, TunnelsThroughHttpProxies) {

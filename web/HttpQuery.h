@@ -131,12 +131,14 @@ class HttpQuery final : private SocketClsEvents, private HttpBodySink {
 
   // The present exchange.
   std::optional<Next> next_;  // decided once the header is there
+  std::string connectionKey_;
   bool reused_ = false;       // the connection was kept from another query
   bool onlyNew_ = false;      // one that was kept has failed
   bool asksRest_ = false;     // of the part
   bool goesOn_ = false;       // the answer has it
   std::unique_ptr<HttpAnswer> answer_;
   HttpBodyTarget target_;
+  bool headKnown_ = false;
   bool ended_ = false;  // the answer is complete, broken, or cut short
   bool sending_ = false;
   bool lastPiece_ = false;  // of the request is being sent

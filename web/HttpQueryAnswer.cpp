@@ -33,7 +33,7 @@ void HttpQuery::BeginAnswer() {
   options.headOnly = method_ == "HEAD";
   options.removeChunks = settings_.removeChunkHeader;
   answer_ = std::make_unique<HttpAnswer>(options, static_cast<HttpBodySink&>(*this));
-  ended_ = reset_ = sentAll_ = false;
+  ended_ = reset_ = sentAll_ = headKnown_ = false;
   owner_.receivedBytes_ = 0;
 }
 
@@ -45,7 +45,6 @@ void HttpQuery::DataArrival(const Bytes& BinData, const std::string& RemoteHostI
     Note("first byte");
   }
   owner_.receivedBytes_ += static_cast<double>(BinData.size());
-  const bool hadHeader = answer_->HeaderComplete();
   // What the event Body throws takes the rest of the block with it.
   const OnException stop([this] {
     answer_->Abandon();
@@ -60,10 +59,7 @@ void HttpQuery::DataArrival(const Bytes& BinData, const std::string& RemoteHostI
     owner_.lastErr_ = kErrNoBuffers;
   }
   if (!call_->alive) return;
-  if (!hadHeader && answer_->HeaderComplete()) {
-    Note("answer", std::string(answer_->Head().FirstLine()));
-    PublishHead();
-  }
+  if (answer_->HeaderComplete()) PublishHead();
   Publish();
   if (answer_->IsComplete() || answer_->Error() != 0) EndAnswer();
   if (!ended_) Throttle();
@@ -123,8 +119,10 @@ HttpBodyTarget::Plan HttpQuery::BodyPlan() const {
   return plan;
 }
 
-// Whoever takes the body block by block has to know whose it is.
+// Once, before the body: whoever takes that block by block has to know whose it is.
 void HttpQuery::PublishHead() {
+  if (std::exchange(headKnown_, true)) return;
+  Note("answer", std::string(answer_->Head().FirstLine()));
   const HttpStatus status = answer_->Status();
   owner_.httpResult_ = status.code;
   owner_.httpResultMsg_ = status.reason;

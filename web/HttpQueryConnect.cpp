@@ -30,6 +30,8 @@ bool HttpQuery::Open() {
   owner_.waitForDataLen_ = 0;
   owner_.transferChunkOffset_ = 0;
   answer_.reset();
+  // Taken now: by the time the connection is left, a redirect may have changed the URL.
+  connectionKey_ = ConnectionKey();
   reused_ = TakeKept();
   if (!call_->alive) return false;
   if (reused_) {
@@ -57,6 +59,7 @@ std::string HttpQuery::ConnectionKey() const {
     add(plan.proxyPassword);
     add(plan.remoteDNS ? "remote" : "");
   }
+  if (secure) add(url_.host);  // whose certificate was checked, whatever the address
   if (secure) add(std::to_string(reinterpret_cast<std::uintptr_t>(options_.tls.get())));
   add(settings_.dnsURL);
   add(std::to_string(settings_.preference));
@@ -74,7 +77,7 @@ bool HttpQuery::TakeKept() {
     mark_.MessageLoop().PumpMessages();
     if (!call_->alive) return false;
   }
-  auto kept = HttpPool::ForThread()->Take(ConnectionKey());
+  auto kept = HttpPool::ForThread()->Take(connectionKey_);
   if (kept == nullptr) return false;
   owner_.socket_ = std::move(kept);
   SocketOwner::Adopt(*owner_.socket_, mark_);
@@ -180,7 +183,7 @@ void HttpQuery::LeaveConnection() {
   const bool usable = options_.keepAlive && sentAll_ && answer_->LeavesConnectionUsable() &&
                       owner_.socket_->State() == sockConnected;
   if (!usable) return owner_.socket_->Disconnect();
-  HttpPool::ForThread()->Give(ConnectionKey(), std::move(owner_.socket_));
+  HttpPool::ForThread()->Give(connectionKey_, std::move(owner_.socket_));
 }
 
 // True for an exchange on a kept connection that ended before a byte of an answer: most likely the
