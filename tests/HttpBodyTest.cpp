@@ -410,11 +410,17 @@ TEST(HttpLimits, IdleAndConnectTimeouts) {
   other.ConnectTimeout(5);
   const std::int32_t timer = MessageLoop::ForThisThread().SetTimer(
       1, [] { AdvanceClockForTests(std::chrono::seconds(1)); });
-  const TimePoint then = Now();
-  Ask(other);
+  BytesServer mute({{peers::Stay()}});
+  for (const ProxyTypeEnum proxy : {NoProxy, ProxySocks5NoAuth}) {
+    const TimePoint then = Now();
+    other.ProxyType(proxy);
+    other.ProxyURL("127.0.0.1");
+    other.ProxyPort(mute.Port());
+    Ask(other);
+    EXPECT_EQ(other.LastErr(), 10002);
+    EXPECT_LT(Now() - then, std::chrono::seconds(100));
+  }
   MessageLoop::ForThisThread().KillTimer(timer);
-  EXPECT_EQ(other.LastErr(), 10002);
-  EXPECT_LT(Now() - then, std::chrono::seconds(100));
 }
 
 TEST(HttpLimits, ARateIsKept) {

@@ -223,6 +223,7 @@ TEST_F(Https, ABodyThatEndsByCloseNeedsTheClosingAlert) {
   }
 }
 
+// The connection that was redirected is kept as what it is, not for where it leads.
 TEST_F(Https, ARedirectLeadsFromHttp) {
   HttpServer plain(true);
   plain.On("/", [&](const auto&) {

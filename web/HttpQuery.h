@@ -141,6 +141,7 @@ class HttpQuery final : private SocketClsEvents, private HttpBodySink {
   std::uint64_t whole_ = 0;   // bytes with the rest
   std::unique_ptr<HttpAnswer> answer_;
   HttpBodyTarget target_;
+  bool headKnown_ = false;
   bool ended_ = false;  // the answer is complete, broken, or cut short
   bool feeding_ = false;  // a block is being taken in
   Bytes deferred_;        // what came meanwhile

@@ -32,7 +32,7 @@ void HttpQuery::BeginAnswer() {
   options.headOnly = method_ == "HEAD";
   options.removeChunks = settings_.removeChunkHeader;
   answer_ = std::make_unique<HttpAnswer>(options, static_cast<HttpBodySink&>(*this));
-  ended_ = reset_ = sentAll_ = closed_ = false;
+  ended_ = reset_ = sentAll_ = closed_ = headKnown_ = false;
   deferred_.clear();
   owner_.receivedBytes_ = 0;
 }
@@ -45,13 +45,6 @@ void HttpQuery::DataArrival(const Bytes& BinData, const std::string& RemoteHostI
     Note("first byte");
   }
   if (feeding_) return Defer(BinData);
-  const bool hadHeader = answer_->HeaderComplete();
-  // What the event Body throws takes the rest of the block with it.
-  const OnException stop([this] {
-    answer_->Abandon();
-    ended_ = true;
-    if (call_->alive) owner_.lastErr_ = kErrCancelled;
-  });
   try {
     Feed(BinData);
   } catch (const std::bad_alloc&) {
@@ -59,10 +52,7 @@ void HttpQuery::DataArrival(const Bytes& BinData, const std::string& RemoteHostI
     owner_.lastErr_ = kErrNoBuffers;
   }
   if (!call_->alive) return;
-  if (!hadHeader && answer_->HeaderComplete()) {
-    Note("answer", std::string(answer_->Head().FirstLine()));
-    PublishHead();
-  }
+  if (answer_->HeaderComplete()) PublishHead();
   Publish();
   if (answer_->IsComplete() || answer_->Error() != 0) EndAnswer();
   if (!ended_) Throttle();
@@ -81,9 +71,9 @@ void HttpQuery::Feed(std::span<const std::uint8_t> block) {
   // What an event throws leaves the answer in pieces; a task that waits for it would go on.
   const OnException broken([this] {
     feeding_ = false;
-    if (!call_->alive) return;
+    ended_ = true;
     answer_->Abandon();
-    owner_.lastErr_ = kErrCancelled;
+    if (call_->alive) owner_.lastErr_ = kErrCancelled;
   });
   owner_.receivedBytes_ += static_cast<double>(block.size());
   answer_->Feed(block);
@@ -153,8 +143,10 @@ HttpBodyTarget::Plan HttpQuery::BodyPlan() const {
   return plan;
 }
 
-// Whoever takes the body block by block has to know whose it is.
+// Once, before the body: whoever takes that block by block has to know whose it is.
 void HttpQuery::PublishHead() {
+  if (std::exchange(headKnown_, true)) return;
+  Note("answer", std::string(answer_->Head().FirstLine()));
   const HttpStatus status = answer_->Status();
   owner_.httpResult_ = status.code;
   owner_.httpResultMsg_ = status.reason;

@@ -60,6 +60,7 @@ std::string HttpQuery::ConnectionKey() const {
     add(plan.proxyPassword);
     add(plan.remoteDNS ? "remote" : "");
   }
+  if (secure) add(url_.host);  // whose certificate was checked, whatever the address
   if (secure) add(std::to_string(reinterpret_cast<std::uintptr_t>(options_.tls.get())));
   add(settings_.dnsURL);
   add(std::to_string(settings_.preference));

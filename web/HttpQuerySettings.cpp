@@ -174,6 +174,7 @@ ConnectionPlan HttpQuery::Plan() const {
   plan.proxyPassword = settings_.proxyPassword;
   plan.remoteDNS = settings_.proxyUseRemoteDNS;
   plan.seconds = settings_.timeOutSeconds;
+  if (options_.connectTimeout > 0) plan.seconds = std::min(plan.seconds, options_.connectTimeout);
   plan.lookup = {settings_.dnsURL, settings_.preference};
   switch (settings_.proxyType) {
     case ProxySocks4:

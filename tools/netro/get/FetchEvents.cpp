@@ -36,8 +36,8 @@ FetchEvents::FetchEvents(HTTPCls& http, const Fetch& fetch, const GetOptions& op
     : http_(http),
       fetch_(fetch),
       options_(options),
-      lines_(lines),
-      timer_(kNewsInterval, [this] { TellNews(); }) {
+      lines_(lines) {
+  if (options.verbose) timer_.emplace(kNewsInterval, [this] { TellNews(); });
   http.Events(this);
 }
 

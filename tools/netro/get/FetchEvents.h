@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 
@@ -38,7 +39,7 @@ class FetchEvents final : public HTTPClsEvents {
   const Fetch& fetch_;
   const GetOptions& options_;
   ProgressLines& lines_;
-  Timer timer_;  // for what takes its time without an answer
+  std::optional<Timer> timer_;  // for what takes its time without an answer
   bool isLast_ = true;
   bool isPrinted_ = false;
   bool isReaderGone_ = false;

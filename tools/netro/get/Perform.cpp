@@ -29,11 +29,13 @@ void Prepare(HTTPCls& http, const Fetch& fetch, const GetOptions& options,
   http.RemoveChunkHeader(!options.keepChunks);
   http.BodyToEvents(fetch.isStreamed);
   http.KeepInMemory(fetch.file.empty());
+  if (fetch.isStreamed) http.MaxBodyLen(0);  // which is for memory, as for what was unpacked
   if (fetch.file.empty() || !CanBeReplaced(fetch.file)) return;
   http.Filename(fetch.file);
   http.SaveAsFile(true);
   http.ReplaceWhenWhole(true);
   http.Resume(options.resume);
+  if (request.request.codings != nullptr) http.MaxBodyLen(0);
 }
 
 /// A line has few columns; all begin alike.

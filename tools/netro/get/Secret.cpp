@@ -118,7 +118,8 @@ void BlankSecrets(int argc, char** argv) {
   for (int i = 1; i < argc; ++i) {
     const std::string_view option(argv[i]);
     const std::size_t equals = std::min(option.find('='), option.size());
-    // "--user=a:b", "-ua:b", or the next argument.
+    // "--user=a:b", "-ua:b", or the next argument, also of "-iu". The arguments were copied, so a
+    // star too many does no harm.
     const bool isLong = option.starts_with("--");
     const bool isShort = !isLong && option.size() > 1 && option.front() == '-';
     const char kind = isLong ? KindOf(option.substr(0, equals)) : isShort ? option[1] : '\0';
@@ -129,6 +130,8 @@ void BlankSecrets(int argc, char** argv) {
       Blank(kind, argv[i] + inside);
     } else if (IsSecret(kind) && (isShort || equals == option.size()) && i + 1 < argc) {
       Blank(kind, argv[++i]);
+    } else if (isShort && IsSecret(option.back()) && i + 1 < argc) {
+      Blank(option.back(), argv[++i]);
     }
   }
 }

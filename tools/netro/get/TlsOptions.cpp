@@ -118,9 +118,9 @@ std::string TlsAdvice(std::int32_t error, const std::string& url) {
   switch (error) {
     case tlsUnknownIssuer:
     case tlsSelfSigned:
-      return "; --cacert FILE trusts an authority of your own";
+      return "; the option is --cacert FILE";
     case tlsCertificateWanted:
-      return "; --cert FILE shows one";
+      return "; the option is --cert FILE";
     case kNotSupported:
       return kHasTls || ProtocolOf(url) != "https" ? "" : "; this netro was built without TLS";
     default:
