@@ -67,9 +67,10 @@ location = /hop5 { return 308 /plain.txt; }
 location = /round { return 302 /round; }
 location /gzip/ { alias FOLDER/www/; gzip on; gzip_types *; }
 location /brotli/ { alias FOLDER/www/; BROTLI }
-location /put/ { dav_methods PUT; create_full_put_path on; client_max_body_size 50m; }
-location /post/ { proxy_pass https://127.0.0.1:PORT/put/; proxy_method PUT; client_max_body_size 50m; }
-location = /moved { client_max_body_size 50m; return 307 /put/moved; }
+client_max_body_size 50m;
+location /put/ { dav_methods PUT; }
+location /post/ { proxy_pass https://127.0.0.1:PORT/put/; proxy_method PUT; }
+location = /moved { return 307 /put/moved; }
 location /small/ { dav_methods PUT; client_max_body_size 1m; }
 )";
 
