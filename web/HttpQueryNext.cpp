@@ -16,6 +16,7 @@ namespace netro {
 namespace {
 
 constexpr std::int32_t kPartial = 206;
+constexpr std::size_t kMostCookies = 50;  // of one answer
 constexpr std::int32_t kServerRefusal = 401;
 constexpr std::int32_t kProxyRefusal = 407;
 constexpr std::int32_t kExpectationFailed = 417;
@@ -35,7 +36,9 @@ void HttpQuery::Decide() {
 void HttpQuery::TakeCookies(const HttpHead& head) {
   if (options_.cookies == nullptr) return;
   const std::string url = UrlText(url_);
-  for (const std::string& cookie : head.Lines("Set-Cookie")) options_.cookies->Take(cookie, url);
+  std::vector<std::string> cookies = head.Lines("Set-Cookie");
+  cookies.resize(std::min(cookies.size(), kMostCookies));
+  for (const std::string& cookie : cookies) options_.cookies->Take(cookie, url);
 }
 
 bool HttpQuery::CanRepeatBody() {

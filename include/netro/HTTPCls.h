@@ -3,7 +3,8 @@
 // HTTPQuery opens a connection, directly or through an HTTP or SOCKS proxy, sends one GET, HEAD or
 // POST request, answers one authentication challenge of the proxy and one of the server (Basic RFC
 // 7617, Digest RFC 2617 and RFC 7616), and returns the raw answer: status line, header, empty line
-// and body. There is no TLS, no redirect is followed, connections are not kept.
+// and body. What else it may be told (TLS, redirects, kept connections ...) stands in
+// HTTPOptions.h.
 //
 // Thread: as SocketCls; only Kill and StopWaiting may come from any thread.
 #pragma once
@@ -198,12 +199,13 @@ class NETRO_EXPORT HTTPCls : public HTTPOptions {
   /// file, the header and the empty line only. On failure returns an error text, sets LastErr, and
   /// discards what came: 9999 cancelled; 10002 timed out (`Timeout` is true when it was the wait
   /// for the answer); 10022 a setting that cannot be sent, named in the text; 10036 a query of this
-  /// object is running (nothing changes); 10040 header over 256 KiB; 10042 an answer that is no
-  /// HTTP or breaks the framing rules; 10043 https, or another protocol than http without an HTTP
-  /// proxy; 10054 the connection ended before the answer did (without any byte of it the text is
-  /// empty; an answer of 400 and above without a length may end by a reset); 11001 no
-  /// such host; 9001-9003 refused by the SOCKS proxy; 20000 and more: the file could not be
-  /// written.
+  /// object is running (nothing changes); 10040 header over 256 KiB, or body over MaxBodyLen; 10042
+  /// an answer that is no HTTP or breaks the framing rules; 10043 https without a TLS provider, or
+  /// another protocol than http without an HTTP proxy; 10054 the connection ended before the answer
+  /// did (without any byte of it the text is empty; an answer of 400 and above without a length may
+  /// end by a reset); 10061 refused, also a tunnel by the proxy; 10062 too many redirects; TlsError;
+  /// CodingErrorEnum; 11001 no such host; 9001-9003 refused by the SOCKS proxy; 20000 and more: a
+  /// file could not be read or written.
   std::string HTTPQuery(bool& Timeout);
 
   /// Appends "HeaderName: HeaderValue" to the lines sent after the built-in ones. With the name of
