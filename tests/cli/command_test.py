@@ -326,10 +326,12 @@ class CommandTest(unittest.TestCase):
                         "-out", certificate], check=True, capture_output=True)
         context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
         context.load_cert_chain(certificate, key)
-        plain, self.server.socket = self.server.socket, context.wrap_socket(
-            self.server.socket, server_side=True)
-        plain.close()
-        url = f"https://localhost:{self.server.server_port}"
+        server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
+        server.socket = context.wrap_socket(server.socket, server_side=True)
+        threading.Thread(target=server.serve_forever, args=(0.01,)).start()
+        self.addCleanup(server.server_close)
+        self.addCleanup(server.shutdown)
+        url = f"https://localhost:{server.server_port}"
         trust = ["--cacert", certificate]
         self.check(["get", "-4", url + "/text"], 1, b"", b"--cacert")
         self.check(["get", "-4", "--insecure", url + "/text"], 0, b"one\r\ntwo\n")
