@@ -134,6 +134,7 @@ class HttpQuery final : private SocketClsEvents, private HttpBodySink {
   // The present exchange.
   std::optional<Next> next_;  // decided once the header is there
   std::string key_;           // of the connection, which a redirect does not lead elsewhere
+  TimePoint connectLimit_;
   bool reused_ = false;       // the connection was kept from another query
   bool onlyNew_ = false;      // one that was kept has failed
   bool asksRest_ = false;     // of the part

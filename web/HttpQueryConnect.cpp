@@ -88,12 +88,14 @@ bool HttpQuery::TakeKept() {
   return true;
 }
 
+// Of a step of connecting, and of all of them together.
 TimePoint HttpQuery::ConnectDeadline() const {
-  const bool own = options_.connectTimeout > 0;
-  return own ? SecondsFromNow(options_.connectTimeout) : TimePoint::max();
+  return std::min(SecondsFromNow(settings_.timeOutSeconds), connectLimit_);
 }
 
 bool HttpQuery::OpenNew() {
+  const bool limited = options_.connectTimeout > 0;
+  connectLimit_ = limited ? SecondsFromNow(options_.connectTimeout) : TimePoint::max();
   if (owner_.socket_ == nullptr) owner_.socket_ = std::make_unique<SocketCls>();
   owner_.socket_->Events(this);
   bool again = false;
@@ -108,7 +110,7 @@ bool HttpQuery::OpenNew() {
 
 bool HttpQuery::OpenSocket() {
   ConnectionPlan plan = Plan();
-  plan.limit = ConnectDeadline();
+  plan.limit = connectLimit_;
   plan.trace = [this](std::string_view step, const std::string& detail) { Note(step, detail); };
   // A server may answer or hang up before it was asked; behind a proxy only once it is reached.
   if (!UsesSocks() && !UsesTunnel() && url_.protocol != "https") BeginAnswer();
@@ -150,7 +152,7 @@ bool HttpQuery::OpenTunnel(bool& again) {
   if (proxyLogin_.send && !settings_.proxyUser.empty()) {
     request.proxy = {settings_.proxyUser, settings_.proxyPassword, proxyLogin_.challenge, Form()};
   }
-  const auto deadline = std::min(SecondsFromNow(settings_.timeOutSeconds), ConnectDeadline());
+  const auto deadline = ConnectDeadline();
   HttpTunnel tunnel(*owner_.socket_, mark_);
   const std::int32_t error = tunnel.Ask(request.ComposeHead(), deadline);
   if (!call_->alive) return false;
@@ -171,7 +173,7 @@ bool HttpQuery::OpenTunnel(bool& again) {
 
 bool HttpQuery::Protect() {
   if (url_.protocol != "https") return true;
-  const auto deadline = std::min(SecondsFromNow(settings_.timeOutSeconds), ConnectDeadline());
+  const auto deadline = ConnectDeadline();
   SocketCls& socket = *owner_.socket_;
   const std::int32_t error =
       SocketOwner::StartTls(socket, url_.host, options_.tls, mark_, deadline);
