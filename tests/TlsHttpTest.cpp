@@ -214,7 +214,7 @@ TEST_F(Https, ABodyThatEndsByCloseNeedsTheClosingAlert) {
   for (const bool says : {true, false}) {
     HttpsServer server(says);
     server.Plain().On("/", [](const auto&) {
-      return HttpServer::Answer("200 x\r\nContent-Type: text/x\r\nConnection: close", "part");
+      return HttpServer::Answer("500 x\r\nContent-Type: text/x\r\nConnection: close", "part");
     });
     http_.URL(server.Url("/"));
     const std::string answer = Ask();
@@ -251,7 +251,7 @@ TEST_F(Https, TunnelsThroughHttpProxies) {
     std::int32_t status;
     const char* credentials;  // of the last request to the proxy
   } kCases[] = {
-      {"open", {good}, 0, 200, ""},
+      {"open", {good}, 0, 200, "an added line"},
       {"Basic", {basic, good}, 0, 200, "Basic cHU6cHA="},
       {"Digest", {digest, good}, 0, 200, "Digest username=\"pu\""},
       {"refused twice", {basic, basic}, 10061, 407, "Basic cHU6cHA="},
@@ -266,6 +266,10 @@ TEST_F(Https, TunnelsThroughHttpProxies) {
     Through(proxy);
     http_.StandardDigest(true);
     http_.User("me");
+    http_.ClearHeaders();
+    if (std::string_view(c.name) == "open") {
+      http_.AddHeader("Proxy-Authorization", "an added line");
+    }
     const std::string answer = Ask();
     EXPECT_EQ(http_.LastErr(), c.error) << answer;
     EXPECT_EQ(http_.HTTPResult(), c.status);

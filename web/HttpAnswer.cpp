@@ -83,7 +83,8 @@ void HttpAnswer::ConnectionEnded(std::int32_t error) {
     case Step::Failed:
       return;
     case Step::OpenBody:
-      if (error == 0 || (error == kErrConnectionReset && Status().code >= kFirstError)) {
+      if (error == 0 || (options_.resetMayEnd && error == kErrConnectionReset &&
+                         Status().code >= kFirstError)) {
         step_ = Step::Complete;
         return;
       }

@@ -34,6 +34,7 @@ class HttpAnswer {
   struct Options {
     bool headOnly = false;     // answer to HEAD: complete with its header
     bool removeChunks = true;  // chunk framing is left out of the body
+    bool resetMayEnd = true;   // the body of an error, where that ends with the connection
   };
 
   HttpAnswer(Options options, HttpBodySink& sink) : options_(options), sink_(&sink) {}

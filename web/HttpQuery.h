@@ -80,6 +80,7 @@ class HttpQuery final : private SocketClsEvents, private HttpBodySink {
   TimePoint SendDeadline() const;
 
   // HttpQueryAnswer.cpp: the answer.
+  void NoteSent();
   void BeginAnswer();
   void EndAnswer();
   void Publish();
@@ -150,6 +151,7 @@ class HttpQuery final : private SocketClsEvents, private HttpBodySink {
   bool sending_ = false;
   bool lastPiece_ = false;  // of the request is being sent
   bool sentAll_ = false;
+  bool sentNoted_ = false;
   bool reset_ = false;  // noticed while sending
   TimePoint lastArrival_;
   TimePoint answerBegun_;

@@ -31,8 +31,10 @@ void HttpQuery::BeginAnswer() {
   HttpAnswer::Options options;
   options.headOnly = method_ == "HEAD";
   options.removeChunks = settings_.removeChunkHeader;
+  // With TLS nobody but the server can end it.
+  options.resetMayEnd = url_.protocol != "https";
   answer_ = std::make_unique<HttpAnswer>(options, static_cast<HttpBodySink&>(*this));
-  ended_ = reset_ = sentAll_ = closed_ = headKnown_ = false;
+  ended_ = reset_ = sentAll_ = closed_ = headKnown_ = sentNoted_ = false;
   deferred_.clear();
   owner_.receivedBytes_ = 0;
 }
@@ -42,6 +44,8 @@ void HttpQuery::DataArrival(const Bytes& BinData, const std::string& RemoteHostI
   lastArrival_ = Now();
   if (owner_.receivedBytes_ == 0) {
     answerBegun_ = lastArrival_;
+    // The call that sends may not be back yet.
+    if (sending_ && lastPiece_ && SocketOwner::SendLeft(*owner_.socket_) == 0) NoteSent();
     Note("first byte");
   }
   if (feeding_) return Defer(BinData);

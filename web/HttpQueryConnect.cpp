@@ -3,6 +3,7 @@
 #include <netro/Localization.h>
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "platform/Address.h"
@@ -152,6 +153,7 @@ bool HttpQuery::OpenTunnel(bool& again) {
   if (proxyLogin_.send && !settings_.proxyUser.empty()) {
     request.proxy = {settings_.proxyUser, settings_.proxyPassword, proxyLogin_.challenge, Form()};
   }
+  std::ranges::copy_if(settings_.headers, std::back_inserter(request.headers), IsForProxy);
   const auto deadline = ConnectDeadline();
   HttpTunnel tunnel(*owner_.socket_, mark_);
   const std::int32_t error = tunnel.Ask(request.ComposeHead(), deadline);

@@ -45,6 +45,8 @@ HttpRequest HttpQuery::Request() {
   }
   if (hasBody_) request.bodyLength = body_ != nullptr ? body_->Length() : settings_.postData->size();
   request.chunked = hasBody_ && !request.bodyLength;
+  // A tunnel would carry it to the server.
+  if (UsesTunnel()) std::erase_if(request.headers, IsForProxy);
   AddOwnFields(request);
   return request;
 }
@@ -87,8 +89,12 @@ bool HttpQuery::Send() {
   if (!call_->alive) return false;
   // A server may answer and hang up before it has read everything: the answer may still be there.
   reset_ = error == kErrConnectionReset;
-  if (sentAll_) Note("sent");
+  if (sentAll_) NoteSent();
   return error == 0 || ended_ || reset_ || Fail(error, std::move(errorText_));
+}
+
+void HttpQuery::NoteSent() {
+  if (!std::exchange(sentNoted_, true)) Note("sent");
 }
 
 // The beginning of the body goes out together with the header, so a short request is one segment;

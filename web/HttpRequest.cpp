@@ -82,6 +82,10 @@ std::string HttpRequest::ComposeHead() const {
   return first + lines.Text() + kLineEnd + (bare ? "" : kLineEnd);
 }
 
+bool IsForProxy(const HttpFields::value_type& field) {
+  return EqualsIgnoreCase(field.first, "Proxy-Authorization");
+}
+
 std::string FramingProblem(const HttpFields& fields, std::optional<std::uint64_t> bodySize) {
   for (const auto& [name, value] : fields) {
     const bool framing =

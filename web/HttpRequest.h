@@ -39,6 +39,9 @@ std::string HostField(const Url& url);
 /// The same with the port in any case.
 std::string HostAndPort(const Url& url);
 
+/// True for an added field that a proxy is meant to get, and nobody behind it.
+bool IsForProxy(const HttpFields::value_type& field);
+
 /// What is wrong with added fields for a body of `bodySize` bytes (nothing: nobody knows), empty when nothing is: where a
 /// request ends is told by the class alone (RFC 9112, section 6).
 std::string FramingProblem(const HttpFields& fields, std::optional<std::uint64_t> bodySize);

@@ -11,7 +11,7 @@ namespace {
 
 // The header alone counts: an answer that opens a tunnel has no body, and of one that does not,
 // the body is not read.
-constexpr HttpAnswer::Options kHeadOnly{.headOnly = true, .removeChunks = true};
+constexpr HttpAnswer::Options kHeadOnly{.headOnly = true};
 
 bool IsGood(std::int32_t code) { return code >= 200 && code < 300; }
 

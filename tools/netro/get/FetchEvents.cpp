@@ -26,7 +26,7 @@ std::string ShownValue(const std::string& name, const std::string& value) {
     if (!SameName(name, secret)) continue;
     return secret[0] == 'W' ? value.substr(0, value.find(' ')) + " ***" : "***";
   }
-  return SameName(name, "Location") ? WithoutCredentials(value) : value;
+  return SameName(name, "Location") ? WithoutTokens(WithoutCredentials(value)) : value;
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <regex>
 
 namespace netro::tool {
 namespace {
@@ -45,6 +46,13 @@ std::string HostOf(const std::string& url) {
   const std::string authority = shown.substr(begin, end - begin);
   if (!authority.starts_with('[')) return authority.substr(0, authority.find(':'));
   return authority.substr(1, std::min(authority.find(']'), authority.size()) - 1);
+}
+
+std::string WithoutTokens(const std::string& url) {
+  constexpr auto kFlags = std::regex::icase | std::regex::optimize;
+  static const std::regex secret(
+      "([?&;#][^=&]*(auth|code|cookie|cred|key|pass|pwd|secret|sess|sig|token)[^=&]*=)[^&#]*", kFlags);
+  return std::regex_replace(url, secret, "$1***");
 }
 
 std::string FileNameOf(const std::string& url) {

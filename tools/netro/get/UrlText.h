@@ -17,6 +17,9 @@ std::string ProtocolOf(const std::string& url);
 /// The host's name or address, without brackets and port.
 std::string HostOf(const std::string& url);
 
+/// With "***" for the values of query parameters whose names speak of secrets.
+std::string WithoutTokens(const std::string& url);
+
 /// The file's name in the URL, which is the last part of its path as it is written; "index.html"
 /// when there is none that a file could have.
 std::string FileNameOf(const std::string& url);
