@@ -5,6 +5,7 @@
 #include <unordered_set>
 #include <utility>
 
+#include "dns/DnsResult.h"
 #include "mail/AddressSyntax.h"
 #include "mail/MailAddress.h"
 #include "mail/MailCall.h"
@@ -39,19 +40,26 @@ enum Text : std::int32_t {
   kTextSuccess = 7003,
 };
 
+// Where the tables say nothing, the reply's first digit does (RFC 5321, section 4.2.1).
+std::int32_t ClassOfReply(std::int32_t code) {
+  const std::int32_t digit = code / 100;
+  return digit == 5 ? kFatalSmtp : digit == 4 ? kTemporarySmtp : kOtherSmtp;
+}
+
 bool IsLookupFailure(const SmtpResult& session) { return session.stepID == SMTP_STEP_AUTODNS; }
 
 std::int32_t ClassOf(const SmtpResult& session) {
   if (session.stepID == SMTP_STEP_PRECHECK) return kInvalidAddress;
   if (session.result == SMTP_CANCELED) return kPending;
   const bool dns = IsLookupFailure(session);
+  if (dns && session.dnsError == kDnsNullMx) return kFatalDns;
   const std::int32_t step = dns ? SMTP_STEP_DNS : session.stepID;
   const std::int32_t code = dns ? session.dnsError : session.result;
   if (HasStepEntry(GetMessageText(kTextFatalFailures), step, code))
     return dns ? kFatalDns : kFatalSmtp;
   if (HasStepEntry(GetMessageText(kTextTemporaryFailures), step, code))
     return dns ? kTemporaryDns : kTemporarySmtp;
-  return dns ? kOtherDns : kOtherSmtp;
+  return dns ? kOtherDns : ClassOfReply(code);
 }
 
 // The same mailbox, as far as its name tells (RFC 5321, section 2.4).

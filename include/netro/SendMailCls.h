@@ -52,7 +52,7 @@ struct RecipientOutcome {
   std::string Protocol;
   /// 0 when accepted, else the number of the message that names the kind of failure: 3010 fatal,
   /// 3014 temporary and 3016 other DNS problems; 3011 fatal, 3015 temporary and 3017 other SMTP
-  /// problems; 3013 the address is no address; 3018 the call was cancelled before the end of its
+  /// problems (of replies mostly 5yz, 4yz and all else; only the fatal ones are for good); 3013 the address is no address; 3018 the call was cancelled before the end of its
   /// session.
   std::int32_t ResultClass = 0;
 };
