@@ -28,6 +28,7 @@ enum Text : std::int32_t {
   kOtherDns = 3016,
   kOtherSmtp = 3017,
   kPending = 3018,
+  kMayHaveArrived = 3019,
   kTextNoSender = 4000,
   kTextNoRecipient = 4001,
   kTextDnsError = 4002,
@@ -50,6 +51,7 @@ bool IsLookupFailure(const SmtpResult& session) { return session.stepID == SMTP_
 
 std::int32_t ClassOf(const SmtpResult& session) {
   if (session.stepID == SMTP_STEP_PRECHECK) return kInvalidAddress;
+  if (session.endUnknown) return kMayHaveArrived;
   if (session.result == SMTP_CANCELED) return kPending;
   const bool dns = IsLookupFailure(session);
   if (dns && session.dnsError == kDnsNullMx) return kFatalDns;
@@ -151,7 +153,8 @@ std::string MailCall::DeliverOne(RecipientOutcome& outcome, const std::string& f
   const std::int32_t enough = settings_.simulation ? SMTP_STEP_RCPTTO : SMTP_STEP_SENDDATA;
   const OnException judge([&] {
     outcome.Accepted = session->accepted >= enough;
-    if (outcome.Accepted) outcome.ResultClass = 0;
+    if (outcome.Accepted || session->endUnknown)
+      outcome.ResultClass = outcome.Accepted ? 0 : kMayHaveArrived;
   });
   const bool done = RunSmtpSession(order, text, mark_, session, Events());
   outcome.Accepted = done || session->accepted >= enough;

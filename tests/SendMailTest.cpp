@@ -4,11 +4,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "SendMailKit.h"
+#include "platform/Clock.h"
 
 namespace netro {
 namespace {
@@ -138,6 +141,43 @@ TEST_F(SendMail, TheClassTellsWhetherToTryAgain) {
     EXPECT_EQ(mail_->SendMail(), c.resultClass == 0);
     ExpectOutcome(0, "a@xy.test", c.step, c.result, c.resultClass);
     EXPECT_EQ(mail_->Result(), c.resultClass == 0 ? 0 : c.result);
+  }
+}
+
+// The whole message is sent, and then the server is silent, gone, or no longer listened to. It has
+// ten minutes, or what the caller gives it.
+TEST_F(SendMail, AnUnknownEndMayHaveArrived) {
+  const std::string usual = mail_->SMTPTimeOutString();
+  const struct {
+    std::string table;
+    SmtpServer::After after;
+    bool cancelled;
+    std::int32_t step, result;
+    int seconds;
+  } kCases[] = {
+      {usual, SmtpServer::After::Stay, false, SMTP_STEP_SENDDATA, 99, 600},
+      {"60:30", SmtpServer::After::Stay, false, SMTP_STEP_SENDDATA, 99, 30},
+      {usual, SmtpServer::After::Close, false, SMTP_STEP_SOCKETERROR, 10054, 0},
+      {usual, SmtpServer::After::Stay, true, SMTP_STEP_SENDDATA, 9999, 0},
+  };
+  Compose("a@xy.test");
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.table + " " + std::to_string(c.result));
+    std::atomic<bool> taken = false;
+    SmtpServer server([&](const std::string& command) -> Answer {
+      if (command != ".") return SmtpServer::Politely(command);
+      taken = true;
+      return {"", c.after};
+    });
+    SendTo(server);
+    mail_->SMTPTimeOutString(c.table);
+    const RunningClock clock([&] { return taken.load() && c.seconds > 0; });
+    if (c.cancelled) PostWhen([&] { return taken.load(); }, [&] { mail_->StopWaiting(); });
+    const TimePoint before = Now();
+    EXPECT_FALSE(mail_->SendMail());
+    ExpectOutcome(0, "a@xy.test", c.step, c.result, 3019);
+    EXPECT_GE(Now() - before, std::chrono::seconds(c.seconds));
+    EXPECT_LT(Now() - before, std::chrono::seconds(c.seconds + 10));
   }
 }
 

@@ -53,7 +53,8 @@ struct RecipientOutcome {
   /// 0 when accepted, else the number of the message that names the kind of failure: 3010 fatal,
   /// 3014 temporary and 3016 other DNS problems; 3011 fatal, 3015 temporary and 3017 other SMTP
   /// problems (of replies mostly 5yz, 4yz and all else; only the fatal ones are for good); 3013 the address is no address; 3018 the call was cancelled before the end of its
-  /// session.
+  /// session; 3019 (which has no message) may have arrived: the whole message was sent, but no reply
+  /// to it came.
   std::int32_t ResultClass = 0;
 };
 
@@ -138,7 +139,8 @@ class NETRO_EXPORT SendMailCls : public SMTPSettings {
   // Sending.
 
   /// Delivers the message to each recipient of To, CC and BCC in a session of its own. True when
-  /// all were accepted; a recipient that fails does not stop the others. Events may change or
+  /// all were accepted; a recipient that fails does not stop the others. Unless SMTPTimeOutString
+  /// has been set, the reply to the message has ten minutes. Events may change or
   /// delete anything. Result is 4001 without recipients, 4003 without a message, 97 for a sender
   /// that is missing or no address, else that of the first recipient that failed.
   bool SendMail();
