@@ -97,10 +97,12 @@ class NETRO_EXPORT SendMailCls : public SMTPSettings {
                             const std::string& MsgTo, const std::string& MsgCC = std::string(),
                             const std::string& MsgBCC = std::string());
 
-  /// Adds a header field behind the usual ones, whichever these are; a Bcc field counts as BCC, see
+  /// Adds a header field behind the usual ones; a Bcc field counts as BCC, see
   /// AddBCCToMime. False when `Title` is no field name (RFC 5322, section 2.2) of up to 90
   /// characters, or MIME-Version, Content-Type or Content-Transfer-Encoding, by which the message
-  /// is built.
+  /// is built, or a field that may stand only once (RFC 5322, section 3.6) and that the message has:
+  /// From, Date, To and Message-ID always, Subject, CC and BCC when they were given. One of these
+  /// that was added before the New method gives way to what that is given.
   bool AddHeader(const std::string& Title, const std::string& Value);
 
   /// Add an attachment: a file, a text, or bytes. Its name in the message is the file's own or
@@ -127,7 +129,7 @@ class NETRO_EXPORT SendMailCls : public SMTPSettings {
   /// the years 0 to 9999 counts as the present one.
   void MsgDate(Date value);
   /// Without the angle brackets, which are left out as blanks and characters beyond ASCII are;
-  /// empty: a random one. The New methods, but for the first, empty it.
+  /// empty: a random one that ends in "@" and the sender's domain. The New methods, but for the first, empty it.
   const std::string& MessageID() const;
   void MessageID(std::string value);
 
