@@ -121,7 +121,8 @@ std::int32_t DnsQuery::ExchangeUdp(const Bytes& query) {
                                         SecondsFromNow(kServerLookupSeconds), message);
   if (!call_->alive) return kErrCancelled;
   if (error != 0) return error;
-  const bool good = ReadReply(message, reply) && reply.Code() == 0 && reply.Count() > 0;
+  malformed_ = !ReadReply(message, reply);
+  const bool good = !malformed_ && reply.Code() == 0 && reply.Count() > 0;
   Publish(reply, message, reply.flags.IsTruncated());
   return good ? 0 : kErrNoDnsEntries;
 }
@@ -136,6 +137,7 @@ std::int32_t DnsQuery::ExchangeTcp(const Bytes& query) {
   if (!call_->alive) return kErrCancelled;
   const bool truncated = result.reply.flags.HasReservedBit();  // it has always been this one
   Publish(result.reply, result.message, truncated);
+  malformed_ = result.code == kDnsCutShort;
   return result.code;
 }
 

@@ -20,6 +20,8 @@ class DnsQuery {
   std::int32_t Run();
   /// QueryZone: once, over TCP.
   std::int32_t RunOnce();
+  /// The last reply could not be read, whatever code it bore.
+  bool WasMalformed() const { return malformed_; }
 
  private:
   void Forget();
@@ -40,6 +42,7 @@ class DnsQuery {
   const ProxyValues proxy_;
   Bytes query_;  // the same for all tries
   DatagramExchange tries_;
+  bool malformed_ = false;
 };
 
 }  // namespace netro

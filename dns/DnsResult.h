@@ -17,6 +17,7 @@ enum DnsResult : std::int32_t {
   kDnsNoServer = 52,
   kDnsCutShort = 56,
   kDnsNothingToDo = 10130,
+  kDnsNullMx = 10131,  // of mail: the domain takes none (RFC 7505)
 };
 
 }  // namespace netro

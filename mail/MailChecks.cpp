@@ -15,6 +15,7 @@ namespace netro {
 namespace {
 
 constexpr std::int32_t kTextDnsError = 4002;
+constexpr std::int32_t kTextTimeOuts = 6010;
 
 // The zone's own record, or that of the zone that the name belongs to (RFC 2308, section 2).
 const DNSCLS* StartOfAuthority(const QueryDNSCLS& dns) {
@@ -53,7 +54,14 @@ bool MailCall::Fail(std::int32_t result, std::string message) {
 }
 
 SmtpOrder MailCall::Order(std::string from, std::string rcptTo) const {
-  return {settings_, proxy_, std::move(from), std::move(rcptTo), DotRule::AllDots};
+  SmtpOrder order{settings_, proxy_, std::move(from), std::move(rcptTo), DotRule::AllDots};
+  order.waits = WaitClock::Monotonic;
+  // RFC 5321, section 4.5.3.2.6. Who gives up sooner sends again what the server is just taking; a
+  // table of the caller's holds as it is.
+  if (settings_.timeOuts == GetMessageText(kTextTimeOuts)) {
+    order.settings.timeOuts.insert(0, "60:600,");
+  }
+  return order;
 }
 
 SmtpEvents MailCall::Events() const {
@@ -65,7 +73,8 @@ SmtpEvents MailCall::Events() const {
           },
           [sink](std::int32_t sent, std::int32_t total) {
             if (SMTPClsEvents* events = sink()) events->DataStatus(sent, total);
-          }};
+          },
+          [sink] { return sink() != nullptr; }};
 }
 
 bool SendMailCls::CheckeMailAddressSyntax(const std::string& eMailAddress) {

@@ -33,14 +33,29 @@ std::string SortKey(const DNSCLS& record) {
   return digits.substr(digits.size() - 4) + record.Data();
 }
 
-const DNSCLS* BestExchanger(const QueryDNSCLS& answer) {
+struct Exchangers {
   const DNSCLS* best = nullptr;
+  bool any = false;         // records, of use or not
+  bool mailRefused = true;  // none of them names anything (RFC 7505)
+};
+
+Exchangers FindExchangers(const QueryDNSCLS& answer) {
+  Exchangers found;
   for (std::int32_t i = 1; i <= answer.CountAN(); ++i) {
     const DNSCLS* record = answer.EntryAN(i);
-    if (record->DataType() != TYPE_MX || !IsHostName(record->Data())) continue;
-    if (best == nullptr || SortKey(*record) < SortKey(*best)) best = record;
+    if (record->DataType() != TYPE_MX) continue;
+    found.any = true;
+    if (!record->Data().empty() && record->Data() != ".") found.mailRefused = false;
+    if (!IsHostName(record->Data())) continue;
+    if (found.best == nullptr || SortKey(*record) < SortKey(*found.best)) found.best = record;
   }
-  return best;
+  return found;
+}
+
+// What a server knows outweighs that another could not tell, and that one is silent.
+int Weight(std::int32_t error) {
+  if (error == kErrNoDnsEntries || error == kDnsNoRecords || error == kDnsNullMx) return 3;
+  return error == kErrTimedOut ? 1 : error == 0 ? 0 : 2;
 }
 
 std::string AdditionalAddress(const QueryDNSCLS& answer, const std::string& name) {
@@ -101,43 +116,73 @@ class ExchangerLookup {
     tcp.RetryCount(1);
     const QueryDNSCLS* answer = &udp;
     std::int32_t error = Query(udp, server);
-    if (udp.IsTruncated() && Query(tcp, server) == 0) {
-      answer = &tcp;
-      error = 0;
+    if (udp.IsTruncated()) {
+      const std::int32_t whole = Query(tcp, server);
+      if (whole == 0 || Weight(whole) == 3) {
+        answer = &tcp;
+        error = whole;
+      }
     }
-    const DNSCLS* best = error == 0 ? BestExchanger(*answer) : nullptr;
-    if (best == nullptr) {
-      Fail(label, error == 0 ? static_cast<std::int32_t>(kDnsNoRecords) : error);
-      return false;
-    }
-    found_.dnsError = 0;
-    found_.name = best->Data();
-    found_.address = AdditionalAddress(*answer, found_.name);
+    const Exchangers found = error == 0 ? FindExchangers(*answer) : Exchangers();
+    if (found.best != nullptr) return Take(label, *answer, *found.best);
+    if (found.any) return Fail(label, found.mailRefused ? kDnsNullMx : kDnsNoRecords);
+    if (answer->IsTruncated() && answer == &udp) return Fail(label, kErrTryAgain);
+    return error == 0 || error == kDnsNoRecords ? TakeDomain(label) : Fail(label, error);
+  }
+
+  bool Take(const std::string& label, const QueryDNSCLS& answer, const DNSCLS& best) {
+    found_.name = best.Data();
+    found_.address = AdditionalAddress(answer, found_.name);
     found_.isGlue = !found_.address.empty();
-    if (!found_.isGlue) found_.address = AskForAddress();
+    if (!found_.isGlue) found_.address = AskForAddress(found_.name).text;
+    return Succeed(label);
+  }
+
+  // A domain without exchangers is its own, if it has an address (RFC 5321, section 5.1). The dot
+  // keeps the system's search list away.
+  bool TakeDomain(const std::string& label) {
+    if (!IsHostName(domain_)) return Fail(label, kDnsNoRecords);
+    const LookupAnswer answer = AskForAddress(domain_.ends_with('.') ? domain_ : domain_ + '.');
+    const bool none = answer.error == kErrNoDnsEntries || answer.error == kErrNoData;
+    if (answer.error != 0) return Fail(label, none ? kDnsNoRecords : answer.error);
+    found_.name = domain_;
+    found_.address = answer.text;
+    return Succeed(label);
+  }
+
+  bool Succeed(const std::string& label) {
+    found_.dnsError = 0;
     Tell(label, GatewayText(found_.name, found_.address));
     return true;
   }
 
+  // 0 or kDnsNoRecords when the server knows the domain, kErrNoDnsEntries when there is none,
+  // kErrTryAgain when it could not tell.
   std::int32_t Query(QueryDNSCLS& dns, const DnsServer& server) {
     dns.Domain(domain_);
     dns.QueryType(TYPE_MX);
     dns.DNSServer(server.host);
     dns.DNSPort(server.port);
     dns.QueryID(-1);  // at random: who could guess it would tell where mail goes
-    return DnsQuery(dns, mark_).Run();
+    DnsQuery query(dns, mark_);
+    const std::int32_t error = query.Run();
+    if (error == 0 || dns.ReplyCode() < 0) return error;
+    if (query.WasMalformed()) return kErrTryAgain;
+    if (dns.ReplyCode() == kDnsNameError) return kErrNoDnsEntries;
+    const bool empty = error == kErrNoDnsEntries || error == kDnsNoRecords;
+    return dns.ReplyCode() == 0 && empty ? static_cast<std::int32_t>(kDnsNoRecords) : kErrTryAgain;
   }
 
-  std::string AskForAddress() {
+  LookupAnswer AskForAddress(const std::string& host) {
     const auto deadline = SecondsFromNow(StepTimeOut(settings_.timeOuts, SMTP_STEP_DNS));
     const LookupSettings lookup{NameServers(settings_), settings_.preference};
-    return ResolveHost(found_.name, lookup, mark_, deadline).text;
+    return ResolveHost(host, lookup, mark_, deadline);
   }
 
-  // A server that says no outweighs a silent one.
-  void Fail(const std::string& server, std::int32_t error) {
-    if (error != kErrTimedOut || found_.dnsError == 0) found_.dnsError = error;
+  bool Fail(const std::string& server, std::int32_t error) {
+    if (Weight(error) >= Weight(found_.dnsError)) found_.dnsError = error;
     Tell(server, SocketErrorText(error));
+    return false;
   }
 
   void Tell(const std::string& server, const std::string& text) {

@@ -5,9 +5,12 @@
 #include <string_view>
 
 #include "mail/HeaderBlock.h"
+#include "mail/MailAddress.h"
 #include "mail/RandomText.h"
+#include "platform/Address.h"
 #include "platform/CodePage.h"
 #include "platform/FileTypes.h"
+#include "platform/HostInfo.h"
 #include "support/Base64.h"
 #include "support/DateText.h"
 #include "support/HtmlText.h"
@@ -53,6 +56,16 @@ bool IsAddressField(std::string_view name) {
   return std::ranges::any_of(kNames, isIt);
 }
 
+/// Labels of letters, digits, "-" and "_", and a dot between each two.
+bool IsDotAtom(std::string_view host) {
+  const auto fits = [](char c) {
+    return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '-' ||
+           c == '_' || c == '.';
+  };
+  return !host.empty() && host.front() != '.' && host.back() != '.' &&
+         host.find("..") == host.npos && std::ranges::all_of(host, fits);
+}
+
 /// The id as it may stand between angle brackets.
 std::string CleanMessageID(std::string_view id) {
   std::string clean = CharFilter(id, ' ', '~');
@@ -61,9 +74,25 @@ std::string CleanMessageID(std::string_view id) {
   return clean;
 }
 
-std::string NewMessageID() {
+/// The host that a new id names: the sender's, or this one where that is none.
+std::string HostOfMessageID(const std::string& from) {
+  constexpr std::size_t kLongestHost = 255;
+  std::string host = ExtractAddress(from).host;
+  std::string_view inside = host;
+  if (inside.starts_with('[') && inside.ends_with(']')) {
+    inside = inside.substr(1, inside.size() - 2);
+    if (ParseAddress(std::string(inside))) return host;
+  }
+  if (host.size() <= kLongestHost && IsDotAtom(host)) return host;
+  host = ReadHostName();
+  return IsDotAtom(host) ? host : "localhost";
+}
+
+/// RFC 5322, section 3.6.4.
+std::string NewMessageID(const std::string& from) {
   const LocalDate now = LocalClock();
-  return RandomText(kRandomLength) + "." + FormatDate(DateFormat::Internal, now.date, now.zone);
+  return RandomText(kRandomLength) + "." + FormatDate(DateFormat::Internal, now.date, now.zone) +
+         "@" + HostOfMessageID(from);
 }
 
 std::string NewBoundary() { return "----=_NextPart_" + RandomText(kRandomLength); }
@@ -172,9 +201,10 @@ class Composer {
     if (!cc.empty()) AddressField("CC", cc);
     if (content_.addBcc && !bcc.empty()) AddressField("BCC", bcc);
     const std::string id = CleanMessageID(content_.messageID);
-    Line("Message-ID: <" + (id.empty() ? NewMessageID() : id) + ">");
+    Line("Message-ID: <" + (id.empty() ? NewMessageID(from) : id) + ">");
     for (const auto& [title, value] : content_.headers) {
       if (IsBlindCopyName(title) && !content_.addBcc) continue;
+      if (HasFieldOfItsOwn(content_.envelope, title)) continue;  // it was added before the rest
       IsAddressField(title) ? AddressField(title, value) : TextField(title, value);
     }
   }
@@ -241,6 +271,21 @@ class Composer {
 };
 
 }  // namespace
+
+bool HasFieldOfItsOwn(const MimeEnvelope& envelope, std::string_view name) {
+  constexpr std::string_view kAlways[] = {"From", "Date", "To", "Message-ID"};
+  const auto isIt = [&](std::string_view known) { return EqualsIgnoreCase(name, known); };
+  return std::ranges::any_of(kAlways, isIt) || (isIt("Subject") && !envelope.subject.empty()) ||
+         (isIt("Cc") && !envelope.cc.empty()) || (isIt("Bcc") && !envelope.bcc.empty());
+}
+
+bool StandsOnce(std::string_view name) {
+  constexpr std::string_view kNames[] = {"From",       "Sender",      "Reply-To",  "To",
+                                         "Cc",         "Bcc",         "Date",      "Subject",
+                                         "Message-ID", "In-Reply-To", "References"};
+  return std::ranges::any_of(kNames,
+                             [&](std::string_view known) { return EqualsIgnoreCase(name, known); });
+}
 
 std::string ComposeMime(const MimeContent& content) { return Composer(content).Compose(); }
 

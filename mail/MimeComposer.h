@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -38,6 +39,11 @@ struct MimeContent {
   std::string charSet;
   bool addBcc = false;
 };
+
+/// True for a field that the composed message has from its envelope or by itself.
+bool HasFieldOfItsOwn(const MimeEnvelope& envelope, std::string_view name);
+/// True for a field that a message may have only one of (RFC 5322, section 3.6).
+bool StandsOnce(std::string_view name);
 
 /// Takes memory for the result once, and little beside it.
 std::string ComposeMime(const MimeContent& content);

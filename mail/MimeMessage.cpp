@@ -44,6 +44,12 @@ void MimeMessage::Begin(Kind kind, Envelope envelope, std::string text, std::str
   text_ = std::move(finished);
 }
 
+bool MimeMessage::HasHeader(const std::string& title) const {
+  const auto isIt = [&](const auto& header) { return EqualsIgnoreCase(header.first, title); };
+  return HasFieldOfItsOwn(content_.envelope, title) ||
+         (StandsOnce(title) && std::ranges::any_of(content_.headers, isIt));
+}
+
 void MimeMessage::AddHeader(const std::string& title, const std::string& value) {
   content_.headers.emplace_back(title, value);
   Changed();

@@ -34,6 +34,8 @@ class MimeMessage {
   Kind KindOfMessage() const { return kind_; }
   const Envelope& Addresses() const { return content_.envelope; }
 
+  /// True when another field of this name would be one too many.
+  bool HasHeader(const std::string& title) const;
   /// `title` is a field name that a message may have besides its usual ones, see MayAddHeader.
   void AddHeader(const std::string& title, const std::string& value);
   void AddFile(std::string bytes, const std::string& name, bool related);

@@ -30,6 +30,7 @@ bool SMTPCls::SMTP(const std::string& From, const std::string& RcptTo, const std
   events.data = [this, call](std::int32_t sent, std::int32_t total) {
     if (call->alive && events_ != nullptr) events_->DataStatus(sent, total);
   };
+  events.watched = [this, call] { return call->alive && events_ != nullptr; };
   try {
     SmtpOrder order{Values(), Proxy(), From, RcptTo, DotRule::LoneDots};
     const bool done = RunSmtpSession(order, Data, CancelMark(module_, call_), result_, events);

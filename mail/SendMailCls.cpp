@@ -95,6 +95,9 @@ bool SendMailCls::AddHeader(const std::string& Title, const std::string& Value) 
     return SetResult(kErrInvalidArgument,
                      "Title is no field name, or that of a field that the message is built by.");
   }
+  if (message_->HasHeader(Title)) {
+    return SetResult(kErrInvalidArgument, Title + " may stand only once, and the message has it.");
+  }
   return SetResult(Try([&] { message_->AddHeader(Title, Value); }));
 }
 

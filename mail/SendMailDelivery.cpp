@@ -5,6 +5,7 @@
 #include <unordered_set>
 #include <utility>
 
+#include "dns/DnsResult.h"
 #include "mail/AddressSyntax.h"
 #include "mail/MailAddress.h"
 #include "mail/MailCall.h"
@@ -27,6 +28,7 @@ enum Text : std::int32_t {
   kOtherDns = 3016,
   kOtherSmtp = 3017,
   kPending = 3018,
+  kMayHaveArrived = 3019,
   kTextNoSender = 4000,
   kTextNoRecipient = 4001,
   kTextDnsError = 4002,
@@ -39,19 +41,27 @@ enum Text : std::int32_t {
   kTextSuccess = 7003,
 };
 
+// Where the tables say nothing, the reply's first digit does (RFC 5321, section 4.2.1).
+std::int32_t ClassOfReply(std::int32_t code) {
+  const std::int32_t digit = code / 100;
+  return digit == 5 ? kFatalSmtp : digit == 4 ? kTemporarySmtp : kOtherSmtp;
+}
+
 bool IsLookupFailure(const SmtpResult& session) { return session.stepID == SMTP_STEP_AUTODNS; }
 
 std::int32_t ClassOf(const SmtpResult& session) {
   if (session.stepID == SMTP_STEP_PRECHECK) return kInvalidAddress;
+  if (session.endUnknown) return kMayHaveArrived;
   if (session.result == SMTP_CANCELED) return kPending;
   const bool dns = IsLookupFailure(session);
+  if (dns && session.dnsError == kDnsNullMx) return kFatalDns;
   const std::int32_t step = dns ? SMTP_STEP_DNS : session.stepID;
   const std::int32_t code = dns ? session.dnsError : session.result;
   if (HasStepEntry(GetMessageText(kTextFatalFailures), step, code))
     return dns ? kFatalDns : kFatalSmtp;
   if (HasStepEntry(GetMessageText(kTextTemporaryFailures), step, code))
     return dns ? kTemporaryDns : kTemporarySmtp;
-  return dns ? kOtherDns : kOtherSmtp;
+  return dns ? kOtherDns : ClassOfReply(code);
 }
 
 // The same mailbox, as far as its name tells (RFC 5321, section 2.4).
@@ -143,7 +153,8 @@ std::string MailCall::DeliverOne(RecipientOutcome& outcome, const std::string& f
   const std::int32_t enough = settings_.simulation ? SMTP_STEP_RCPTTO : SMTP_STEP_SENDDATA;
   const OnException judge([&] {
     outcome.Accepted = session->accepted >= enough;
-    if (outcome.Accepted) outcome.ResultClass = 0;
+    if (outcome.Accepted || session->endUnknown)
+      outcome.ResultClass = outcome.Accepted ? 0 : kMayHaveArrived;
   });
   const bool done = RunSmtpSession(order, text, mark_, session, Events());
   outcome.Accepted = done || session->accepted >= enough;

@@ -55,19 +55,19 @@ enum Text : std::int32_t {
 };
 
 constexpr std::size_t kChunk = 4096;
-// As many chunks as loopback takes in one segment.
+// As many chunks as loopback takes in one segment; for sessions whose progress nobody watches.
 constexpr std::size_t kBlock = 15 * kChunk;
 constexpr std::int32_t kNoLimit = std::numeric_limits<std::int32_t>::max();
 
-// Elapsed time is counted in whole seconds of the local day, with no correction at midnight. So a
-// wait ends up to one second early, and one that would go on past midnight has no time-out.
-TimePoint ReplyDeadline(std::int32_t timeOut, std::chrono::seconds zone) {
+// See WaitClock::LocalDay.
+TimePoint DeadlineOfDay(std::int32_t timeOut, std::chrono::seconds zone) {
+  constexpr long kPastMidnight = 600;
   using std::chrono::days;
   using std::chrono::floor;
   using std::chrono::seconds;
   const auto now = SystemTime() + zone;
   const auto end = floor<seconds>(now) + seconds(timeOut);
-  if (end >= floor<days>(now) + days(1)) return TimePoint::max();
+  if (end >= floor<days>(now) + days(1)) return SecondsFromNow(timeOut + kPastMidnight);
   return Now() + (end - now);
 }
 
@@ -137,9 +137,14 @@ class SmtpSession {
   bool Accept(std::int32_t step);
   State Send(std::int32_t step, std::string_view bytes, State next);
   State SendBlocks(SmtpData& message, State next);
-  void TellProgress(std::size_t sent, std::size_t more, std::size_t total);
+  bool IsWatched() const { return events_.watched && events_.watched(); }
+  void TellProgress(std::size_t sent, std::size_t total);
   TimePoint Deadline(std::int32_t step) const {
-    return ReplyDeadline(StepTimeOut(settings_.timeOuts, step), zone_);
+    return SecondsOn(StepTimeOut(settings_.timeOuts, step));
+  }
+  TimePoint SecondsOn(std::int32_t timeOut) const {
+    return order_.waits == WaitClock::Monotonic ? SecondsFromNow(timeOut)
+                                                : DeadlineOfDay(timeOut, zone_);
   }
 
   void Show(const std::string& label, std::string_view text);
@@ -262,7 +267,7 @@ SmtpSession::State SmtpSession::Connect() {
 
 SmtpSession::State SmtpSession::ConnectThroughProxy(ConnectionPlan plan) {
   plan.seconds = settings_.proxyTimeout;
-  plan.limit = ReplyDeadline(settings_.proxyTimeout, zone_);
+  plan.limit = SecondsOn(settings_.proxyTimeout);
   std::int32_t error = connection_.Open(plan);
   if (error != 0 && connection_.Failure() != 0) return FailSocket(error);
   if (error != 0 && !IsWaitError(error)) return Refuse();
@@ -322,28 +327,32 @@ SmtpSession::State SmtpSession::SendBlocks(SmtpData& message, State next) {
   std::size_t sent = 0;
   while (sent < message.Size() && connection_.Failure() == 0) {
     if (mark_.Cancelled()) return FailWait(SMTP_STEP_SENDDATA, kErrCancelled);
-    const std::string_view block = message.Next(kBlock);
+    const std::string_view block = message.Next(IsWatched() ? kChunk : kBlock);
+    // Who cancels does not learn how much of the block went.
+    const bool isLast = sent + block.size() == message.Size();
+    if (isLast) result_->endUnknown = true;
     if (Send(SMTP_STEP_SENDDATA, block, next) != next) return State::Failed;
-    if (connection_.IsReset()) break;
-    TellProgress(sent, block.size(), message.Size());
+    if (connection_.IsReset()) {
+      result_->endUnknown = false;
+      break;
+    }
     sent += block.size();
+    TellProgress(sent, message.Size());
   }
   return next;
 }
 
-void SmtpSession::TellProgress(std::size_t sent, std::size_t more, std::size_t total) {
-  if (!events_.data) return;
+void SmtpSession::TellProgress(std::size_t sent, std::size_t total) {
+  if (!events_.data || mark_.Cancelled()) return;
   constexpr std::size_t kMost = std::numeric_limits<std::int32_t>::max();
-  for (std::size_t told = 0; told < more && !mark_.Cancelled(); told += kChunk) {
-    const std::size_t now = sent + std::min(told + kChunk, more);
-    events_.data(static_cast<std::int32_t>(std::min(now, kMost)),
-                 static_cast<std::int32_t>(std::min(total, kMost)));
-  }
+  events_.data(static_cast<std::int32_t>(std::min(sent, kMost)),
+               static_cast<std::int32_t>(std::min(total, kMost)));
 }
 
 SmtpSession::State SmtpSession::Send(std::int32_t step, std::string_view bytes, State next) {
   const std::int32_t error = connection_.Send(bytes);
   if (error == 0) return next;
+  if (error != kErrCancelled) result_->endUnknown = false;
   return IsWaitError(error) ? FailWait(step, error) : FailSocket(error);
 }
 
@@ -360,6 +369,7 @@ bool SmtpSession::Accept(std::int32_t step) {
   const std::int32_t code = connection_.Code();
   const bool good = code != 0 && HasStepEntry(settings_.success, step, code);
   if (good) result_->accepted = step;
+  if (code != 0) result_->endUnknown = false;
   return good;
 }
 

@@ -21,13 +21,20 @@ struct SmtpResult {
   std::string protocol;       // each line ended by CR LF
   std::int32_t dnsError = 0;  // of the exchanger lookup, a result of QueryDNSCLS
   std::int32_t accepted = 0;  // the last step whose reply let the session go on
+  bool endUnknown = false;    // the whole message was sent, and no reply to it has come
 };
 
 /// Where a session's events go; a function may delete the object that the session runs for.
 struct SmtpEvents {
   std::function<void(const std::string& line)> line;
   std::function<void(std::int32_t sent, std::int32_t total)> data;
+  std::function<bool()> watched;  // whether somebody hears of them now
 };
+
+/// What measures the waits. LocalDay counts whole seconds of the local day with no correction at
+/// midnight: a wait may end a second early, and one that passes midnight goes on for ten minutes
+/// more than its time-out.
+enum class WaitClock { LocalDay, Monotonic };
 
 struct SmtpOrder {
   SMTPValues settings;
@@ -35,6 +42,7 @@ struct SmtpOrder {
   std::string from;
   std::string rcptTo;
   DotRule dots = DotRule::LoneDots;
+  WaitClock waits = WaitClock::LocalDay;
 };
 
 /// Runs a session under the caller's cancellation. True when it reached SMTP_STEP_DONE. The names

@@ -114,6 +114,7 @@ constexpr ErrorText kTexts[] = {
      "Graceful Shutdown in Progress. The remote party has initiated a graceful shutdown "
      "sequence."},
     {10109, "Class Type Not Found. The specified class was not found."},
+    {10131, "No Mail. The domain tells in DNS that it takes no mail (RFC 7505)."},
     {10160,
      "TLS: Certificate Expired. The server's certificate, or one of those that vouch for it, is no "
      "longer valid. Its owner has to renew it."},

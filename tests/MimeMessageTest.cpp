@@ -20,6 +20,7 @@
 #include "mail/HeaderBlock.h"
 #include "mail/MimeMessage.h"
 #include "mail/RandomText.h"
+#include "support/Text.h"
 #include "tests/TemporaryFolder.h"
 #include "tests/TimeZone.h"
 
@@ -44,7 +45,7 @@ std::string Known(std::string text) {
       text.replace(at, name.size(), "B" + std::to_string(i));
     }
   }
-  return std::regex_replace(text, std::regex("<[0-9A-Za-z]{26}\\.[0-9]{17}>"), "<ID>");
+  return std::regex_replace(text, std::regex("<[0-9A-Za-z]{26}\\.[0-9]{17}@x\\.test>"), "<ID>");
 }
 
 class Composing : public testing::Test {
@@ -110,17 +111,16 @@ const MessageCase kMessages[] = {
        mail.AddBCCToMime(true);
        mail.MessageID("1@x.test");
        mail.AddHeader("X-B", "2");
-       mail.AddHeader("Bcc", "e@x.test");
+       mail.AddHeader("Resent-Bcc", "e@x.test");
        mail.AddHeader("X-A", "");
      },
      "From: \nDate: Sat, 21 Nov 2026 12:00:01 +0100\nTo: \nMIME-Version: 1.0\nCC: c@x.test\n"
-     "BCC: d@x.test\nMessage-ID: <1@x.test>\nX-B: 2\nBcc: e@x.test\nX-A: \n"
+     "BCC: d@x.test\nMessage-ID: <1@x.test>\nX-B: 2\nResent-Bcc: e@x.test\nX-A: \n"
      "Content-Type: text/plain;\n\tcharset=\"utf-8\"\n"
      "Content-Transfer-Encoding: quoted-printable\n\n"},
     {"NoBlindCopies",
      [](SendMailCls& mail) {
        mail.NewTextMsg("S", "a@x.test", "b@x.test", "Hello", "", "d@x.test");
-       mail.AddHeader("bcc", "e@x.test");
        mail.AddHeader("Resent-BCC", "e@x.test");
      },
      kHead + ""s + kTextPart},
@@ -210,7 +210,11 @@ TEST_F(Composing, HeaderTitlesAndValues) {
   } kCases[] = {
       {"X-A", "b", "X-A: b"},
       {"!#$%&'*+-./^_`{|}~", "b", "!#$%&'*+-./^_`{|}~: b"},
-      {"Subject", "again", "Subject: again"},
+      {"Subject", "again", ""},
+      {"TO", "again@x.test", ""},
+      {"from", "again@x.test", ""},
+      {"Date", "today", ""},
+      {"Message-Id", "<again@x.test>", ""},
       {"Reply-To", "Jörg <a@x.test>", "Reply-To: =?utf-8?B?SsO2cmc=?= <a@x.test>"},
       {"X-A", "Jörg <a@x.test>", "X-A: =?utf-8?B?SsO2cmcgPGFAeC50ZXN0Pg==?="},
       {"X-A", "b\r\nBcc: c", "X-A: b  Bcc: c"},
@@ -273,6 +277,40 @@ TEST_F(Composing, MessageIds) {
     EXPECT_EQ(mail_.MessageID(), set);
     EXPECT_THAT(Known(mail_.MimeBuffer()), HasSubstr("\r\nMessage-ID: " + line + "\r\n"));
   }
+}
+
+TEST_F(Composing, ANewMessageIdEndsWithTheSendersDomain) {
+  const std::pair<std::string, std::string> kCases[] = {
+      {"Jane <jane@mail.x.test>", "@mail\\.x\\.test"},
+      {"jane@[192.0.2.1]", "@\\[192\\.0\\.2\\.1\\]"},
+      {"jane@ä.test", "@[-_.0-9A-Za-z]+"},
+      {"jane@x.test@y>", "@[-_.0-9A-Za-z]+"},
+      {"", "@[-_.0-9A-Za-z]+"},
+  };
+  for (const auto& [from, end] : kCases) {
+    mail_.NewTextMsg("S", from, "b@x.test", "Hello");
+    const std::regex line("\r\nMessage-ID: <[0-9A-Za-z]{26}\\.[0-9]{17}" + end + ">\r\n");
+    EXPECT_TRUE(std::regex_search(mail_.MimeBuffer(), line)) << mail_.MimeBuffer();
+  }
+}
+
+// RFC 5322, section 3.6.
+TEST_F(Composing, FieldsThatStandOnce) {
+  const std::string kOnce[] = {"Sender", "Reply-To", "Cc", "Bcc", "In-Reply-To", "References"};
+  EXPECT_TRUE(mail_.AddHeader("subject", "early"));
+  EXPECT_FALSE(mail_.AddHeader("Subject", "late"));
+  Begin();
+  EXPECT_THAT(mail_.MimeBuffer(), Not(HasSubstr("early")));
+  for (const std::string& title : kOnce) {
+    EXPECT_TRUE(mail_.AddHeader(title, "first@x.test")) << title;
+    EXPECT_FALSE(mail_.AddHeader(ToLower(title), "second@x.test")) << title;
+    EXPECT_EQ(mail_.Result(), 10022);
+  }
+  EXPECT_TRUE(mail_.AddHeader("X-A", "1") && mail_.AddHeader("X-A", "2"));
+  EXPECT_THAT(mail_.MimeBuffer(), Not(HasSubstr("second")));
+  mail_.NewTextMsg("S", "a@x.test", "b@x.test", "", "c@x.test", "d@x.test");
+  EXPECT_FALSE(mail_.AddHeader("CC", "e@x.test"));
+  EXPECT_FALSE(mail_.AddHeader("Bcc", "e@x.test"));
 }
 
 TEST_F(Composing, DatesOutsideTheCalendarAreTheNewOne) {

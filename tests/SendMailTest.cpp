@@ -4,11 +4,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "SendMailKit.h"
+#include "platform/Clock.h"
 
 namespace netro {
 namespace {
@@ -116,13 +119,16 @@ TEST_F(SendMail, TheClassTellsWhetherToTryAgain) {
     Answer answer;
     std::int32_t step, result, resultClass;
   } kCases[] = {
-      {"", "554 not today\r\n", SMTP_STEP_CONNECT, 554, 3017},
+      {"", "554 not today\r\n", SMTP_STEP_CONNECT, 554, 3011},
+      {"", "421 later\r\n", SMTP_STEP_CONNECT, 421, 3015},
+      {"HELO me.test", "550 not you\r\n", SMTP_STEP_HELO, 550, 3011},
       {"MAIL FROM:<jane@xy.test>", "550 not you\r\n", SMTP_STEP_MAILFROM, 550, 3011},
-      {"MAIL FROM:<jane@xy.test>", "451 not now\r\n", SMTP_STEP_MAILFROM, 451, 3017},
+      {"MAIL FROM:<jane@xy.test>", "451 not now\r\n", SMTP_STEP_MAILFROM, 451, 3015},
       {"RCPT TO:<a@xy.test>", "553 what\r\n", SMTP_STEP_RCPTTO, 553, 3011},
       {"RCPT TO:<a@xy.test>", "504 not so\r\n", SMTP_STEP_RCPTTO, 504, 3015},
-      {"RCPT TO:<a@xy.test>", "450 busy\r\n", SMTP_STEP_RCPTTO, 450, 3017},
-      {".", "550 too long\r\n", SMTP_STEP_SENDDATA, 550, 3017},
+      {"RCPT TO:<a@xy.test>", "450 busy\r\n", SMTP_STEP_RCPTTO, 450, 3015},
+      {"RCPT TO:<a@xy.test>", "252 perhaps\r\n", SMTP_STEP_RCPTTO, 252, 3017},
+      {".", "550 too long\r\n", SMTP_STEP_SENDDATA, 550, 3011},
       {"DATA", {"", SmtpServer::After::Close}, SMTP_STEP_SOCKETERROR, 10054, 3017},
       // Only QUIT fails: the message is there, and must not be sent again.
       {"QUIT", "421 too late\r\n", SMTP_STEP_QUIT, 421, 0},
@@ -135,6 +141,43 @@ TEST_F(SendMail, TheClassTellsWhetherToTryAgain) {
     EXPECT_EQ(mail_->SendMail(), c.resultClass == 0);
     ExpectOutcome(0, "a@xy.test", c.step, c.result, c.resultClass);
     EXPECT_EQ(mail_->Result(), c.resultClass == 0 ? 0 : c.result);
+  }
+}
+
+// The whole message is sent, and then the server is silent, gone, or no longer listened to. It has
+// ten minutes, or what the caller gives it.
+TEST_F(SendMail, AnUnknownEndMayHaveArrived) {
+  const std::string usual = mail_->SMTPTimeOutString();
+  const struct {
+    std::string table;
+    SmtpServer::After after;
+    bool cancelled;
+    std::int32_t step, result;
+    int seconds;
+  } kCases[] = {
+      {usual, SmtpServer::After::Stay, false, SMTP_STEP_SENDDATA, 99, 600},
+      {"60:30", SmtpServer::After::Stay, false, SMTP_STEP_SENDDATA, 99, 30},
+      {usual, SmtpServer::After::Close, false, SMTP_STEP_SOCKETERROR, 10054, 0},
+      {usual, SmtpServer::After::Stay, true, SMTP_STEP_SENDDATA, 9999, 0},
+  };
+  Compose("a@xy.test");
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.table + " " + std::to_string(c.result));
+    std::atomic<bool> taken = false;
+    SmtpServer server([&](const std::string& command) -> Answer {
+      if (command != ".") return SmtpServer::Politely(command);
+      taken = true;
+      return {"", c.after};
+    });
+    SendTo(server);
+    mail_->SMTPTimeOutString(c.table);
+    const RunningClock clock([&] { return taken.load() && c.seconds > 0; });
+    if (c.cancelled) PostWhen([&] { return taken.load(); }, [&] { mail_->StopWaiting(); });
+    const TimePoint before = Now();
+    EXPECT_FALSE(mail_->SendMail());
+    ExpectOutcome(0, "a@xy.test", c.step, c.result, 3019);
+    EXPECT_GE(Now() - before, std::chrono::seconds(c.seconds));
+    EXPECT_LT(Now() - before, std::chrono::seconds(c.seconds + 10));
   }
 }
 
@@ -284,13 +327,41 @@ TEST_F(SendMail, FailuresOfDnsHaveClassesOfTheirOwn) {
   mail_->Port(server.Port());
   Compose("a@xy.test, b@xy.test");
   DnsServer nothing(KnowNothing), silent(KeepSilent);
-  const RunningClock clock([&] { return silent.QueryCount() > 0; });
+  const auto answering = [](auto make) {
+    return [make](const std::string& query) -> DnsServer::Replies {
+      return {make(peers::DnsReply(query))};
+    };
+  };
+  DnsServer fails(answering([](peers::DnsReply reply) { return reply.Code(2).Bytes(); }));
+  DnsServer refuses(answering([](peers::DnsReply reply) { return reply.Code(5).Bytes(); }));
+  DnsServer empty(answering([](peers::DnsReply reply) { return reply.Bytes(); }));
+  DnsServer noMail(answering([](peers::DnsReply reply) {
+    using namespace peers::dns;
+    return reply.Answer(Record(kQuestion, TYPE_MX, U16(0) + Name(""))).Bytes();
+  }));
+  DnsServer torn(answering([](peers::DnsReply reply) {
+    using namespace peers::dns;
+    const std::string whole =
+        reply.Answer(Record(kQuestion, TYPE_MX, U16(5) + Name("mx.test"))).Bytes();
+    return whole.substr(0, whole.size() - 3);
+  }));
+  bool waits = false;
+  const RunningClock clock([&] { return waits && silent.QueryCount() > 0; });
   const struct {
     std::string url;
     std::int32_t resultClass, error;
-  } kCases[] = {{UrlOf(nothing), 3010, 59}, {UrlOf(silent), 3016, 10002}, {"host:0", 3016, 10022}};
+  } kCases[] = {{UrlOf(nothing), 3010, 59},
+                {UrlOf(silent), 3016, 10002},
+                {"host:0", 3016, 10022},
+                {UrlOf(fails), 3016, 11002},
+                {UrlOf(refuses), 3016, 11002},
+                {UrlOf(torn), 3016, 11002},
+                {UrlOf(empty), 3010, 22},
+                {UrlOf(noMail), 3010, 10131},
+                {UrlOf(nothing) + "," + UrlOf(fails), 3010, 59}};
   for (const auto& c : kCases) {
     mail_->DNSURL(c.url);
+    waits = c.error == 10002;
     EXPECT_FALSE(mail_->SendMail());
     ExpectResult(SMTP_AUTODNSOK,
                  "DNS Error. System Message: '" + QueryDNSCLS().TranslateDNSResult(c.error) + "'");

@@ -19,6 +19,7 @@
 #include "platform/CallState.h"
 #include "platform/Clock.h"
 #include "socket/HostLookup.h"
+#include "socket/SocketErrors.h"
 #include "socket/SocketModule.h"
 #include "tests/peers/SocksServer.h"
 
@@ -85,6 +86,24 @@ TEST_F(SmtpExchanger, IsFoundAndUsed) {
   EXPECT_NE(dns.Queries()[0].find(Name("you.test")), std::string::npos);
   EXPECT_TRUE(Deliver(mail_)) << "the exchanger stays";
   EXPECT_EQ(dns.Queries().size(), 2u);
+}
+
+// RFC 5321, section 5.1. Exchangers that are of no use do not make the domain one.
+TEST_F(SmtpExchanger, ADomainWithAnAddressAloneIsItsOwn) {
+  for (const bool hasExchanger : {false, true}) {
+    DefaultHostLookup().Clear();
+    Renew();
+    DnsServer dns([&](const std::string& query) -> Replies {
+      if (!AsksFor(query, TYPE_MX)) return OneExchanger(query);
+      DnsReply reply(query);
+      if (hasExchanger) return {reply.Answer(Exchanger(5, Name("a b.test"))).Bytes()};
+      return {reply.Authority(SoaRecord()).Bytes()};
+    });
+    EXPECT_NE(Find(dns, mail_), hasExchanger) << smtp_->ResultMessage();
+    EXPECT_EQ(smtp_->ReceiverHostName(), hasExchanger ? "" : "you.test");
+    const std::string found = hasExchanger ? SocketErrorText(22) : "you.test => 127.0.0.1";
+    EXPECT_EQ(sink_.lines[0], "[DNS " + At(dns) + "] " + found);
+  }
 }
 
 TEST_F(SmtpExchanger, LastBufferNamesIt) {
@@ -191,11 +210,14 @@ TEST_F(SmtpExchanger, AFailedLookupTellsOfEachServer) {
   });
   smtp_->ReceiverHostName("");
   smtp_->DNSURL(At(noName) + ", " + At(noMail) + "," + At(noRecord));
+  const std::string noRecords = SocketErrorText(22);
   for (const ProtocolLevelEnum level : {pl_standard, pl_OnlyErrors, pl_Off}) {
     smtp_->ProtocolLevel(level);
     EXPECT_FALSE(Deliver(mail_));
     const std::string lines = "[DNS " + At(noName) + "] " + kNothing + "\r\n[DNS " + At(noMail) +
-                              "] No DNS Entries found.\r\n[DNS " + At(noRecord) + "] " + kNothing;
+                              "] No Mail. The domain tells in DNS that it takes no mail (RFC 7505)."
+                              "\r\n[DNS " +
+                              At(noRecord) + "] " + noRecords;
     ExpectResult(SMTP_STEP_AUTODNS, SMTP_AUTODNSOK, lines);
     EXPECT_EQ(smtp_->LastBuffer(), lines);
     EXPECT_EQ(smtp_->Protocol(), level == pl_Off ? "" : lines);
@@ -297,7 +319,7 @@ TEST_F(SmtpExchanger, TheDnsResultIsKept) {
       {[](const std::string& query) -> Replies {
          return {DnsReply(query).Answer(Exchanger(0, Name(""))).Bytes()};
        },
-       22},
+       10131},
       {KeepSilent, 10002},
       {OneExchanger, 0},
   };

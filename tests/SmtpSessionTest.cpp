@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <future>
 #include <limits>
 #include <memory>
 #include <string>
@@ -125,6 +126,30 @@ TEST_F(SmtpSession, LoneDotsAnywhereInALargeMessage) {
   EXPECT_TRUE(Deliver(server, data));
   EXPECT_TRUE(server.Messages() == std::vector{wire + "\r\n.\r\n"});
   EXPECT_EQ(sink_.progress.back().first, wire.size() + 5);
+}
+
+// Nothing goes ahead of what the events tell.
+TEST_F(SmtpSession, DataStatusTellsWhatWasSent) {
+  std::string message;
+  std::promise<void> ended;
+  peers::LoopbackServer server([&](peers::Connection& connection, std::size_t) {
+    std::string got;
+    connection.Send("220 x\r\n");
+    for (const char* reply : {"250 a\r\n", "250 b\r\n", "250 c\r\n", "354 d\r\n"}) {
+      got.clear();
+      connection.Read(got);
+      connection.Send(reply);
+    }
+    while (connection.Read(message)) {
+    }
+    ended.set_value();
+  });
+  sink_.onData = [&] { smtp_->StopWaiting(); };
+  smtp_->Port(server.Port());
+  EXPECT_FALSE(Deliver(std::string(100'000, 'x')));
+  EXPECT_EQ(sink_.progress.size(), 1u);
+  ended.get_future().wait_for(std::chrono::seconds(5));
+  EXPECT_EQ(message.size(), 4'096u);
 }
 
 TEST_F(SmtpSession, DataStatusAfterEachChunk) {

@@ -80,6 +80,8 @@ class NETRO_EXPORT SMTPCls : public SMTPSettings {
   ///   91, 97    the connection could not be begun
   ///   90        the connection failed: the socket's number; 10040 a reply of more than 1 MiB
   ///   15 ... 70 the reply code that SMTPSuccess does not list, 99 nothing in time, 9999 cancelled
+  /// Waits are counted in seconds of the local day; one that passes midnight ends ten minutes after
+  /// its time-out.
   /// While a session of this object is running another is refused: false, and nothing is changed.
   bool SMTP(const std::string& From, const std::string& RcptTo, const std::string& Data);
 

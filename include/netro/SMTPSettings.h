@@ -45,7 +45,8 @@ class NETRO_EXPORT SMTPSettings : public ProxySettings<SMTPProxyTypeEnum, 1080> 
   /// name.
   const std::string& SenderHostName() const { return smtp_.senderHostName; }
   void SenderHostName(std::string value) { smtp_.senderHostName = std::move(value); }
-  /// The mail server. Empty: the mail exchanger of the recipient's domain (RFC 5321, section 5).
+  /// The mail server. Empty: the mail exchanger of the recipient's domain (RFC 5321, section 5), or
+  /// the domain itself when it has an address and no exchanger.
   const std::string& ReceiverHostName() const { return smtp_.receiverHostName; }
   void ReceiverHostName(std::string value) { smtp_.receiverHostName = std::move(value); }
   std::int32_t Port() const { return smtp_.port; }

@@ -52,8 +52,9 @@ struct RecipientOutcome {
   std::string Protocol;
   /// 0 when accepted, else the number of the message that names the kind of failure: 3010 fatal,
   /// 3014 temporary and 3016 other DNS problems; 3011 fatal, 3015 temporary and 3017 other SMTP
-  /// problems; 3013 the address is no address; 3018 the call was cancelled before the end of its
-  /// session.
+  /// problems (of replies mostly 5yz, 4yz and all else; only the fatal ones are for good); 3013 the
+  /// address is no address; 3018 the call was cancelled before the end of its session; 3019 (which
+  /// has no message) may have arrived: the whole message was sent, but no reply to it came.
   std::int32_t ResultClass = 0;
 };
 
@@ -96,10 +97,12 @@ class NETRO_EXPORT SendMailCls : public SMTPSettings {
                             const std::string& MsgTo, const std::string& MsgCC = std::string(),
                             const std::string& MsgBCC = std::string());
 
-  /// Adds a header field behind the usual ones, whichever these are; a Bcc field counts as BCC, see
+  /// Adds a header field behind the usual ones; a Bcc field counts as BCC, see
   /// AddBCCToMime. False when `Title` is no field name (RFC 5322, section 2.2) of up to 90
   /// characters, or MIME-Version, Content-Type or Content-Transfer-Encoding, by which the message
-  /// is built.
+  /// is built, or a field that may stand only once (RFC 5322, section 3.6) and that the message
+  /// has: From, Date, To and Message-ID always, Subject, CC and BCC when they were given. One of
+  /// these that was added before the New method gives way to what that is given.
   bool AddHeader(const std::string& Title, const std::string& Value);
 
   /// Add an attachment: a file, a text, or bytes. Its name in the message is the file's own or
@@ -126,7 +129,8 @@ class NETRO_EXPORT SendMailCls : public SMTPSettings {
   /// the years 0 to 9999 counts as the present one.
   void MsgDate(Date value);
   /// Without the angle brackets, which are left out as blanks and characters beyond ASCII are;
-  /// empty: a random one. The New methods, but for the first, empty it.
+  /// empty: a random one that ends in "@" and the sender's domain. The New methods, but for the
+  /// first, empty it.
   const std::string& MessageID() const;
   void MessageID(std::string value);
 
@@ -138,8 +142,9 @@ class NETRO_EXPORT SendMailCls : public SMTPSettings {
   // Sending.
 
   /// Delivers the message to each recipient of To, CC and BCC in a session of its own. True when
-  /// all were accepted; a recipient that fails does not stop the others. Events may change or
-  /// delete anything. Result is 4001 without recipients, 4003 without a message, 97 for a sender
+  /// all were accepted; a recipient that fails does not stop the others. Unless SMTPTimeOutString
+  /// has been set, the reply to the message has ten minutes. Events may change or delete anything.
+  /// Result is 4001 without recipients, 4003 without a message, 97 for a sender
   /// that is missing or no address, else that of the first recipient that failed.
   bool SendMail();
   /// One for each recipient of the last SendMail, in their order; also when an exception ended it.

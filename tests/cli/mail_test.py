@@ -128,6 +128,10 @@ class MailTest(MailTestCase):
         self.assertEqual(printed.count(b"\n"), printed.count(b"\r\n"))
         self.assertNotIn(b"b@xy.test", printed)
         self.assertEqual(self.server.commands, [])
+        self.assertRegex(parse(printed)["Message-ID"], r"<\w{26}\.\d{17}@xy\.test>")
+        for given in ("1.a@x.test", "<1.a@x.test>"):
+            printed = self.mail("--print", "--text", "x", "--message-id", given).encode()
+            self.assertEqual(parse(printed)["Message-ID"], "<1.a@x.test>")
         text = Terminal("mail", "--print", "-f", "a@xy.test", "--to", "a@xy.test",
                         "--text", "x").finish()[1]
         self.assertIn(b"To: a@xy.test\r\nMIME", text)
@@ -190,6 +194,8 @@ class MailTest(MailTestCase):
             (["--text", "x", "-H", "to: b@xy.test"], b'"to"'),
             (["--text", "x", "[x]"], b"not expected: [x]\n"),
             (["--text", "x", "--charset", "klingon"], b"klingon"),
+            (["--text", "x", "--message-id", "none"], b"--message-id"),
+            (["--text", "x", "-H", "Reply-To: a@xy.test", "-H", "reply-to: b@xy.test"], b"reply-to"),
             (["--text", "x", "--port", "1"], b"--port"),
             (["--text", "x", "--timeout", "0"], b"--timeout"),
             (["--text", "x", "--proxy", "http://x"], b"SOCKS"),

@@ -86,7 +86,7 @@ TEST_F(PostfixMail, EachRecipientHasAnOutcome) {
   ExpectOutcome(2, SMTP_STEP_RCPTTO, 550, 3011);
   ExpectOutcome(3, SMTP_STEP_DONE, 0, 0);
   ExpectOutcome(4, SMTP_STEP_DONE, 0, 0);
-  ExpectOutcome(5, SMTP_STEP_RCPTTO, 454, 3017);
+  ExpectOutcome(5, SMTP_STEP_RCPTTO, 454, 3015);
   EXPECT_EQ(mail_.Outcomes()[1].ResultMessage,
             "451 4.3.0 <busy@xy.test>: Recipient address rejected: Try again later\r\n");
 

@@ -13,6 +13,7 @@ namespace netro::tool {
 namespace {
 
 constexpr std::int32_t kLongestTimeout = 1'000'000;
+constexpr std::int32_t kMessageSeconds = 600;
 
 std::int32_t ReadServer(const MailConnectionOptions& options, std::string& host) {
   constexpr std::int32_t kLargest = 65535;
@@ -36,14 +37,17 @@ void CheckHelo(const std::string& name) {
   if (!good) throw UsageError("--helo: \"" + name + "\" cannot be said in HELO");
 }
 
-/// An entry for every step that waits.
+/// An entry for every step that waits. Without --timeout the message has the ten minutes that it
+/// has in the library.
 std::string TimeOutTable(std::int32_t seconds) {
   constexpr std::int32_t kSteps[] = {SMTP_STEP_DNS,      SMTP_STEP_CONNECT, SMTP_STEP_HELO,
                                      SMTP_STEP_MAILFROM, SMTP_STEP_RCPTTO,  SMTP_STEP_DATA,
                                      SMTP_STEP_SENDDATA, SMTP_STEP_QUIT};
   std::string table;
   for (const std::int32_t step : kSteps) {
-    table += (table.empty() ? "" : ",") + std::to_string(step) + ":" + std::to_string(seconds);
+    const bool isLong = step == SMTP_STEP_SENDDATA && seconds == ConnectionOptions().timeout;
+    table += (table.empty() ? "" : ",") + std::to_string(step) + ":" +
+             std::to_string(isLong ? kMessageSeconds : seconds);
   }
   return table;
 }

@@ -88,6 +88,20 @@ void CheckHeaderName(std::string name) {
   }
 }
 
+/// The library would leave away what an id cannot hold.
+void UseMessageID(SendMailCls& mail, std::string id) {
+  if (id.empty()) return;
+  const std::string given = id;
+  if (id.size() > 1 && id.starts_with('<') && id.ends_with('>')) id = id.substr(1, id.size() - 2);
+  constexpr std::size_t kLongest = 900;
+  const std::size_t at = id.find('@');
+  const bool good =
+      id.size() <= kLongest && at != id.npos && at > 0 && at + 1 < id.size() &&
+      std::ranges::all_of(id, [](char c) { return c > ' ' && c <= '~' && c != '<' && c != '>'; });
+  if (!good) throw UsageError("--message-id: \"" + given + "\" is not like left@right");
+  mail.MessageID(id);
+}
+
 void AddFiles(SendMailCls& mail, const MailOptions& options) {
   for (const std::string& value : options.inlineFiles) {
     const auto [file, name] = ReadFileAndName(value);
@@ -136,6 +150,7 @@ void ComposeMail(const MailOptions& options, SendMailCls& mail) {
   } else {
     mail.NewTextMsg(options.subject, options.from, to, text, cc, bcc);
   }
+  UseMessageID(mail, options.messageID);
   for (const std::string& line : options.headers) {
     const auto [name, value] = ReadHeader(line);
     CheckHeaderName(name);

@@ -22,7 +22,7 @@ try. Exit status 0 when all were accepted.
 
 Texts are UTF-8. Of the names of files ASCII letters, digits, "_" and "." are kept in the message;
 an inline file is shown where the HTML has "cid:" and this name. There is no encryption and no
-login. The fields that have options, Date and Message-ID cannot be given with --header.
+login. The fields that have options, and Date, cannot be given with --header.
 
 --json prints one object: ok, simulated, message_bytes, seconds, error (number and text), and the
 list recipients: address, list (to, cc, bcc), accepted, step (number and name), result, message (the
@@ -84,6 +84,11 @@ void DeclareMessage(CLI::App& options, MailOptions& values) {
   options.get_option("--inline")->needs(html);
   DeclareList(options, "-H,--header", values.headers, "Add a header field; may be repeated",
               "'NAME: VALUE'", kGroup);
+  options
+      .add_option("--message-id", values.messageID,
+                  "The Message-ID; else a random one at the sender's domain")
+      ->type_name("ID")
+      ->group(kGroup);
   options
       .add_option("--charset", values.charset,
                   "Send texts in this character set, if it can hold them; else\n"

@@ -22,6 +22,7 @@ struct MailOptions {
   std::vector<std::string> attachments;
   std::vector<std::string> inlineFiles;
   std::vector<std::string> headers;
+  std::string messageID;
   std::string charset;
   MailConnectionOptions connection;
   bool simulate = false;

@@ -19,6 +19,12 @@ using Json = nlohmann::ordered_json;
 
 /// Result class of a recipient whose session was cancelled, or never begun.
 constexpr std::int32_t kPending = 3018;
+/// Of one whose server had all of the message and did not answer; it has no message.
+constexpr std::int32_t kMayHaveArrived = 3019;
+
+std::string ClassText(std::int32_t number) {
+  return number == kMayHaveArrived ? "May have arrived" : GetMessageText(number);
+}
 
 std::string StepName(std::int32_t step) { return SMTPCls().GetSMTPStepName(step); }
 
@@ -39,7 +45,7 @@ std::string Verdict(const RecipientOutcome& outcome, bool simulated) {
                                   ? "not tried"
                                   : "cancelled at " + StepName(outcome.StepID));
   }
-  return Styled(Style::Red, "failed") + " at " + said + "; " + GetMessageText(outcome.ResultClass) +
+  return Styled(Style::Red, "failed") + " at " + said + "; " + ClassText(outcome.ResultClass) +
          " (" + std::to_string(outcome.ResultClass) + ")";
 }
 
@@ -55,7 +61,7 @@ Json ToJson(const RecipientOutcome& outcome, bool transcript) {
       {"step", {{"number", outcome.StepID}, {"name", StepName(outcome.StepID)}}},
       {"result", outcome.Result},
       {"message", outcome.ResultMessage},
-      {"class", NumberAndText(outcome.ResultClass, GetMessageText(outcome.ResultClass))},
+      {"class", NumberAndText(outcome.ResultClass, ClassText(outcome.ResultClass))},
   };
   if (transcript) object["transcript"] = outcome.Protocol;
   return object;
