@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <cstdio>
+#include <atomic>
 #include <filesystem>
 #include <string>
 
@@ -335,7 +336,7 @@ TEST(HttpAnswerBody, APartIsContinuedOnlyIfItIsOne) {
   for (const auto& c : kCases) {
     SCOPED_TRACE(c.second);
     const TemporaryFolder folder;
-    int asked = 0;
+    std::atomic<int> asked = 0;
     HttpServer server;
     server.On("/", [&](const auto&) { return asked++ == 0 ? c.first : c.second; });
     HTTPCls http;

@@ -3,6 +3,7 @@
 #include <netro/CookieJar.h>
 #include <netro/HTTPCls.h>
 
+#include <atomic>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -226,7 +227,7 @@ class HttpKept : public testing::Test {
               "\r\nContent-Type: text/x\r\nContent-Length: 2", "hi");
     });
     server_.On("/gone", [this](const auto&) {
-      const bool now = std::exchange(gone_, false);
+      const bool now = gone_.exchange(false);
       return now ? "" : HttpServer::Answer("200 x\r\nContent-Type: text/x\r\nContent-Length: 2",
                                            "hi");
     });
@@ -243,7 +244,7 @@ class HttpKept : public testing::Test {
     return Get(path, http);
   }
 
-  bool gone_ = false;
+  std::atomic<bool> gone_ = false;
   HttpServer server_{true};
 };
 
