@@ -38,7 +38,7 @@ int RunGet(GetOptions& options) {
   lines.Footer(Footer(ended, fetches.size()));
   Batch batch(options.way.parallel);
   const auto fetch = [&](std::size_t i) {
-    Perform(fetches[i], options, request, lines);
+    Perform(fetches[i], options, request, lines, [&batch] { return batch.IsStopped(); });
     lines.Footer(Footer(++ended, fetches.size()));
   };
   const auto show = [&](std::size_t i) {

@@ -5,6 +5,7 @@
 #include <netro/Localization.h>
 #include <netro/MessageLoop.h>
 
+#include <algorithm>
 #include <chrono>
 #include <exception>
 #include <string_view>
@@ -60,14 +61,28 @@ std::string RetryText(const Fetch& fetch, std::chrono::seconds pause, std::int32
          std::to_string(pause.count()) + " s";
 }
 
+constexpr std::int32_t kCancelled = 9999;
+
+/// Waits in short pieces: a Ctrl-C that comes before the call that it should end is seen then.
+std::int32_t Pause(std::chrono::milliseconds left, const Stopped& stopped) {
+  constexpr std::chrono::milliseconds kPiece(100);
+  std::int32_t error = 0;
+  for (; error == 0 && left.count() > 0; left -= kPiece) {
+    if (stopped()) return kCancelled;
+    error = MessageLoop::ForThisThread().Sleep(std::min(left, kPiece));
+  }
+  return stopped() ? kCancelled : error;
+}
+
 /// Waits for the next try; false when there is to be none.
-bool AwaitNextTry(Fetch& fetch, const GetRequest& request, ProgressLines& lines) {
+bool AwaitNextTry(Fetch& fetch, const GetRequest& request, ProgressLines& lines,
+                  const Stopped& stopped) {
   const std::int32_t tries = request.way.options.retries + 1;
   if (fetch.attempts >= tries || fetch.result.isPrinted || !IsPassing(fetch.result)) return false;
   const auto pause = PauseBefore(fetch.attempts + 1, fetch.result);
   if (!pause) return false;
   lines.MakeRoomFor([&] { ShowMessage(RetryText(fetch, *pause, tries)); });
-  const std::int32_t error = MessageLoop::ForThisThread().Sleep(*pause);
+  const std::int32_t error = Pause(*pause, stopped);
   constexpr std::int32_t kTimedOut = 10002;
   if (error != 0 && error != kTimedOut) {
     DiscardBody(fetch.result);
@@ -77,7 +92,7 @@ bool AwaitNextTry(Fetch& fetch, const GetRequest& request, ProgressLines& lines)
 }
 
 void TryAll(Fetch& fetch, const GetOptions& options, const GetRequest& request,
-            ProgressLines& lines) {
+            ProgressLines& lines, const Stopped& stopped) {
   HTTPCls http;
   Prepare(http, fetch, options, request);
   FetchEvents events(http, fetch, options, lines);
@@ -90,7 +105,7 @@ void TryAll(Fetch& fetch, const GetOptions& options, const GetRequest& request,
     events.Begin(isLast);
     fetch.result = Query(http);
     events.End(fetch.result);
-  } while (AwaitNextTry(fetch, request, lines));
+  } while (AwaitNextTry(fetch, request, lines, stopped));
   fetch.result.seconds = watch.Seconds();
 }
 
@@ -116,8 +131,8 @@ void RunWithin(std::chrono::seconds limit, Work work) {
 }  // namespace
 
 void Perform(Fetch& fetch, const GetOptions& options, const GetRequest& request,
-             ProgressLines& lines) {
-  const auto work = [&] { TryAll(fetch, options, request, lines); };
+             ProgressLines& lines, const Stopped& stopped) {
+  const auto work = [&] { TryAll(fetch, options, request, lines, stopped); };
   if (options.way.maxTime == 0) return work();
   RunWithin(std::chrono::seconds(options.way.maxTime), work);
 }
