@@ -17,7 +17,7 @@ TEST(TlsCodingsNginx, BodiesAreUnpackedAsCurlDoes) {
   TlsNginx server;
   ASSERT_TRUE(server.IsUp()) << server.Output();
   std::string text;
-  for (int i = 0; text.size() < 3'000'000; ++i) text += std::to_string(i * 7919) + "\n";
+  for (long i = 0; text.size() < 3'000'000; ++i) text += std::to_string(i * 7919) + "\n";
   WriteFile(server.In("www/long.txt"), text);
   const struct {
     const char* path;
