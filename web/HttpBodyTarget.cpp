@@ -59,10 +59,10 @@ std::string HttpBodyTarget::CanNotWrite(const std::string& path, std::int32_t er
 std::int32_t HttpBodyTarget::Write(std::span<const std::uint8_t> bytes, const Listener& listener,
                                    const Text& text, bool& kept) {
   kept = true;
-  if (chain_.IsPlain()) return Deliver(bytes, listener, text, kept);
+  if (chain_.IsPlain()) return Deliver(bytes, listener, kept);
   bool ignored = true;
   const std::int32_t error = chain_.Decode(bytes, [&](std::span<const std::uint8_t> piece) {
-    const std::int32_t failed = Deliver(piece, listener, text, ignored);
+    const std::int32_t failed = Deliver(piece, listener, ignored);
     if (failed == 0 && !ignored) text(piece);
     return failed;
   });
@@ -73,7 +73,7 @@ std::int32_t HttpBodyTarget::Write(std::span<const std::uint8_t> bytes, const Li
 }
 
 std::int32_t HttpBodyTarget::Deliver(std::span<const std::uint8_t> bytes, const Listener& listener,
-                                     const Text&, bool& kept) {
+                                     bool& kept) {
   if (plan_.place == Place::Nowhere) return 0;
   length_ += static_cast<double>(bytes.size());
   kept = plan_.place != Place::Text;

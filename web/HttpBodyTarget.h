@@ -64,8 +64,7 @@ class HttpBodyTarget {
   static std::string CanNotWrite(const std::string& path, std::int32_t error);
 
  private:
-  std::int32_t Deliver(std::span<const std::uint8_t> bytes, const Listener& listener,
-                       const Text& text, bool& kept);
+  std::int32_t Deliver(std::span<const std::uint8_t> bytes, const Listener& listener, bool& kept);
   std::int32_t MakeFile();
   std::int32_t MakePart();
   std::int32_t FileFailed(std::int32_t error);

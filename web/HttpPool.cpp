@@ -61,7 +61,7 @@ void HttpPool::ThreadEnds() { idle_.clear(); }
 
 std::unique_ptr<SocketCls> HttpPool::Take(const std::string& key) {
   DropOld();
-  const auto found = std::ranges::find(idle_, key, [](const auto& idle) { return idle->key; });
+  const auto found = std::ranges::find_if(idle_, [&](const auto& idle) { return idle->key == key; });
   if (found == idle_.end()) return nullptr;
   const auto idle = std::move(*found);
   idle_.erase(found);
