@@ -8,7 +8,9 @@
 #include <memory>
 #include <utility>
 
+#include "platform/ErrorNumbers.h"
 #include "platform/Loop.h"
+#include "platform/LoopUse.h"
 #include "platform/Wakeups.h"
 
 namespace netro {
@@ -16,6 +18,10 @@ namespace netro {
 class RunningWait;
 
 struct CallState final : Wakeable {
+  /// Of an object of the calling thread.
+  CallState() : use(Loop::ForThread()->Use()) {}
+
+  const std::shared_ptr<LoopUse> use;   // of the loop that the object belongs to
   std::atomic<std::uint32_t> stops{0};  // grows with each Stop; any thread
   bool alive = true;
   bool busy = false;
@@ -63,18 +69,24 @@ struct CallState final : Wakeable {
   int events_ = 0;
 };
 
-/// Marks an object as being inside a blocking call. `Refused` when it already is, or when so many
-/// calls of the thread wait one inside the other that this one would be too much.
+/// Marks an object as being inside a blocking call. `Refused` when it already is, when so many
+/// calls of the thread wait one inside the other that this one would be too much, or when another
+/// thread uses the object's loop; then nothing of the object may be touched.
 class BusyScope {
  public:
   explicit BusyScope(std::shared_ptr<CallState> state)
       : state_(std::move(state)),
-        entered_(!Loop::ForThread()->IsTooDeep() && !std::exchange(state_->busy, true)) {}
+        use_(state_->use),
+        entered_(!use_.Refused() && !Loop::ForThread()->IsTooDeep() &&
+                 !std::exchange(state_->busy, true)) {}
   ~BusyScope() { Leave(); }
   BusyScope(const BusyScope&) = delete;
   BusyScope& operator=(const BusyScope&) = delete;
 
   bool Refused() const { return !entered_; }
+  bool WrongThread() const { return use_.Refused(); }
+  /// The number of the refusal.
+  std::int32_t Error() const { return WrongThread() ? kErrOtherThread : kErrInProgress; }
   /// Ends the marking early: what still runs does not mind another call on the object.
   void Leave() {
     if (std::exchange(entered_, false)) state_->busy = false;
@@ -82,6 +94,7 @@ class BusyScope {
 
  private:
   std::shared_ptr<CallState> state_;
+  const LoopUse::Scope use_;
   bool entered_;
 };
 

@@ -30,6 +30,7 @@ enum ErrorNumber : std::int32_t {
   kErrShutDown = 10058,
   kErrRefused = 10061,
   kErrLoop = 10062,
+  kErrOtherThread = 10180,
   kErrHostNotFound = 11001,
   kErrTryAgain = 11002,
   kErrNoData = 11004,

@@ -34,6 +34,6 @@ std::int32_t ReadServicePort(const std::string& name);
 /// tell, 10055 this program lacks memory or descriptors to ask.
 std::vector<IpAddress> ResolveName(const std::string& name, AddressFamily family,
                                    std::int32_t& error);
-std::string ResolveAddress(const IpAddress& address);
+std::string ResolveAddress(const IpAddress& address, std::int32_t& error);
 
 }  // namespace netro

@@ -22,9 +22,10 @@ std::string FindHostName(std::string_view hosts, const IpAddress& address);
 std::vector<std::string> FindHostAliases(std::string_view hosts, std::string_view name);
 
 /// The same from the system's file. "localhost" and all names below it are 127.0.0.1 and ::1, and
-/// the other way round, also when the file does not say so (RFC 6761, section 6.3).
-std::vector<IpAddress> HostsFileAddresses(std::string_view name);
-std::string HostsFileName(const IpAddress& address);
+/// the other way round, also when the file does not say so (RFC 6761, section 6.3). `isShort` is
+/// set when the program lacks memory or descriptors to read the file: what it says is not known.
+std::vector<IpAddress> HostsFileAddresses(std::string_view name, bool* isShort = nullptr);
+std::string HostsFileName(const IpAddress& address, bool* isShort = nullptr);
 std::vector<std::string> HostsFileAliases(std::string_view name);
 
 }  // namespace netro

@@ -154,6 +154,14 @@ std::optional<IcmpAnswer> ReadError6(std::span<const std::uint8_t> message, std:
   return answer;
 }
 
+void SetMessage(IcmpAnswer& answer, AddressFamily family, std::span<const std::uint8_t> message,
+                std::optional<std::int32_t> status) {
+  answer.status = status.value_or(kIpSuccess);
+  answer.type = message[0];
+  answer.code = message[1];
+  if (status) answer.labels = ReadMplsLabels(FindExtensions(family, message));
+}
+
 template <std::size_t N>
 std::int32_t ByCode(const std::int32_t (&statuses)[N], std::uint8_t code) {
   return code < N ? statuses[code] : std::int32_t{kIpNoHost};
@@ -243,7 +251,7 @@ std::optional<IcmpAnswer> ReadIcmpPacket(std::span<const std::uint8_t> packet) {
   const auto status = ErrorStatus4(ip->icmp[0], ip->icmp[1]);
   auto answer = status ? ReadError(ip->icmp) : ReadEchoReply(AddressFamily::IPv4, ip->icmp);
   if (!answer) return std::nullopt;
-  answer->status = status.value_or(kIpSuccess);
+  SetMessage(*answer, AddressFamily::IPv4, ip->icmp, status);
   answer->from = ip->source;
   answer->ttl = ip->ttl;
   if (!status) answer->destination = ip->source;
@@ -257,7 +265,7 @@ std::optional<IcmpAnswer> ReadIcmp6Message(std::span<const std::uint8_t> message
   auto answer =
       status ? ReadError6(message, from.Scope()) : ReadEchoReply(AddressFamily::IPv6, message);
   if (!answer) return std::nullopt;
-  answer->status = status.value_or(kIpSuccess);
+  SetMessage(*answer, AddressFamily::IPv6, message, status);
   answer->from = from;
   answer->ttl = hopLimit;
   if (!status) answer->destination = from;

@@ -7,8 +7,10 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <vector>
 
 #include "platform/Address.h"
+#include "platform/IcmpExtensions.h"
 
 namespace netro {
 
@@ -41,6 +43,9 @@ struct IcmpAnswer {
   std::int32_t ttl = 0;              // of the message as it arrived; the hop limit of IPv6
   std::uint16_t identifier = 0;      // these two are the request's
   std::uint16_t sequence = 0;
+  std::int32_t type = -1;  // of the message
+  std::int32_t code = -1;
+  std::vector<MplsLabel> labels{};     // that the sender of an error tells
   std::span<const std::uint8_t> data;  // of a reply; lives as long as the bytes that were read
 };
 

@@ -13,7 +13,8 @@ class InputFile {
  public:
   InputFile() = default;
   ~InputFile() { Close(); }
-  InputFile(const InputFile&) = delete;
+  /// The same file as it was examined, not read yet.
+  InputFile(const InputFile& examined) : path_(examined.path_), facts_(examined.facts_) {}
   InputFile& operator=(const InputFile&) = delete;
 
   /// Notes which file it is, its size and its time of change, and that it can be read. It is not

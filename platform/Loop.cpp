@@ -18,7 +18,6 @@
 #include <limits>
 #include <new>
 #include <utility>
-#include <vector>
 
 #include "platform/ErrorNumbers.h"
 #include "platform/PerThread.h"
@@ -32,6 +31,8 @@ using std::chrono::milliseconds;
 // Each level of nested pumps is an event that waits inside. Deeper than this, reads and accepts are
 // held back, which start such events, except those that a blocking call waits for.
 constexpr int kDeepestRead = 100;
+
+constexpr std::chrono::microseconds kFresh(50);
 
 // Of this thread, once it has had tasks. It needs no destructor, so it can be asked to the very
 // end.
@@ -76,14 +77,35 @@ void Loop::ThreadEnds() {
   schedule_.clear();
 }
 
+std::int32_t MessageLoop::ThreadErr() { return LoopUse::LastRefusal(); }
+
 void Loop::PumpMessages() {
+  const LoopUse::Scope use(use_);
+  if (use.Refused()) return;
   if (CurrentTask() != nullptr) return tasks_.GiveWay();
   const AtEnd tell([this] { KeepReadable(); });
-  Pump();
+  PumpWhatCanBe();
 }
 
-void Loop::Pump() {
-  PumpAside();
+// Where memory has run out, what is still to be delivered comes with the next one; tasks may end
+// meanwhile.
+void Loop::PumpWhatCanBe() {
+  const auto attempt = [](auto&& pump) {
+    try {
+      pump();
+    } catch (const std::bad_alloc&) {
+    }
+  };
+  attempt([this] { PumpAside(Ask::Always); });
+  attempt([this] { PumpTasks(); });
+}
+
+void Loop::Pump(Ask ask) {
+  PumpAside(ask);
+  PumpTasks();
+}
+
+void Loop::PumpTasks() {
   const Deeper pump(depth_);
   // A task may look at the descriptor, as a host does, to learn whether PumpMessages is worth it.
   if (tasks_.Ready() > 0) UpdateAlarm();
@@ -91,8 +113,18 @@ void Loop::Pump() {
   tasks_.Run();
 }
 
-void Loop::PumpAside() {
-  if (!std::exchange(collected_, false)) notifier_.Collect(TimePoint::min());
+// A call of a few steps pumps between them, and each time the system would be asked, which costs as
+// much as a step. What it has to tell can wait for so short a time; what is queued does not.
+void Loop::Collect(Ask ask) {
+  if (std::exchange(collected_, false)) return;
+  const TimePoint now = Now();
+  if (ask == Ask::WhenStale && collectedAt_ + kFresh > now) return;
+  notifier_.Collect(TimePoint::min());
+  collectedAt_ = now;
+}
+
+void Loop::PumpAside(Ask ask) {
+  Collect(ask);
   const Deeper pump(depth_);
   if (depth_ <= kDeepestRead) notifier_.TakeBackHeld();
   RunPosted();
@@ -104,6 +136,8 @@ void Loop::PumpAside() {
 }
 
 void Loop::RunLoop() {
+  const LoopUse::Scope use(use_);
+  if (use.Refused()) return;
   Run run;
   run.outer = std::exchange(run_, &run);
   const AtEnd unlink([this, &run] {
@@ -122,7 +156,7 @@ void Loop::RunLoop() {
   const AtEnd tell([this] { KeepReadable(); });
   while (!run.quit) {
     RunHostPump();
-    Pump();
+    PumpWhatCanBe();
     if (!run.quit) Block(TimePoint::max());
   }
 }
@@ -142,7 +176,7 @@ void Loop::Wait(RunningWait& wait) {
   });
   for (;;) {
     RunHostPump();
-    Pump();
+    Pump(Ask::WhenStale);
     if (wait.IsOver()) return;
     Block(wait.Limit());
   }
@@ -153,6 +187,7 @@ void Loop::Block(TimePoint until) {
   until = std::min(until, NextDue());
   if (turns_ > turnsAtHostPump_ && AnybodyWaits()) until = std::min(until, hostPumpDue_);
   notifier_.Collect(until);
+  collectedAt_ = Now();
   collected_ = true;
 }
 
@@ -197,6 +232,11 @@ void Loop::RunPosted() {
 
 Task Loop::StartTask(std::function<void()> work, std::size_t stackSize) {
   Task task;
+  const LoopUse::Scope use(use_);
+  if (use.Refused()) {
+    task.error_ = kErrOtherThread;
+    return task;
+  }
   task.error_ =
       tasks_.Start(std::move(work), std::max(stackSize, Task::SmallestStack), task.state_);
   if (task.error_ == 0) {
@@ -232,6 +272,8 @@ std::int32_t Loop::Sleep(milliseconds time) try {
 }
 
 std::int32_t Loop::SetTimer(std::int32_t milliseconds, std::function<void()> callback) {
+  const LoopUse::Scope use(use_);
+  if (use.Refused()) return 0;
   do {
     lastTimer_ = lastTimer_ == std::numeric_limits<std::int32_t>::max() ? 1 : lastTimer_ + 1;
   } while (timers_.contains(lastTimer_));
@@ -252,9 +294,14 @@ void Loop::KillTimer(std::int32_t timerId) {
 
 void Loop::Schedule(std::int32_t id, TimePoint due) {
   Timer& timer = timers_[id];
-  schedule_.erase({timer.due, id});
+  auto place = schedule_.extract({timer.due, id});  // kept: a timer must not be lost for memory
   timer.due = due;
-  schedule_.insert({due, id});
+  if (place.empty()) {
+    schedule_.insert({due, id});
+  } else {
+    place.value() = {due, id};
+    schedule_.insert(std::move(place));
+  }
   SetAlarm(NextDue());
 }
 
@@ -279,12 +326,9 @@ void Loop::SetAlarm(TimePoint when) noexcept {
 void Loop::RunTimers() {
   if (schedule_.empty()) return;
   const TimePoint now = Now();
-  std::vector<std::int32_t> due;
-  for (const auto& [when, id] : schedule_) {
-    if (when > now) break;
-    due.push_back(id);
+  while (!schedule_.empty() && schedule_.begin()->first <= now) {
+    RunTimer(schedule_.begin()->second, now);  // which is due later then, or gone
   }
-  for (const std::int32_t id : due) RunTimer(id, now);
 }
 
 void Loop::RunTimer(std::int32_t id, TimePoint now) {

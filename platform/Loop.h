@@ -14,6 +14,7 @@
 #include <utility>
 
 #include "platform/Clock.h"
+#include "platform/LoopUse.h"
 #include "platform/Notifier.h"
 #include "platform/TaskQueue.h"
 
@@ -36,6 +37,10 @@ class Loop final : public MessageLoop {
   void KillTimer(std::int32_t timerId) override;
   void SetHostPump(std::function<void()> pump, std::chrono::milliseconds interval) override;
 
+  bool CheckThread() const override { return use_->Checks(); }
+  void CheckThread(bool value) override { use_->Checks(value); }
+
+  const std::shared_ptr<LoopUse>& Use() const { return use_; }
   Notifier& Notifications() { return notifier_; }
 
   /// The thread is over: nobody will pump again. Lets go of what others gave to the loop, which may
@@ -63,8 +68,10 @@ class Loop final : public MessageLoop {
 
   /// Sleeps until there is something to pump, the moment has come, or the host pump is due.
   void Block(TimePoint until);
+  /// Whether a pump asks the system for news that it has asked for just now.
+  enum class Ask { Always, WhenStale };
   /// A pump without a turn for tasks: between two steps of something that a task may wait for.
-  void PumpAside();
+  void PumpAside(Ask ask = Ask::WhenStale);
   /// False when so many pumps are nested that one which nobody waits for would be too much.
   bool MayPumpAside() const { return depth_ < kDeepestPumpAside; }
   /// True when so many calls wait one inside the other that a further one would endanger the stack.
@@ -98,7 +105,10 @@ class Loop final : public MessageLoop {
     Run* outer = nullptr;
   };
 
-  void Pump();
+  void PumpWhatCanBe();
+  void Pump(Ask ask);
+  void PumpTasks();
+  void Collect(Ask ask);
   void RunPosted();
   void RunTimers();
   void RunTimer(std::int32_t id, TimePoint now);
@@ -114,6 +124,7 @@ class Loop final : public MessageLoop {
   static constexpr int kDeepestPumpAside = 5;
   static constexpr int kDeepestWait = 100;
 
+  const std::shared_ptr<LoopUse> use_ = std::make_shared<LoopUse>();
   Notifier notifier_;
   TaskQueue tasks_;
   std::atomic<std::uint32_t> kills_{0};
@@ -121,6 +132,7 @@ class Loop final : public MessageLoop {
   int turns_ = 0;           // these, and the RunLoops: while there is one, the loop turns by itself
   int depth_ = 0;           // pumps that are running, one inside the other
   bool collected_ = false;  // by Block, so that the next pump need not ask again
+  TimePoint collectedAt_ = TimePoint::min();
   Run* run_ = nullptr;      // the innermost RunLoop
 
   std::mutex postedMutex_;

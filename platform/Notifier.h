@@ -43,7 +43,7 @@ class Notifier {
 
   /// Asks the system for what is still missing. Returns the error number.
   std::int32_t Open();
-  /// Readable while Collect would find something; -1 when not open.
+  /// Readable while Collect would find something, for who asks for it; -1 when not open.
   int Fd() const;
 
   /// Makes Fd readable and ends a sleeping Collect. Any thread, signal-safe.
@@ -60,6 +60,10 @@ class Notifier {
   void DeliverOne(bool holdReads = false);
   void TakeBackHeld();
   bool HasHeld() const;
+  /// Inside OnSocket: whether reads that no blocking call waits for are held back now. Who shares
+  /// an awaited socket among several asks, and gets Read again with TakeBackHeld after HoldBack.
+  bool HoldsReads() const;
+  void HoldBack(std::int32_t handle);
   /// Never holds back this socket: a blocking call waits for what it reads.
   void SetAwaited(std::int32_t handle);
 

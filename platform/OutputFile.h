@@ -33,8 +33,9 @@ class OutputFile {
   std::int32_t Finish();
   /// As Finish, then renames the file to `path` in the same folder, in one step and replacing what
   /// was there if that was a file or link. Fails with EBUSY when somebody else has written to the
-  /// file or put another in its place. The bytes are on the disk before, so that not even a power failure leaves half a
-  /// file under that name. On failure the file is removed and the old one stays.
+  /// file or put another in its place. The bytes are on the disk before, so that not even a power
+  /// failure leaves half a file under that name. On failure the file is removed and the old one
+  /// stays.
   std::int32_t FinishAs(const std::string& path);
   /// Closes and removes a file that was not finished.
   void Discard();
@@ -44,6 +45,7 @@ class OutputFile {
 
  private:
   std::int32_t Flush();
+  std::int32_t WriteNow(std::span<const std::uint8_t> bytes);
   bool IsStillOurs() const;
 
   int descriptor_ = -1;

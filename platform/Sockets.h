@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "platform/Address.h"
+#include "platform/Clock.h"
 
 namespace netro {
 
@@ -17,6 +18,11 @@ void CloseSocket(std::int32_t handle);
 
 std::int32_t SetReuseAddress(std::int32_t handle);
 std::int32_t SetBroadcast(std::int32_t handle);
+/// Has the system note when each datagram comes, for ArrivalTime.
+void SetArrivalTimes(std::int32_t handle);
+/// When the datagram that was received last came to this system, by the clock of waits; now where
+/// that was not noted.
+TimePoint ArrivalTime(std::int32_t handle);
 /// Close returns at once and the system sends what is left.
 std::int32_t SetLingerOff(std::int32_t handle);
 /// Small blocks go out at once instead of waiting for the peer to confirm what was sent before.

@@ -20,6 +20,7 @@ bool CallMark::Cancelled() const {
 }
 
 TimePoint CallMark::Limit(TimePoint deadline) const {
+  deadline = std::min(deadline, limit_);
   return task_ != nullptr ? std::min(deadline, task_->limit) : deadline;
 }
 

@@ -21,7 +21,9 @@ class CallMark {
   /// True when the object was told to stop or is gone, a socket of the thread was killed, or the
   /// task that the call is made in was cancelled.
   bool Cancelled() const;
-  /// The earlier one of `deadline` and the limit of the task that the call is made in.
+  /// The call's own limit, beside those of its waits.
+  void LimitTo(TimePoint limit) { limit_ = limit; }
+  /// The earliest one of `deadline`, this and the limit of the task that the call is made in.
   TimePoint Limit(TimePoint deadline) const;
   bool Expired(TimePoint deadline = TimePoint::max()) const { return Now() >= Limit(deadline); }
 
@@ -33,6 +35,7 @@ class CallMark {
   std::shared_ptr<Loop> loop_;
   std::shared_ptr<CallState> object_;
   TaskState* task_;  // whose stack the call and its mark stand on; null outside of tasks
+  TimePoint limit_ = TimePoint::max();
   std::uint32_t kills_;
   std::uint32_t stops_;
 };

@@ -4,14 +4,20 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 
 namespace netro {
 
-/// Reads a regular file of at most `mostBytes`, following links. Anything else (a folder, a device,
+class OutputFile;
+
+/// Reads a regular file of at most `mostBytes`. Links are followed where that is asked for, else
+/// refused: 20000 plus ELOOP. Anything else (a folder, a device,
 /// a pipe) is refused without waiting for it. After a failure `text` is empty.
+enum class Links { Followed, Refused };
 std::int32_t ReadWholeFile(const std::string& path, std::string& text,
-                           std::size_t mostBytes = std::size_t{256} << 20);
+                           std::size_t mostBytes = std::size_t{256} << 20,
+                           Links links = Links::Followed);
 
 /// A number that changes when another file of this name stands there, or this one is written to.
 std::uint64_t FileStamp(const std::string& path);
@@ -21,6 +27,10 @@ std::uint64_t FileStamp(const std::string& path);
 /// wins. A link is replaced, not followed; a folder or device is refused. On failure the old file
 /// stays and nothing is left behind.
 std::int32_t ReplaceFile(const std::string& path, const std::string& text);
+
+/// The same with what `write` writes; what it returns ends it unless that is 0.
+std::int32_t ReplaceFile(const std::string& path,
+                         const std::function<std::int32_t(OutputFile&)>& write);
 
 /// Creates a folder of mode 0700, and the ones above it that are missing. One that is there already
 /// is a success.

@@ -9,6 +9,12 @@ namespace netro {
 std::int32_t DatagramExchange::Ask(const SocketAddress& target,
                                    std::span<const std::uint8_t> request,
                                    DatagramSocket::Filter wanted, TimePoint limit, Bytes& reply) {
+  return Ask(
+      target, [request] { return request; }, std::move(wanted), limit, reply);
+}
+
+std::int32_t DatagramExchange::Ask(const SocketAddress& target, const MakeRequest& request,
+                                   DatagramSocket::Filter wanted, TimePoint limit, Bytes& reply) {
   if (target.port < 1 || target.port > 65535) return kErrInvalidArgument;
   if (mark_.Cancelled()) return kErrCancelled;
   if (mark_.Expired(limit)) return kErrTimedOut;
@@ -20,14 +26,15 @@ std::int32_t DatagramExchange::Ask(const SocketAddress& target,
     return error;
   }
   DatagramSocket& socket = lease.Socket();
-  error = socket.Send(request);
+  error = socket.Send(request());
   while (error == kErrWouldBlock) {
     error = WaitError(WaitUntil(mark_, limit, [&] { return !socket.SendBlocked(); }));
-    if (error == 0) error = socket.Send(request);
+    if (error == 0) error = socket.Send(request());
   }
   if (error == 0) error = WaitError(WaitUntil(mark_, limit, [&] { return Answered() != nullptr; }));
   if (error != 0) return error;
   DatagramPool::Lease& answered = *Answered();
+  arrival_ = answered.Socket().Arrival();
   error = answered.Socket().Take(reply);
   if (error == 0) answered.HandOn();
   return error;
@@ -42,12 +49,6 @@ DatagramPool::Lease* DatagramExchange::Answered() {
     }
   }
   return nullptr;
-}
-
-std::int32_t AskByDatagram(const SocketAddress& target, std::span<const std::uint8_t> request,
-                           DatagramSocket::Filter wanted, const CancelMark& mark, TimePoint limit,
-                           DatagramPool& sockets, Bytes& reply) {
-  return DatagramExchange(mark, sockets).Ask(target, request, std::move(wanted), limit, reply);
 }
 
 }  // namespace netro

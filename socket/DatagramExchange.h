@@ -26,6 +26,12 @@ class DatagramExchange {
   /// the socket's, 10061 among them as soon as the target refuses.
   std::int32_t Ask(const SocketAddress& target, std::span<const std::uint8_t> request,
                    DatagramSocket::Filter wanted, TimePoint limit, Bytes& reply);
+  /// The same with a request that is made when nothing is left to be done but to send it.
+  using MakeRequest = std::function<std::span<const std::uint8_t>()>;
+  std::int32_t Ask(const SocketAddress& target, const MakeRequest& request,
+                   DatagramSocket::Filter wanted, TimePoint limit, Bytes& reply);
+  /// When the last reply came to this system, if the pool's sockets tell that.
+  TimePoint Arrival() const { return arrival_; }
 
  private:
   DatagramPool::Lease* Answered();
@@ -33,11 +39,7 @@ class DatagramExchange {
   const CancelMark& mark_;
   DatagramPool& sockets_;
   std::list<DatagramPool::Lease> asked_;
+  TimePoint arrival_;
 };
-
-/// The same with one request.
-std::int32_t AskByDatagram(const SocketAddress& target, std::span<const std::uint8_t> request,
-                           DatagramSocket::Filter wanted, const CancelMark& mark, TimePoint limit,
-                           DatagramPool& sockets, Bytes& reply);
 
 }  // namespace netro

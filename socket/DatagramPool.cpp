@@ -30,7 +30,7 @@ std::int32_t DatagramPool::Lease::Open(std::shared_ptr<CallState> call, const So
     idle.pop_back();
   } else {
     socket_ = std::make_unique<DatagramSocket>(pool_.notifier_, nullptr);
-    error = socket_->Open({.connected = true}, target);
+    error = socket_->Open({.connected = true, .dated = pool_.dated_}, target);
   }
   if (error == 0) socket_->Begin(std::move(call), std::move(wanted));
   return error;

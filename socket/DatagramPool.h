@@ -13,7 +13,9 @@ namespace netro {
 
 class DatagramPool {
  public:
-  explicit DatagramPool(Notifier& notifier) : notifier_(notifier) {}
+  /// With `dated` the sockets tell when a reply came to this system.
+  explicit DatagramPool(Notifier& notifier, bool dated = false)
+      : notifier_(notifier), dated_(dated) {}
   DatagramPool(const DatagramPool&) = delete;
   DatagramPool& operator=(const DatagramPool&) = delete;
 
@@ -41,6 +43,7 @@ class DatagramPool {
 
  private:
   Notifier& notifier_;
+  const bool dated_;
   std::size_t running_ = 0;
   std::vector<std::unique_ptr<DatagramSocket>> idle_;  // not more than there are exchanges
 };

@@ -1,6 +1,7 @@
 #include "socket/DatagramSocket.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 #include "platform/ErrorNumbers.h"
@@ -29,6 +30,8 @@ std::int32_t DatagramSocket::Open(const Options& options, const SocketAddress& t
   if (error == 0 && options.reuseAddress) error = SetReuseAddress(handle_);
   if (error == 0 && options.broadcast) error = SetBroadcast(handle_);
   connected_ = options.connected;
+  dated_ = options.dated;
+  if (error == 0 && dated_) SetArrivalTimes(handle_);
   if (error == 0 && connected_) error = SetPeer(handle_, target_);
   if (error == 0) error = notifier_.Watch(handle_, SocketKind::Datagram, *this);
   if (error == 0) notifier_.SetAwaited(handle_);
@@ -68,7 +71,14 @@ void DatagramSocket::OnSocket(std::int32_t /*handle*/, SocketEvent event, std::i
   if (event != SocketEvent::Read || readable_) return;
   const std::span<std::uint8_t> room = notifier_.DatagramRoom();
   const auto got = notifier_.Receive(handle_, room, error_);
-  reply_.assign(room.begin(), room.begin() + std::max<std::ptrdiff_t>(got, 0));
+  if (dated_) arrival_ = ArrivalTime(handle_);
+  try {
+    reply_.assign(room.begin(), room.begin() + std::max<std::ptrdiff_t>(got, 0));
+  } catch (const std::bad_alloc&) {  // lost, as any datagram may be; but not in silence
+    error_ = kErrNoBuffers;
+    readable_ = true;
+    return;
+  }
   if (got >= 0 && wanted_ && !wanted_(reply_)) return notifier_.Renew(handle_);
   readable_ = got >= 0 || error_ != kErrWouldBlock;
 }

@@ -29,6 +29,7 @@ class DatagramSocket final : private SocketWatcher {
     bool reuseAddress = false;
     bool broadcast = false;
     bool connected = false;  // the target alone is heard, and its refusal ends a wait
+    bool dated = false;      // Arrival is told by the system
   };
 
   /// Tells whether a datagram is a reply to what was sent.
@@ -52,6 +53,8 @@ class DatagramSocket final : private SocketWatcher {
   bool Readable() const { return readable_; }
   /// Of what Readable tells of.
   std::int32_t Error() const { return error_; }
+  /// When it came to this system, which may be long before anybody looked.
+  TimePoint Arrival() const { return arrival_; }
   bool SendBlocked() const { return sendBlocked_; }
   /// Takes what Readable tells of; returns the error number. With a filter that is the last one.
   std::int32_t Take(Bytes& reply);
@@ -71,6 +74,8 @@ class DatagramSocket final : private SocketWatcher {
   bool readable_ = false;
   Bytes reply_;
   std::int32_t error_ = 0;
+  bool dated_ = false;
+  TimePoint arrival_;
   bool sendBlocked_ = false;
 };
 

@@ -8,8 +8,7 @@
 namespace netro {
 
 EchoExchange::EchoExchange(const CancelMark& mark)
-    : mark_(mark),
-      echo_(mark.Module().Notifications(), [this](std::int32_t, const EchoOutcome& outcome) {
+    : mark_(mark), echo_(mark.Module().Echoes(), [this](std::int32_t, const EchoOutcome& outcome) {
         number_ = 0;
         outcome_ = outcome;
         mark_.Object()->Changed();

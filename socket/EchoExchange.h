@@ -14,9 +14,9 @@ class EchoExchange {
  public:
   explicit EchoExchange(const CancelMark& mark);
 
-  /// For addresses like this one. Returns the error number; 10013 when the system allows this
+  /// For requests like this one. Returns the error number; 10013 when the system allows this
   /// program no echo.
-  std::int32_t Open(const IpAddress& ip) { return echo_.Open(ip); }
+  std::int32_t Open(const EchoRequest& request) { return echo_.Open(request); }
   /// Sends one request and waits for its outcome; silence is one too (11010). Returns 0 or 9999.
   std::int32_t Ask(const EchoRequest& request, std::chrono::milliseconds timeout,
                    EchoOutcome& outcome);

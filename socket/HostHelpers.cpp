@@ -71,7 +71,7 @@ std::string SocketCls::GetSockInfo(std::int32_t What) const {
 std::string SocketCls::DNSLookup(const std::string& Address) {
   const BusyScope busy(call_);
   if (busy.Refused()) {
-    SetLookupResult(kErrInProgress);
+    if (!busy.WrongThread()) SetLookupResult(kErrInProgress);
     return {};
   }
   const auto call = call_;
@@ -99,7 +99,7 @@ bool SocketCls::IsIPReachable(const std::string& IP) try {
   if (!ip || busy.Refused()) return false;
   EchoExchange exchange(CancelMark(module_, call_));
   EchoOutcome outcome;
-  return exchange.Open(*ip) == 0 && exchange.Ask({*ip}, kEchoTime, outcome) == 0 &&
+  return exchange.Open({*ip}) == 0 && exchange.Ask({*ip}, kEchoTime, outcome) == 0 &&
          outcome.status == kIpSuccess;
 } catch (const std::bad_alloc&) {
   return false;

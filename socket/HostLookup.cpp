@@ -14,9 +14,11 @@ constexpr std::int32_t kTextNoDnsEntries = 10159;
 
 }  // namespace
 
-std::string LookupErrorText(std::int32_t error) {
+std::string LookupErrorText(std::int32_t error) try {
   if (error == 0) return {};
   return error == kErrNoDnsEntries ? GetMessageText(kTextNoDnsEntries) : SocketErrorText(error);
+} catch (const std::bad_alloc&) {
+  return {};
 }
 
 LookupAnswer LookupAnswer::Of(std::vector<IpAddress> found) {

@@ -59,7 +59,7 @@ std::int32_t SocketOwner::Connect(SocketCls& socket, const ConnectionPlan& plan,
   const auto call = socket.call_;
   socket.dnsURL_ = plan.lookup.servers;
   socket.preference_ = plan.lookup.preference;
-  const TimePoint deadline = std::min(SecondsFromNow(plan.seconds), plan.limit);
+  const TimePoint deadline = std::min(MillisecondsFromNow(plan.wait), plan.limit);
   const Traced traced(socket, plan.trace);
   const bool started = socket.ConnectBy(direct ? plan.host : plan.proxyHost,
                                         direct ? plan.port : plan.proxyPort, mark, deadline);
@@ -90,7 +90,7 @@ std::int32_t SocketOwner::RunProlog(SocketCls& socket, const ConnectionPlan& pla
   target.resolveRemotely = plan.remoteDNS;
   target.version5 = plan.socks != SocksKind::Socks4;
   target.offerPassword = plan.socks == SocksKind::Socks5Auth;
-  socket.SocksTimeout(plan.seconds);
+  socket.SocksTimeout(WholeSeconds(plan.wait));
   const std::int32_t error = socket.OpenTunnel(std::move(target), plan.remoteDNS, mark);
   return error == kErrNoDnsEntries ? kErrHostNotFound : error;
 }

@@ -30,7 +30,7 @@ struct ConnectionPlan {
   std::string proxyUser;
   std::string proxyPassword;
   bool remoteDNS = false;
-  std::int32_t seconds = 30;
+  std::chrono::milliseconds wait = std::chrono::seconds(30);
   TimePoint limit = TimePoint::max();  // of connecting and waiting together
   LookupSettings lookup;
   ConnectTrace trace;  // may be empty

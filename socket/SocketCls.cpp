@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <new>
 #include <utility>
 
 #include "platform/CallState.h"
@@ -102,13 +103,16 @@ void SocketCls::Close() {
   Changed();
 }
 
-void SocketCls::RefreshAddresses() {
+// Only texts: a connection lives without them where memory has run out.
+void SocketCls::RefreshAddresses() try {
   const SocketAddress local = LocalAddress(socketHandle_);
   const SocketAddress peer = PeerAddress(socketHandle_);
   localIP_ = local.port == 0 ? std::string() : FormatAddress(local.ip);
   localPort_ = local.port;
   remoteIP_ = peer.port == 0 ? std::string() : FormatAddress(peer.ip);
   remotePort_ = peer.port;
+} catch (const std::bad_alloc&) {
+  remoteIP_.clear();
 }
 
 void SocketCls::SocketIsBusy(bool value) {
@@ -127,6 +131,9 @@ void SocketCls::NoDelay(bool value) {
 }
 
 bool SocketCls::Connect(const std::string& Host, std::int32_t Port) {
+  const auto call = call_;
+  const LoopUse::Scope use(call->use);
+  if (use.Refused()) return false;
   // A SendData below this call has lost its connection and ends when it is back.
   if (state_ == sockClosed && hold_ != nullptr && hold_->IsSend()) hold_->End();
   const BusyScope busy(call_);
@@ -134,7 +141,11 @@ bool SocketCls::Connect(const std::string& Host, std::int32_t Port) {
     lastSocketErr_ = kErrInProgress;
     return false;
   }
-  return ConnectBy(Host, Port, CancelMark(module_, call_), TimePoint::max());
+  try {
+    return ConnectBy(Host, Port, CancelMark(module_, call_), TimePoint::max());
+  } catch (const std::bad_alloc&) {
+    return call->alive && Fail(kErrNoBuffers);
+  }
 }
 
 bool SocketCls::ConnectBy(std::string host, std::int32_t port, const CancelMark& mark,
@@ -179,7 +190,9 @@ LookupAnswer SocketCls::Resolve(const std::string& host, AddressPreferenceEnum p
   return answer;
 }
 
-bool SocketCls::Listen(const std::string& FeedLocalIp) {
+bool SocketCls::Listen(const std::string& FeedLocalIp) try {
+  const LoopUse::Scope use(call_->use);
+  if (use.Refused()) return false;
   const std::int32_t port = localPort_;
   const std::string localIp = FeedLocalIp;  // may be a property that Close clears
   Close();
@@ -197,6 +210,8 @@ bool SocketCls::Listen(const std::string& FeedLocalIp) {
   RefreshAddresses();
   state_ = sockListening;
   return true;
+} catch (const std::bad_alloc&) {
+  return Fail(kErrNoBuffers);
 }
 
 std::int32_t SocketCls::StartListening(const SocketAddress& address) {
@@ -211,7 +226,9 @@ std::int32_t SocketCls::StartListening(const SocketAddress& address) {
   return error;
 }
 
-void SocketCls::Accept(std::int32_t RequestID) {
+void SocketCls::Accept(std::int32_t RequestID) try {
+  const LoopUse::Scope use(call_->use);
+  if (use.Refused()) return;
   if (socketHandle_ != 0) Close();
   std::int32_t error = StartUp();
   const std::int32_t handle = error == 0 ? module_->Notifications().Accept(RequestID, error) : 0;
@@ -225,6 +242,8 @@ void SocketCls::Accept(std::int32_t RequestID) {
   if (noDelay_) SetNoDelay(handle, true);
   RefreshAddresses();
   state_ = sockConnected;
+} catch (const std::bad_alloc&) {
+  Fail(kErrNoBuffers);
 }
 
 // Without descriptors the listener would notify for ever; it does so again after a pause.
@@ -239,7 +258,10 @@ void SocketCls::RequestAgainLater(std::int32_t listener) {
   });
 }
 
-void SocketCls::Disconnect() { Close(); }
+void SocketCls::Disconnect() {
+  const LoopUse::Scope use(call_->use);
+  if (!use.Refused()) Close();
+}
 
 void SocketCls::RemoveSocket() {
   race_.reset();
@@ -323,7 +345,11 @@ void SocketCls::WindowProc(std::int32_t WSAEvent, const Bytes& Data) {
 }
 
 void SocketCls::RaiseDataArrival(const Bytes& data) {
-  const std::string from = remoteIP_;  // the object may go before the handler is done with it
+  std::string from;  // a copy: the object may go before the handler is done with it
+  try {
+    from = remoteIP_;
+  } catch (const std::bad_alloc&) {  // the data counts for more
+  }
   if (events_ != nullptr) events_->DataArrival(data, from);
 }
 

@@ -119,13 +119,16 @@ constexpr ErrorText kTexts[] = {
      "TLS: Certificate Expired. The server's certificate, or one of those that vouch for it, is no "
      "longer valid. Its owner has to renew it."},
     {10161,
-     "TLS: Certificate Not Yet Valid. The server's certificate is not valid yet. Check the clock of "
+     "TLS: Certificate Not Yet Valid. The server's certificate is not valid yet. Check the clock "
+     "of "
      "this computer."},
     {10162,
-     "TLS: Wrong Name. The server's certificate was issued for another host. Connect by a name that "
+     "TLS: Wrong Name. The server's certificate was issued for another host. Connect by a name "
+     "that "
      "it has."},
     {10163,
-     "TLS: Unknown Issuer. Nobody who is trusted vouches for the server's certificate. If it is one "
+     "TLS: Unknown Issuer. Nobody who is trusted vouches for the server's certificate. If it is "
+     "one "
      "of your own, give its issuer's certificate as trust file."},
     {10164,
      "TLS: Self-Signed Certificate. The server's certificate vouches for itself. If it is one of "
@@ -138,11 +141,11 @@ constexpr ErrorText kTexts[] = {
     {10168,
      "TLS: Pin Mismatch. The server's public key is none of the pinned ones. It has a new key, or "
      "another server answers."},
-    {10169,
-     "TLS: Protocol Version. The server offers no version of TLS that is allowed here."},
+    {10169, "TLS: Protocol Version. The server offers no version of TLS that is allowed here."},
     {10170, "TLS: Alert Received. The server has refused to go on."},
     {10171,
-     "TLS: Client Certificate Wanted. The server wants a client certificate, or does not accept the "
+     "TLS: Client Certificate Wanted. The server wants a client certificate, or does not accept "
+     "the "
      "one given."},
     {10172,
      "TLS: Broken. What the server sent is not TLS, or was changed on its way. Check the port."},
@@ -156,6 +159,10 @@ constexpr ErrorText kTexts[] = {
      "TLS: Closed in Handshake. The server closed the connection before it was protected. It may "
      "not speak TLS on this port."},
     {10176, "TLS: Too Much. The server sends without end, but never any data."},
+    {10180,
+     "Wrong Thread. Another thread is using the message loop that the object belongs to. Objects "
+     "share the loop of the thread that made them, and one thread at a time can use it. Make the "
+     "object on the thread that calls it."},
     {11001, "Host Not Found. No network host matching the hostname or address was found."},
     {11002,
      "Non-Authoritative Host Not Found. A temporary error while resolving a hostname "
@@ -182,7 +189,7 @@ constexpr MessageRange kMessages[] = {
 
 }  // namespace
 
-std::string SocketErrorText(std::int32_t number) {
+std::string SocketErrorText(std::int32_t number) try {
   for (const MessageRange& range : kMessages) {
     if (number >= range.first && number <= range.last) {
       return GetMessageText(range.message + number - range.first);
@@ -192,6 +199,8 @@ std::string SocketErrorText(std::int32_t number) {
   if (found != std::end(kTexts) && found->number == number) return found->text;
   const std::string system = SystemErrorText(number);
   return system.empty() ? GetMessageText(10127, {std::to_string(number)}) : system;
+} catch (const std::bad_alloc&) {
+  return {};
 }
 
 }  // namespace netro

@@ -8,7 +8,7 @@
 namespace netro {
 
 /// The text of a number of the socket layer; for one that the table does not hold the system's own,
-/// and if there is none "Unknown Error# n.".
+/// and if there is none "Unknown Error# n.". Empty where memory has run out: it throws nothing.
 std::string SocketErrorText(std::int32_t number);
 
 }  // namespace netro

@@ -18,6 +18,7 @@
 #include <limits>
 
 #include "platform/CallState.h"
+#include "platform/Echo.h"
 #include "platform/ErrorNumbers.h"
 #include "platform/PerThread.h"
 #include "socket/ConnectRace.h"
@@ -31,6 +32,13 @@ constexpr int kChunksForSure = 8;  // however slow the owner is
 constexpr std::chrono::milliseconds kTurn(5);
 
 }  // namespace
+
+SocketModule::SocketModule(std::shared_ptr<Loop> loop)
+    : loop_(std::move(loop)),
+      datagrams_(loop_->Notifications()),
+      echoes_(std::make_unique<EchoSockets>(loop_->Notifications())) {}
+
+SocketModule::~SocketModule() = default;
 
 const std::shared_ptr<SocketModule>& SocketModule::ForThread() {
   return PerThread<SocketModule>([] { return std::make_shared<SocketModule>(Loop::ForThread()); });
@@ -190,6 +198,8 @@ bool SocketModule::ReceiveOnce(SocketCls& socket, bool& more) {
   }
   SocketAddress from;
   std::int32_t error = 0;
+  Bytes block = std::exchange(block_, {});
+  block.reserve(room_.size());  // now: what has been received must find its place
   const auto got = Notifications().Receive(socket.socketHandle_, room_, error,
                                            socket.datagrams_ ? &from : nullptr);
   more = socket.datagrams_ && (got == 0 || (got < 0 && error != kErrWouldBlock));
@@ -200,7 +210,9 @@ bool SocketModule::ReceiveOnce(SocketCls& socket, bool& more) {
     socket.remoteIP_ = FormatAddress(from.ip);
     socket.remotePort_ = from.port;
   }
-  socket.WindowProc(1, Bytes(room_.begin(), room_.begin() + got));
+  block.assign(room_.begin(), room_.begin() + got);
+  socket.WindowProc(1, block);
+  block_ = std::move(block);
   return true;
 }
 

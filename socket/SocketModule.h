@@ -19,12 +19,15 @@
 
 namespace netro {
 
+class EchoSockets;
 class SocketCls;
 
 class SocketModule final : public SocketWatcher {
  public:
-  explicit SocketModule(std::shared_ptr<Loop> loop)
-      : loop_(std::move(loop)), datagrams_(loop_->Notifications()) {}
+  explicit SocketModule(std::shared_ptr<Loop> loop);
+  ~SocketModule();
+  SocketModule(const SocketModule&) = delete;
+  SocketModule& operator=(const SocketModule&) = delete;
 
   static const std::shared_ptr<SocketModule>& ForThread();
 
@@ -35,6 +38,8 @@ class SocketModule final : public SocketWatcher {
   Notifier& Notifications() { return loop_->Notifications(); }
   /// Sockets of the exchanges whose replies tell what they answer.
   DatagramPool& Datagrams() { return datagrams_; }
+  /// Those of all echo requests of the thread.
+  EchoSockets& Echoes() { return *echoes_; }
 
   /// Counts one more user of the network stack, starting it for the first. Returns the error
   /// number; nothing is counted on failure. `counted` is set when CleanUp must be called for it.
@@ -74,6 +79,7 @@ class SocketModule final : public SocketWatcher {
 
   std::shared_ptr<Loop> loop_;
   DatagramPool datagrams_;
+  const std::unique_ptr<EchoSockets> echoes_;
   std::unordered_set<const SocketCls*> sockets_;
   std::unordered_map<std::int32_t, SocketCls*> owners_;
   std::int16_t startUps_ = 0;
@@ -82,7 +88,7 @@ class SocketModule final : public SocketWatcher {
   int pumpsInDrain_ = 0;
   // Of each Receive; what it took is copied before the call out, so nested reads can share it.
   std::array<std::uint8_t, 16'000> room_;
-  Bytes block_;  // the last block of plaintext, whose memory serves for the next one
+  Bytes block_;  // the last one delivered; its memory serves for the next one
 };
 
 }  // namespace netro

@@ -10,6 +10,7 @@
 #include <exception>
 #include <utility>
 
+#include "platform/CallState.h"
 #include "platform/ErrorNumbers.h"
 #include "platform/Sockets.h"
 #include "socket/QueueHold.h"
@@ -44,6 +45,8 @@ std::int32_t SocketCls::QueueData(std::string_view Data) {
 }
 
 std::int32_t SocketCls::QueueData(std::span<const std::uint8_t> Data) {
+  const LoopUse::Scope use(call_->use);
+  if (use.Refused()) return kErrOtherThread;
   std::int32_t error = QueueRefusal(Data.size());
   if (error != 0 || Data.empty()) return error;
   try {
@@ -113,6 +116,8 @@ bool SocketCls::QueueFailed(std::int32_t error) {
 }
 
 void SocketCls::DisconnectWhenSent() {
+  const LoopUse::Scope use(call_->use);
+  if (use.Refused()) return;
   closeWhenSent_ = true;
   if (UnsentBytes() == 0 && hold_ == nullptr) Close();
 }

@@ -2,6 +2,8 @@
 // queued before goes out first.
 #include <netro/SocketCls.h>
 
+#include <new>
+
 #include "platform/CallState.h"
 #include "platform/ErrorNumbers.h"
 #include "socket/QueueHold.h"
@@ -11,17 +13,22 @@
 #include "support/OnException.h"
 
 namespace netro {
+
 std::int32_t SocketCls::SendData(std::string_view Data) {
   return SendData(std::span(reinterpret_cast<const std::uint8_t*>(Data.data()), Data.size()));
 }
 
 std::int32_t SocketCls::SendData(std::span<const std::uint8_t> Data) {
   BusyScope busy(call_);
-  if (busy.Refused()) return kErrInProgress;
+  if (busy.Refused()) return busy.Error();
   if (closeWhenSent_) return kErrShutDown;
   const CancelMark mark(module_, call_);
   QueueHold hold(*this, &busy);
-  return SendAll(Data, mark, SecondsFromNow(kStreamSendSeconds), &hold);
+  try {
+    return SendAll(Data, mark, SecondsFromNow(kStreamSendSeconds), &hold);
+  } catch (const std::bad_alloc&) {
+    return kErrNoBuffers;
+  }
 }
 
 std::int32_t SocketCls::SendAll(std::span<const std::uint8_t> data, const CancelMark& mark,

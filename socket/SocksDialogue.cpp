@@ -19,7 +19,7 @@ constexpr std::uint8_t kMethodNone = 0xFF;
 constexpr std::uint8_t kGranted4 = 90;
 constexpr std::size_t kLongestField = 255;
 constexpr std::size_t kReply4Length = 8;
-constexpr std::size_t kShortestReply = 2;
+constexpr std::size_t kRoom = 64;  // of most requests
 
 enum AddressType : std::uint8_t { kIPv4 = 1, kDomain = 3, kIPv6 = 4 };
 
@@ -81,7 +81,7 @@ Bytes SocksDialogue::Request() const {
 }
 
 Bytes SocksDialogue::Connect4() const {
-  ByteWriter out;
+  ByteWriter out(kRoom);
   out.U8(kVersion4);
   out.U8(kCommandConnect);
   out.U16(static_cast<std::uint16_t>(target_.port));
@@ -103,7 +103,7 @@ Bytes SocksDialogue::Greeting() const {
 }
 
 Bytes SocksDialogue::Password() const {
-  ByteWriter out;
+  ByteWriter out(kRoom);
   out.U8(kPasswordVersion);
   AppendCounted(out, target_.user);
   AppendCounted(out, target_.password);
@@ -111,7 +111,7 @@ Bytes SocksDialogue::Password() const {
 }
 
 Bytes SocksDialogue::Connect5() const {
-  ByteWriter out;
+  ByteWriter out(kRoom);
   out.U8(kVersion5);
   out.U8(kCommandConnect);
   out.U8(0);

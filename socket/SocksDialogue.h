@@ -8,6 +8,7 @@
 
 #include <netro/Types.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string>
@@ -30,6 +31,8 @@ struct SocksTarget {
 
 class SocksDialogue {
  public:
+  static constexpr std::size_t kShortestReply = 2;
+
   explicit SocksDialogue(SocksTarget target);
 
   /// 0, or 10022 when a field is too long for its length byte, empty, or holds a NUL that would end

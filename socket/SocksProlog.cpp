@@ -4,8 +4,8 @@
 // WindowProc collects what arrives instead of raising events, and a close only ends the wait. Each
 // step: send; wait until byte 1 of the reply is there, the proxy closed, SocksTimeout is over or
 // the call was cancelled; go on or fail. Then:
-//   - a positive reply may arrive in pieces: its rest is waited for, but not for ever, because some
-//     proxies send two bytes only;
+//   - a positive reply may arrive in pieces, and its own length tells when it is whole; some proxies
+//     send two bytes only, so two that stand alone for half a second are enough;
 //   - what follows the last reply belongs to the tunnel and is delivered as DataArrival, and so is
 //     a close that came during the prolog, both from the loop and not inside this call;
 //   - every failure closes the socket.
@@ -58,7 +58,7 @@ bool SocketCls::RunProlog(SocksTarget target, bool remoteDNS, std::int32_t& last
   const BusyScope busy(call_);
   const CancelMark mark(module_, call_);
   const std::int32_t error =
-      busy.Refused() ? kErrInProgress : OpenTunnel(std::move(target), remoteDNS, mark);
+      busy.Refused() ? busy.Error() : OpenTunnel(std::move(target), remoteDNS, mark);
   if (error != 0) lastErr = error;
   return error == 0;
 }
@@ -139,17 +139,20 @@ std::int32_t SocketCls::AwaitReply(const SocksDialogue& dialogue, const CancelMa
   const WaitEnd end =
       WaitUntil(mark, deadline, [&] { return ended() || prologReply_.size() >= 2; });
   if (end != WaitEnd::Done) return WaitError(end);
-  for (bool arriving = true; arriving;) {
+  for (;;) {
     if (!call->alive) return kErrCancelled;
     if (connection_ != connection) return kErrNotConnected;  // disconnected by an event
     const std::size_t had = prologReply_.size();
     if (!dialogue.Accepts(prologReply_) || had >= dialogue.ReplyLength(prologReply_)) return 0;
-    const WaitEnd rest = WaitUntil(mark, std::min(deadline, Now() + kPauseWithinReply),
-                                   [&] { return ended() || prologReply_.size() > had; });
-    if (rest == WaitEnd::Cancelled) return kErrCancelled;
-    arriving = rest == WaitEnd::Done && call->alive && prologReply_.size() > had;
+    const bool mayBeAll = had == SocksDialogue::kShortestReply;
+    if (closeHeld_ && !mayBeAll) prologReply_.clear();  // cut off: no reply
+    if (closeHeld_) return 0;
+    const TimePoint until = mayBeAll ? std::min(deadline, Now() + kPauseWithinReply) : deadline;
+    const WaitEnd rest =
+        WaitUntil(mark, until, [&] { return ended() || prologReply_.size() > had; });
+    if (rest == WaitEnd::TimedOut && mayBeAll) return 0;
+    if (rest != WaitEnd::Done) return WaitError(rest);
   }
-  return call->alive ? 0 : kErrCancelled;
 }
 
 }  // namespace netro

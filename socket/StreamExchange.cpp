@@ -29,8 +29,10 @@ std::int32_t StreamExchange::Send() {
 std::int32_t StreamExchange::Await(const ConnectionPlan& plan) {
   for (;;) {
     const std::uint64_t progress = progress_;
-    const WaitEnd end = WaitUntil(mark_, std::min(SecondsFromNow(plan.seconds), plan.limit),
+    const auto wait = patience_.value_or(plan.wait);
+    const WaitEnd end = WaitUntil(mark_, std::min(MillisecondsFromNow(wait), plan.limit),
                                   [&] { return ended_ || progress_ != progress; });
+    if (end == WaitEnd::TimedOut && patience_) return 0;
     if (ended_ || end != WaitEnd::Done) return WaitError(end);
     if (mark_.Cancelled()) return kErrCancelled;
   }

@@ -6,6 +6,7 @@
 #include <netro/SocketCls.h>
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 
@@ -35,7 +36,15 @@ class StreamExchange : private SocketClsEvents {
   void End(std::int32_t code);
   bool Ended() const { return ended_; }
   /// The wait for the reply begins anew.
-  void Progress() { ++progress_; }
+  void Progress() {
+    patience_.reset();
+    ++progress_;
+  }
+  /// The same, for so many seconds only: when nothing more has come then, the exchange ends with 0.
+  void EndAfter(long seconds) {
+    Progress();
+    patience_ = std::chrono::seconds(seconds);
+  }
 
  private:
   std::int32_t Send();
@@ -46,6 +55,7 @@ class StreamExchange : private SocketClsEvents {
   const CancelMark& mark_;
   SocketCls socket_;
   std::uint64_t progress_ = 0;
+  std::optional<std::chrono::milliseconds> patience_;
   bool connected_ = false;
   bool ended_ = false;
   std::int32_t code_ = 0;

@@ -35,7 +35,7 @@ constexpr std::size_t kLongestHandshake = 256 * 1024;
 bool SocketCls::StartTls(const std::string& Host, std::shared_ptr<TlsProvider> Provider) {
   const BusyScope busy(call_);
   if (busy.Refused()) {
-    lastSocketErr_ = kErrInProgress;
+    if (!busy.WrongThread()) lastSocketErr_ = kErrInProgress;
     return false;
   }
   const CancelMark mark(module_, call_);
@@ -43,7 +43,7 @@ bool SocketCls::StartTls(const std::string& Host, std::shared_ptr<TlsProvider> P
 }
 
 TlsInfo SocketCls::TlsInfo() const {
-  return tls_ != nullptr ? tls_->Session().Info() : netro::TlsInfo();
+  return tls_ != nullptr ? tls_->Info() : netro::TlsInfo();
 }
 
 std::int32_t SocketCls::Protect(std::string host, std::shared_ptr<TlsProvider> provider,

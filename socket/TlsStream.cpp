@@ -25,6 +25,11 @@ TlsStream::TlsStream(std::unique_ptr<TlsSession> session, std::span<const std::u
   std::ranges::copy(early, room_.get());
 }
 
+const TlsInfo& TlsStream::Info() const {
+  if (!info_) info_ = session_->Info();
+  return *info_;
+}
+
 std::size_t TlsStream::Unsent() const { return sendError_ == 0 ? session_->Outgoing().size() : 0; }
 
 bool TlsStream::Flush(Notifier& notifier, std::int32_t handle, std::int32_t& error) {
@@ -54,12 +59,11 @@ std::ptrdiff_t TlsStream::Send(Notifier& notifier, std::int32_t handle,
 
 std::size_t TlsStream::Read(Notifier& notifier, std::int32_t handle, std::span<std::uint8_t> room) {
   std::size_t got = 0;
-  while (!IsOver() && got < room.size()) {
+  while (!IsOver() && got < room.size() && (HasInput() || Receive(notifier, handle))) {
     const auto [taken, made] =
         session_->Decrypt({room_.get() + begin_, end_ - begin_}, room.subspan(got));
     begin_ += taken;
     got += made;
-    if (got == room.size() || IsOver() || !Receive(notifier, handle)) break;
   }
   if (got > 0) withoutData_ = 0;
   std::int32_t error = 0;

@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 
 namespace netro {
@@ -24,6 +25,8 @@ class TlsStream {
   TlsStream(std::unique_ptr<TlsSession> session, std::span<const std::uint8_t> early);
 
   const TlsSession& Session() const { return *session_; }
+  /// What the handshake has told of the peer. Certificates are read once.
+  const TlsInfo& Info() const;
 
   /// Protects data and sends it. Returns how much of it was taken, which may still be Unsent in
   /// part, or -1 and `error`, 10035 while the system takes nothing. Without data only sends what is
@@ -55,6 +58,7 @@ class TlsStream {
   bool Receive(Notifier& notifier, std::int32_t handle);
 
   std::unique_ptr<TlsSession> session_;
+  mutable std::optional<TlsInfo> info_;
   std::unique_ptr<std::uint8_t[]> room_;  // what has arrived: [begin_, end_)
   std::size_t begin_ = 0;
   std::size_t end_ = 0;

@@ -52,9 +52,14 @@ template <class Call>
 auto UDPCls::Run(std::int32_t& lastErr, Call call)
     -> decltype(call(std::declval<const CancelMark&>())) {
   const BusyScope busy(call_);
-  lastErr = busy.Refused() ? kErrInProgress : 0;
+  lastErr = busy.Refused() ? busy.Error() : 0;
   if (busy.Refused()) return {};
-  return call(CancelMark(module_, call_));
+  try {
+    return call(CancelMark(module_, call_));
+  } catch (const std::bad_alloc&) {
+    lastErr = kErrNoBuffers;
+    return {};
+  }
 }
 
 bool UDPCls::UPDConnect(std::int32_t& LastErr) {

@@ -13,7 +13,6 @@ namespace {
 
 constexpr std::string_view kAlphabet =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-constexpr std::size_t kLineBytes = 57;  // make a line of 76 characters
 constexpr std::string_view kLineEnd = "\r\n";
 
 using Pair = std::array<char, 2>;
@@ -86,17 +85,18 @@ std::string Base64Encode(std::string_view bytes) {
   return text;
 }
 
-void AppendBase64Lines(std::string& out, std::string_view bytes) {
-  const std::size_t lines = (bytes.size() + kLineBytes - 1) / kLineBytes;
-  const std::size_t before = out.size();
-  out.resize(before + EncodedSize(bytes.size()) + kLineEnd.size() * lines);
-  char* to = out.data() + before;
+std::uint64_t Base64LinesSize(std::uint64_t bytes) {
+  return (bytes + 2) / 3 * 4 + (bytes + kBase64LineBytes - 1) / kBase64LineBytes * kLineEnd.size();
+}
+
+char* EncodeBase64Lines(std::string_view bytes, char* to) {
   while (!bytes.empty()) {
-    const std::string_view line = bytes.substr(0, kLineBytes);
+    const std::string_view line = bytes.substr(0, kBase64LineBytes);
     to = Encode(line, to);
     to = std::ranges::copy(kLineEnd, to).out;
     bytes.remove_prefix(line.size());
   }
+  return to;
 }
 
 std::optional<std::string> Base64Decode(std::string_view text) {

@@ -115,6 +115,8 @@ constexpr auto kMessageTexts = std::to_array<MessageText>({
     {7210, "DNS"},
     {7215, "Connect"},
     {7220, "Helo"},
+    {7225, "StartTLS"},
+    {7227, "Auth"},
     {7230, "MailFrom"},
     {7240, "RCPTTo"},
     {7250, "Data"},
@@ -269,7 +271,7 @@ constexpr bool InAscendingOrder() {
   return true;
 }
 
-static_assert(kMessageTexts.size() == 213);
+static_assert(kMessageTexts.size() == 215);
 static_assert(InAscendingOrder(), "the lookup is a binary search");
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include "support/ProfileFile.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <utility>
 
@@ -10,17 +11,7 @@
 namespace netro {
 namespace {
 
-constexpr std::string_view kBlanks = " \t";
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";  // which some editors begin with
-
-/// `text` without the blanks at both ends; of nothing but blanks, the empty text at its end.
-std::string_view Trimmed(std::string_view text) {
-  const std::size_t begin = text.find_first_not_of(kBlanks);
-  if (begin == text.npos) {
-    return text.substr(text.size());
-  }
-  return text.substr(begin, text.find_last_not_of(kBlanks) + 1 - begin);
-}
 
 /// `line` without its line end.
 std::string_view Content(std::string_view line) {
@@ -81,6 +72,7 @@ ProfileFile::Span ProfileFile::SpanOf(std::string_view part, std::string_view li
 }
 
 void ProfileFile::AddLine(std::string_view text) {
+  ++lineCount_;
   const std::string_view content = Trimmed(Content(text));
   if (content.empty()) {
     sections_.back().blanks += text;
@@ -99,7 +91,8 @@ void ProfileFile::AddLine(std::string_view text) {
     return;
   }
   const std::string_view value = Trimmed(content.substr(sign + 1));
-  AddEntry(section, {std::string(text), SpanOf(key, text), SpanOf(value, text), {}, false});
+  AddEntry(section,
+           {std::string(text), SpanOf(key, text), SpanOf(value, text), {}, false, lineCount_});
 }
 
 // Many comments in a row are one piece: they cost what their text costs.
@@ -115,7 +108,7 @@ void ProfileFile::AddText(Section& section, std::string_view text) {
 
 void ProfileFile::AddSection(std::string_view text, Span name) {
   Section& section = sections_.emplace_back();
-  section.header = {std::string(text), name, {}, {}, false};
+  section.header = {std::string(text), name, {}, {}, false, lineCount_};
   if (byName_.Find(NameOf()(&section)) == nullptr) {
     byName_.Add(&section);
   }
@@ -173,6 +166,32 @@ std::vector<std::string> ProfileFile::Keys(std::string_view section) const {
   return keys;
 }
 
+std::size_t ProfileFile::LineOf(std::string_view section, std::string_view key) const {
+  const Line* const line = Find(section, key);
+  return line == nullptr ? 0 : line->number;
+}
+
+std::size_t ProfileFile::RepeatedSection(std::string_view section) const {
+  const auto* const first = byName_.Find(section);
+  for (const Section& other : sections_) {
+    const bool isSame = EqualsIgnoreCase(NameOf()(&other), section) && !section.empty();
+    if (isSame && first != nullptr && &other != *first) return other.header.number;
+  }
+  return 0;
+}
+
+std::size_t ProfileFile::RepeatedKey(std::string_view section) const {
+  const auto* const first = byName_.Find(section);
+  if (first == nullptr) return 0;
+  std::size_t found = 0;
+  for (const Line& line : (*first)->lines) {
+    if (line.repetitions.empty()) continue;
+    const std::size_t number = line.repetitions.front()->number;
+    found = found == 0 ? number : std::min(found, number);
+  }
+  return found;
+}
+
 bool ProfileFile::Set(std::string_view section, std::string_view key, std::string_view value) {
   if (!CanHoldSection(section) || !CanHoldKey(key) || !CanHoldValue(value)) {
     return false;
@@ -190,7 +209,7 @@ bool ProfileFile::Set(std::string_view section, std::string_view key, std::strin
   std::string text(key);
   text.append("=").append(value).append(lineEnd_);
   AddEntry(**byName_.Find(section),
-           {std::move(text), {0, key.size()}, {key.size() + 1, value.size()}, {}, false});
+           {std::move(text), {0, key.size()}, {key.size() + 1, value.size()}, {}, false, 0});
   return true;
 }
 

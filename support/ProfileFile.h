@@ -41,6 +41,14 @@ class ProfileFile {
   /// The keys in the order of the file, each once and as spelled there.
   std::vector<std::string> Keys(std::string_view section) const;
 
+  /// Where a key stands in the text that was parsed: lines count from 1. 0 when there is none, or
+  /// it was added since.
+  std::size_t LineOf(std::string_view section, std::string_view key) const;
+  /// The first line that begins another section of this name, or repeats a key of the first; 0 when
+  /// there is none.
+  std::size_t RepeatedSection(std::string_view section) const;
+  std::size_t RepeatedKey(std::string_view section) const;
+
   /// Replaces the value, or adds the key at the end of its section and the section at the end of
   /// the file. Returns false, with nothing changed, when a line cannot hold one of the three.
   bool Set(std::string_view section, std::string_view key, std::string_view value);
@@ -66,6 +74,7 @@ class ProfileFile {
     Span value;
     std::vector<Lines::iterator> repetitions;  // lines below with the same key
     bool isText = false;                       // lines that are no entries; such pieces may grow
+    std::size_t number = 0;                    // in the text that was parsed
   };
   struct KeyOf {
     std::string_view operator()(Lines::const_iterator line) const { return Part(*line, line->key); }
@@ -96,6 +105,7 @@ class ProfileFile {
   std::list<Section> sections_ = std::list<Section>(1);
   NameIndex<Section*, NameOf> byName_;  // the first of each name
   std::string_view lineEnd_ = "\n";     // of lines that are added
+  std::size_t lineCount_ = 0;           // that have been parsed
   bool lastLineEnds_ = true;            // else `lineEnd_` was added to the text that was parsed
   bool changed_ = false;
 };

@@ -36,14 +36,18 @@ bool StartsWithIgnoreCase(std::string_view text, std::string_view prefix) {
   return EqualsIgnoreCase(text.substr(0, prefix.size()), prefix);
 }
 
-std::string Trim(std::string_view text) {
-  constexpr std::string_view kBlanks = " \t";
-  const std::size_t begin = text.find_first_not_of(kBlanks);
-  if (begin == text.npos) {
-    return {};
+std::string_view Trimmed(std::string_view text) {
+  const auto isBlank = [](char c) { return c == ' ' || c == '\t'; };
+  while (!text.empty() && isBlank(text.front())) {
+    text.remove_prefix(1);
   }
-  return std::string(text.substr(begin, text.find_last_not_of(kBlanks) + 1 - begin));
+  while (!text.empty() && isBlank(text.back())) {
+    text.remove_suffix(1);
+  }
+  return text;
 }
+
+std::string Trim(std::string_view text) { return std::string(Trimmed(text)); }
 
 std::vector<std::string> Split(std::string_view text, char separator) {
   std::vector<std::string> parts;
@@ -63,8 +67,7 @@ void AppendHex(std::string& out, char byte) {
 }
 
 bool HasControl(std::string_view text) {
-  constexpr std::string_view kLineEnders("\r\n\0", 3);
-  return text.find_first_of(kLineEnders) != text.npos;
+  return std::ranges::any_of(text, [](char c) { return c == '\r' || c == '\n' || c == '\0'; });
 }
 
 bool HasControlCharacter(std::string_view text) {

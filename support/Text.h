@@ -19,6 +19,8 @@ bool StartsWithIgnoreCase(std::string_view text, std::string_view prefix);
 
 /// `text` without the blanks and tabs at both ends.
 std::string Trim(std::string_view text);
+/// The same as a part of `text`; of nothing but blanks, the empty one at its end.
+std::string_view Trimmed(std::string_view text);
 
 /// The parts of `text` between the separators: one more than there are separators, so an empty text
 /// gives one empty part.

@@ -80,8 +80,10 @@ bool IsIPv6(std::string_view text) {
   return ends && (gap == text.npos ? groups == 8 : groups < 8);
 }
 
-/// `text` for use in an error text: no control byte reaches a terminal or a log.
-std::string Quoted(std::string text) {
+/// `text` for use in an error text: no control byte reaches a terminal or a log. What an "@" comes
+/// behind, in `rest`, may be of a password that was not encoded.
+std::string Quoted(std::string text, std::string_view rest) {
+  if (rest.find('@') != rest.npos) return "***";
   std::ranges::replace_if(text, IsControl, '?');
   return "\"" + text + "\"";
 }
@@ -109,7 +111,7 @@ class Splitter {
       return {{}, error};
     }
     SplitPathAndQuery();
-    return {url_, {}};
+    return {std::move(url_), {}};
   }
 
  private:
@@ -120,7 +122,7 @@ class Splitter {
       if (end > 0) {
         url_.protocol = ToLower(rest_.substr(0, end));
         if (!std::ranges::all_of(url_.protocol, IsProtocolCharacter)) {
-          return "The URL's protocol " + Quoted(url_.protocol) + " is not a word.";
+          return "The URL's protocol " + Quoted(url_.protocol, rest_) + " is not a word.";
         }
       }
       rest_.remove_prefix(end + 3);
@@ -159,7 +161,8 @@ class Splitter {
       return "The URL contains no host.";
     }
     if (!std::ranges::all_of(url_.host, IsHostCharacter)) {
-      return "The URL's host " + Quoted(url_.host) + " contains a character that no host name has.";
+      return "The URL's host " + Quoted(url_.host, rest_) +
+             " contains a character that no host name has.";
     }
     return ReadPort(authority.substr(std::min(colon + 1, authority.size())));
   }
@@ -173,7 +176,7 @@ class Splitter {
     const bool hasZone = zone != literal.npos;
     if (end == authority.npos || !IsIPv6(literal.substr(0, zone)) ||
         (hasZone && !IsZone(literal.substr(zone + 3))) || (!rest.empty() && rest[0] != ':')) {
-      return "The URL's host " + Quoted(std::string(authority)) + " is no IPv6 address.";
+      return "The URL's host " + Quoted(std::string(authority), rest_) + " is no IPv6 address.";
     }
     url_.host = literal.substr(0, zone);
     if (hasZone) {
@@ -190,7 +193,8 @@ class Splitter {
     const char* const end = text.data() + text.size();
     const auto [parsed, failure] = std::from_chars(text.data(), end, port);
     if (failure != std::errc() || parsed != end || port == 0) {
-      return "The URL's port " + Quoted(std::string(text)) + " is not a number from 1 to 65535.";
+      return "The URL's port " + Quoted(std::string(text), rest_) +
+             " is not a number from 1 to 65535.";
     }
     url_.port = port;
     url_.hasPort = true;
@@ -214,7 +218,7 @@ class Splitter {
 
 bool MayStand(char c) {
   constexpr std::string_view kForbidden = "\"#<>\\^`{|}%";
-  return c > ' ' && c < 0x7F && kForbidden.find(c) == kForbidden.npos;
+  return IsAlphanumeric(c) || (c > ' ' && c < 0x7F && kForbidden.find(c) == kForbidden.npos);
 }
 
 }  // namespace

@@ -124,24 +124,30 @@ bool SameOrigin(const Url& a, const Url& b) {
 }
 
 std::string UrlText(const Url& url) {
-  std::string host = url.host;
-  if (host.find(':') != std::string::npos) {
+  std::string text;
+  text.reserve(url.protocol.size() + url.host.size() + url.path.size() + url.query.size() + 16);
+  text.append(url.protocol).append("://");
+  if (url.host.find(':') == std::string::npos) {
+    text += url.host;
+  } else {
+    std::string host = url.host;
     if (const std::size_t zone = host.find('%'); zone != std::string::npos) {
       host.insert(zone + 1, "25");
     }
-    host = "[" + host + "]";
+    text.append("[").append(host).append("]");
   }
-  std::string text = url.protocol + "://" + host;
   const std::int32_t port = EffectivePort(url);
-  if (port != DefaultPort(url.protocol)) text += ":" + std::to_string(port);
-  text += "/" + url.path;
-  return url.query.empty() ? text : text + "?" + url.query;
+  if (port != DefaultPort(url.protocol)) text.append(":").append(std::to_string(port));
+  text.append("/").append(url.path);
+  if (!url.query.empty()) text.append("?").append(url.query);
+  return text;
 }
 
-std::string ShownUrl(std::string_view text) {
+std::string ShownUrl(std::string_view text, std::string_view instead) {
   const std::size_t mark = text.find("://");
   std::size_t begin = 0;
-  if (mark < text.find_first_of("/?#")) {
+  // What is no word may be a name and a password already.
+  if (mark < text.find_first_of("/?#") && text.find_first_of(":@") == mark) {
     begin = mark + 3;
   } else if (text.starts_with("//")) {
     begin = 2;
@@ -151,7 +157,8 @@ std::string ShownUrl(std::string_view text) {
   const std::size_t end = good ? text.find_first_of("/?#", begin) : text.npos;
   const std::size_t at = text.substr(0, end).rfind('@');
   std::string shown(text.substr(0, begin));
-  shown += text.substr(at == text.npos || at < begin ? begin : at + 1);
+  const bool has = at != text.npos && at >= begin;
+  shown.append(has ? instead : "").append(text.substr(has ? at + 1 : begin));
   std::ranges::replace_if(
       shown, [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; }, '?');
   return shown;

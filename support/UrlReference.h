@@ -2,6 +2,8 @@
 // 6454), and URLs as text without the secrets in them. Thread: any.
 #pragma once
 
+#include <netro/ShownText.h>  // ShownUrl
+
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -27,9 +29,5 @@ bool SameOrigin(const Url& a, const Url& b);
 /// "https://host:8443/path?query", without user information; the port only when it is not the
 /// protocol's own. Path and query are as they were given.
 std::string UrlText(const Url& url);
-
-/// A URL as the user wrote it, good or bad, for showing: without user information, and with "?"
-/// for controls.
-std::string ShownUrl(std::string_view text);
 
 }  // namespace netro

@@ -1,6 +1,8 @@
 // UTF-8 (RFC 3629). Thread: any.
 #pragma once
 
+#include <netro/ShownText.h>  // IsUtf8
+
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -10,9 +12,6 @@ namespace netro {
 /// How many bytes the character at `at` has, 1 to 4; 0 when it is no well-formed one: cut, longer
 /// than need be, a surrogate, or beyond U+10FFFF.
 std::size_t Utf8Length(std::string_view text, std::size_t at);
-
-/// True for well-formed UTF-8, and so for ASCII.
-bool IsUtf8(std::string_view text);
 
 /// True when no byte is above 127.
 bool IsAscii(std::string_view text);

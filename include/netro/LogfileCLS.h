@@ -1,7 +1,9 @@
 // LogfileCLS: a text log that collects its lines in memory and writes them to a file in batches.
 //
 // Every failure is a LogError event, and false. What could not be written, on a full disk for
-// example, is kept for the next commit, up to ten batches. A crash loses no more than one batch.
+// example, is kept for the next commit, up to ten batches. A crash of the program loses no more
+// than the batch that it was collecting. Others may rotate the file, and several programs may log
+// to it.
 //
 // Thread: any, one at a time for each object. Nothing waits but for the disk.
 #pragma once
@@ -52,25 +54,36 @@ class NETRO_EXPORT LogfileCLS {
   LogfileCLSEvents* Events() const { return events_; }
   void Events(LogfileCLSEvents* sink) { events_ = sink; }
 
-  /// The file; takes effect with the next StartLogging.
+  /// The file; takes effect with the next StartLogging, as what it means in the current folder
+  /// then.
   const std::string& LogFileName() const { return logFileName_; }
   void LogFileName(std::string value) { logFileName_ = std::move(value); }
-  /// Lines in a batch; less than 1 counts as 1.
+  /// Lines in a batch; less than 1 counts as 1: each line is on its way to the disk when LogEvent
+  /// returns.
   std::int32_t BufferSize() const { return bufferSize_; }
   void BufferSize(std::int32_t value) { bufferSize_ = value; }
 
-  /// Opens the file, to append to it.
+  /// Opens the file, to append to it. Lines that a failed StopLogging has kept for another file are
+  /// tried there once more and, if that fails, are lost: LogError tells it, and LastErr is 10011.
   bool StartLogging();
   /// Writes what is collected and closes the file; also when writing fails: false then, and what is
-  /// left goes with the first commit after the next StartLogging.
+  /// left goes with the first commit after the next StartLogging of this file.
   bool StopLogging();
-  /// Adds a line: CR and LF within it become \r and \n. The line that completes a batch writes it;
-  /// false when that failed, though the line is kept, or when ten batches are waiting already and
-  /// this line is lost.
+  /// Adds a line: CR and LF within it become \r and \n, other controls but tab \x1B, and what turns
+  /// the direction of writing or separates lines \u202E (ShownText.h). The line that completes a
+  /// batch writes it; false when that failed, though the line is kept (LastErr 10010), or when ten
+  /// batches are waiting already and this line is lost (LastErr 10011, or 10000 where logging is
+  /// not active).
   bool LogEvent(const std::string& Output);
-  /// Writes what is collected. A file that was removed is made anew, with the header that
-  /// StartLogging gave it.
+  /// Writes what is collected, to the file that the name means now: one that was removed or renamed
+  /// is made anew, and an empty one gets the header that StartLogging gave it.
   bool CommitBuffer();
+
+  /// How the last method ended: 0; 10000 and 10001 as above; 10010 lines could not be written and
+  /// are kept; 10011 lines are lost; of StartLogging the system's number.
+  std::int32_t LastErr() const { return lastErr_; }
+  /// Its text, which tells the system's reason; empty for 0.
+  const std::string& LastErrMsg() const { return lastErrMsg_; }
 
   /// The texts of 10000 and 10001, separated by "|": "Logging not active.|Logging already active."
   /// Without a "|" only the first one.
@@ -83,9 +96,15 @@ class NETRO_EXPORT LogfileCLS {
   std::size_t Batch() const;
   std::int32_t WriteOut();
   bool Committed(std::int32_t error);
+  std::int32_t LeaveOldFile();
   bool Report(std::int32_t error, const std::string& text);
+  bool ReportUnwritten(std::int32_t fate, std::int32_t error);
+  bool Raise(std::int32_t error, const std::string& text);
+  bool Succeed();
   bool ReportInactive();
   bool ReportSystem(std::int32_t error);
+  bool ReportNoMemory();
+  std::int32_t WriteAndClose();
 
   LogfileCLSEvents* events_ = nullptr;
   std::string logFileName_ = "logfile.txt";
@@ -94,6 +113,8 @@ class NETRO_EXPORT LogfileCLS {
   std::string alreadyActive_ = "Logging already active.";
   std::shared_ptr<LogBuffer> buffer_;
   std::size_t commitAt_ = 0;  // lines; 0: a batch
+  std::int32_t lastErr_ = 0;
+  std::string lastErrMsg_;
 };
 
 }  // namespace netro

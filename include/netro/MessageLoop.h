@@ -39,7 +39,8 @@ class NETRO_EXPORT MessageLoop {
 
   /// Delivers what is queued on entry (notifications, due timers, posted functions, tasks that may
   /// go on) and returns without waiting. May be called from inside an event. In a task it gives way
-  /// until that has been done.
+  /// until that has been done. Where memory runs out it returns early, and the next one goes on; of
+  /// what events throw, std::bad_alloc counts as that.
   virtual void PumpMessages() = 0;
 
   /// Delivers messages until QuitLoop is called, sleeping in between. In a task only the task
@@ -65,7 +66,8 @@ class NETRO_EXPORT MessageLoop {
   virtual std::int32_t Sleep(std::chrono::milliseconds Time) = 0;
 
   /// Runs a function every `Milliseconds` (values below 1 count as 1) until KillTimer. Returns the
-  /// timer's id, never 0. A tick that is missed because the thread was busy is not made up for.
+  /// timer's id, never 0 (but see CheckThread). A tick that is missed because the thread was busy
+  /// is not made up for.
   virtual std::int32_t SetTimer(std::int32_t Milliseconds, std::function<void()> Callback) = 0;
 
   /// Stops a timer; may be called from its own function. Unknown ids are ignored.
@@ -77,6 +79,22 @@ class NETRO_EXPORT MessageLoop {
   /// Intervals below 1 ms count as 1 ms.
   virtual void SetHostPump(std::function<void()> Pump,
                            std::chrono::milliseconds Interval = std::chrono::milliseconds(10)) = 0;
+
+  /// True (the default): while a thread uses this loop - pumps it, or is inside of a call of an
+  /// object that was made on the loop's thread, in a task too - calls of these objects and of the
+  /// loop on another thread are refused, and touch nothing: what returns a number returns 10180,
+  /// HTTPQuery its text, all else false, empty or nothing done (PumpMessages, RunLoop), 0 of
+  /// SetTimer; ThreadErr tells. LastErr of the object is left alone, since it belongs to the other
+  /// call. False: such calls are undefined behaviour, as they always were. What may come from any
+  /// thread by its own word (Kill, StopWaiting, PostTask ...) is never refused, and an object that
+  /// is made on one thread and used on another is fine while nobody else uses the loop. Set it
+  /// while nobody uses the loop.
+  virtual bool CheckThread() const = 0;
+  virtual void CheckThread(bool Value) = 0;
+
+  /// 10180 when the last call that the calling thread has begun outside of all others was refused
+  /// so, else 0.
+  static std::int32_t ThreadErr();
 
  protected:
   MessageLoop() = default;

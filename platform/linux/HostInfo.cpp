@@ -37,7 +37,11 @@ std::optional<IpAddress> Read(const sockaddr* name) {
   return FromSystem(system).ip;
 }
 
-std::int32_t ResolveErrorNumber(int status) {
+// The resolver says of a name that it is unknown when it could not open what it would look into.
+std::int32_t ResolveErrorNumber(int status, int systemError) {
+  const bool isShort = systemError == EMFILE || systemError == ENFILE || systemError == ENOMEM ||
+                       systemError == ENOBUFS;
+  if (status != 0 && isShort) return kErrNoBuffers;
   switch (status) {
     case 0:
       return 0;
@@ -115,7 +119,9 @@ std::vector<IpAddress> ResolveName(const std::string& name, AddressFamily family
   wanted.ai_family = family == AddressFamily::IPv6 ? AF_INET6 : AF_INET;
   wanted.ai_socktype = SOCK_STREAM;
   addrinfo* list = nullptr;
-  error = ResolveErrorNumber(getaddrinfo(name.c_str(), nullptr, &wanted, &list));
+  errno = 0;
+  const int status = getaddrinfo(name.c_str(), nullptr, &wanted, &list);
+  error = ResolveErrorNumber(status, errno);
   std::vector<IpAddress> addresses;
   if (error != 0) return addresses;
   const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> owner(list, &freeaddrinfo);
@@ -126,13 +132,14 @@ std::vector<IpAddress> ResolveName(const std::string& name, AddressFamily family
   return addresses;
 }
 
-std::string ResolveAddress(const IpAddress& address) {
+std::string ResolveAddress(const IpAddress& address, std::int32_t& error) {
   const SystemAddress system = ToSystem({address, 0});
   char name[NI_MAXHOST] = {};
-  if (getnameinfo(system.Generic(), system.size, name, sizeof name, nullptr, 0, NI_NAMEREQD) != 0) {
-    return {};
-  }
-  return name;
+  errno = 0;
+  const int status =
+      getnameinfo(system.Generic(), system.size, name, sizeof name, nullptr, 0, NI_NAMEREQD);
+  error = ResolveErrorNumber(status, errno);
+  return error == 0 ? name : std::string();
 }
 
 }  // namespace netro

@@ -1,12 +1,14 @@
 #include "platform/HostsFile.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdint>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <utility>
 
+#include "platform/ErrorNumbers.h"
 #include "platform/Sockets.h"
 #include "platform/SystemFiles.h"
 #include "platform/WholeFile.h"
@@ -53,15 +55,23 @@ struct HostsFile {
   std::shared_ptr<const std::string> text;
 };
 
+bool IsShortage(std::int32_t error) {
+  return error == FileErrorNumber(EMFILE) || error == FileErrorNumber(ENFILE) ||
+         error == FileErrorNumber(ENOMEM);
+}
+
 // Read again when it has changed: every lookup asks.
-std::shared_ptr<const std::string> ReadHostsFile() {
+std::shared_ptr<const std::string> ReadHostsFile(bool* isShort = nullptr) {
   static auto* const file = new HostsFile;  // late helper threads may still ask
   const std::string path = SystemPath("etc/hosts");
   const std::uint64_t stamp = FileStamp(path);
   const std::scoped_lock lock(file->mutex);
   if (file->text == nullptr || stamp != file->stamp || path != file->path) {
     auto text = std::make_shared<std::string>();
-    if (ReadWholeFile(path, *text, kLargestHostsFile) != 0) return text;  // empty, and not kept
+    if (const std::int32_t error = ReadWholeFile(path, *text, kLargestHostsFile)) {
+      if (isShort != nullptr) *isShort = IsShortage(error);
+      return text;  // empty, and not kept
+    }
     file->text = std::move(text);
     file->path = path;
     file->stamp = stamp;
@@ -115,8 +125,8 @@ std::vector<std::string> HostsFileAliases(std::string_view name) {
   return FindHostAliases(*ReadHostsFile(), name);
 }
 
-std::vector<IpAddress> HostsFileAddresses(std::string_view name) {
-  std::vector<IpAddress> found = FindHostAddresses(*ReadHostsFile(), name);
+std::vector<IpAddress> HostsFileAddresses(std::string_view name, bool* isShort) {
+  std::vector<IpAddress> found = FindHostAddresses(*ReadHostsFile(isShort), name);
   if (!IsLocalhost(WithoutLastDot(name))) return found;
   for (const char* loopback : kLoopbacks) {
     const IpAddress address = *ParseAddress(loopback);
@@ -126,8 +136,8 @@ std::vector<IpAddress> HostsFileAddresses(std::string_view name) {
   return found;
 }
 
-std::string HostsFileName(const IpAddress& address) {
-  std::string found = FindHostName(*ReadHostsFile(), address);
+std::string HostsFileName(const IpAddress& address, bool* isShort) {
+  std::string found = FindHostName(*ReadHostsFile(isShort), address);
   const std::string text = FormatAddress(address);
   const auto same = [&](const char* loopback) { return text == loopback; };
   if (found.empty() && std::ranges::any_of(kLoopbacks, same)) found = kLocalhost;

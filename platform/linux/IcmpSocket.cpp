@@ -73,6 +73,9 @@ std::optional<IcmpAnswer> ReadError(AddressFamily family, const BatchMessage& me
   auto answer = status ? ReadQuotedRequest(family, message.bytes) : std::nullopt;
   if (!answer) return std::nullopt;
   answer->status = *status;
+  answer->type = message.error.type;
+  answer->code = message.error.code;
+  answer->labels = ReadMplsLabels(message.error.extensions);
   answer->from = message.error.from;
   answer->destination = message.address;
   answer->ttl = message.ttl;
@@ -99,11 +102,8 @@ std::int32_t IcmpSocket::Open(SocketWatcher& watcher) {
     made = AwayFromZero(socket(family, SOCK_RAW | kFlags, protocol));
   }
   if (made < 0) return SocketErrorNumber(errno);
-  if (const std::int32_t error = notifier_.Watch(made, SocketKind::Datagram, watcher)) {
-    CloseSocket(made);
-    return error;
-  }
-  handle_ = made;
+  handle_ = made;  // from here on it is closed with the object
+  if (const std::int32_t error = notifier_.Watch(made, SocketKind::Datagram, watcher)) return error;
   MessageBatch::Prepare(handle_, family_, kind_ == EchoSocket::Datagram);
   SetOption(handle_, SOL_SOCKET, SO_RCVBUF, kBuffer);
   SetOption(handle_, SOL_SOCKET, SO_SNDBUF, kBuffer);

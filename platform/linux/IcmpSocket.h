@@ -11,6 +11,8 @@
 
 namespace netro {
 
+class MessageBatch;
+
 class IcmpSocket {
  public:
   using Take =

@@ -19,6 +19,19 @@ struct IcmpError {
   std::uint8_t type = 0;
   std::uint8_t code = 0;
   IpAddress from;
+  std::span<const std::uint8_t> extensions;  // of the message, RFC 4884
+};
+
+/// When a packet was sent, by both clocks: the system stamps arrivals with the one that people set.
+class SendTime {
+ public:
+  static SendTime Now();
+  /// To the arrival that the system has stamped, or to now where that cannot be right.
+  std::chrono::nanoseconds Until(std::chrono::system_clock::time_point arrived) const;
+
+ private:
+  std::chrono::system_clock::time_point wall_;
+  std::chrono::steady_clock::time_point steady_;
 };
 
 struct BatchMessage {
@@ -52,10 +65,13 @@ class MessageBatch {
     alignas(cmsghdr) std::array<std::uint8_t, 192> control;
   };
 
+  void MakeReady(std::size_t index);
+
   std::size_t size_ = 0;
   std::unique_ptr<std::uint8_t[]> room_;
   std::array<Slot, kMost> slots_;
   std::array<mmsghdr, kMost> headers_;
+  std::size_t used_ = 0;  // by the last call: the others are ready as they are
 };
 
 }  // namespace netro

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <limits>
 #include <memory>
 #include <vector>
 
@@ -70,6 +71,7 @@ class NetlinkSocket {
 std::int32_t EndOf(std::uint16_t type, NetlinkBytes payload) {
   std::int32_t error = 0;  // the negative errno, also of NLMSG_ERROR's structure
   if (!TakeNetlink(payload, error)) return type == NLMSG_DONE ? 0 : kErrInvalidArgument;
+  if (error == std::numeric_limits<std::int32_t>::min()) return kErrInvalidArgument;
   return error < 0 ? SocketErrorNumber(-error) : 0;
 }
 

@@ -1,5 +1,6 @@
 // The notification window on Linux: an epoll set, an eventfd that other threads wake it with, and a
-// timerfd for the loop's next timer.
+// timerfd for the loop's next timer. The loop's own sleep ends by its time-out; the timerfd is for
+// hosts that watch the descriptor, and costs nothing until one has asked for it.
 //
 // Stream and datagram sockets are watched edge-triggered: the system tells once that something
 // became readable or writable, and the registration remembers it until a call finds the opposite
@@ -21,7 +22,9 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <deque>
+#include <iterator>
+#include <list>
+#include <new>
 #include <optional>
 #include <unordered_map>
 #include <utility>
@@ -49,8 +52,14 @@ constexpr struct {
     {kRead, SocketEvent::Read},       {kClose, SocketEvent::Close},
 };
 
+// A line of registration numbers in which everyone has brought his own place, so that nobody is
+// forgotten where memory has run out.
+using Line = std::list<std::uint64_t>;
+
 struct Registration {
   std::uint64_t number = 0;
+  Line place;      // in the queue, while not queued
+  Line heldPlace;  // among the held, while not held
   std::int32_t handle = 0;
   SocketKind kind = SocketKind::Stream;
   SocketWatcher* watcher = nullptr;
@@ -58,10 +67,8 @@ struct Registration {
   bool readable = false;
   bool readToEnd = false;  // a short read does not tell that nothing is left
   bool awaited = false;    // a blocking call ends by its reads
-  bool held = false;
   bool wantsWrite = false;
   bool ended = false;  // Close has been queued
-  bool queued = false;
   unsigned pending = 0;
   std::int32_t connectError = 0;
   std::int32_t closeError = 0;
@@ -69,7 +76,7 @@ struct Registration {
 
 constexpr std::size_t kDatagramRoom = 128'000;
 constexpr int kEventsAtOnce = 256;
-constexpr int kBlindSleep = 10;  // milliseconds
+constexpr std::chrono::nanoseconds kBlindSleep = std::chrono::milliseconds(10);
 
 // A registration number holds the descriptor for the look-up and a serial that tells its users
 // apart. Serials start at 1, so the small numbers are free for the loop's own descriptors.
@@ -78,16 +85,43 @@ constexpr std::uint64_t kAlarmKey = 2;
 constexpr std::uint32_t kStreamEvents = EPOLLIN | EPOLLOUT | EPOLLPRI | EPOLLRDHUP | EPOLLET;
 constexpr std::uint32_t kListenEvents = EPOLLIN | EPOLLONESHOT;
 constexpr std::uint32_t kDatagramEvents = EPOLLIN | EPOLLOUT | EPOLLET;
+constexpr std::uint32_t kAlarmEvents = EPOLLIN | EPOLLET;  // told once, it need not be read
 
 void CloseIfOpen(int& descriptor) {
   if (descriptor >= 0) close(descriptor);
   descriptor = -1;
 }
 
-int SleepMilliseconds(TimePoint until) {
-  if (until == TimePoint::max()) return -1;
-  const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - Now()).count();
-  return static_cast<int>(std::clamp<std::int64_t>(left, 0, 3'600'000));
+// What pumps inside an event set is put right after it.
+class Holding {
+ public:
+  Holding(bool& holds, bool now) : holds_(holds), before_(std::exchange(holds, now)) {}
+  ~Holding() { holds_ = before_; }
+  Holding(const Holding&) = delete;
+  Holding& operator=(const Holding&) = delete;
+
+ private:
+  bool& holds_;
+  const bool before_;
+};
+
+constexpr std::chrono::nanoseconds kNoLimit(-1);
+constexpr std::chrono::nanoseconds kLongestSleep = std::chrono::hours(1);
+
+std::chrono::nanoseconds SleepTime(TimePoint until) {
+  if (until == TimePoint::max()) return kNoLimit;
+  return std::clamp<std::chrono::nanoseconds>(until - Now(), std::chrono::nanoseconds(0),
+                                              kLongestSleep);
+}
+
+timespec ToTimespec(std::chrono::nanoseconds time) {
+  return {static_cast<time_t>(time.count() / 1'000'000'000),
+          static_cast<long>(time.count() % 1'000'000'000)};
+}
+
+int WholeMilliseconds(std::chrono::nanoseconds time) {
+  if (time == kNoLimit) return -1;
+  return static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(time).count());
 }
 
 }  // namespace
@@ -98,11 +132,35 @@ struct Notifier::State {
   int alarm = -1;
   int process = 0;  // that opened the epoll set; the child of a fork shares it
   TimePoint alarmAt = TimePoint::max();
+  bool isWatched = false;  // a host may: it was given the descriptor
+  // Until a system before Linux 5.11, or a container's rules, refuse nanoseconds.
+  bool sleepsFinely = true;
   std::uint64_t serial = 0;
   std::unordered_map<std::int32_t, Registration> watched;
-  std::deque<std::uint64_t> queue;  // registration numbers with something pending
+  Line queue;  // those with something pending
   std::unique_ptr<std::uint8_t[]> datagramRoom;
-  std::deque<std::uint64_t> held;  // those whose reads wait for the pumps to be less nested
+  bool holdsReads = false;
+  Line held;  // those whose reads wait for the pumps to be less nested
+
+  void SetAlarm() const {
+    itimerspec setting{};
+    if (alarmAt != TimePoint::max()) {
+      setting.it_value = ToTimespec(
+          std::max<std::chrono::nanoseconds>(alarmAt - Now(), std::chrono::nanoseconds(1)));
+    }
+    timerfd_settime(alarm, 0, &setting, nullptr);
+  }
+
+  int Wait(epoll_event* events, std::chrono::nanoseconds limit) {
+    if (sleepsFinely) {
+      const timespec time = ToTimespec(limit);
+      const int count =
+          epoll_pwait2(epoll, events, kEventsAtOnce, limit == kNoLimit ? nullptr : &time, nullptr);
+      if (count >= 0 || errno == EINTR) return count;
+      sleepsFinely = false;
+    }
+    return epoll_wait(epoll, events, kEventsAtOnce, WholeMilliseconds(limit));
+  }
 
   Registration* Find(std::int32_t handle) {
     const auto found = watched.find(handle);
@@ -123,13 +181,11 @@ struct Notifier::State {
 
   void Queue(Registration& to, unsigned bits) {
     to.pending |= bits;
-    if (to.queued) return;
-    to.queued = true;
-    queue.push_back(to.number);
+    queue.splice(queue.end(), to.place);
   }
 
   void Hold(Registration& of) {
-    if (!std::exchange(of.held, true)) held.push_back(of.number);
+    held.splice(held.end(), of.heldPlace);
   }
 
   // The peer is gone and nothing is left to read.
@@ -190,24 +246,21 @@ struct Notifier::State {
   }
 
   void Take(const epoll_event& event) {
-    std::uint64_t ticks = 0;
     if (event.data.u64 == kWakeKey) {
       waker->Clear();
-    } else if (event.data.u64 == kAlarmKey) {
-      (void)!read(alarm, &ticks, sizeof ticks);
     } else if (Registration* of = FindNumber(event.data.u64)) {
       Note(*of, event.events);
     }
   }
 
   Registration& Add(std::int32_t handle, SocketKind kind, SocketWatcher& watcher) {
-    Registration& added = watched[handle];
-    added = Registration{};
+    Registration added;
     added.number = ++serial << 32 | static_cast<std::uint32_t>(handle);
+    added.place = added.heldPlace = {added.number};
     added.handle = handle;
     added.kind = kind;
     added.watcher = &watcher;
-    return added;
+    return watched[handle] = std::move(added);
   }
 };
 
@@ -227,7 +280,7 @@ std::int32_t Notifier::Open() {
     s.alarm = AwayFromZero(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK));
   }
   if (s.alarm >= 0 && s.Control(EPOLL_CTL_ADD, wake, EPOLLIN, kWakeKey) &&
-      s.Control(EPOLL_CTL_ADD, s.alarm, EPOLLIN, kAlarmKey)) {
+      s.Control(EPOLL_CTL_ADD, s.alarm, kAlarmEvents, kAlarmKey)) {
     s.process = ProcessId();
     SetAlarm(s.alarmAt);
     return 0;
@@ -238,7 +291,10 @@ std::int32_t Notifier::Open() {
   return error;
 }
 
-int Notifier::Fd() const { return state_->epoll; }
+int Notifier::Fd() const {
+  if (!std::exchange(state_->isWatched, true)) state_->SetAlarm();
+  return state_->epoll;
+}
 
 void Notifier::Wake() { state_->waker->Wake(); }
 
@@ -246,21 +302,16 @@ std::shared_ptr<Waker> Notifier::SharedWaker() const { return state_->waker; }
 
 void Notifier::SetAlarm(TimePoint when) {
   state_->alarmAt = when;
-  itimerspec setting{};
-  if (when != TimePoint::max()) {
-    const auto left = std::max<std::chrono::nanoseconds>(when - Now(), std::chrono::nanoseconds(1));
-    setting.it_value.tv_sec = static_cast<time_t>(left.count() / 1'000'000'000);
-    setting.it_value.tv_nsec = static_cast<long>(left.count() % 1'000'000'000);
-  }
-  timerfd_settime(state_->alarm, 0, &setting, nullptr);
+  if (state_->isWatched) state_->SetAlarm();
 }
 
 void Notifier::Collect(TimePoint until) {
   epoll_event events[kEventsAtOnce];
   const bool sleep = state_->queue.empty() && until != TimePoint::min();
-  const int limit = sleep ? SleepMilliseconds(until) : 0;
+  const auto limit = sleep ? SleepTime(until) : std::chrono::nanoseconds(0);
   if (Open() != 0) {  // without a descriptor left, time still passes
-    poll(nullptr, 0, limit < 0 ? kBlindSleep : std::min(limit, kBlindSleep));
+    poll(nullptr, 0,
+         WholeMilliseconds(limit == kNoLimit ? kBlindSleep : std::min(limit, kBlindSleep)));
     return;
   }
   // Everything that is there, so that a host may watch the descriptor edge-triggered; but not what
@@ -268,7 +319,7 @@ void Notifier::Collect(TimePoint until) {
   const std::size_t rounds = 1 + state_->watched.size() / kEventsAtOnce;
   int count = kEventsAtOnce;
   for (std::size_t round = 0; round < rounds && count == kEventsAtOnce; ++round) {
-    count = epoll_wait(state_->epoll, events, kEventsAtOnce, round == 0 ? limit : 0);
+    count = state_->Wait(events, round == 0 ? limit : std::chrono::nanoseconds(0));
     for (int i = 0; i < count; ++i) state_->Take(events[i]);
   }
 }
@@ -279,30 +330,46 @@ void Notifier::DeliverOne(bool holdReads) {
   State& s = *state_;
   if (s.queue.empty()) return;
   const std::uint64_t number = s.queue.front();
-  s.queue.pop_front();
   Registration* of = s.FindNumber(number);
-  if (of == nullptr) return;
-  of->queued = false;
+  if (of == nullptr) return s.queue.pop_front();
+  of->place.splice(of->place.end(), s.queue, s.queue.begin());
   for (const auto& [bit, event] : kOrder) {
     if ((of->pending & bit) == 0) continue;
     if (holdReads && !of->awaited && (bit & (kRead | kAccept)) != 0) return s.Hold(*of);
     of->pending &= ~bit;
     // What is left goes back to the queue first: the function called may wait for it.
     if (of->pending != 0) s.Queue(*of, 0);
+    const Holding holding(s.holdsReads, holdReads);
     of->watcher->OnSocket(of->handle, event, bit == kClose ? of->closeError : of->connectError);
     of = s.FindNumber(number);
-    if (of == nullptr || of->pending == 0) return;
+    if (of == nullptr || of->pending == 0) break;
+  }
+  // Nobody should be woken for what has gone back and was then delivered all the same.
+  if (of != nullptr && of->place.empty() && of->pending == 0 && s.queue.back() == number) {
+    of->place.splice(of->place.end(), s.queue, std::prev(s.queue.end()));
   }
 }
 
 void Notifier::TakeBackHeld() {
   State& s = *state_;
-  for (; !s.held.empty(); s.held.pop_front()) {
+  while (!s.held.empty()) {
     Registration* of = s.FindNumber(s.held.front());
-    if (of == nullptr) continue;
-    of->held = false;
-    s.Queue(*of, 0);
+    if (of == nullptr) {
+      s.held.pop_front();
+    } else {
+      of->heldPlace.splice(of->heldPlace.end(), s.held, s.held.begin());
+      s.Queue(*of, 0);
+    }
   }
+}
+
+bool Notifier::HoldsReads() const { return state_->holdsReads; }
+
+void Notifier::HoldBack(std::int32_t handle) {
+  Registration* of = state_->Find(handle);
+  if (of == nullptr) return;
+  of->pending |= kRead;
+  state_->Hold(*of);
 }
 
 bool Notifier::HasHeld() const { return !state_->held.empty(); }
@@ -380,10 +447,14 @@ std::int32_t Notifier::Accept(std::int32_t listener, std::int32_t& error) {
   // Without descriptors the listener would notify for ever: its owner renews it after a pause.
   if (error != kErrTooManyFiles && error != kErrNoBuffers) Renew(listener);
   if (made < 0) return 0;
-  Registration& added = state_->Add(made, SocketKind::Stream, *of->watcher);
-  added.wantsWrite = true;
-  if (state_->Control(EPOLL_CTL_ADD, made, kStreamEvents, added.number)) return made;
-  error = SocketErrorNumber(errno);
+  try {
+    Registration& added = state_->Add(made, SocketKind::Stream, *of->watcher);
+    added.wantsWrite = true;
+    if (state_->Control(EPOLL_CTL_ADD, made, kStreamEvents, added.number)) return made;
+    error = SocketErrorNumber(errno);
+  } catch (const std::bad_alloc&) {
+    error = kErrNoBuffers;
+  }
   Unwatch(made);
   CloseSocket(made);
   return 0;

@@ -66,6 +66,7 @@ std::int32_t OutputFile::Write(std::span<const std::uint8_t> bytes) {
   waiting_.reserve(kBufferSize);
   size_ += bytes.size();
   while (!bytes.empty()) {
+    if (waiting_.empty() && bytes.size() >= kBufferSize) return WriteNow(bytes);
     const auto taken = bytes.first(std::min(bytes.size(), kBufferSize - waiting_.size()));
     waiting_.insert(waiting_.end(), taken.begin(), taken.end());
     bytes = bytes.subspan(taken.size());
@@ -76,14 +77,18 @@ std::int32_t OutputFile::Write(std::span<const std::uint8_t> bytes) {
 }
 
 std::int32_t OutputFile::Flush() {
-  std::span<const std::uint8_t> bytes = waiting_;
+  const std::int32_t error = WriteNow(waiting_);
+  if (error == 0) waiting_.clear();
+  return error;
+}
+
+std::int32_t OutputFile::WriteNow(std::span<const std::uint8_t> bytes) {
   while (!bytes.empty()) {
     const ssize_t written = write(descriptor_, bytes.data(), bytes.size());
     if (written < 0 && errno == EINTR) continue;
     if (written < 0) return FileErrorNumber(errno);
     bytes = bytes.subspan(static_cast<std::size_t>(written));
   }
-  waiting_.clear();
   return 0;
 }
 

@@ -1,11 +1,15 @@
 #include "platform/Sockets.h"
 
 #include <fcntl.h>
+#include <linux/sockios.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
+#include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -91,6 +95,28 @@ std::int32_t SetReuseAddress(std::int32_t handle) {
 std::int32_t SetBroadcast(std::int32_t handle) {
   const int on = 1;
   return SetOption(handle, SO_BROADCAST, &on, sizeof on);
+}
+
+// Being asked for the first time, when there is nothing to tell, is what makes the system note
+// them.
+void SetArrivalTimes(std::int32_t handle) {
+  timespec none{};
+  static_cast<void>(ioctl(handle, SIOCGSTAMPNS, &none));
+}
+
+// The system's note is by the clock that people set: what is taken from it is only how long ago
+// that was.
+TimePoint ArrivalTime(std::int32_t handle) {
+  using std::chrono::nanoseconds;
+  timespec came{};
+  timespec now{};
+  const bool noted = ioctl(handle, SIOCGSTAMPNS, &came) == 0 && came.tv_sec > 0;
+  clock_gettime(CLOCK_REALTIME, &now);
+  const TimePoint present = Now();
+  if (!noted) return present;
+  const nanoseconds age =
+      std::chrono::seconds(now.tv_sec - came.tv_sec) + nanoseconds(now.tv_nsec - came.tv_nsec);
+  return present - std::max(age, nanoseconds(0));
 }
 
 std::int32_t SetLingerOff(std::int32_t handle) {

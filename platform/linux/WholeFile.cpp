@@ -66,21 +66,23 @@ std::uint64_t FileStamp(const std::string& path) {
   struct stat facts {};
   if (stat(path.c_str(), &facts) != 0) facts = {};
   std::uint64_t stamp = 0;
-  for (const auto part : {static_cast<std::uint64_t>(facts.st_ino),
-                          static_cast<std::uint64_t>(facts.st_size),
-                          static_cast<std::uint64_t>(facts.st_mtim.tv_sec),
-                          static_cast<std::uint64_t>(facts.st_mtim.tv_nsec)}) {
+  for (const auto part :
+       {static_cast<std::uint64_t>(facts.st_ino), static_cast<std::uint64_t>(facts.st_size),
+        static_cast<std::uint64_t>(facts.st_mtim.tv_sec),
+        static_cast<std::uint64_t>(facts.st_mtim.tv_nsec)}) {
     stamp = (stamp ^ part) * 0x9E3779B97F4A7C15U;
     stamp ^= stamp >> 29;
   }
   return stamp;
 }
 
-std::int32_t ReadWholeFile(const std::string& path, std::string& text, std::size_t mostBytes) {
+std::int32_t ReadWholeFile(const std::string& path, std::string& text, std::size_t mostBytes,
+                           Links links) {
   text.clear();
   if (HasNul(path)) return FileErrorNumber(EINVAL);
   // Non-blocking, since opening a pipe would wait for its writer.
-  const int descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+  constexpr int kFlags = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+  const int descriptor = open(path.c_str(), kFlags | (links == Links::Refused ? O_NOFOLLOW : 0));
   if (descriptor < 0) return FileErrorNumber(errno);
   int error = ENOMEM;
   try {
@@ -94,6 +96,14 @@ std::int32_t ReadWholeFile(const std::string& path, std::string& text, std::size
 }
 
 std::int32_t ReplaceFile(const std::string& path, const std::string& text) {
+  return ReplaceFile(path, [&text](OutputFile& file) {
+    const auto* const bytes = reinterpret_cast<const std::uint8_t*>(text.data());
+    return file.Write(std::span(bytes, text.size()));
+  });
+}
+
+std::int32_t ReplaceFile(const std::string& path,
+                         const std::function<std::int32_t(OutputFile&)>& write) {
   if (HasNul(path)) return FileErrorNumber(EINVAL);
   struct stat facts {};
   if (lstat(path.c_str(), &facts) == 0 && !S_ISLNK(facts.st_mode)) {
@@ -103,8 +113,7 @@ std::int32_t ReplaceFile(const std::string& path, const std::string& text) {
   const std::string folder = slash == path.npos ? "." : path.substr(0, slash);
   OutputFile file;
   if (const std::int32_t error = file.CreateUnique(folder, ".netro-", "tmp")) return error;
-  const auto* const bytes = reinterpret_cast<const std::uint8_t*>(text.data());
-  if (const std::int32_t error = file.Write(std::span(bytes, text.size()))) return error;
+  if (const std::int32_t error = write(file)) return error;
   return file.FinishAs(path);
 }
 
