@@ -14,12 +14,12 @@ namespace netro {
 namespace {
 
 constexpr std::int32_t kNoType = 0;
-constexpr std::uint64_t kMostMemory = std::uint64_t{2} << 30;
 
 class TcpExchange final : public StreamExchange {
  public:
-  TcpExchange(const Bytes& query, bool transfer, const DnsReading& reading, const CancelMark& mark)
-      : StreamExchange(mark), query_(query), transfer_(transfer), result_(reading) {}
+  TcpExchange(const Bytes& query, bool transfer, const DnsReading& reading, const CancelMark& mark,
+              std::uint64_t most)
+      : StreamExchange(mark), query_(query), transfer_(transfer), most_(most), result_(reading) {}
 
   DnsTcpResult Ask(const ConnectionPlan& plan) {
     result_.code = Run(plan);
@@ -67,7 +67,7 @@ class TcpExchange final : public StreamExchange {
       if (type == kNoType || (type == TYPE_SOA && i > 0)) return End(0);
     }
     memory_ += MemorySince(before);
-    if (memory_ > kMostMemory) End(kErrNoBuffers);
+    if (memory_ > most_) End(kErrMessageTooLong);
   }
 
   std::uint64_t MemorySince(const Sizes& before) const {
@@ -83,6 +83,7 @@ class TcpExchange final : public StreamExchange {
 
   const Bytes& query_;
   const bool transfer_;
+  const std::uint64_t most_;
   DnsStream stream_;
   std::uint64_t memory_ = 0;  // of the records of a transfer
   DnsTcpResult result_;
@@ -102,8 +103,8 @@ std::int32_t AskOverUdp(const DnsServer& server, const Bytes& query, DatagramExc
 }
 
 DnsTcpResult AskOverTcp(const ConnectionPlan& plan, const Bytes& query, bool transfer,
-                        const DnsReading& reading, const CancelMark& mark) {
-  return TcpExchange(query, transfer, reading, mark).Ask(plan);
+                        const DnsReading& reading, const CancelMark& mark, std::uint64_t most) {
+  return TcpExchange(query, transfer, reading, mark, most).Ask(plan);
 }
 
 }  // namespace netro

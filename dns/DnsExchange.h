@@ -39,8 +39,10 @@ struct DnsTcpResult {
 /// Sends the query and reads the reply, or with `transfer` the messages of a zone transfer (RFC
 /// 5936), up to the SOA record that closes it. Connecting and each wait for bytes may take the
 /// plan's seconds. Replies are read as `reading` says. What a transfer has brought before it failed
-/// is there.
+/// is there; its records may take `most` bytes of memory, else 10040.
+inline constexpr std::uint64_t kMostMemory = std::uint64_t{2} << 30;
 DnsTcpResult AskOverTcp(const ConnectionPlan& plan, const Bytes& query, bool transfer,
-                        const DnsReading& reading, const CancelMark& mark);
+                        const DnsReading& reading, const CancelMark& mark,
+                        std::uint64_t most = kMostMemory);
 
 }  // namespace netro

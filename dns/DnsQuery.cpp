@@ -1,5 +1,6 @@
 #include "dns/DnsQuery.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "dns/DnsResult.h"
@@ -33,6 +34,8 @@ DnsQuery::DnsQuery(QueryDNSCLS& owner, const CancelMark& mark)
       mark_(mark),
       settings_(owner.settings_),
       proxy_(owner.Proxy()),
+      limit_(settings_.totalTimeout > 0 ? SecondsFromNow(settings_.totalTimeout)
+                                        : TimePoint::max()),
       tries_(mark_, mark_.Module().Datagrams()) {
   Forget();
 }
@@ -52,10 +55,11 @@ std::int32_t DnsQuery::Run() {
   std::int32_t code = kDnsNothingToDo;
   for (std::int32_t attempt = 0; attempt < settings_.retryCount; ++attempt) {
     code = Exchange(settings_.useUDP);
-    if (code != kErrTimedOut || settings_.retryCount == 1) break;
+    if (code != kErrTimedOut || settings_.retryCount == 1 || Now() >= limit_) break;
     const auto pause = std::chrono::milliseconds(settings_.retryPause);
-    const WaitEnd end = WaitUntil(mark_, Now() + pause, [&] { return !call_->alive; });
-    if (end != WaitEnd::TimedOut || mark_.Cancelled()) break;
+    const WaitEnd end =
+        WaitUntil(mark_, std::min(Now() + pause, limit_), [&] { return !call_->alive; });
+    if (end != WaitEnd::TimedOut || mark_.Cancelled() || Now() >= limit_) break;
   }
   return code;
 }
@@ -68,7 +72,7 @@ std::int32_t DnsQuery::Check() {
   const bool sizeFits = settings_.udpSize >= kSmallestSize && settings_.udpSize <= kLargest16Bits;
   if (settings_.queryType < 0 || settings_.queryType > kLargest16Bits ||
       settings_.queryId < kRandomId || settings_.queryId > kLargest16Bits ||
-      (settings_.udpSize != 0 && !sizeFits)) {
+      (settings_.udpSize != 0 && !sizeFits) || settings_.totalTimeout < 0) {
     return kErrInvalidArgument;
   }
   return 0;
@@ -117,8 +121,9 @@ std::int32_t DnsQuery::ExchangeUdp(const Bytes& query) {
   Bytes message;
   const DnsServer server{settings_.dnsServer, settings_.dnsPort};
   DnsReply reply(Reading());
-  const std::int32_t error = AskOverUdp(server, query, tries_, mark_, kUdpWait,
-                                        SecondsFromNow(kServerLookupSeconds), message);
+  const std::int32_t error =
+      AskOverUdp(server, query, tries_, mark_, kUdpWait,
+                 std::min(SecondsFromNow(kServerLookupSeconds), limit_), message);
   if (!call_->alive) return kErrCancelled;
   if (error != 0) return error;
   malformed_ = !ReadReply(message, reply);
@@ -133,7 +138,9 @@ std::int32_t DnsQuery::ExchangeTcp(const Bytes& query) {
   ConnectionPlan plan;
   if (const std::int32_t error = Plan(plan)) return error;
   const bool transfer = settings_.queryType == TYPE_AXFR || settings_.queryType == TYPE_IXFR;
-  DnsTcpResult result = AskOverTcp(plan, query, transfer, Reading(), mark_);
+  const std::uint64_t most =
+      settings_.maxAnswer > 0 ? static_cast<std::uint64_t>(settings_.maxAnswer) : kMostMemory;
+  DnsTcpResult result = AskOverTcp(plan, query, transfer, Reading(), mark_, most);
   if (!call_->alive) return kErrCancelled;
   const bool truncated = result.reply.flags.HasReservedBit();  // it has always been this one
   Publish(result.reply, result.message, truncated);
@@ -144,7 +151,8 @@ std::int32_t DnsQuery::ExchangeTcp(const Bytes& query) {
 std::int32_t DnsQuery::Plan(ConnectionPlan& plan) const {
   plan.host = settings_.dnsServer;
   plan.port = settings_.dnsPort;
-  plan.seconds = kTcpSeconds;
+  plan.wait = std::chrono::seconds(kTcpSeconds);
+  plan.limit = limit_;
   return PlanProxy(proxy_, plan) ? 0 : kErrInvalidArgument;
 }
 

@@ -40,6 +40,7 @@ class DnsQuery {
   CancelMark mark_;
   const QueryDNSCLS::Settings settings_;
   const ProxyValues proxy_;
+  const TimePoint limit_;
   Bytes query_;  // the same for all tries
   DatagramExchange tries_;
   bool malformed_ = false;

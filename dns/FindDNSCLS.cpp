@@ -1,6 +1,7 @@
 #include <netro/FindDNSCLS.h>
 #include <netro/SocketCls.h>
 
+#include <new>
 #include <utility>
 
 #include "platform/ResolverConfig.h"
@@ -17,7 +18,7 @@ std::string LastTwoLabels(const std::string& domain) {
 
 }  // namespace
 
-const FindDNSCLS::Found& FindDNSCLS::Discover() const {
+const FindDNSCLS::Found& FindDNSCLS::Discover() const try {
   if (found_.count > 0) return found_;
   ResolverConfig config = ReadResolverConfig();
   // What was read before stays where it is while nothing is found.
@@ -25,12 +26,14 @@ const FindDNSCLS::Found& FindDNSCLS::Discover() const {
     found_.readable = config.readable;
     return found_;
   }
-  found_.count = static_cast<std::int32_t>(config.servers.size());
-  found_.servers = std::move(config.servers);
-  found_.servers.emplace_back();
+  config.servers.emplace_back();
   found_.rootDomain = LastTwoLabels(config.domain);
+  found_.count = static_cast<std::int32_t>(config.servers.size()) - 1;
+  found_.servers = std::move(config.servers);
   found_.localDomain = std::move(config.domain);
   found_.readable = config.readable;
+  return found_;
+} catch (const std::bad_alloc&) {  // the next read looks again
   return found_;
 }
 
@@ -44,6 +47,13 @@ bool FindDNSCLS::IsIPReachable(const std::string& IP) const {
   return SocketCls().IsIPReachable(IP);
 }
 
-void FindDNSCLS::Kill() { found_ = {}; }
+void FindDNSCLS::Kill() {
+  found_.count = 0;
+  found_.servers.resize(1);
+  found_.servers[0].clear();
+  found_.localDomain.clear();
+  found_.rootDomain.clear();
+  found_.readable = false;
+}
 
 }  // namespace netro

@@ -237,7 +237,9 @@ class Names final : public HostLookup {
 
   LookupAnswer LookUpAddress(const Request& request) {
     if (auto known = cache_.Find(request.name)) return {std::move(*known), 0, {}};
-    LookupAnswer answer{HostsFileName(*ParseAddress(request.name)), 0, {}};
+    bool isShort = false;
+    LookupAnswer answer{HostsFileName(*ParseAddress(request.name), &isShort), 0, {}};
+    if (answer.text.empty() && isShort) return Failed(kErrNoBuffers);
     if (answer.text.empty()) answer = Ask(request, {AddressFamily::None}).front();
     if (answer.error == 0) Remember(request.name, answer);
     return answer;
@@ -286,7 +288,9 @@ class Names final : public HostLookup {
   }
 
   Answers FindAnew(const Request& request, const Families& families) {
-    const std::vector<IpAddress> all = HostsFileAddresses(request.name);
+    bool isShort = false;
+    const std::vector<IpAddress> all = HostsFileAddresses(request.name, &isShort);
+    if (all.empty() && isShort) return Answers(families.size(), Failed(kErrNoBuffers));
     if (all.empty()) return Ask(request, families);
     Answers answers;
     for (const AddressFamily family : families) {

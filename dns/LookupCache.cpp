@@ -20,6 +20,12 @@ constexpr double kLifetimeSeconds = 600;
 constexpr double kStaleSeconds = 86'400;
 constexpr std::string_view kSection = "DNS";
 constexpr int kUnusable = -1;
+constexpr std::size_t kLargestFile = std::size_t{256} << 20;
+
+// A link could have been put there to have another file read, and its lines saved under this name.
+std::int32_t ReadCacheFile(const std::string& path, std::string& text) {
+  return ReadWholeFile(path, text, kLargestFile, Links::Refused);
+}
 
 /// The profile's path; empty when there is none.
 std::string PathOf(const std::string& fileName) {
@@ -148,7 +154,7 @@ std::int32_t LookupCache::Save(const std::string& fileName, const LookupCache* m
   if (path.empty()) return kUnusable;
   if (fileName.empty() && CreateFolder(UserConfigFolder()) != 0) return kUnusable;
   std::string text;
-  const std::int32_t error = ReadWholeFile(path, text);
+  const std::int32_t error = ReadCacheFile(path, text);
   if (error != 0 && error != FileErrorNumber(ENOENT)) return kUnusable;
   ProfileFile profile = ProfileFile::Parse(text);
   const std::int32_t written = Save(profile) + (more != nullptr ? more->Save(profile, this) : 0);
@@ -160,7 +166,7 @@ std::int32_t LookupCache::Save(const std::string& fileName, const LookupCache* m
 std::int32_t LookupCache::Restore(const std::string& fileName) try {
   const std::string path = PathOf(fileName);
   std::string text;
-  if (path.empty() || ReadWholeFile(path, text) != 0) return kUnusable;
+  if (path.empty() || ReadCacheFile(path, text) != 0) return kUnusable;
   ProfileFile profile = ProfileFile::Parse(text);
   const std::int32_t read = Restore(profile);
   if (profile.IsChanged()) ReplaceFile(path, profile.Text());

@@ -32,6 +32,9 @@ std::string NameOf(const DnsQuestion& question) {
   return name;
 }
 
+// What this program lacks tells nothing of the server, nor of the name.
+bool IsShortage(std::int32_t error) { return error == kErrTooManyFiles || error == kErrNoBuffers; }
+
 // A server that does not look further names others instead of an answer.
 bool IsReferral(const DnsReply& reply) {
   const auto& authority = reply.records[DnsReply::Authority];
@@ -114,7 +117,7 @@ void NameQuestion::Begin(std::size_t server, bool extended) {
   const SocketAddress target{host.First(), servers_[server].port};
   std::int32_t error = made.socket.Open({.connected = true}, target);
   if (error == 0) error = made.socket.Send(made.query.message);
-  if (error == kErrTooManyFiles || error == kErrNoBuffers) return Decide(kErrNoBuffers);
+  if (IsShortage(error)) return Decide(kErrNoBuffers);
   if (error != 0) {
     tries_.pop_back();
     return Drop(server);
@@ -129,6 +132,7 @@ void NameQuestion::Take(Try& of) {
   const std::size_t server = of.server;
   const bool last = &of == &tries_.back();
   const std::int32_t error = of.socket.Take(message);
+  if (IsShortage(error)) return Decide(kErrNoBuffers);
   error == 0 ? ServerMemory::Answered(servers_[server]) : ServerMemory::WasSilent(servers_[server]);
   const Outcome outcome = error == 0 ? Judge(message, of) : Outcome::Useless;
   if (decided_ || outcome == Outcome::AskedAgain) return;
@@ -180,10 +184,11 @@ bool NameQuestion::AskOverTcp(std::size_t server) {
   ConnectionPlan plan;
   plan.host = servers_[server].host;
   plan.port = servers_[server].port;
-  plan.seconds = kTcpSeconds;
+  plan.wait = std::chrono::seconds(kTcpSeconds);
   plan.limit = std::min(deadline_, SecondsFromNow(kTcpSeconds));
   const DnsTcpResult result = netro::AskOverTcp(plan, *query, false, kReading, mark_);
   if (mark_.Cancelled()) Decide(kErrCancelled);
+  if (!decided_ && IsShortage(result.code)) Decide(kErrNoBuffers);
   if (!decided_ && !result.message.empty()) Judge(result.reply);
   return !result.message.empty();
 }

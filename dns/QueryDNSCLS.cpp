@@ -21,7 +21,7 @@ QueryDNSCLS::~QueryDNSCLS() { call_->Die(); }
 template <class Call>
 std::int16_t QueryDNSCLS::Run(Call call) {
   const BusyScope busy(call_);
-  if (busy.Refused()) return static_cast<std::int16_t>(kErrInProgress);
+  if (busy.Refused()) return static_cast<std::int16_t>(busy.Error());
   const auto state = call_;
   std::int32_t code = kErrNoBuffers;
   try {
@@ -37,7 +37,7 @@ std::int16_t QueryDNSCLS::Run(Call call) {
 std::int16_t QueryDNSCLS::QueryDNS(bool* IsAuthoritativeAnswer, bool* IsRecursionAvailable) {
   const auto state = call_;
   const std::int16_t code = Run([](DnsQuery query) { return query.Run(); });
-  if (code == kErrInProgress) return code;
+  if (code == kErrInProgress || code == kErrOtherThread) return code;
   const bool alive = state->alive;
   if (IsAuthoritativeAnswer != nullptr) *IsAuthoritativeAnswer = alive && isAuthoritative_;
   if (IsRecursionAvailable != nullptr) *IsRecursionAvailable = alive && isRecursionAvailable_;

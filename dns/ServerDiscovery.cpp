@@ -20,7 +20,7 @@ constexpr std::chrono::milliseconds kEchoTime(500);
 class Probes {
  public:
   explicit Probes(const CancelMark& mark)
-      : echo_(mark.Module().Notifications(),
+      : echo_(mark.Module().Echoes(),
               [this, &mark](std::int32_t number, const EchoOutcome& outcome) {
                 mark.Object()->Changed();
                 --open_;
@@ -33,7 +33,7 @@ class Probes {
       Probe& probe = probes_.emplace_back();
       probe.server = server;
       const auto ip = ParseAddress(server);
-      if (!ip || echo_.Open(*ip) != 0) continue;
+      if (!ip || echo_.Open({*ip}) != 0) continue;
       if (echo_.Send({*ip}, probe.number) == kIpSuccess) ++open_;
     }
   }

@@ -18,7 +18,9 @@ namespace {
 
 LookupAnswer Resolve(const std::string& address, AddressPreferenceEnum preference) {
   if (const auto ip = ParseAddress(address)) {
-    std::string name = ResolveAddress(*ip);
+    std::int32_t error = 0;
+    std::string name = ResolveAddress(*ip, error);
+    if (error == kErrNoBuffers || error == kErrTryAgain) return {{}, error, {}};
     if (!IsHostName(name)) return {{}, kErrNoDnsEntries, {}};
     return {std::move(name), 0, {}};
   }

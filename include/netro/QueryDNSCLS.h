@@ -97,6 +97,14 @@ class NETRO_EXPORT QueryDNSCLS : public ProxySettings<DNSProxyTypeEnum> {
   void RetryCount(std::int32_t value) { settings_.retryCount = value; }
   std::int32_t RetryPauseMilliSeconds() const { return settings_.retryPause; }
   void RetryPauseMilliSeconds(std::int32_t value) { settings_.retryPause = value; }
+  /// Seconds for all that one query or transfer does, tries and pauses included: 10002 then; 0: no
+  /// limit but those of each wait.
+  std::int32_t TotalTimeout() const { return settings_.totalTimeout; }
+  void TotalTimeout(std::int32_t value) { settings_.totalTimeout = value; }
+  /// Bytes of memory that the records of a transfer may take: 10040 beyond, with the records that
+  /// came before; 0 or below counts as the 2 GiB it has at first.
+  std::int64_t MaxAnswer() const { return settings_.maxAnswer; }
+  void MaxAnswer(std::int64_t value) { settings_.maxAnswer = value; }
   /// The caller's; not used here.
   const std::string& RootDomain() const { return rootDomain_; }
   void RootDomain(std::string value) { rootDomain_ = std::move(value); }
@@ -106,8 +114,8 @@ class NETRO_EXPORT QueryDNSCLS : public ProxySettings<DNSProxyTypeEnum> {
                         bool* IsRecursionAvailable = nullptr);
 
   /// Asks once, over TCP. With TYPE_AXFR the whole zone is read, ending with the SOA record that it
-  /// began with; it may take as long as it takes, but never ten seconds without a byte. A transfer
-  /// that ends early keeps the records that it has brought.
+  /// began with; it may take as long as TotalTimeout, but never ten seconds without a byte. A
+  /// transfer that ends early keeps the records that it has brought.
   std::int16_t QueryZone();
 
   // Results, all of the last query.
@@ -181,6 +189,8 @@ class NETRO_EXPORT QueryDNSCLS : public ProxySettings<DNSProxyTypeEnum> {
     bool followTruncation = false;
     std::int32_t retryCount = 3;
     std::int32_t retryPause = 333;
+    std::int32_t totalTimeout = 0;
+    std::int64_t maxAnswer = std::int64_t{2} << 30;
   };
 
   template <class Call>
