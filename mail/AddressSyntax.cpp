@@ -53,13 +53,17 @@ Rule CheckLocalPart(std::string_view local) {
 
 }  // namespace
 
-std::int32_t CheckAddressSyntax(std::string_view text, std::string_view topLevelDomains) {
+std::int32_t CheckAddressSyntax(std::string_view text, std::string_view topLevelDomains,
+                                HostRule hostRule) {
   if (text.empty()) return kEmpty;
   const MailAddress found = ExtractAddress(text);
   if (found.address.empty()) return kPattern;
   if (found.host.empty()) return kNoHost;
-  const Rule rule = found.host.starts_with('[') ? CheckLiteral(found.host)
-                                                : CheckHostName(found.host, topLevelDomains);
+  const bool isWord = hostRule == HostRule::Any && IsHostName(found.host) &&
+                      found.host.find('.') == found.host.npos;
+  const Rule rule = isWord                         ? kNone
+                    : found.host.starts_with('[') ? CheckLiteral(found.host)
+                                                  : CheckHostName(found.host, topLevelDomains);
   return rule != kNone ? rule : CheckLocalPart(found.local);
 }
 

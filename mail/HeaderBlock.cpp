@@ -32,7 +32,6 @@ class Lines {
 
   /// Without its end.
   std::string_view Line() const { return line_; }
-  std::string_view Rest() const { return rest_; }
 
  private:
   std::string_view line_;
@@ -50,25 +49,6 @@ std::string_view FieldName(std::string_view line) {
   while (name.ends_with(' ') || name.ends_with('\t')) name.remove_suffix(1);
   return IsFieldName(name) ? name : std::string_view();
 }
-
-bool HasBlindCopies(std::string_view message) {
-  Lines lines(message);
-  while (lines.Next() && !lines.Line().empty()) {
-    if (IsBlindCopyName(FieldName(lines.Line()))) return true;
-  }
-  return false;
-}
-
-bool EndsLinesWithCrLf(std::string_view text) {
-  char before = 0;
-  for (const char c : text) {
-    if ((c == '\n') != (before == '\r')) return false;
-    before = c;
-  }
-  return before != '\r';
-}
-
-void AppendLine(std::string& out, std::string_view line) { out.append(line).append(kLineEnd); }
 
 }  // namespace
 
@@ -90,29 +70,6 @@ bool HasHeaderBlock(std::string_view message) {
     any = true;
   }
   return any;
-}
-
-bool IsFitToSend(std::string_view message, bool keepBlindCopies) {
-  return EndsLinesWithCrLf(message) && (keepBlindCopies || !HasBlindCopies(message));
-}
-
-std::string MakeFitToSend(std::string_view message, bool keepBlindCopies) {
-  std::string out;
-  // Room for each lone CR or LF that gets company.
-  const auto ends = std::count_if(message.begin(), message.end(), IsLineEnd);
-  out.reserve(message.size() + static_cast<std::size_t>(ends) + kLineEnd.size());
-  Lines lines(message);
-  bool left = false;  // out, with the lines that continue it
-  while (lines.Next() && !lines.Line().empty()) {
-    if (!IsContinued(lines.Line())) {
-      left = !keepBlindCopies && IsBlindCopyName(FieldName(lines.Line()));
-    }
-    if (!left) AppendLine(out, lines.Line());
-  }
-  out += kLineEnd;
-  lines = Lines(lines.Rest());
-  while (lines.Next()) AppendLine(out, lines.Line());
-  return out;
 }
 
 }  // namespace netro

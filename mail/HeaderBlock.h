@@ -17,11 +17,4 @@ bool IsBlindCopyName(std::string_view name);
 /// stands before the first empty line or the end.
 bool HasHeaderBlock(std::string_view message);
 
-/// True when the message can be sent as it is: each line of it ends with CR LF, and there are no
-/// fields of blind copies, or they are wanted.
-bool IsFitToSend(std::string_view message, bool keepBlindCopies);
-
-/// The message made fit to send. It has a header block.
-std::string MakeFitToSend(std::string_view message, bool keepBlindCopies);
-
 }  // namespace netro

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "dns/DnsExchange.h"
+#include "mail/AddressSyntax.h"
 #include "mail/SmtpSession.h"
 #include "platform/CallState.h"
 #include "platform/ErrorNumbers.h"
@@ -21,15 +22,19 @@
 
 namespace netro {
 
+struct SpooledMail;
+
 class MailCall {
  public:
   /// Runs `work` on a new call. Inside another call of the object nothing is done, and the result
-  /// is an empty one.
+  /// is an empty one. `stale` are the outcomes of the call before, which must not pass for those of
+  /// one that has not even begun.
   template <class Work>
-  static auto Run(SendMailCls& owner, Work work) {
+  static auto Run(SendMailCls& owner, Work work, std::vector<RecipientOutcome>* stale = nullptr) {
     using Outcome = std::invoke_result_t<Work, MailCall&>;
     const BusyScope busy(owner.call_);
     if (busy.Refused()) return Outcome();
+    if (stale != nullptr) stale->clear();
     const auto call = owner.call_;
     try {
       MailCall running(owner);
@@ -41,6 +46,9 @@ class MailCall {
   }
 
   bool Deliver();
+  bool Spool(const std::string& folder);
+  bool EndSession();
+  std::vector<MailTrace> Trace();
   bool Check(const std::string& address, const std::string& sender,
              const std::string& senderHostName);
   /// Of an exchanger.
@@ -59,11 +67,15 @@ class MailCall {
   std::int32_t AskForAdministrator(const DnsServer& server, const std::string& host,
                                    std::string& found) const;
 
+  HostRule Hosts() const;
   std::vector<RecipientOutcome> Recipients() const;
   std::string SenderFault() const;
+  bool FillEnvelope(SpooledMail& mail);
   void DeliverAll(std::vector<RecipientOutcome>& outcomes);
-  std::string DeliverOne(RecipientOutcome& outcome, const std::string& from,
-                         std::string_view text) const;
+  bool MayBegin(std::vector<RecipientOutcome>& outcomes);
+  void TraceOne(const SmtpOrder& order, MailTrace& trace) const;
+  std::string Sender() const;
+  void RefuseWrong(std::vector<RecipientOutcome>& outcomes, const SmtpOrder& order) const;
   bool Publish(std::vector<RecipientOutcome> outcomes);
   void Note(std::int32_t failure, const std::string& text);
 

@@ -54,8 +54,7 @@ bool MailCall::Fail(std::int32_t result, std::string message) {
 }
 
 SmtpOrder MailCall::Order(std::string from, std::string rcptTo) const {
-  SmtpOrder order{settings_, proxy_, std::move(from), std::move(rcptTo), DotRule::AllDots};
-  order.waits = WaitClock::Monotonic;
+  SmtpOrder order{settings_, proxy_, std::move(from), std::move(rcptTo), WaitClock::Monotonic, {}};
   // RFC 5321, section 4.5.3.2.6. Who gives up sooner sends again what the server is just taking; a
   // table of the caller's holds as it is.
   if (settings_.timeOuts == GetMessageText(kTextTimeOuts)) {
@@ -96,7 +95,8 @@ bool MailCall::Check(const std::string& address, const std::string& sender,
   order.settings.simulation = true;
   if (!senderHostName.empty()) order.settings.senderHostName = senderHostName;
   const auto session = std::make_shared<SmtpResult>();
-  const bool done = RunSmtpSession(order, {}, mark_, session, Events());
+  SmtpData none({}, DotRule::AllDots);
+  const bool done = RunSmtpSession(order, none, mark_, session, Events());
   if (!call_->alive) return false;
   owner_.SetResult(session->result, session->resultMessage);
   return done || session->accepted >= SMTP_STEP_RCPTTO;

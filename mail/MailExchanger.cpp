@@ -4,6 +4,7 @@
 #include <netro/QueryDNSCLS.h>
 #include <netro/SMTPCls.h>
 
+#include <algorithm>
 #include <utility>
 
 #include "dns/DnsQuery.h"
@@ -13,6 +14,7 @@
 #include "mail/SmtpTranscript.h"
 #include "platform/Address.h"
 #include "platform/ErrorNumbers.h"
+#include "platform/Random.h"
 #include "socket/HostLookup.h"
 #include "socket/SocketErrors.h"
 #include "support/Text.h"
@@ -33,8 +35,11 @@ std::string SortKey(const DNSCLS& record) {
   return digits.substr(digits.size() - 4) + record.Data();
 }
 
+constexpr std::size_t kMostExchangers = 20;
+
 struct Exchangers {
   const DNSCLS* best = nullptr;
+  std::vector<const DNSCLS*> all;
   bool any = false;         // records, of use or not
   bool mailRefused = true;  // none of them names anything (RFC 7505)
 };
@@ -47,9 +52,22 @@ Exchangers FindExchangers(const QueryDNSCLS& answer) {
     found.any = true;
     if (!record->Data().empty() && record->Data() != ".") found.mailRefused = false;
     if (!IsHostName(record->Data())) continue;
+    found.all.push_back(record);
     if (found.best == nullptr || SortKey(*record) < SortKey(*found.best)) found.best = record;
   }
   return found;
+}
+
+// The least preference first, equal ones at random.
+void PutInOrder(std::vector<const DNSCLS*>& records) {
+  std::vector<std::pair<std::uint64_t, const DNSCLS*>> keyed;
+  for (const DNSCLS* record : records) {
+    const auto preference = static_cast<std::uint16_t>(record->Pref());
+    keyed.emplace_back(std::uint64_t{preference} << 32 | RandomNumber(), record);
+  }
+  std::ranges::sort(keyed, {}, &std::pair<std::uint64_t, const DNSCLS*>::first);
+  for (std::size_t i = 0; i < keyed.size(); ++i) records[i] = keyed[i].second;
+  if (records.size() > kMostExchangers) records.resize(kMostExchangers);
 }
 
 // What a server knows outweighs that another could not tell, and that one is silent.
@@ -83,8 +101,8 @@ std::optional<IpAddress> ParseLiteral(std::string_view domain) {
 class ExchangerLookup {
  public:
   ExchangerLookup(const SMTPValues& settings, const std::string& domain, const CancelMark& mark,
-                  const std::function<void(const std::string&)>& line)
-      : settings_(settings), domain_(domain), mark_(mark), line_(line) {}
+                  const std::function<void(const std::string&)>& line, ExchangerChoice choice)
+      : settings_(settings), domain_(domain), mark_(mark), line_(line), choice_(choice) {}
 
   MailExchanger Run() {
     if (domain_.starts_with('[') && domain_.ends_with(']')) return TakeLiteral();
@@ -100,6 +118,7 @@ class ExchangerLookup {
   MailExchanger TakeLiteral() {
     if (const auto ip = ParseLiteral(domain_)) {
       found_.name = found_.address = FormatAddress(*ip);
+      found_.all = {found_.name};
       found_.isGlue = true;
       Tell(kNoServer, GatewayText(found_.name, found_.address));
     } else {
@@ -123,15 +142,21 @@ class ExchangerLookup {
         error = whole;
       }
     }
-    const Exchangers found = error == 0 ? FindExchangers(*answer) : Exchangers();
-    if (found.best != nullptr) return Take(label, *answer, *found.best);
+    Exchangers found = error == 0 ? FindExchangers(*answer) : Exchangers();
+    if (found.best != nullptr) return Take(label, *answer, found);
     if (found.any) return Fail(label, found.mailRefused ? kDnsNullMx : kDnsNoRecords);
     if (answer->IsTruncated() && answer == &udp) return Fail(label, kErrTryAgain);
     return error == 0 || error == kDnsNoRecords ? TakeDomain(label) : Fail(label, error);
   }
 
-  bool Take(const std::string& label, const QueryDNSCLS& answer, const DNSCLS& best) {
-    found_.name = best.Data();
+  bool Take(const std::string& label, const QueryDNSCLS& answer, Exchangers& exchangers) {
+    PutInOrder(exchangers.all);
+    for (const DNSCLS* record : exchangers.all) {
+      if (std::ranges::find(found_.all, record->Data()) == found_.all.end())
+        found_.all.push_back(record->Data());
+    }
+    const bool byName = choice_ == ExchangerChoice::ByName;
+    found_.name = byName ? exchangers.best->Data() : found_.all.front();
     found_.address = AdditionalAddress(answer, found_.name);
     found_.isGlue = !found_.address.empty();
     if (!found_.isGlue) found_.address = AskForAddress(found_.name).text;
@@ -146,6 +171,7 @@ class ExchangerLookup {
     const bool none = answer.error == kErrNoDnsEntries || answer.error == kErrNoData;
     if (answer.error != 0) return Fail(label, none ? kDnsNoRecords : answer.error);
     found_.name = domain_;
+    found_.all = {domain_};
     found_.address = answer.text;
     return Succeed(label);
   }
@@ -174,7 +200,7 @@ class ExchangerLookup {
   }
 
   LookupAnswer AskForAddress(const std::string& host) {
-    const auto deadline = SecondsFromNow(StepTimeOut(settings_.timeOuts, SMTP_STEP_DNS));
+    const auto deadline = MillisecondsFromNow(StepTimeOut(settings_.timeOuts, SMTP_STEP_DNS));
     const LookupSettings lookup{NameServers(settings_), settings_.preference};
     return ResolveHost(host, lookup, mark_, deadline);
   }
@@ -193,6 +219,7 @@ class ExchangerLookup {
   const std::string& domain_;
   const CancelMark& mark_;
   const std::function<void(const std::string&)>& line_;
+  const ExchangerChoice choice_;
   MailExchanger found_;
 };
 
@@ -215,8 +242,9 @@ std::int32_t LookupServers(const SMTPValues& settings, const CancelMark& mark,
 
 MailExchanger FindMailExchanger(const SMTPValues& settings, const std::string& domain,
                                 const CancelMark& mark,
-                                const std::function<void(const std::string&)>& line) {
-  return ExchangerLookup(settings, domain, mark, line).Run();
+                                const std::function<void(const std::string&)>& line,
+                                ExchangerChoice choice) {
+  return ExchangerLookup(settings, domain, mark, line, choice).Run();
 }
 
 }  // namespace netro

@@ -19,6 +19,9 @@ namespace netro {
 struct MailExchanger {
   std::string name;
   std::string address;
+  /// All exchangers, in the order in which they are to be tried: equal preferences at random (RFC
+  /// 5321, section 5.1). 20 at most.
+  std::vector<std::string> all;
   bool isGlue = false;  // the address came with the exchanger's record: nobody else need be asked
   /// Why there is no name: 59 no such domain, 22 nothing to deliver to, 10131 it takes no mail;
   /// all others mean that nobody could tell, and the next try may.
@@ -33,12 +36,16 @@ std::optional<std::string> NameServers(const SMTPValues& settings);
 std::int32_t LookupServers(const SMTPValues& settings, const CancelMark& mark,
                            std::vector<DnsServer>& servers);
 
-/// Asks the servers of the settings in their order until one names an exchanger. The least
-/// preference wins, with equal ones the name; preferences count by their last four digits. `line`
-/// gets a transcript line for each exchange. An address literal is its own exchanger, and so is a
+/// Which one is the exchanger: the first by name of those with the least preference, as their last
+/// four digits have it, or the first of `all`.
+enum class ExchangerChoice { ByName, FirstOfAll };
+
+/// Asks the servers of the settings in their order until one names an exchanger. `line` gets a
+/// transcript line for each exchange. An address literal is its own exchanger, and so is a
 /// domain with an address and no exchangers.
 MailExchanger FindMailExchanger(const SMTPValues& settings, const std::string& domain,
                                 const CancelMark& mark,
-                                const std::function<void(const std::string&)>& line);
+                                const std::function<void(const std::string&)>& line,
+                                ExchangerChoice choice = ExchangerChoice::ByName);
 
 }  // namespace netro

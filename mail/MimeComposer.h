@@ -7,13 +7,14 @@
 #include <utility>
 #include <vector>
 
+#include "mail/MimeText.h"
 #include "platform/Clock.h"
 
 namespace netro {
 
 /// An attachment, or a file that the HTML refers to.
 struct MimeFile {
-  std::string bytes;
+  MimeBytes bytes;
   std::string name;  // as it stands in the message
   bool related = false;
 };
@@ -45,7 +46,7 @@ bool HasFieldOfItsOwn(const MimeEnvelope& envelope, std::string_view name);
 /// True for a field that a message may have only one of (RFC 5322, section 3.6).
 bool StandsOnce(std::string_view name);
 
-/// Takes memory for the result once, and little beside it.
-std::string ComposeMime(const MimeContent& content);
+/// Takes memory for the texts, and little beside them.
+MimeText ComposeMime(const MimeContent& content);
 
 }  // namespace netro

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <utility>
+#include <vector>
 
+#include "mail/FinishedText.h"
 #include "mail/HeaderBlock.h"
 #include "platform/CodePage.h"
 #include "support/Text.h"
@@ -19,29 +21,52 @@ std::string NameInMime(std::string_view name) {
   return kept;
 }
 
+/// All of it, or nothing.
+std::string ReadAll(ByteSource& source) {
+  constexpr std::size_t kBlock = 65536;
+  std::string text;
+  if (const auto length = source.Length()) text.reserve(static_cast<std::size_t>(*length));
+  std::vector<std::uint8_t> block(kBlock);
+  for (std::size_t got = 1; got > 0;) {
+    if (source.Read(block, got) != 0) return {};
+    text.append(reinterpret_cast<const char*>(block.data()), got);
+  }
+  return text;
+}
+
 }  // namespace
 
 MimeMessage::MimeMessage() { content_.charSet = LocaleCharSet(); }
 
-void MimeMessage::Begin(Kind kind, Envelope envelope, std::string text, std::string alternative) {
-  std::shared_ptr<const std::string> finished;
-  if (kind == Kind::Finished) {
-    finished = std::make_shared<const std::string>(std::move(text));
-    text.clear();
-  }
-  // From here on nothing fails.
+// From here on nothing fails.
+void MimeMessage::StartOver(Envelope envelope) {
   if (kind_ != Kind::None) {
     content_.messageID.clear();
     content_.headers.clear();
     content_.files = {};
   }
-  kind_ = kind;
   content_.envelope = std::move(envelope);
+  content_.date = LocalClock();
+  finished_ = {};
+  Changed();
+}
+
+void MimeMessage::Begin(Kind kind, Envelope envelope, std::string text, std::string alternative) {
+  StartOver(std::move(envelope));
+  kind_ = kind;
   content_.html = kind == Kind::Html;
   content_.text = std::move(text);
   content_.alternative = std::move(alternative);
-  content_.date = LocalClock();
-  text_ = std::move(finished);
+}
+
+void MimeMessage::BeginFinished(Envelope envelope, std::shared_ptr<const std::string> message) {
+  BeginFinished(std::move(envelope), HoldBytes(message));
+  text_ = std::move(message);
+}
+
+void MimeMessage::BeginFinished(Envelope envelope, MimeBytes message) {
+  Begin(Kind::Finished, std::move(envelope), {}, {});
+  finished_ = std::move(message);
 }
 
 bool MimeMessage::HasHeader(const std::string& title) const {
@@ -55,7 +80,7 @@ void MimeMessage::AddHeader(const std::string& title, const std::string& value) 
   Changed();
 }
 
-void MimeMessage::AddFile(std::string bytes, const std::string& name, bool related) {
+void MimeMessage::AddFile(MimeBytes bytes, const std::string& name, bool related) {
   content_.files.push_back({std::move(bytes), NameInMime(name), related});
   Changed();
 }
@@ -81,25 +106,45 @@ void MimeMessage::MessageID(std::string value) {
 }
 
 void MimeMessage::Changed() {
-  if (kind_ != Kind::Finished) text_.reset();
+  composed_.reset();
+  if (finished_.open == nullptr) text_.reset();
+}
+
+const MimeText& MimeMessage::Composed() {
+  if (!composed_) {
+    composed_ =
+        std::make_shared<const MimeText>(kind_ == Kind::None ? MimeText() : ComposeMime(content_));
+  }
+  return *composed_;
 }
 
 const std::string& MimeMessage::Text() {
+  const bool isFinished = kind_ == Kind::Finished;
+  if (!text_ && !isFinished) text_ = Composed().InMemory();
   if (!text_) {
-    text_ = std::make_shared<const std::string>(kind_ == Kind::None ? "" : ComposeMime(content_));
+    const auto source = isFinished ? finished_.open() : Composed().Open();
+    text_ = std::make_shared<const std::string>(ReadAll(*source));
   }
   return *text_;
 }
 
-TextForDelivery MimeMessage::TextToSend() {
-  Text();
-  TextForDelivery result{text_, {}};
-  if (kind_ == Kind::Finished && !IsFitToSend(*text_, content_.addBcc)) {
-    result.owner = std::make_shared<const std::string>(MakeFitToSend(*text_, content_.addBcc));
-  }
-  result.text = *result.owner;
-  if (result.text.ends_with("\r\n")) result.text.remove_suffix(2);
-  return result;
+std::uint64_t MimeMessage::Size() {
+  return kind_ == Kind::Finished ? finished_.size : Composed().Size();
+}
+
+std::unique_ptr<ByteSource> MimeMessage::TextToSend() {
+  if (kind_ != Kind::Finished) return Composed().Open();
+  return std::make_unique<FinishedText>(finished_.open(), content_.addBcc);
+}
+
+// Files in Base64 are in ASCII and no line of theirs begins with a dot; so the texts tell all.
+std::unique_ptr<SmtpData> MimeMessage::DataToSend(DotRule rule) {
+  if (kind_ == Kind::Finished)
+    return std::make_unique<SmtpData>(TextToSend(), rule, LastLine::IsEnded);
+  const SmtpData texts(Composed().OpenTexts(), rule, LastLine::IsEnded);
+  SmtpFacts facts = texts.Facts();
+  facts.size += static_cast<std::size_t>(Composed().SizeOfFiles());
+  return std::make_unique<SmtpData>(TextToSend(), rule, LastLine::IsEnded, facts);
 }
 
 bool MayAddHeader(const std::string& title) {

@@ -4,6 +4,7 @@
 #include <new>
 #include <utility>
 
+#include "mail/LineEnds.h"
 #include "mail/SmtpSession.h"
 #include "mail/SmtpTables.h"
 #include "mail/SmtpTranscript.h"
@@ -23,28 +24,38 @@ bool SMTPCls::SMTP(const std::string& From, const std::string& RcptTo, const std
   const BusyScope busy(call_);
   if (busy.Refused()) return false;
   const auto call = call_;
-  SmtpEvents events;
-  events.line = [this, call](const std::string& line) {
-    if (call->alive && events_ != nullptr) events_->DisplayProtocol(line);
-  };
-  events.data = [this, call](std::int32_t sent, std::int32_t total) {
-    if (call->alive && events_ != nullptr) events_->DataStatus(sent, total);
-  };
-  events.watched = [this, call] { return call->alive && events_ != nullptr; };
   try {
-    SmtpOrder order{Values(), Proxy(), From, RcptTo, DotRule::LoneDots};
-    const bool done = RunSmtpSession(order, Data, CancelMark(module_, call_), result_, events);
+    SmtpOrder order{Values(), Proxy(), From, RcptTo, WaitClock::LocalDay, {}};
+    if (StrictLines()) order.fault = BareLineEnd(Data);
+    SmtpData data(Data, DotRule::LoneDots);
+    const CancelMark mark(module_, call_);
+    const bool done = RunSmtpSession(order, data, mark, result_, OwnEvents());
     if (call->alive) KeepNames(order.settings);
     return done;
-  } catch (const std::bad_alloc&) {  // before or after the session
+  } catch (const std::bad_alloc&) {  // before the session, which tells of its own
+    if (call->alive) NoteNoMemory(*result_);
     return false;
   }
 }
 
-// What the session has found out, unless an event has set something else meanwhile.
-void SMTPCls::KeepNames(const SMTPValues& found) {
+SmtpEvents SMTPCls::OwnEvents() {
+  SmtpEvents events;
+  events.line = [this, call = call_](const std::string& line) {
+    if (call->alive && events_ != nullptr) events_->DisplayProtocol(line);
+  };
+  events.data = [this, call = call_](std::int32_t sent, std::int32_t total) {
+    if (call->alive && events_ != nullptr) events_->DataStatus(sent, total);
+  };
+  events.watched = [this, call = call_] { return call->alive && events_ != nullptr; };
+  return events;
+}
+
+// What the session has found out, unless an event has set something else meanwhile. Without memory
+// for it, the next session finds it out again.
+void SMTPCls::KeepNames(const SMTPValues& found) try {
   if (SenderHostName().empty()) SenderHostName(found.senderHostName);
   if (ReceiverHostName().empty()) ReceiverHostName(found.receiverHostName);
+} catch (const std::bad_alloc&) {
 }
 
 const std::string& SMTPCls::LastBuffer() const { return result_->lastBuffer; }

@@ -19,6 +19,12 @@ SMTPSettings::SMTPSettings() {
   smtp_.timeOuts = GetMessageText(kTextTimeOuts);
 }
 
+SMTPValues SMTPSettings::Values() const {
+  SMTPValues values = smtp_;
+  values.options = Options();
+  return values;
+}
+
 const std::string& SMTPSettings::DNSURL() const {
   if (smtp_.dnsURL) return *smtp_.dnsURL;
   return DefaultHostLookup().DefaultServers(

@@ -1,14 +1,14 @@
-// SendMailCls: composing. Sending and the address checks have files of their own.
+// SendMailCls: composing. Files, sending and the address checks have files of their own.
 #include <netro/Localization.h>
 #include <netro/SendMailCls.h>
 
 #include <exception>
 
 #include "mail/HeaderBlock.h"
+#include "mail/MailDelivery.h"
 #include "mail/MimeMessage.h"
 #include "platform/CallState.h"
 #include "platform/ErrorNumbers.h"
-#include "platform/WholeFile.h"
 #include "socket/SocketErrors.h"
 #include "socket/SocketModule.h"
 
@@ -18,8 +18,6 @@ namespace {
 using Kind = MimeMessage::Kind;
 
 constexpr std::int32_t kTextNotMime = 4003;
-constexpr std::int32_t kTextNotPrepared = 4006;
-constexpr std::size_t kLargestFile = std::size_t{1} << 30;
 
 /// 0, or the number for missing memory.
 template <typename Work>
@@ -41,7 +39,10 @@ std::string_view TextOf(const Bytes& bytes) {
 SendMailCls::SendMailCls()
     : module_(SocketModule::ForThread()),
       call_(std::make_shared<CallState>()),
-      message_(std::make_unique<MimeMessage>()) {}
+      message_(std::make_unique<MimeMessage>()) {
+  Extensions(true);
+  StrictLines(true);
+}
 
 SendMailCls::~SendMailCls() { call_->Die(); }
 
@@ -85,7 +86,8 @@ bool SendMailCls::NewMsgFromMimeBuffer(const std::string& MimeBuffer, const std:
                                        const std::string& MsgBCC) {
   if (!HasHeaderBlock(MimeBuffer)) return SetResult(kTextNotMime, GetMessageText(kTextNotMime));
   return SetResult(Try([&] {
-    message_->Begin(Kind::Finished, {{}, MsgFrom, MsgTo, MsgCC, MsgBCC}, MimeBuffer, {});
+    message_->BeginFinished({{}, MsgFrom, MsgTo, MsgCC, MsgBCC},
+                            std::make_shared<const std::string>(MimeBuffer));
   }));
 }
 
@@ -106,21 +108,11 @@ bool SendMailCls::MayAdd() {
   return SetResult(kErrInvalidArgument, "Nothing can be added to a finished message.");
 }
 
-bool SendMailCls::AddFile(const std::string& filename, const std::string& name, bool related) {
-  if (!MayAdd()) return false;
-  std::string bytes;
-  if (const std::int32_t error = ReadWholeFile(filename, bytes, kLargestFile)) {
-    return SetResult(error, GetMessageText(kTextNotPrepared, {SystemErrorText(error)}));
-  }
-  // Without a slash npos, which becomes 0.
-  const std::string ownName = filename.substr(filename.rfind('/') + 1);
-  return SetResult(
-      Try([&] { message_->AddFile(std::move(bytes), name.empty() ? ownName : name, related); }));
-}
-
 bool SendMailCls::AddBytes(std::string_view bytes, const std::string& name, bool related) {
   if (!MayAdd()) return false;
-  return SetResult(Try([&] { message_->AddFile(std::string(bytes), name, related); }));
+  return SetResult(Try([&] {
+    message_->AddFile(HoldBytes(std::make_shared<const std::string>(bytes)), name, related);
+  }));
 }
 
 bool SendMailCls::AddAttachment(const std::string& Filename) {
@@ -174,6 +166,12 @@ const std::string& SendMailCls::MimeBuffer() const {
   const std::string* text = &none;
   Try([&] { text = &message_->Text(); });
   return *text;
+}
+
+std::uint64_t SendMailCls::MessageSize() const {
+  std::uint64_t size = 0;
+  Try([&] { size = message_->Size(); });
+  return size;
 }
 
 }  // namespace netro

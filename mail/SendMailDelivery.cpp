@@ -1,102 +1,98 @@
-// Delivering a composed message: a session for each recipient, and what becomes of them.
+// Delivering a composed message: who is to get it, by which sessions, and what becomes of them.
 #include <netro/Localization.h>
 
 #include <string_view>
+#include <unordered_map>
 #include <unordered_set>
 #include <utility>
 
-#include "dns/DnsResult.h"
 #include "mail/AddressSyntax.h"
 #include "mail/MailAddress.h"
 #include "mail/MailCall.h"
+#include "mail/MailDelivery.h"
+#include "mail/MailOutcome.h"
 #include "mail/MimeMessage.h"
-#include "mail/SmtpTables.h"
-#include "mail/SmtpTranscript.h"
+#include "mail/SmtpLogin.h"
 #include "support/OnException.h"
 #include "support/Text.h"
+#include "support/Utf8.h"
 
 namespace netro {
 namespace {
 
 // Of messages.
 enum Text : std::int32_t {
-  kFatalDns = 3010,
-  kFatalSmtp = 3011,
-  kInvalidAddress = 3013,
-  kTemporaryDns = 3014,
-  kTemporarySmtp = 3015,
-  kOtherDns = 3016,
-  kOtherSmtp = 3017,
-  kPending = 3018,
-  kMayHaveArrived = 3019,
   kTextNoSender = 4000,
   kTextNoRecipient = 4001,
-  kTextDnsError = 4002,
   kTextNoMessage = 4003,
-  kTextSmtpError = 4005,
   kTextBadRecipient = 4007,
   kTextBadSender = 4008,
-  kTextFatalFailures = 6007,
-  kTextTemporaryFailures = 6008,
   kTextSuccess = 7003,
 };
-
-// Where the tables say nothing, the reply's first digit does (RFC 5321, section 4.2.1).
-std::int32_t ClassOfReply(std::int32_t code) {
-  const std::int32_t digit = code / 100;
-  return digit == 5 ? kFatalSmtp : digit == 4 ? kTemporarySmtp : kOtherSmtp;
-}
-
-bool IsLookupFailure(const SmtpResult& session) { return session.stepID == SMTP_STEP_AUTODNS; }
-
-std::int32_t ClassOf(const SmtpResult& session) {
-  if (session.stepID == SMTP_STEP_PRECHECK) return kInvalidAddress;
-  if (session.endUnknown) return kMayHaveArrived;
-  if (session.result == SMTP_CANCELED) return kPending;
-  const bool dns = IsLookupFailure(session);
-  if (dns && session.dnsError == kDnsNullMx) return kFatalDns;
-  const std::int32_t step = dns ? SMTP_STEP_DNS : session.stepID;
-  const std::int32_t code = dns ? session.dnsError : session.result;
-  if (HasStepEntry(GetMessageText(kTextFatalFailures), step, code))
-    return dns ? kFatalDns : kFatalSmtp;
-  if (HasStepEntry(GetMessageText(kTextTemporaryFailures), step, code))
-    return dns ? kTemporaryDns : kTemporarySmtp;
-  return dns ? kOtherDns : ClassOfReply(code);
-}
 
 // The same mailbox, as far as its name tells (RFC 5321, section 2.4).
 std::string MailboxKey(const MailAddress& found) { return found.local + '@' + ToLower(found.host); }
 
-void RefuseOne(RecipientOutcome& outcome, std::string text) {
-  outcome.StepID = SMTP_STEP_PRECHECK;
-  outcome.Result = SMTP_INITERROR;
-  outcome.ResultMessage = std::move(text);
-  outcome.ResultClass = kInvalidAddress;
+std::string DomainOf(const std::string& address) { return ExtractAddress(address).host; }
+
+// Those that wait, by the server that they go to, in the order in which these come up first.
+using Group = std::pair<std::string, std::vector<std::size_t>>;
+std::vector<Group> Groups(const std::vector<RecipientOutcome>& outcomes, bool namedServer) {
+  std::vector<Group> groups;
+  std::unordered_map<std::string, std::size_t> places;
+  for (std::size_t i = 0; i < outcomes.size(); ++i) {
+    if (outcomes[i].ResultClass != kPending) continue;
+    const std::string domain = namedServer ? std::string() : DomainOf(outcomes[i].Address);
+    const auto [place, isNew] = places.emplace(ToLower(domain), groups.size());
+    if (isNew) groups.emplace_back(domain, std::vector<std::size_t>());
+    groups[place->second].second.push_back(i);
+  }
+  return groups;
 }
 
 }  // namespace
 
 bool SendMailCls::SendMail() {
-  return MailCall::Run(*this, [](MailCall& call) { return call.Deliver(); });
+  return MailCall::Run(*this, [](MailCall& call) { return call.Deliver(); }, &outcomes_);
+}
+
+void SendMailCls::EndSession() {
+  MailCall::Run(*this, [](MailCall& call) { return call.EndSession(); });
+}
+
+bool MailCall::EndSession() {
+  const auto kept = std::move(owner_.kept_);
+  return kept == nullptr || (kept->session->Resume(mark_, settings_) && kept->session->Quit());
+}
+
+// False when there is nobody to ask for; Result tells why.
+bool MailCall::MayBegin(std::vector<RecipientOutcome>& outcomes) {
+  if (owner_.message_->KindOfMessage() == MimeMessage::Kind::None)
+    return Fail(kTextNoMessage, GetMessageText(kTextNoMessage));
+  outcomes = Recipients();
+  if (outcomes.empty()) return Fail(kTextNoRecipient, GetMessageText(kTextNoRecipient));
+  const std::string fault = SenderFault();
+  if (fault.empty()) return true;
+  for (RecipientOutcome& outcome : outcomes) RefuseOne(outcome, fault);
+  return Fail(SMTP_INITERROR, fault);
 }
 
 bool MailCall::Deliver() {
-  owner_.outcomes_.clear();
-  if (owner_.message_->KindOfMessage() == MimeMessage::Kind::None)
-    return Fail(kTextNoMessage, GetMessageText(kTextNoMessage));
-  std::vector<RecipientOutcome> outcomes = Recipients();
+  std::vector<RecipientOutcome> outcomes;
   const OnException tell([&] {
     if (call_->alive) owner_.outcomes_ = std::move(outcomes);
   });
-  if (outcomes.empty()) return Fail(kTextNoRecipient, GetMessageText(kTextNoRecipient));
-  const std::string fault = SenderFault();
-  if (fault.empty()) {
-    DeliverAll(outcomes);
-  } else {
-    for (RecipientOutcome& outcome : outcomes) RefuseOne(outcome, fault);
-    Note(SMTP_INITERROR, fault);
+  if (!MayBegin(outcomes)) {
+    owner_.outcomes_ = std::move(outcomes);
+    return false;
   }
+  DeliverAll(outcomes);
   return Publish(std::move(outcomes));
+}
+
+HostRule MailCall::Hosts() const {
+  const bool any = owner_.localHosts_ && !settings_.receiverHostName.empty();
+  return any ? HostRule::Any : HostRule::Dotted;
 }
 
 // Those with a bad address are done with, the others wait.
@@ -110,7 +106,7 @@ std::vector<RecipientOutcome> MailCall::Recipients() const {
   std::unordered_set<std::string> known;
   for (const auto& [type, list] : lists) {
     for (std::string& element : SplitAddressList(list)) {
-      const bool valid = CheckAddressSyntax(element, owner_.tlds_) == 0;
+      const bool valid = CheckAddressSyntax(element, owner_.tlds_, Hosts()) == 0;
       MailAddress found = ExtractAddress(element);
       if (!known.insert(valid ? MailboxKey(found) : element).second) continue;
       RecipientOutcome& outcome = outcomes.emplace_back();
@@ -126,47 +122,73 @@ std::vector<RecipientOutcome> MailCall::Recipients() const {
 }
 
 std::string MailCall::SenderFault() const {
+  if (owner_.nullSender_) return {};
   const std::string& from = owner_.message_->Addresses().from;
   if (Trim(from).empty()) return GetMessageText(kTextNoSender);
-  if (CheckAddressSyntax(from, owner_.tlds_) == 0) return {};
+  if (CheckAddressSyntax(from, owner_.tlds_, Hosts()) == 0) return {};
   const std::string address = ExtractAddress(from).address;
   return GetMessageText(kTextBadSender, {address.empty() ? from : address});
 }
 
 void MailCall::DeliverAll(std::vector<RecipientOutcome>& outcomes) {
-  const TextForDelivery message = owner_.message_->TextToSend();
-  const std::string from = ExtractAddress(owner_.message_->Addresses().from).address;
+  const std::unique_ptr<SmtpData> message = owner_.message_->DataToSend(DotRule::AllDots);
+  DeliveryTask task{Order(Sender(), {}), *message, mark_, Events(), owner_.keepSession_,
+                    std::move(owner_.kept_)};
+  CompleteSettings(task.order.settings);
+  RefuseWrong(outcomes, task.order);
   for (RecipientOutcome& outcome : outcomes) {
-    const bool waits = outcome.ResultClass == kPending && !mark_.Cancelled();
-    const std::string failure =
-        waits ? DeliverOne(outcome, from, message.text) : outcome.ResultMessage;
-    if (!outcome.Accepted) Note(outcome.Result, failure);
+    if (outcome.ResultClass == kPending && message->Error() != 0) CannotRead(outcome, *message);
   }
+  std::vector<MailRecipient> recipients(outcomes.size());
+  const auto conclude = [&] {
+    for (std::size_t i = 0; i < outcomes.size(); ++i) Conclude(outcomes[i], recipients[i]);
+  };
+  const OnException judge(conclude);
+  for (const auto& [domain, places] : Groups(outcomes, !settings_.receiverHostName.empty())) {
+    if (mark_.Cancelled()) break;
+    std::vector<MailRecipient*> group;
+    for (const std::size_t place : places) {
+      recipients[place].smtp.address = outcomes[place].Address;
+      group.push_back(&recipients[place]);
+    }
+    MailDelivery(task, domain, std::move(group)).Run();
+  }
+  conclude();
+  for (std::size_t i = 0; i < outcomes.size(); ++i) {
+    if (!outcomes[i].Accepted)
+      Note(outcomes[i].Result, FailureText(outcomes[i], recipients[i].smtp.dnsError));
+  }
+  if (call_->alive) owner_.kept_ = std::move(task.kept);
 }
 
-// A server that has taken the message is responsible for it (RFC 5321, section 4.2.5), whatever
-// becomes of QUIT. Returns what the object says of a failure.
-std::string MailCall::DeliverOne(RecipientOutcome& outcome, const std::string& from,
-                                 std::string_view text) const {
-  const auto session = std::make_shared<SmtpResult>();
-  SmtpOrder order = Order(from, outcome.Address);
-  const std::int32_t enough = settings_.simulation ? SMTP_STEP_RCPTTO : SMTP_STEP_SENDDATA;
-  const OnException judge([&] {
-    outcome.Accepted = session->accepted >= enough;
-    if (outcome.Accepted || session->endUnknown)
-      outcome.ResultClass = outcome.Accepted ? 0 : kMayHaveArrived;
-  });
-  const bool done = RunSmtpSession(order, text, mark_, session, Events());
-  outcome.Accepted = done || session->accepted >= enough;
-  outcome.StepID = session->stepID;
-  outcome.Result = session->result;
-  outcome.ResultMessage = std::move(session->resultMessage);
-  outcome.Protocol = WithoutLineEnd(session->protocol);
-  outcome.ResultClass = outcome.Accepted ? 0 : ClassOf(*session);
-  if (outcome.ResultClass == kInvalidAddress) return outcome.ResultMessage;
-  if (IsLookupFailure(*session))
-    return GetMessageText(kTextDnsError, {SocketErrorText(session->dnsError)});
-  return GetMessageText(kTextSmtpError, {std::string(WithoutLineEnd(outcome.ResultMessage))});
+std::string MailCall::Sender() const {
+  return owner_.nullSender_ ? std::string()
+                            : ExtractAddress(owner_.message_->Addresses().from).address;
+}
+
+// What could not be said to a server.
+void MailCall::RefuseWrong(std::vector<RecipientOutcome>& outcomes, const SmtpOrder& order) const {
+  const SMTPValues& settings = order.settings;
+  const std::string credentials = CredentialsFault(settings.options);
+  for (RecipientOutcome& outcome : outcomes) {
+    if (outcome.ResultClass != kPending) continue;
+    const std::string& address = outcome.Address;
+    const std::string* const wrong = BreaksCommand(order.from, "<>")                ? &order.from
+                                     : BreaksCommand(settings.senderHostName, " \t<>")
+                                         ? &settings.senderHostName
+                                     : BreaksCommand(address, "<>") ? &address
+                                                                    : nullptr;
+    if (wrong != nullptr) {
+      RefuseOne(outcome, GetMessageText(kTextBadRecipient, {Printable(*wrong)}));
+    } else if (!credentials.empty()) {
+      RefuseOne(outcome, credentials);
+      outcome.ResultClass = kOtherSmtp;
+    } else if (settings.receiverHostName.empty() && !IsAscii(DomainOf(address))) {
+      RefuseOne(outcome, "The domain of " + address +
+                             " has characters beyond ASCII. Write it in its ASCII form (xn--...), "
+                             "or name the server.");
+    }
+  }
 }
 
 void MailCall::Note(std::int32_t failure, const std::string& text) {

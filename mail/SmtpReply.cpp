@@ -30,6 +30,26 @@ void SmtpReply::Begin() {
   code_ = 0;
 }
 
+void SmtpReply::Next() {
+  const std::size_t end = End();
+  if (end == text_.npos) return Begin();
+  text_.erase(0, end);
+  line_ = scanned_ = 0;
+  code_ = 0;
+  Judge();
+}
+
+bool SmtpReply::IsForeign() const {
+  const std::size_t end = text_.find_first_of("\r\n");
+  return end != text_.npos && LooksLikeReply(std::string_view(text_).substr(0, end)) == false;
+}
+
+// Behind the line end of the reply; npos while that is not there.
+std::size_t SmtpReply::End() const {
+  const std::size_t end = text_.find(kLineEnd, line_);
+  return code_ == 0 || end == text_.npos ? text_.npos : end + kLineEnd.size();
+}
+
 bool SmtpReply::Add(std::string_view bytes) {
   if (text_.size() < scanned_) line_ = scanned_ = 0;
   const auto room = kLargest - std::min(kLargest, text_.size());

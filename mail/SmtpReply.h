@@ -24,14 +24,25 @@ class SmtpReply {
 
   /// A new reply is awaited; empties the text.
   void Begin();
+  /// The reply after this one, of commands that were sent together: forgets this one only.
+  void Next();
   /// Takes bytes in. False, with the text full, when it would become larger than kLargest.
   bool Add(std::string_view bytes);
   /// The reply code; 0 while the reply is not complete.
   std::int32_t Code() const { return code_; }
+  /// True when the line end of the last line is there as well.
+  bool IsWhole() const { return code_ != 0 && End() != std::string::npos; }
+  /// True when the first line is there and begins as no reply does.
+  bool IsForeign() const;
+  /// This reply without what came behind it.
+  std::string_view Text() const { return std::string_view(text_).substr(0, End()); }
+  bool HasBytes() const { return !text_.empty(); }
+  bool HasMore() const { return !text_.empty() && Text().size() < text_.size(); }
 
  private:
   enum class Rest { None, LineFeed, Line };  // what may come of a line taken before its end
 
+  std::size_t End() const;
   bool DropRest();
   void Judge();
   bool JudgeLine(std::string_view line);

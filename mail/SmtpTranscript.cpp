@@ -25,6 +25,12 @@ void SmtpTranscript::Add(std::string line) {
   }
 }
 
+void SmtpTranscript::Restart(ProtocolLevelEnum level) {
+  level_ = level;
+  failed_ = false;
+  kept_.clear();
+}
+
 void SmtpTranscript::Release() {
   failed_ = true;
   for (const std::string& line : std::exchange(kept_, {})) Show(line);

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "mail/SmtpSession.h"
+#include "mail/SmtpResult.h"
 
 namespace netro {
 
@@ -19,6 +19,8 @@ class SmtpTranscript {
 
   bool IsOff() const { return level_ == pl_Off; }
   bool HasWholeMessage() const { return level_ == pl_WithCompleteData; }
+  /// Another call begins, which has a level of its own.
+  void Restart(ProtocolLevelEnum level);
   /// Adds a line, with its event; nothing when it is empty. With pl_OnlyErrors it is kept back.
   void Add(std::string line);
   /// The session fails: adds what was kept back, and keeps nothing back any more.
@@ -27,7 +29,7 @@ class SmtpTranscript {
  private:
   void Show(const std::string& line);
 
-  const ProtocolLevelEnum level_;
+  ProtocolLevelEnum level_;
   bool failed_ = false;
   std::vector<std::string> kept_;
   std::shared_ptr<SmtpResult> result_;

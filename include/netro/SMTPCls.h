@@ -16,6 +16,7 @@ namespace netro {
 
 class SocketModule;
 struct CallState;
+struct SmtpEvents;
 struct SmtpResult;
 
 /// The steps of a session. Values from 96 on are result codes as well.
@@ -26,6 +27,8 @@ enum SMTPStepEnum : std::int32_t {
   SMTP_STEP_DNS = 10,
   SMTP_STEP_CONNECT = 15,
   SMTP_STEP_HELO = 20,
+  SMTP_STEP_STARTTLS = 25,
+  SMTP_STEP_AUTH = 27,
   SMTP_STEP_MAILFROM = 30,
   SMTP_STEP_RCPTTO = 40,
   SMTP_STEP_DATA = 50,
@@ -109,6 +112,7 @@ class NETRO_EXPORT SMTPCls : public SMTPSettings {
   void Kill();
 
  private:
+  SmtpEvents OwnEvents();
   void KeepNames(const SMTPValues& found);
 
   std::shared_ptr<SocketModule> module_;

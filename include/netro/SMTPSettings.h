@@ -7,7 +7,10 @@
 #include <netro/Export.h>
 #include <netro/ProxySettings.h>
 #include <netro/ProxyTypes.h>
+#include <netro/SMTPOptions.h>
+#include <netro/Types.h>
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -35,11 +38,16 @@ struct SMTPValues {
   AddressPreferenceEnum preference = preferIPv4;
   std::string dnsServer;
   std::int32_t proxyTimeout = 30;
+  std::chrono::milliseconds totalTimeout{0};
   bool simulation = false;
+  SMTPOptionValues options;
+
+  bool operator==(const SMTPValues&) const = default;
 };
 
 /// A session works on what the settings are when it begins.
-class NETRO_EXPORT SMTPSettings : public ProxySettings<SMTPProxyTypeEnum, 1080> {
+class NETRO_EXPORT SMTPSettings : public ProxySettings<SMTPProxyTypeEnum, 1080>,
+                                  public SMTPOptions {
  public:
   /// The name given in HELO, and the label of sent lines in the transcript. Empty: this computer's
   /// name.
@@ -77,11 +85,18 @@ class NETRO_EXPORT SMTPSettings : public ProxySettings<SMTPProxyTypeEnum, 1080> 
   std::int32_t SMTPProxyTimeout() const { return smtp_.proxyTimeout; }
   void SMTPProxyTimeout(std::int32_t value) { smtp_.proxyTimeout = value; }
 
+  /// Seconds, or as 500ms fractions of them (read, it is rounded up), for all that a call does in
+  /// one session, from connecting to the reply to QUIT; it ends as a time-out of the step that it
+  /// has come to. 0 or below: no limit but those of each wait.
+  std::int32_t TotalTimeout() const { return WholeSeconds(smtp_.totalTimeout); }
+  void TotalTimeout(std::int32_t value) { smtp_.totalTimeout = std::chrono::seconds(value); }
+  void TotalTimeout(std::chrono::milliseconds value) { smtp_.totalTimeout = value; }
+
  protected:
   SMTPSettings();
   ~SMTPSettings() = default;
 
-  const SMTPValues& Values() const { return smtp_; }
+  SMTPValues Values() const;
 
  private:
   SMTPValues smtp_;
