@@ -23,7 +23,10 @@ HTTPCls::~HTTPCls() { call_->Die(); }
 std::string HTTPCls::HTTPQuery(bool& Timeout) {
   Timeout = false;
   const BusyScope busy(call_);
-  if (busy.Refused()) return SocketErrorText(kErrInProgress);
+  if (busy.Refused()) {
+    if (!busy.WrongThread()) lastErr_ = kErrInProgress;
+    return SocketErrorText(busy.Error());
+  }
   const auto call = call_;
   try {
     HttpQuery query(*this);
@@ -49,8 +52,8 @@ std::vector<std::pair<std::string, std::string>> HTTPCls::Headers() const {
 }
 
 std::int64_t HTTPCls::RetryAfter() const {
-  const auto seconds = ReadRetryAfter(
-      Header("Retry-After"), std::chrono::floor<std::chrono::seconds>(SystemTime()));
+  const auto seconds =
+      ReadRetryAfter(Header("Retry-After"), std::chrono::floor<std::chrono::seconds>(SystemTime()));
   return seconds ? seconds->count() : -1;
 }
 

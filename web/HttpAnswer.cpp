@@ -140,21 +140,23 @@ std::size_t HttpAnswer::FindHeaderEnd(std::size_t from) {
 
 void HttpAnswer::ReadHeader() {
   const std::string_view line = Head().FirstLine();
-  if (!IsStatusLine(line)) {
+  status_ = ParseStatusLine(line);
+  const std::int32_t code = status_.code;
+  if (!HasHttpVersion(line) || code < 100) {
     return Fail(kErrBadProtocolOption,
                 "The answer's status line \"" + Shown(line) + "\" is none of HTTP.");
   }
-  const std::int32_t code = ParseStatusLine(line).code;
   if (code < 200 && code != 101) {
     continues_ = continues_ || code == 100;
     text_.clear();
     headerLength_ = 0;
+    status_ = {};
     return;
   }
   headerComplete_ = true;
   const std::vector<std::string> types = Head().Lines("Content-Type");
   if (!types.empty()) contentType_ = types.front();
-  framing_ = ReadFraming(Head(), options_.headOnly);
+  framing_ = ReadFraming(Head(), code, options_.headOnly);
   if (!framing_.error.empty()) return Fail(kErrBadProtocolOption, framing_.error);
   BeginBody();
 }

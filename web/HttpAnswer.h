@@ -62,7 +62,8 @@ class HttpAnswer {
   std::string_view Header() const { return std::string_view(text_).substr(0, headerLength_); }
   /// Of a complete header; a view until the next Feed.
   HttpHead Head() const { return HttpHead(Header()); }
-  HttpStatus Status() const { return ParseStatusLine(Head().FirstLine()); }
+  /// Of the header that came last.
+  const HttpStatus& Status() const { return status_; }
 
   const std::string& ContentType() const { return contentType_; }
   bool CloseMeansEnd() const { return framing_.closeMeansEnd; }
@@ -121,6 +122,7 @@ class HttpAnswer {
   std::string line_;  // a chunk-size or trailer line, with its line end, as far as it has come
   bool headerComplete_ = false;
   std::size_t headerLength_ = 0;
+  HttpStatus status_;
   std::size_t trailerLength_ = 0;
   HttpFraming framing_;
   bool continues_ = false;

@@ -3,7 +3,8 @@
 // that differ, a length that is no number) the answer is refused.
 #include "web/HttpFraming.h"
 
-#include <vector>
+#include <algorithm>
+#include <utility>
 
 #include "support/Text.h"
 
@@ -20,9 +21,10 @@ int DigitValue(char c) {
 }
 
 // A list of the same length again and again counts once (RFC 9110, section 8.6).
-void ReadLength(const std::string& list, HttpFraming& framing) {
-  for (const std::string& member : Split(list, ',')) {
-    const auto length = ParseLength(Trim(member), 10);
+void ReadLength(std::string_view list, HttpFraming& framing) {
+  std::string_view rest = list;
+  for (auto left = std::ranges::count(list, ',') + 1; left > 0; --left) {
+    const auto length = ParseLength(TakeMember(rest), 10);
     if (!length) {
       framing.error = "The answer's Content-Length \"" + Shown(list) + "\" is no length.";
     } else if (framing.length && *framing.length != *length) {
@@ -34,9 +36,9 @@ void ReadLength(const std::string& list, HttpFraming& framing) {
 }
 
 // A coding other than "chunked" would come out as it is, which nobody could tell from the body.
-void ReadCodings(const std::string& list, HttpFraming& framing) {
-  for (const std::string& member : Split(list, ',')) {
-    const std::string coding = Trim(member);
+void ReadCodings(std::string_view list, HttpFraming& framing) {
+  for (std::string_view rest = list; !rest.empty();) {
+    const std::string_view coding = TakeMember(rest);
     if (coding.empty() || EqualsIgnoreCase(coding, "identity")) continue;
     if (!EqualsIgnoreCase(coding, "chunked")) {
       framing.error = "The answer's Transfer-Encoding \"" + Shown(list) + "\" is not supported.";
@@ -46,13 +48,25 @@ void ReadCodings(const std::string& list, HttpFraming& framing) {
   }
 }
 
+// Of the header's fields, those that decide where the body ends.
+struct FramingFields {
+  std::optional<std::string> length;
+  std::optional<std::string> codings;
+  std::string connection;
+};
+
+FramingFields FieldsOf(const HttpHead& head) {
+  auto found = head.FieldsOf({"Content-Length", "Transfer-Encoding", "Connection"});
+  return {std::move(found[0]), std::move(found[1]), std::move(found[2]).value_or("")};
+}
+
 // Chunks beside a length, or in HTTP 1.0, somebody on the way may have read otherwise, and then the
 // next answer would begin elsewhere for him (RFC 9112, sections 6.1 and 6.3).
-bool IsPersistent(const HttpHead& head) {
-  if (head.Lists("Connection", "close")) return false;
+bool IsPersistent(const HttpHead& head, const FramingFields& fields) {
+  if (HasMember(fields.connection, "close")) return false;
   const bool old = StartsWithIgnoreCase(head.FirstLine(), "HTTP/1.0");
-  const bool doubtful = head.Field("Transfer-Encoding") && (old || head.Field("Content-Length"));
-  return !doubtful && (!old || head.Lists("Connection", "keep-alive"));
+  const bool doubtful = fields.codings && (old || fields.length);
+  return !doubtful && (!old || HasMember(fields.connection, "keep-alive"));
 }
 
 }  // namespace
@@ -77,23 +91,21 @@ std::string Shown(std::string_view text) {
   return shown;
 }
 
-HttpFraming ReadFraming(const HttpHead& head, bool headOnly) {
+HttpFraming ReadFraming(const HttpHead& head, std::int32_t code, bool headOnly) {
   HttpFraming framing;
-  const std::int32_t code = ParseStatusLine(head.FirstLine()).code;
-  if (const auto list = head.Field("Content-Length")) ReadLength(*list, framing);
-  if (const auto list = head.Field("Transfer-Encoding"); list && framing.error.empty()) {
-    ReadCodings(*list, framing);
-  }
+  const FramingFields fields = FieldsOf(head);
+  if (fields.length) ReadLength(*fields.length, framing);
+  if (fields.codings && framing.error.empty()) ReadCodings(*fields.codings, framing);
   if (framing.chunked || !framing.error.empty()) framing.length.reset();
   framing.body = framing.chunked  ? HttpFraming::Body::Chunked
                  : framing.length ? HttpFraming::Body::Sized
                                   : HttpFraming::Body::UntilClose;
   framing.closeMeansEnd =
-      framing.body == HttpFraming::Body::UntilClose || head.Lists("Connection", "close");
+      framing.body == HttpFraming::Body::UntilClose || HasMember(fields.connection, "close");
   const bool empty = code == 204 || code == 304;
   if (empty) framing.error.clear();
   const bool delimited = headOnly || empty || framing.body != HttpFraming::Body::UntilClose;
-  framing.persistent = delimited && code != 101 && IsPersistent(head);
+  framing.persistent = delimited && code != 101 && IsPersistent(head, fields);
   if (headOnly || empty) framing.body = HttpFraming::Body::None;
   return framing;
 }

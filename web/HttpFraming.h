@@ -29,7 +29,7 @@ struct HttpFraming {
   std::string error;                    // not empty: the header breaks the rules (10042)
 };
 
-/// Reads the framing out of a header with a good status line. `headOnly`: the answer to HEAD.
-HttpFraming ReadFraming(const HttpHead& head, bool headOnly);
+/// Reads the framing out of a header with this status. `headOnly`: the answer to HEAD.
+HttpFraming ReadFraming(const HttpHead& head, std::int32_t code, bool headOnly);
 
 }  // namespace netro

@@ -73,11 +73,10 @@ HttpStatus ParseStatusLine(std::string_view line) {
   return status;
 }
 
-bool IsStatusLine(std::string_view line) {
+bool HasHttpVersion(std::string_view line) {
   const std::string_view protocol = line.substr(0, line.find(' '));
-  const bool known = EqualsIgnoreCase(protocol, "HTTP/1.1") ||
-                     EqualsIgnoreCase(protocol, "HTTP/1.0") || EqualsIgnoreCase(protocol, "HTTP/2");
-  return known && ParseStatusLine(line).code >= 100;
+  return EqualsIgnoreCase(protocol, "HTTP/1.1") || EqualsIgnoreCase(protocol, "HTTP/1.0") ||
+         EqualsIgnoreCase(protocol, "HTTP/2");
 }
 
 std::string_view HttpHead::FirstLine() const {
@@ -101,15 +100,26 @@ std::vector<std::string> HttpHead::Lines(std::string_view name) const {
 }
 
 std::optional<std::string> HttpHead::Field(std::string_view name) const {
-  std::optional<std::string> list;
-  for (const std::string& line : Lines(name)) {
-    if (list) {
-      *list += ", " + line;
-    } else {
-      list = line;
+  return std::move(FieldsOf({name})[0]);
+}
+
+void HttpHead::Collect(std::span<const std::string_view> names,
+                       std::span<std::optional<std::string>> found) const {
+  std::string_view rest = text_;
+  for (SkipLine(rest); !rest.empty();) {
+    std::size_t at = 0;
+    while (at < names.size() && !MayBeNamed(rest, names[at])) ++at;
+    if (at == names.size()) {
+      SkipLine(rest);
+      continue;
     }
+    const std::string_view line = TakeLine(rest);
+    while (at < names.size() && !IsNamed(line, names[at])) ++at;
+    if (at == names.size()) continue;
+    std::string value = TakeValue(line, rest);
+    std::optional<std::string>& list = found[at];
+    list = list ? *list + ", " + value : std::move(value);
   }
-  return list;
 }
 
 std::vector<std::pair<std::string, std::string>> HttpHead::Fields() const {
@@ -126,10 +136,17 @@ std::vector<std::pair<std::string, std::string>> HttpHead::Fields() const {
   return fields;
 }
 
-bool HttpHead::Lists(std::string_view name, std::string_view member) const {
-  const std::vector<std::string> members = Split(Field(name).value_or(""), ',');
-  return std::ranges::any_of(
-      members, [&](const std::string& each) { return EqualsIgnoreCase(Trim(each), member); });
+std::string_view TakeMember(std::string_view& list) {
+  const std::string_view member = list.substr(0, list.find(','));
+  list.remove_prefix(std::min(member.size() + 1, list.size()));
+  return Trimmed(member);
+}
+
+bool HasMember(std::string_view list, std::string_view member) {
+  while (!list.empty()) {
+    if (EqualsIgnoreCase(TakeMember(list), member)) return true;
+  }
+  return false;
 }
 
 }  // namespace netro

@@ -5,8 +5,10 @@
 // field before it. A value ends at a lone CR.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -22,8 +24,13 @@ struct HttpStatus {
 /// "HTTP/1.1 200 OK" → 200, "OK". The code is 0 unless three digits stand behind the first blanks.
 HttpStatus ParseStatusLine(std::string_view line);
 
-/// True for a status line of HTTP 1.0, 1.1 or 2 with a code from 100.
-bool IsStatusLine(std::string_view line);
+/// True for a line that begins as one of HTTP 1.0, 1.1 or 2.
+bool HasHttpVersion(std::string_view line);
+
+/// Takes the next member off a list separated by commas, without the blanks around it.
+std::string_view TakeMember(std::string_view& list);
+/// True when the list holds `member`, compared without regard to case.
+bool HasMember(std::string_view list, std::string_view member);
 
 class HttpHead {
  public:
@@ -37,10 +44,19 @@ class HttpHead {
   std::optional<std::string> Field(std::string_view name) const;
   /// All lines as name and value, in order.
   std::vector<std::pair<std::string, std::string>> Fields() const;
-  /// True when the list holds `member`, compared without regard to case.
-  bool Lists(std::string_view name, std::string_view member) const;
+  /// Field for several names, in one look at the lines.
+  template <std::size_t Count>
+  std::array<std::optional<std::string>, Count> FieldsOf(
+      const std::string_view (&names)[Count]) const {
+    std::array<std::optional<std::string>, Count> found;
+    Collect(names, found);
+    return found;
+  }
 
  private:
+  void Collect(std::span<const std::string_view> names,
+               std::span<std::optional<std::string>> found) const;
+
   std::string_view text_;
 };
 

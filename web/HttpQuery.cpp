@@ -21,7 +21,6 @@
 #include "platform/ErrorNumbers.h"
 #include "socket/SocketErrors.h"
 #include "support/OnException.h"
-#include "support/UrlReference.h"
 #include "web/HttpTimeline.h"
 
 namespace netro {
@@ -33,11 +32,16 @@ constexpr std::size_t kLongestDetail = 4'000;  // a server could fill the memory
 }  // namespace
 
 HttpQuery::HttpQuery(HTTPCls& owner)
-    : owner_(owner), call_(owner.call_), mark_(owner.module_, owner.call_) {
+    : owner_(owner),
+      call_(owner.call_),
+      mark_(owner.module_, owner.call_),
+      options_(owner.options_),
+      limit_(options_.totalTimeout.count() > 0 ? MillisecondsFromNow(options_.totalTimeout)
+                                               : TimePoint::max()) {
+  mark_.LimitTo(limit_);
   target_.Discard();
   TellFile();
   settings_ = owner.settings_;
-  options_ = owner.options_;
 }
 
 HttpQuery::~HttpQuery() {
@@ -52,7 +56,8 @@ std::string HttpQuery::Run(bool& timeout) {
   Reset();
   // Deep inside other calls it is left out: what it delivers may make one more call. Beside tasks
   // the loop goes on anyway.
-  if (mark_.Task() == nullptr && mark_.MessageLoop().MayPumpAside()) mark_.MessageLoop().PumpMessages();
+  if (mark_.Task() == nullptr && mark_.MessageLoop().MayPumpAside())
+    mark_.MessageLoop().PumpMessages();
   bool succeeded = call_->alive && CheckSettings() && Prepare();
   do {
     succeeded = succeeded && Exchange(timeout);
@@ -102,24 +107,33 @@ void HttpQuery::GiveUp() {
 
 bool HttpQuery::Fail(std::int32_t error, std::string text) {
   GiveUp();
-  owner_.lastErr_ = error;
+  owner_.lastErr_ = error_ = error;
+  if (text.empty() && error == kErrTimedOut && Now() >= limit_) text = TextOfLimit();
   errorText_ = text.empty() ? SocketErrorText(error) : std::move(text);
   Note("error", errorText_);
   return false;
 }
 
+std::string HttpQuery::TextOfLimit() const {
+  const auto limit = options_.totalTimeout;
+  std::string seconds = std::to_string(limit.count() / 1000);
+  if (limit.count() % 1000 != 0)
+    seconds += '.' + std::to_string(1000 + limit.count() % 1000).substr(1);
+  return "The whole query has taken longer than TotalTimeout, " + seconds + " seconds.";
+}
+
 bool HttpQuery::Exchange(bool& timeout) {
   next_.reset();
-  Note("request", method_ + ' ' + WithoutSecretParameters(UrlText(url_)));
+  Note("request", method_ + ' ' + WithoutSecretParameters(urlText_));
   return Open() && Send() && AwaitAnswer(timeout);
 }
 
 WaitEnd HttpQuery::AwaitEnd() {
-  const auto ended = [this] { return !call_->alive || ended_ || owner_.lastErr_ != 0; };
+  const auto ended = [this] { return !call_->alive || ended_ || error_ != 0; };
   const TimePoint deadline = SecondsFromNow(settings_.timeOutSeconds);
-  if (options_.idleTimeout <= 0) return WaitUntil(mark_, deadline, ended);
+  const auto idle = options_.idleTimeout;
+  if (idle.count() <= 0) return WaitUntil(mark_, deadline, ended);
   lastArrival_ = std::max(lastArrival_, Now());
-  const std::chrono::seconds idle(options_.idleTimeout);
   for (;;) {
     const TimePoint due = std::min(deadline, lastArrival_ + idle);
     const WaitEnd end = WaitUntil(mark_, due, ended);
@@ -134,7 +148,7 @@ bool HttpQuery::AwaitAnswer(bool& timeout) {
   if (!call_->alive) return false;
   timeout = end == WaitEnd::TimedOut;
   if (end != WaitEnd::Done) return Fail(WaitError(end));
-  if (owner_.lastErr_ != 0) return Fail(owner_.lastErr_, std::move(errorText_));
+  if (error_ != 0) return Fail(error_, std::move(errorText_));
   if (mark_.Cancelled()) return Fail(kErrCancelled);
   return Conclude();
 }
@@ -151,7 +165,7 @@ bool HttpQuery::Conclude() {
   // A header is enough for a repetition: of a server that closes at once, the rest may be lost.
   const bool cut = answer_->HeaderComplete() && answer_->Error() == kErrConnectionReset;
   if (answer_->IsComplete() || cut) Decide();
-  if (owner_.lastErr_ != 0) return Fail(owner_.lastErr_, std::move(errorText_));
+  if (error_ != 0) return Fail(error_, std::move(errorText_));
   if (next_ == Next::Repeat) {
     LeaveConnection();
     target_.Discard();
@@ -170,13 +184,11 @@ bool HttpQuery::Conclude() {
 }
 
 std::string HttpQuery::Finish() {
+  owner_.lastErr_ = 0;  // a refused query of this object may have left its error
   PublishHead();
   Publish();
   owner_.bodyLen_ = target_.Length();
-  // As it was asked for: a redirect may have had anything in it.
-  url_.path = UrlEncode(url_.path);
-  url_.query = UrlEncode(url_.query);
-  owner_.finalURL_ = UrlText(url_);
+  owner_.finalURL_ = urlText_;
   TellFile();
   if (owner_.socket_ != nullptr) owner_.socket_->Events(nullptr);
   Note("end", std::to_string(static_cast<std::uint64_t>(owner_.bodyLen_)) + " bytes");

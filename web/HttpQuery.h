@@ -9,10 +9,10 @@
 #include <string>
 #include <string_view>
 
+#include "platform/ByteSource.h"
 #include "socket/OpenConnection.h"
 #include "socket/Wait.h"
 #include "support/Url.h"
-#include "web/BodySource.h"
 #include "web/HttpAnswer.h"
 #include "web/HttpAuthorization.h"
 #include "web/HttpBodyTarget.h"
@@ -39,6 +39,7 @@ class HttpQuery final : private SocketClsEvents, private HttpBodySink {
   void GiveUp();
   bool Fail(std::int32_t error, std::string text = std::string());
   std::string Finish();
+  std::string TextOfLimit() const;
   void Note(std::string_view what, std::string detail = std::string());
 
   // HttpQuerySettings.cpp: what the settings say.
@@ -49,6 +50,7 @@ class HttpQuery final : private SocketClsEvents, private HttpBodySink {
   bool PrepareBody();
   bool OpenBodySource();
   bool CheckOptions();
+  void SetUrl(Url url);
   bool CheckProtocol();
   bool UsesHttpProxy() const;
   bool UsesSocks() const;
@@ -62,6 +64,7 @@ class HttpQuery final : private SocketClsEvents, private HttpBodySink {
   bool TakeKept();
   std::string ConnectionKey() const;
   bool OpenNew();
+  bool OpenWithinLimit();
   bool OpenSocket();
   bool RunProlog(const ConnectionPlan& plan);
   bool OpenTunnel(bool& again);
@@ -117,11 +120,13 @@ class HttpQuery final : private SocketClsEvents, private HttpBodySink {
   const TimePoint begun_ = Now();
   HTTPCls::Settings settings_;
   HTTPCls::Options options_;
+  const TimePoint limit_;  // of the whole
 
   // The present request: redirects change it.
   Url url_;
+  std::string urlText_;  // of it, without user information
   std::string method_;
-  std::unique_ptr<BodySource> body_;  // else PostData
+  std::unique_ptr<ByteSource> body_;  // else PostData
   bool hasBody_ = false;
   bool ownOrigin_ = true;  // of the URL that was set: credentials may go there
   bool expect_ = false;    // 100-continue
@@ -136,15 +141,15 @@ class HttpQuery final : private SocketClsEvents, private HttpBodySink {
   std::optional<Next> next_;  // decided once the header is there
   std::string key_;           // of the connection, which a redirect does not lead elsewhere
   TimePoint connectLimit_;
-  bool reused_ = false;       // the connection was kept from another query
-  bool onlyNew_ = false;      // one that was kept has failed
-  bool asksRest_ = false;     // of the part
-  bool goesOn_ = false;       // the answer has it
-  std::uint64_t whole_ = 0;   // bytes with the rest
+  bool reused_ = false;      // the connection was kept from another query
+  bool onlyNew_ = false;     // one that was kept has failed
+  bool asksRest_ = false;    // of the part
+  bool goesOn_ = false;      // the answer has it
+  std::uint64_t whole_ = 0;  // bytes with the rest
   std::unique_ptr<HttpAnswer> answer_;
   HttpBodyTarget target_;
   bool headKnown_ = false;
-  bool ended_ = false;  // the answer is complete, broken, or cut short
+  bool ended_ = false;    // the answer is complete, broken, or cut short
   bool feeding_ = false;  // a block is being taken in
   Bytes deferred_;        // what came meanwhile
   bool closed_ = false;   // and the end
@@ -156,6 +161,7 @@ class HttpQuery final : private SocketClsEvents, private HttpBodySink {
   TimePoint lastArrival_;
   TimePoint answerBegun_;
   std::int32_t timer_ = 0;
+  std::int32_t error_ = 0;  // that ends the query; LastErr may be of a refused one
   std::string errorText_;
 };
 

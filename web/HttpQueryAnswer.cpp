@@ -7,7 +7,6 @@
 #include "socket/SocketErrors.h"
 #include "support/OnException.h"
 #include "support/Text.h"
-#include "support/UrlReference.h"
 #include "web/HttpPart.h"
 #include "web/HttpQuery.h"
 
@@ -53,7 +52,7 @@ void HttpQuery::DataArrival(const Bytes& BinData, const std::string& RemoteHostI
     Feed(BinData);
   } catch (const std::bad_alloc&) {
     if (!call_->alive) throw;
-    owner_.lastErr_ = kErrNoBuffers;
+    error_ = kErrNoBuffers;
   }
   if (!call_->alive) return;
   if (answer_->HeaderComplete()) PublishHead();
@@ -63,8 +62,8 @@ void HttpQuery::DataArrival(const Bytes& BinData, const std::string& RemoteHostI
   if (owner_.events_ != nullptr) owner_.events_->Status(owner_, RemoteHostIP);
 }
 
-// A Body event waits, and what comes meanwhile must wait for it: the block that it belongs to is not
-// taken in to its end.
+// A Body event waits, and what comes meanwhile must wait for it: the block that it belongs to is
+// not taken in to its end.
 void HttpQuery::Defer(std::span<const std::uint8_t> block) {
   deferred_.insert(deferred_.end(), block.begin(), block.end());
   owner_.socket_->SocketIsBusy(true);
@@ -77,7 +76,7 @@ void HttpQuery::Feed(std::span<const std::uint8_t> block) {
     feeding_ = false;
     ended_ = true;
     answer_->Abandon();
-    if (call_->alive) owner_.lastErr_ = kErrCancelled;
+    if (call_->alive) error_ = kErrCancelled;
   });
   owner_.receivedBytes_ += static_cast<double>(block.size());
   answer_->Feed(block);
@@ -151,7 +150,7 @@ HttpBodyTarget::Plan HttpQuery::BodyPlan() const {
 void HttpQuery::PublishHead() {
   if (std::exchange(headKnown_, true)) return;
   Note("answer", std::string(answer_->Head().FirstLine()));
-  const HttpStatus status = answer_->Status();
+  const HttpStatus& status = answer_->Status();
   owner_.httpResult_ = status.code;
   owner_.httpResultMsg_ = status.reason;
   owner_.header_ = answer_->Header();
@@ -160,7 +159,7 @@ void HttpQuery::PublishHead() {
 void HttpQuery::BeginBody() {
   PublishHead();
   Decide();
-  if (owner_.lastErr_ != 0) return answer_->Abandon();
+  if (error_ != 0) return answer_->Abandon();
   std::int32_t error = target_.Open(BodyPlan());
   TellFile();
   const bool unpacks = options_.codings != nullptr && settings_.removeChunkHeader;
@@ -173,12 +172,12 @@ void HttpQuery::BeginBody() {
 
 void HttpQuery::StopAnswer(std::int32_t error) {
   answer_->Abandon();
-  owner_.lastErr_ = error;
+  error_ = error;
   errorText_ = target_.ErrorText().empty() ? target_.Chain().ErrorText() : target_.ErrorText();
 }
 
 bool HttpQuery::WriteBody(std::span<const std::uint8_t> bytes) {
-  if (!call_->alive || owner_.lastErr_ != 0) return true;
+  if (!call_->alive || error_ != 0) return true;
   if (next_ == Next::Repeat) {
     // Reading on would cost more than another connection.
     if (answer_->BodyLength() > kMostDiscarded) answer_->Abandon(), EndAnswer();

@@ -45,26 +45,31 @@ bool HttpQuery::Open() {
 // What leads to the same place for the same people, and nothing else, shares connections.
 std::string HttpQuery::ConnectionKey() const {
   std::string key;
-  const auto add = [&](std::string_view part) { key.append(part).append(1, '\0'); };
-  const ConnectionPlan plan = Plan();
+  key.reserve(200);
+  const auto add = [&](std::string_view part) {
+    key += part;
+    key += '\0';
+  };
+  const auto addNumber = [&](std::uintptr_t number) { add(std::to_string(number)); };
   const bool secure = url_.protocol == "https";
   add(secure ? "https" : "http");
-  add(plan.host);
-  add(std::to_string(plan.port));
   // Its name was proved by a certificate, and other names may lead to the same address or proxy.
-  if (secure || !UsesHttpProxy()) add(url_.host + ':' + std::to_string(url_.port));
-  add(std::to_string(settings_.proxyType));
-  if (settings_.proxyType != NoProxy) {
-    add(plan.proxyHost);
-    add(std::to_string(plan.proxyPort));
-    add(plan.proxyUser);
-    add(plan.proxyPassword);
-    add(plan.remoteDNS ? "remote" : "");
+  if (secure || !UsesHttpProxy()) {
+    add(url_.host);
+    addNumber(static_cast<std::uint32_t>(url_.port));
+    add(HostAddress());
   }
-  if (secure) add(url_.host);  // whose certificate was checked, whatever the address
-  if (secure) add(std::to_string(reinterpret_cast<std::uintptr_t>(options_.tls.get())));
+  addNumber(static_cast<std::uint32_t>(settings_.proxyType));
+  if (settings_.proxyType != NoProxy) {
+    add(settings_.proxyURL);
+    addNumber(static_cast<std::uint32_t>(settings_.proxyPort));
+    add(settings_.proxyUser);
+    add(settings_.proxyPassword);
+    add(settings_.proxyUseRemoteDNS ? "remote" : "");
+  }
+  if (secure) addNumber(reinterpret_cast<std::uintptr_t>(options_.tls.get()));
   add(settings_.dnsURL);
-  add(std::to_string(settings_.preference));
+  addNumber(static_cast<std::uint32_t>(settings_.preference));
   add(ownOrigin_ ? settings_.user : "");
   add(ownOrigin_ ? settings_.password : "");
   add(url_.user);
@@ -95,8 +100,15 @@ TimePoint HttpQuery::ConnectDeadline() const {
 }
 
 bool HttpQuery::OpenNew() {
-  const bool limited = options_.connectTimeout > 0;
-  connectLimit_ = limited ? SecondsFromNow(options_.connectTimeout) : TimePoint::max();
+  const bool limited = options_.connectTimeout.count() > 0;
+  connectLimit_ = limited ? MillisecondsFromNow(options_.connectTimeout) : TimePoint::max();
+  mark_.LimitTo(std::min(limit_, connectLimit_));  // also of a proxy's replies
+  const bool opened = OpenWithinLimit();
+  mark_.LimitTo(limit_);
+  return opened;
+}
+
+bool HttpQuery::OpenWithinLimit() {
   if (owner_.socket_ == nullptr) owner_.socket_ = std::make_unique<SocketCls>();
   owner_.socket_->Events(this);
   bool again = false;

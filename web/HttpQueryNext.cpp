@@ -35,10 +35,9 @@ void HttpQuery::Decide() {
 
 void HttpQuery::TakeCookies(const HttpHead& head) {
   if (options_.cookies == nullptr) return;
-  const std::string url = UrlText(url_);
   std::vector<std::string> cookies = head.Lines("Set-Cookie");
   cookies.resize(std::min(cookies.size(), kMostCookies));
-  for (const std::string& cookie : cookies) options_.cookies->Take(cookie, url);
+  for (const std::string& cookie : cookies) options_.cookies->Take(cookie, urlText_);
 }
 
 bool HttpQuery::CanRepeatBody() {
@@ -49,7 +48,7 @@ bool HttpQuery::CanRepeatBody() {
 
 // Ends the query. Returns false: nothing is repeated.
 bool HttpQuery::Stop(std::int32_t error, std::string text) {
-  owner_.lastErr_ = error;
+  error_ = error;
   errorText_ = std::move(text);
   return false;
 }
@@ -74,12 +73,13 @@ bool HttpQuery::Redirected(std::int32_t code, const HttpHead& head) {
   if (places.empty()) return false;
   if (redirects_++ == options_.maxRedirects) {
     return Stop(kErrLoop, "More than " + std::to_string(options_.maxRedirects) +
-                              " redirects; the next one leads to " + WithoutSecrets(places[0]) + ".");
+                              " redirects; the next one leads to " + WithoutSecrets(places[0]) +
+                              ".");
   }
   if (redirect->keepsBody && hasBody_ && !CanRepeatBody()) return false;
   if (!redirect->keepsBody) DropBody();
   method_ = redirect->method;
-  return FollowTo(ResolveReference(UrlText(url_), places[0]), code);
+  return FollowTo(ResolveReference(urlText_, places[0]), code);
 }
 
 // Credentials, and what else is the caller's own, stay with the origin that they were meant for.
@@ -100,8 +100,8 @@ bool HttpQuery::FollowTo(std::string place, std::int32_t code) {
   }
   serverLogin_ = {};
   serverLogin_.send = ownOrigin_ && settings_.sendAuthAfterChallenge;
-  url_ = std::move(next);
-  Note("redirect", std::to_string(code) + ' ' + WithoutSecretParameters(UrlText(url_)));
+  SetUrl(std::move(next));
+  Note("redirect", std::to_string(code) + ' ' + WithoutSecretParameters(urlText_));
   return CheckProtocol() || Stop(kErrProtocolNotSupported, std::move(errorText_));
 }
 
@@ -138,13 +138,14 @@ bool HttpQuery::Resumed(std::int32_t code, const HttpHead& head) {
   answer.contentType = answer_->ContentType();
   answer.entityTag = head.Field("ETag").value_or("");
   answer.lastModified = head.Field("Last-Modified").value_or("");
+  answer.contentCoding = head.Field("Content-Encoding").value_or("");
   if (answer_->ExpectedLength() >= 0) {
     answer.contentLength = static_cast<std::uint64_t>(answer_->ExpectedLength());
   }
   const ResumeDecision decision = DecideResume(part_, answer);
   if (decision.step == ResumeStep::Refuse) return Stop(kErrBadProtocolOption, decision.error);
   goesOn_ = decision.step == ResumeStep::Continue;
-  whole_ = decision.total.value_or(part_.have + decision.expected);
+  whole_ = decision.total.value_or(0);
   if (goesOn_) Note("resumed", std::to_string(part_.have) + " bytes");
   if (decision.step != ResumeStep::AskAgain && decision.step != ResumeStep::Complete) return false;
   HttpPart::Forget(settings_.filename);

@@ -6,7 +6,6 @@
 
 #include "platform/ErrorNumbers.h"
 #include "support/Text.h"
-#include "support/UrlReference.h"
 #include "web/HttpQuery.h"
 
 namespace netro {
@@ -63,14 +62,15 @@ void HttpQuery::AddOwnFields(HttpRequest& request) {
   for (const auto& [name, value] : rest) add(name.c_str(), value);
   if (asksRest_) add("Accept-Encoding", "identity");
   if (options_.codings != nullptr) add("Accept-Encoding", options_.codings->Codings());
-  if (options_.cookies != nullptr) add("Cookie", options_.cookies->CookieHeader(UrlText(url_)));
+  if (options_.cookies != nullptr) add("Cookie", options_.cookies->CookieHeader(urlText_));
   expect_ = body_ != nullptr && !refuseExpect_ && request.bodyLength.value_or(kLongBody) >= kLongBody;
   if (expect_) add("Expect", "100-continue");
 }
 
 TimePoint HttpQuery::SendDeadline() const {
   const TimePoint whole = SecondsFromNow(settings_.timeOutSeconds);
-  return options_.idleTimeout > 0 ? std::min(whole, SecondsFromNow(options_.idleTimeout)) : whole;
+  const auto idle = options_.idleTimeout;
+  return idle > idle.zero() ? std::min(whole, MillisecondsFromNow(idle)) : whole;
 }
 
 bool HttpQuery::Send() {
@@ -109,7 +109,7 @@ std::int32_t HttpQuery::SendRequest() {
   const std::size_t together = std::min(body.size(), kSentWithHeader);
   text += body.substr(0, together);
   std::int32_t error = SendPiece(text, together == body.size());
-  const std::size_t piece = options_.idleTimeout > 0 ? kPiece : body.size();
+  const std::size_t piece = options_.idleTimeout.count() > 0 ? kPiece : body.size();
   for (std::size_t at = together; error == 0 && call_->alive && !ended_ && at < body.size();) {
     const std::string_view next = body.substr(at, piece);
     at += next.size();

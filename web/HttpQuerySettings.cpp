@@ -78,18 +78,26 @@ bool HttpQuery::CheckProxy() {
 bool HttpQuery::Prepare() {
   UrlResult split = SplitUrl(settings_.url);
   if (!split.error.empty()) return Fail(kErrInvalidArgument, "URL: " + split.error);
-  url_ = std::move(split.url);
-  url_.port = EffectivePort(url_);
+  SetUrl(std::move(split.url));
   if (!CheckProtocol()) return Fail(kErrProtocolNotSupported, std::move(errorText_));
   proxyLogin_.send =
       settings_.proxyType == ProxyBasicAuthorization || settings_.proxyType == ProxyMSISAServer;
   serverLogin_.send = settings_.sendAuthAfterChallenge;
   if (!PrepareBody()) return false;
   if (options_.resume && method_ == "GET") {
-    partUrl_ = UrlText(url_);
+    partUrl_ = urlText_;
     part_ = HttpPart::Find(settings_.filename, partUrl_);
   }
   return true;
+}
+
+// As it is asked for: anything may have been in it.
+void HttpQuery::SetUrl(Url url) {
+  url_ = std::move(url);
+  url_.port = EffectivePort(url_);
+  url_.path = UrlEncode(url_.path);
+  url_.query = UrlEncode(url_.query);
+  urlText_ = UrlText(url_);
 }
 
 bool HttpQuery::CheckProtocol() {
@@ -122,7 +130,7 @@ bool HttpQuery::PrepareBody() {
 bool HttpQuery::OpenBodySource() {
   using Kind = HTTPCls::BodyKind;
   if (options_.bodyKind == Kind::Function) {
-    body_ = std::make_unique<FunctionBody>(
+    body_ = std::make_unique<FunctionSource>(
         [read = options_.bodyFunction](std::span<std::uint8_t> room, std::size_t& got) {
           const std::ptrdiff_t count = read != nullptr ? read(room) : -1;
           got = count > 0 ? static_cast<std::size_t>(count) : 0;
@@ -132,7 +140,7 @@ bool HttpQuery::OpenBodySource() {
     return true;
   }
   if (options_.bodyKind == Kind::File) {
-    auto file = std::make_unique<FileBody>();
+    auto file = std::make_unique<FileSource>();
     const std::int32_t error = file->Open(options_.bodyFile);
     if (error != 0) return Fail(error, file->ErrorText());
     body_ = std::move(file);
@@ -173,8 +181,7 @@ ConnectionPlan HttpQuery::Plan() const {
   plan.proxyUser = settings_.proxyUser;
   plan.proxyPassword = settings_.proxyPassword;
   plan.remoteDNS = settings_.proxyUseRemoteDNS;
-  plan.seconds = settings_.timeOutSeconds;
-  if (options_.connectTimeout > 0) plan.seconds = std::min(plan.seconds, options_.connectTimeout);
+  plan.wait = std::chrono::seconds(settings_.timeOutSeconds);
   plan.lookup = {settings_.dnsURL, settings_.preference};
   switch (settings_.proxyType) {
     case ProxySocks4:

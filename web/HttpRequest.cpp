@@ -14,7 +14,9 @@ constexpr const char* kLineEnd = "\r\n";
 // last of them.
 class Lines {
  public:
-  explicit Lines(const HttpFields& added) : added_(added) {}
+  Lines(const HttpFields& added, std::string& text) : added_(added), text_(text) {
+    own_.reserve(5);
+  }
 
   void Add(std::string_view name, const std::string& value) {
     const auto same = std::find_if(added_.rbegin(), added_.rend(),
@@ -28,20 +30,18 @@ class Lines {
       if (!sent(except) && std::ranges::none_of(own_, sent)) Append(field.first, field.second);
     }
   }
-  const std::string& Text() const { return text_; }
 
  private:
   static bool IsNamed(const HttpFields::value_type& field, std::string_view name) {
     return EqualsIgnoreCase(field.first, name);
   }
-  void Append(std::string_view name, const std::string& value) {
-    text_ += name;
-    text_ += ": " + value + kLineEnd;
+  void Append(std::string_view name, std::string_view value) {
+    text_.append(name).append(": ").append(value).append(kLineEnd);
   }
 
   const HttpFields& added_;
   std::vector<std::string_view> own_;
-  std::string text_;
+  std::string& text_;
 };
 
 // A zone is of this host only (RFC 6874, section 4).
@@ -61,17 +61,20 @@ std::string HostField(const Url& url) {
 }
 
 std::string HttpRequest::Target() const {
-  const std::string query = url.query.empty() ? "" : "?" + UrlEncode(url.query);
-  return "/" + UrlEncode(url.path) + query;
+  std::string target = "/" + UrlEncode(url.path);
+  if (!url.query.empty()) target.append("?").append(UrlEncode(url.query));
+  return target;
 }
 
 std::string HttpRequest::ComposeHead() const {
   const bool connects = method == "CONNECT";
-  std::string first = method + " ";
-  if (absoluteForm) first += url.protocol + "://" + HostField(url);
+  std::string text;
+  text.reserve(512);
+  text.append(method).append(" ");
+  if (absoluteForm) text.append(url.protocol).append("://").append(HostField(url));
   const HttpTarget target{method, connects ? HostAndPort(url) : Target()};
-  first += target.uri + " " + token + kLineEnd;
-  Lines lines(headers);
+  text.append(target.uri).append(" ").append(token).append(kLineEnd);
+  Lines lines(headers, text);
   lines.Add("Host", connects ? HostAndPort(url) : HostField(url));
   if (proxy) lines.Add("Proxy-Authorization", proxy->Authorization(target));
   if (server) lines.Add("Authorization", server->Authorization(target));
@@ -79,7 +82,7 @@ std::string HttpRequest::ComposeHead() const {
   if (chunked) lines.Add("Transfer-Encoding", "chunked");
   if (bodyLength) lines.Add("Content-Length", std::to_string(*bodyLength));
   const bool bare = bodyLength || chunked || bareEnd || connects;
-  return first + lines.Text() + kLineEnd + (bare ? "" : kLineEnd);
+  return text.append(bare ? kLineEnd : "\r\n\r\n");
 }
 
 bool IsForProxy(const HttpFields::value_type& field) {

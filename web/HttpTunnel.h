@@ -31,7 +31,7 @@ class HttpTunnel final : private SocketClsEvents, private HttpBodySink {
 
   /// The answer's header, as far as one came.
   HttpHead Head() const { return answer_.Head(); }
-  HttpStatus Status() const { return answer_.Status(); }
+  const HttpStatus& Status() const { return answer_.Status(); }
   const std::string& ErrorText() const { return answer_.ErrorText(); }
 
  private:

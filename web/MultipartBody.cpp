@@ -55,7 +55,7 @@ std::string MultipartBody::PartHead(const std::string& name) const {
 }
 
 void MultipartBody::Add(std::string text) {
-  pieces_.push_back(std::make_unique<MemoryBody>(std::move(text)));
+  pieces_.Add(std::make_unique<MemorySource>(std::move(text)));
 }
 
 void MultipartBody::AddField(const std::string& name, const std::string& value) {
@@ -63,7 +63,7 @@ void MultipartBody::AddField(const std::string& name, const std::string& value) 
 }
 
 std::int32_t MultipartBody::AddFile(const std::string& name, const File& file) {
-  auto source = std::make_unique<FileBody>();
+  auto source = std::make_unique<FileSource>();
   if (const std::int32_t error = source->Open(file.path)) {
     errorText_ = source->ErrorText();
     return error;
@@ -72,7 +72,7 @@ std::int32_t MultipartBody::AddFile(const std::string& name, const File& file) {
 }
 
 std::int32_t MultipartBody::AddSource(const std::string& name, const File& file,
-                                      std::unique_ptr<BodySource> source) {
+                                      std::unique_ptr<ByteSource> source) {
   const std::string fileName = file.fileName.empty() ? LastPart(file.path) : file.fileName;
   const std::string type = file.contentType.empty() ? TypeByName(fileName) : file.contentType;
   if (HasControlCharacter(type)) {
@@ -80,37 +80,27 @@ std::int32_t MultipartBody::AddSource(const std::string& name, const File& file,
     return kErrInvalidArgument;
   }
   Add(PartHead(name) + "; filename=" + Quoted(fileName) + "\r\nContent-Type: " + type + "\r\n\r\n");
-  pieces_.push_back(std::move(source));
+  pieces_.Add(std::move(source));
   Add("\r\n");
   return 0;
 }
 
 std::optional<std::uint64_t> MultipartBody::Length() const {
-  std::uint64_t length = *end_.Length();
-  for (const auto& piece : pieces_) {
-    const std::optional<std::uint64_t> part = piece->Length();
-    if (!part) return std::nullopt;
-    length += *part;
-  }
-  return length;
+  const std::optional<std::uint64_t> pieces = pieces_.Length();
+  return pieces ? *pieces + *end_.Length() : pieces;
 }
 
 std::int32_t MultipartBody::Read(std::span<std::uint8_t> room, std::size_t& got) {
-  for (; present_ < pieces_.size(); ++present_) {
-    if (const std::int32_t error = pieces_[present_]->Read(room, got)) {
-      errorText_ = pieces_[present_]->ErrorText();
-      return error;
-    }
-    if (got > 0) return 0;
+  if (const std::int32_t error = pieces_.Read(room, got)) {
+    errorText_ = pieces_.ErrorText();
+    return error;
   }
-  return end_.Read(room, got);
+  return got > 0 ? 0 : end_.Read(room, got);
 }
 
 bool MultipartBody::Rewind() {
-  present_ = 0;
-  bool all = end_.Rewind();
-  for (const auto& piece : pieces_) all = piece->Rewind() && all;
-  return all;
+  const bool all = pieces_.Rewind();
+  return end_.Rewind() && all;
 }
 
 }  // namespace netro

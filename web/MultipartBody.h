@@ -7,13 +7,12 @@
 #include <optional>
 #include <span>
 #include <string>
-#include <vector>
 
-#include "web/BodySource.h"
+#include "platform/ByteSource.h"
 
 namespace netro {
 
-class MultipartBody final : public BodySource {
+class MultipartBody final : public ByteSource {
  public:
   /// The boundary is random, so that nobody can write a value that ends its part.
   MultipartBody();
@@ -31,7 +30,7 @@ class MultipartBody final : public BodySource {
   std::int32_t AddFile(const std::string& name, const File& file);
   /// The same with another source; of `file` the path is not used.
   std::int32_t AddSource(const std::string& name, const File& file,
-                         std::unique_ptr<BodySource> source);
+                         std::unique_ptr<ByteSource> source);
 
   /// The value of the request's Content-Type.
   std::string ContentType() const { return "multipart/form-data; boundary=" + boundary_; }
@@ -46,9 +45,8 @@ class MultipartBody final : public BodySource {
   void Add(std::string text);
 
   std::string boundary_;
-  std::vector<std::unique_ptr<BodySource>> pieces_;  // texts and files, as they follow one another
-  MemoryBody end_;
-  std::size_t present_ = 0;  // the piece that is being read
+  JoinedSource pieces_;  // texts and files
+  MemorySource end_;
   std::string errorText_;
 };
 

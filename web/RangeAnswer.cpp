@@ -57,7 +57,7 @@ std::string StrongValidator(const PartialBody& partial) {
 
 bool Asked(const PartialBody& partial) { return !ResumeFields(partial).empty(); }
 
-ResumeDecision Refuse(std::string why) { return {ResumeStep::Refuse, {}, 0, std::move(why)}; }
+ResumeDecision Refuse(std::string why) { return {ResumeStep::Refuse, {}, std::move(why)}; }
 
 /// True when the answer names another state of the body than the one that was begun.
 bool IsOther(const PartialBody& partial, const RangeAnswer& answer) {
@@ -89,15 +89,20 @@ ResumeDecision DecidePartial(const PartialBody& partial, const RangeAnswer& answ
   if (IsOther(partial, answer)) {
     return Refuse("The server sent a part of another state of the body.");
   }
-  return {ResumeStep::Continue, range->total, length, {}};
+  // A packed rest continues nothing, and of a body without a length nobody knows whether the rest is
+  // all of it.
+  const bool packed =
+      !answer.contentCoding.empty() && !EqualsIgnoreCase(answer.contentCoding, "identity");
+  if (packed || !range->total) return {ResumeStep::AskAgain, {}, {}};
+  return {ResumeStep::Continue, range->total, {}};
 }
 
 ResumeDecision DecideUnsatisfied(const PartialBody& partial, const RangeAnswer& answer) {
   if (!Asked(partial)) return {};
   const std::optional<ContentRange> range = ReadContentRange(answer.contentRange);
   const bool all = range && !range->satisfied && range->total == partial.have;
-  if (!all || IsOther(partial, answer)) return {ResumeStep::AskAgain, {}, 0, {}};
-  return {ResumeStep::Complete, partial.have, 0, {}};
+  if (!all || IsOther(partial, answer)) return {ResumeStep::AskAgain, {}, {}};
+  return {ResumeStep::Complete, partial.have, {}};
 }
 
 }  // namespace
@@ -142,7 +147,7 @@ ResumeDecision DecideResume(const PartialBody& partial, const RangeAnswer& answe
   if (answer.status == 206) return DecidePartial(partial, answer);
   if (answer.status == 416) return DecideUnsatisfied(partial, answer);
   if (answer.status == 200 || answer.status == 203) {
-    return {ResumeStep::StartAgain, answer.contentLength, 0, {}};
+    return {ResumeStep::StartAgain, answer.contentLength, {}};
   }
   return {};
 }

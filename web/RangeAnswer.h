@@ -34,6 +34,7 @@ struct RangeAnswer {
   std::string entityTag;
   std::string lastModified;
   std::optional<std::uint64_t> contentLength;
+  std::string contentCoding = {};
 };
 
 enum class ResumeStep {
@@ -48,7 +49,6 @@ enum class ResumeStep {
 struct ResumeDecision {
   ResumeStep step = ResumeStep::Otherwise;
   std::optional<std::uint64_t> total;  // bytes of the whole body, when the answer tells
-  std::uint64_t expected = 0;          // Continue: bytes of this answer's body
   std::string error;                   // Refuse: why
 };
 

@@ -6,7 +6,6 @@
 #include <cmath>
 
 #include "support/ByteReader.h"
-#include "support/ByteWriter.h"
 #include "support/DateText.h"
 
 namespace netro {
@@ -141,7 +140,8 @@ std::int32_t ReadSntp(std::span<const std::uint8_t> reply, const TimeExchange& e
   const std::uint8_t flags = reader.U8();
   result.leapIndicator = static_cast<SNTPLeapIndicatorEnum>(flags >> 6);
   result.mode = ModeOf(flags & 7);
-  result.stratum = StratumOf(reader.U8());
+  result.stratumNumber = reader.U8();
+  result.stratum = StratumOf(static_cast<std::uint8_t>(result.stratumNumber));
   result.pollInterval = std::exp2(reader.U8());
   result.precision = std::exp2(reader.U8());
   result.rootDelay = RootValue(reader.U32());
@@ -160,14 +160,14 @@ std::int32_t ReadSntp(std::span<const std::uint8_t> reply, const TimeExchange& e
 
 Bytes ComposeTimeRequest(const TimeExchange& exchange) {
   const auto local = floor<seconds>(exchange.sent + exchange.localOffset).time_since_epoch();
-  const std::int64_t stamp = (local - k1900).count();
-  ByteWriter writer;
-  writer.U8(exchange.version == 3 ? kVersion3Client : kVersion4Client);
-  writer.Append(Bytes(kTransmitTime - 1));
-  writer.U16(static_cast<std::uint16_t>(stamp >> 16 & 0xFFFF));
-  writer.U16(static_cast<std::uint16_t>(stamp & 0xFFFF));
-  writer.Append(Bytes(kSntpSize - kTransmitTime - 4));
-  return writer.Take();
+  const auto whole = static_cast<std::uint64_t>((local - k1900).count());
+  const std::uint64_t stamp = whole << 32 | exchange.fraction;
+  Bytes request(kSntpSize);
+  request[0] = exchange.version == 3 ? kVersion3Client : kVersion4Client;
+  for (std::size_t i = 0; i < kStampSize; ++i) {
+    request[kTransmitTime + i] = static_cast<std::uint8_t>(stamp >> (56 - 8 * i));
+  }
+  return request;
 }
 
 bool AnswersTimeRequest(std::span<const std::uint8_t> reply,

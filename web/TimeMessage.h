@@ -23,6 +23,7 @@ enum TimeError : std::int32_t {
 /// When a request went out and what its reply met, by this system's clocks.
 struct TimeExchange {
   std::int32_t version = 3;
+  std::uint32_t fraction = 0;                            // of the request's transmit time
   std::chrono::sys_time<std::chrono::nanoseconds> sent;  // UTC
   std::chrono::seconds localOffset{0};                   // what the time zone adds to UTC
   std::chrono::nanoseconds roundTrip{0};

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "platform/ErrorNumbers.h"
+#include "platform/Random.h"
 #include "platform/Sockets.h"
 #include "socket/DatagramExchange.h"
 #include "socket/HostLookup.h"
@@ -13,42 +14,51 @@ namespace {
 
 constexpr std::int32_t kSntpPort = 123;
 
+/// A server that has sent a whole reply closes; one that does not is not waited for any longer.
+constexpr long kSecondsToClose = 1;
+constexpr long kSecondsForName = 1;
+
+bool IsWhole(const Bytes& reply) { return reply.size() == kTimeSize || reply.size() == kSntpSize; }
+
+// The reply is what comes until the server closes: any text begins with four bytes.
 class TcpTimeExchange final : public StreamExchange {
  public:
-  using Begin = std::function<Bytes()>;
-  using Accept = std::function<bool(std::span<const std::uint8_t>)>;
+  using Begin = std::function<std::span<const std::uint8_t>()>;
 
-  TcpTimeExchange(std::size_t size, Begin begin, Accept accept, const CancelMark& mark)
-      : StreamExchange(mark), size_(size), begin_(std::move(begin)), accept_(std::move(accept)) {}
+  /// `arrived` is called when a reply may be complete.
+  TcpTimeExchange(Begin begin, std::function<void()> arrived, const CancelMark& mark)
+      : StreamExchange(mark), begin_(std::move(begin)), arrived_(std::move(arrived)) {}
 
   Bytes TakeReply() { return std::move(reply_); }
 
  private:
   std::string Request() override {
-    const Bytes request = begin_();
+    const auto request = begin_();
     return {request.begin(), request.end()};
   }
 
   void Arrived(std::span<const std::uint8_t> bytes) override {
+    const bool seemedWhole = IsWhole(reply_);
     reply_.insert(reply_.end(), bytes.begin(), bytes.end());
-    while (reply_.size() >= size_) {
-      if (accept_(std::span(reply_).first(size_))) {
-        reply_.resize(size_);
-        return End(0);
-      }
-      reply_.erase(reply_.begin(), reply_.begin() + static_cast<std::ptrdiff_t>(size_));
+    if (IsWhole(reply_)) {
+      arrived_();
+      EndAfter(kSecondsToClose);
+    } else if (reply_.size() > kSntpSize) {
+      arrived_();
+      End(0);
+    } else if (seemedWhole) {
+      Progress();
     }
   }
 
-  // What came is judged by its length.
   std::int32_t PeerClosed(std::int32_t error) override {
-    if (error == 0) accept_(reply_);
+    if (IsWhole(reply_)) return 0;
+    if (error == 0) arrived_();
     return error;
   }
 
-  const std::size_t size_;
   const Begin begin_;
-  const Accept accept_;
+  const std::function<void()> arrived_;
   Bytes reply_;
 };
 
@@ -60,7 +70,7 @@ TimeQuery::TimeQuery(QueryTimeCLS& owner)
       mark_(owner.module_, owner.call_),
       settings_(owner.settings_),
       proxy_(owner.Proxy()),
-      deadline_(SecondsFromNow(owner.settings_.timeout)) {
+      deadline_(MillisecondsFromNow(owner.settings_.timeout)) {
   owner.result_ = {};
 }
 
@@ -82,22 +92,26 @@ std::int32_t TimeQuery::Run() {
   return error;
 }
 
-// Takes the time, and makes the request that carries it.
-Bytes TimeQuery::Begin() {
+// Takes the time last: what stands between the clock and the call that sends counts as the way. The
+// first look at the time zone alone takes milliseconds.
+std::span<const std::uint8_t> TimeQuery::Begin() {
   exchange_.version = settings_.version;
+  exchange_.fraction = settings_.randomFraction ? RandomNumber() : 0;
   exchange_.sent = SystemTime();
   exchange_.localOffset = LocalTimeOffset(exchange_.sent);
-  begun_ = Now();
   request_ = settings_.port == kSntpPort ? ComposeTimeRequest(exchange_) : Bytes();
+  exchange_.sent = SystemTime();
+  begun_ = Now();
   return request_;
 }
 
 // The reply's length decides how it is read; an SNTP reply to another question does not count.
-bool TimeQuery::Accepts(std::span<const std::uint8_t> reply) {
-  // The time protocol's server may answer as soon as it is connected to, before Begin is due.
-  if (begun_ == TimePoint()) Begin();
-  exchange_.roundTrip = Now() - begun_;
+bool TimeQuery::Accepts(std::span<const std::uint8_t> reply) const {
   return reply.size() != kSntpSize || request_.empty() || AnswersTimeRequest(reply, request_);
+}
+
+void TimeQuery::Arrived(TimePoint when) {
+  exchange_.roundTrip = std::max(when - begun_, TimePoint::duration::zero());
 }
 
 std::int32_t TimeQuery::AskOverUdp(Bytes& reply) {
@@ -105,31 +119,44 @@ std::int32_t TimeQuery::AskOverUdp(Bytes& reply) {
   if (host.error != 0) return ConnectError(host.error);
   if (!call_->alive) return kErrCancelled;
   // Of its own: a reply to an empty request could be one to any other.
-  DatagramPool sockets(mark_.Module().Notifications());
-  return AskByDatagram(
-      {host.First(), settings_.port}, Begin(),
-      [this](std::span<const std::uint8_t> bytes) { return Accepts(bytes); }, mark_, deadline_,
-      sockets, reply);
+  DatagramPool sockets(mark_.Module().Notifications(), true);
+  DatagramExchange exchange(mark_, sockets);
+  const std::int32_t error = exchange.Ask(
+      {host.First(), settings_.port}, [this] { return Begin(); },
+      [this](std::span<const std::uint8_t> bytes) { return Accepts(bytes); }, deadline_, reply);
+  if (error == 0) Arrived(exchange.Arrival());
+  return error;
 }
 
 std::int32_t TimeQuery::AskOverTcp(Bytes& reply) {
   ConnectionPlan plan;
   plan.host = settings_.server;
   plan.port = settings_.port;
-  plan.seconds = settings_.timeout;
+  plan.wait = settings_.timeout;
   plan.lookup = Lookups();
   if (!PlanProxy(proxy_, plan)) return kErrInvalidArgument;
-  TcpTimeExchange exchange(
-      settings_.port == kSntpPort ? kSntpSize : kTimeSize, [this] { return Begin(); },
-      [this](std::span<const std::uint8_t> bytes) { return Accepts(bytes); }, mark_);
+  TcpTimeExchange exchange([this] { return Begin(); },
+                           [this] {
+                             // The time protocol's server may answer as soon as it is connected to,
+                             // before Begin is due.
+                             if (begun_ == TimePoint()) Begin();
+                             Arrived(Now());
+                           },
+                           mark_);
   const std::int32_t error = exchange.Run(plan);
   reply = exchange.TakeReply();
+  if (!Accepts(reply)) reply.clear();
   return error;
 }
 
 std::int32_t TimeQuery::NameReference(std::int32_t ip, std::string& text) {
   const std::string address = FormatDotted(ip);
-  const LookupAnswer name = DefaultHostLookup().Lookup(address, Lookups(), mark_, deadline_);
+  if (!settings_.referenceName) {
+    text = address;
+    return 0;
+  }
+  const TimePoint limit = std::min(deadline_, SecondsFromNow(kSecondsForName));
+  const LookupAnswer name = DefaultHostLookup().Lookup(address, Lookups(), mark_, limit);
   text = address + " (" + name.text + ")";
   return name.error == kErrCancelled ? kErrCancelled : 0;
 }

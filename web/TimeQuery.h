@@ -23,8 +23,9 @@ class TimeQuery {
  private:
   std::int32_t AskOverUdp(Bytes& reply);
   std::int32_t AskOverTcp(Bytes& reply);
-  Bytes Begin();
-  bool Accepts(std::span<const std::uint8_t> reply);
+  std::span<const std::uint8_t> Begin();
+  bool Accepts(std::span<const std::uint8_t> reply) const;
+  void Arrived(TimePoint when);
   LookupSettings Lookups() const { return {settings_.dnsURL, settings_.preference}; }
   std::int32_t NameReference(std::int32_t ip, std::string& text);
 

@@ -9,7 +9,9 @@
 #include <netro/CookieJar.h>
 #include <netro/Export.h>
 #include <netro/Tls.h>
+#include <netro/Types.h>
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -97,13 +99,23 @@ class NETRO_EXPORT HTTPOptions {
   bool Resume() const { return options_.resume; }
   void Resume(bool value) { options_.resume = value; }
 
-  /// Seconds for all of connecting: lookup, proxy, TLS. 0: TimeOutSeconds for each of them.
-  std::int32_t ConnectTimeout() const { return options_.connectTimeout; }
-  void ConnectTimeout(std::int32_t value) { options_.connectTimeout = value; }
-  /// Seconds in which at least one byte must arrive, or leave while the request is sent (10002). 0:
-  /// no such limit. TimeOutSeconds stays the limit of the whole answer.
-  std::int32_t IdleTimeout() const { return options_.idleTimeout; }
-  void IdleTimeout(std::int32_t value) { options_.idleTimeout = value; }
+  // These limits are told in seconds or, as 500ms, in fractions of them; read, they are whole
+  // seconds, rounded up.
+
+  /// For all of connecting: lookup, proxy, TLS. 0: TimeOutSeconds for each of them.
+  std::int32_t ConnectTimeout() const { return WholeSeconds(options_.connectTimeout); }
+  void ConnectTimeout(std::int32_t value) { options_.connectTimeout = std::chrono::seconds(value); }
+  void ConnectTimeout(std::chrono::milliseconds value) { options_.connectTimeout = value; }
+  /// The time in which at least one byte must arrive, or leave while the request is sent (10002).
+  /// 0: no such limit. TimeOutSeconds stays the limit of the whole answer.
+  std::int32_t IdleTimeout() const { return WholeSeconds(options_.idleTimeout); }
+  void IdleTimeout(std::int32_t value) { options_.idleTimeout = std::chrono::seconds(value); }
+  void IdleTimeout(std::chrono::milliseconds value) { options_.idleTimeout = value; }
+  /// For the whole query: redirects, logins and repetitions, sending and the answer, however slowly
+  /// they go on (10002, with a text that names the limit). 0: none.
+  std::int32_t TotalTimeout() const { return WholeSeconds(options_.totalTimeout); }
+  void TotalTimeout(std::int32_t value) { options_.totalTimeout = std::chrono::seconds(value); }
+  void TotalTimeout(std::chrono::milliseconds value) { options_.totalTimeout = value; }
   /// The most bytes a second that are received, on average. 0: as fast as they come.
   std::uint64_t MaxBytesPerSecond() const { return options_.maxBytesPerSecond; }
   void MaxBytesPerSecond(std::uint64_t value) { options_.maxBytesPerSecond = value; }
@@ -153,8 +165,9 @@ class NETRO_EXPORT HTTPOptions {
     std::uint64_t maxBodyLen = std::uint64_t{1} << 30;
     bool replaceWhenWhole = false;
     bool resume = false;
-    std::int32_t connectTimeout = 0;
-    std::int32_t idleTimeout = 0;
+    std::chrono::milliseconds connectTimeout{0};
+    std::chrono::milliseconds idleTimeout{0};
+    std::chrono::milliseconds totalTimeout{0};
     std::uint64_t maxBytesPerSecond = 0;
     std::vector<HostAddress> hostAddresses;
   };
