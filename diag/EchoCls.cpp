@@ -12,6 +12,8 @@
 namespace netro {
 namespace {
 
+constexpr std::int32_t kHighestPort = 65'535;
+
 std::int32_t MicroSeconds(std::chrono::nanoseconds time) {
   const auto count = std::chrono::duration_cast<std::chrono::microseconds>(time).count();
   return static_cast<std::int32_t>(
@@ -23,8 +25,9 @@ std::int32_t MicroSeconds(std::chrono::nanoseconds time) {
 EchoCls::EchoCls()
     : requests_(std::make_unique<EchoRequests>([this](std::int32_t id, const EchoOutcome& outcome) {
         if (events_ == nullptr) return;
-        events_->Reply(id, FormatAddress(outcome.from), MicroSeconds(outcome.roundTrip),
-                       outcome.status, outcome.ttl);
+        events_->Answer({id, FormatAddress(outcome.from), MicroSeconds(outcome.roundTrip),
+                         outcome.status, outcome.ttl, outcome.icmpType, outcome.icmpCode,
+                         outcome.labels, outcome.duplicate});
       })) {}
 
 EchoCls::~EchoCls() = default;
@@ -37,18 +40,29 @@ std::int32_t EchoCls::SetLastErr(std::int32_t error) {
 
 std::int32_t EchoCls::Send(const std::string& IP, std::int32_t TTL, std::int32_t Size,
                            std::int32_t TimeoutMilliSeconds) try {
+  const LoopUse::Scope use(requests_->Use());
+  if (use.Refused()) return 0;
   const auto ip = ParseAddress(IP);
-  if (!ip) return SetLastErr(kErrInvalidArgument);
-  if (requests_->Open(*ip) != 0) return SetLastErr(-kIcmpNoSocket);
-  const std::int32_t id =
-      requests_->Send({*ip, TTL, Size}, std::chrono::milliseconds(TimeoutMilliSeconds));
+  if (!ip || port_ < 0 || port_ > kHighestPort) return SetLastErr(kErrInvalidArgument);
+  const EchoRequest request{*ip, TTL, Size, static_cast<ProbeKind>(probe_),
+                            ProbePort(static_cast<ProbeKind>(probe_), port_)};
+  if (requests_->Open(request) != 0) return SetLastErr(-kIcmpNoSocket);
+  const std::int32_t id = requests_->Send(request, std::chrono::milliseconds(TimeoutMilliSeconds));
   SetLastErr(id != 0 ? 0 : -kIpNoResources);
   return id;
 } catch (const std::bad_alloc&) {
   return SetLastErr(-kIpNoResources);
 }
 
-void EchoCls::Cancel(std::int32_t Id) { requests_->Cancel(Id); }
+void EchoCls::Duplicates(bool value) {
+  duplicates_ = value;
+  requests_->TellDuplicates(value);
+}
+
+void EchoCls::Cancel(std::int32_t Id) {
+  const LoopUse::Scope use(requests_->Use());
+  if (!use.Refused()) requests_->Cancel(Id);
+}
 
 std::int32_t EchoCls::Pending() const { return static_cast<std::int32_t>(requests_->Count()); }
 

@@ -13,15 +13,19 @@ using std::chrono::milliseconds;
 EchoRequests::EchoRequests(Ended ended)
     : module_(SocketModule::ForThread()),
       ended_(std::move(ended)),
-      echo_(module_->Notifications(),
+      echo_(module_->Echoes(),
             [this](std::int32_t id, const EchoOutcome& outcome) { Answered(id, outcome); }) {}
 
 EchoRequests::~EchoRequests() {
   *alive_ = false;
+  for (const auto& request : requests_) echo_.Forget(request.first);
   if (timer_ != 0) module_->MessageLoop().KillTimer(timer_);
 }
 
 std::int32_t EchoRequests::Send(const EchoRequest& request, milliseconds timeout) {
+  while (!kept_.empty() && (kept_.begin()->first <= Now() || echo_.IsFull())) {
+    Cancel(kept_.begin()->second);
+  }
   std::int32_t id = 0;
   const std::int32_t status = echo_.Send(request, id);
   if (id == 0) return 0;
@@ -46,14 +50,30 @@ void EchoRequests::Cancel(std::int32_t id) {
 bool EchoRequests::Remove(std::int32_t id) {
   const auto found = requests_.find(id);
   if (found == requests_.end()) return false;
-  deadlines_.erase({found->second.deadline, id});
+  (found->second.answered ? kept_ : deadlines_).erase({found->second.deadline, id});
   requests_.erase(found);
   return true;
 }
 
 void EchoRequests::Answered(std::int32_t id, const EchoOutcome& outcome) {
+  const auto found = requests_.find(id);
+  if (found == requests_.end()) return;
   const Ended ended = ended_;  // outlives a deletion inside
-  if (Remove(id)) ended(id, outcome);
+  const bool kept = tellsDuplicates_ && outcome.status == kIpSuccess;
+  if (!kept) {
+    Remove(id);
+    echo_.Forget(id);
+  } else if (!std::exchange(found->second.answered, true)) {
+    Deadlines::node_type node = deadlines_.extract({found->second.deadline, id});
+    node.empty() ? void(kept_.emplace(found->second.deadline, id))
+                 : void(kept_.insert(std::move(node)));
+  }
+  ended(id, outcome);
+}
+
+void EchoRequests::TellDuplicates(bool tell) {
+  tellsDuplicates_ = tell;
+  echo_.SetWantsDuplicates(tell);
 }
 
 void EchoRequests::SetAlarm() {

@@ -102,7 +102,7 @@ std::int32_t ICMPCls::Resolve(const std::string& host, const CancelMark& mark, I
 
 std::int32_t ICMPCls::PingHost(const std::string& Host) {
   const BusyScope busy(call_);
-  if (busy.Refused()) return -kErrInProgress;
+  if (busy.Refused()) return -busy.Error();
   const auto call = call_;
   const std::int32_t result = ResultOf([&] { return Ping(Host); });
   if (call->alive) SetLastErr(result == -kErrCancelled ? kErrCancelled : std::min(result, 0));
@@ -116,7 +116,7 @@ std::int32_t ICMPCls::Ping(const std::string& host) {
   if (const std::int32_t error = Resolve(host, mark, request.ip)) return -std::abs(error);
   EchoExchange exchange(mark);
   EchoOutcome outcome;
-  if (exchange.Open(request.ip) != 0) return -kIcmpNoSocket;
+  if (exchange.Open(request) != 0) return -kIcmpNoSocket;
   if (const std::int32_t error = exchange.Ask(request, timeout, outcome)) return -error;
   if (outcome.status != kIpSuccess) return -outcome.status;
   return static_cast<std::int32_t>(

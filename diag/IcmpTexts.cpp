@@ -2,6 +2,8 @@
 
 #include <netro/Localization.h>
 
+#include <new>
+
 #include "socket/SocketErrors.h"
 
 namespace netro {
@@ -19,13 +21,15 @@ constexpr MessageRange kMessages[] = {
 
 }  // namespace
 
-std::string IcmpErrorText(std::int32_t code) {
+std::string IcmpErrorText(std::int32_t code) try {
   for (const MessageRange& range : kMessages) {
     if (code >= range.first && code <= range.last) {
       return GetMessageText(range.message + code - range.first);
     }
   }
   return SocketErrorText(code);
+} catch (const std::bad_alloc&) {
+  return {};
 }
 
 }  // namespace netro

@@ -11,6 +11,7 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr std::int32_t kHighestTtl = 255;
+constexpr std::int32_t kHighestPort = 65'535;
 
 }  // namespace
 
@@ -27,7 +28,12 @@ TraceRoute::TraceRoute(ICMPCls& owner)
 
 std::int32_t TraceRoute::Run(const std::string& host) {
   if (const std::int32_t error = owner_.Resolve(host, mark_, ip_)) return error;
-  if (exchange_.Open(ip_) != 0) return -kIcmpNoSocket;
+  if (settings_.port < 0 || settings_.port > kHighestPort) return kErrInvalidArgument;
+  request_.ip = ip_;
+  request_.size = settings_.tracePacketSize;
+  request_.kind = static_cast<ProbeKind>(settings_.probe);
+  request_.port = ProbePort(request_.kind, settings_.port);
+  if (exchange_.Open(request_) != 0) return -kIcmpNoSocket;
   const std::int32_t last = std::min(settings_.maxHops, kHighestTtl);
   for (std::int32_t ttl = 1; ttl <= last && !reached_; ++ttl) {
     std::int32_t error = ttl > 1 ? Pause() : 0;
@@ -47,8 +53,8 @@ std::int32_t TraceRoute::Pause() {
 std::int32_t TraceRoute::AskHop(std::int32_t ttl) {
   if (mark_.Cancelled()) return kErrCancelled;
   if (mark_.Expired()) return -kIpTimedOut;
-  const EchoRequest request{ip_, ttl, settings_.tracePacketSize};
-  return exchange_.Ask(request, milliseconds(settings_.traceTimeout), outcome_);
+  request_.ttl = ttl;
+  return exchange_.Ask(request_, milliseconds(settings_.traceTimeout), outcome_);
 }
 
 std::int32_t TraceRoute::Raise() {

@@ -28,6 +28,7 @@ class TraceRoute {
   const ICMPCls::Settings settings_;
   EchoExchange exchange_;
   IpAddress ip_;
+  EchoRequest request_;
   EchoOutcome outcome_;  // of the latest hop
   bool reached_ = false;
 };

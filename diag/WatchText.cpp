@@ -26,8 +26,8 @@ class Filler {
                  {"Host$", facts.host},
                  {"UpDelay$", std::to_string(settings.upDelay)},
                  {"DownDelay$", std::to_string(settings.downDelay)},
-                 {"UpCycle$", std::to_string(settings.upCycle)},
-                 {"DownCycle$", std::to_string(settings.downCycle)},
+                 {"UpCycle$", std::to_string(settings.up.count)},
+                 {"DownCycle$", std::to_string(settings.down.count)},
                  {"ErrorDump$", facts.errorDump}}} {}
 
   void Fill(std::string_view text, std::string& out) {

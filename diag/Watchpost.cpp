@@ -2,51 +2,39 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <filesystem>
 #include <new>
 #include <utility>
 
-#include "diag/PingWave.h"
-#include "diag/WatchLog.h"
+#include "diag/WatchErrors.h"
 #include "platform/Clock.h"
 #include "platform/ErrorNumbers.h"
 #include "platform/HostInfo.h"
-#include "platform/Program.h"
-#include "platform/Sound.h"
 #include "platform/WholeFile.h"
 #include "socket/SocketErrors.h"
 #include "support/DateText.h"
 #include "support/OnException.h"
+#include "support/Text.h"
 
 namespace netro {
 namespace {
-
-// docs/watch.md lists them.
-enum WatchError : std::int32_t {
-  kNoFile = 1,
-  kUnreadable = 2,
-  kUnusable = 3,
-  kNoTimer = 4,
-  kNoLog = 5,
-  kAlreadyObserving = 6,
-  kNothingToStop = 7,
-  kAlreadyPaused = 8,
-  kNotToPause = 9,
-  kNotToContinue = 10,
-  kAlreadyStarted = 11,
-  kBusy = 12,
-  kNotStarted = 13,
-  kMailFailed = 14,
-  kProgramFailed = 15,
-  kLogFailed = 16,
-};
 
 constexpr std::int32_t kTick = 1000;
 constexpr std::size_t kLargestSettings = std::size_t{16} << 20;
 constexpr std::int32_t kFileNotFound = kSystemErrorBase + 2;
 
-std::string LogNameOf(const std::string& settingsName) {
+constexpr char kUnreadableText[] = "Can not read settings. ";
+
+std::string LogNameOf(const std::string& settingsName, const WatchSettings& settings) {
+  if (!settings.logFile.empty()) return settings.logFile;
   return std::filesystem::path(settingsName).replace_extension("csv").string();
+}
+
+bool IsLogWanted(const WatchSettings& settings) {
+  const auto logs = [](const WatchAction& action) { return action.kind == WatchAction::Log; };
+  return !settings.logFile.empty() || std::ranges::any_of(settings.upActions, logs) ||
+         std::ranges::any_of(settings.downActions, logs);
 }
 
 }  // namespace
@@ -54,7 +42,10 @@ std::string LogNameOf(const std::string& settingsName) {
 Watchpost::Watchpost(WatchpostCls& owner)
     : owner_(&owner),
       module_(SocketModule::ForThread()),
-      probes_([this](std::size_t index, const ProbeResult* result) { Ended(index, result); }),
+      probes_(
+          [this](WatchProbes::Number number, const ProbeResult& result) { Ended(number, result); }),
+      reports_([this](std::int32_t error, const char* state, const WatchFacts& facts,
+                      const std::string& text) { Note(error, state, facts, text); }),
       senderHostName_(ReadHostName()) {
   log_.Events(this);
 }
@@ -78,21 +69,75 @@ bool Watchpost::Read(const std::string& fileName, WatchSettings& settings) {
   if (error != 0) {
     return Fail(kUnreadable, "Can not read settings. " + SystemErrorText(error) + ".");
   }
-  std::string problem = ReadWatchSettings(text, settings);
-  return problem.empty() || Fail(kUnusable, std::move(problem));
+  const WatchMeans means{tls_ != nullptr, owner_->OwnReports(), !own_.empty()};
+  std::string problem = ReadWatchSettings(text, means, settings);
+  if (!problem.empty()) return Fail(kUnusable, std::move(problem));
+  const std::filesystem::path folder = std::filesystem::path(fileName).parent_path();
+  for (std::string* name : {&settings.logFile, &settings.stateFile, &settings.spoolFolder}) {
+    if (!name->empty()) *name = (folder / *name).string();
+  }
+  return AddOwn(settings) && CheckEchoes(settings);
 }
 
-bool Watchpost::OpenLog(const std::string& fileName) {
-  if (LogNameOf(fileName) == fileName) {
-    return Fail(kNoLog, "Can not start logging. The settings file must not end with csv.");
+bool Watchpost::AddOwn(WatchSettings& settings) {
+  for (const WatchTarget& target : own_) {
+    if (FindWatchTarget(settings.targets, target.name) < settings.targets.size()) {
+      return Fail(kUnusable, kUnreadableText + ("'" + target.name + "' was added already."));
+    }
+    settings.targets.push_back(target);
   }
-  log_.LogFileName(LogNameOf(fileName));
-  return log_.StartLogging() || Fail(kNoLog, "Can not start logging. " + lastErrMsg_);
+  return own_.empty() || CheckHosts(settings);
+}
+
+// What reading the file has not checked, as hosts of the program come and go.
+bool Watchpost::CheckHosts(const WatchSettings& settings) {
+  const std::vector<WatchTarget>& targets = settings.targets;
+  std::string why;
+  const std::size_t bad = FindBadParent(targets, settings.uplink, why);
+  if (bad < targets.size()) return Fail(kBadHost, "'" + targets[bad].name + "'" + why);
+  if (settings.uplink.empty() || FindWatchTarget(targets, settings.uplink) < targets.size()) {
+    return true;
+  }
+  return Fail(kBadHost, "The uplink '" + settings.uplink + "' is not in the list.");
+}
+
+// A watcher that cannot see anything must not look as if all were well.
+bool Watchpost::CheckEchoes(const WatchSettings& settings) {
+  const auto isEcho = [](const WatchTarget& target) { return target.kind == WatchKind::Ping; };
+  if (!std::ranges::all_of(settings.targets, isEcho)) return true;
+  const std::int32_t error = WatchEchoes().Open(*ParseAddress("127.0.0.1"));
+  if (error == 0 || IsOwnLack(error)) return true;
+  return Fail(
+      kNoEchoAllowed,
+      "ICMPCreateFile Error. The system allows this program no echo, and there are no hosts "
+      "of another kind.");
+}
+
+// The log is asked for by its name or an action. Else it is no reason not to observe, and LastErr
+// is a warning.
+bool Watchpost::OpenLog(const std::string& fileName, const WatchSettings& settings) {
+  const std::string name = LogNameOf(fileName, settings);
+  if (name == fileName) {
+    Fail(kNoLog, "Can not start logging. The settings file must not end with csv.");
+  } else {
+    log_.LogFileName(name);
+    logOpen_ = log_.StartLogging();
+    if (logOpen_) return Succeed();
+    Fail(kNoLog, "Can not start logging. " + lastErrMsg_);
+  }
+  return !IsLogWanted(settings);
+}
+
+bool Watchpost::IsQuiet() const {
+  constexpr double kMinutesOfDay = 24 * 60;
+  const Date local = LocalClock().date;
+  const double minute = (local - std::floor(local)) * kMinutesOfDay;
+  return settings_.quietHours.Has(static_cast<std::int32_t>(minute));
 }
 
 bool Watchpost::StartTimer() {
   Loop& loop = module_->MessageLoop();
-  if (loop.LoopFd() < 0) return Fail(kNoTimer, "Can not start a timer.");
+  if (loop.Notifications().Open() != 0) return Fail(kNoTimer, "Can not start a timer.");
   timer_ = loop.SetTimer(kTick, [self = weak_from_this()] {
     if (const auto alive = self.lock()) alive->Tick();
   });
@@ -111,21 +156,37 @@ bool Watchpost::Start(const std::string& fileName) {
   if (status_ != WatchpostStopped) {
     return Fail(kAlreadyObserving, "Ansel's Watchpost observation already started.");
   }
+  if (!Begin(fileName)) return false;
+  Hunting(true);
+  return true;
+}
+
+bool Watchpost::Begin(const std::string& fileName) {
   WatchSettings settings;
   if (!Read(fileName, settings)) return false;
   WatchList list;
   list.Assign(settings, Now());
-  if (!OpenLog(fileName)) return false;
+  if (!OpenLog(fileName, settings)) return false;
+  const OnException undo([this] {
+    StopTimer();
+    CloseLog();
+  });
   if (!StartTimer()) {
-    log_.StopLogging();
+    CloseLog();
     return false;
   }
-  settings_ = std::move(settings);
   list_ = std::move(list);
+  TakeSettings(std::move(settings));
+  ReadState();
   status_ = WatchpostStarted;
-  Succeed();
-  Hunting(true);
   return true;
+}
+
+void Watchpost::TakeSettings(WatchSettings settings) {
+  settings_ = std::move(settings);
+  probes_.Configure(settings_, tls_);
+  reports_.Configure(settings_, tls_);
+  list_.Tick(IsQuiet(), WallClock(), Now());
 }
 
 bool Watchpost::Stop() {
@@ -139,15 +200,27 @@ bool Watchpost::Stop() {
 void Watchpost::Release() {
   if (status_ == WatchpostStopped) return;
   StopTimer();
-  GiveUpRound();
-  TellOfMails();
+  GiveUpRounds();
+  reports_.Flush();
+  WriteState();
   status_ = WatchpostStopped;
-  log_.StopLogging();
+  CloseLog();
 }
 
 void Watchpost::Abandon() {
   owner_ = nullptr;
+  const bool wasObserving = status_ != WatchpostStopped;
   Release();
+  // What it has sent since is not sent again by the next one, and what waits is only by that one.
+  if (!wasObserving && stateHasWaiting_) WriteState();
+  if (!ownState_.empty() && stateError_ == 0) reports_.GiveUpWaiting();
+}
+
+void Watchpost::GiveUp() {
+  if (status_ != WatchpostStopped) Stop();
+  reports_.GiveUp();
+  stateHasWaiting_ = false;
+  ownState_.clear();
 }
 
 bool Watchpost::Pause() {
@@ -156,7 +229,10 @@ bool Watchpost::Pause() {
     return Fail(kNotToPause, "Watchpost is stopped. Therefore you can now pause it.");
   }
   StopTimer();
-  GiveUpRound();
+  GiveUpRounds();
+  for (auto& [id, one] : histories_) one.last.reset();
+  reports_.Flush();
+  WriteState();
   status_ = WatchpostPaused;
   Succeed();
   Hunting(false);
@@ -176,30 +252,73 @@ bool Watchpost::Continue() {
 }
 
 bool Watchpost::Observe() {
-  if (inRound_) return Fail(kBusy, "Observation is busy. Retry later.");
+  if (!running_.empty()) return Fail(kBusy, "Observation is busy. Retry later.");
   if (status_ != WatchpostStarted) {
     return Fail(kNotStarted, "Observation is not started. Please use StartObseration first.");
   }
   Succeed();
-  Round();
+  BeginRound();
   return true;
 }
 
 bool Watchpost::Refresh(const std::string& fileName) {
   WatchSettings settings;
   if (!Read(fileName, settings)) return false;
-  if (status_ != WatchpostStopped && log_.LogFileName() != LogNameOf(fileName)) {
-    const std::string before = log_.LogFileName();
-    log_.StopLogging();
-    if (!OpenLog(fileName)) {
-      log_.LogFileName(before);
-      log_.StartLogging();
-      return false;
-    }
+  Succeed();
+  if (status_ != WatchpostStopped && log_.LogFileName() != LogNameOf(fileName, settings) &&
+      !MoveLog(fileName, settings)) {
+    return false;
   }
-  GiveUpRound();
+  GiveUpRounds();
+  list_.Assign(settings, Now());
+  TakeSettings(std::move(settings));
+  RecallHosts();
+  return true;
+}
+
+bool Watchpost::MoveLog(const std::string& fileName, const WatchSettings& settings) {
+  const std::string before = log_.LogFileName();
+  const bool wasOpen = logOpen_;
+  CloseLog();
+  if (OpenLog(fileName, settings)) return true;
+  log_.LogFileName(before);
+  logOpen_ = wasOpen && log_.StartLogging();
+  return false;
+}
+
+void Watchpost::CloseLog() {
+  if (std::exchange(logOpen_, false)) log_.StopLogging();
+}
+
+bool Watchpost::Add(WatchTarget target, const std::string& kind) {
+  const std::string problem = ReadWatchKind(kind, tls_ != nullptr, target);
+  if (!problem.empty()) return Fail(kBadHost, problem);
+  if (target.name.empty() || target.host.empty()) return Fail(kBadHost, "A host has no name.");
+  WatchSettings settings = settings_;
+  if (FindWatchTarget(settings.targets, target.name) < settings.targets.size()) {
+    return Fail(kBadHost, "'" + target.name + "' is in the list already.");
+  }
+  settings.targets.push_back(target);
+  if (!CheckHosts(settings)) return false;
+  own_.push_back(std::move(target));
+  return TakeHosts(std::move(settings));
+}
+
+bool Watchpost::Remove(const std::string& name) {
+  WatchSettings settings = settings_;
+  const std::size_t index = FindWatchTarget(settings.targets, name);
+  if (index == settings.targets.size()) return Fail(kBadHost, "'" + name + "' is not in the list.");
+  settings.targets.erase(settings.targets.begin() + static_cast<std::ptrdiff_t>(index));
+  if (!CheckHosts(settings)) return false;
+  std::erase_if(own_, [&](const WatchTarget& own) { return EqualsIgnoreCase(own.name, name); });
+  return TakeHosts(std::move(settings));
+}
+
+bool Watchpost::TakeHosts(WatchSettings settings) {
+  list_.Assign(settings, Now());
   settings_ = std::move(settings);
-  list_.Assign(settings_, Now());
+  ForgetRemoved();
+  RecallHosts();
   return Succeed();
 }
 
@@ -208,7 +327,7 @@ bool Watchpost::Reset() {
   return Succeed();
 }
 
-std::int32_t Watchpost::Status() const { return inRound_ ? WatchpostBusy : status_; }
+std::int32_t Watchpost::Status() const { return running_.empty() ? status_ : WatchpostBusy; }
 
 WatchedHost Watchpost::HostAt(std::size_t index) const {
   if (index >= list_.Size()) return {};
@@ -216,166 +335,26 @@ WatchedHost Watchpost::HostAt(std::size_t index) const {
   WatchedHost told;
   told.Name = host.target.name;
   told.Host = host.target.host;
-  told.Http = host.target.http;
+  told.Kind = host.target.kindText;
+  told.Http = host.target.kind == WatchKind::Http || host.target.kind == WatchKind::Https;
+  told.Parent = host.target.parent;
   told.State = host.state;
   told.Successes = host.successes;
   told.Failures = host.failures;
   told.LastAnswer = host.lastText;
   told.LastMilliSeconds = host.lastMilliSeconds;
   told.LastProbe = host.lastProbe;
+  told.LastFailure = host.lastFailure;
+  told.Since = host.since;
+  told.Flapping = host.flapping;
+  told.NotProbed = host.forbidden;
+  const WatchList::Host* const cause = list_.CauseOf(host);
+  if (host.state == WatchedUnreachable && cause != nullptr) told.Cause = cause->target.name;
   if (status_ != WatchpostStopped) {
     const std::chrono::duration<double> wait = host.due - Now();
     told.NextProbe = AddSeconds(WallClock(), std::max(wait.count(), 0.0));
   }
   return told;
-}
-
-// The hosts of a round that is given up stay due.
-template <class Work>
-void Watchpost::Guarded(Work work) {
-  try {
-    work();
-  } catch (const std::bad_alloc&) {
-    broken_ = true;
-    lastErr_ = kErrNoBuffers;
-    lastErrMsg_.clear();
-  }
-}
-
-void Watchpost::Tick() {
-  Guarded([this] {
-    if (broken_) GiveUpRound();
-    if (untold_) EndRound();
-    TellOfMails();
-    if (!inRound_) Round();
-  });
-}
-
-void Watchpost::Round() {
-  const std::vector<std::size_t> due = list_.TakeDue(Now());
-  if (due.empty()) return CommitLog();
-  inRound_ = true;
-  running_ = due.size();
-  bool echoes = false;
-  for (const std::size_t index : due) echoes = echoes || !list_.At(index).target.http;
-  if (echoes && settings_.playSonarSound) PlayWave({kPingWave.data(), kPingWave.size()});
-  probes_.Begin(settings_, list_, due);
-}
-
-void Watchpost::GiveUpRound() {
-  probes_.GiveUp();
-  running_ = 0;
-  inRound_ = false;
-  list_.ReleaseAll();
-  broken_ = untold_ = false;
-}
-
-void Watchpost::Ended(std::size_t index, const ProbeResult* result) {
-  const auto self = shared_from_this();
-  const OnException note([this] { untold_ = inRound_ && running_ == 0; });
-  --running_;
-  Guarded([&] {
-    if (result == nullptr) {
-      list_.Release(index);
-      NoMemory();
-    } else {
-      const WatchChange change = list_.Record(index, *result, WallClock(), Now());
-      if (change != WatchChange::None) Report(list_.At(index), change == WatchChange::Up);
-      Tell(index, change);
-    }
-    if (inRound_ && running_ == 0) EndRound();
-  });
-}
-
-// The reports are out before the events, which may stop everything.
-void Watchpost::Tell(std::size_t index, WatchChange change) {
-  const WatchList::Host host = list_.At(index);
-  const auto place = static_cast<std::int32_t>(index);
-  if (owner_ != nullptr && owner_->Events() != nullptr) owner_->Events()->Probed(place);
-  if (change == WatchChange::None || owner_ == nullptr || owner_->Events() == nullptr) return;
-  owner_->Events()->Alert(host.target.http ? "http" : "Ping", place, change == WatchChange::Up,
-                          host.target.name, host.target.host, host.lastFailure);
-}
-
-void Watchpost::EndRound() {
-  inRound_ = untold_ = false;
-  CommitLog();
-  if (owner_ != nullptr && owner_->Events() != nullptr) owner_->Events()->RoundEnded();
-}
-
-void Watchpost::Report(const WatchList::Host& host, bool up) {
-  const WatchFacts facts{senderHostName_, host.target.name, host.target.host, host.lastFailure};
-  for (const WatchAction& action : up ? settings_.upActions : settings_.downActions) {
-    switch (action.kind) {
-      case WatchAction::Log:
-        WriteLine(up ? "up" : "down", facts, host.lastMilliSeconds,
-                  FillWatchText(up ? settings_.upLogMsg : settings_.downLogMsg, settings_, facts));
-        break;
-      case WatchAction::Mail:
-        SendMail(facts, up);
-        break;
-      case WatchAction::Run:
-        RunProgram(action, facts);
-        break;
-    }
-  }
-}
-
-void Watchpost::SendMail(const WatchFacts& facts, bool up) {
-  WatchMail mail;
-  mail.server = settings_.mailServer;
-  mail.sender = settings_.sender;
-  mail.recipients = settings_.recipients;
-  mail.subject = FillWatchText(up ? settings_.upSubject : settings_.downSubject, settings_, facts);
-  mail.text = FillWatchText(up ? settings_.upActionMsg : settings_.downActionMsg, settings_, facts);
-  const std::string subject = mail.subject;
-  const std::string problem = mails_->Send(std::move(mail));
-  if (!problem.empty()) Note(kMailFailed, "mail", facts, "Mail '" + subject + "': " + problem);
-}
-
-void Watchpost::TellOfMails() {
-  for (const std::string& failure : mails_->TakeFailures()) {
-    Note(kMailFailed, "mail", WatchFacts(), failure);
-  }
-}
-
-void Watchpost::RunProgram(const WatchAction& action, const WatchFacts& facts) {
-  std::vector<std::string> parameters;
-  std::string joined;
-  for (const std::string& parameter : action.parameters) {
-    parameters.push_back(FillWatchText(parameter, settings_, facts));
-    joined += (joined.empty() ? "" : " ") + parameters.back();
-  }
-  const std::int32_t error = StartProgram(action.program, parameters);
-  if (error == 0) return;
-  Note(kProgramFailed, "program", facts,
-       "Error while starting '" + action.program + "'. Parameters: '" + joined +
-           "'. Error: " + SystemErrorText(error));
-}
-
-void Watchpost::Note(std::int32_t error, const char* state, const WatchFacts& facts,
-                     const std::string& text) {
-  Fail(error, text);
-  WriteLine(state, facts, -1, text);
-}
-
-void Watchpost::WriteLine(const char* state, const WatchFacts& facts, std::int32_t milliSeconds,
-                          const std::string& text) {
-  logged_ = true;
-  log_.LogEvent(WatchLogLine({DateToText(WallClock()), state, facts.name, facts.host,
-                              milliSeconds < 0 ? "" : std::to_string(milliSeconds), text}));
-}
-
-void Watchpost::CommitLog() {
-  if (logged_) logged_ = !log_.CommitBuffer();
-}
-
-void Watchpost::NewLogfile(std::string& Header) {
-  Header = WatchLogLine({"time", "state", "name", "host", "milliseconds", "text"});
-}
-
-void Watchpost::LogError(std::int32_t /*ErrorNr*/, const std::string& ErrorText) {
-  Fail(kLogFailed, "Log '" + log_.LogFileName() + "': " + ErrorText);
 }
 
 }  // namespace netro

@@ -15,6 +15,8 @@ WatchpostCls::~WatchpostCls() { watchpost_->Abandon(); }
 template <class Call>
 bool WatchpostCls::Guarded(Call call) {
   const auto watchpost = watchpost_;
+  const LoopUse::Scope use(watchpost->Use());
+  if (use.Refused()) return false;
   try {
     return call(*watchpost);
   } catch (const std::bad_alloc&) {
@@ -50,6 +52,25 @@ bool WatchpostCls::ResetWatchAt() {
   return Guarded([](Watchpost& post) { return post.Reset(); });
 }
 
+bool WatchpostCls::AddHost(const std::string& Name, const std::string& Host,
+                           const std::string& Kind, const std::string& Parent) {
+  return Guarded([&](Watchpost& post) {
+    WatchTarget target;
+    target.name = Name;
+    target.host = Host;
+    target.parent = Parent;
+    return post.Add(std::move(target), Kind);
+  });
+}
+
+bool WatchpostCls::RemoveHost(const std::string& Name) {
+  return Guarded([&](Watchpost& post) { return post.Remove(Name); });
+}
+
+const std::shared_ptr<TlsProvider>& WatchpostCls::Tls() const { return watchpost_->Tls(); }
+
+void WatchpostCls::Tls(std::shared_ptr<TlsProvider> value) { watchpost_->Tls(std::move(value)); }
+
 std::int32_t WatchpostCls::GetStatus() const { return watchpost_->Status(); }
 
 std::int32_t WatchpostCls::HostCount() const {
@@ -60,17 +81,23 @@ WatchedHost WatchpostCls::HostAt(std::int32_t Index) const {
   return watchpost_->HostAt(static_cast<std::size_t>(Index));
 }
 
-std::int32_t WatchpostCls::MailsWaiting() const {
-  return static_cast<std::int32_t>(watchpost_->Mails().Waiting());
+WatchedPast WatchpostCls::PastAt(std::int32_t Index) const {
+  return watchpost_->PastAt(static_cast<std::size_t>(Index));
 }
+
+std::int32_t WatchpostCls::MailsWaiting() const { return watchpost_->Reports().MailsWaiting(); }
+
+std::int32_t WatchpostCls::ReportsUntried() const { return watchpost_->Reports().Untried(); }
 
 std::int32_t WatchpostCls::LastErr() const { return watchpost_->LastErr(); }
 
 const std::string& WatchpostCls::LastErrMsg() const { return watchpost_->LastErrMsg(); }
 
 void WatchpostCls::Kill() {
-  watchpost_->Mails().GiveUp();
-  if (GetStatus() != WatchpostStopped) StopObservation();
+  Guarded([](Watchpost& post) {
+    post.GiveUp();
+    return true;
+  });
 }
 
 }  // namespace netro

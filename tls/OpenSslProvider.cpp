@@ -151,6 +151,10 @@ std::string OpenSslProvider::OpenKeyLog(const TlsSettings& settings) {
   const std::string& file = settings.keyLogFile;
   if (file.empty()) return {};
   std::error_code failed;
+  // Who may write to the folder could have the secrets written where he reads them.
+  if (std::filesystem::is_symlink(file, failed)) {
+    return Unusable("keyLogFile", file, "it is a link");
+  }
   const bool existed = std::filesystem::exists(file, failed);
   keyLog_.open(file, std::ios::app | std::ios::binary);
   if (!keyLog_) return Unusable("keyLogFile", file, "it cannot be written");

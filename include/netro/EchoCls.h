@@ -1,15 +1,18 @@
 // EchoCls: many ICMP echo requests in flight at once (RFC 792, RFC 4443), to any number of hosts,
-// through one socket for each family of addresses: pings of whole networks, and trace routes that
-// ask all hops together. Nothing in it blocks; answers are events.
+// through one socket for each family of addresses, which all objects of a thread share: pings of
+// whole networks, and trace routes that ask all hops together. Nothing in it blocks; answers are
+// events.
 //
 // Needs of the system what ICMPCls needs. Thread: as SocketCls.
 #pragma once
 
+#include <netro/EchoProbe.h>
 #include <netro/Export.h>
 
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace netro {
 
@@ -21,6 +24,21 @@ enum EchoSocketEnum : std::int32_t {
   EchoSocketNone = 0,
   EchoSocketDatagram = 1,  // allowed by net.ipv4.ping_group_range, for IPv6 too
   EchoSocketRaw = 2,       // allowed by CAP_NET_RAW
+};
+
+/// All that is known of how a request ended.
+struct EchoAnswer {
+  std::int32_t Id = 0;
+  std::string Host;  // who answered, empty where nobody did
+  std::int32_t MicroSeconds = 0;
+  std::int32_t Status = 0;
+  std::int32_t TTL = 0;
+  /// Of the ICMP message, as it came; -1 where there was none (silence, an answer over TCP). With
+  /// IPv4 a packet filter says 3 and one of 9, 10 and 13, with IPv6 1 and one of 1, 5 and 6.
+  std::int32_t IcmpType = -1;
+  std::int32_t IcmpCode = -1;
+  std::vector<MplsLabel> Labels;  // told by a router, outermost first
+  bool Duplicate = false;         // the request has ended before, see EchoCls::Duplicates
 };
 
 /// Receives the events of an EchoCls. Inside an event everything is allowed, sending on and
@@ -38,6 +56,13 @@ class NETRO_EXPORT EchoClsEvents {
                      std::int32_t Status, std::int32_t TTL) {
     (void)Id, (void)Host, (void)MicroSeconds, (void)Status, (void)TTL;
   }
+
+  /// What raises Reply, for those who want to know more; it does no more than that for a request's
+  /// end, and nothing for a duplicate.
+  virtual void Answer(const EchoAnswer& Answer) {
+    if (Answer.Duplicate) return;
+    Reply(Answer.Id, Answer.Host, Answer.MicroSeconds, Answer.Status, Answer.TTL);
+  }
 };
 
 class NETRO_EXPORT EchoCls {
@@ -51,6 +76,20 @@ class NETRO_EXPORT EchoCls {
   EchoClsEvents* Events() const { return events_; }
   void Events(EchoClsEvents* sink) { events_ = sink; }
 
+  // Settings; Send works on what they are when it is called.
+
+  /// What the requests are: echoes, or for a trace route UDP or TCP probes. These need no
+  /// permission; each has a descriptor while it is in flight.
+  EchoProbeEnum Probe() const { return probe_; }
+  void Probe(EchoProbeEnum value) { probe_ = value; }
+  /// The port of UDP and TCP probes; 0 is 33434 for UDP and 80 for TCP.
+  std::int32_t Port() const { return port_; }
+  void Port(std::int32_t value) { port_ = value; }
+  /// True: an echo that comes again, until the time of its request is over, raises Answer anew with
+  /// Duplicate set. False at first.
+  bool Duplicates() const { return duplicates_; }
+  void Duplicates(bool value);
+
   /// Sends one request to an address (a link-local one with its zone: "fe80::1%eth0") and returns
   /// its id; the outcome comes as Reply, also when the system refuses to send. `TTL` is the hop
   /// limit of IPv6, 0 the system's, `Size` the bytes of data. 0 on failure: LastErr tells why.
@@ -63,8 +102,9 @@ class NETRO_EXPORT EchoCls {
   /// Requests without a Reply yet.
   std::int32_t Pending() const;
   EchoSocketEnum SocketUsed() const;
-  /// Of the last Send: 0; 10022 no address; -10001 the system allows this program no echo or has no
-  /// socket left; -11006 too many in flight, or no memory. And its text, empty for 0.
+  /// Of the last Send: 0; 10022 no address, or no port; -10001 the system allows this program no
+  /// echo or has no socket left; -11006 too many in flight, or no memory. And its text, empty for
+  /// 0.
   std::int32_t LastErr() const { return lastErr_; }
   const std::string& LastErrMsg() const { return lastErrMsg_; }
 
@@ -73,6 +113,9 @@ class NETRO_EXPORT EchoCls {
 
   std::unique_ptr<EchoRequests> requests_;
   EchoClsEvents* events_ = nullptr;
+  EchoProbeEnum probe_ = EchoProbeICMP;
+  std::int32_t port_ = 0;
+  bool duplicates_ = false;
   std::int32_t lastErr_ = 0;
   std::string lastErrMsg_;
 };

@@ -10,6 +10,7 @@
 #pragma once
 
 #include <netro/AddressPreference.h>
+#include <netro/EchoProbe.h>
 #include <netro/Export.h>
 #include <netro/NameLookups.h>
 
@@ -72,6 +73,13 @@ class NETRO_EXPORT ICMPCls : public NameLookups {
   /// Milliseconds of pause between two hops.
   std::int32_t TRDelay() const { return settings_.delay; }
   void TRDelay(std::int32_t value) { settings_.delay = value; }
+  /// What a trace route asks with, echoes or UDP or TCP probes; the latter need no permission.
+  EchoProbeEnum TRProbe() const { return settings_.probe; }
+  void TRProbe(EchoProbeEnum value) { settings_.probe = value; }
+  /// The port of UDP and TCP probes; 0 is 33434 for UDP and 80 for TCP. With one that is none
+  /// TraceRt fails with 10022.
+  std::int32_t TRPort() const { return settings_.port; }
+  void TRPort(std::int32_t value) { settings_.port = value; }
   /// DNS servers for name lookups, see SocketCls::DNSURL.
   const std::string& DNSURL() const { return settings_.dnsURL; }
   void DNSURL(std::string value) { settings_.dnsURL = std::move(value); }
@@ -138,6 +146,8 @@ class NETRO_EXPORT ICMPCls : public NameLookups {
     std::int32_t traceTimeout = 5000;
     std::int32_t tracePacketSize = 32;
     std::int32_t delay = 0;
+    EchoProbeEnum probe = EchoProbeICMP;
+    std::int32_t port = 0;
     std::string dnsURL;
     AddressPreferenceEnum preference = preferIPv4;
   };

@@ -18,6 +18,8 @@ struct ProxyValues {
   std::string user;
   std::string password;
   bool useRemoteDNS = false;
+
+  bool operator==(const ProxyValues&) const = default;
 };
 
 /// The properties. `Type` is the class's own enumeration, see ProxyTypes.h.

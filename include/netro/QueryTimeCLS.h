@@ -12,6 +12,7 @@
 #include <netro/ProxyTypes.h>
 #include <netro/Types.h>
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -61,6 +62,7 @@ struct TimeResult {
   double offset = 0;
   double delay = 0;
   std::string kissCode;
+  std::int32_t stratumNumber = 0;
 };
 
 /// The proxy settings are for queries over TCP; UDP goes directly.
@@ -79,14 +81,25 @@ class NETRO_EXPORT QueryTimeCLS : public NameLookups,
   void Server(std::string value) { settings_.server = std::move(value); }
   std::int32_t Port() const { return settings_.port; }
   void Port(std::int32_t value) { settings_.port = value; }
-  /// Seconds.
-  std::int16_t Timeout() const { return settings_.timeout; }
-  void Timeout(std::int16_t value) { settings_.timeout = value; }
+  /// In seconds or, as 500ms, in fractions of them; read, it is whole seconds, rounded up.
+  std::int16_t Timeout() const {
+    return static_cast<std::int16_t>(WholeSeconds(settings_.timeout));
+  }
+  void Timeout(std::int16_t value) { settings_.timeout = std::chrono::seconds(value); }
+  void Timeout(std::chrono::milliseconds value) { settings_.timeout = value; }
   bool UseUDP() const { return settings_.useUDP; }
   void UseUDP(bool value) { settings_.useUDP = value; }
   /// 3; any other value asks as version 4.
   std::int32_t SNTPVersion() const { return settings_.version; }
   void SNTPVersion(std::int32_t value) { settings_.version = value; }
+  /// True: SNTPreferenceID has the name of a secondary server's reference, for which a lookup takes
+  /// a second at most. False: it has the address only, and nobody is asked.
+  bool SNTPReferenceName() const { return settings_.referenceName; }
+  void SNTPReferenceName(bool value) { settings_.referenceName = value; }
+  /// True: the request's transmit time has a fraction of random bits, which nobody can guess who
+  /// does not see it, and a forged reply has to repeat them. False: its fraction is 0.
+  bool SNTPRandomFraction() const { return settings_.randomFraction; }
+  void SNTPRandomFraction(bool value) { settings_.randomFraction = value; }
   /// DNS servers for name lookups, see SocketCls::DNSURL.
   const std::string& DNSURL() const { return settings_.dnsURL; }
   void DNSURL(std::string value) { settings_.dnsURL = std::move(value); }
@@ -106,7 +119,7 @@ class NETRO_EXPORT QueryTimeCLS : public NameLookups,
   Date DateTime() const { return result_.dateTime; }
   /// This system's local time, in its time zone, minus DateTime, in whole seconds.
   double SNTPDifference() const { return result_.difference; }
-  /// Seconds from the request to the reply.
+  /// Seconds from the request to the reply's arrival at this system (over TCP: at the program).
   double SNTPRoundTripDelay() const { return result_.roundTrip; }
   /// The reply's 32-bit number / 65536 × 4096.
   double SNTPRootDelay() const { return result_.rootDelay; }
@@ -116,10 +129,12 @@ class NETRO_EXPORT QueryTimeCLS : public NameLookups,
   double SNTPPrecision() const { return result_.precision; }
   double SNTPPollInterval() const { return result_.pollInterval; }
   SNTPStratumEnum SNTPStratum() const { return result_.stratum; }
+  /// The stratum as the reply has it: 0 to 255.
+  std::int32_t SNTPStratumNumber() const { return result_.stratumNumber; }
   SNTPModeEnum SNTPMode() const { return result_.mode; }
   SNTPLeapIndicatorEnum SNTPLeapIndicator() const { return result_.leapIndicator; }
   /// What the server's clock is set by. A primary server's is a word such as "GPS"; a secondary's
-  /// is "address (name)" with SNTPVersion 3, and else a date and time.
+  /// is "address (name)" with SNTPVersion 3 (see SNTPReferenceName), and else a date and time.
   const std::string& SNTPreferenceID() const { return result_.referenceId; }
   const std::string& SNTPPreferenceID() const { return result_.referenceId; }
 
@@ -151,9 +166,11 @@ class NETRO_EXPORT QueryTimeCLS : public NameLookups,
   struct Settings {
     std::string server;
     std::int32_t port = 123;
-    std::int16_t timeout = 30;
+    std::chrono::milliseconds timeout = std::chrono::seconds(30);
     bool useUDP = true;
     std::int32_t version = 3;
+    bool referenceName = true;
+    bool randomFraction = false;
     std::string dnsURL;
     AddressPreferenceEnum preference = preferIPv4;
   };
