@@ -16,11 +16,12 @@
 
 #include "dns/Dns.h"
 #include "get/Get.h"
-#include "get/Secret.h"
 #include "mac/Mac.h"
 #include "mail/Mail.h"
 #include "ping/Ping.h"
 #include "terminal/Command.h"
+#include "terminal/Interrupt.h"
+#include "terminal/Secret.h"
 #include "terminal/Terminal.h"
 #include "time/Time.h"
 #include "tour/Tour.h"
@@ -119,6 +120,19 @@ int ReportUsage(const std::string& command, const std::string& text) {
   return WrongUsage;
 }
 
+/// An option that does not exist is named by itself: what else does not fit may be its value, or an
+/// argument that is missing because of it.
+std::string WhatIsWrong(const CLI::App& app, const CLI::ParseError& error) {
+  std::string text = error.what();
+  for (const std::string& left : app.remaining(true)) {
+    if (left.size() < 2 || left.front() != '-' || left == "--") continue;
+    text = "there is no option " + left.substr(0, left.find('='));
+    break;
+  }
+  std::erase(text, kBracketEnding.back());
+  return text;
+}
+
 int RunCommand(const std::string& name, const CommandRun& run) {
   try {
     return run();
@@ -138,13 +152,16 @@ int Run(int argc, char** argv) {
   app.set_version_flag("--version", "netro " NETRO_VERSION, "Show the version and exit");
   app.require_subcommand(0, 1);
 
-  if (argc > 1 && argv[1][0] != '-' && Find(argv[1]) == nullptr) {
-    return ReportUnknownCommand(argv[1]);
+  const std::string_view first = argc > 1 ? argv[1] : "-";
+  if (!first.starts_with('-') && Find(first) == nullptr) {
+    return ReportUnknownCommand(std::string(first));
   }
   CommandRun runs[std::size(kCommands)];
   for (std::size_t i = 0; i < std::size(kCommands); ++i) {
     CLI::App& options = *app.add_subcommand(kCommands[i].name, kCommands[i].summary);
     options.group("Commands");
+    // Of the others nobody asks for more than their names.
+    if (Find(first) != nullptr && first != kCommands[i].name) continue;
     runs[i] = kCommands[i].setUp(options);
     for (CLI::Option* option : options.get_options()) option->transform(WithoutEnding);
   }
@@ -158,9 +175,7 @@ int Run(int argc, char** argv) {
   } catch (const CLI::Success& request) {  // --help, --version
     return app.exit(request);
   } catch (const CLI::ParseError& error) {
-    std::string text = error.what();
-    std::erase(text, kBracketEnding.back());
-    return ReportUsage(chosen(), text);
+    return ReportUsage(chosen(), WhatIsWrong(app, error));
   }
 
   BlankSecrets(argc, argv);
@@ -180,6 +195,7 @@ int main(int argc, char** argv) {
   netro::tool::FillStandardDescriptors();
   // A reader that goes away ("netro get ... | head") is seen as a failed write.
   std::signal(SIGPIPE, SIG_IGN);
-  const int status = netro::tool::Run(argc, argv);
-  return netro::tool::FinishOutput(status);
+  const int status = netro::tool::FinishOutput(netro::tool::Run(argc, argv));
+  netro::tool::DieIfInterrupted();
+  return status;
 }

@@ -30,7 +30,8 @@ class Resolver {
 
   void Run() {
     std::optional<Timer> limit;
-    if (request_.timeout > 0) limit.emplace(request_.timeout * 1000, [this] { Expire(); });
+    if (request_.timeout > 0)
+      limit.emplace(static_cast<std::int32_t>(request_.timeout * 1000), [this] { Expire(); });
     AskServers();
     // A query that is stopped between two tries ends with the result of the first.
     const bool unfinished = result_.errorNumber == kCancelled || result_.errorNumber == kTimedOut;

@@ -12,11 +12,14 @@
 #include "terminal/Command.h"
 #include "terminal/ConnectionOptions.h"
 #include "terminal/HostAndPort.h"
+#include "terminal/SecondsText.h"
 
 namespace netro::tool {
 namespace {
 
+constexpr double kShortestTimeout = 0.01;
 constexpr std::int32_t kDefaultTimeout = 30;
+constexpr std::int32_t kZoneTimeout = 3600;
 constexpr std::int32_t kLongestTimeout = 1'000'000;
 
 constexpr const char* kExamples = R"(
@@ -76,11 +79,11 @@ void DeclareServer(CLI::App& options, DnsOptions& values) {
       ->type_name("HOST[:PORT]")
       ->group(kGroup);
   options.add_flag("--tcp", values.tcp, "Ask over TCP")->group(kGroup);
-  DeclareProxyOptions(options, values.proxy, values.proxyType, "Ask over TCP through");
+  DeclareProxyOptions(options, values.proxy, "Ask over TCP through");
   DeclareParallel(options, values.parallel, "The most names to ask for at once");
   options
       .add_option("-t,--timeout", values.timeout,
-                  "Limit of the whole query; 30 if not given, and none for a zone")
+                  "Limit of the whole query; 30 if not given, and 3600 for a zone")
       ->type_name("SECONDS")
       ->group(kGroup);
 }
@@ -144,10 +147,11 @@ std::string ReadReverseName(const std::string& address) {
   return name + "ip6.arpa";
 }
 
-std::int32_t ReadTimeout(const DnsOptions& options, bool zone) {
-  const std::int32_t seconds = options.timeout.value_or(zone ? 0 : kDefaultTimeout);
-  if (options.timeout) CheckTimeout(seconds, kLongestTimeout);
-  return seconds;
+double ReadTimeout(const DnsOptions& options, bool zone) {
+  const double seconds = options.timeout.value_or(zone ? kZoneTimeout : kDefaultTimeout);
+  if (seconds >= kShortestTimeout && seconds <= kLongestTimeout) return seconds;
+  throw UsageError("--timeout: " + SecondsText(kShortestTimeout) + " to " +
+                   SecondsText(kLongestTimeout) + " seconds are possible");
 }
 
 }  // namespace
@@ -168,7 +172,7 @@ std::vector<DnsRequest> ReadDnsRequests(const DnsOptions& options) {
   if (!options.server.empty()) {
     ReadHostAndPort("--server", options.server, request.server, request.port);
   }
-  request.proxy = ReadSocksProxy(options.proxy, options.proxyType);
+  request.proxy = ReadSocksProxy(options.proxy);
   request.proxyType = static_cast<DNSProxyTypeEnum>(SocksNumber(request.proxy.type));
   request.tcp = options.tcp || request.zone || request.proxyType != NoDNSProxy;
   request.recursion = !options.noRecursion;

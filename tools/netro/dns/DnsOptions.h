@@ -27,10 +27,9 @@ struct DnsOptions {
   bool noRecursion = false;
   std::int32_t edns = 0;
   bool dnssec = false;
-  std::string proxy;
-  std::string proxyType;
+  ProxyOptions proxy;
   std::int32_t parallel = 8;
-  std::optional<std::int32_t> timeout;
+  std::optional<double> timeout;
   bool json = false;
 };
 
@@ -49,7 +48,7 @@ struct DnsRequest {
   bool dnssec = false;
   DNSProxyTypeEnum proxyType = NoDNSProxy;
   Proxy proxy;
-  std::int32_t timeout = 0;  // seconds; 0: no limit but those of the library
+  double timeout = 0;  // seconds; 0: no limit but those of the library
 };
 
 /// One for each name. Throws UsageError.

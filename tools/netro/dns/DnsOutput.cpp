@@ -13,6 +13,7 @@
 #include "dns/ZoneRecord.h"
 #include "dns/ZoneText.h"
 #include "terminal/Encoding.h"
+#include "terminal/SecondsText.h"
 #include "terminal/Terminal.h"
 
 namespace netro::tool {
@@ -104,7 +105,7 @@ void PrintWhole(const DnsLookup& lookup) {
   PrintComment("\n" + StatusLine(*result.header));
   if (const EDNSCLS* edns = query.EDNS()) PrintEdns(*edns);
   for (const std::string& server : result.silentServers) {
-    PrintComment(";; " + Printable(server) + " did not answer");
+    PrintComment(";; " + ShownText(server) + " did not answer");
   }
   if (result.wasTruncated) {
     PrintComment(";; the reply over UDP was truncated; asked again over TCP");
@@ -120,7 +121,7 @@ std::string Advice(const DnsLookup& lookup) {
   if (result.server.empty()) return "; name one with --server";
   const bool wasOurs = result.seconds >= request.timeout;  // and not the class's own limit
   if (result.errorNumber == 10002 && request.timeout > 0 && wasOurs) {
-    return "; the limit is " + std::to_string(request.timeout) + " s, --timeout changes it";
+    return "; the limit is " + SecondsText(request.timeout) + " s, --timeout changes it";
   }
   if (result.header && request.type != TYPE_PTR && IsAddress(query)) {
     return "; --reverse asks for the name of an address";

@@ -2,6 +2,8 @@
 
 #include "get/GetJson.h"
 
+#include <strings.h>
+
 #include <cmath>
 #include <cstdint>
 #include <string>
@@ -32,8 +34,8 @@ void AddBody(Json& object, const Fetch& fetch) {
 Json TlsOf(const HttpResult& result) {
   const TlsInfo& tls = result.tls;
   if (tls.protocol.empty()) return nullptr;
-  return {{"protocol", tls.protocol}, {"cipher", tls.cipher},      {"subject", tls.subject},
-          {"issuer", tls.issuer},     {"names", Json(tls.names)},  {"days_left", tls.daysLeft},
+  return {{"protocol", tls.protocol}, {"cipher", tls.cipher},     {"subject", tls.subject},
+          {"issuer", tls.issuer},     {"names", Json(tls.names)}, {"days_left", tls.daysLeft},
           {"resumed", tls.resumed},   {"alpn", tls.alpn}};
 }
 
@@ -83,7 +85,9 @@ Json JsonOf(const Fetch& fetch, bool hasRefusals) {
       {"error", {{"number", result.errorNumber}, {"text", result.errorText}}},
   };
   for (const auto& [name, value] : FieldsOf(result.header)) {
-    object["headers"].push_back({{"name", name}, {"value", value}});
+    const bool isUrl = ::strcasecmp(name.c_str(), "Location") == 0;
+    object["headers"].push_back(
+        {{"name", name}, {"value", isUrl ? WithoutCredentials(value) : value}});
   }
   if (result.IsGood() || (result.IsAnswer() && hasRefusals)) {
     AddBody(object, fetch);

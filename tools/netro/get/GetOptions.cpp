@@ -82,7 +82,7 @@ void DeclareGetOptions(CLI::App& options, GetOptions& values) {
       ->required();
   DeclareRequest(options, values.request);
   DeclareLogin(options, values.login);
-  DeclareTls(options, values.tls);
+  DeclareTls(options, values.tls, "TLS (https)");
   DeclareWay(options, values.way);
   DeclareOutput(options, values);
   options.footer(kExamples);
@@ -96,7 +96,7 @@ GetRequest ReadGetRequest(const GetOptions& options) {
   if (options.way.retries > 0 && !request.request.CanRepeat()) {
     throw UsageError("--retry: standard input can be sent only once");
   }
-  request.tls = ReadTls(options.tls);
+  request.tls = ReadTls(options.tls, {"http/1.1"});
   request.logins = ReadLogins(options.login);  // last: it may ask
   return request;
 }

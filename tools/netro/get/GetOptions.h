@@ -7,8 +7,8 @@
 
 #include "get/LoginOptions.h"
 #include "get/RequestOptions.h"
-#include "get/TlsOptions.h"
 #include "get/WayOptions.h"
+#include "terminal/TlsOptions.h"
 
 namespace CLI {
 class App;

@@ -13,6 +13,7 @@
 #include "terminal/Batch.h"
 #include "terminal/Encoding.h"
 #include "terminal/FailureText.h"
+#include "terminal/SecondsText.h"
 #include "terminal/Terminal.h"
 #include "terminal/Transfer.h"
 
@@ -28,7 +29,7 @@ std::string Subject(const Fetch& fetch) { return fetch.label.empty() ? "" : fetc
 /// On a terminal a body of another type is shown only if it turns out to be text (JSON, XML ...).
 bool IsShown(const HttpResult& result) {
   return ::strncasecmp(result.contentType.c_str(), "text/", 5) == 0 ||
-         (result.bodyLength <= kLongestShown && IsPlainText(result.body));
+         (result.bodyLength <= kLongestShown && IsHarmlessText(result.body));
 }
 
 void PrintBodyOnTerminal(const Fetch& fetch) {
@@ -68,12 +69,13 @@ std::string Advice(const Fetch& fetch, const WayOptions& limits) {
   if (result.errorNumber == kTooLong && fetch.file.empty()) {
     return "; -o FILE saves a body of any size";
   }
-  if (result.errorNumber != kTimedOut) return TlsAdvice(result.errorNumber, fetch.url);
+  if (result.errorNumber != kTimedOut)
+    return TlsAdvice(result.errorNumber, ProtocolOf(fetch.url) == "https");
   if (limits.maxTime > 0 && result.seconds >= limits.maxTime) {
-    return "; the limit is " + std::to_string(limits.maxTime) + " s, --max-time changes it";
+    return "; the limit is " + SecondsText(limits.maxTime) + " s, --max-time changes it";
   }
   if (limits.connectTimeout > 0 && !result.Has("sent") && !result.Has("first byte")) {
-    return "; the limit is " + std::to_string(limits.connectTimeout) +
+    return "; the limit is " + SecondsText(limits.connectTimeout) +
            " s, --connect-timeout changes it";
   }
   return TimeoutAdvice(result.errorNumber, limits.timeout);

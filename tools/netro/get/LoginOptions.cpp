@@ -8,17 +8,15 @@
 #include <algorithm>
 
 #include "get/Netrc.h"
-#include "get/Secret.h"
 #include "get/UrlText.h"
 #include "terminal/Command.h"
+#include "terminal/Secret.h"
 #include "terminal/Terminal.h"
 
 namespace netro::tool {
 namespace {
 
 constexpr const char* kGroup = "Login";
-
-bool SomebodyIsThere() { return ::isatty(STDIN_FILENO) == 1 && IsTerminal(Stream::Error); }
 
 void ReadUser(const LoginOptions& options, Logins& logins) {
   const std::size_t colon = std::min(options.user.find(':'), options.user.size());
@@ -29,7 +27,7 @@ void ReadUser(const LoginOptions& options, Logins& logins) {
     if (logins.user.empty()) throw UsageError("--password-file needs --user NAME");
     if (hasPassword) throw UsageError("--password-file: --user has a password already");
     logins.password = ReadPasswordFile("--password-file", options.passwordFile);
-  } else if (!logins.user.empty() && !hasPassword && SomebodyIsThere()) {
+  } else if (!logins.user.empty() && !hasPassword && CanAskPassword()) {
     logins.password = AskPassword("Password of " + logins.user + ": ");
   }
 }

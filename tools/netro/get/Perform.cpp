@@ -111,7 +111,7 @@ void TryAll(Fetch& fetch, const GetOptions& options, const GetRequest& request,
 
 /// Runs `work` with one limit for all that it does.
 template <class Work>
-void RunWithin(std::chrono::seconds limit, Work work) {
+void RunWithin(std::chrono::milliseconds limit, Work work) {
   std::exception_ptr thrown;
   const Task task = MessageLoop::ForThisThread().StartTask(
       [&] {
@@ -134,7 +134,8 @@ void Perform(Fetch& fetch, const GetOptions& options, const GetRequest& request,
              ProgressLines& lines, const Stopped& stopped) {
   const auto work = [&] { TryAll(fetch, options, request, lines, stopped); };
   if (options.way.maxTime == 0) return work();
-  RunWithin(std::chrono::seconds(options.way.maxTime), work);
+  const std::chrono::duration<double> limit(options.way.maxTime);
+  RunWithin(std::chrono::ceil<std::chrono::milliseconds>(limit), work);
 }
 
 }  // namespace netro::tool

@@ -2,6 +2,8 @@
 
 #include "get/UrlText.h"
 
+#include <netro/ShownText.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <regex>
@@ -28,9 +30,8 @@ bool HasCredentials(const std::string& url) {
 }
 
 std::string WithoutCredentials(const std::string& url) {
-  const auto [begin, end] = AuthorityOf(url);
-  const std::size_t at = url.substr(0, end).rfind('@');
-  return at == url.npos ? url : url.substr(0, begin) + url.substr(at + 1);
+  const bool isPath = url.starts_with('/') && !url.starts_with("//");
+  return isPath ? url : ShownUrl(url);
 }
 
 std::string ProtocolOf(const std::string& url) {
@@ -51,7 +52,8 @@ std::string HostOf(const std::string& url) {
 std::string WithoutTokens(const std::string& url) {
   constexpr auto kFlags = std::regex::icase | std::regex::optimize;
   static const std::regex secret(
-      "([?&;#][^=&]*(auth|code|cookie|cred|key|pass|pwd|secret|sess|sig|token)[^=&]*=)[^&#]*", kFlags);
+      "([?&;#][^=&]*(auth|code|cookie|cred|key|pass|pwd|secret|sess|sig|token)[^=&]*=)[^&#]*",
+      kFlags);
   return std::regex_replace(url, secret, "$1***");
 }
 

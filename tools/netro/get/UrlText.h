@@ -8,7 +8,7 @@ namespace netro::tool {
 /// True for "http://user@host/".
 bool HasCredentials(const std::string& url);
 
-/// What may be shown: without user and password.
+/// What may be shown of a URL or a reference, good or bad: without user and password.
 std::string WithoutCredentials(const std::string& url);
 
 /// "https"; "http" where the URL does not say. In small letters.

@@ -14,6 +14,7 @@
 #include "terminal/FamilyOptions.h"
 #include "terminal/HostAndPort.h"
 #include "terminal/OptionValues.h"
+#include "terminal/SecondsText.h"
 
 namespace netro::tool {
 namespace {
@@ -68,6 +69,7 @@ void DeclareProxies(CLI::App& options, WayOptions& values) {
                   "socks5-auth")
       ->type_name("TYPE")
       ->group(kGroup);
+  DeclareProxyPassword(options, values.proxyPasswordFile, kGroup);
   options
       .add_option("--noproxy", values.noProxy,
                   "Go to these hosts, and those below them, without a proxy; '*' is\n"
@@ -93,7 +95,7 @@ void DeclareHosts(CLI::App& options, WayOptions& values) {
 }
 
 void DeclareLimits(CLI::App& options, WayOptions& values) {
-  const auto number = [&options](const char* name, std::int32_t& value, const char* type,
+  const auto number = [&options](const char* name, auto& value, const char* type,
                                  const char* help) {
     options.add_option(name, value, help)->type_name(type)->group(kGroup);
   };
@@ -103,8 +105,12 @@ void DeclareLimits(CLI::App& options, WayOptions& values) {
   number("--connect-timeout", values.connectTimeout, "SECONDS",
          "Limit for lookup, proxy, connecting and TLS together; that of\n"
          "--timeout if not given");
-  number("-m,--max-time", values.maxTime, "SECONDS",
-         "Limit for all of a URL, redirects and repetitions included");
+  options
+      .add_option("-m,--max-time", values.maxTime,
+                  "Limit for all of a URL, redirects and repetitions included; also\n"
+                  "0.5")
+      ->type_name("SECONDS")
+      ->group(kGroup);
   options
       .add_option("--limit-rate", values.limitRate,
                   "The most bytes a second to receive, of each URL; 500k, 2M")
@@ -129,16 +135,16 @@ void DeclareWay(CLI::App& options, WayOptions& values) {
 Way ReadWay(const WayOptions& options) {
   constexpr std::int32_t kMostRepetitions = 100;
   Way way;
-  if (options.timeout < 1) throw UsageError("--timeout: at least one second is needed");
-  CheckRange("--timeout", options.timeout, 1, kLongest);
-  CheckRange("--connect-timeout", options.connectTimeout, 0, kLongest);
-  CheckRange("--max-time", options.maxTime, 0, kLongest * 30);
+  CheckLimit("--timeout", options.timeout, kLongest);
+  CheckLimit("--connect-timeout", options.connectTimeout, kLongest, NoLimit::Zero);
+  CheckLimit("--max-time", options.maxTime, kLongest * 30.0, NoLimit::Zero);
   CheckRange("--max-redirects", options.maxRedirects, 0, kMostRepetitions);
   CheckRange("--retry", options.retries, 0, kMostRepetitions);
   CheckParallel(options.parallel);
   way.options = options;
-  if (options.proxy || !options.proxyType.empty()) {
+  if (options.proxy || !options.proxyType.empty() || !options.proxyPasswordFile.empty()) {
     way.proxy = ReadProxy(options.proxy.value_or(""), options.proxyType);
+    CompletePassword(*way.proxy, options.proxyPasswordFile);
   }
   for (const std::string& text : options.resolve) way.addresses.push_back(ReadResolve(text));
   if (!options.limitRate.empty()) way.bytesPerSecond = ReadRate(options.limitRate);
@@ -168,8 +174,10 @@ void Apply(HTTPCls& http, const Way& way, const Proxy& proxy) {
   http.AddressPreference(options.preference);
   for (const auto& [host, port, address] : way.addresses) http.AddHostAddress(host, port, address);
   http.TimeOutSeconds(std::numeric_limits<std::int32_t>::max());
-  http.IdleTimeout(options.timeout);
-  http.ConnectTimeout(options.connectTimeout > 0 ? options.connectTimeout : options.timeout);
+  http.IdleTimeout(TimeOf(options.timeout));
+  http.ConnectTimeout(
+      TimeOf(options.connectTimeout > 0 ? options.connectTimeout : options.timeout));
+  http.TotalTimeout(TimeOf(options.maxTime));
   http.MaxBytesPerSecond(way.bytesPerSecond);
   http.MaxRedirects(options.maxRedirects);
   http.KeepAlive(true);

@@ -21,14 +21,15 @@ namespace netro::tool {
 struct WayOptions {
   std::optional<std::string> proxy;  // empty text: none, whatever the environment says
   std::string proxyType;
+  std::string proxyPasswordFile;
   std::string noProxy;
   std::vector<std::string> resolve;
   std::string dns;
   AddressPreferenceEnum preference = preferIPv4;
   std::int32_t parallel = 8;
-  std::int32_t connectTimeout = 0;  // 0: as timeout
-  std::int32_t timeout = 30;
-  std::int32_t maxTime = 0;  // 0: no limit
+  double connectTimeout = 0;  // 0: as timeout
+  double timeout = 30;
+  double maxTime = 0;  // 0: no limit
   std::string limitRate;
   std::int32_t maxRedirects = 10;
   std::int32_t retries = 0;

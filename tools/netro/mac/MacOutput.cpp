@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "terminal/FailureText.h"
+#include "terminal/JsonOutput.h"
 #include "terminal/Terminal.h"
 
 namespace netro::tool {
@@ -118,7 +119,7 @@ void PrintMacJson(const MacOptions& options, const MacResult& result, double sec
                  {"seconds", seconds},
                  {"adapters", Json::array()}};
   for (const MacAdapter& adapter : result.adapters) object["adapters"].push_back(ToJson(adapter));
-  Print(object.dump(2) + "\n");
+  PrintObject(object);
 }
 
 void ExplainMac(const MacOptions& options, const MacResult& result) {

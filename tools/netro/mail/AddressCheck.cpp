@@ -2,6 +2,9 @@
 
 #include "mail/AddressCheck.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include "mail/MailRecipients.h"
 
 namespace netro::tool {
@@ -38,6 +41,11 @@ bool IsFine(const std::optional<AddressFinding>& finding) {
 
 bool AddressReport::IsGood() const {
   return syntax.result == 0 && IsFine(lookup) && (!server || serverTakesIt);
+}
+
+bool AddressReport::MayBeFoundLater() const {
+  constexpr std::int32_t kForGood[] = {0, 22, 59, 10131};  // no such data, no such domain, no mail
+  return lookup && std::ranges::find(kForGood, lookup->result) == std::end(kForGood);
 }
 
 bool AddressReport::IsCancelled() const {

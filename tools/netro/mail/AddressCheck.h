@@ -32,6 +32,8 @@ struct AddressReport {
   bool serverTakesIt = false;
 
   bool IsGood() const;
+  /// Nobody could tell the exchanger now; later somebody may.
+  bool MayBeFoundLater() const;
   bool IsCancelled() const;
 };
 

@@ -16,6 +16,7 @@
 #include "terminal/Encoding.h"
 #include "terminal/Interrupt.h"
 #include "terminal/JsonOutput.h"
+#include "terminal/SecondsText.h"
 
 namespace netro::tool {
 namespace {
@@ -43,7 +44,7 @@ takes an address may still have no such mailbox, and one that refuses may dislik
 Exit status 0 when all that was asked for is in order with every address.
 
 --json prints one object: ok, and the list addresses: address, ok, syntax (ok, rule, text),
-exchanger (with --lookup: ok, name, address, error) and server (with --smtp: ok, result, message),
+exchanger (with --lookup: ok, name, address, try_again, error) and server (with --smtp: ok, result, message),
 which are null when nothing was asked.)";
 
 void Declare(CLI::App& options, Options& values) {
@@ -81,7 +82,10 @@ std::string TextOf(const AddressReport& report) {
     text =
         report.lookup->result == 0
             ? "; exchanger " + report.exchanger + ", " + report.exchangerAddress
-            : "; " + Styled(Style::Red, "no exchanger") + ", " + OnOneLine(report.lookup->message);
+            : "; " +
+                  Styled(Style::Red, report.MayBeFoundLater() ? "exchanger not known now, try again"
+                                                              : "no exchanger") +
+                  ", " + OnOneLine(report.lookup->message);
   }
   if (report.server) {
     text += report.serverTakesIt ? "; the server takes it"
@@ -105,6 +109,7 @@ Json ToJson(const AddressReport& report) {
         {"ok", report.lookup->result == 0},
         {"name", report.exchanger},
         {"address", report.exchangerAddress},
+        {"try_again", report.MayBeFoundLater()},
         {"error", {{"number", report.lookup->result}, {"text", report.lookup->message}}}};
   }
   if (report.server) {
@@ -128,7 +133,7 @@ void Tell(const AddressReport& report, const Options& options) {
     Print(OnOneLine(report.address) + ": " + TextOf(report) + "\n");
     Flush();
   }
-  const std::string seconds = std::to_string(options.connection.connection.timeout);
+  const std::string seconds = SecondsText(options.connection.connection.timeout);
   if ((report.lookup && IsMailTimeout(report.lookup->result)) ||
       (report.server && IsMailTimeout(report.server->result))) {
     ShowMessage("the limit of each wait is " + seconds + " s, --timeout changes it");

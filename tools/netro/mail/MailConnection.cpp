@@ -4,10 +4,13 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cmath>
 
 #include "terminal/Command.h"
 #include "terminal/HostAddress.h"
 #include "terminal/HostAndPort.h"
+#include "terminal/OptionValues.h"
+#include "terminal/SecondsText.h"
 
 namespace netro::tool {
 namespace {
@@ -39,15 +42,16 @@ void CheckHelo(const std::string& name) {
 
 /// An entry for every step that waits. Without --timeout the message has the ten minutes that it
 /// has in the library.
-std::string TimeOutTable(std::int32_t seconds) {
-  constexpr std::int32_t kSteps[] = {SMTP_STEP_DNS,      SMTP_STEP_CONNECT, SMTP_STEP_HELO,
-                                     SMTP_STEP_MAILFROM, SMTP_STEP_RCPTTO,  SMTP_STEP_DATA,
-                                     SMTP_STEP_SENDDATA, SMTP_STEP_QUIT};
+std::string TimeOutTable(double seconds) {
+  constexpr std::int32_t kSteps[] = {SMTP_STEP_DNS,      SMTP_STEP_CONNECT,  SMTP_STEP_HELO,
+                                     SMTP_STEP_STARTTLS, SMTP_STEP_AUTH,     SMTP_STEP_MAILFROM,
+                                     SMTP_STEP_RCPTTO,   SMTP_STEP_DATA,     SMTP_STEP_SENDDATA,
+                                     SMTP_STEP_QUIT};
   std::string table;
   for (const std::int32_t step : kSteps) {
     const bool isLong = step == SMTP_STEP_SENDDATA && seconds == ConnectionOptions().timeout;
     table += (table.empty() ? "" : ",") + std::to_string(step) + ":" +
-             std::to_string(isLong ? kMessageSeconds : seconds);
+             SecondsText(isLong ? kMessageSeconds : seconds);
   }
   return table;
 }
@@ -71,18 +75,30 @@ void DeclareMailConnection(CLI::App& options, MailConnectionOptions& values) {
       ->group(kGroup);
   DeclareConnectionOptions(options, values.connection, "Connect through",
                            "Limit of connecting, and of the wait for each reply");
+  options
+      .add_option("--total", values.total,
+                  "Limit of each session, however long its waits are; 3600 if not\n"
+                  "given, 0 is none")
+      ->type_name("SECONDS")
+      ->group(kGroup);
+  DeclareMailLogin(options, values.login);
 }
 
 void UseMailConnection(SendMailCls& mail, const MailConnectionOptions& options) {
   std::string host;
-  if (const std::int32_t port = ReadServer(options, host)) mail.Port(port);
+  const std::int32_t port = ReadServer(options, host);
+  if (port != 0) mail.Port(port);
+  UseProxy(mail, ReadSocksProxy(options.connection.proxy));
+  UseMailLogin(mail, options.login, port != 0);
   mail.ReceiverHostName(host);
+  mail.LocalHosts(true);
   CheckHelo(options.helo);
   mail.SenderHostName(options.helo);
-  CheckTimeout(options.connection.timeout, kLongestTimeout);
+  CheckLimit("--timeout", options.connection.timeout, kLongestTimeout);
   mail.SMTPTimeOutString(TimeOutTable(options.connection.timeout));
-  mail.SMTPProxyTimeout(options.connection.timeout);
-  UseProxy(mail, ReadSocksProxy(options.connection.proxy, options.connection.proxyType));
+  mail.SMTPProxyTimeout(static_cast<std::int32_t>(std::ceil(options.connection.timeout)));
+  CheckLimit("--total", options.total, kLongestTimeout, NoLimit::Zero);
+  mail.TotalTimeout(TimeOf(options.total));
   mail.AddressPreference(options.connection.preference);
   if (!options.connection.dns.empty()) {  // an empty list would not be the system's
     mail.DNSURL(options.connection.dns);

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string>
 
+#include "mail/MailLogin.h"
 #include "terminal/ConnectionOptions.h"
 
 namespace netro::tool {
@@ -16,11 +17,13 @@ struct MailConnectionOptions {
   std::int32_t port = 0;
   std::string helo;
   ConnectionOptions connection;
+  double total = 3600;  // seconds; 0: no limit
+  MailLoginOptions login;
 };
 
 void DeclareMailConnection(CLI::App& options, MailConnectionOptions& values);
 
-/// Makes `mail` go that way. Throws UsageError.
+/// Makes `mail` go that way, with a login if need be. Throws UsageError.
 void UseMailConnection(SendMailCls& mail, const MailConnectionOptions& options);
 
 /// The result of a session, or of a lookup, that a longer --timeout might have helped.

@@ -11,7 +11,7 @@ namespace netro::tool {
 void MailDisplay::DisplayProtocol(const std::string& LastResult) {
   line_.reset();
   lines_.Clear();
-  if (transcript_) std::fputs((Printable(LastResult) + "\n").c_str(), stderr);
+  if (transcript_) std::fputs((ShownText(LastResult) + "\n").c_str(), stderr);
 }
 
 void MailDisplay::DataStatus(std::int32_t SendBytes, std::int32_t CompleteBytes) {

@@ -4,6 +4,7 @@
 
 #include <iconv.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstring>
@@ -25,8 +26,20 @@ std::string Joined(const std::vector<std::string>& lists) {
   return joined;
 }
 
+/// A named server may know hosts of one word.
+bool IsAddress(SendMailCls& mail, const std::string& address) {
+  const auto found = RecipientsOf(address);
+  const bool good = mail.CheckeMailAddressSyntax(address);
+  if (good || mail.ReceiverHostName().empty() || found.size() != 1) return good;
+  const std::string& bare = found[0].Address;
+  const std::size_t at = bare.rfind('@');
+  const bool isWord = at != bare.npos && at + 1 < bare.size() && bare.find('.', at) == bare.npos;
+  if (isWord && mail.CheckeMailAddressSyntax(bare + ".localdomain")) return true;
+  return mail.CheckeMailAddressSyntax(address);  // for its words
+}
+
 void CheckAddress(SendMailCls& mail, const std::string& option, const std::string& address) {
-  if (!mail.CheckeMailAddressSyntax(address)) {
+  if (!IsAddress(mail, address)) {
     throw UsageError(option + ": \"" + address + "\" is no address: " + mail.ResultMessage());
   }
   const auto isControl = [](char c) { return (c >= 0 && c < ' ') || c == '\x7F'; };
@@ -38,7 +51,9 @@ void CheckAddress(SendMailCls& mail, const std::string& option, const std::strin
 void CheckAddresses(SendMailCls& mail, const MailOptions& options, const std::string& to,
                     const std::string& cc, const std::string& bcc) {
   constexpr const char* kOptions[] = {"", "--to", "--cc", "--bcc"};
-  CheckAddress(mail, "--from", options.from);
+  if (!options.hasFrom) throw UsageError("--from is required");
+  mail.NullSender(options.from.empty());
+  if (!options.from.empty()) CheckAddress(mail, "--from", options.from);
   const auto recipients = RecipientsOf(to, cc, bcc);
   if (recipients.empty()) throw UsageError("no recipient; name one with --to, --cc or --bcc");
   for (const RecipientOutcome& recipient : recipients) {
@@ -128,15 +143,36 @@ void WarnOfUnusedFiles(const MailOptions& options, const std::string& html) {
   }
 }
 
+/// Who the message is from; that of one without a sender names the program that wrote it.
+std::string SenderOf(const MailOptions& options, const SendMailCls& mail) {
+  if (!options.from.empty()) return options.from;
+  char name[256] = "";
+  ::gethostname(name, sizeof name - 1);
+  std::string host = mail.SenderHostName().empty() ? name : mail.SenderHostName();
+  if (host.find('.') == host.npos) host += ".localdomain";
+  return "Mail Delivery <MAILER-DAEMON@" + host + ">";
+}
+
+void UseMessageFile(const MailOptions& options, SendMailCls& mail, const std::string& from,
+                    const std::string& to, const std::string& cc, const std::string& bcc) {
+  const std::string& file = options.messageFile;
+  const bool good =
+      file == "-" ? mail.NewMsgFromMimeBuffer(ReadInput("--eml", file), from, to, cc, bcc)
+                  : mail.NewMsgFromMimeFile(file, from, to, cc, bcc);
+  CheckAdded(good, mail, "--eml: cannot send " + file);
+}
+
 }  // namespace
 
 void ComposeMail(const MailOptions& options, SendMailCls& mail) {
   const std::string to = Joined(options.to), cc = Joined(options.cc), bcc = Joined(options.bcc);
   CheckAddresses(mail, options, to, cc, bcc);
   UseCharset(mail, options.charset);
+  const std::string from = SenderOf(options, mail);
+  if (!options.messageFile.empty()) return UseMessageFile(options, mail, from, to, cc, bcc);
   const bool isHtml = !options.htmlFile.empty();
   if (!options.hasText && options.textFile.empty() && !isHtml && options.attachments.empty() &&
-      !options.simulate) {
+      !options.simulate && !options.trace && options.lastStep.empty()) {
     throw UsageError("no message; give --text, --text-file (- is standard input) or --html");
   }
   if (options.textFile == "-" && options.htmlFile == "-") {
@@ -146,9 +182,9 @@ void ComposeMail(const MailOptions& options, SendMailCls& mail) {
   const std::string html = isHtml ? ReadInput("--html", options.htmlFile) : std::string();
   WarnOfUnusedFiles(options, html);
   if (isHtml) {
-    mail.NewHTMLMsgX(options.subject, options.from, to, html, text, cc, bcc);
+    mail.NewHTMLMsgX(options.subject, from, to, html, text, cc, bcc);
   } else {
-    mail.NewTextMsg(options.subject, options.from, to, text, cc, bcc);
+    mail.NewTextMsg(options.subject, from, to, text, cc, bcc);
   }
   UseMessageID(mail, options.messageID);
   for (const std::string& line : options.headers) {

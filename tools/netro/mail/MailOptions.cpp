@@ -13,20 +13,32 @@ Examples:
   netro mail -f jane@example.com --to 'Boss <boss@example.org>, bob@example.net' --text-file - < note
   netro mail -f jane@example.com --to boss@example.org --html page.html --inline chart.png \
       --attach report.pdf=Report2024.pdf --server mail.example.com --transcript
-  netro mail -f jane@example.com --to boss@example.org --simulate
+  netro mail -f jane@example.com --to boss@example.org --eml message.eml \
+      --server mail.example.com --user jane --password-file ~/.mailpass
+  netro mail -f jane@example.com --to boss@example.org --trace
+  netro mail -f jane@example.com --to boss@example.org --text Hello. --spool ~/outgoing
+  netro mail --deliver ~/outgoing --server mail.example.com
 
 Addresses are written as in header fields, several in a list separated by commas; all are checked
-before anything is sent. Each recipient gets the message in a session of its own. One line tells of
-each, as soon as all are done: accepted, or where the session failed and whether it is worth another
-try. Exit status 0 when all were accepted.
+before anything is sent. All recipients at a server share a session. One line tells of each, as soon
+as all are done: accepted, or where it failed and whether it is worth another try. Exit status 0 when
+all were accepted. With --trace it is 0 when each has a server that takes it.
 
 Texts are UTF-8. Of the names of files ASCII letters, digits, "_" and "." are kept in the message;
-an inline file is shown where the HTML has "cid:" and this name. There is no encryption and no
-login. The fields that have options, and Date, cannot be given with --header.
+an inline file is shown where the HTML has "cid:" and this name. The fields that have options, and
+Date, cannot be given with --header.
+
+--spool prints the id of the message. --deliver tries what is due: a message at once, then after 5,
+15, 30 and 60 minutes, then every hour for two days; what cannot be delivered is returned to its
+sender by mail. Run it every few minutes; several may work on one folder. Its exit status is 0 when
+all that was due was delivered.
 
 --json prints one object: ok, simulated, message_bytes, seconds, error (number and text), and the
 list recipients: address, list (to, cc, bcc), accepted, step (number and name), result, message (the
-server's words), class (number and text, 0 when accepted) and, with --transcript, transcript.)";
+server's words), class (number and text, 0 when accepted), enhanced_status, tries (host, address,
+protected, step, result, message) and, with --transcript, transcript. Of --trace it has ok, error and
+recipients, each with its servers. Of --spool it has ok, id and error; of --deliver ok, error, next_try and the list events; of --list ok,
+error and the list messages.)";
 
 void DeclareList(CLI::App& options, const char* names, std::vector<std::string>& values,
                  const char* use, const char* type, const char* group) {
@@ -40,8 +52,14 @@ void DeclareList(CLI::App& options, const char* names, std::vector<std::string>&
 void DeclareAddresses(CLI::App& options, MailOptions& values) {
   constexpr const char* kGroup = "Addresses";
   constexpr const char* kType = "ADDRESSES";
-  options.add_option("-f,--from", values.from, "The sender")
-      ->required()
+  options
+      .add_option_function<std::string>(
+          "-f,--from",
+          [&values](const std::string& given) {
+            values.from = given;
+            values.hasFrom = true;
+          },
+          "The sender; empty as that of bounces, to which nobody replies")
       ->type_name("ADDRESS")
       ->group(kGroup);
   DeclareList(options, "--to", values.to, "The recipients; may be repeated", kType, kGroup);
@@ -89,6 +107,16 @@ void DeclareMessage(CLI::App& options, MailOptions& values) {
                   "The Message-ID; else a random one at the sender's domain")
       ->type_name("ID")
       ->group(kGroup);
+  auto* eml = options
+                  .add_option("--eml", values.messageFile,
+                              "Send this finished message as it is, but for Bcc fields; - is\n"
+                              "standard input")
+                  ->type_name("FILE")
+                  ->group(kGroup);
+  for (const char* other : {"--subject", "--text", "--text-file", "--html", "--attach", "--inline",
+                            "--header", "--message-id"}) {
+    eml->excludes(options.get_option(other));
+  }
   options
       .add_option("--charset", values.charset,
                   "Send texts in this character set, if it can hold them; else\n"
@@ -104,15 +132,52 @@ void DeclareOutput(CLI::App& options, MailOptions& values) {
                                  "Only ask the servers whether they take the addresses; nothing\n"
                                  "is delivered")
                        ->group(kGroup);
+  options
+      .add_option("--quit-after", values.lastStep,
+                  "Say QUIT after this step: connect, helo, tls, login, from or to")
+      ->type_name("STEP")
+      ->group(kGroup);
   auto* transcript = options
                          .add_flag("-v,--transcript", values.transcript,
                                    "Show what is said in the sessions, on standard error")
                          ->group(kGroup);
+  auto* trace = options
+                    .add_flag("--trace", values.trace,
+                              "Show what would happen to each recipient: all servers in their\n"
+                              "order, what they offer and whether they take it; nothing is sent")
+                    ->excludes(simulate)
+                    ->group(kGroup);
   auto* json = options.add_flag("--json", values.json, "Print one JSON object")->group(kGroup);
   options.add_flag("--print", values.print, "Print the message instead of sending it")
       ->excludes(simulate)
+      ->excludes(trace)
       ->excludes(transcript)
       ->excludes(json)
+      ->group(kGroup);
+}
+
+void DeclareFolder(CLI::App& options, MailOptions& values) {
+  constexpr const char* kGroup = "Spool";
+  auto* spool = options
+                    .add_option("--spool", values.spoolFolder,
+                                "Put the message into this folder, from where it is delivered\n"
+                                "later, instead of sending it; the folder is made if need be")
+                    ->type_name("DIR")
+                    ->group(kGroup);
+  for (const char* other : {"--simulate", "--print", "--trace", "--quit-after", "--transcript"}) {
+    spool->excludes(options.get_option(other));
+  }
+  auto* deliver = options
+                      .add_option("--deliver", values.deliverFolder,
+                                  "Deliver what is due in this folder, and plan the next tries")
+                      ->type_name("DIR")
+                      ->excludes(spool)
+                      ->group(kGroup);
+  options.add_flag("--all", values.all, "What is not due yet, too")->needs(deliver)->group(kGroup);
+  options.add_option("--list", values.listFolder, "List the messages in this folder")
+      ->type_name("DIR")
+      ->excludes(spool)
+      ->excludes(deliver)
       ->group(kGroup);
 }
 
@@ -123,6 +188,7 @@ void DeclareMailOptions(CLI::App& options, MailOptions& values) {
   DeclareMessage(options, values);
   DeclareMailConnection(options, values.connection);
   DeclareOutput(options, values);
+  DeclareFolder(options, values);
   options.footer(kExamples);
 }
 

@@ -11,6 +11,7 @@ namespace netro::tool {
 /// The options as they were typed.
 struct MailOptions {
   std::string from;
+  bool hasFrom = false;  // it may be empty
   std::vector<std::string> to;
   std::vector<std::string> cc;
   std::vector<std::string> bcc;
@@ -23,9 +24,16 @@ struct MailOptions {
   std::vector<std::string> inlineFiles;
   std::vector<std::string> headers;
   std::string messageID;
+  std::string messageFile;
   std::string charset;
+  std::string spoolFolder;
+  std::string deliverFolder;
+  std::string listFolder;
+  bool all = false;
   MailConnectionOptions connection;
   bool simulate = false;
+  bool trace = false;
+  std::string lastStep;
   bool print = false;
   bool transcript = false;
   bool json = false;

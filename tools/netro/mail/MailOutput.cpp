@@ -10,6 +10,7 @@
 #include "terminal/Encoding.h"
 #include "terminal/FailureText.h"
 #include "terminal/JsonOutput.h"
+#include "terminal/SecondsText.h"
 #include "terminal/Terminal.h"
 
 namespace netro::tool {
@@ -33,11 +34,16 @@ std::string ListOf(const RecipientOutcome& outcome) {
   return kLists[outcome.Type];
 }
 
-std::string Verdict(const RecipientOutcome& outcome, bool simulated) {
+std::string GoodWord(const MailOptions& options) {
+  if (!options.lastStep.empty()) return "as far as \"" + options.lastStep + "\" all is well";
+  return options.simulate ? "would be accepted" : "accepted";
+}
+
+std::string Verdict(const RecipientOutcome& outcome, const MailOptions& options) {
   std::string said = StepName(outcome.StepID) + ": " + OnOneLine(outcome.ResultMessage);
   said.erase(said.find_last_not_of('.') + 1);
   if (outcome.Accepted) {
-    return Styled(Style::Green, simulated ? "would be accepted" : "accepted") +
+    return Styled(Style::Green, GoodWord(options)) +
            (outcome.StepID == SMTP_STEP_DONE ? "" : ", but then " + said);
   }
   if (outcome.ResultClass == kPending) {
@@ -63,6 +69,16 @@ Json ToJson(const RecipientOutcome& outcome, bool transcript) {
       {"message", outcome.ResultMessage},
       {"class", NumberAndText(outcome.ResultClass, ClassText(outcome.ResultClass))},
   };
+  object["enhanced_status"] = outcome.EnhancedStatus;
+  object["tries"] = Json::array();
+  for (const DeliveryTry& one : outcome.Tries) {
+    object["tries"].push_back({{"host", one.Host},
+                               {"address", one.Address},
+                               {"protected", one.Protected},
+                               {"step", {{"number", one.StepID}, {"name", StepName(one.StepID)}}},
+                               {"result", one.Result},
+                               {"message", one.ResultMessage}});
+  }
   if (transcript) object["transcript"] = outcome.Protocol;
   return object;
 }
@@ -72,14 +88,14 @@ Json ToJson(const RecipientOutcome& outcome, bool transcript) {
 void PrintMail(const SendMailCls& mail, const MailOptions& options) {
   for (const RecipientOutcome& outcome : mail.Outcomes()) {
     const std::string list = outcome.Type == RecipientStandard ? "" : " (" + ListOf(outcome) + ")";
-    Print(OnOneLine(outcome.Address) + list + ": " + Verdict(outcome, options.simulate) + "\n");
+    Print(OnOneLine(outcome.Address) + list + ": " + Verdict(outcome, options) + "\n");
   }
 }
 
 void PrintMailJson(const SendMailCls& mail, const MailOptions& options, double seconds) {
   Json object = {{"ok", mail.Result() == 0},
-                 {"simulated", options.simulate},
-                 {"message_bytes", mail.MimeBuffer().size()},
+                 {"simulated", options.simulate || !options.lastStep.empty()},
+                 {"message_bytes", mail.MessageSize()},
                  {"seconds", seconds},
                  {"error", NumberAndText(mail.Result(), mail.ResultMessage())},
                  {"recipients", Json::array()}};
@@ -96,7 +112,7 @@ void ExplainMail(const SendMailCls& mail, const MailOptions& options) {
   };
   tell(outcomes.empty(), FailureText("nothing was sent", mail.Result(), mail.ResultMessage()));
   tell(std::ranges::any_of(outcomes, IsMailTimeout, &RecipientOutcome::Result),
-       "the limit of each wait is " + std::to_string(options.connection.connection.timeout) +
+       "the limit of each wait is " + SecondsText(options.connection.connection.timeout) +
            " s, --timeout changes it");
   tell(std::ranges::count(outcomes, SMTP_STEP_INITSOCKET, &RecipientOutcome::StepID) > 0,
        "InitSocket: the name of the server or the proxy has no address");

@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 #include <memory>
 
+#include "ping/PingHosts.h"
 #include "ping/PingOptions.h"
 #include "ping/PingOutput.h"
 #include "ping/Pinger.h"
@@ -24,15 +25,16 @@ double Ask(Pinger& pinger, const PingOptions& options) {
   return watch.Seconds();
 }
 
-int RunPing(const PingOptions& options) {
+int RunPing(PingOptions options) {
   CheckPingOptions(options);
+  options.hosts = PingHosts(options);
   PingPrinter printer(options);
   Pinger pinger(options, printer);
   const double seconds = Ask(pinger, options);
   if (pinger.IsForbidden()) ShowMessage(EchoForbiddenText());
   if (options.json) {
     PrintPingJson(pinger, options, seconds);
-  } else {
+  } else if (!options.alive) {
     PrintPingStatistics(pinger, options);
   }
   return pinger.HaveAllAnswered() ? Success : QueryFailed;

@@ -5,6 +5,7 @@
 
 #include "ping/PingOutput.h"
 #include "terminal/EchoText.h"
+#include "terminal/JsonOutput.h"
 #include "terminal/Terminal.h"
 
 namespace netro::tool {
@@ -29,10 +30,11 @@ Json ToJson(const PingReply& reply) {
   return {
       {"seq", reply.sequence},
       {"status", reply.status},
-      {"text", reply.status == 0 ? "" : EchoStatusText(reply.status)},
+      {"text", EchoAnswerText(reply.status, reply.filtered)},
       {"from", If(isAnswer, reply.from)},
       {"ms", If(isAnswer, reply.microSeconds / 1000.0)},
       {"ttl", If(isAnswer, reply.ttl)},
+      {"duplicate", reply.duplicate},
   };
 }
 
@@ -46,6 +48,7 @@ Json ToJson(const PingTarget& target, bool withReplies) {
       {"error", ok ? Error(0, "") : Error(target.errorNumber, target.errorText)},
       {"sent", target.sent},
       {"received", target.Received()},
+      {"duplicates", target.duplicates},
       {"not_awaited", target.NotAwaited()},
       {"loss_percent", If(target.LossPercent() >= 0, target.LossPercent())},
       {"min_ms", If(ok, times.Minimum() / 1000)},
@@ -79,7 +82,7 @@ void PrintPingJson(const Pinger& pinger, const PingOptions& options, double seco
   for (const PingTarget& target : pinger.Targets()) {
     object["hosts"].push_back(ToJson(target, !options.quiet));
   }
-  Print(object.dump(2) + "\n");
+  PrintObject(object);
 }
 
 }  // namespace netro::tool

@@ -14,14 +14,18 @@ class App;
 namespace netro::tool {
 
 struct PingOptions {
-  std::vector<std::string> hosts;
+  std::vector<std::string> hosts;  // as given; networks and the file come in with PingHosts
+  std::string file;
   std::int32_t count = 4;  // 0 is no end
   double interval = 1;     // seconds
   std::int32_t size = 32;
-  double timeout = 5;  // seconds
+  double timeout = 5;    // seconds
+  double deadline = 0;   // of the whole run; 0 is none
+  std::int32_t ttl = 0;  // 0 is the system's
   std::string dns;
   AddressPreferenceEnum preference = preferIPv4;
   bool quiet = false;
+  bool alive = false;
   bool json = false;
 };
 

@@ -3,14 +3,18 @@
 #include "ping/PingOutput.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdio>
+#include <iterator>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 #include "terminal/EchoText.h"
 #include "terminal/FailureText.h"
 #include "terminal/Terminal.h"
+#include "terminal/TextWidth.h"
 
 namespace netro::tool {
 namespace {
@@ -19,19 +23,50 @@ namespace {
 constexpr std::size_t kMostHostsWithLines = 5;
 
 bool HasLines(const PingOptions& options) {
-  return !options.quiet && !options.json && options.hosts.size() <= kMostHostsWithLines;
+  return !options.quiet && !options.json && !options.alive &&
+         options.hosts.size() <= kMostHostsWithLines;
+}
+
+// With short intervals this is much of what the command does: no allocation for each number.
+class Line {
+ public:
+  Line() { text_.reserve(128); }
+
+  Line& operator<<(std::string_view text) {
+    text_.append(text);
+    return *this;
+  }
+  [[gnu::noinline]] Line& operator<<(std::int32_t number) {
+    char digits[16];
+    text_.append(digits, std::to_chars(digits, std::end(digits), number).ptr);
+    return *this;
+  }
+  std::string Take() { return std::move(text_); }
+
+ private:
+  std::string text_;
+};
+
+std::string AnswerLine(const PingTarget& target, const PingReply& reply, std::int32_t size) {
+  constexpr std::int32_t kThousand = 1000;
+  const std::int32_t fraction = reply.microSeconds % kThousand;
+  Line line;
+  line << size << " bytes from " << target.Label() << ": seq=" << reply.sequence
+       << " ttl=" << reply.ttl << " time=" << reply.microSeconds / kThousand
+       << (fraction < 10    ? ".00"
+           : fraction < 100 ? ".0"
+                            : ".")
+       << fraction << (reply.duplicate ? " ms (duplicate)\n" : " ms\n");
+  return line.Take();
 }
 
 std::string ReplyLine(const PingTarget& target, const PingReply& reply, std::int32_t size) {
-  const std::string sequence = ": seq=" + std::to_string(reply.sequence);
-  if (reply.status == 0) {
-    return std::to_string(size) + " bytes from " + target.Label() + sequence +
-           " ttl=" + std::to_string(reply.ttl) + " time=" + Milliseconds(reply.microSeconds) +
-           " ms";
-  }
-  return Styled(Style::Red, "no reply from " + target.Label() + sequence + " " +
-                                EchoStatusText(reply.status) +
-                                (reply.from.empty() ? "" : ", said " + reply.from));
+  if (reply.status == 0) return AnswerLine(target, reply, size);
+  return Styled(Style::Red, "no reply from " + target.Label() +
+                                ": seq=" + std::to_string(reply.sequence) + " " +
+                                EchoAnswerText(reply.status, reply.filtered) +
+                                (reply.from.empty() ? "" : ", said " + reply.from)) +
+         "\n";
 }
 
 /// "33.333%"
@@ -46,6 +81,7 @@ Style StyleOf(const PingTarget& target) { return target.HasAnswered() ? Style::B
 std::string Counts(const PingTarget& target) {
   std::string text =
       std::to_string(target.sent) + " sent, " + std::to_string(target.Received()) + " received";
+  if (target.duplicates > 0) text += ", " + std::to_string(target.duplicates) + " duplicates";
   if (target.NotAwaited() > 0) text += ", " + std::to_string(target.NotAwaited()) + " not awaited";
   return text + (target.LossPercent() < 0 ? "" : ", " + Loss(target) + " loss");
 }
@@ -104,7 +140,9 @@ void PrintTable(const std::vector<PingTarget>& targets) {
   Print(Styled(Style::Dim, headings + "  (times in ms)") + "\n");
   for (const PingTarget& target : targets) {
     const std::string row = Row(target.Label(), width, Figures(target));
-    const std::string note = target.errorText.empty() ? "" : "  " + target.errorText;
+    const std::string twice =
+        target.duplicates == 0 ? "" : "  " + std::to_string(target.duplicates) + " duplicates";
+    const std::string note = twice + (target.errorText.empty() ? "" : "  " + target.errorText);
     Print((target.HasAnswered() ? row : Styled(Style::Red, row)) + note + "\n");
   }
 }
@@ -123,7 +161,21 @@ void PingPrinter::Begun(const PingTarget& target) {
 }
 
 bool PingPrinter::Ended(const PingTarget& target, const PingReply& reply) {
-  return !HasLines(options_) || (Print(ReplyLine(target, reply, options_.size) + "\n") && Flush());
+  if (options_.alive && reply.status == 0 && target.Received() == 1 && !reply.duplicate) {
+    return Print(target.host + "\n") && Flush();
+  }
+  return !HasLines(options_) || (Print(ReplyLine(target, reply, options_.size)) && FlushIfDue());
+}
+
+// A program that reads many lines a second gets them in pieces.
+bool PingPrinter::FlushIfDue() {
+  constexpr std::chrono::milliseconds kPause(100);
+  if (!isTerminal_) {
+    const auto now = Clock::now();
+    if (now < flushed_ + kPause) return true;
+    flushed_ = now;
+  }
+  return Flush();
 }
 
 PingProgress::PingProgress(const Pinger& pinger, const PingOptions& options)
@@ -141,8 +193,12 @@ PingProgress::~PingProgress() {
 void PingProgress::Draw() {
   if (!IsInForeground() || pinger_.Rounds() == 0) return;
   const std::string end = options_.count == 0 ? "" : " of " + std::to_string(options_.count);
-  std::fprintf(stderr, "\r\x1b[Kround %d%s, %d of %zu hosts have answered", pinger_.Rounds(),
-               end.c_str(), pinger_.AnsweredHosts(), pinger_.Targets().size());
+  const std::string text = "round " + std::to_string(pinger_.Rounds()) + end + ", " +
+                           std::to_string(pinger_.AnsweredHosts()) + " of " +
+                           std::to_string(pinger_.Targets().size()) + " hosts have answered";
+  const std::string line =
+      "\r\x1b[K" + Shortened(text, static_cast<std::size_t>(Width(Stream::Error) - 1));
+  std::fputs(line.c_str(), stderr);
   isDrawn_ = true;
 }
 

@@ -1,9 +1,11 @@
 // How "netro ping" shows what comes and what it came to. Thread: the loop's.
 #pragma once
 
+#include <chrono>
 #include <optional>
 
 #include "ping/Pinger.h"
+#include "terminal/Terminal.h"
 
 namespace netro::tool {
 
@@ -18,7 +20,13 @@ class PingPrinter final : public PingListener {
   bool Ended(const PingTarget& target, const PingReply& reply) override;
 
  private:
+  using Clock = std::chrono::steady_clock;
+
+  bool FlushIfDue();
+
   const PingOptions& options_;
+  const bool isTerminal_ = IsTerminal(Stream::Output);
+  Clock::time_point flushed_;  // when
 };
 
 /// The line on standard error that shows while nothing is printed that the command is at work.

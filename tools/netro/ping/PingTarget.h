@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "terminal/TimeStatistics.h"
+
 namespace netro::tool {
 
 /// How one request has ended.
@@ -14,26 +16,8 @@ struct PingReply {
   std::string from;           // who answered; empty when nobody did
   std::int32_t microSeconds = 0;
   std::int32_t ttl = 0;
-};
-
-/// Figures of times as they come, all in microseconds; 0 before the first.
-class TimeStatistics {
- public:
-  void Add(double time);
-
-  std::int32_t Count() const { return count_; }
-  double Minimum() const { return minimum_; }
-  double Maximum() const { return maximum_; }
-  double Average() const { return average_; }
-  /// The standard deviation.
-  double Deviation() const;
-
- private:
-  std::int32_t count_ = 0;
-  double minimum_ = 0;
-  double maximum_ = 0;
-  double average_ = 0;
-  double squares_ = 0;  // of the distances from the average
+  bool duplicate = false;  // the request has been answered before
+  bool filtered = false;   // says a firewall
 };
 
 struct PingTarget {
@@ -43,6 +27,7 @@ struct PingTarget {
   std::string errorText;
   std::int32_t sent = 0;
   std::int32_t failed = 0;
+  std::int32_t duplicates = 0;
   TimeStatistics times;
   std::vector<PingReply> replies;  // if they are kept
 

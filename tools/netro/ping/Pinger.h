@@ -4,7 +4,9 @@
 
 #include <netro/EchoCls.h>
 
+#include <chrono>
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <optional>
 #include <string>
@@ -14,6 +16,7 @@
 
 #include "ping/PingOptions.h"
 #include "ping/PingTarget.h"
+#include "terminal/Batch.h"
 #include "terminal/StoppableLoop.h"
 #include "terminal/Timer.h"
 
@@ -38,7 +41,10 @@ class Pinger final : private EchoClsEvents {
   /// Returns when the last request has ended, or earlier.
   void Run();
   /// Ends Run. Signal-safe.
-  void StopWaiting() { loop_.StopWaiting(); }
+  void StopWaiting() {
+    loop_.StopWaiting();
+    lookups_.StopWaiting();
+  }
 
   const std::vector<PingTarget>& Targets() const { return targets_; }
   /// Requests that each host has been sent.
@@ -53,17 +59,20 @@ class Pinger final : private EchoClsEvents {
   EchoSocketEnum SocketUsed() const { return echo_.SocketUsed(); }
 
  private:
+  using Clock = std::chrono::steady_clock;
   struct Request {
     std::size_t target = 0;
     std::int32_t sequence = 0;
   };
 
+  void LookUpAll();
   void LookUp(PingTarget& target);
   void SendRound();
   void SendTo(std::size_t target);
-  void Reply(std::int32_t id, const std::string& host, std::int32_t microSeconds,
-             std::int32_t status, std::int32_t ttl) override;
+  void Answer(const EchoAnswer& answer) override;
+  void ForgetOldRequests();
   void Note(PingTarget& target, PingReply reply);
+  void EndIfDone();
   bool IsDone() const;
 
   const PingOptions& options_;
@@ -71,8 +80,13 @@ class Pinger final : private EchoClsEvents {
   StoppableLoop loop_;
   EchoCls echo_;
   std::vector<PingTarget> targets_;
+  Batch lookups_;
   std::unordered_map<std::int32_t, Request> requests_;  // by their id
+  // Those that have been answered, and when: they may be again.
+  std::deque<std::pair<Clock::time_point, std::int32_t>> answered_;
   std::optional<Timer> timer_;
+  std::optional<Timer> deadline_;
+  bool isOver_ = false;  // says the deadline
   std::int32_t rounds_ = 0;
   std::int32_t answeredHosts_ = 0;
   bool isForbidden_ = false;

@@ -14,10 +14,9 @@ constexpr const char* kGroup = "Connection";
 
 }  // namespace
 
-void DeclareProxyOptions(CLI::App& options, std::string& proxy, std::string& proxyType,
-                         const std::string& use) {
+void DeclareProxyOptions(CLI::App& options, ProxyOptions& values, const std::string& use) {
   options
-      .add_option("-x,--proxy", proxy,
+      .add_option("-x,--proxy", values.address,
                   use +
                       " [SCHEME://][USER[:PASSWORD]@]HOST[:PORT];\n"
                       "schemes are socks5 (the default), socks5h, socks4, socks4a;\n"
@@ -25,15 +24,16 @@ void DeclareProxyOptions(CLI::App& options, std::string& proxy, std::string& pro
       ->type_name("PROXY")
       ->group(kGroup);
   options
-      .add_option("--proxy-type", proxyType,
+      .add_option("--proxy-type", values.type,
                   "Instead of the scheme's: socks4, socks4a, socks5, socks5-auth")
       ->type_name("TYPE")
       ->group(kGroup);
+  DeclareProxyPassword(options, values.passwordFile, kGroup);
 }
 
 void DeclareConnectionOptions(CLI::App& options, ConnectionOptions& values,
                               const std::string& proxyUse, const std::string& timeoutUse) {
-  DeclareProxyOptions(options, values.proxy, values.proxyType, proxyUse);
+  DeclareProxyOptions(options, values.proxy, proxyUse);
   options.add_option("--dns", values.dns, "DNS servers to ask, as host[:port],host[:port]")
       ->type_name("SERVERS")
       ->group(kGroup);
@@ -43,18 +43,14 @@ void DeclareConnectionOptions(CLI::App& options, ConnectionOptions& values,
       ->group(kGroup);
 }
 
-void CheckTimeout(std::int32_t seconds, std::int32_t longest) {
-  if (seconds < 1 || seconds > longest) {
-    throw UsageError("--timeout: 1 to " + std::to_string(longest) + " seconds are possible");
-  }
-}
-
-Proxy ReadSocksProxy(const std::string& address, const std::string& typeName) {
+Proxy ReadSocksProxy(const ProxyOptions& options) {
+  const std::string& address = options.address;
   const bool bare = !address.empty() && address.find("://") == address.npos;
-  Proxy proxy = ReadProxy((bare ? "socks5://" : "") + address, typeName);
+  Proxy proxy = ReadProxy((bare ? "socks5://" : "") + address, options.type);
   if (proxy.type != NoProxy && SocksNumber(proxy.type) == 0) {
     throw UsageError("--proxy: only a SOCKS proxy can be used");
   }
+  CompletePassword(proxy, options.passwordFile);
   return proxy;
 }
 

@@ -16,27 +16,23 @@ namespace netro::tool {
 
 /// The options as they were typed.
 struct ConnectionOptions {
-  std::string proxy;
-  std::string proxyType;
+  ProxyOptions proxy;
   std::string dns;
   AddressPreferenceEnum preference = preferIPv4;
-  std::int32_t timeout = 30;
+  double timeout = 30;  // seconds
 };
 
-/// Declares --proxy and --proxy-type; `use` begins the help text.
-void DeclareProxyOptions(CLI::App& options, std::string& proxy, std::string& proxyType,
-                         const std::string& use);
+/// Declares --proxy, --proxy-type and --proxy-password-file; `use` begins the help text.
+void DeclareProxyOptions(CLI::App& options, ProxyOptions& values, const std::string& use);
 
 /// Declares these, --dns, -4, -6 and --timeout. `proxyUse` and `timeoutUse` begin the help
 /// texts of the proxy and the time-out.
 void DeclareConnectionOptions(CLI::App& options, ConnectionOptions& values,
                               const std::string& proxyUse, const std::string& timeoutUse);
 
-/// Throws UsageError unless a time-out has 1 to `longest` seconds.
-void CheckTimeout(std::int32_t seconds, std::int32_t longest);
-
-/// As ReadProxy, for SOCKS proxies only; version 5 when nothing says otherwise. Throws UsageError.
-Proxy ReadSocksProxy(const std::string& address, const std::string& typeName);
+/// As ReadProxy, for SOCKS proxies only, with its password; version 5 when nothing says otherwise.
+/// Throws UsageError.
+Proxy ReadSocksProxy(const ProxyOptions& options);
 
 /// The number of a SOCKS proxy's kind in the enumerations that know no other kinds; 0 is none.
 std::int32_t SocksNumber(ProxyTypeEnum type);

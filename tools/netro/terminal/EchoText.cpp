@@ -4,8 +4,10 @@
 
 #include <netro/ICMPCls.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
+#include <initializer_list>
 #include <system_error>
 
 #include "terminal/FailureText.h"
@@ -28,6 +30,20 @@ std::string Milliseconds(double microSeconds) {
 }
 
 std::string EchoStatusText(std::int32_t status) { return ICMPCls().GetICMPError(status); }
+
+std::string EchoAnswerText(std::int32_t status, bool isFiltered) {
+  if (isFiltered) return "Packet Filtered";
+  return status == 0 ? "" : EchoStatusText(status);
+}
+
+bool IsFiltered(const EchoAnswer& answer) {
+  const auto isOneOf = [&](std::initializer_list<std::int32_t> codes) {
+    return std::ranges::find(codes, answer.IcmpCode) != codes.end();
+  };
+  const bool isIPv6 = answer.Host.find(':') != answer.Host.npos;
+  return isIPv6 ? answer.IcmpType == 1 && isOneOf({1, 5, 6})
+                : answer.IcmpType == 3 && isOneOf({9, 10, 13});
+}
 
 std::string EchoForbiddenText() {
   return FailureText("the system allows this program no echo", kEchoForbidden,

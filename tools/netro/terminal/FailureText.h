@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "terminal/SecondsText.h"
+
 namespace netro::tool {
 
 /// "cannot ask a:43: Connection refused (error 10061)"; `text` is the library's.
@@ -15,11 +17,11 @@ inline std::string FailureText(const std::string& what, std::int32_t number,
 }
 
 /// What a user can do about a time-out of `seconds`; empty for other errors.
-inline std::string TimeoutAdvice(std::int32_t number, std::int32_t seconds) {
+inline std::string TimeoutAdvice(std::int32_t number, double seconds) {
   constexpr std::int32_t kTimedOut = 10002;
   return number != kTimedOut
              ? std::string()
-             : "; the limit is " + std::to_string(seconds) + " s, --timeout changes it";
+             : "; the limit is " + SecondsText(seconds) + " s, --timeout changes it";
 }
 
 }  // namespace netro::tool

@@ -2,6 +2,7 @@
 
 #include "terminal/Interrupt.h"
 
+#include <atomic>
 #include <csignal>
 #include <cstddef>
 #include <iterator>
@@ -9,23 +10,32 @@
 namespace netro::tool {
 namespace {
 
-// Written only while the signals have their usual effect.
-void* g_target = nullptr;
-void (*g_stop)(void*) = nullptr;
-
 constexpr int kSignals[] = {SIGINT, SIGTERM};
 struct sigaction g_before[std::size(kSignals)];
 
-void OnSignal(int) {
-  for (const int signal : kSignals) std::signal(signal, SIG_DFL);
-  g_stop(g_target);
-}
+// The guards that are there, the innermost first. The handler runs on the thread that makes them.
+std::atomic<const InterruptGuard*> g_innermost = nullptr;
+volatile std::sig_atomic_t g_heard = 0;
+volatile std::sig_atomic_t g_left = 0;  // signals that do not end the program at once
 
 }  // namespace
 
-InterruptGuard::InterruptGuard(void* target, void (*stop)(void*)) {
-  g_target = target;
-  g_stop = stop;
+void InterruptGuard::OnSignal(int number) {
+  g_heard = number;
+  g_left = g_left - 1;
+  if (g_left <= 0) {
+    for (const int signal : kSignals) std::signal(signal, SIG_DFL);
+  }
+  for (const InterruptGuard* guard = g_innermost; guard != nullptr; guard = guard->outer_) {
+    guard->stop_(guard->target_);
+  }
+}
+
+InterruptGuard::InterruptGuard(void* target, void (*stop)(void*), int patience)
+    : target_(target), stop_(stop), outer_(g_innermost) {
+  g_innermost = this;
+  if (outer_ != nullptr) return;
+  g_left = patience;
   struct sigaction action {};
   action.sa_handler = OnSignal;
   action.sa_flags = SA_RESTART;
@@ -37,9 +47,22 @@ InterruptGuard::InterruptGuard(void* target, void (*stop)(void*)) {
 }
 
 InterruptGuard::~InterruptGuard() {
-  for (std::size_t i = 0; i < std::size(kSignals); ++i) {
-    ::sigaction(kSignals[i], &g_before[i], nullptr);
+  if (outer_ == nullptr) {
+    for (std::size_t i = 0; i < std::size(kSignals); ++i) {
+      ::sigaction(kSignals[i], &g_before[i], nullptr);
+    }
   }
+  g_innermost = outer_;
+}
+
+void AcceptTermination() {
+  if (g_heard == SIGTERM) g_heard = 0;
+}
+
+void DieIfInterrupted() {
+  if (g_heard == 0) return;
+  std::signal(g_heard, SIG_DFL);
+  std::raise(g_heard);
 }
 
 }  // namespace netro::tool

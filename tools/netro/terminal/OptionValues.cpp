@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "terminal/Command.h"
+#include "terminal/SecondsText.h"
 
 namespace netro::tool {
 namespace {
@@ -62,6 +63,19 @@ void CheckSeconds(const std::string& option, double seconds, double shortest) {
   char range[64];
   std::snprintf(range, sizeof range, "%g to %g seconds are possible", shortest, kLongest);
   throw UsageError(option + ": " + range);
+}
+
+void CheckLimit(const std::string& option, double seconds, double longest, NoLimit zero) {
+  constexpr double kShortest = 0.01;
+  if (seconds >= kShortest && seconds <= longest) return;  // not true for NaN
+  if (seconds == 0 && zero == NoLimit::Zero) return;
+  throw UsageError(option + ": " + (zero == NoLimit::Zero ? "0 (no limit) or " : "") +
+                   SecondsText(kShortest) + " to " + SecondsText(longest) +
+                   " seconds are possible");
+}
+
+std::chrono::milliseconds TimeOf(double seconds) {
+  return std::chrono::ceil<std::chrono::milliseconds>(std::chrono::duration<double>(seconds));
 }
 
 }  // namespace netro::tool

@@ -2,12 +2,14 @@
 
 #include "terminal/ProxyOption.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <string_view>
 
 #include "terminal/Command.h"
 #include "terminal/Encoding.h"
 #include "terminal/HostAndPort.h"
+#include "terminal/Secret.h"
 
 namespace netro::tool {
 namespace {
@@ -65,11 +67,34 @@ void TakeUser(std::string_view& rest, Proxy& proxy) {
   const std::string_view info = rest.substr(0, at);
   const std::size_t colon = std::min(info.find(':'), info.size());
   proxy.user = PercentDecode(info.substr(0, colon));
+  proxy.hasPassword = colon < info.size();
   proxy.password = PercentDecode(info.substr(std::min(colon + 1, info.size())));
   rest.remove_prefix(at + 1);
 }
 
 }  // namespace
+
+void DeclareProxyPassword(CLI::App& options, std::string& file, const char* group) {
+  options
+      .add_option("--proxy-password-file", file,
+                  "Take the proxy's password from the first line of this file; - is\n"
+                  "standard input. Without one it is asked for on the terminal")
+      ->type_name("FILE")
+      ->group(group);
+}
+
+void CompletePassword(Proxy& proxy, const std::string& file) {
+  constexpr const char* kOption = "--proxy-password-file";
+  if (!file.empty()) {
+    if (proxy.user.empty()) throw UsageError(std::string(kOption) + " needs --proxy USER@HOST");
+    if (proxy.hasPassword)
+      throw UsageError(std::string(kOption) + ": --proxy has a password already");
+    proxy.password = ReadPasswordFile(kOption, file);
+  } else if (!proxy.user.empty() && !proxy.hasPassword && proxy.type != ProxySocks4 &&
+             CanAskPassword()) {
+    proxy.password = AskPassword("Password of " + proxy.user + " at the proxy: ");
+  }
+}
 
 std::string ProxyTypeNames() { return NamesOf(kTypes); }
 

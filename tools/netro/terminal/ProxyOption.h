@@ -6,6 +6,10 @@
 #include <cstdint>
 #include <string>
 
+namespace CLI {
+class App;
+}
+
 namespace netro::tool {
 
 struct Proxy {
@@ -15,7 +19,22 @@ struct Proxy {
   std::string user;
   std::string password;
   bool remoteDns = false;
+  bool hasPassword = false;  // even if that is empty
 };
+
+/// The options as they were typed.
+struct ProxyOptions {
+  std::string address;
+  std::string type;
+  std::string passwordFile;
+};
+
+/// Declares --proxy-password-file.
+void DeclareProxyPassword(CLI::App& options, std::string& file, const char* group);
+
+/// Reads the password of the proxy's user from `file`, or asks for it where there is none and
+/// somebody is there. Throws UsageError.
+void CompletePassword(Proxy& proxy, const std::string& file);
 
 /// The values of --proxy-type, for a help text: "basic, msisa, ...".
 std::string ProxyTypeNames();

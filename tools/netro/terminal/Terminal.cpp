@@ -82,13 +82,13 @@ bool Flush() {
 
 bool PrintForeign(std::string_view bytes) {
   if (!IsTerminal(Stream::Output) || bytes.empty()) return Print(bytes);
-  const std::string text = Printable(bytes);
+  const std::string text = ShownText(bytes);
   return Print(text) && (text.ends_with('\n') || Print("\n"));
 }
 
 void ShowMessage(std::string_view text) {
   std::fflush(stdout);
-  std::string line = "netro: " + Printable(text);
+  std::string line = "netro: " + ShownText(text);
   std::ranges::replace(line, '\n', ' ');  // a message cannot pretend to be two
   line += '\n';
   std::fwrite(line.data(), 1, line.size(), stderr);

@@ -34,7 +34,7 @@ bool Print(std::string_view text);
 /// Hands over what has been printed, as a reader who watches wants it. False as Print.
 bool Flush();
 
-/// Prints bytes from the network: as they are, but to a terminal as Printable text with a line end.
+/// Prints bytes from the network: as they are, but to a terminal as ShownText with a line end.
 bool PrintForeign(std::string_view bytes);
 
 /// Prints "netro: text" to standard error, with bytes that could disturb a terminal made visible.

@@ -1,4 +1,4 @@
-// "netro time": one question with QueryTimeCLS.
+// "netro time": one question with QueryTimeCLS, or a survey of several servers.
 
 #include "time/Time.h"
 
@@ -8,7 +8,9 @@
 #include <memory>
 
 #include "terminal/Interrupt.h"
+#include "terminal/OptionValues.h"
 #include "terminal/Stopwatch.h"
+#include "time/Survey.h"
 #include "time/TimeOptions.h"
 #include "time/TimeOutput.h"
 
@@ -20,7 +22,9 @@ void Prepare(QueryTimeCLS& query, const TimeOptions& options, const TimeRequest&
   query.Port(request.port);
   query.UseUDP(!request.tcp);
   query.SNTPVersion(request.version);
-  query.Timeout(static_cast<std::int16_t>(options.connection.timeout));
+  query.SNTPReferenceName(options.referenceName);
+  query.SNTPRandomFraction(true);
+  query.Timeout(TimeOf(options.connection.timeout));
   UseConnection(query, options.connection, request.proxy);
 }
 
@@ -32,6 +36,7 @@ double Ask(QueryTimeCLS& query) {
 }
 
 int RunTime(const TimeOptions& options) {
+  if (IsSurvey(options)) return RunSurvey(ReadSurveyRequest(options));
   const TimeRequest request = ReadTimeRequest(options);
   QueryTimeCLS query;
   Prepare(query, options, request);
@@ -41,7 +46,7 @@ int RunTime(const TimeOptions& options) {
   } else {
     PrintTime(query, request);
   }
-  ExplainTime(query, request);
+  ExplainTime(query, request, options.connection.timeout);
   return IsGoodTime(query) ? Success : QueryFailed;
 }
 

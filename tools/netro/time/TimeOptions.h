@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "terminal/ConnectionOptions.h"
 #include "terminal/HostAndPort.h"
@@ -16,10 +17,13 @@ namespace netro::tool {
 
 /// The options as they were typed.
 struct TimeOptions {
-  std::string server;
+  std::vector<std::string> servers;
   std::optional<std::int32_t> port;
   bool timeProtocol = false;
   std::optional<std::int32_t> version;
+  bool referenceName = false;
+  std::optional<std::int32_t> samples;
+  std::optional<double> total;
   bool tcp = false;
   ConnectionOptions connection;
   bool json = false;
@@ -42,5 +46,18 @@ struct TimeRequest {
 
 /// Throws UsageError.
 TimeRequest ReadTimeRequest(const TimeOptions& options);
+
+/// The same of several servers.
+struct SurveyRequest {
+  std::vector<std::string> servers;
+  std::int32_t samples = 4;
+  double total = 10;
+  ConnectionOptions connection;
+  bool json = false;
+};
+
+bool IsSurvey(const TimeOptions& options);
+/// Throws UsageError.
+SurveyRequest ReadSurveyRequest(const TimeOptions& options);
 
 }  // namespace netro::tool

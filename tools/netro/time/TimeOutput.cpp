@@ -19,7 +19,7 @@ constexpr std::size_t kLabelWidth = 17;
 
 void PrintLine(std::string label, const std::string& text) {
   label.resize(kLabelWidth, ' ');
-  Print(Styled(Style::Dim, label) + Printable(text) + "\n");
+  Print(Styled(Style::Dim, label) + ShownText(text) + "\n");
 }
 
 /// "0.000123 s"
@@ -98,12 +98,12 @@ void PrintTime(const QueryTimeCLS& query, const TimeRequest& request) {
   if (IsSntpReply(query)) PrintServerState(query);
 }
 
-void ExplainTime(const QueryTimeCLS& query, const TimeRequest& request) {
+void ExplainTime(const QueryTimeCLS& query, const TimeRequest& request, double timeout) {
   const std::string refusal = Refusal(query);
   if (query.LastErr() != 0) {
     std::string text = FailureText("cannot get the time from " + request.Server(), query.LastErr(),
                                    query.LastErrMsg());
-    text += TimeoutAdvice(query.LastErr(), query.Timeout());
+    text += TimeoutAdvice(query.LastErr(), timeout);
     ShowMessage(text + (refusal.empty() ? "" : "; " + refusal));
   } else if (!refusal.empty()) {
     ShowMessage(refusal);

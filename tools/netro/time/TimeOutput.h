@@ -17,6 +17,6 @@ void PrintTime(const QueryTimeCLS& query, const TimeRequest& request);
 void PrintTimeJson(const QueryTimeCLS& query, const TimeRequest& request, double seconds);
 
 /// Says on standard error what went wrong.
-void ExplainTime(const QueryTimeCLS& query, const TimeRequest& request);
+void ExplainTime(const QueryTimeCLS& query, const TimeRequest& request, double timeout);
 
 }  // namespace netro::tool

@@ -33,7 +33,7 @@ std::vector<std::string> LinesOf(std::string_view text) {
   std::vector<std::string> lines;
   while (!text.empty()) {
     const std::size_t end = std::min(text.find('\n'), text.size());
-    lines.push_back(Printable(text.substr(0, end)));
+    lines.push_back(ShownText(text.substr(0, end)));
     text.remove_prefix(std::min(end + 1, text.size()));
   }
   return lines;
@@ -50,9 +50,9 @@ std::vector<std::string> LinesOf(const TourMessage& message) {
   }
   const std::size_t end = std::min(message.bytes.find("\r\n\r\n"), message.bytes.size());
   const std::string body = message.bytes.substr(std::min(end + 4, message.bytes.size()));
-  std::vector<std::string> lines = LinesOf(Printable(message.bytes.substr(0, end)));
-  std::vector<std::string> bodyLines = LinesOf(Printable(body));
-  if (!IsPlainText(body)) {
+  std::vector<std::string> lines = LinesOf(ShownText(message.bytes.substr(0, end)));
+  std::vector<std::string> bodyLines = LinesOf(ShownText(body));
+  if (!IsHarmlessText(body)) {
     bodyLines = {"(" + ByteCount(static_cast<double>(body.size())) + ")"};
   } else if (bodyLines.size() > kMostBodyLines) {
     bodyLines.resize(kMostBodyLines);
@@ -92,7 +92,7 @@ void PrintStep(std::size_t number, const TourStep& step) {
   for (const TourMessage& message : step.messages) PrintMessage(message);
   Print("    " + (step.asExpected ? Styled(Style::Green, "as expected: ")
                                   : Styled(Style::Red, "NOT AS EXPECTED: ")));
-  Print(Printable(step.outcome) + Styled(Style::Dim, ", " + Milliseconds(step.seconds)) + "\n");
+  Print(ShownText(step.outcome) + Styled(Style::Dim, ", " + Milliseconds(step.seconds)) + "\n");
 }
 
 Json ToJson(const TourMessage& message) {

@@ -13,6 +13,9 @@
 #include "terminal/Interrupt.h"
 #include "terminal/StoppableLoop.h"
 #include "terminal/Stopwatch.h"
+#include "terminal/Timer.h"
+#include "trace/LiveTable.h"
+#include "trace/LiveTrace.h"
 #include "trace/TraceNames.h"
 #include "trace/TraceOptions.h"
 #include "trace/TraceOutput.h"
@@ -22,6 +25,8 @@ namespace netro::tool {
 namespace {
 
 constexpr std::int32_t kCancelled = 9999;
+constexpr std::int32_t kReportCycles = 10;
+constexpr std::int32_t kRedrawMilliseconds = 250;
 
 class Trace {
  public:
@@ -29,12 +34,16 @@ class Trace {
 
   int Run() {
     const Stopwatch watch;
+    const bool isLive = options_.live || options_.report;
     {
       const InterruptGuard guard(loop_);
-      if (FindAddress()) FindHops();
+      if (FindAddress()) isLive ? Watch() : FindHops();
     }
     end_.seconds = watch.Seconds();
-    if (options_.json) PrintTraceJson(options_, end_, probes_ ? &*probes_ : nullptr, names_);
+    if (options_.json && isLive) PrintLiveJson(options_, end_, live_ ? &*live_ : nullptr, names_);
+    if (options_.json && !isLive) {
+      PrintTraceJson(options_, end_, probes_ ? &*probes_ : nullptr, names_);
+    }
     if (!outputLost_) ExplainTrace(options_, end_);
     return end_.error == 0 ? Success : QueryFailed;
   }
@@ -56,6 +65,34 @@ class Trace {
     loop_.RunUntil([this] { return ShowHops() && probes_->IsDone(); });
     end_.error = probes_->IsDone() ? probes_->Error() : kCancelled;
     end_.errorText = end_.error == 0 ? "" : EchoStatusText(std::abs(end_.error));
+  }
+
+  /// Until Ctrl-C, which is how --live ends, or the last cycle.
+  void Watch() {
+    live_.emplace(end_.address, options_, [this](const std::string& host) {
+      if (!options_.numeric) names_.Ask(host);
+    });
+    LiveTable table(options_, end_.address);
+    const Timer redraw(kRedrawMilliseconds, [&] {
+      if (table.Draw(*live_, names_)) return;
+      outputLost_ = true;
+      loop_.StopWaiting();
+    });
+    loop_.RunUntil([this] { return live_->IsDone() && HaveNames(); });
+    const bool wasAsked = live_->Cycles() > 0 && live_->Error() != kEchoForbidden;
+    if (!options_.json && wasAsked && !outputLost_) table.Finish(*live_, names_);
+    const bool isCut = loop_.IsStopped() && options_.cycles != 0 && !live_->IsDone();
+    end_.error = isCut ? kCancelled : live_->Error();
+    end_.errorText = end_.error == 0 ? "" : EchoStatusText(std::abs(end_.error));
+  }
+
+  bool HaveNames() const {
+    for (std::size_t i = 0; i < live_->ShownHops(); ++i) {
+      for (const LiveHop::Router& router : live_->Hop(i).routers) {
+        if (!names_.IsSettled(router.address)) return false;
+      }
+    }
+    return true;
   }
 
   /// Prints the hops that are known and have their names. True when no known ones are left.
@@ -82,13 +119,15 @@ class Trace {
   StoppableLoop loop_;
   TraceNames names_;
   std::optional<TraceProbes> probes_;
+  std::optional<LiveTrace> live_;  // instead, with --live and --report
   TraceEnd end_;
   std::size_t shown_ = 0;
   bool outputLost_ = false;
 };
 
-int RunTrace(const TraceOptions& options) {
+int RunTrace(TraceOptions options) {
   CheckTraceOptions(options);
+  if (options.report && options.cycles == 0) options.cycles = kReportCycles;
   return Trace(options).Run();
 }
 

@@ -15,8 +15,6 @@ namespace netro::tool {
 namespace {
 
 constexpr int kTimeWidth = 10;
-constexpr std::int32_t kTimedOut = 11010;
-constexpr std::int32_t kTimeToLiveExpired = 11013;
 
 /// The longest address of the family of this one.
 std::size_t AddressWidth(const std::string& address) {
@@ -52,9 +50,9 @@ std::string TimeColumn(const TraceProbe& probe, const std::string& host, bool is
 std::string FailuresOf(const TraceHop& hop, const std::string& host) {
   std::string text;
   for (const TraceProbe& probe : hop.probes) {
-    const bool usual = probe.status == 0 || probe.status == kTimeToLiveExpired ||
-                       probe.status == kTimedOut || probe.host != host;
-    const std::string failure = usual ? "" : EchoStatusText(probe.status);
+    const bool usual = probe.status == 0 || probe.status == kTraceExpired ||
+                       probe.status == kTraceTimedOut || probe.host != host;
+    const std::string failure = usual ? "" : EchoAnswerText(probe.status, probe.isFiltered);
     if (!failure.empty() && text.find(failure) == text.npos) {
       text += (text.empty() ? "" : ", ") + failure;
     }
@@ -63,13 +61,14 @@ std::string FailuresOf(const TraceHop& hop, const std::string& host) {
 }
 
 std::string Row(const std::string& number, const TraceHop& hop, const std::string& host,
-                std::size_t width, const std::string& name) {
+                const std::string& address, const std::string& name) {
   const bool isFirst = !number.empty();
-  std::string row = RowBegin(number, host.empty() ? "*" : host, width, isFirst ? Loss(hop) : "");
+  std::string row =
+      RowBegin(number, host.empty() ? "*" : host, AddressWidth(address), isFirst ? Loss(hop) : "");
   for (const TraceProbe& probe : hop.probes) {
     row += RightAligned(TimeColumn(probe, host, isFirst), kTimeWidth);
   }
-  row += name.empty() ? "" : "  " + Printable(name);
+  row += name.empty() ? "" : "  " + ShownText(name);
   const std::string failures = FailuresOf(hop, host);
   row += failures.empty() ? "" : "  " + Styled(Style::Red, failures);
   return row.substr(0, row.find_last_not_of(' ') + 1);
@@ -107,7 +106,7 @@ bool PrintTraceHop(std::size_t number, const TraceHop& hop, const TraceNames& na
   if (hosts.empty()) hosts.emplace_back();
   std::string label = std::to_string(number);
   for (const std::string& host : hosts) {
-    Print(Row(label, hop, host, AddressWidth(address), names.NameOf(host)) + "\n");
+    Print(Row(label, hop, host, address, names.NameOf(host)) + "\n");
     label.clear();
   }
   return Flush();
@@ -120,7 +119,7 @@ void ExplainTrace(const TraceOptions& options, const TraceEnd& end) {
   } else if (end.address.empty()) {
     ShowMessage(FailureText("cannot look up " + options.host, end.error, end.errorText));
   } else {
-    const bool noLimit = end.error != kTimedOut && end.error != kTimeToLiveExpired;
+    const bool noLimit = end.error != kTraceTimedOut && end.error != kTraceExpired;
     const std::string limit =
         noLimit ? "" : " within " + std::to_string(options.maxHops) + " hops (--max-hops)";
     ShowMessage(FailureText(options.host + " was not reached" + limit, end.error, end.errorText));

@@ -6,7 +6,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <utility>
+
+#include "terminal/EchoText.h"
 
 namespace netro::tool {
 namespace {
@@ -17,17 +20,23 @@ constexpr std::int32_t kPaceMilliseconds = 4;
 constexpr std::int32_t kLeastWaitMilliseconds = 1000;
 constexpr std::int32_t kPatience = 5;
 
-// IP statuses, see docs/diagnostics.md.
-constexpr std::int32_t kTimedOut = 11010;
-// The network goes no further there, however long a probe may live.
 constexpr std::int32_t kRefusals[] = {11002, 11003, 11004, 11005, 11012};
 
-bool IsRefusal(const TraceProbe& probe) {
-  const bool ownSystem = probe.host.empty() && probe.status != kTimedOut;
-  return ownSystem || std::ranges::find(kRefusals, probe.status) != std::end(kRefusals);
+}  // namespace
+
+// That this system had no room for a probe says nothing about the way.
+bool IsTraceRefusal(const std::string& host, std::int32_t status) {
+  constexpr std::int32_t kNoResources = 11006;
+  const bool ownSystem = host.empty() && status != kTraceTimedOut && status != kNoResources;
+  return ownSystem || std::ranges::find(kRefusals, status) != std::end(kRefusals);
 }
 
-}  // namespace
+std::int32_t TraceStatus(const EchoAnswer& answer, const std::string& destination,
+                         EchoProbeEnum probe) {
+  constexpr std::int32_t kNobodyListens = 11005;
+  const bool isReply = probe == EchoProbeUDP && answer.Status == kNobodyListens;
+  return isReply && answer.Host == destination ? 0 : answer.Status;
+}
 
 TraceProbes::TraceProbes(std::string address, const TraceOptions& options,
                          std::function<void(const std::string& host)> answered)
@@ -38,6 +47,8 @@ TraceProbes::TraceProbes(std::string address, const TraceOptions& options,
       end_(hops_.size()) {
   for (TraceHop& hop : hops_) hop.probes.resize(static_cast<std::size_t>(options.probes));
   echo_.Events(this);
+  echo_.Probe(options_.probe);
+  echo_.Port(options_.port);
   pace_.emplace(kPaceMilliseconds, [this] { SendNext(); });
   SendNext();
 }
@@ -62,16 +73,16 @@ void TraceProbes::SendNext() {
   ++next_;
 }
 
-void TraceProbes::Reply(std::int32_t Id, const std::string& Host, std::int32_t MicroSeconds,
-                        std::int32_t Status, std::int32_t /*TTL*/) {
-  const Position position = inFlight_.extract(Id).mapped();
+void TraceProbes::Answer(const EchoAnswer& answer) {
+  const Position position = inFlight_.extract(answer.Id).mapped();
   TraceHop& hop = hops_[position.hop];
   TraceProbe& probe = hop.probes[position.probe];
-  probe = {Host, MicroSeconds, Status};
+  probe = {answer.Host, answer.MicroSeconds, TraceStatus(answer, address_, options_.probe),
+           answer.Labels, IsFiltered(answer)};
   ++hop.ended;
-  slowest_ = std::max(slowest_, MicroSeconds);
-  reached_ = reached_ || Host == address_;
-  if (!Host.empty()) answered_(Host);
+  slowest_ = std::max(slowest_, answer.MicroSeconds);
+  reached_ = reached_ || answer.Host == address_;
+  if (!answer.Host.empty()) answered_(answer.Host);
   if (IsEnd(probe)) EndAt(position.hop);
   CountKnown();
   LimitWait();
@@ -91,7 +102,7 @@ void TraceProbes::GiveUp() {
   limit_.reset();
   for (const auto& [id, position] : inFlight_) {
     echo_.Cancel(id);
-    hops_[position.hop].probes[position.probe].status = kTimedOut;
+    hops_[position.hop].probes[position.probe].status = kTraceTimedOut;
     ++hops_[position.hop].ended;
   }
   inFlight_.clear();
@@ -99,7 +110,7 @@ void TraceProbes::GiveUp() {
 }
 
 bool TraceProbes::IsEnd(const TraceProbe& probe) const {
-  return probe.host == address_ || IsRefusal(probe);
+  return probe.host == address_ || IsTraceRefusal(probe.host, probe.status);
 }
 
 void TraceProbes::EndAt(std::size_t hop) {
@@ -113,10 +124,10 @@ void TraceProbes::EndAt(std::size_t hop) {
 
 std::int32_t TraceProbes::Error() const {
   if (error_ != 0) return error_;
-  std::int32_t error = kTimedOut;
+  std::int32_t error = kTraceTimedOut;
   for (const TraceProbe& probe : hops_[end_ - 1].probes) {
     if (probe.host == address_) return 0;
-    error = error == kTimedOut ? probe.status : error;
+    error = error == kTraceTimedOut ? probe.status : error;
   }
   return error;
 }

@@ -21,7 +21,20 @@ struct TraceProbe {
   std::string host;  // who answered; empty: nobody
   std::int32_t microSeconds = 0;
   std::int32_t status = 0;  // an IP status, see EchoClsEvents::Reply
+  std::vector<MplsLabel> labels{};
+  bool isFiltered = false;
 };
+
+// IP statuses, see docs/diagnostics.md.
+constexpr std::int32_t kTraceTimedOut = 11010;
+constexpr std::int32_t kTraceExpired = 11013;  // the time to live, which is how routers answer
+/// True when the network goes no further there, however long a probe may live.
+bool IsTraceRefusal(const std::string& host, std::int32_t status);
+
+/// The status of an answer. That nobody listens at the port of a UDP probe is the destination's
+/// reply.
+std::int32_t TraceStatus(const EchoAnswer& answer, const std::string& destination,
+                         EchoProbeEnum probe);
 
 struct TraceHop {
   std::vector<TraceProbe> probes;
@@ -51,8 +64,7 @@ class TraceProbes : private EchoClsEvents {
     std::size_t probe = 0;
   };
 
-  void Reply(std::int32_t Id, const std::string& Host, std::int32_t MicroSeconds,
-             std::int32_t Status, std::int32_t TTL) override;
+  void Answer(const EchoAnswer& answer) override;
   void SendNext();
   void EndAt(std::size_t hop);
   void CountKnown();

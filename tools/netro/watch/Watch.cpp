@@ -8,6 +8,7 @@
 #include <string>
 
 #include "terminal/FailureText.h"
+#include "terminal/Interrupt.h"
 #include "terminal/Terminal.h"
 #include "watch/WatchExample.h"
 #include "watch/WatchJson.h"
@@ -21,7 +22,7 @@ namespace netro::tool {
 namespace {
 
 std::unique_ptr<WatchListener> OutputFor(const WatchOptions& options) {
-  if (options.json) return std::make_unique<WatchListener>();
+  if (options.json) return std::make_unique<WatchJson>();
   if (options.once || options.verbose || !IsDecorated(Stream::Output)) {
     return std::make_unique<WatchLines>();
   }
@@ -47,17 +48,19 @@ class Watch final : private WatchListener {
     watcher_.End();
     TellPage(page_ ? page_->Write(watcher_) : "");
     TellResult();
+    if (!options_.once) AcceptTermination();
     return !options_.once || (watcher_.AllAnswer() && !watcher_.IsInterrupted()) ? Success
                                                                                  : QueryFailed;
   }
 
  private:
   int TellWhyNot() const {
-    constexpr std::int32_t kLastOfSettings = 3;  // see docs/watch.md
     const std::int32_t error = watcher_.ErrorNumber();
     const std::string text = FailureText("cannot observe the hosts of " + options_.settings, error,
                                          watcher_.ErrorText());
-    if (error > kLastOfSettings) return Fail(text);
+    // See docs/watch.md: of the settings are 1 to 3, and hosts that cannot be.
+    const bool isOfSettings = (error >= 1 && error <= 3) || error == 17;
+    if (!isOfSettings) return Fail(text);
     ShowMessage(text);
     return WrongUsage;
   }
@@ -82,8 +85,12 @@ class Watch final : private WatchListener {
     pageProblem_ = problem;
   }
 
-  void Probed(const Watcher& watcher, std::int32_t index, HostNews news) override {
-    output_->Probed(watcher, index, news);
+  void Probed(const Watcher& watcher, const WatchedHost& host, bool isFirstAnswer) override {
+    output_->Probed(watcher, host, isFirstAnswer);
+  }
+
+  void Changed(const Watcher& watcher, const WatchNews& news) override {
+    output_->Changed(watcher, news);
   }
 
   void Tick(const Watcher& watcher) override {

@@ -2,29 +2,51 @@
 
 #include "watch/WatchLines.h"
 
+#include <algorithm>
+#include <cstddef>
+
 #include "terminal/IsoTime.h"
 #include "terminal/Terminal.h"
 #include "terminal/TextWidth.h"
 #include "watch/WatchText.h"
 
 namespace netro::tool {
+namespace {
 
-std::string ProbeLine(const WatchedHost& host, HostNews news) {
-  constexpr std::size_t kWordWidth = 6;
-  const bool isGood = host.Failures == 0;
-  const bool hasChanged = news != HostNews::None;
-  const std::string word = hasChanged ? StateName(host.State) : isGood ? "ok" : "failed";
-  const std::string padded = Fitted(word, kWordWidth);
-  const std::string begin =
-      hasChanged ? Styled(isGood ? Style::Green : Style::Red, padded) : padded;
-  return IsoTime(host.LastProbe) + " " + begin + " " + OneLine(host.Name) + " (" + ShownHost(host) +
-         "): " + OneLine(host.LastAnswer) + "\n";
+std::string Line(Date time, const std::string& word, const WatchedHost& host,
+                 const std::string& text) {
+  return IsoTime(time) + " " + word + " " + OneLine(host.Name) + " (" + ShownHost(host) +
+         "): " + OneLine(text) + "\n";
 }
 
-void WatchLines::Probed(const Watcher& watcher, std::int32_t index, HostNews news) {
-  if (news != HostNews::None || watcher.Options().verbose || watcher.Options().once) {
-    Print(ProbeLine(watcher.Post().HostAt(index), news));
-  }
+std::string Padded(const std::string& word) {
+  constexpr std::size_t kWordWidth = 6;
+  return Fitted(word, std::max(kWordWidth, word.size()));
+}
+
+}  // namespace
+
+std::string ChangeLine(const WatchNews& news) {
+  const WatchedHost& host = news.host;
+  const std::string word = Padded(ChangeName(news.change));
+  std::string text = host.LastAnswer;
+  if (!host.Cause.empty()) text = "behind " + host.Cause + ". " + text;
+  return Line(news.time, Styled(host.State == WatchedUp ? Style::Green : Style::Red, word), host,
+              text);
+}
+
+void WatchLines::Probed(const Watcher& watcher, const WatchedHost& host, bool isFirstAnswer) {
+  const bool wantsAll = watcher.Options().verbose || watcher.Options().once;
+  if (!wantsAll && !isFirstAnswer) return;
+  const bool isGood = host.LastMilliSeconds >= 0;
+  const std::string word = isFirstAnswer    ? Styled(Style::Green, Padded("up"))
+                           : host.NotProbed ? Padded("not probed")
+                                            : Padded(isGood ? "ok" : "failed");
+  Print(Line(host.LastProbe, word, host, host.LastAnswer));
+}
+
+void WatchLines::Changed(const Watcher& /*watcher*/, const WatchNews& news) {
+  Print(ChangeLine(news));
 }
 
 }  // namespace netro::tool

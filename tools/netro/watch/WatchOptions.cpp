@@ -42,25 +42,29 @@ Examples:
   netro watch hosts.ini --html /var/www/html/hosts.html
   netro watch hosts.ini --once
 
-The settings file says which hosts to observe, by echo or by HTTP, and what to do when one goes down
-or comes up again: write to the log, which is beside the settings with the ending "csv", send a mail,
-start a program. --example prints one that works and explains every line.
+The settings file says which hosts to observe, how, and what to do when one goes down or comes up
+again: send a mail, start a program, post to a webhook. Each change is in the log, which is beside
+the settings with the ending "csv". --example prints one that works and explains every line.
 
 On a terminal a table shows all hosts; where the window is too small, those that are down come first
 and the rest is counted. The reports stay above it. The small line in each row has the recent times,
 up to the row's longest (at least 8 ms), with a dot for each failure. Elsewhere, and with --verbose,
 there is a line for each change: time (UTC), state, name, host, what the probe said.
 
-Ctrl-C ends the observation, and the command once the mails of the reports are out; a second Ctrl-C
-gives these up. The exit status is 0 then. With --once it is 0 when every host has answered, else 1.
-It is 2 when the settings cannot be used.
+SIGHUP reads the settings again; hosts that stay keep what is known of them, and settings that cannot
+be used change nothing. Ctrl-C, or SIGTERM, ends the observation, and the command once each report
+has been tried; a second Ctrl-C gives these up. The exit status is 0 after SIGTERM. With --once it is 0 when
+every host has answered, else 1. It is 2 when the settings cannot be used.
 
---json prints one object at the end: ok (every host has answered its last probe), interrupted, error
-(number and text of what went wrong last, such as a mail; -1 when the page could not be written at
-the beginning), settings, started, ended, rounds, the list hosts: name, host, kind ("Ping" or
-"http"), state ("up", "down" or "unseen"), since, successes and failures in a row, last_answer, ms,
-last_probe, probes, failed (of all probes), and times: the last 120 in milliseconds, null for a
-failure; and the list changes, at most 500: time, state, name, host, text. What is not known is
+--json prints a line for each change: type ("change"), time, change ("down", "up", "unreachable",
+"flapping", "settled", "still down"), state, name, host, kind, behind, ms, text. The last line has
+type "end", ok (every host has answered its last probe), interrupted, error (number and text of what
+went wrong last, such as a mail; -1 when the page could not be written at the beginning), settings,
+started, ended, rounds, the list hosts: name, host, kind ("Ping", "http", "tcp:22" ...), state ("up",
+"down", "unreachable" or "unseen"), since, flapping, behind, successes and failures in a row,
+last_answer, last_failure, ms, last_probe, uptime (0 to 1 of day, week and month), times (the last 120
+in milliseconds, null for a failure), days (at most 31) and outages (begin, end, reason); and the list
+changes, at most 500. What is not known is
 null.)";
 
 }  // namespace
@@ -70,7 +74,8 @@ void DeclareWatchOptions(CLI::App& options, WatchOptions& values) {
   options.add_option("SETTINGS", values.settings, "The settings file");
   options.add_flag("--example", values.example, "Print a settings file that explains itself");
   options.add_flag("--once", values.once, "Probe every host once, wait for the mails, and end");
-  options.add_option("--html", values.html, "Keep a page that shows the hosts, for browsers")
+  options
+      .add_option("--html,--page", values.html, "Keep a page that shows the hosts, for browsers")
       ->type_name("FILE")
       ->check([](const std::string& file) {
         return std::string(file.empty() ? "must not be empty" : "");
@@ -78,7 +83,10 @@ void DeclareWatchOptions(CLI::App& options, WatchOptions& values) {
       ->group(kOutput);
   options.add_flag("-v,--verbose", values.verbose, "Print a line for each probe, and no table")
       ->group(kOutput);
-  options.add_flag("--json", values.json, "Print one JSON object at the end")->group(kOutput);
+  options
+      .add_flag("--json", values.json, "Print JSON lines: one for each change, and one at the end")
+      ->group(kOutput);
+  DeclareTls(options, values.tls, "TLS (https, webhooks)");
   options.footer(kExamples);
 }
 

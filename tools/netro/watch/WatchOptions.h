@@ -3,6 +3,8 @@
 
 #include <string>
 
+#include "terminal/TlsOptions.h"
+
 namespace CLI {
 class App;
 }
@@ -12,6 +14,7 @@ namespace netro::tool {
 struct WatchOptions {
   std::string settings;  // the file
   std::string html;      // the page that is kept; empty for none
+  TlsOptions tls;
   bool once = false;
   bool verbose = false;
   bool json = false;

@@ -16,6 +16,7 @@ namespace {
 
 constexpr std::size_t kStateWidth = 6;
 constexpr std::size_t kNumberWidth = 6;
+constexpr std::size_t kMostTimes = 60;
 
 /// Columns in characters; 0 leaves one out.
 struct Columns {
@@ -32,7 +33,7 @@ Columns ColumnsFor(std::size_t width, std::size_t longestName) {
   columns.name = std::clamp(longestName, std::size_t{4}, std::max(rest * 3 / 10, std::size_t{8}));
   rest -= std::min(rest, columns.name);
   if (rest >= kLeastRest) {
-    columns.times = std::min(rest / 2, HostHistory::kMostTimes / 2);
+    columns.times = std::min(rest / 2, kMostTimes);
     columns.answer = rest - columns.times;
   } else {
     columns.answer = rest;
@@ -64,35 +65,34 @@ std::string Row(const Watcher& watcher, std::int32_t index, const Columns& colum
          " " + (host.Failures > 0 ? Styled(Style::Red, failures) : failures) + " " + Right(next) +
          "  ";
   if (columns.times > 0) {
-    const auto times = watcher.History().Of(static_cast<std::size_t>(index)).Times();
+    const auto times = watcher.Post().PastAt(index).Times;
     row += Styled(Style::Cyan, Sparkline(times, columns.times)) + "  ";
   }
   return row + Shortened(OneLine(host.LastAnswer), columns.answer);
 }
 
 /// The hosts that have a row: all in the order of the settings, or the most urgent ones.
-std::vector<std::int32_t> ShownHosts(const WatchHistory& history, std::size_t rows) {
-  if (history.HostCount() > rows) {
-    std::vector<std::int32_t> shown = history.ByUrgency();
+std::vector<std::int32_t> ShownHosts(const WatchOverview& overview, std::size_t rows) {
+  if (overview.HostCount() > rows) {
+    std::vector<std::int32_t> shown = overview.ByUrgency();
     shown.resize(rows);
     return shown;
   }
-  std::vector<std::int32_t> all(history.HostCount());
+  std::vector<std::int32_t> all(overview.HostCount());
   std::iota(all.begin(), all.end(), 0);
   return all;
 }
 
-std::string Rest(const WatchHistory& history, const std::vector<std::int32_t>& shown) {
-  StateCounts counts = history.Counts();
+std::string Rest(const WatchOverview& overview, const std::vector<std::int32_t>& shown) {
+  StateCounts counts = overview.Counts();
   for (const std::int32_t index : shown) {
-    --counts[history.Of(static_cast<std::size_t>(index)).state];
+    --counts[overview.StateOf(index)];
   }
   std::string text = "and " + CountsText(counts);
   return text.insert(text.find(" host"), " more");
 }
 
-std::string Title(const Watcher& watcher, std::size_t width) {
-  const StateCounts counts = watcher.History().Counts();
+std::string Title(const Watcher& watcher, const StateCounts& counts, std::size_t width) {
   const std::string hosts = CountsText(counts);
   const std::string text = "netro watch  " + hosts;
   const std::string settings = "  " + OneLine(watcher.Options().settings);
@@ -104,18 +104,18 @@ std::string Title(const Watcher& watcher, std::size_t width) {
 
 std::vector<std::string> Lines(const Watcher& watcher, std::size_t width, std::size_t height) {
   constexpr std::size_t kOtherLines = 4;  // title, heading, the rest, the one with the cursor
-  const WatchHistory& history = watcher.History();
+  const WatchOverview overview(watcher.Post());
   const std::size_t rows = std::max(height, kOtherLines + 1) - kOtherLines;
-  const std::vector<std::int32_t> shown = ShownHosts(history, rows);
+  const std::vector<std::int32_t> shown = ShownHosts(overview, rows);
   std::size_t longest = 0;
   for (const std::int32_t index : shown) {
     longest = std::max(longest, OneLine(watcher.Post().HostAt(index).Name).size());
   }
   const Columns columns = ColumnsFor(width, longest);
-  std::vector<std::string> lines = {Title(watcher, width), Heading(columns)};
+  std::vector<std::string> lines = {Title(watcher, overview.Counts(), width), Heading(columns)};
   for (const std::int32_t index : shown) lines.push_back(Row(watcher, index, columns));
-  if (shown.size() < history.HostCount()) {
-    lines.push_back(Styled(Style::Dim, Shortened(Rest(history, shown), width)));
+  if (shown.size() < overview.HostCount()) {
+    lines.push_back(Styled(Style::Dim, Shortened(Rest(overview, shown), width)));
   }
   return lines;
 }
@@ -129,10 +129,9 @@ void WatchTable::Erase() {
   drawn_ = 0;
 }
 
-void WatchTable::Probed(const Watcher& watcher, std::int32_t index, HostNews news) {
-  if (news != HostNews::Report) return;
+void WatchTable::Changed(const Watcher& /*watcher*/, const WatchNews& news) {
   Erase();
-  Print(ProbeLine(watcher.Post().HostAt(index), news));
+  Print(ChangeLine(news));
 }
 
 void WatchTable::Tick(const Watcher& watcher) {

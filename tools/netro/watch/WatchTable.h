@@ -3,7 +3,6 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -13,7 +12,7 @@ namespace netro::tool {
 
 class WatchTable final : public WatchListener {
  public:
-  void Probed(const Watcher& watcher, std::int32_t index, HostNews news) override;
+  void Changed(const Watcher& watcher, const WatchNews& news) override;
   void Tick(const Watcher& watcher) override;
   void Problem(const std::string& text) override;
 

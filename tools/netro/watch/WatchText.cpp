@@ -16,16 +16,22 @@ constexpr double kSecondsPerDay = 86400;
 }  // namespace
 
 const char* StateName(WatchedStateEnum state) {
-  return state == WatchedUp ? "up" : state == WatchedDown ? "down" : "unseen";
+  constexpr const char* kNames[] = {"unseen", "up", "down", "unreachable"};
+  return kNames[state];
 }
 
-const char* KindName(const WatchedHost& host) { return host.Http ? "http" : "Ping"; }
+const char* ChangeName(WatchedChangeEnum change) {
+  constexpr const char* kNames[] = {"",         "down",    "up",        "unreachable",
+                                    "flapping", "settled", "still down"};
+  return kNames[change];
+}
 
 std::string CountsText(const StateCounts& counts) {
   const std::size_t all = counts.All();
   std::string text = std::to_string(all) + (all == 1 ? " host" : " hosts");
   const char* separator = ": ";
-  for (const WatchedStateEnum state : {WatchedUp, WatchedDown, WatchedUnknown}) {
+  for (const WatchedStateEnum state :
+       {WatchedUp, WatchedDown, WatchedUnreachable, WatchedUnknown}) {
     if (counts[state] == 0) continue;
     text += separator + std::to_string(counts[state]) + " " + StateName(state);
     separator = ", ";
@@ -34,19 +40,14 @@ std::string CountsText(const StateCounts& counts) {
 }
 
 std::string OneLine(std::string_view text) {
-  std::string line = Printable(text);
+  std::string line = ShownText(text);
   std::ranges::replace(line, '\n', ' ');
   std::ranges::replace(line, '\t', ' ');
   return line;
 }
 
 std::string ShownHost(const WatchedHost& host) {
-  std::string text = OneLine(host.Host);
-  const std::size_t scheme = text.find("://");
-  const std::size_t begin = scheme == text.npos ? 0 : scheme + 3;
-  const std::size_t at = text.substr(0, text.find_first_of("/?#", begin)).rfind('@');
-  if (host.Http && at != text.npos && at >= begin) text.replace(begin, at - begin, "***");
-  return text;
+  return OneLine(host.Http ? ShownUrl(host.Host, "***@") : host.Host);
 }
 
 std::int32_t ChartTop(const std::vector<std::int32_t>& times) {
@@ -63,6 +64,28 @@ std::string Sparkline(const std::vector<std::int32_t>& times, std::size_t width)
     line += times[i] < 0 ? "·" : kBars[times[i] * std::int64_t{7} / top];
   }
   return line;
+}
+
+std::string UptimeText(double uptime) {
+  if (uptime < 0) return "–";
+  // Cut down, so that only a whole month is 100 %.
+  const auto hundredths = static_cast<std::int64_t>(std::floor(uptime * 10000));
+  if (hundredths == 10000) return "100\u00A0%";
+  const std::string rest = std::to_string(hundredths % 100);
+  return std::to_string(hundredths / 100) + "." + (rest.size() == 1 ? "0" : "") + rest + "\u00A0%";
+}
+
+std::string DurationText(Date days) {
+  constexpr std::int64_t kMinute = 60;
+  constexpr std::int64_t kHour = 3600;
+  constexpr std::int64_t kDay = 86400;
+  const std::int64_t seconds = std::max<std::int64_t>(0, std::llround(days * kSecondsPerDay));
+  const auto pair = [](std::int64_t high, const char* unit, std::int64_t low, const char* lowUnit) {
+    return std::to_string(high) + unit + (low == 0 ? "" : " " + std::to_string(low) + lowUnit);
+  };
+  if (seconds >= kDay) return pair(seconds / kDay, " d", seconds % kDay / kHour, " h");
+  if (seconds >= kHour) return pair(seconds / kHour, " h", seconds % kHour / kMinute, " min");
+  return pair(seconds / kMinute, " min", seconds % kMinute, " s");
 }
 
 Date DateNow() {

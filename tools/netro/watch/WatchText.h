@@ -9,13 +9,14 @@
 #include <string_view>
 #include <vector>
 
-#include "watch/WatchHistory.h"
+#include "watch/WatchOverview.h"
 
 namespace netro::tool {
 
-/// "up", "down", "unseen"
+/// "up", "down", "unseen", "unreachable"
 const char* StateName(WatchedStateEnum state);
-const char* KindName(const WatchedHost& host);
+/// "down", "up", "unreachable", "flapping", "settled", "still down"
+const char* ChangeName(WatchedChangeEnum change);
 
 /// "3 hosts: 1 up, 1 down, 1 unseen"
 std::string CountsText(const StateCounts& counts);
@@ -31,6 +32,12 @@ std::string ShownHost(const WatchedHost& host);
 std::int32_t ChartTop(const std::vector<std::int32_t>& times);
 /// The last `width` times as bars of eight heights, the newest at the right end.
 std::string Sparkline(const std::vector<std::int32_t>& times, std::size_t width);
+
+/// "99.95 %"; a dash while nothing is known.
+std::string UptimeText(double uptime);
+
+/// "3 d 4 h", "2 h 5 min", "40 s"
+std::string DurationText(Date days);
 
 /// The present time (UTC).
 Date DateNow();

@@ -2,31 +2,46 @@
 
 #include "whois/WhoIs.h"
 
-#include <CLI/CLI.hpp>
-#include <memory>
-#include <utility>
-#include <vector>
+#include <netro/WhoIsCls.h>
 
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <memory>
+
+#include "terminal/Interrupt.h"
+#include "terminal/OptionValues.h"
 #include "whois/WhoIsOptions.h"
 #include "whois/WhoIsOutput.h"
-#include "whois/WhoIsResult.h"
 
 namespace netro::tool {
 namespace {
 
+void Prepare(WhoIsCls& client, const WhoIsRequest& request) {
+  client.Timeout(TimeOf(request.connection.timeout));
+  client.TotalTimeout(TimeOf(request.total));
+  client.Port(request.port);
+  client.Follow(request.follow);
+  client.FollowPrivate(request.followPrivate);
+  client.ServerTable(request.table);
+  UseConnection(client, request.connection, request.proxy);
+}
+
 int RunWhoIs(const WhoIsOptions& options) {
   const WhoIsRequest request = ReadWhoIsRequest(options);
   WhoIsPrinter printer(request.follow);
-  std::vector<WhoIsAnswer> answers;
-  bool good = true;
-  AskWhoIsServers(request, [&](WhoIsAnswer answer) {
-    good = good && answer.errorNumber == 0;
+  WhoIsCls client;
+  Prepare(client, request);
+  client.AnswerSink([&](const WhoIsAnswer& answer) {
     if (!options.json) printer.Print(answer);
     ExplainWhoIs(answer, request);
-    if (options.json) answers.push_back(std::move(answer));
   });
-  if (options.json) PrintWhoIsJson(request, answers);
-  return good ? Success : QueryFailed;
+  {
+    const InterruptGuard guard(client);
+    client.WhoIs(request.host, request.name);
+  }
+  if (options.json) PrintWhoIsJson(request, client);
+  if (client.Answers().empty()) ExplainRefusal(client);
+  return client.LastErr() == 0 ? Success : QueryFailed;
 }
 
 }  // namespace

@@ -1,10 +1,10 @@
 // The options of "netro whois". Thread: any.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "terminal/ConnectionOptions.h"
-#include "whois/WhoIsServer.h"
 
 namespace CLI {
 class App;
@@ -16,7 +16,11 @@ namespace netro::tool {
 struct WhoIsOptions {
   std::string name;
   std::string server;
+  std::string table;
   bool follow = false;
+  bool noFollow = false;
+  bool followPrivate = false;
+  double total = 120;
   ConnectionOptions connection;
   bool json = false;
 };
@@ -26,8 +30,12 @@ void DeclareWhoIsOptions(CLI::App& options, WhoIsOptions& values);
 /// The options as the library takes them.
 struct WhoIsRequest {
   std::string name;
-  WhoIsServer server;
+  std::string host;  // empty: the table's
+  std::int32_t port = 43;
+  std::string table;
   bool follow = false;
+  bool followPrivate = false;
+  double total = 0;
   ConnectionOptions connection;
   Proxy proxy;
 };

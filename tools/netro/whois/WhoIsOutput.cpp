@@ -2,7 +2,6 @@
 
 #include "whois/WhoIsOutput.h"
 
-#include <algorithm>
 #include <nlohmann/json.hpp>
 #include <string>
 
@@ -16,22 +15,23 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-bool IsGood(const WhoIsAnswer& answer) { return answer.errorNumber == 0; }
+bool IsGood(const WhoIsAnswer& answer) { return answer.LastErr == 0; }
 
 Json ToJson(const WhoIsAnswer& answer) {
   Json object = {
-      {"server", answer.server.Text()},
+      {"server", answer.Server},
+      {"query", answer.Query},
       {"ok", IsGood(answer)},
-      {"error", {{"number", answer.errorNumber}, {"text", answer.errorText}}},
-      {"seconds", answer.seconds},
-      {"received_bytes", answer.text.size()},
-      {"refers_to", answer.next ? Json(answer.next->Text()) : Json(nullptr)},
-      {"notes", answer.notes},
+      {"error", {{"number", answer.LastErr}, {"text", answer.LastErrMsg}}},
+      {"seconds", answer.Seconds},
+      {"received_bytes", answer.Text.size()},
+      {"refers_to", answer.RefersTo.empty() ? Json(nullptr) : Json(answer.RefersTo)},
+      {"notes", answer.Notes},
   };
-  if (IsUtf8(answer.text)) {
-    object["answer"] = answer.text;
+  if (IsUtf8(answer.Text)) {
+    object["answer"] = answer.Text;
   } else {
-    object["answer_base64"] = Base64(answer.text);
+    object["answer_base64"] = Base64(answer.Text);
   }
   return object;
 }
@@ -41,32 +41,36 @@ Json ToJson(const WhoIsAnswer& answer) {
 void WhoIsPrinter::Print(const WhoIsAnswer& answer) {
   if (headings_) {
     const std::string gap = first_ ? "" : lineIsOpen_ ? "\n\n" : "\n";
-    tool::Print(gap + Styled(Style::Bold, "% " + answer.server.Text()) + "\n");
+    tool::Print(gap + Styled(Style::Bold, "% " + OnOneLine(answer.Server)) + "\n");
   }
-  PrintForeign(answer.text);
+  PrintForeign(answer.Text);
   first_ = false;
-  lineIsOpen_ = !IsTerminal(Stream::Output) && !answer.text.empty() && !answer.text.ends_with('\n');
+  lineIsOpen_ = !IsTerminal(Stream::Output) && !answer.Text.empty() && !answer.Text.ends_with('\n');
 }
 
-void PrintWhoIsJson(const WhoIsRequest& request, const std::vector<WhoIsAnswer>& answers) {
-  Json object = {{"query", request.name},
-                 {"ok", std::ranges::all_of(answers, IsGood)},
-                 {"answers", Json::array()}};
-  for (const WhoIsAnswer& answer : answers) object["answers"].push_back(ToJson(answer));
+void PrintWhoIsJson(const WhoIsRequest& request, const WhoIsCls& client) {
+  Json object = {
+      {"query", request.name}, {"ok", client.LastErr() == 0}, {"answers", Json::array()}};
+  for (const WhoIsAnswer& answer : client.Answers()) object["answers"].push_back(ToJson(answer));
   PrintObject(object);
 }
 
 void ExplainWhoIs(const WhoIsAnswer& answer, const WhoIsRequest& request) {
-  const std::string server = answer.server.Text();
+  const std::string server = answer.Server;
   if (!IsGood(answer)) {
-    const std::string what = answer.text.empty() ? "cannot ask " + server
+    const std::string what = answer.Text.empty() ? "cannot ask " + server
                                                  : "the answer of " + server + " is not complete";
-    ShowMessage(FailureText(what, answer.errorNumber, answer.errorText) +
-                TimeoutAdvice(answer.errorNumber, request.connection.timeout));
-  } else if (answer.text.empty()) {
+    const std::string limits = TimeoutAdvice(answer.LastErr, request.connection.timeout);
+    ShowMessage(FailureText(what, answer.LastErr, answer.LastErrMsg) + limits +
+                (limits.empty() ? "" : ", and for all that of --total"));
+  } else if (answer.Text.empty()) {
     ShowMessage(server + " closed the connection without an answer");
   }
-  for (const std::string& note : answer.notes) ShowMessage(note);
+  for (const std::string& note : answer.Notes) ShowMessage(note);
+}
+
+void ExplainRefusal(const WhoIsCls& client) {
+  ShowMessage(FailureText("cannot ask", client.LastErr(), client.LastErrMsg()));
 }
 
 }  // namespace netro::tool

@@ -1,9 +1,9 @@
 // How "netro whois" shows what it got.
 #pragma once
 
-#include <vector>
+#include <netro/WhoIsCls.h>
 
-#include "whois/WhoIsResult.h"
+#include "whois/WhoIsOptions.h"
 
 namespace netro::tool {
 
@@ -22,9 +22,11 @@ class WhoIsPrinter {
 };
 
 /// Prints the JSON object.
-void PrintWhoIsJson(const WhoIsRequest& request, const std::vector<WhoIsAnswer>& answers);
+void PrintWhoIsJson(const WhoIsRequest& request, const WhoIsCls& client);
 
 /// Says on standard error what went wrong and what was ignored.
 void ExplainWhoIs(const WhoIsAnswer& answer, const WhoIsRequest& request);
+/// The same where nobody was asked.
+void ExplainRefusal(const WhoIsCls& client);
 
 }  // namespace netro::tool

@@ -1,4 +1,4 @@
-// How "netro get" protects https. Thread: any one.
+// How connections are protected by TLS, in the commands that can. Thread: any one.
 #pragma once
 
 #include <netro/Tls.h>
@@ -23,13 +23,16 @@ struct TlsOptions {
   bool insecure = false;
 };
 
-void DeclareTls(CLI::App& options, TlsOptions& values);
+void DeclareTls(CLI::App& options, TlsOptions& values, const char* group);
 
 /// The provider under these settings; null where this program was built without TLS. Throws
 /// UsageError when there is an option that cannot be followed.
-std::shared_ptr<TlsProvider> ReadTls(const TlsOptions& options);
+/// `alpn`: the protocols to name (RFC 7301).
+std::shared_ptr<TlsProvider> ReadTls(const TlsOptions& options,
+                                     const std::vector<std::string>& alpn = {});
 
-/// What a user can do about a failure of TLS; empty for other errors.
-std::string TlsAdvice(std::int32_t error, const std::string& url);
+/// What a user can do about a failure of TLS; empty for other errors. `wanted`: the connection was to
+/// be protected.
+std::string TlsAdvice(std::int32_t error, bool wanted);
 
 }  // namespace netro::tool

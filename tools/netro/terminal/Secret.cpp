@@ -1,19 +1,25 @@
 // Passwords that do not stand in the command line, and those that do.
 
-#include "get/Secret.h"
+#include "terminal/Secret.h"
 
 #include <fcntl.h>
+#include <spawn.h>
 #include <strings.h>
+#include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <optional>
 #include <string_view>
 
 #include "terminal/Command.h"
 #include "terminal/OptionValues.h"
+#include "terminal/Terminal.h"
 
 namespace netro::tool {
 namespace {
@@ -55,18 +61,77 @@ class SilentTerminal {
   bool isSilent_ = false;
 };
 
+/// None when Ctrl-C was typed.
+std::optional<std::string> ReadSilently(const std::string& question) {
+  const SilentTerminal terminal;
+  if (!terminal.IsOpen()) throw UsageError("there is no terminal to ask for a password on");
+  terminal.Write(question);
+  std::optional<std::string> password = terminal.ReadLine();
+  terminal.Write("\n");
+  return password;
+}
+
+std::string AskProgram() {
+  for (const char* name : {"NETRO_ASKPASS", "SSH_ASKPASS"}) {
+    const char* const program = std::getenv(name);
+    if (program != nullptr && *program != '\0') return program;
+  }
+  return {};
+}
+
+std::string ReadToEnd(int descriptor) {
+  std::string text;
+  char block[4096];
+  for (ssize_t got = 0; (got = ::read(descriptor, block, sizeof block)) > 0;) {
+    text.append(block, static_cast<std::size_t>(got));
+  }
+  return text;
+}
+
+/// What the program prints up to the end of the first line; none when it fails.
+std::optional<std::string> RunAskProgram(const std::string& program, const std::string& question) {
+  int ends[2];
+  if (::pipe2(ends, O_CLOEXEC) != 0) return std::nullopt;
+  posix_spawn_file_actions_t actions;
+  ::posix_spawn_file_actions_init(&actions);
+  ::posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
+  char* const arguments[] = {const_cast<char*>(program.c_str()),
+                             const_cast<char*>(question.c_str()), nullptr};
+  pid_t process = 0;
+  const int error =
+      ::posix_spawnp(&process, program.c_str(), &actions, nullptr, arguments, environ);
+  ::posix_spawn_file_actions_destroy(&actions);
+  ::close(ends[1]);
+  std::string text = error == 0 ? ReadToEnd(ends[0]) : std::string();
+  ::close(ends[0]);
+  int status = -1;
+  if (error == 0) ::waitpid(process, &status, 0);
+  if (status != 0) return std::nullopt;
+  text.erase(std::min(text.find_first_of("\r\n"), text.size()));
+  return text;
+}
+
+bool IsAtTerminal() { return ::isatty(STDIN_FILENO) == 1 && IsTerminal(Stream::Error); }
+
 void Overwrite(char* from, std::size_t size) { std::memset(from, '*', size); }
+
+bool IsNumber(std::string_view text) { return text.find_first_not_of("0123456789") == text.npos; }
 
 // "user:password" keeps its user, "user:password@host" its host too.
 void BlankPassword(char* text, bool isUrl) {
   char* begin = text;
   if (char* scheme = std::strstr(text, "://"); isUrl && scheme != nullptr) begin = scheme + 3;
   const std::string_view rest(begin);
-  const std::size_t authority = isUrl ? std::min(rest.find_first_of("/?#"), rest.size()) : rest.size();
-  const std::size_t at = rest.substr(0, authority).rfind('@');
+  const std::size_t authority =
+      isUrl ? std::min(rest.find_first_of("/?#"), rest.size()) : rest.size();
+  const std::size_t colon = rest.find(':');
+  std::size_t at = rest.substr(0, authority).rfind('@');
+  // In a bad URL the password may hold what ends an authority.
+  if (at == rest.npos && colon < authority &&
+      !IsNumber(rest.substr(colon + 1, authority - colon - 1)))
+    at = rest.rfind('@');
   if (isUrl && at == rest.npos) return;
   const std::size_t end = isUrl ? at : rest.size();
-  const std::size_t colon = rest.find(':');
   if (colon < end) Overwrite(begin + colon + 1, end - colon - 1);
 }
 
@@ -89,6 +154,18 @@ char KindOf(std::string_view name) {
   return name == "--header" ? 'H' : '\0';
 }
 
+/// The next line of standard input, without reading ahead: further ones may be for others.
+std::string ReadInputLine(const std::string& option) {
+  std::string line;
+  ssize_t got = 0;
+  char c = 0;
+  while ((got = ::read(STDIN_FILENO, &c, 1)) == 1 && c != '\n') line += c;
+  if (got < 0) {
+    throw UsageError(option + ": cannot read standard input: " + std::strerror(errno));
+  }
+  return line;
+}
+
 bool IsSecret(char kind) { return kind == 'u' || kind == 'x' || kind == 'H'; }
 
 void Blank(char kind, char* value) {
@@ -98,18 +175,27 @@ void Blank(char kind, char* value) {
 
 }  // namespace
 
+bool CanAskPassword() { return IsAtTerminal() || !AskProgram().empty(); }
+
 std::string AskPassword(const std::string& question) {
-  const SilentTerminal terminal;
-  if (!terminal.IsOpen()) throw UsageError("there is no terminal to ask for a password on");
-  terminal.Write(question);
-  const std::optional<std::string> password = terminal.ReadLine();
-  terminal.Write("\n");
-  if (!password) throw UsageError("no password was given");
+  if (const std::string program = AskProgram(); !program.empty() && !IsAtTerminal()) {
+    const std::optional<std::string> password = RunAskProgram(program, question);
+    if (!password) throw UsageError(program + " gave no password");
+    return *password;
+  }
+  const std::optional<std::string> password = ReadSilently(question);
+  if (!password) {
+    // The terminal did not send it, so that the echo came back first.
+    std::signal(SIGINT, SIG_DFL);
+    std::raise(SIGINT);
+    throw UsageError("no password was given");
+  }
   return *password;
 }
 
 std::string ReadPasswordFile(const std::string& option, const std::string& file) {
-  std::string text = ReadInput(option, file);
+  if (file == "-" && IsAtTerminal()) return AskPassword("Password (" + option + "): ");
+  std::string text = file == "-" ? ReadInputLine(option) : ReadInput(option, file);
   text.erase(std::min(text.find_first_of("\r\n"), text.size()));
   return text;
 }
@@ -124,8 +210,8 @@ void BlankSecrets(int argc, char** argv) {
     const bool isShort = !isLong && option.size() > 1 && option.front() == '-';
     const char kind = isLong ? KindOf(option.substr(0, equals)) : isShort ? option[1] : '\0';
     const std::size_t inside = isLong ? equals + 1 : 2;
-    if (!isLong && !isShort) {
-      BlankPassword(argv[i], true);
+    if ((!isLong && !isShort) || (isLong && !IsSecret(kind) && inside <= option.size())) {
+      BlankPassword(argv[i] + (isLong ? inside : 0), true);
     } else if (IsSecret(kind) && inside < option.size()) {
       Blank(kind, argv[i] + inside);
     } else if (IsSecret(kind) && (isShort || equals == option.size()) && i + 1 < argc) {

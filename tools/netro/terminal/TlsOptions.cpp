@@ -1,6 +1,6 @@
-// How "netro get" protects https.
+// How connections are protected by TLS.
 
-#include "get/TlsOptions.h"
+#include "terminal/TlsOptions.h"
 
 #include <CLI/CLI.hpp>
 #include <filesystem>
@@ -10,16 +10,13 @@
 #include <netro/tls/OpenSslTls.h>
 #endif
 
-#include "get/UrlText.h"
 #include "terminal/Command.h"
 #include "terminal/Terminal.h"
 
 namespace netro::tool {
 namespace {
 
-constexpr const char* kGroup = "TLS (https)";
-
-TlsSettings SettingsOf(const TlsOptions& options) {
+TlsSettings SettingsOf(const TlsOptions& options, const std::vector<std::string>& alpn) {
   TlsSettings settings;
   std::error_code error;
   const bool isFolder = std::filesystem::is_directory(options.authority, error);
@@ -28,7 +25,7 @@ TlsSettings SettingsOf(const TlsOptions& options) {
   settings.clientKeyFile = options.key;
   settings.pins = options.pins;
   if (options.leastVersion == "1.3") settings.minimumVersion = TlsVersion::Tls13;
-  settings.alpn = {"http/1.1"};
+  settings.alpn = alpn;
   settings.trustAnyoneForTestsOnly = options.insecure;
   return settings;
 }
@@ -69,9 +66,9 @@ class UsualTls final : public TlsProvider {
 
 }  // namespace
 
-void DeclareTls(CLI::App& options, TlsOptions& values) {
-  const auto text = [&options](const char* name, auto& value, const char* type, const char* help) {
-    return options.add_option(name, value, help)->type_name(type)->group(kGroup);
+void DeclareTls(CLI::App& options, TlsOptions& values, const char* group) {
+  const auto text = [&options, group](const char* name, auto& value, const char* type, const char* help) {
+    return options.add_option(name, value, help)->type_name(type)->group(group);
   };
   text("--cacert", values.authority, "FILE",
        "Trust these certificates (PEM) instead of the system's; a folder\n"
@@ -89,17 +86,18 @@ void DeclareTls(CLI::App& options, TlsOptions& values) {
                 "Do not check who the server is: anybody on the way can read and\n"
                 "change everything, passwords too. For tests only; --cacert is\n"
                 "for servers of your own")
-      ->group(kGroup);
+      ->group(group);
 }
 
-std::shared_ptr<TlsProvider> ReadTls(const TlsOptions& options) {
+std::shared_ptr<TlsProvider> ReadTls(const TlsOptions& options,
+                                     const std::vector<std::string>& alpn) {
   Check(options);
   const bool isUsual = options.authority.empty() && options.certificate.empty() &&
                        options.pins.empty() && !options.insecure;
 #ifdef NETRO_HAS_TLS
-  if (isUsual) return std::make_shared<UsualTls>(SettingsOf(options));
+  if (isUsual) return std::make_shared<UsualTls>(SettingsOf(options, alpn));
   std::string error;
-  auto provider = MakeOpenSslProvider(SettingsOf(options), error);
+  auto provider = MakeOpenSslProvider(SettingsOf(options, alpn), error);
   if (provider == nullptr) throw UsageError(error);
   return provider;
 #else
@@ -108,7 +106,7 @@ std::shared_ptr<TlsProvider> ReadTls(const TlsOptions& options) {
 #endif
 }
 
-std::string TlsAdvice(std::int32_t error, const std::string& url) {
+std::string TlsAdvice(std::int32_t error, bool wanted) {
   constexpr std::int32_t kNotSupported = 10043;
 #ifdef NETRO_HAS_TLS
   constexpr bool kHasTls = true;
@@ -122,7 +120,7 @@ std::string TlsAdvice(std::int32_t error, const std::string& url) {
     case tlsCertificateWanted:
       return "; the option is --cert FILE";
     case kNotSupported:
-      return kHasTls || ProtocolOf(url) != "https" ? "" : "; this netro was built without TLS";
+      return kHasTls || !wanted ? "" : "; this netro was built without TLS";
     default:
       return {};
   }
