@@ -1,21 +1,10 @@
 // Fuzzes the reader of authentication challenges: the input is the lines of a field. Whatever comes
 // in, the line that answers it stays one line, and what is chosen is one of the challenges.
 
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <string>
-#include <string_view>
-
+#include "fuzz/Fuzz.h"
 #include "web/HttpAuthorization.h"
 
 namespace {
-
-void Require(bool condition) {
-  if (!condition) {
-    std::abort();
-  }
-}
 
 void Answer(const std::vector<netro::HttpChallenge>& challenges, netro::DigestForm form) {
   netro::HttpCredentials credentials{"user", "secret", {}, form};

@@ -1,14 +1,9 @@
 // Feeds lines: a URL and what it sets, one after the other; then the whole as a file of cookies.
 // The jar must keep within its bounds, headers must be one line, and what was written must come
 // back.
-#include <algorithm>
 #include <chrono>
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <string>
-#include <string_view>
 
+#include "fuzz/Fuzz.h"
 #include "support/HttpDate.h"
 #include "support/Text.h"
 #include "support/Url.h"
@@ -19,10 +14,6 @@
 namespace {
 
 constexpr std::chrono::sys_seconds kNow{std::chrono::seconds(1'800'000'000)};
-
-void Require(bool condition) {
-  if (!condition) std::abort();
-}
 
 void CheckStore(netro::CookieStore& store) {
   const auto all = store.All(kNow);

@@ -1,16 +1,11 @@
-// Reads what a DNS server sends. The first byte chooses: even is one datagram; odd is a TCP stream,
-// which is fed whole and in two pieces that must give the same messages.
-#include <algorithm>
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <span>
-#include <string>
-#include <vector>
+// Reads what a DNS server sends. The first byte chooses: even is one datagram; odd is a TCP stream
+// with a zone transfer, say, which is fed whole and in pieces that must give the same messages, and
+// the same records when all go into one reply.
 
 #include "dns/DnsMessage.h"
 #include "dns/DnsName.h"
 #include "dns/DnsStream.h"
+#include "fuzz/Fuzz.h"
 
 namespace {
 
@@ -19,10 +14,6 @@ using netro::DnsReply;
 
 constexpr std::size_t kSmallestRecord = 11;
 constexpr std::size_t kLongestName = 253;  // as text
-
-void Require(bool condition) {
-  if (!condition) std::abort();
-}
 
 // Escaped names are printable, and give the same names when they are read back. The OPT record is
 // the only one that may be missing.
@@ -58,25 +49,31 @@ void ReadMessage(const Bytes& message) {
   Require(netro::ReadReply(message, twice) == good && twice.Count() == 2 * once.Count());
 }
 
-std::vector<Bytes> Messages(std::span<const std::uint8_t> stream, std::size_t cut) {
+std::vector<Bytes> Messages(FuzzBytes stream, const FuzzCuts& cuts) {
   std::vector<Bytes> messages;
-  const auto take = [&](std::span<const std::uint8_t> message) {
-    messages.emplace_back(message.begin(), message.end());
-  };
   netro::DnsStream framing;
-  framing.Feed(stream.first(cut), take);
-  framing.Feed(stream.subspan(cut), take);
+  cuts.Apply(stream, [&](FuzzBytes piece) {
+    framing.Feed(piece, [&](FuzzBytes message) {
+      messages.emplace_back(message.begin(), message.end());
+    });
+  });
   return messages;
 }
 
-void ReadStream(std::span<const std::uint8_t> stream, std::size_t cut) {
-  const std::vector<Bytes> messages = Messages(stream, 0);
-  Require(Messages(stream, cut) == messages);
+void ReadStream(FuzzBytes stream) {
+  const FuzzCuts cuts(stream);
+  FuzzBytes none;
+  const std::vector<Bytes> messages = Messages(stream, FuzzCuts(none));
+  Require(Messages(stream, cuts) == messages);
   Bytes again;
+  DnsReply transfer;
+  std::size_t count = 0;
   for (const Bytes& message : messages) {
     const Bytes framed = netro::WithLength(message);
     again.insert(again.end(), framed.begin(), framed.end());
-    ReadMessage(message);
+    DnsReply alone;
+    Require(netro::ReadReply(message, alone) == netro::ReadReply(message, transfer));
+    Require(transfer.Count() == (count += alone.Count()));
   }
   Require(std::equal(again.begin(), again.end(), stream.begin()));
 }
@@ -84,12 +81,11 @@ void ReadStream(std::span<const std::uint8_t> stream, std::size_t cut) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  if (size == 0) return 0;
-  const std::span bytes(data + 1, size - 1);
-  if ((data[0] & 1) == 0) {
+  FuzzBytes bytes(data, size);
+  if ((TakeByte(bytes) & 1) == 0) {
     ReadMessage(Bytes(bytes.begin(), bytes.end()));
   } else {
-    ReadStream(bytes, bytes.size() * (data[0] >> 1) / 128);
+    ReadStream(bytes);
   }
   return 0;
 }

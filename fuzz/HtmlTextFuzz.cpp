@@ -1,18 +1,10 @@
 // Fuzzes the reader of HTML: whatever it is given, the text stays text in whole lines.
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <string>
-#include <string_view>
 
+#include "fuzz/Fuzz.h"
 #include "support/HtmlText.h"
 #include "support/Utf8.h"
 
 namespace {
-
-void Require(bool condition) {
-  if (!condition) std::abort();
-}
 
 bool HasWholeLines(std::string_view text) {
   for (std::size_t at = text.find_first_of("\r\n"); at != text.npos;

@@ -1,10 +1,7 @@
-// Feeds an HTTP answer whole and in two pieces: both must give the same. The first byte chooses the
-// options and where to cut; the rest is the answer, after which the connection ends.
-#include <cstdint>
-#include <cstdlib>
-#include <string>
-#include <vector>
+// Feeds an HTTP answer whole and in pieces: both must give the same. The first byte chooses the
+// options, others where to cut; the rest is the answer, after which the connection ends.
 
+#include "fuzz/Fuzz.h"
 #include "web/HttpAnswer.h"
 
 namespace {
@@ -32,11 +29,10 @@ struct Outcome {
   bool operator==(const Outcome&) const = default;
 };
 
-Outcome Feed(std::span<const std::uint8_t> bytes, std::size_t cut, std::uint8_t options) {
+Outcome Feed(FuzzBytes bytes, const FuzzCuts& cuts, std::uint8_t options) {
   Body body((options & 4) != 0);
   netro::HttpAnswer answer({(options & 1) != 0, (options & 2) != 0}, body);
-  answer.Feed(bytes.first(cut));
-  answer.Feed(bytes.subspan(cut));
+  cuts.Apply(bytes, [&](FuzzBytes piece) { answer.Feed(piece); });
   const bool usable = answer.LeavesConnectionUsable();
   answer.ConnectionEnded(0);
   answer.Head().Field("Location");
@@ -49,9 +45,10 @@ Outcome Feed(std::span<const std::uint8_t> bytes, std::size_t cut, std::uint8_t 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  if (size == 0) return 0;
-  const std::span bytes(data + 1, size - 1);
-  const Outcome whole = Feed(bytes, 0, data[0]);
-  if (!(Feed(bytes, bytes.size() * (data[0] >> 3) / 32, data[0]) == whole)) std::abort();
+  FuzzBytes bytes(data, size);
+  const std::uint8_t options = TakeByte(bytes);
+  const FuzzCuts cuts(bytes);
+  FuzzBytes none;
+  Require(Feed(bytes, FuzzCuts(none), options) == Feed(bytes, cuts, options));
   return 0;
 }

@@ -1,22 +1,11 @@
 // Fuzzes the address extractor, the list splitter and the rules of the syntax: an address is always
 // what its parts say, and no list holds more than its text.
 
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <string>
-#include <string_view>
-
+#include "fuzz/Fuzz.h"
 #include "mail/AddressSyntax.h"
 #include "mail/MailAddress.h"
 
 namespace {
-
-void Require(bool condition) {
-  if (!condition) {
-    std::abort();
-  }
-}
 
 void CheckAddress(std::string_view text) {
   const netro::MailAddress found = netro::ExtractAddress(text);

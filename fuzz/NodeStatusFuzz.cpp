@@ -1,11 +1,8 @@
 // Reads a NetBIOS node status reply. Whatever it says, a reply that is taken has its whole name
 // table and statistics within it, and one that is not taken leaves nothing behind.
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <span>
 
 #include "diag/NodeStatus.h"
+#include "fuzz/Fuzz.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   constexpr std::size_t kSmallest = 12 + 1 + 10 + 1 + 46;  // with an empty name and no names

@@ -1,20 +1,11 @@
 // Fuzzes the system's configuration texts: one input is read as a resolver configuration and as a
 // hosts file, whose last line is also the name that is looked up.
-#include <algorithm>
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <string>
-#include <string_view>
 
+#include "fuzz/Fuzz.h"
 #include "platform/HostsFile.h"
 #include "platform/ResolverConfig.h"
 
 namespace {
-
-void Require(bool condition) {
-  if (!condition) std::abort();
-}
 
 bool IsOneWord(std::string_view text) {
   return text.find_first_of(std::string_view(" \t\r\n\0", 5)) == text.npos;

@@ -1,12 +1,8 @@
 // Reads a server's replies whole and in pieces, and looks into the step tables. The first byte
 // chooses: odd, two numbers and a table follow; even, it is the size of the pieces, the second byte
 // tells where the first reply ends, and the rest is what the server sends.
-#include <algorithm>
-#include <cstdint>
-#include <cstdlib>
-#include <string>
-#include <string_view>
 
+#include "fuzz/Fuzz.h"
 #include "mail/SmtpReply.h"
 #include "mail/SmtpTables.h"
 
@@ -54,7 +50,7 @@ void ReadTable(std::string_view table, int step, int code) {
   const bool inside = table.find(entry) != table.npos;
   if (netro::HasStepEntry(table, step, code) && !inside) std::abort();
   if (!netro::HasStepEntry(std::string(table) + ',' + entry, step, code)) std::abort();
-  const int seconds = netro::StepTimeOut(table, step);
+  const double seconds = std::chrono::duration<double>(netro::StepTimeOut(table, step)).count();
   if (seconds < 0) std::abort();
   if (table.find(std::to_string(step) + ':') == table.npos && seconds != 60) std::abort();
 }

@@ -1,9 +1,7 @@
 // Plays a proxy's replies against the client's side of the SOCKS negotiation. The first byte
 // chooses version, authentication and who resolves; the rest is what the proxy sends.
-#include <algorithm>
-#include <cstdint>
-#include <cstdlib>
 
+#include "fuzz/Fuzz.h"
 #include "socket/SocksDialogue.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

@@ -1,12 +1,9 @@
 // Reads a time server's reply. The first byte chooses the version asked with; the rest is the
 // reply. Whatever it says, the results stay within what their types and texts allow.
-#include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <cstdint>
-#include <cstdlib>
-#include <string>
 
+#include "fuzz/Fuzz.h"
 #include "support/DateText.h"
 #include "web/TimeMessage.h"
 

@@ -1,22 +1,10 @@
 // Fuzzes the URL splitter and encoder: whatever comes in, no part that goes into a request can end
 // its line, and encoding twice equals encoding once.
 
-#include <algorithm>
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <string>
-#include <string_view>
-
+#include "fuzz/Fuzz.h"
 #include "support/Url.h"
 
 namespace {
-
-void Require(bool condition) {
-  if (!condition) {
-    std::abort();
-  }
-}
 
 bool EndsLine(const std::string& text) {
   return text.find_first_of(std::string_view("\r\n\0", 3)) != std::string::npos;

@@ -1,20 +1,16 @@
 // Settings files of the watcher: whatever the text, reading ends, the values are in their bounds,
 // and every message can be filled in.
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <string>
-#include <string_view>
 
 #include "diag/WatchLog.h"
 #include "diag/WatchSettings.h"
+#include "fuzz/Fuzz.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace netro;
   WatchSettings settings;
   const std::string_view text(reinterpret_cast<const char*>(data), size);
-  const std::string error = ReadWatchSettings(text, settings);
-  if (settings.upDelay < 300 || settings.downDelay < 10 || settings.upCycle < 1) std::abort();
+  const std::string error = ReadWatchSettings(text, {true, false, false}, settings);
+  if (settings.upDelay < 300 || settings.downDelay < 10 || settings.up.count < 1) std::abort();
   if (!error.empty()) return 0;
   if (settings.targets.empty()) std::abort();
   const WatchTarget& target = settings.targets.front();
