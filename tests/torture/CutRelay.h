@@ -1,0 +1,39 @@
+// A relay between client and server that ends the connection behind the n-th byte of one direction,
+// counted over all connections, by an orderly end or by a reset.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+
+#include "tests/peers/LoopbackServer.h"
+
+namespace netro::torture {
+
+/// Where the relays of a scenario cut; once, then they pass everything on.
+struct Cut {
+  enum Direction { FromServer, FromClient };
+
+  static constexpr long kNever = 1L << 40;
+  std::atomic<long> left[2] = {kNever, kNever};
+  std::atomic<long> passed[2] = {0, 0};
+  std::atomic<bool> reset = false;
+
+  void At(Direction direction, long bytes, bool byReset);
+  void Never();
+};
+
+class CutRelay {
+ public:
+  CutRelay(int target, Cut& cut);
+  int Port() const { return server_.Port(); }
+
+ private:
+  void Serve(peers::Connection& client);
+  bool Pass(peers::Connection& from, peers::Connection& to, Cut::Direction direction);
+
+  const int target_;
+  Cut& cut_;
+  peers::LoopbackServer server_;
+};
+
+}  // namespace netro::torture

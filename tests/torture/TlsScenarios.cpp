@@ -1,0 +1,68 @@
+#include <netro/HTTPCls.h>
+#include <netro/tls/OpenSslTls.h>
+
+#include "Scenario.h"
+#include "tests/TemporaryFolder.h"
+#include "tests/peers/HttpServer.h"
+#include "tests/peers/TlsServer.h"
+
+namespace netro::torture {
+namespace {
+
+const std::string kBody(200, 'b');
+
+peers::TlsServer& Server(const peers::TlsAuthority& authority) {
+  static auto& plain = *new peers::HttpServer(true);
+  static auto& server = *[&] {
+    plain.OnText("/", kBody);
+    peers::TlsRules rules;
+    rules.identity = authority.Issue();
+    rules.serve = [](peers::TlsPeer& peer) {
+      plain.ServeOn({[&](std::string& into) { return peer.Read(into); },
+                     [&](std::string_view text) { return peer.Send(text); }},
+                    0);
+      peer.CloseNotify();
+    };
+    return new peers::TlsServer(rules);
+  }();
+  return server;
+}
+
+void AtServer(World& world, HTTPCls& http) {
+  static const auto& authority = *new peers::TlsAuthority();
+  static const auto provider = [&] {
+    const TemporaryFolder folder;
+    TlsSettings settings;
+    settings.trustFile = folder / "trust.pem";
+    WriteFile(settings.trustFile, authority.Certificate());
+    std::string error;
+    return MakeOpenSslProvider(settings, error);
+  }();
+  http.Events(&world.events);
+  http.TimeOutSeconds(2);
+  http.Tls(provider);
+  http.URL("https://localhost:" + std::to_string(world.Via(Server(authority).Port())) + "/");
+}
+
+std::string Get(HTTPCls& http) {
+  bool timeout = false;
+  return http.HTTPQuery(timeout);
+}
+
+std::int32_t IsGot(HTTPCls& http, const std::string& answer) {
+  const bool good = http.HTTPResult() == 200 && answer.ends_with(kBody);
+  return Told(http.LastErr() == 0, good, http.LastErr());
+}
+
+}  // namespace
+
+std::vector<Scenario> TlsScenarios() {
+  const auto kept = [](World& world, HTTPCls& http) {
+    AtServer(world, http);
+    http.KeepAlive(true);
+  };
+  return {Make<HTTPCls>("HTTPS", AtServer, Get, IsGot),
+          Make<HTTPCls>("HTTPS kept alive", kept, Get, IsGot)};
+}
+
+}  // namespace netro::torture
