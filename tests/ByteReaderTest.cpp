@@ -63,12 +63,6 @@ TEST(ByteReader, EveryReadPastTheEndFailsForGood) {
   }
 }
 
-TEST(ByteReader, NothingToReadIsNoFailure) {
-  ByteReader reader({});
-  EXPECT_EQ(reader.Remaining(), 0U);
-  EXPECT_TRUE(reader.Ok());
-}
-
 TEST(ByteWriter, WritesBigEndianInOrder) {
   ByteWriter writer;
   writer.U8(0xFF);

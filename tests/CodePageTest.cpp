@@ -4,6 +4,7 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "Environment.h"
 #include "platform/CodePage.h"
@@ -41,10 +42,7 @@ TEST(CodePage, ConvertsBothWays) {
 }
 
 TEST(CodePage, RefusesWhatCannotBeConverted) {
-  const struct {
-    std::string utf8;
-    std::string charSet;
-  } kCases[] = {
+  const std::pair<std::string, std::string> kCases[] = {
       {"5 \xE2\x82\xAC", "iso-8859-1"},  // no place there
       {"5 \xE2\x82\xAC", "us-ascii"},
       {"\xFC", "iso-8859-1"},  // no UTF-8
@@ -67,7 +65,6 @@ TEST(CodePage, RefusesWhatCannotBeConverted) {
 }
 
 TEST(CodePage, MakesUtf8OfAnything) {
-  EXPECT_EQ(ToUtf8("gr\xC3\xBC\xC3\x9F", "iso-8859-1"), "gr\xC3\xBC\xC3\x9F");
   EXPECT_EQ(ToUtf8("5 \xA4", "iso-8859-15"), "5 \xE2\x82\xAC");
   EXPECT_EQ(ToUtf8("gr\xFC\xDF", "utf-8"), "gr\xC3\xBC\xC3\x9F");
   EXPECT_EQ(ToUtf8("gr\xFC\xDF", "no-such-set"), "gr\xC3\xBC\xC3\x9F");

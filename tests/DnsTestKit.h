@@ -46,6 +46,22 @@ inline peers::DnsServer::Talk SendThen(std::function<std::string(const std::stri
   };
 }
 
+/// For DnsServer: answers with what `build` makes of an empty reply.
+inline peers::DnsServer::Answer Replying(std::function<void(peers::DnsReply& reply)> build) {
+  return [build = std::move(build)](const std::string& query) -> peers::DnsServer::Replies {
+    peers::DnsReply reply(query);
+    build(reply);
+    return {reply.Bytes()};
+  };
+}
+
+/// A server that is silent to datagrams and says this over TCP.
+inline peers::DnsServer OverTcp(std::function<std::string(const std::string& query)> stream,
+                                StreamEnd end = StreamEnd::kStay,
+                                std::vector<std::size_t> cuts = {}) {
+  return peers::DnsServer(KeepSilent, SendThen(std::move(stream), end, std::move(cuts)));
+}
+
 /// The record of host `number` of the zone "test", and the SOA record of that zone.
 inline std::string HostRecord(int number) {
   return peers::dns::Record(peers::dns::Name("h" + std::to_string(number) + ".test"), TYPE_A,

@@ -1,4 +1,4 @@
-// Whether the system allows this program an echo, and how a test does without raw sockets.
+// Whether the system allows this program an echo, and how a test does without a permission.
 #pragma once
 
 #include <linux/capability.h>
@@ -20,22 +20,27 @@ inline bool EchoIsPermitted() {
   return false;
 }
 
-/// Takes the permission for raw sockets from the calling thread, until the end of the scope.
-class WithoutRawSockets {
+/// Takes a permission, as CAP_NET_RAW, from the calling thread until the end of the scope.
+class WithoutCapability {
  public:
-  WithoutRawSockets() {
+  explicit WithoutCapability(unsigned capability) {
     syscall(SYS_capget, &header_, before_);
     __user_cap_data_struct less[2] = {before_[0], before_[1]};
-    less[0].effective &= ~(1u << CAP_NET_RAW);
+    less[0].effective &= ~(1u << capability);
     syscall(SYS_capset, &header_, less);
   }
-  ~WithoutRawSockets() { syscall(SYS_capset, &header_, before_); }
-  WithoutRawSockets(const WithoutRawSockets&) = delete;
-  WithoutRawSockets& operator=(const WithoutRawSockets&) = delete;
+  ~WithoutCapability() { syscall(SYS_capset, &header_, before_); }
+  WithoutCapability(const WithoutCapability&) = delete;
+  WithoutCapability& operator=(const WithoutCapability&) = delete;
 
  private:
   __user_cap_header_struct header_{_LINUX_CAPABILITY_VERSION_3, 0};
   __user_cap_data_struct before_[2] = {};
+};
+
+class WithoutRawSockets : public WithoutCapability {
+ public:
+  WithoutRawSockets() : WithoutCapability(CAP_NET_RAW) {}
 };
 
 }  // namespace netro

@@ -71,22 +71,6 @@ TEST(SocketExceptions, InTheReadLoopOfAnotherLoseItsDataNot) {
   EXPECT_EQ(PumpThrough([&] { return recorder.received == "data"; }), 1);
 }
 
-TEST(SocketExceptions, BytesBehindAPrologStay) {
-  peers::SocksRules rules;
-  rules.early = std::string(40'000, 'e');
-  peers::SocksServer proxy(rules);
-  BytesServer target({{peers::Stay()}});
-  SocketCls socket;
-  Recorder recorder(socket);
-  ASSERT_TRUE(ConnectAndWait(socket, proxy.Port()));
-  std::int32_t error = 0;
-  ASSERT_TRUE(socket.Sock4Prolog("127.0.0.1", target.Port(), "", false, error));
-  Trap trap;
-  trap.Set(Trap::kEvent, 0);
-  recorder.hook = [&](const std::string&) { trap.Event(); };
-  EXPECT_EQ(PumpThrough([&] { return recorder.received == rules.early; }), 1);
-}
-
 TEST(SocketExceptions, RequestThatNobodyTookIsAnnouncedAgain) {
   SocketCls listener;
   Recorder recorder(listener);

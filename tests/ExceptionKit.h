@@ -3,12 +3,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <netro/EchoCls.h>
-#include <netro/HTTPCls.h>
-#include <netro/ICMPCls.h>
-#include <netro/LogfileCLS.h>
 #include <netro/MessageLoop.h>
-#include <netro/SMTPCls.h>
 #include <netro/WatchpostCls.h>
 
 #include <chrono>
@@ -19,6 +14,7 @@
 
 #include "SocketTestKit.h"
 #include "platform/Clock.h"
+#include "tests/torture/AllEvents.h"
 
 namespace netro {
 
@@ -100,51 +96,31 @@ class Trap {
 };
 
 /// Every sink there is.
-class Sink : public SocketClsEvents,
-             public HTTPClsEvents,
-             public SMTPClsEvents,
-             public ICMPClsEvents,
-             public EchoClsEvents,
-             public LogfileCLSEvents,
-             public WatchpostClsEvents {
+class Sink : public torture::AllEvents, public WatchpostClsEvents {
  public:
   explicit Sink(Trap& trap) : trap_(trap) {}
 
   std::function<void(const std::string& line)> onLine = [](const std::string&) {};
   int rounds = 0;
 
-  void Connect() override { trap_.Event(); }
-  void Closed() override { trap_.Event(); }
-  void SendComplete() override { trap_.Event(); }
-  void DataArrival(const Bytes&, const std::string&) override { trap_.Event(); }
-  void Error(std::int32_t, const std::string&) override { trap_.Event(); }
-  void Status(HTTPCls&, const std::string&) override { trap_.Event(); }
   void DisplayProtocol(const std::string& line) override {
     onLine(line);
-    trap_.Event();
+    Event();
   }
-  void DataStatus(std::int32_t, std::int32_t) override { trap_.Event(); }
-  void Hop(const std::string&, std::int32_t, std::int32_t, bool&) override { trap_.Event(); }
-  void Reply(std::int32_t, const std::string&, std::int32_t, std::int32_t, std::int32_t) override {
-    trap_.Event();
-  }
-  void LoggingStarted() override { trap_.Event(); }
-  void LoggingStopped() override { trap_.Event(); }
-  void BufferCommited() override { trap_.Event(); }
-  void NewLogfile(std::string&) override { trap_.Event(); }
-  void LogError(std::int32_t, const std::string&) override { trap_.Event(); }
   void Alert(const std::string&, std::int32_t, bool, const std::string&, const std::string&,
              const std::string&) override {
-    trap_.Event();
+    Event();
   }
-  void OnTheHunt(bool) override { trap_.Event(); }
-  void Probed(std::int32_t) override { trap_.Event(); }
+  void OnTheHunt(bool) override { Event(); }
+  void Probed(std::int32_t) override { Event(); }
   void RoundEnded() override {
     ++rounds;
-    trap_.Event();
+    Event();
   }
 
  private:
+  void Event() override { trap_.Event(); }
+
   Trap& trap_;
 };
 

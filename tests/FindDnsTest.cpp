@@ -22,7 +22,6 @@ namespace netro {
 namespace {
 
 using std::chrono::milliseconds;
-using std::chrono::steady_clock;
 using Texts = std::vector<std::string>;
 
 constexpr const char* kConfig = "etc/resolv.conf";
@@ -38,7 +37,6 @@ TEST(ResolverConfigText, IsReadAsTheSystemReadsIt) {
     std::string domain;
   } cases[] = {
       {"", {}, ""},
-      {"nameserver 192.0.2.1\nnameserver 192.0.2.2\n", {"192.0.2.1", "192.0.2.2"}, ""},
       {"nameserver 192.0.2.2\nnameserver 192.0.2.1\nnameserver 192.0.2.2\n",
        {"192.0.2.2", "192.0.2.1", "192.0.2.2"},
        ""},
@@ -114,35 +112,27 @@ TEST(FindDns, TakesTheServersBehindTheLocalStub) {
   }
 }
 
-TEST(FindDns, RootDomainIsTheLastTwoLabels) {
-  const struct {
-    const char* local;
-    const char* root;
-  } cases[] = {{"a.b.example.net", "example.net"},
-               {"b.example.net", "example.net"},
-               {"example.net", "example.net"},
-               {"net", "net"},
-               {".net", ".net"},
-               {"a..net", ".net"}};
-  for (const auto& c : cases) {
-    SystemRoot root;
-    root.Put(kConfig, std::string("search ") + c.local + "\n");
-    const FindDNSCLS find;
-    EXPECT_EQ(find.RootDomain(), c.root);
-    EXPECT_EQ(find.LocalDomain(), c.local);
-  }
-}
-
 TEST(FindDns, AsksAgainWhileThereIsNoServerAndKeepsWhatItFound) {
   SystemRoot root;
   FindDNSCLS find;
   EXPECT_EQ(find.Servers(), Texts{""});
   EXPECT_EQ(find.Count(), 0);
   EXPECT_FALSE(find.CanUseIPHlpApi());
-  root.Put(kConfig, "search a.example\n");
-  EXPECT_TRUE(find.CanUseIPHlpApi());
-  EXPECT_EQ(find.LocalDomain(), "a.example");
-  EXPECT_EQ(find.Servers(), Texts{""});
+  const struct {
+    const char* local;
+    const char* root;  // the last two labels
+  } cases[] = {{"a.b.example.net", "example.net"},
+               {"example.net", "example.net"},
+               {"net", "net"},
+               {".net", ".net"},
+               {"a..net", ".net"}};
+  for (const auto& c : cases) {
+    root.Put(kConfig, std::string("search ") + c.local + "\n");
+    EXPECT_TRUE(find.CanUseIPHlpApi());
+    EXPECT_EQ(find.LocalDomain(), c.local);
+    EXPECT_EQ(find.RootDomain(), c.root);
+    EXPECT_EQ(find.Servers(), Texts{""});
+  }
   root.Put(kConfig, "search b.example\nnameserver 192.0.2.1\n");
   EXPECT_EQ(find.RootDomain(), "b.example");
   root.Put(kConfig, "search c.example\nnameserver 192.0.2.3\n");
@@ -178,12 +168,6 @@ TEST(FindDns, IgnoresWhatIsNoFileOrTooBig) {
   EXPECT_EQ(find.Count(), 1) << "a megabyte";
 }
 
-TEST(FindDns, ReachabilityIsThatOfTheSockets) {
-  const FindDNSCLS find;
-  EXPECT_FALSE(find.IsIPReachable("no address"));
-  EXPECT_EQ(find.IsIPReachable("127.0.0.1"), SocketCls().IsIPReachable("127.0.0.1"));
-}
-
 // --- the hosts file ------------------------------------------------------------------------------
 
 constexpr std::string_view kHostsText =
@@ -214,35 +198,24 @@ std::string Joined(const std::vector<IpAddress>& addresses) {
 TEST(HostsText, NameToAddress) {
   const struct {
     const char* name;
-    const char* address;  // empty: none
+    const char* addresses;
   } cases[] = {
       {"server.example", "192.0.2.1 2001:db8::1 192.0.2.3"},
       {"SERVER.Example.", "192.0.2.1 2001:db8::1 192.0.2.3"},
       {"server", "192.0.2.1"},
       {"www", "192.0.2.1"},
       {"indented", "192.0.2.2"},
-      {"second", "192.0.2.3"},
       {"again", "192.0.2.1"},
       {"named", "192.0.2.4"},
       {"six", "2001:db8::1 192.0.2.6"},
       {"last", "192.0.2.7"},
-      {"comment", ""},
-      {"behind", ""},
-      {"192.0.2.9", ""},
-      {"#", ""},
-      {"short", ""},
-      {"nonsense.example", ""},
-      {"192.0.2.5", ""},
-      {"serve", ""},
-      {"server.exampl", ""},
       {"localhost", "::1"},
-      {"server.example..", ""},
-      {".", ""},
-      {"", ""},
   };
-  for (const auto& c : cases) {
-    EXPECT_EQ(Joined(FindHostAddresses(kHostsText, c.name)), c.address) << c.name;
-  }
+  for (const auto& c : cases)
+    EXPECT_EQ(Joined(FindHostAddresses(kHostsText, c.name)), c.addresses) << c.name;
+  for (const char* name : {"comment", "behind", "192.0.2.9", "#", "short", "nonsense.example",
+                           "192.0.2.5", "serve", "server.exampl", "server.example..", ".", ""})
+    EXPECT_EQ(Joined(FindHostAddresses(kHostsText, name)), "") << name;
 }
 
 TEST(HostsText, AddressToName) {
@@ -315,90 +288,46 @@ class ServerDiscovery : public testing::Test {
 };
 
 TEST_F(ServerDiscovery, LeavesOutTheSilent) {
+  complete_ = true;
+  EXPECT_EQ(Discover(), "");
+  EXPECT_FALSE(complete_) << "nothing configured is asked again";
   Configure(
       {"0.0.0.0", "127.0.0.2", "::1", "127.255.255.255", "127.0.0.1", "127.0.0.2", "ff02::1"});
   EXPECT_EQ(Discover(), permitted_
                             ? "127.0.0.2,::1,127.0.0.1,127.0.0.2"
                             : "0.0.0.0,127.0.0.2,::1,127.255.255.255,127.0.0.1,127.0.0.2,ff02::1");
   EXPECT_TRUE(complete_);
-}
-
-// The shortest of several runs: a busy machine may be slow now and then.
-milliseconds Shortest(const std::function<void()>& run) {
-  auto shortest = milliseconds::max();
-  for (int i = 0; i < 5; ++i) {
-    const auto before = steady_clock::now();
-    run();
-    const auto time = std::chrono::duration_cast<milliseconds>(steady_clock::now() - before);
-    shortest = std::min(shortest, time);
-  }
-  return shortest;
-}
-
-TEST_F(ServerDiscovery, EndsAsSoonAsAllHaveAnswered) {
-  Configure({"127.0.0.1", "127.0.0.2"});
-  const auto time = Shortest([&] {
-    EXPECT_EQ(Discover(), "127.0.0.1,127.0.0.2");
-    EXPECT_TRUE(complete_);
-  });
-  EXPECT_LT(time, milliseconds(400));
-}
-
-TEST_F(ServerDiscovery, KeepsAllWhenNobodyAnswersAndAsksAllAtOnce) {
-  Configure(Texts(30, "0.0.0.0"));
-  const auto before = steady_clock::now();
-  EXPECT_EQ(Discover().size(), 30 * std::string("0.0.0.0,").size() - 1);
-  EXPECT_TRUE(complete_);
-  const auto time = steady_clock::now() - before;
-  if (permitted_) {
-    EXPECT_GE(time, milliseconds(450));
-  }
-  EXPECT_LT(time, milliseconds(7'500)) << "one after the other takes twice as long";
-}
-
-TEST_F(ServerDiscovery, HalfASecondIsTheLimit) {
-  if (!permitted_) GTEST_SKIP() << "the system allows this program no echo";
-  Configure({"0.0.0.0"});
-  const auto time = Shortest([&] {
-    MessageLoop::ForThisThread().PostTask([] { AdvanceClockForTests(milliseconds(500)); });
-    EXPECT_EQ(Discover(), "0.0.0.0");
-    EXPECT_TRUE(complete_);
-  });
-  EXPECT_LT(time, milliseconds(400));
-}
-
-TEST_F(ServerDiscovery, KeepsAllOfALongList) {
   Configure(Texts(5000, "127.0.0.1"));
   EXPECT_EQ(Discover().size(), 5000 * std::string("127.0.0.1,").size() - 1);
   EXPECT_TRUE(complete_);
 }
 
-TEST_F(ServerDiscovery, NothingConfiguredIsAskedAgain) {
-  complete_ = true;
-  EXPECT_EQ(Discover(), "");
+// All are asked at once; the clock of the library runs with the machine's.
+TEST_F(ServerDiscovery, KeepsAllWhenNobodyAnswersForHalfASecond) {
+  Configure(Texts(30, "0.0.0.0"));
+  const TimePoint before = Now();
+  EXPECT_EQ(Discover().size(), 30 * std::string("0.0.0.0,").size() - 1);
+  EXPECT_TRUE(complete_);
+  if (permitted_) {
+    EXPECT_GE(Now() - before, milliseconds(450));
+  }
+  EXPECT_LT(Now() - before, milliseconds(7'500)) << "one after the other takes twice as long";
+}
+
+TEST_F(ServerDiscovery, CanBeEndedAndIsNotCompleteThen) {
+  Configure({"0.0.0.0", "127.0.0.1"});
+  const CancelMark mark(module_, call_);
+  ++call_->stops;
+  EXPECT_EQ(DiscoverServerList(mark, complete_), "0.0.0.0,127.0.0.1") << "ended before";
   EXPECT_FALSE(complete_);
-}
-
-TEST_F(ServerDiscovery, CancelledBeforeItIsWholeAndNotComplete) {
-  Configure({"0.0.0.0", "127.0.0.1"});
-  const auto time = Shortest([&] {
-    const CancelMark mark(module_, call_);
-    ++call_->stops;
-    EXPECT_EQ(DiscoverServerList(mark, complete_), "0.0.0.0,127.0.0.1");
-    EXPECT_FALSE(complete_);
-  });
-  EXPECT_LT(time, milliseconds(400));
-}
-
-TEST_F(ServerDiscovery, KillDuringTheWaitEndsIt) {
   if (!permitted_) GTEST_SKIP() << "the system allows this program no echo";
-  Configure({"0.0.0.0", "127.0.0.1"});
-  const auto time = Shortest([&] {
-    MessageLoop::ForThisThread().PostTask([&] { socket_.Kill(); });
-    EXPECT_EQ(Discover(), "0.0.0.0,127.0.0.1");
-    EXPECT_FALSE(complete_);
-  });
-  EXPECT_LT(time, milliseconds(400));
+  MessageLoop::ForThisThread().PostTask([&] { socket_.Kill(); });
+  EXPECT_EQ(Discover(), "0.0.0.0,127.0.0.1") << "ended during the wait";
+  EXPECT_FALSE(complete_);
+  MessageLoop::ForThisThread().PostTask([] { AdvanceClockForTests(milliseconds(500)); });
+  Configure({"0.0.0.0", "0.0.0.0"});
+  EXPECT_EQ(Discover(), "0.0.0.0,0.0.0.0");
+  EXPECT_TRUE(complete_);
 }
 
 }  // namespace

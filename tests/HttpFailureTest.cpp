@@ -18,6 +18,7 @@
 #include <utility>
 
 #include "platform/Clock.h"
+#include "socket/SocketErrors.h"
 #include "tests/peers/BytesServer.h"
 #include "tests/peers/HttpServer.h"
 #include "tests/peers/SocksServer.h"
@@ -139,60 +140,26 @@ TEST(HttpBadInput, AddedFramingIsRefused) {
   EXPECT_EQ(server.Connections(), 0u);
 }
 
-TEST(HttpConnecting, RefusedIs10061) {
-  const peers::RefusingPort nobody;
-  HTTPCls http;
-  http.URL(UrlOf(nobody.Port()));
-  bool timeout = true;
-  EXPECT_EQ(
-      http.HTTPQuery(timeout),
-      "Connection Refused. The target machine actively refused the attempt to connect to it.");
-  EXPECT_EQ(http.LastErr(), 10061);
-  EXPECT_FALSE(timeout);
-}
-
 // The labels of a host name have 63 characters at most, so no resolver has to be asked.
-TEST(HttpConnecting, UnknownHostIs11001) {
-  HTTPCls http;
-  http.URL("http://" + std::string(64, 'a') + ".test/");
-  bool timeout = true;
-  EXPECT_NE(http.HTTPQuery(timeout), "");
-  EXPECT_EQ(http.LastErr(), 11001);
-  EXPECT_FALSE(timeout);
-}
-
-TEST(HttpTimeout, IsTrueOnlyForTheAnswer) {
-  const peers::HangingPort full;
-  BytesServer silent({{AwaitText("\r\n\r\n"), Stay()}});
-  BytesServer half({{AwaitText("\r\n\r\n"), Send(kHalf), Stay()}});
-  peers::SocksRules rules;
-  rules.silentAt = 0;
-  peers::SocksServer proxy(rules);
+TEST(HttpConnecting, FailsWithTheNumberOfTheSocket) {
+  const peers::RefusingPort nobody;
   const struct {
-    const char* name;
-    int port;
-    ProxyTypeEnum type;
-    bool timeout;
-  } kCases[] = {{"connect", full.Port(), NoProxy, false},
-                {"proxy's reply", proxy.Port(), ProxySocks4, false},
-                {"no byte", silent.Port(), NoProxy, true},
-                {"half the body", half.Port(), NoProxy, true}};
-  for (const auto& c : kCases) {
-    SCOPED_TRACE(c.name);
+    std::string url;
+    std::int32_t error;
+    ProxyTypeEnum proxy = NoProxy;
+  } kCases[] = {{UrlOf(nobody.Port()), 10061},
+                {UrlOf(1), 10061, ProxySocks5NoAuth},
+                {"http://" + std::string(64, 'a') + ".test/", 11001}};
+  for (const auto& [url, error, proxy] : kCases) {
     HTTPCls http;
-    http.TimeOutSeconds(1);
-    http.URL(UrlOf(c.port));
-    http.ProxyType(c.type);
+    http.URL(url);
+    http.ProxyType(proxy);
     http.ProxyURL("127.0.0.1");
-    http.ProxyPort(c.port);
-    bool timeout = !c.timeout;
-    const auto start = steady_clock::now();
-    EXPECT_EQ(http.HTTPQuery(timeout), "Command Timed Out");
-    EXPECT_GE(steady_clock::now() - start, milliseconds(990));
-    EXPECT_LT(steady_clock::now() - start, milliseconds(10000));
-    EXPECT_EQ(http.LastErr(), 10002);
-    EXPECT_EQ(timeout, c.timeout);
-    EXPECT_EQ(http.HTTPResult(), 0);
+    http.ProxyPort(nobody.Port());
+    bool timeout = true;
+    EXPECT_EQ(http.HTTPQuery(timeout), SocketErrorText(error));
+    EXPECT_EQ(http.LastErr(), error);
+    EXPECT_FALSE(timeout);
   }
 }
 
@@ -205,20 +172,45 @@ void PostMuch(HTTPCls& http, int port) {
   http.PostData(std::string(kMuch, 'x'));
 }
 
-TEST(HttpTimeout, CountsWhileSending) {
+TEST(HttpTimeout, IsTrueOnlyForTheAnswer) {
+  const peers::HangingPort full;
+  BytesServer silent({{AwaitText("\r\n\r\n"), Stay()}});
+  BytesServer half({{AwaitText("\r\n\r\n"), Send(kHalf), Stay()}});
+  peers::SocksRules rules;
+  rules.silentAt = 0;
+  peers::SocksServer proxy(rules);
   peers::LoopbackServer deaf([](peers::Connection& connection, std::size_t) {
     pollfd stop{connection.StopFd(), POLLIN, 0};
     poll(&stop, 1, -1);
   });
-  HTTPCls http;
-  http.TimeOutSeconds(1);
-  PostMuch(http, deaf.Port());
-  bool timeout = true;
-  const auto start = steady_clock::now();
-  EXPECT_EQ(http.HTTPQuery(timeout), "Command Timed Out");
-  EXPECT_LT(steady_clock::now() - start, milliseconds(10000));
-  EXPECT_EQ(http.LastErr(), 10002);
-  EXPECT_FALSE(timeout);
+  const struct {
+    const char* name;
+    int port;
+    ProxyTypeEnum type;
+    bool timeout;
+  } kCases[] = {{"connect", full.Port(), NoProxy, false},
+                {"proxy's reply", proxy.Port(), ProxySocks4, false},
+                {"sending", deaf.Port(), NoProxy, false},
+                {"no byte", silent.Port(), NoProxy, true},
+                {"half the body", half.Port(), NoProxy, true}};
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.name);
+    HTTPCls http;
+    http.TimeOutSeconds(1);
+    http.URL(UrlOf(c.port));
+    if (c.port == deaf.Port()) PostMuch(http, c.port);
+    http.ProxyType(c.type);
+    http.ProxyURL("127.0.0.1");
+    http.ProxyPort(c.port);
+    bool timeout = !c.timeout;
+    const auto start = steady_clock::now();
+    EXPECT_EQ(http.HTTPQuery(timeout), "Command Timed Out");
+    EXPECT_GE(steady_clock::now() - start, milliseconds(990));
+    EXPECT_LT(steady_clock::now() - start, milliseconds(10000));
+    EXPECT_EQ(http.LastErr(), 10002);
+    EXPECT_EQ(timeout, c.timeout);
+    EXPECT_EQ(http.HTTPResult(), 0);
+  }
 }
 
 // The server reads on when the clock has jumped, so all of the jump passes while the query sends.
@@ -254,17 +246,6 @@ void ExpectCancelled(const HTTPCls& http, const std::string& text, bool timeout)
   EXPECT_EQ(http.LastErr(), 9999);
   EXPECT_FALSE(timeout);
   EXPECT_EQ(http.HTTPResult(), 0);
-}
-
-TEST(HttpStopWaiting, FromAnEvent) {
-  BytesServer server({{AwaitText("\r\n\r\n"), Send(kHalf), Stay()}});
-  OnStatus sink([](HTTPCls& http) { http.StopWaiting(); });
-  HTTPCls http;
-  http.Events(&sink);
-  http.URL(UrlOf(server.Port()));
-  bool timeout = true;
-  const std::string text = http.HTTPQuery(timeout);
-  ExpectCancelled(http, text, timeout);
 }
 
 TEST(HttpStopWaiting, BetweenQueriesDoesNotPoisonTheNext) {
@@ -334,7 +315,7 @@ TEST_P(HttpWaiting, RefusesToBeEnteredAgain) {
   bool innerTimeout = true;
   QueryAndMeanwhile([&] {
     inner = http_->HTTPQuery(innerTimeout);
-    EXPECT_EQ(http_->LastErr(), 0);  // still that of the outer query
+    EXPECT_EQ(http_->LastErr(), 10036);
     http_->Kill();
   });
   EXPECT_NE(inner, "");
@@ -366,12 +347,12 @@ INSTANTIATE_TEST_SUITE_P(Places, HttpWaiting, testing::ValuesIn(kPlaces),
                          [](const auto& param) { return param.param.name; });
 
 TEST(HttpStopWaiting, FromAnotherThreadWithinMilliseconds) {
-  constexpr int kRounds = 5;
+  constexpr std::size_t kRounds = 50;  // others may hold the processor
   BytesServer server({{AwaitText("\r\n\r\n"), Send(kHalf), Stay()}});
   HTTPCls http;
   http.URL(UrlOf(server.Port()));
   auto fastest = steady_clock::duration::max();
-  for (std::size_t round = 0; round < kRounds; ++round) {
+  for (std::size_t round = 0; round < kRounds && fastest > milliseconds(10); ++round) {
     steady_clock::time_point stopped;
     std::thread other([&] {
       server.AwaitReceived(round, "\r\n\r\n");
@@ -422,9 +403,9 @@ TEST(HttpStatus, ComesForEveryBlockAndAllowsQueriesOfOthers) {
     EXPECT_GT(parent.ReceivedBytes(), received);
     received = parent.ReceivedBytes();
     bool timeout = true;
-    EXPECT_NE(parent.HTTPQuery(timeout), "");  // 10036, and nothing changes
+    EXPECT_NE(parent.HTTPQuery(timeout), "");
     EXPECT_FALSE(timeout);
-    EXPECT_EQ(parent.LastErr(), 0);
+    EXPECT_EQ(parent.LastErr(), 10036) << "and nothing else changes";
     HTTPCls nested;
     nested.URL(other.Url("/"));
     EXPECT_EQ(nested.HTTPQuery(timeout), kWhole);
@@ -434,9 +415,21 @@ TEST(HttpStatus, ComesForEveryBlockAndAllowsQueriesOfOthers) {
   http.URL(UrlOf(server.Port()));
   bool timeout = true;
   EXPECT_EQ(http.HTTPQuery(timeout), kWhole);
+  EXPECT_EQ(http.LastErr(), 0);
   EXPECT_EQ(sink.calls, 3);
   EXPECT_EQ(sink.address, "127.0.0.1");
   EXPECT_EQ(server.Connections(), 1u);
+}
+
+TEST(HttpStatus, MayStopTheQuery) {
+  BytesServer server({{AwaitText("\r\n\r\n"), Send(kHalf), Stay()}});
+  OnStatus sink([](HTTPCls& http) { http.StopWaiting(); });
+  HTTPCls http;
+  http.Events(&sink);
+  http.URL(UrlOf(server.Port()));
+  bool timeout = true;
+  const std::string text = http.HTTPQuery(timeout);
+  ExpectCancelled(http, text, timeout);
 }
 
 TEST(HttpStatus, MayDeleteTheObject) {

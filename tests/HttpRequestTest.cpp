@@ -209,18 +209,5 @@ TEST_P(HttpRequest, IsSentByteForByte) {
 INSTANTIATE_TEST_SUITE_P(Table, HttpRequest, testing::ValuesIn(kCases),
                          [](const auto& param) { return param.param.name; });
 
-TEST(HttpRequestAgain, PropertiesKeepTheirValuesBetweenQueries) {
-  BytesServer server({{AwaitText("\r\n\r\n"), Send(kAnswer)}});
-  HTTPCls http;
-  http.URL("127.0.0.1:" + std::to_string(server.Port()) + "/x");
-  http.AddHeader("X-A", "1");
-  bool timeout = false;
-  http.HTTPQuery(timeout);
-  http.HTTPQuery(timeout);
-  EXPECT_EQ(server.Connections(), 2u);
-  EXPECT_NE(server.Received(0).find("X-A: 1\r\n"), std::string::npos);
-  EXPECT_EQ(server.Received(0), server.Received(1));
-}
-
 }  // namespace
 }  // namespace netro

@@ -360,5 +360,64 @@ TEST_P(IcmpPackets, MessagesWithoutHeader) {
 INSTANTIATE_TEST_SUITE_P(Families, IcmpPackets, testing::Values(0, 1),
                          [](const auto& family) { return family.param == 1 ? "IPv6" : "IPv4"; });
 
+// --- extensions of errors
+// --------------------------------------------------------------------------
+
+TEST(IcmpExtensions, OnlySoundOnesCount) {
+  const std::string label = "\x03\xE8\x1B\x40"s;
+  const std::string sound = peers::MplsExtensions(label);
+  const auto changed = [&](std::size_t at, char to) {
+    std::string bytes = sound;
+    bytes[at] = to;
+    return bytes;
+  };
+  const auto withoutSum = [&](std::string bytes) {
+    bytes[2] = bytes[3] = 0;
+    return bytes;
+  };
+  const struct {
+    const char* what;
+    std::string bytes;
+    std::size_t labels;
+  } cases[] = {
+      {"sound", sound, 1},
+      {"no checksum", withoutSum(sound), 1},
+      {"a wrong checksum", changed(3, '\x7F'), 0},
+      {"another version", withoutSum(changed(0, '\x10')), 0},
+      {"another class", withoutSum(changed(6, '\x02')), 0},
+      {"longer than the message", withoutSum(changed(5, '\x09')), 0},
+      {"shorter than its header", withoutSum(changed(5, '\x03')), 0},
+      {"half a label", withoutSum(peers::MplsExtensions(label.substr(0, 2))), 0},
+      {"an end that is missing, of too many", peers::MplsExtensions(std::string(200, '\x10')), 16},
+      {"nothing", "", 0},
+  };
+  for (const auto& c : cases)
+    EXPECT_EQ(ReadMplsLabels(BytesOf(c.bytes)).size(), c.labels) << c.what;
+  EXPECT_EQ(ReadMplsLabels(BytesOf(sound)), (std::vector<MplsLabel>{{16'001, 5, true, 64}}));
+}
+
+TEST(IcmpExtensions, WhereTheyBegin) {
+  for (const Family& f : kFamilies) {
+    const std::string quoted = IpBytes(From(f.here, f.there), EchoMessage(f.asks, 1, 2, "data"));
+    const std::string sound = peers::MplsExtensions("\x03\xE8\x1B\x40");
+    const std::string message = IcmpErrorMessage(f.expired, 0, quoted, sound);
+    const std::size_t length = f.family == AddressFamily::IPv6 ? 4 : 5;
+    std::string old = message, shorter = message;
+    old[length] = 0;  // as routers did before the length was told
+    shorter[length] = 1;
+    std::string unsummed = old;
+    unsummed[8 + 128 + 2] = unsummed[8 + 128 + 3] = 0;
+    const std::pair<std::string, std::size_t> cases[] = {
+        {message, sound.size()}, {old, sound.size()}, {shorter, 0}, {unsummed, 0}, {quoted, 0}};
+    for (const auto& [bytes, size] : cases) {
+      EXPECT_EQ(FindExtensions(f.family, BytesOf(bytes)).size(), size);
+    }
+    for (std::size_t cut = 0; cut < message.size(); ++cut) {
+      EXPECT_TRUE(
+          ReadMplsLabels(FindExtensions(f.family, BytesOf(message.substr(0, cut)))).empty());
+    }
+  }
+}
+
 }  // namespace
 }  // namespace netro

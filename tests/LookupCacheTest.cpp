@@ -23,22 +23,20 @@ using std::chrono::seconds;
 
 std::string InSeconds(double amount) { return DateToText(AddSeconds(WallClock(), amount)); }
 
-TEST(LookupCache, FindsWithoutCase) {
+TEST(LookupCache, FindsWithoutCaseAndNeverReplaces) {
   LookupCache cache;
   EXPECT_EQ(cache.Find("www.example.org"), std::nullopt);
   cache.Insert("WWW.Example.org", "192.0.2.7");
+  cache.Insert("www.example.org", "192.0.2.2");
   EXPECT_EQ(cache.Find("www.eXAMPLE.ORG"), "192.0.2.7");
   EXPECT_EQ(cache.Find("www.example.or"), std::nullopt);
   EXPECT_EQ(cache.Find(""), std::nullopt);
   EXPECT_EQ(cache.Count(), 1);
-}
-
-TEST(LookupCache, NeverReplaces) {
-  LookupCache cache;
-  cache.Insert("a", "192.0.2.1");
-  cache.Insert("A", "192.0.2.2");
-  EXPECT_EQ(cache.Find("a"), "192.0.2.1");
-  EXPECT_EQ(cache.Count(), 1);
+  cache.Clear();
+  EXPECT_EQ(cache.Count(), 0);
+  EXPECT_EQ(cache.Find("www.example.org"), std::nullopt);
+  cache.Insert("www.example.org", "192.0.2.2");
+  EXPECT_EQ(cache.Find("www.example.org"), "192.0.2.2");
 }
 
 TEST(LookupCache, EntriesLiveTenMinutes) {
@@ -55,16 +53,6 @@ TEST(LookupCache, EntriesLiveTenMinutes) {
   EXPECT_EQ(cache.Find("b"), std::nullopt);
   cache.Insert("b", "192.0.2.3");
   EXPECT_EQ(cache.Find("b"), "192.0.2.3");
-}
-
-TEST(LookupCache, Clears) {
-  LookupCache cache;
-  cache.Insert("a", "192.0.2.1");
-  cache.Clear();
-  EXPECT_EQ(cache.Count(), 0);
-  EXPECT_EQ(cache.Find("a"), std::nullopt);
-  cache.Insert("a", "192.0.2.2");
-  EXPECT_EQ(cache.Find("a"), "192.0.2.2");
 }
 
 class SavedLookupCache : public testing::Test {
@@ -129,31 +117,29 @@ TEST_F(SavedLookupCache, SkipsWhatItCannotRead) {
   const struct {
     std::string value;
     std::int32_t count;
-  } kCases[] = {
-      {later + "|192.0.2.1", 1},
-      {later + "|host.example", 1},
-      {later + "|_a-b.example.", 1},
-      {later + "|" + std::string(63, 'a'), 1},
-      {later + "|" + std::string(64, 'a'), 0},
-      {later + "|127.1", 1},
-      {later + "|256.1.1.1", 0},
-      {later + "|host.1", 0},
-      {later + "|192.0.2.1.5.", 0},
-      {later + "|0.0.0.0", 0},
-      {later + "|255.255.255.255", 0},
-      {later + "|.", 0},
-      {later + "|", 0},
-      {later + "|two words", 0},
-      {later + "|192.0.2.1|192.0.2.2", 0},
-      {later + "|a\x01", 0},
-      {later + "|a/b", 0},
-      {later + "192.0.2.1", 0},
-      {later + " |192.0.2.1", 0},
-      {"|192.0.2.1", 0},
-      {"tomorrow|192.0.2.1", 0},
-      {"2026-02-30T00:00:00.000Z|192.0.2.1", 0},
-      {"", 0},
-  };
+  } kCases[] = {{later + "|192.0.2.1", 1},
+                {later + "|host.example", 1},
+                {later + "|_a-b.example.", 1},
+                {later + "|" + std::string(63, 'a'), 1},
+                {later + "|" + std::string(64, 'a'), 0},
+                {later + "|127.1", 1},
+                {later + "|256.1.1.1", 0},
+                {later + "|host.1", 0},
+                {later + "|192.0.2.1.5.", 0},
+                {later + "|0.0.0.0", 0},
+                {later + "|255.255.255.255", 0},
+                {later + "|.", 0},
+                {later + "|", 0},
+                {later + "|two words", 0},
+                {later + "|192.0.2.1|192.0.2.2", 0},
+                {later + "|a\x01", 0},
+                {later + "|a/b", 0},
+                {later + "192.0.2.1", 0},
+                {later + " |192.0.2.1", 0},
+                {"|192.0.2.1", 0},
+                {"tomorrow|192.0.2.1", 0},
+                {"2026-02-30T00:00:00.000Z|192.0.2.1", 0},
+                {"", 0}};
   for (const auto& [value, count] : kCases) {
     const std::string text = "key.example=x\n[Other]\nkey.example=x\n[DNS]\nkey.example=" + value;
     WriteFile(file_, text);
@@ -194,35 +180,31 @@ TEST_F(SavedLookupCache, RestoringDeletesTheExpired) {
   EXPECT_EQ(Saved(), "; mine\n[DNS]\nbad=nonsense\n\n[Other]\na=1\n");
 }
 
-TEST_F(SavedLookupCache, NothingExpiredWritesNothing) {
-  cache_.Insert("a", "192.0.2.1");
-  ASSERT_EQ(cache_.Save(file_), 1);
+TEST_F(SavedLookupCache, RestoringKeepsWhatIsThereAndWritesNothing) {
+  WriteFile(file_, "[DNS]\nA=" + InSeconds(60) + "|192.0.2.1\na=" + InSeconds(60) + "|192.0.2.2\n");
   struct stat before {
   }, after{};
   ASSERT_EQ(stat(file_.c_str(), &before), 0);
-  EXPECT_EQ(cache_.Restore(file_), 1);
+  for (const char* there : {"192.0.2.1", "192.0.2.3"}) {
+    EXPECT_EQ(cache_.Restore(file_), 1);
+    EXPECT_EQ(cache_.Count(), 1);
+    EXPECT_EQ(cache_.Find("a"), there);
+    cache_.Clear();
+    cache_.Insert("a", "192.0.2.3");
+  }
   ASSERT_EQ(stat(file_.c_str(), &after), 0);
-  EXPECT_EQ(before.st_ino, after.st_ino);
-}
-
-TEST_F(SavedLookupCache, RestoringKeepsWhatIsThere) {
-  WriteFile(file_, "[DNS]\nA=" + InSeconds(60) + "|192.0.2.1\na=" + InSeconds(60) + "|192.0.2.2\n");
-  LookupCache empty;
-  EXPECT_EQ(empty.Restore(file_), 1);
-  EXPECT_EQ(empty.Find("a"), "192.0.2.1");
-
-  cache_.Insert("a", "192.0.2.3");
-  EXPECT_EQ(cache_.Restore(file_), 1);
-  EXPECT_EQ(cache_.Count(), 1);
-  EXPECT_EQ(cache_.Find("a"), "192.0.2.3");
+  EXPECT_EQ(before.st_ino, after.st_ino) << "nothing has expired";
 }
 
 TEST_F(SavedLookupCache, FilesThatCannotBeUsed) {
   ASSERT_EQ(mkfifo((folder_ / "pipe").c_str(), 0600), 0);
   cache_.Insert("a", "192.0.2.1");
   EXPECT_EQ(cache_.Restore(folder_ / "missing"), -1);
-  for (const std::string& name : {folder_.Path(), folder_ / "pipe", folder_ / "no/such/folder",
-                                  folder_ / std::string("a\0b", 3), std::string("/dev/null")}) {
+  WriteFile(folder_ / "target", "[DNS]\nb=" + InSeconds(60) + "|192.0.2.1\n");
+  fs::create_symlink(folder_ / "target", folder_ / "link");
+  for (const std::string& name :
+       {folder_.Path(), folder_ / "pipe", folder_ / "no/such/folder", folder_ / "link",
+        folder_ / std::string("a\0b", 3), std::string("/dev/null")}) {
     EXPECT_EQ(cache_.Save(name), -1) << name;
     EXPECT_EQ(cache_.Restore(name), -1) << name;
   }

@@ -61,7 +61,7 @@ TEST_F(MailChecks, CheckeMailAddressNamesItsSender) {
   for (const auto& [sender, host, helo, from] : kCases) {
     EXPECT_TRUE(mail_->CheckeMailAddress("a@xy.test", sender, host));
     for (const std::string& command :
-         {"HELO " + helo, "MAIL FROM:<" + from + ">", "RCPT TO:<a@xy.test>"s, "QUIT"s}) {
+         {"EHLO " + helo, "MAIL FROM:<" + from + ">", "RCPT TO:<a@xy.test>"s, "QUIT"s}) {
       commands.push_back(command);
     }
   }

@@ -1,6 +1,8 @@
 // The message loop: pumping, timers, tasks from other threads, and the descriptor for hosts.
 #include <gtest/gtest.h>
+#include <netro/HTTPCls.h>
 #include <netro/MessageLoop.h>
+#include <netro/QueryDNSCLS.h>
 #include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -71,32 +73,21 @@ TEST(MessageLoop, TaskThatPostsItselfDoesNotStarveOthers) {
   QuietLoop();
 }
 
-TEST(MessageLoop, TaskFromAnotherThreadWakesASleepingLoop) {
-  MessageLoop& loop = QuietLoop();
-  std::thread::id ranOn;
-  std::thread poster([&] {
-    loop.PostTask([&] {
-      ranOn = std::this_thread::get_id();
-      loop.QuitLoop();
-    });
-  });
-  loop.RunLoop();
-  poster.join();
-  EXPECT_EQ(ranOn, std::this_thread::get_id());
-}
-
+// On a thread whose loop nobody has asked for its descriptor before.
 TEST(MessageLoop, DescriptorBecomesReadableForATimer) {
-  MessageLoop& loop = QuietLoop();
-  int ticks = 0;
-  const auto timer = loop.SetTimer(5, [&] { ++ticks; });
-  ASSERT_NE(timer, 0);
-  EXPECT_TRUE(Readable(loop.LoopFd(), 5000));
-  loop.PumpMessages();
-  EXPECT_EQ(ticks, 1);
-  EXPECT_TRUE(Readable(loop.LoopFd(), 5000)) << "it ticks again and again";
-  loop.KillTimer(timer);
-  QuietLoop();
-  EXPECT_EQ(ticks, 1);
+  std::thread([] {
+    MessageLoop& loop = MessageLoop::ForThisThread();
+    int ticks = 0;
+    const auto timer = loop.SetTimer(5, [&] { ++ticks; });
+    ASSERT_NE(timer, 0);
+    EXPECT_TRUE(Readable(loop.LoopFd(), 5000));
+    loop.PumpMessages();
+    EXPECT_EQ(ticks, 1);
+    EXPECT_TRUE(Readable(loop.LoopFd(), 5000)) << "it ticks again and again";
+    loop.KillTimer(timer);
+    QuietLoop();
+    EXPECT_EQ(ticks, 1);
+  }).join();
 }
 
 TEST(MessageLoop, MissedTicksAreNotMadeUpFor) {
@@ -292,11 +283,40 @@ TEST(MessageLoop, ChildOfAForkHasItsOwn) {
   EXPECT_TRUE(PumpUntil([&] { return recorder.Saw("ConnectionRequest"); }));
 }
 
-TEST(MessageLoop, EachThreadHasItsOwn) {
-  MessageLoop* other = nullptr;
-  std::thread([&] { other = &MessageLoop::ForThisThread(); }).join();
-  EXPECT_NE(other, &MessageLoop::ForThisThread());
-  EXPECT_EQ(&MessageLoop::ForThisThread(), &MessageLoop::ForThisThread());
+TEST(MessageLoop, IsUsedByOneThreadAtATime) {
+  std::unique_ptr<SocketCls> moved;
+  std::thread([&] { moved = std::make_unique<SocketCls>(); }).join();
+  EXPECT_TRUE(moved->Listen("127.0.0.1")) << "made elsewhere, but used only here";
+
+  MessageLoop& loop = MessageLoop::ForThisThread();
+  SocketCls socket;
+  HTTPCls http;
+  QueryDNSCLS dns;
+  const auto elsewhere = [&](const std::function<void()>& call) {
+    loop.PostTask([&] { std::thread(call).join(); });
+    loop.PumpMessages();
+  };
+  elsewhere([&] {
+    bool timeout = false;
+    EXPECT_EQ(socket.SendData("x"), 10180);
+    EXPECT_EQ(socket.QueueData("x"), 10180);
+    EXPECT_FALSE(socket.Listen("127.0.0.1"));
+    EXPECT_TRUE(http.HTTPQuery(timeout).starts_with("Wrong Thread."));
+    EXPECT_EQ(dns.QueryDNS(), 10180);
+    EXPECT_EQ(loop.StartTask([] {}).Error(), 10180);
+    loop.PostTask([] {});
+    loop.RunLoop();
+    socket.StopWaiting();
+    EXPECT_EQ(MessageLoop::ThreadErr(), 10180);
+    SocketCls own;
+    EXPECT_EQ(own.SendData("x"), 10057);
+    EXPECT_EQ(MessageLoop::ThreadErr(), 0);
+  });
+  EXPECT_EQ(http.LastErr(), 0) << "it belongs to this thread's calls";
+  EXPECT_EQ(socket.State(), sockClosed);
+  loop.CheckThread(false);
+  elsewhere([&] { EXPECT_EQ(socket.SendData("x"), 10057) << "not looked at"; });
+  loop.CheckThread(true);
 }
 
 TEST(MessageLoop, WakesAreNeverLost) {
@@ -304,8 +324,15 @@ TEST(MessageLoop, WakesAreNeverLost) {
   QuietLoop();
   constexpr int kRounds = 20'000;
   std::atomic<int> seen{0};
+  std::thread::id ranOn;
   std::thread poster([&] {
-    for (int i = 0; i < kRounds; ++i) loop->PostTask([&] { ++seen; });
+    EXPECT_NE(Loop::ForThread(), loop) << "each thread has its own";
+    for (int i = 0; i < kRounds; ++i) {
+      loop->PostTask([&] {
+        ++seen;
+        ranOn = std::this_thread::get_id();
+      });
+    }
   });
   while (seen < kRounds) {
     loop->PumpMessages();
@@ -313,6 +340,7 @@ TEST(MessageLoop, WakesAreNeverLost) {
   }
   poster.join();
   EXPECT_EQ(seen, kRounds);
+  EXPECT_EQ(ranOn, std::this_thread::get_id());
 }
 
 }  // namespace

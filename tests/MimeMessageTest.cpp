@@ -18,7 +18,6 @@
 #include <utility>
 
 #include "mail/HeaderBlock.h"
-#include "mail/MimeMessage.h"
 #include "mail/RandomText.h"
 #include "support/Text.h"
 #include "tests/TemporaryFolder.h"
@@ -419,32 +418,6 @@ TEST(HeaderBlock, IsFieldsOnly) {
        false},
   };
   for (const auto& [text, has] : kCases) EXPECT_EQ(HasHeaderBlock(text), has) << text;
-}
-
-TEST(TextToSend, HoldsNoBlindCopiesAndNoOtherLineEnds) {
-  const struct {
-    std::string text, sent;
-    bool keep = false;
-  } kCases[] = {
-      {"A: b\r\n\r\nBcc: c\r\n", "A: b\r\n\r\nBcc: c"},
-      {"A: b\r\nBcc: c\r\n d\r\n\te\r\nF: g\r\n h\r\n\r\n", "A: b\r\nF: g\r\n h\r\n"},
-      {"bCC : c\r\nResent-Bcc:\r\n c\r\nA: b\r\n", "A: b\r\n"},
-      {"Bccx: c\r\nX-Bcc: d\r\n\r\n", "Bccx: c\r\nX-Bcc: d\r\n"},
-      {"A: b\nBcc: c\n\nd\n.\ne\rf\r\r\n", "A: b\r\n\r\nd\r\n.\r\ne\r\nf\r\n"},
-      {"A: b\rBcc: c\r\n\r\nd", "A: b\r\n\r\nd"},
-      {"Bcc: c\r\n\r\nd", "Bcc: c\r\n\r\nd", true},
-      {"Bcc: c\n\nd\n", "Bcc: c\r\n\r\nd", true},
-  };
-  for (const auto& [text, sent, keep] : kCases) {
-    MimeMessage message;
-    message.AddBcc(keep);
-    message.Begin(MimeMessage::Kind::Finished, {}, text, {});
-    const TextForDelivery result = message.TextToSend();
-    EXPECT_EQ(message.Text(), text);
-    message.Begin(MimeMessage::Kind::Text, {}, {}, {});  // spoils nothing
-    EXPECT_EQ(result.text, sent);
-    EXPECT_EQ(std::string(message.TextToSend().text) + "\r\n", message.Text());
-  }
 }
 
 TEST(RandomText, HasAllLettersAndDigits) {

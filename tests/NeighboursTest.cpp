@@ -3,10 +3,8 @@
 // the test low_ports then runs them.
 
 #include <gtest/gtest.h>
-#include <linux/capability.h>
+#include <netro/MessageLoop.h>
 #include <netro/NetBIOSCls.h>
-#include <sys/syscall.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <functional>
@@ -15,6 +13,7 @@
 #include <string>
 
 #include "DnsTestKit.h"
+#include "EchoPermission.h"
 #include "TwoNetworks.h"
 #include "platform/Clock.h"
 #include "platform/Neighbours.h"
@@ -29,24 +28,6 @@ constexpr char kAbsent[] = "10.77.0.9";
 constexpr char kThere6[] = "fd77::2";
 constexpr char kAbsent6[] = "fd77::9";
 constexpr char kOtherMac[] = "02:00:5E:00:00:99";
-
-// Takes the permission to change the network from the calling thread, until the end of the scope.
-class WithoutNetworkAdministration {
- public:
-  WithoutNetworkAdministration() {
-    syscall(SYS_capget, &header_, before_);
-    __user_cap_data_struct less[2] = {before_[0], before_[1]};
-    less[0].effective &= ~(1u << CAP_NET_ADMIN);
-    syscall(SYS_capset, &header_, less);
-  }
-  ~WithoutNetworkAdministration() { syscall(SYS_capset, &header_, before_); }
-  WithoutNetworkAdministration(const WithoutNetworkAdministration&) = delete;
-  WithoutNetworkAdministration& operator=(const WithoutNetworkAdministration&) = delete;
-
- private:
-  __user_cap_header_struct header_{_LINUX_CAPABILITY_VERSION_3, 0};
-  __user_cap_data_struct before_[2] = {};
-};
 
 class Neighbours : public testing::Test {
  protected:
@@ -71,6 +52,16 @@ class Neighbours : public testing::Test {
     std::string found = Find(ip);
     EXPECT_GE(Now() - before, seconds(1));
     return found;
+  }
+
+  // Who waits turns the loop.
+  bool Waits(const std::string& ip) {
+    const auto turned = std::make_shared<bool>(false);
+    MessageLoop::ForThisThread().PostTask([=] { *turned = true; });
+    EXPECT_EQ(Find(ip), "") << ip;
+    const bool waited = *turned;
+    MessageLoop::ForThisThread().PumpMessages();
+    return waited;
   }
 
   static void Enter(const std::string& ip, const std::string& mac, const std::string& state) {
@@ -112,13 +103,6 @@ TEST_P(NeighboursOfBoth, TheNetworkIsAskedAndTheAnswerKept) {
   EXPECT_TRUE(IsKnown(there_));
   TakeAway(there_);
   EXPECT_EQ(Find(there_), TwoNetworks::kMacThere) << "confirmed not long ago";
-}
-
-TEST_F(Neighbours, DividerIsTheCalls) {
-  EXPECT_TRUE(netbios_->GetRemoteMACAddress(kThere, ""));
-  EXPECT_EQ(netbios_->MacAddress(), "02005E00000B");
-  EXPECT_TRUE(netbios_->GetRemoteMACAddress(kThere, " - "));
-  EXPECT_EQ(netbios_->MacAddress(), "02 - 00 - 5E - 00 - 00 - 0B");
 }
 
 TEST_F(Neighbours, OwnAddressIsThatOfItsInterface) {
@@ -181,7 +165,7 @@ TEST_P(NeighboursOfBoth, AnUnconfirmedEntryIsNotBelieved) {
 
 TEST_P(NeighboursOfBoth, WithoutPermissionAStaleEntryIsTheBestThereIs) {
   Enter(absent_, kOtherMac, "stale");
-  const WithoutNetworkAdministration scope;
+  const WithoutCapability scope(CAP_NET_ADMIN);
   EXPECT_EQ(Find(absent_), kOtherMac);
   EXPECT_EQ(Find(there_), TwoNetworks::kMacThere) << "asking needs no permission";
 }
@@ -195,7 +179,6 @@ TEST_F(Neighbours, NobodyIsAskedForAddressesThatAreNoNeighbours) {
   ASSERT_TRUE(
       TwoNetworks::Ip("route add default via 10.77.0.2\nroute add 224.0.0.0/4 dev here\n"
                       "route add default via fd77::2\n"));
-  const TimePoint before = Now();
   for (const char* ip : {"",
                          "there.test",
                          "127.0.0.1",
@@ -216,18 +199,15 @@ TEST_F(Neighbours, NobodyIsAskedForAddressesThatAreNoNeighbours) {
                          "fe80::5eff:fe00:b",
                          "fe80::1%nowhere",
                          "fd77::2 x"})
-    EXPECT_EQ(Find(ip), "") << ip;
-  EXPECT_LT(Now() - before, seconds(1));
+    EXPECT_FALSE(Waits(ip)) << ip;
   EXPECT_FALSE(IsKnown(kThere)) << "nothing went to the gateway";
   EXPECT_FALSE(IsKnown(kThere6)) << "nothing went to the gateway";
 }
 
 TEST_F(Neighbours, ADeadCableIsNoWait) {
   ASSERT_TRUE(TwoNetworks::Ip("link set here down\n"));
-  const TimePoint before = Now();
-  EXPECT_EQ(Find(kThere), "");
-  EXPECT_EQ(Find(kThere6), "");
-  EXPECT_LT(Now() - before, seconds(1));
+  EXPECT_FALSE(Waits(kThere));
+  EXPECT_FALSE(Waits(kThere6));
 }
 
 TEST_F(Neighbours, TheCallCanBeEnded) {
@@ -258,10 +238,8 @@ TEST_F(Neighbours, DeletionWhenTheAnswerIsThere) {
 }
 
 TEST_F(Neighbours, WhatTheSystemLearnsWhileTheCallWaitsIsFound) {
-  const TimePoint before = Now();
   PostWhen([] { return true; }, [] { Enter(kAbsent, kOtherMac, "reachable"); });
   EXPECT_EQ(Find(kAbsent), kOtherMac);
-  EXPECT_LT(Now() - before, seconds(1));
 }
 
 TEST_F(Neighbours, OwnAdaptersHaveTheirCounters) {

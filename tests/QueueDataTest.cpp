@@ -3,14 +3,12 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <filesystem>
 #include <limits>
-#include <list>
 #include <memory>
+#include <tuple>
 
 #include "SocketTestKit.h"
 #include "peers/BytesServer.h"
@@ -112,39 +110,30 @@ TEST_F(Queued, DisconnectWhenSentLetsItGoOutFirst) {
 
 // How the owner learns that the connection broke: by Closed; by SendComplete if that was raised
 // before, for a half-close. Once in both cases, and DisconnectWhenSent does what it promised.
-TEST_F(Queued, ResetDropsItAndTellsOnce) {
-  for (const bool halfClosedBefore : {false, true}) {
-    for (const bool toBeClosed : {false, true}) {
-      SCOPED_TRACE(testing::Message() << halfClosedBefore << toBeClosed);
-      SlowReader server;
-      SocketCls socket;
-      Recorder recorder(socket);
-      ASSERT_TRUE(ConnectAndWait(socket, server.Port()));
-      Turn();
-      recorder.events.clear();
-      socket.SendBufferLimit(kMuch.size());
-      ASSERT_EQ(socket.QueueData(kMuch), 0);
-      if (toBeClosed) socket.DisconnectWhenSent();
-      Events expected = {"Closed"};
-      if (halfClosedBefore) {
-        server.HalfClose();
-        EXPECT_TRUE(PumpUntil([&] { return recorder.Saw("Closed"); }));
-        EXPECT_GT(socket.QueuedBytes(), 0u);
-        expected.push_back("SendComplete");
-      }
-      server.Reset();
-      EXPECT_TRUE(PumpUntil([&] { return recorder.events.size() == expected.size(); }));
-      Turn();
-      EXPECT_EQ(recorder.events, expected);
-      EXPECT_EQ(socket.QueuedBytes(), 0u);
-      EXPECT_EQ(socket.LastSocketErr(), 10054);
-      EXPECT_EQ(socket.SocketHandle() == 0, toBeClosed);
-      EXPECT_EQ(socket.QueueData("x"), toBeClosed ? 10057 : 10054);
-      Turn();
-      EXPECT_EQ(recorder.events, expected) << "what was refused completes nothing";
-    }
+class BrokenQueue : public Queued, public testing::WithParamInterface<std::tuple<bool, bool>> {};
+
+TEST_P(BrokenQueue, IsDroppedAndToldOfOnce) {
+  const auto [halfClosedBefore, toBeClosed] = GetParam();
+  if (toBeClosed) socket_->DisconnectWhenSent();
+  Events expected = {"Closed"};
+  if (halfClosedBefore) {
+    server_.HalfClose();
+    EXPECT_TRUE(AwaitEvent("Closed"));
+    EXPECT_GT(socket_->QueuedBytes(), 0u);
+    expected.push_back("SendComplete");
   }
+  server_.Reset();
+  EXPECT_TRUE(PumpUntil([&] { return recorder_.events.size() == expected.size(); }));
+  Turn();
+  EXPECT_EQ(recorder_.events, expected);
+  EXPECT_EQ(socket_->QueuedBytes(), 0u);
+  EXPECT_EQ(socket_->LastSocketErr(), 10054);
+  EXPECT_EQ(socket_->SocketHandle() == 0, toBeClosed);
+  EXPECT_EQ(socket_->QueueData("x"), toBeClosed ? 10057 : 10054);
+  Turn();
+  EXPECT_EQ(recorder_.events, expected) << "what was refused completes nothing";
 }
+INSTANTIATE_TEST_SUITE_P(Ways, BrokenQueue, testing::Combine(testing::Bool(), testing::Bool()));
 
 TEST(QueueData, RefusesWhereNothingCanBeSent) {
   SocketCls closed, listening, datagrams;
@@ -242,119 +231,35 @@ TEST(QueueData, MayBeCalledInSendComplete) {
   EXPECT_EQ(server.Received().size(), 100 * block.size());
 }
 
-// Each echo goes out when its client has room; a client that has none is not read any more.
-class EchoServer : public SocketClsEvents {
- public:
-  struct Client : SocketClsEvents {
-    SocketCls socket;
-    void DataArrival(const Bytes& BinData, const std::string&) override {
-      EXPECT_EQ(socket.QueueData(BinData), 0);
-      socket.SocketIsBusy(socket.QueuedBytes() > 0);
-    }
-    void SendComplete() override { socket.SocketIsBusy(false); }
-  };
-
-  EchoServer() {
-    listener.Events(this);
-    listener.Listen("127.0.0.1");
-  }
-  void ConnectionRequest(std::int32_t RequestID) override {
-    Client& client = clients.emplace_back();
-    client.socket.Events(&client);
-    client.socket.Accept(RequestID);
-  }
-  auto Stuck() const {
-    return std::count_if(clients.begin(), clients.end(),
-                         [](const Client& one) { return one.socket.QueuedBytes() > 0; });
-  }
-
-  SocketCls listener;
-  std::list<Client> clients;
-};
-
-TEST(QueueData, ServerWithDeafClientsServesTheOneThatReads) {
-  constexpr int kDeaf = 120;
-  EchoServer server;
-  std::vector<int> deaf;
-  const int little = 4096;  // room in the system, so that it does not take long to fill
-  const auto flood = [&] {
-    const std::string block(16'000, 'd');
-    for (const int fd : deaf) send(fd, block.data(), block.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
-  };
-  for (int i = 0; i < kDeaf; ++i) {
-    deaf.push_back(peers::ConnectToLoopback(server.listener.LocalPort()));
-    setsockopt(deaf.back(), SOL_SOCKET, SO_RCVBUF, &little, sizeof little);
-    ASSERT_TRUE(PumpUntil([&] { return server.clients.size() == deaf.size(); }));
-    const int served = server.clients.back().socket.SocketHandle();
-    setsockopt(served, SOL_SOCKET, SO_SNDBUF, &little, sizeof little);
-  }
-  EXPECT_TRUE(PumpUntil([&] {
-    flood();
-    return server.Stuck() == kDeaf;
-  })) << server.Stuck();
-  SocketCls reader;
-  Recorder recorder(reader);
-  ASSERT_TRUE(ConnectAndWait(reader, server.listener.LocalPort()));
-  for (int round = 1; round <= 50; ++round) {
-    EXPECT_EQ(reader.QueueData("x"), 0);
-    EXPECT_TRUE(PumpUntil([&] { return recorder.received == std::string(round, 'x'); }));
-  }
-  for (const int fd : deaf) close(fd);
-}
-
 struct Wrapped {
   operator Bytes() const { return {'W'}; }
 };
 
 // Whatever can be given, and what it is on the wire.
-template <class Send>
-void GiveEveryKind(Send send) {
+TEST(KindsOfData, GoOutAsDocumented) {
   const std::string text = "a\0b"s;
   const Bytes bytes = {0xFF, 0};
   const std::array<std::uint8_t, 2> array = {1, 2};
   const char buffer[8] = "buffer";
   const std::uint8_t raw[2] = {3, 4};
-  send(text);
-  send(std::string_view(text));
-  send("literal");
-  send(buffer);
-  send(static_cast<const char*>(nullptr));
-  send(bytes);
-  send(std::span(bytes));
-  send(array);
-  send(raw);
-  send('c');
-  send(std::uint8_t{7});
-  send(static_cast<signed char>(-8));
-  send(short{-9});
-  send(static_cast<unsigned short>(9));
-  send(-12);
-  send(12u);
-  send(std::numeric_limits<long>::min());
-  send(std::numeric_limits<unsigned long>::max());
-  send(-13LL);
-  send(13ULL);
-  send(true);
-  send(2.5);
-  send(0.25f);
-  send(std::filesystem::path("path"));
-  send(Wrapped());
-}
-
-const std::string kEveryKind = "a\0ba\0bliteralbuffer\xFF\0\xFF\0\1\2\3\4"s +
-                               "c\7-8-99-1212-922337203685477580818446744073709551615-1313" +
-                               "12.50.25pathW";
-
-TEST(KindsOfData, GoOutAsDocumented) {
+  const auto sendAll = [](const auto& send, const auto&... data) { (send(data), ...); };
   for (const bool queue : {false, true}) {
     BytesServer server({{peers::Stay()}});
     SocketCls socket;
     ASSERT_TRUE(ConnectAndWait(socket, server.Port()));
-    GiveEveryKind([&](const auto& data) {
-      EXPECT_EQ(queue ? socket.QueueData(data) : socket.SendData(data), 0);
-    });
+    sendAll(
+        [&](const auto& data) {
+          EXPECT_EQ(queue ? socket.QueueData(data) : socket.SendData(data), 0);
+        },
+        text, std::string_view(text), "literal", buffer, static_cast<const char*>(nullptr), bytes,
+        std::span(bytes), array, raw, 'c', std::uint8_t{7}, static_cast<signed char>(-8), short{-9},
+        static_cast<unsigned short>(9), -12, 12u, std::numeric_limits<long>::min(),
+        std::numeric_limits<unsigned long>::max(), -13LL, 13ULL, true, 2.5, 0.25f,
+        std::filesystem::path("path"), Wrapped());
     socket.Disconnect();
-    EXPECT_EQ(server.Received(0), kEveryKind);
+    EXPECT_EQ(server.Received(0), "a\0ba\0bliteralbuffer\xFF\0\xFF\0\1\2\3\4"s +
+                                      "c\7-8-99-1212-922337203685477580818446744073709551615-1313" +
+                                      "12.50.25pathW");
   }
 }
 

@@ -9,30 +9,14 @@
 #include <utility>
 #include <vector>
 
+#include "SourceKit.h"
 #include "TemporaryFolder.h"
-#include "web/BodySource.h"
 #include "web/MultipartBody.h"
 
 namespace netro {
 namespace {
 
-/// What the source gives in pieces of `size`; `error` is that of the first failure.
-std::string ReadAll(BodySource& source, std::size_t size, std::int32_t& error) {
-  std::string body;
-  std::vector<std::uint8_t> room(size);
-  for (std::size_t got = 1; got > 0;) {
-    error = source.Read(room, got);
-    if (error != 0) return body;
-    EXPECT_LE(got, size);
-    body.append(room.begin(), room.begin() + static_cast<std::ptrdiff_t>(got));
-  }
-  std::size_t again = 1;
-  EXPECT_EQ(source.Read(room, again), 0);
-  EXPECT_EQ(again, 0u) << "the end stays";
-  return body;
-}
-
-void ExpectBody(BodySource& source, const std::string& body) {
+void ExpectBody(ByteSource& source, const std::string& body) {
   for (const std::size_t size : {1u, 2u, 7u, 64u, 100000u}) {
     std::int32_t error = 0;
     EXPECT_EQ(ReadAll(source, size, error), body);
@@ -41,7 +25,7 @@ void ExpectBody(BodySource& source, const std::string& body) {
   }
 }
 
-FunctionBody::Reader Giving(const std::string& text, std::shared_ptr<std::size_t> at) {
+FunctionSource::Reader Giving(const std::string& text, std::shared_ptr<std::size_t> at) {
   return [text, at](std::span<std::uint8_t> room, std::size_t& got) {
     got = std::min({room.size(), text.size() - *at, std::size_t{3}});
     std::copy_n(text.begin() + static_cast<std::ptrdiff_t>(*at), got, room.begin());
@@ -60,26 +44,26 @@ class Bodies : public testing::Test {
 TEST_F(Bodies, OfMemoryFilesAndFunctions) {
   const std::string text = std::string("some\0bytes\r\n", 12) + std::string(5000, 'x');
   for (const std::string& body : {text, std::string()}) {
-    MemoryBody memory(body);
+    MemorySource memory(body);
     ExpectBody(memory, body);
     WriteFile(path_, body);
-    FileBody file;
+    FileSource file;
     ASSERT_EQ(file.Open(path_), 0);
     EXPECT_EQ(file.Length(), body.size());
     ExpectBody(file, body);
     const auto at = std::make_shared<std::size_t>(0);
-    FunctionBody function(Giving(body, at), std::nullopt, [at] { return *at = 0, true; });
+    FunctionSource function(Giving(body, at), std::nullopt, [at] { return *at = 0, true; });
     EXPECT_FALSE(function.Length());
     ExpectBody(function, body);
   }
-  FunctionBody once(Giving(text, std::make_shared<std::size_t>(0)), std::nullopt);
+  FunctionSource once(Giving(text, std::make_shared<std::size_t>(0)), std::nullopt);
   EXPECT_TRUE(once.Rewind()) << "nothing was read yet";
   ReadAll(once, 9, error_);
   EXPECT_FALSE(once.Rewind());
 }
 
 TEST_F(Bodies, FilesThatAreNoneOrChange) {
-  FileBody file;
+  FileSource file;
   EXPECT_EQ(file.Open(folder_ / "none"), 20002);
   EXPECT_NE(file.ErrorText().find("none cannot be read"), std::string::npos);
   EXPECT_EQ(file.Open(folder_.Path()), 20021);
@@ -122,17 +106,17 @@ TEST_F(Bodies, FilesThatAreNoneOrChange) {
 
 TEST_F(Bodies, FunctionsThatBreakTheirWord) {
   const auto short_ = std::make_shared<std::size_t>(0);
-  FunctionBody tooShort(Giving("12345", short_), 7);
+  FunctionSource tooShort(Giving("12345", short_), 7);
   EXPECT_EQ(ReadAll(tooShort, 9, error_), "12345");
   EXPECT_EQ(error_, 10022);
   EXPECT_EQ(tooShort.ErrorText(), "The function that gives the body ended after 5 bytes of 7.");
-  FunctionBody cut(Giving("12345", std::make_shared<std::size_t>(0)), 4);
+  FunctionSource cut(Giving("12345", std::make_shared<std::size_t>(0)), 4);
   EXPECT_EQ(ReadAll(cut, 9, error_), "1234");
   EXPECT_EQ(error_, 0);
-  FunctionBody tooMuch([](auto room, std::size_t& got) { return got = room.size() + 1, 0; }, {});
+  FunctionSource tooMuch([](auto room, std::size_t& got) { return got = room.size() + 1, 0; }, {});
   ReadAll(tooMuch, 9, error_);
   EXPECT_EQ(error_, 10022);
-  FunctionBody failing([](auto, std::size_t&) { return 77; }, {});
+  FunctionSource failing([](auto, std::size_t&) { return 77; }, {});
   ReadAll(failing, 9, error_);
   EXPECT_EQ(error_, 77);
 }
@@ -144,7 +128,9 @@ TEST_F(Bodies, FormsHaveAPartForEachFieldAndFile) {
   form.AddField("odd \"name\"\r\nX: y", "");
   ASSERT_EQ(form.AddFile("upload", {path_, "", ""}), 0);
   ASSERT_EQ(form.AddFile("named", {path_, "o\"\n\xC3\xB6.bin", "x/y; z=1"}), 0);
-  ASSERT_EQ(form.AddSource("made", {"", "noending", ""}, std::make_unique<MemoryBody>("made")), 0);
+  ASSERT_EQ(form.AddSource("made", {"", "noending", ""},
+                           std::make_unique<MemorySource>(std::string("made"))),
+            0);
 
   const std::string type = form.ContentType();
   ASSERT_TRUE(type.starts_with("multipart/form-data; boundary="));
@@ -185,7 +171,7 @@ TEST_F(Bodies, FormsFailWithWhatFailsInThem) {
 
   MultipartBody open;
   open.AddSource("f", {},
-                 std::make_unique<FunctionBody>([](auto, auto&) { return 0; }, std::nullopt));
+                 std::make_unique<FunctionSource>([](auto, auto&) { return 0; }, std::nullopt));
   EXPECT_FALSE(open.Length());
 }
 

@@ -43,44 +43,38 @@ TEST_F(BlockedSend, TimesOutAfterSixtySeconds) {
   EXPECT_EQ(socket_->SendData(kMuch), 10002);
 }
 
-TEST_F(BlockedSend, KillOnAnotherSocketCancels) {
-  SocketCls other;
-  WhenBlocked([&] { other.Kill(); });
-  EXPECT_EQ(socket_->SendData(kMuch), 9999);
-}
-
-TEST_F(BlockedSend, StopWaitingOnAnotherSocketDoesNot) {
+TEST_F(BlockedSend, StopWaitingOnAnotherSocketDoesNotEndItAndKillDoes) {
   SocketCls other;
   bool stoppedOther = false;
   WhenBlocked([&] {
     other.StopWaiting();
     stoppedOther = true;
-    MessageLoop::ForThisThread().PostTask([&] { socket_->StopWaiting(); });
+    MessageLoop::ForThisThread().PostTask([&] {
+      EXPECT_EQ(socket_->SendData("x"), 10036) << "a second one inside";
+      socket_->StopWaiting();
+    });
   });
   EXPECT_EQ(socket_->SendData(kMuch), 9999);
   EXPECT_TRUE(stoppedOther);
-}
-
-TEST_F(BlockedSend, AnyThreadMayStopIt) {
-  std::thread stopper;
-  WhenBlocked([&] { stopper = std::thread([&] { socket_->StopWaiting(); }); });
+  WhenBlocked([&] { other.Kill(); });
   EXPECT_EQ(socket_->SendData(kMuch), 9999);
-  stopper.join();
 }
 
 SocketCls* g_signalled = nullptr;
 
-TEST_F(BlockedSend, SignalHandlerMayKillIt) {
+TEST_F(BlockedSend, ThreadsAndSignalHandlersMayStopIt) {
+  std::thread stopper;
+  WhenBlocked([&] { stopper = std::thread([&] { socket_->StopWaiting(); }); });
+  EXPECT_EQ(socket_->SendData(kMuch), 9999);
+  stopper.join();
   g_signalled = socket_.get();
   std::signal(SIGUSR1, [](int) { g_signalled->Kill(); });
   WhenBlocked([] { std::raise(SIGUSR1); });
   EXPECT_EQ(socket_->SendData(kMuch), 9999);
   std::signal(SIGUSR1, SIG_DFL);
-}
-
-TEST_F(BlockedSend, DisconnectInsideEndsIt) {
-  WhenBlocked([&] { socket_->Disconnect(); });
-  EXPECT_EQ(socket_->SendData(kMuch), 10057);
+  WhenBlocked([&] { socket_.reset(); });
+  EXPECT_EQ(socket_->SendData(kMuch), 9999);
+  EXPECT_EQ(socket_, nullptr);
 }
 
 // The send ends in vain; the new connection is not held up by it and gets nothing of its rest.
@@ -169,31 +163,6 @@ TEST(SendData, ReconnectInErrorIsAllowedInside) {
   EXPECT_EQ(second.Received(0), "");
 }
 
-TEST_F(BlockedSend, SecondSendInsideIsRefused) {
-  std::int32_t inner = 0;
-  WhenBlocked([&] {
-    inner = socket_->SendData("x");
-    socket_->StopWaiting();
-  });
-  EXPECT_EQ(socket_->SendData(kMuch), 9999);
-  EXPECT_EQ(inner, 10036);
-}
-
-TEST_F(BlockedSend, DeletionInsideIsSafe) {
-  WhenBlocked([&] { socket_.reset(); });
-  EXPECT_EQ(socket_->SendData(kMuch), 9999);
-  EXPECT_EQ(socket_, nullptr);
-}
-
-TEST(SendData, NothingToSendOrNowhere) {
-  SocketCls socket;
-  EXPECT_EQ(socket.SendData("x"), 10057);
-  BytesServer server({{peers::Stay()}});
-  ASSERT_TRUE(ConnectAndWait(socket, server.Port()));
-  EXPECT_EQ(socket.SendData(Bytes()), 0);
-  EXPECT_EQ(socket.SendData(""), 0);
-}
-
 TEST(SendData, LargeDataArrivesWhole) {
   peers::LoopbackServer server([](peers::Connection& connection, std::size_t) {
     std::string received;
@@ -203,8 +172,10 @@ TEST(SendData, LargeDataArrivesWhole) {
   SocketCls socket;
   Recorder recorder(socket);
   ASSERT_TRUE(ConnectAndWait(socket, server.Port()));
+  EXPECT_EQ(socket.SendData(""), 0);
   EXPECT_EQ(socket.SendData(kMuch), 0);
   EXPECT_TRUE(PumpUntil([&] { return recorder.received == "done"; }));
+  EXPECT_EQ(SocketCls().SendData("x"), 10057);
 }
 
 // Each answer arrives inside the pump of the send before it. Sending there was once refused, and
@@ -217,19 +188,16 @@ TEST(SendData, EchoesMayArriveInsideTheSend) {
   constexpr int kSockets = 100;
   constexpr int kRounds = 50;
   int answered = 0;
-  std::vector<std::unique_ptr<SocketCls>> sockets;
-  std::vector<std::unique_ptr<Recorder>> recorders;
-  for (int i = 0; i < kSockets; ++i) {
-    SocketCls& socket = *sockets.emplace_back(std::make_unique<SocketCls>());
-    Recorder& recorder = *recorders.emplace_back(std::make_unique<Recorder>(socket));
+  Crowd crowd;
+  const auto answer = [&](SocketCls& socket, Recorder& recorder) {
     recorder.hook = [&](const std::string& event) {
       if (event != "DataArrival" || recorder.received.size() > kRounds) return;
       ++answered;
       EXPECT_EQ(socket.SendData("x"), 0);
     };
-    ASSERT_TRUE(ConnectAndWait(socket, echo.Port()));
-  }
-  for (const auto& socket : sockets) ASSERT_EQ(socket->SendData("x"), 0);
+  };
+  ASSERT_TRUE(crowd.Connect(kSockets, echo.Port(), answer));
+  for (const auto& socket : crowd.sockets) ASSERT_EQ(socket->SendData("x"), 0);
   EXPECT_TRUE(PumpUntil([&] { return answered == kSockets * kRounds; })) << answered;
 }
 
@@ -249,13 +217,9 @@ TEST(SendData, BlockedSendsMayNestDeeply) {
   int sent = 0;
   int depth = 0;
   int deepest = 0;
-  std::vector<std::unique_ptr<SocketCls>> sockets;
-  std::vector<std::unique_ptr<Recorder>> recorders;
-  for (int i = 0; i < kSockets; ++i) {
-    SocketCls& socket = *sockets.emplace_back(std::make_unique<SocketCls>());
-    Recorder& recorder = *recorders.emplace_back(std::make_unique<Recorder>(socket));
+  Crowd crowd;
+  const auto sendMuch = [&](SocketCls& socket, Recorder& recorder) {
     socket.SocketIsBusy(true);
-    ASSERT_TRUE(ConnectAndWait(socket, server.Port()));
     recorder.hook = [&](const std::string& event) {
       if (event != "DataArrival") return;
       deepest = std::max(deepest, ++depth);
@@ -263,8 +227,9 @@ TEST(SendData, BlockedSendsMayNestDeeply) {
       if (socket.SendData(much) == 0) ++sent;
       --depth;
     };
-  }
-  for (const auto& socket : sockets) socket->SocketIsBusy(false);
+  };
+  ASSERT_TRUE(crowd.Connect(kSockets, server.Port(), sendMuch));
+  for (const auto& socket : crowd.sockets) socket->SocketIsBusy(false);
   EXPECT_TRUE(PumpUntil([&] { return sent == kSockets; })) << sent;
   EXPECT_GE(deepest, 50);
   EXPECT_LE(deepest, 110);

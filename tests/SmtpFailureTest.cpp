@@ -1,6 +1,7 @@
 // Sessions that fail: refusals, connections that end, silence, floods, and proxies.
 
 #include <gtest/gtest.h>
+#include <netro/Localization.h>
 #include <netro/SMTPCls.h>
 
 #include <algorithm>
@@ -229,6 +230,20 @@ TEST_F(SmtpFailure, FloodsAreCutOff) {
     }
 }
 
+// A zone in which so much is left until midnight.
+std::string ZoneBeforeMidnight(seconds left) {
+  const auto now = std::chrono::floor<seconds>(SystemTime());
+  const auto west =
+      now - std::chrono::floor<std::chrono::days>(now) - (std::chrono::days(1) - left);
+  const std::chrono::hh_mm_ss time(west);
+  return "XXX" + std::string(time.is_negative() ? "-" : "") + std::to_string(time.hours().count()) +
+         ":" + std::to_string(time.minutes().count()) + ":" +
+         std::to_string(time.seconds().count());
+}
+
+// Other tests of the process have advanced the clock, and one runs at any time of the day.
+constexpr std::chrono::hours kFarFromMidnight(12);
+
 // A session with a server that says nothing in one place, and a clock that runs meanwhile.
 class SmtpSilence : public SmtpFailure {
  protected:
@@ -253,7 +268,7 @@ class SmtpSilence : public SmtpFailure {
 };
 
 TEST_F(SmtpSilence, EachStepHasItsTimeOut) {
-  const TimeZone zone("UTC-6");  // no midnight in the next minutes, wherever this runs
+  const TimeZone zone(ZoneBeforeMidnight(kFarFromMidnight).c_str());
   smtp_->SMTPTimeOutString("15:10,20:11,30:12,40:13,50:14,60:15,70:16");
   for (std::size_t place = 0; place < kDialogue.size(); ++place) {
     SCOPED_TRACE(kDialogue[place]);
@@ -264,10 +279,14 @@ TEST_F(SmtpSilence, EachStepHasItsTimeOut) {
     EXPECT_GT(waited_, seconds(9 + place));
     EXPECT_LT(waited_, seconds(11 + place));
   }
+  smtp_->TotalTimeout(5);
+  EXPECT_FALSE(DeliverInto(kDialogue[2]));
+  EXPECT_EQ(smtp_->Result(), 99);
+  EXPECT_LT(waited_, seconds(7));
 }
 
 TEST_F(SmtpSilence, WhatEndsNoReplyAndHowLongThatMayTake) {
-  const TimeZone zone("UTC-6");
+  const TimeZone zone(ZoneBeforeMidnight(kFarFromMidnight).c_str());
   const struct {
     std::string part, table;
     int seconds;
@@ -291,7 +310,7 @@ TEST_F(SmtpSilence, WhatEndsNoReplyAndHowLongThatMayTake) {
 }
 
 TEST_F(SmtpSilence, ConnectingCountsForTheGreeting) {
-  const TimeZone zone("UTC-6");
+  const TimeZone zone(ZoneBeforeMidnight(kFarFromMidnight).c_str());
   const peers::HangingPort full;
   const RunningClock clock([] { return true; });
   smtp_->Port(full.Port());
@@ -301,17 +320,6 @@ TEST_F(SmtpSilence, ConnectingCountsForTheGreeting) {
   EXPECT_EQ(smtp_->Protocol(), "[127.0.0.1] Timeout while 'Connect'.");
   EXPECT_GT(Now() - before, seconds(59));
   EXPECT_LT(Now() - before, seconds(61));
-}
-
-// A zone in which it is now twenty seconds to midnight, or that much less.
-std::string ZoneBeforeMidnight(seconds left) {
-  const auto now = std::chrono::floor<seconds>(SystemTime());
-  const auto west =
-      now - std::chrono::floor<std::chrono::days>(now) - (std::chrono::days(1) - left);
-  const std::chrono::hh_mm_ss time(west);
-  return "XXX" + std::string(time.is_negative() ? "-" : "") + std::to_string(time.hours().count()) +
-         ":" + std::to_string(time.minutes().count()) + ":" +
-         std::to_string(time.seconds().count());
 }
 
 TEST_F(SmtpSilence, AWaitThatPassesMidnightEndsTenMinutesLater) {
@@ -347,34 +355,23 @@ class SmtpProxyFailure : public SmtpFailure {
 };
 
 TEST_F(SmtpProxyFailure, Refusals) {
-  SocksRules refuses4, refuses5, noMethod, noUser, closes;
+  SocksRules refuses4, noMethod, noUser;
   refuses4.version4Reply = 91;
-  refuses5.version5Reply = 5;
   noMethod.method = 255;
   noUser.method = 2;
-  closes.closeAt = 1;
   const struct {
     SocksRules rules;
     SMTPProxyTypeEnum type;
     std::int32_t error;
-    std::string text;
   } kCases[] = {
-      {refuses4, SMTPProxySocks4, 9001,
-       "The connection request has failed or the proxy server has rejected it."},
-      {refuses5, SMTPProxySocks5NoAuth, 9001,
-       "The connection request has failed or the proxy server has rejected it."},
-      {closes, SMTPProxySocks5NoAuth, 9001,
-       "The connection request has failed or the proxy server has rejected it."},
-      {noUser, SMTPProxySocks5Auth, 9002,
-       "The user/password combination was not accepted by the proxy."},
-      {noMethod, SMTPProxySocks5Auth, 9003,
-       "The selected authentication method was not accepted by the proxy."},
+      {refuses4, SMTPProxySocks4, 9001},
+      {noUser, SMTPProxySocks5Auth, 9002},
+      {noMethod, SMTPProxySocks5Auth, 9003},
   };
   for (const auto& c : kCases) {
     SocksServer proxy(c.rules);
     EXPECT_FALSE(DeliverThrough(proxy.Port(), c.type));
-    const std::string text =
-        "[Proxy SOCKS 127.0.0.1:" + std::to_string(proxy.Port()) + "] " + c.text;
+    const std::string text = GetMessageText(c.error, {"127.0.0.1", std::to_string(proxy.Port())});
     ExpectResult(SMTP_STEP_SOCKS, c.error, text);
     EXPECT_EQ(smtp_->LastBuffer(), text);
     EXPECT_EQ(smtp_->Protocol(), "Command Canceled");
@@ -394,7 +391,7 @@ TEST_F(SmtpProxyFailure, NoProxyGetsAServerNameWithControls) {
 }
 
 TEST_F(SmtpProxyFailure, Silence) {
-  const TimeZone zone("UTC-6");
+  const TimeZone zone(ZoneBeforeMidnight(kFarFromMidnight).c_str());
   SocksRules rules;
   rules.silentAt = 0;
   const SocksServer silent(rules);

@@ -9,6 +9,7 @@
 #include <chrono>
 #include <functional>
 #include <future>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -16,10 +17,11 @@
 
 namespace netro {
 
-/// Pumps until `done()` or five seconds are over; sleeps on the loop's descriptor, as a host would.
+/// Pumps until `done()` or a minute is over, which only a failure takes; sleeps on the loop's
+/// descriptor, as a host would.
 inline bool PumpUntil(const std::function<bool()>& done) {
   MessageLoop& loop = MessageLoop::ForThisThread();
-  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
   while (!done()) {
     if (std::chrono::steady_clock::now() > limit) return false;
     pollfd entry{loop.LoopFd(), POLLIN, 0};
@@ -80,6 +82,16 @@ class Recorder : public SocketClsEvents {
   SocketCls* socket_;
 };
 
+/// Sockets with their recorders, connected one after the other; `prepare` may set the hooks.
+class Crowd {
+ public:
+  bool Connect(int count, int port, const std::function<void(SocketCls&, Recorder&)>& prepare);
+  std::vector<std::unique_ptr<SocketCls>> sockets;
+
+ private:
+  std::vector<std::unique_ptr<Recorder>> recorders_;
+};
+
 /// A server that leaves what its client sends unread until it is told.
 class SlowReader {
  public:
@@ -123,6 +135,16 @@ class SlowReader {
 inline bool ConnectAndWait(SocketCls& socket, int port) {
   return socket.Connect("127.0.0.1", port) &&
          PumpUntil([&] { return socket.State() != sockConnecting; }) && socket.SocketHandle() != 0;
+}
+
+inline bool Crowd::Connect(int count, int port,
+                           const std::function<void(SocketCls&, Recorder&)>& prepare) {
+  for (int i = 0; i < count; ++i) {
+    SocketCls& socket = *sockets.emplace_back(std::make_unique<SocketCls>());
+    prepare(socket, *recorders_.emplace_back(std::make_unique<Recorder>(socket)));
+    if (!ConnectAndWait(socket, port)) return false;
+  }
+  return true;
 }
 
 }  // namespace netro

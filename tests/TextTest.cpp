@@ -12,6 +12,8 @@
 namespace netro {
 namespace {
 
+using std::string_literals::operator""s;
+
 TEST(Text, LowersAsciiLettersOnly) {
   EXPECT_EQ(ToLower("AZaz@[`{09"), "azaz@[`{09");
   EXPECT_EQ(ToLower("\xC4\xD6\xDC"), "\xC4\xD6\xDC");
@@ -72,37 +74,48 @@ TEST(Text, FiltersCharacters) {
 }
 
 TEST(Text, KnowsUtf8) {
-  const struct {
-    std::string text;
-    bool is;
-  } kCases[] = {
-      {"", true},
-      {std::string("plain ASCII that is long\0", 25), true},
-      {"\xC2\x80\xDF\xBF\xE0\xA0\x80\xED\x9F\xBF\xEF\xBF\xBF\xF0\x90\x80\x80\xF4\x8F\xBF\xBF",
-       true},
-      {"0123456\xC3\xBC"
-       "0123456789",
-       true},
-      {"0123456\xC3", false},  // cut
-      {"\xE2\x82", false},
-      {"\xF0\x9F\x98", false},
-      {"\x80", false},
-      {"\xC3(", false},
-      {"\xE2\x82(", false},
-      {"\xC0\x80", false},  // longer than need be
-      {"\xC1\xBF", false},
-      {"\xE0\x9F\xBF", false},
-      {"\xF0\x8F\xBF\xBF", false},
-      {"\xED\xA0\x80", false},      // a surrogate
-      {"\xF4\x90\x80\x80", false},  // beyond the last
-      {"\xF5\x80\x80\x80", false},
-      {"\xFF", false},
-  };
-  for (const auto& [text, is] : kCases) {
-    EXPECT_EQ(IsUtf8(text), is) << text;
-  }
+  const std::string kGood[] = {
+      "", std::string("plain ASCII that is long\0", 25),
+      "\xC2\x80\xDF\xBF\xE0\xA0\x80\xED\x9F\xBF\xEF\xBF\xBF\xF0\x90\x80\x80\xF4\x8F\xBF\xBF",
+      "0123456\xC3\xBC"
+      "0123456789"};
+  // Cut; without its rest; longer than need be; a surrogate; beyond the last.
+  const std::string kBad[] = {
+      "0123456\xC3",  "\xE2\x82",         "\xF0\x9F\x98",     "\x80",         "\xC3(",
+      "\xE2\x82(",    "\xC0\x80",         "\xC1\xBF",         "\xE0\x9F\xBF", "\xF0\x8F\xBF\xBF",
+      "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xFF"};
+  for (const std::string& text : kGood) EXPECT_TRUE(IsUtf8(text)) << text;
+  for (const std::string& text : kBad) EXPECT_FALSE(IsUtf8(text)) << text;
   EXPECT_TRUE(IsAscii("0123456789"));
   EXPECT_FALSE(IsAscii("0123456789\x80"));
+}
+
+TEST(ShownText, HidesNothingAndTurnsNothing) {
+  const struct {
+    std::string text, shown;
+  } kCases[] = {
+      {"a long line of ASCII, ~ and \t tab\r\nnext\nlast",
+       "a long line of ASCII, ~ and \t tab\nnext\nlast"},
+      {"lone \r", "lone \\x0D"},
+      {"12345678\x1B[31m", "12345678\\x1B[31m"},
+      {"1234567\x7F"
+       "12345678\x1F",
+       "1234567\\x7F12345678\\x1F"},
+      {std::string("NUL \0", 5), "NUL \\x00"},
+      {"\xC2\x80\xC2\x9F\xC2\xA0", "\\xC2\\x80\\xC2\\x9F\xC2\xA0"},
+      {"\xC3\xA4\xFF\x9B\xE2\x82", "\xC3\xA4\\xFF\\x9B\\xE2\\x82"},
+  };
+  for (const auto& [text, shown] : kCases) EXPECT_EQ(ShownText(text), shown);
+  std::string turned;
+  for (char32_t character = 0xA0; character < 0x11000; ++character) {
+    std::string text;
+    AppendUtf8(text, character);
+    EXPECT_EQ(ShownText(text) == text, IsHarmlessText(text)) << text;
+    if (ShownText(text) != text) turned += ShownText(text);
+  }
+  EXPECT_EQ(turned,
+            "\\u061C\\u200E\\u200F\\u2028\\u2029\\u202A\\u202B\\u202C\\u202D\\u202E\\u2066\\u2067\\"
+            "u2068\\u2069");
 }
 
 TEST(Text, WritesUtf8) {
@@ -119,34 +132,13 @@ TEST(Text, WritesUtf8) {
 TEST(Text, KnowsHostNames) {
   const std::string label(63, 'a');
   const std::string longest = label + "." + label + "." + label + "." + label;  // 255 characters
-  const struct {
-    std::string text;
-    bool is;
-  } kCases[] = {
-      {"localhost", true},
-      {"WWW.Example.org", true},
-      {"_sip._tcp.a-b.example", true},
-      {"192.0.2.7", true},
-      {"example.org.", true},
-      {label + ".org", true},
-      {longest, true},
-      {"", false},
-      {".", false},
-      {".org", false},
-      {"a..b", false},
-      {"a..", false},
-      {"a b", false},
-      {"a/b", false},
-      {"a:80", false},
-      {"a|b", false},
-      {"m\xFCnchen.example", false},
-      {std::string("a\0b", 3), false},
-      {label + "a.org", false},
-      {longest + ".", false},
-  };
-  for (const auto& [text, is] : kCases) {
-    EXPECT_EQ(IsHostName(text), is) << text;
-  }
+  for (const std::string& text : {"localhost"s, "WWW.Example.org"s, "_sip._tcp.a-b.example"s,
+                                  "192.0.2.7"s, "example.org."s, label + ".org", longest})
+    EXPECT_TRUE(IsHostName(text)) << text;
+  for (const std::string& text :
+       {""s, "."s, ".org"s, "a..b"s, "a.."s, "a b"s, "a/b"s, "a:80"s, "a|b"s, "m\xFCnchen.example"s,
+        "a\0b"s, label + "a.org", longest + "."})
+    EXPECT_FALSE(IsHostName(text)) << text;
 }
 
 TEST(Text, HashesWithoutCase) {

@@ -60,7 +60,7 @@ struct Reading {
 
 TimeReply Good() { return TimeReply().Stratum(1).Receive(kStampOfNow).Transmit(kStampOfNow); }
 
-TEST(TimeRequest, FirstByteTellsTheVersion) {
+TEST(TimeRequest, FirstByteTellsTheVersionAndTheLastFourAreTheFraction) {
   const struct {
     std::int32_t version;
     char first;
@@ -68,8 +68,9 @@ TEST(TimeRequest, FirstByteTellsTheVersion) {
   for (const auto& c : kCases) {
     TimeExchange exchange = ExchangeAt(kNow + 999'999'999ns);
     exchange.version = c.version;
+    exchange.fraction = 0xFEDC'BA98;
     EXPECT_EQ(Text(ComposeTimeRequest(exchange)),
-              c.first + std::string(39, '\0') + Big32(kStampOfNow) + std::string(4, '\0'))
+              c.first + std::string(39, '\0') + Big32(kStampOfNow) + Big32(exchange.fraction))
         << c.version;
   }
 }
@@ -203,6 +204,7 @@ TEST(TimeReplyReading, StratumClasses) {
   for (int stratum = 0; stratum < 256; ++stratum) {
     const Reading reading(Good().Stratum(stratum).Bytes());
     EXPECT_EQ(reading.error, 0);
+    EXPECT_EQ(reading.result.stratumNumber, stratum);
     EXPECT_EQ(reading.result.stratum, stratum == 0    ? Unspecified
                                       : stratum == 1  ? PrimaryReference
                                       : stratum <= 14 ? SecondaryReference

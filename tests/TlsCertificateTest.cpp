@@ -227,6 +227,11 @@ TEST(TlsSettings, KeyLogHoldsTheSecretsForTheOwnerOnly) {
   using std::filesystem::perms;
   EXPECT_EQ(std::filesystem::status(settings.keyLogFile).permissions() & perms::all,
             perms::owner_read | perms::owner_write);
+  std::filesystem::create_symlink("keys", folder / "link");
+  settings.keyLogFile = folder / "link";
+  std::string error;
+  EXPECT_EQ(MakeOpenSslProvider(settings, error), nullptr);
+  EXPECT_NE(error.find("it is a link"), std::string::npos) << error;
 }
 
 TEST(TlsResumption, ContinuesOnlyWhatThisProviderHasVerifiedForTheName) {

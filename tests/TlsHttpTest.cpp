@@ -1,6 +1,7 @@
 // https: directly, through tunnels of HTTP proxies and through SOCKS.
 #include <gtest/gtest.h>
 #include <netro/HTTPCls.h>
+#include <netro/WatchpostCls.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -50,9 +51,9 @@ class HttpsServer {
 class TunnelProxy {
  public:
   TunnelProxy(std::vector<std::string> answers, int target)
-      : answers_(std::move(answers)), target_(target), server_([this](auto& connection, auto number) {
-          Serve(connection, number);
-        }) {}
+      : answers_(std::move(answers)),
+        target_(target),
+        server_([this](auto& connection, auto number) { Serve(connection, number); }) {}
 
   int Port() const { return server_.Port(); }
   std::string Request(std::size_t number) {
@@ -77,13 +78,15 @@ class TunnelProxy {
 
   void Relay(peers::Connection& connection) {
     const int there = peers::ConnectToLoopback(target_);
-    pollfd fds[] = {{connection.Fd(), POLLIN, 0}, {there, POLLIN, 0}, {connection.StopFd(), POLLIN, 0}};
+    pollfd fds[] = {
+        {connection.Fd(), POLLIN, 0}, {there, POLLIN, 0}, {connection.StopFd(), POLLIN, 0}};
     char block[16384];
     while (poll(fds, 3, -1) > 0 && fds[2].revents == 0) {
       for (int i = 0; i < 2; ++i) {
         if (fds[i].revents == 0) continue;
         const ssize_t got = recv(fds[i].fd, block, sizeof block, 0);
-        if (got <= 0 || send(fds[1 - i].fd, block, static_cast<std::size_t>(got), MSG_NOSIGNAL) != got) {
+        if (got <= 0 ||
+            send(fds[1 - i].fd, block, static_cast<std::size_t>(got), MSG_NOSIGNAL) != got) {
           close(there);
           return;
         }
@@ -154,6 +157,7 @@ TEST_F(Https, IsKeptForThoseOfTheSameProvider) {
     Ask();
   }
   EXPECT_EQ(http_.LastErr(), tlsWrongName);
+  EXPECT_EQ(server_.Plain().Requests().size(), 4u);
 }
 
 class ForwardingProvider : public TlsProvider {
@@ -180,25 +184,12 @@ TEST_F(Https, AKeptConnectionHoldsItsProvider) {
   EXPECT_TRUE(weak.expired());
 }
 
-// A certificate was checked for one name, whatever else leads to the same address.
-TEST_F(Https, IsKeptForTheHostThatWasProved) {
-  http_.KeepAlive(true);
-  for (const char* host : {"localhost", "other.test"}) {
-    http_.AddHostAddress(host, server_.Port(), "127.0.0.1");
-    http_.URL("https://" + std::string(host) + ":" + std::to_string(server_.Port()) + "/");
-    const std::string answer = Ask();
-    EXPECT_EQ(http_.LastErr(), host == std::string("localhost") ? 0 : tlsWrongName) << answer;
-  }
-  EXPECT_EQ(server_.Plain().Requests().size(), 1u);
-}
-
 TEST_F(Https, WhoCannotBeTrustedIsAskedNothing) {
   const TlsSettings strange;
   http_.Tls(MustProvide(strange));
   EXPECT_NE(Ask(), "");
   EXPECT_EQ(http_.LastErr(), tlsUnknownIssuer);
   http_.Tls(provider_);
-  http_.URL("https://localhost.:" + std::to_string(server_.Port()) + "/");
   http_.AddHostAddress("other.test", server_.Port(), "127.0.0.1");
   http_.URL("https://other.test:" + std::to_string(server_.Port()) + "/");
   EXPECT_NE(Ask().find("localhost"), std::string::npos);  // the names it has
@@ -284,16 +275,34 @@ TEST_F(Https, TunnelsThroughHttpProxies) {
     EXPECT_TRUE(inside.head.starts_with("GET / HTTP/1.1"));
     EXPECT_EQ(inside.Field("Proxy-Authorization"), "");
   }
+  http_.KeepAlive(true);
+  TunnelProxy proxy({good}, server_.Port());
+  Through(proxy);
+  const std::size_t before = server_.Handshakes();
+  for (int i = 0; i < 2; ++i) EXPECT_EQ(Ask(), "hi");
+  EXPECT_EQ(server_.Handshakes(), before + 1);
+  EXPECT_EQ(proxy.Request(1), "");
 }
 
-TEST_F(Https, ATunnelIsKept) {
-  TunnelProxy proxy({"HTTP/1.1 200 x\r\n\r\n"}, server_.Port());
-  Through(proxy);
-  http_.KeepAlive(true);
-  EXPECT_EQ(Ask(), "hi");
-  EXPECT_EQ(Ask(), "hi");
-  EXPECT_EQ(server_.Handshakes(), 1u);
-  EXPECT_EQ(proxy.Request(1), "");
+// The certificates of the tests have 30 days left, or 29 and some hours.
+TEST_F(Https, AWatcherMindsTheDaysOfTheCertificate) {
+  const TemporaryFolder folder;
+  WatchpostCls post;
+  post.OwnReports(true);
+  post.SettingsName(folder / "watch.ini");
+  WriteFile(folder / "watch.ini", "");
+  EXPECT_FALSE(post.AddHost("none", server_.Url("/"), "https")) << "no TLS";
+  post.Tls(Trusting());
+  EXPECT_TRUE(post.AddHost("good", server_.Url("/"), "https 14d 200"));
+  EXPECT_TRUE(post.AddHost("old", server_.Url("/"), "https 60d"));
+  EXPECT_TRUE(post.StartObservation()) << post.LastErrMsg();
+  EXPECT_TRUE(post.ObserveNow());
+  EXPECT_TRUE(PumpUntil([&] { return post.GetStatus() != WatchpostBusy; }));
+  const char* const kAnswers[] = {"Success: ", "Only "};
+  for (std::int32_t i = 0; i < 2; ++i) {
+    EXPECT_TRUE(post.HostAt(i).LastAnswer.starts_with(kAnswers[i])) << post.HostAt(i).LastAnswer;
+  }
+  EXPECT_NE(post.HostAt(0).LastAnswer.find(" days left"), std::string::npos);
 }
 
 }  // namespace

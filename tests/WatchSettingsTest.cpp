@@ -15,7 +15,7 @@ constexpr char kLeast[] = "[HostNames]\na=10.0.0.1|Ping\n[UpActions]\n1=log\n";
 
 WatchSettings Read(const std::string& text) {
   WatchSettings settings;
-  EXPECT_EQ(ReadWatchSettings(text, settings), "");
+  EXPECT_EQ(ReadWatchSettings(text, {true, false, false}, settings), "");
   return settings;
 }
 
@@ -29,6 +29,48 @@ TEST(WatchSettings, WhatMakesAFileUnusableIsNamed) {
       {"[HostNames]\na=b|Ping\n", "Neither a DownActions nor a UpAction is defined."},
       {"[DownActions]\n1=log\n", "No Hosts to observe found."},
       {"[DownActions]\n1=log\n[HostNames]\na=\nb=|Ping\n", "No Hosts to observe found."},
+      {"[DownActions]\n1=log\n[HostNames]\na=h\nb=h|smpt\n",
+       "Can not read settings. Line 5: 'smpt' is no kind of probe."},
+      {"[DownActions]\n1=log\n[HostNames]\na=h|tcp\n",
+       "Can not read settings. Line 4: 'tcp' is no kind of probe."},
+      {"[DownActions]\n1=log\n[HostNames]\na=h|tcp:65536\n",
+       "Can not read settings. Line 4: 'tcp:65536' is no kind of probe."},
+      {"[DownActions]\n1=log\n[HostNames]\na=http://h/|http 300-200\n",
+       "Can not read settings. Line 4: 'http 300-200' is no kind of probe."},
+      {"[DownActions]\n1=log\n[HostNames]\na=http://h/|http \"x\n",
+       "Can not read settings. Line 4: 'http \"x' is no kind of probe."},
+      {"[DownActions]\n1=log\n[HostNames]\na=h|dns:a b\n",
+       "Can not read settings. Line 4: 'dns:a b' is no kind of probe."},
+      {"[DownActions]\n1=log\n[HostNames]\na=https://h/|http\n",
+       "Can not read settings. Line 4: 'https://h/' needs TLS, which this program has not."},
+      {"[DownActions]\n1=log\n[HostNames]\na=http://h/|https\n",
+       "Can not read settings. Line 4: 'http://h/' is no https URL."},
+      {"[DownActions]\n1=log\n[HostNames]\na=http://h/\n",
+       "Can not read settings. Line 4: 'http://h/' is a URL without a kind of probe."},
+      {"[DownActions]\n1=log\n[HostNames]\na=h\n;\n\nA=h\n",
+       "Can not read settings. Line 7: a host of this name is in the list already."},
+      {"[DownActions]\n1=log\n[HostNames]\na=h\n[x]\n[hostnames]\nb=h\n",
+       "Can not read settings. Line 6: a second list of hosts."},
+      {"[DownActions]\n1=log\n[HostNames]\na=h\nb=h\n[Parents]\na=b\nb=c\n",
+       "Can not read settings. Line 8: 'b' stands behind 'c', which is not in the list."},
+      {"[DownActions]\n1=log\n[HostNames]\na=h\nb=h\n[Parents]\na=b\nb=A\n",
+       "Can not read settings. Line 7: 'a' stands behind itself."},
+      {"[DownActions]\n1=log\n[HostNames]\na=h\n[Parents]\nc=a\n",
+       "Can not read settings. Line 6: 'c' is not in the list of hosts."},
+      {"[DownActions]\n1=log\n[HostNames]\na=h\nb=h\n[Settings]\nUplink=b\n[Parents]\nb=a\n",
+       "Can not read settings. Line 9: 'b' is the uplink, which stands behind no other."},
+      {"[DownActions]\n1=log\n[HostNames]\na=h\n[Settings]\nUplink=c\n",
+       "Can not read settings. Line 6: 'c' is not in the list of hosts."},
+      {"[Settings]\nDownWindow=4\n",
+       "Can not read settings. Line 2: DownWindow is less than its cycle."},
+      {"[Settings]\nRemindAfter=1h\n",
+       "Can not read settings. Line 2: '1h' is no number from 0 to 31622400."},
+      {"[Settings]\nQuietHours=22:00-6\n",
+       "Can not read settings. Line 2: '22:00-6' are no hours, as 22:00-06:00."},
+      {"[DownActions]\n1=log\n[HostNames]\na=h\n[Settings]\nMailServer=h:smtp\n",
+       "Can not read settings. Line 6: 'h:smtp' is no host, as host:port."},
+      {"[DownActions]\n1=webhook|https://h/\n",
+       "Can not read settings. 'webhook|https://h/' in section 'DownActions' is no action."},
       {"[DownActions]\n1=lgo\n",
        "Can not read settings. 'lgo' in section 'DownActions' is no "
        "action."},
@@ -38,26 +80,20 @@ TEST(WatchSettings, WhatMakesAFileUnusableIsNamed) {
   };
   for (const auto& test : kCases) {
     WatchSettings settings;
-    EXPECT_EQ(ReadWatchSettings(test.text, settings), test.error) << test.text;
+    EXPECT_EQ(ReadWatchSettings(test.text, {}, settings), test.error) << test.text;
   }
 }
 
 TEST(WatchSettings, DelaysAndCyclesAreRaisedAndNoNumbersAreDefaults) {
   const WatchSettings standard = Read(kLeast);
   EXPECT_EQ(standard.upDelay, 300);
-  EXPECT_EQ(standard.downDelay, 10);
-  EXPECT_EQ(standard.upCycle, 5);
-  EXPECT_EQ(standard.downCycle, 5);
-  EXPECT_EQ(standard.timeout, 300);
-  EXPECT_EQ(standard.httpTimeout, 30);
-  EXPECT_FALSE(standard.playSonarSound);
   const WatchSettings low = Read(std::string(kLeast) +
                                  "[Settings]\nUpDelay=60\nDownDelay=1\nUpCycle=0\nDownCycle=-3\n"
                                  "HTTPTimeout=x\n[PingSettings]\nPlaySonarSound=-1\nTimeout=\n");
   EXPECT_EQ(low.upDelay, 300);
   EXPECT_EQ(low.downDelay, 10);
-  EXPECT_EQ(low.upCycle, 1);
-  EXPECT_EQ(low.downCycle, 1);
+  EXPECT_EQ(low.up.count, 1);
+  EXPECT_EQ(low.down.count, 1);
   EXPECT_EQ(low.httpTimeout, 30);
   EXPECT_EQ(low.timeout, 300);
   EXPECT_TRUE(low.playSonarSound);
@@ -65,15 +101,49 @@ TEST(WatchSettings, DelaysAndCyclesAreRaisedAndNoNumbersAreDefaults) {
 }
 
 TEST(WatchSettings, HostsHaveAKind) {
+  const auto target = [](std::string name, std::string host, WatchKind kind, std::string text) {
+    WatchTarget made;
+    made.name = std::move(name);
+    made.host = std::move(host);
+    made.kind = kind;
+    made.kindText = std::move(text);
+    return made;
+  };
   const WatchSettings settings = Read(
       "[DownActions]\n1=log\n[HostNames]\na = h1|Ping\nb=h2|ping\nc=http://x/?a|b|HTTP\n"
-      "d=h4|smtp\ne=h5\n");
-  const std::vector<WatchTarget> expected = {{"a", "h1", false},
-                                             {"b", "h2", false},
-                                             {"c", "http://x/?a|b", true},
-                                             {"d", "h4", false},
-                                             {"e", "h5", false}};
+      "e=h5\nf=https://x/|http\ng=https://x/|https 14d 200 \"all is \"well\"\"\n"
+      "h=h|TCP:22 \"SSH-\"\ni=h|smtp\nj=h|dns:example.com:5353\nk=h|ntp\n"
+      "[Parents]\na=B\n");
+  std::vector<WatchTarget> expected = {
+      target("a", "h1", WatchKind::Ping, "Ping"),
+      target("b", "h2", WatchKind::Ping, "Ping"),
+      target("c", "http://x/?a|b", WatchKind::Http, "http"),
+      target("e", "h5", WatchKind::Ping, "Ping"),
+      target("f", "https://x/", WatchKind::Https, "http"),
+      target("g", "https://x/", WatchKind::Https, "https"),
+      target("h", "h", WatchKind::Tcp, "tcp:22"),
+      target("i", "h", WatchKind::Smtp, "smtp"),
+      target("j", "h", WatchKind::Dns, "dns:example.com:5353"),
+      target("k", "h", WatchKind::Ntp, "ntp"),
+  };
+  expected[0].parent = "B";
+  expected[5].daysLeft = 14;
+  expected[5].lowestStatus = expected[5].highestStatus = 200;
+  expected[5].text = "all is \"well\"";
+  expected[6].port = 22;
+  expected[6].text = "SSH-";
+  expected[7].port = 25;
+  expected[8].port = 5353;
+  expected[8].question = "example.com";
   EXPECT_EQ(settings.targets, expected);
+}
+
+TEST(WatchHours, MaySpanMidnight) {
+  EXPECT_FALSE(WatchHours().Has(0));
+  const WatchHours night{22 * 60, 6 * 60};
+  const WatchHours noon{12 * 60, 13 * 60};
+  EXPECT_TRUE(night.Has(23 * 60) && night.Has(0) && !night.Has(6 * 60) && !night.Has(12 * 60));
+  EXPECT_TRUE(noon.Has(12 * 60) && !noon.Has(13 * 60) && !noon.Has(0));
 }
 
 TEST(WatchSettings, ParametersAreSplitBeforePlaceholdersAreFilledIn) {

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <netro/MessageLoop.h>
+#include <netro/QueryDNSCLS.h>
 #include <netro/WatchpostCls.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
@@ -23,6 +24,8 @@
 #include "TemporaryFolder.h"
 #include "platform/Clock.h"
 #include "tests/peers/BytesServer.h"
+#include "tests/peers/DnsReply.h"
+#include "tests/peers/DnsServer.h"
 #include "tests/peers/HttpServer.h"
 #include "tests/peers/SmtpServer.h"
 
@@ -97,6 +100,14 @@ class Watchpost : public testing::Test {
     }
     return true;
   }
+  // The clock stands still: what is under way with peers does not time out.
+  bool Await(const std::function<bool()>& done) {
+    const auto limit = std::chrono::steady_clock::now() + 20s;
+    while (!done() && std::chrono::steady_clock::now() < limit) {
+      MessageLoop::ForThisThread().Sleep(1ms);
+    }
+    return done();
+  }
   bool Rounds(int more) {
     const int target = journal.rounds + more;
     return Until([&] { return journal.rounds >= target; });
@@ -156,15 +167,20 @@ TEST_F(Watchpost, EveryOperationTellsWhyItIsRefused) {
 
 TEST_F(Watchpost, AHostThatGoesDownAndComesBackIsToldOnceEach) {
   peers::SmtpServer mail;
-  WriteOneHost(
-      "Recipients=admin@example.test\nSender=watch@example.test\nMailServer=127.0.0.1:" +
-      std::to_string(mail.Port()) +
-      "\nDownLogMsg=Name$ down: ErrorDump$\nUpLogMsg==Name$ up\nDownSubject=Name$ is down\n"
-      "[DownActions]\n1=log\n2=mail\n3=run|touch|\"" +
-      folder / "Name$ down" + "\"\n4=run|/nonesuch|x Name$\n[UpActions]\n1=log\n");
+  WriteOneHost("Recipients=admin@example.test\nSender=watch@example.test\nMailServer=127.0.0.1:" +
+               std::to_string(mail.Port()) +
+               "\nGroupSeconds=0\nDownLogMsg=Name$ down: ErrorDump$\nUpLogMsg==Name$ "
+               "up\nDownSubject=Name$ is down\n"
+               "[DownActions]\n1=log\n2=mail\n3=run|touch|\"" +
+               folder / "Name$ down" + "\"\n4=run|/nonesuch|x Name$\n[UpActions]\n1=log\n");
   EXPECT_TRUE(post->StartObservation());
   status = 503;
-  EXPECT_TRUE(Rounds(4));
+  EXPECT_TRUE(Rounds(2));
+  EXPECT_TRUE(Await([&] {
+    return post->MailsWaiting() == 0 && std::filesystem::exists(folder / "web down") &&
+           post->LastErr() != 0;
+  }));
+  EXPECT_TRUE(Rounds(2));
   EXPECT_EQ(post->HostAt(0).State, WatchedDown);
   EXPECT_EQ(post->HostAt(0).Failures, 4);
   EXPECT_EQ(post->LastErrMsg(),
@@ -178,8 +194,6 @@ TEST_F(Watchpost, AHostThatGoesDownAndComesBackIsToldOnceEach) {
             "probed0 round probed0 round probed0 round "
             "probed0 up:web/http/HTTP answer: HTTP/1.1 503 x round probed0 round");
   EXPECT_TRUE(post->StopObservation());
-  EXPECT_TRUE(Until([&] { return post->MailsWaiting() == 0; }));
-  EXPECT_TRUE(Until([&] { return std::filesystem::exists(folder / "web down"); }));
   ASSERT_EQ(mail.Messages().size(), 1u);
   EXPECT_NE(mail.Messages()[0].find("Subject: web is down\r\n"), std::string::npos);
 
@@ -192,7 +206,7 @@ TEST_F(Watchpost, AHostThatGoesDownAndComesBackIsToldOnceEach) {
     EXPECT_NE(log.find(line), std::string::npos) << line << "\nis not in\n" << log;
   }
   EXPECT_NE(log.find("\"'=web up\"\r\n"), std::string::npos) << "no formula";
-  EXPECT_EQ(std::ranges::count(log, '\n'), 4);
+  EXPECT_EQ(std::ranges::count(log, '\n'), 4) << log;
 }
 
 TEST_F(Watchpost, AMailThatCannotBeSentIsLoggedAndTold) {
@@ -201,11 +215,11 @@ TEST_F(Watchpost, AMailThatCannotBeSentIsLoggedAndTold) {
     return peers::SmtpServer::Politely(command);
   });
   WriteOneHost("Recipients=a@example.test\nSender=b@example.test\nMailServer=127.0.0.1:" +
-               std::to_string(mail.Port()) + "\n[DownActions]\n1=mail\n");
+               std::to_string(mail.Port()) + "\nGroupSeconds=0\n[DownActions]\n1=mail\n");
   status = 404;
   EXPECT_TRUE(post->StartObservation());
   EXPECT_TRUE(Rounds(2));
-  EXPECT_TRUE(Until([&] { return post->LastErrMsg().find("550 nobody") != std::string::npos; }));
+  EXPECT_TRUE(Await([&] { return post->LastErrMsg().find("550 nobody") != std::string::npos; }));
   EXPECT_TRUE(post->StopObservation());
   EXPECT_NE(Log().find("550 nobody"), std::string::npos);
 }
@@ -232,38 +246,170 @@ TEST_F(Watchpost, ASilentHostDoesNotDelayTheOthersAndFailsInTime) {
   EXPECT_EQ(post->HostAt(0).LastAnswer, "Command Timed Out");
 }
 
-TEST_F(Watchpost, TheFinalStatusLineCounts) {
-  const std::string request = "\r\n\r\n";
+// A round is what began together: the silent host has its own, and the other goes on.
+TEST_F(Watchpost, ASilentHostDoesNotDelayTheNextProbesOfOthers) {
+  peers::BytesServer silent({{peers::Stay()}, {peers::Stay()}});
+  Write(
+      "[Settings]\nHTTPTimeout=3600\n[DownActions]\n1=log\n[HostNames]\nsilent=http://127.0.0.1:" +
+      std::to_string(silent.Port()) + "/|http\nrefused=127.0.0.1|tcp:1\n");
+  EXPECT_TRUE(post->StartObservation());
+  for (std::int32_t second = 1; second <= 41; ++second) {
+    AdvanceClockForTests(1s);
+    EXPECT_TRUE(Until([&] { return post->HostAt(1).Failures == 1 + (second - 1) / 10; })) << second;
+  }
+  EXPECT_EQ(post->HostAt(1).State, WatchedDown);
+  EXPECT_EQ(post->HostAt(0).LastProbe, 0);
+  EXPECT_EQ(journal.rounds, 4) << "that of the silent one goes on";
+}
+
+TEST_F(Watchpost, EveryKindOfProbeSaysWhatItMet) {
+  using peers::AwaitText;
+  using peers::Send;
   const struct {
-    const char* name;
-    peers::Script script;
+    const char* kind;
+    std::vector<peers::Script> scripts;  // of a server of its own
     const char* answer;
   } kCases[] = {
-      {"interim",
-       {peers::Send("HTTP/1.1 103 Early\r\nA: b\r\n\r\nHTTP/1.1 100 x\r\n\r\nHTTP/1.1 404 no\n",
-                    {5, 21, 28, 60})},
+      {"http",
+       {{AwaitText("\r\n\r\n"),
+         Send("HTTP/1.1 103 Early\r\nA: b\r\n\r\nHTTP/1.1 100 x\r\n\r\nHTTP/1.1 404 no\r\n\r\n",
+              {5, 21, 28, 60})}},
        "HTTP answer: HTTP/1.1 404 no"},
-      {"other", {peers::Send("SSH-2.0 200 OK\r\n")}, "HTTP answer: SSH-2.0 200 OK"},
-      {"strange", {peers::Send("HTTP/1.1 500 \x1b\xff\r\n")}, "HTTP answer: HTTP/1.1 500 ??"},
-      {"endless", {peers::Send(std::string(9000, 'x')), peers::Stay()}, "Message Too Long."},
-      {"cut", {peers::Send("HTTP/1.1 200 OK"), peers::Close()}, "Connection Reset by Peer."},
+      {"http", {{Send("SSH-2.0 200 OK\r\n"), peers::Stay()}}, "The answer is no HTTP"},
+      {"http",
+       {{AwaitText("\r\n\r\n"), Send("HTTP/1.1 500 \x1b\xff\r\n\r\n")}},
+       "HTTP answer: HTTP/1.1 500 ??"},
+      {"http",
+       {{AwaitText("\r\n\r\n"), Send("HTTP/1.1 200 OK"), peers::Close()}},
+       "Connection Reset by Peer."},
+      {"http 404", {{AwaitText("\r\n\r\n"), Send("HTTP/1.1 404 no\r\n\r\n")}}, "Success: "},
+      {"http \"well done\"",
+       {{AwaitText("\r\n\r\n"), Send("HTTP/1.1 200 OK\r\n\r\nall is well done", {20, 28, 33}),
+         peers::Stay()}},
+       "Success: "},
+      {"http \"well done\"",
+       {{AwaitText("\r\n\r\n"), Send("HTTP/1.1 200 OK\r\n\r\nall is we"), peers::Close()}},
+       "HTTP answer without 'well done'"},
+      {"tcp:", {{peers::Stay()}}, "Success: "},
+      {"tcp: \"SSH-2\"", {{Send("SSH-2.0 x\r\n", {2}), peers::Stay()}}, "Success: "},
+      {"tcp: \"SSH-2\"", {{Send("SSH-1\r\n"), peers::Close()}}, "No 'SSH-2' in: SSH-1"},
+      {"smtp:",
+       {{Send("220 hi\r\n"), AwaitText("HELO"), Send("250 x\r\n"), AwaitText("QUIT"),
+         Send("221 bye\r\n")}},
+       "Success: "},
+      {"smtp:", {{Send("554 go away\r\n"), peers::Stay()}}, "SMTP: 554 go away"},
+      {"dns:a.test:", {}, "DNS: "},  // nobody at port 1
   };
   std::vector<std::unique_ptr<peers::BytesServer>> servers;
   std::string text = "[DownActions]\n1=log\n[HostNames]\n";
   for (const auto& test : kCases) {
-    peers::Script script = test.script;
-    script.insert(script.begin(), peers::AwaitText(request));
-    servers.push_back(std::make_unique<peers::BytesServer>(std::vector<peers::Script>{script}));
-    text += std::string(test.name) + "=http://127.0.0.1:" + std::to_string(servers.back()->Port()) +
-            "/|http\n";
+    servers.push_back(std::make_unique<peers::BytesServer>(test.scripts));
+    const std::string port = test.scripts.empty() ? "1" : std::to_string(servers.back()->Port());
+    std::string kind = test.kind;
+    const bool isWeb = kind.starts_with("http");
+    if (!isWeb) kind.insert(kind.rfind(':') + 1, port);
+    text += std::to_string(servers.size()) + "=" +
+            (isWeb ? "http://127.0.0.1:" + port + "/" : "127.0.0.1") + "|" + kind + "\n";
   }
   Write(text);
-  EXPECT_TRUE(post->StartObservation());
+  EXPECT_TRUE(post->StartObservation()) << post->LastErrMsg();
   EXPECT_TRUE(Rounds(1));
   for (std::int32_t i = 0; i < post->HostCount(); ++i) {
     const WatchedHost host = post->HostAt(i);
-    EXPECT_TRUE(host.LastAnswer.starts_with(kCases[i].answer)) << host.Name << host.LastAnswer;
+    EXPECT_TRUE(host.LastAnswer.starts_with(kCases[i].answer))
+        << host.Name << " " << host.Kind << ": " << host.LastAnswer;
   }
+}
+
+TEST_F(Watchpost, ADnsServerIsAskedForAName) {
+  namespace dns = peers::dns;
+  std::atomic<int> type = TYPE_A;
+  peers::DnsServer names([&](const std::string& query) -> peers::DnsServer::Replies {
+    const std::string data = type == TYPE_A ? dns::Octets({127, 0, 0, 1}) : dns::Name("a.test");
+    return {peers::DnsReply(query).Answer(dns::Record(dns::kQuestion, type, data)).Bytes()};
+  });
+  Write("[DownActions]\n1=log\n[HostNames]\ndns=127.0.0.1|dns:a.test:" +
+        std::to_string(names.Port()) + "\n");
+  EXPECT_TRUE(post->StartObservation());
+  EXPECT_TRUE(Rounds(1));
+  EXPECT_EQ(post->HostAt(0).State, WatchedUp) << post->HostAt(0).LastAnswer;
+  type = TYPE_CNAME;
+  EXPECT_TRUE(Rounds(1));
+  EXPECT_EQ(post->HostAt(0).LastAnswer, "DNS: an alias without an address.");
+}
+
+// A crash leaves the file as it is while the mail is gathered and while the webhook has no answer.
+TEST_F(Watchpost, ACrashLosesNoReport) {
+  peers::SmtpServer mails;
+  std::atomic<bool> silent = true;
+  server.On("/hook", [&](const peers::HttpRequest&) {
+    return silent ? std::string() : HttpServer::Answer("204 x\r\n", "");
+  });
+  const auto count = [&](const std::string& path) {
+    return std::ranges::count(server.Requests(), path, &peers::HttpRequest::target);
+  };
+  WriteOneHost("StateFile=state\nGroupSeconds=3600\nSender=watch@me.test\nRecipients=a@xy.test\n"
+               "MailServer=127.0.0.1:" + std::to_string(mails.Port()) +
+               "\n[DownActions]\n1=mail\n2=webhook|" + server.Url("/hook"));
+  status = 500;
+  EXPECT_TRUE(post->StartObservation());
+  EXPECT_TRUE(Rounds(3));
+  EXPECT_TRUE(Await([&] { return count("/hook") > 0; }));
+  const std::string state = ReadFile(folder / "state");
+  post->Kill();
+  Make();
+  EXPECT_NE(ReadFile(folder / "state").find("other mail"), std::string::npos);
+  WriteFile(folder / "state", state);
+  silent = false;
+  const auto before = count("/hook");
+  EXPECT_TRUE(post->StartObservation());
+  EXPECT_EQ(post->MailsWaiting(), 1);
+  EXPECT_TRUE(Await([&] { return count("/hook") > before; }));
+  EXPECT_TRUE(Rounds(1));
+  EXPECT_EQ(ReadFile(folder / "state").find("other hook"), std::string::npos);
+  EXPECT_TRUE(post->StopObservation());
+  EXPECT_TRUE(Await([&] { return mails.Messages().size() == 1; }));
+  post->Kill();
+  EXPECT_EQ(mails.Messages().size(), 1u);
+}
+
+TEST_F(Watchpost, WithoutPermissionEchoesAreNoFailures) {
+  const WithoutRawSockets without;
+  if (EchoIsPermitted()) GTEST_SKIP() << "the system allows echoes to everybody";
+  Write("[Settings]\nDownCycle=1\n[DownActions]\n1=log\n[HostNames]\na=127.0.0.1|Ping\n");
+  EXPECT_FALSE(post->StartObservation());
+  EXPECT_TRUE(post->LastErrMsg().starts_with("ICMPCreateFile Error.")) << post->LastErrMsg();
+  EXPECT_TRUE(post->AddHost("web", server.Url("/"), "http"));
+  EXPECT_TRUE(post->StartObservation());
+  EXPECT_TRUE(Rounds(3));
+  EXPECT_TRUE(post->HostAt(0).NotProbed);
+  EXPECT_EQ(post->HostAt(0).State, WatchedUnknown);
+  EXPECT_EQ(post->HostAt(0).LastAnswer, "ICMPCreateFile Error");
+  EXPECT_EQ(post->HostAt(1).State, WatchedUp);
+}
+
+// They stay until the program takes them out, and are bound to the same rules.
+TEST_F(Watchpost, AProgramHasHostsOfItsOwn) {
+  Write("");
+  EXPECT_FALSE(post->AddHost("a", "x", "smpt"));
+  EXPECT_EQ(post->LastErrMsg(), "'smpt' is no kind of probe.");
+  EXPECT_FALSE(post->AddHost("a", "x", "Ping", "b"));
+  EXPECT_EQ(post->LastErrMsg(), "'a' stands behind 'b', which is not in the list.");
+  EXPECT_TRUE(post->AddHost("a", server.Url("/"), "http"));
+  EXPECT_FALSE(post->StartObservation()) << "no action";
+  post->OwnReports(true);
+  EXPECT_TRUE(post->StartObservation()) << post->LastErrMsg();
+  EXPECT_TRUE(post->AddHost("b", server.Url("/"), "http", "A"));
+  EXPECT_FALSE(post->AddHost("B", server.Url("/"), "http"));
+  EXPECT_TRUE(post->RefreshSettings());
+  EXPECT_TRUE(Rounds(1));
+  EXPECT_EQ(post->HostAt(1).Parent, "A");
+  EXPECT_FALSE(post->RemoveHost("a")) << "b stands behind it";
+  EXPECT_TRUE(post->ResetWatchAt() && post->ObserveNow());
+  EXPECT_TRUE(post->RemoveHost("b"));
+  EXPECT_TRUE(post->RemoveHost("a"));
+  EXPECT_EQ(post->HostCount(), 0);
+  EXPECT_EQ(post->GetStatus(), WatchpostStarted) << "its probe was cancelled";
 }
 
 TEST_F(Watchpost, HostsOfIPv6) {

@@ -2,6 +2,7 @@
 // caller ends it.
 
 #include <gtest/gtest.h>
+#include <netro/MessageLoop.h>
 #include <netro/QueryDNSCLS.h>
 
 #include <atomic>
@@ -23,7 +24,6 @@ using peers::Connection;
 using peers::DnsReply;
 using peers::DnsServer;
 using std::chrono::milliseconds;
-using Replies = DnsServer::Replies;
 
 // A transfer as messages of records; the last may be left out.
 using Messages = std::vector<std::vector<std::string>>;
@@ -47,62 +47,64 @@ std::vector<std::string> Hosts(int begin, int end) {
 
 class ZoneTransfer : public testing::Test {
  protected:
-  std::int16_t Transfer(DnsServer& server, QueryEnum type = TYPE_AXFR) {
+  std::int16_t Transfer(const DnsServer& server, QueryEnum type = TYPE_AXFR) {
     PointAt(*dns_, server.Port(), type, "test");
     return dns_->QueryZone();
   }
+  std::int16_t Transfer(const Messages& messages, QueryEnum type = TYPE_AXFR, bool questions = true,
+                        std::vector<std::size_t> cuts = {}) {
+    return Transfer(OverTcp([&](const auto& query) { return StreamOf(messages, query, questions); },
+                            StreamEnd::kStay, std::move(cuts)),
+                    type);
+  }
+
+  std::int16_t RunSlowly();
 
   std::unique_ptr<QueryDNSCLS> dns_ = std::make_unique<QueryDNSCLS>();
+  std::chrono::nanoseconds waited_{0};
 };
 
 TEST_F(ZoneTransfer, EndsWithTheSecondSoa) {
-  const std::string soa = SoaRecord();
+  const std::string soa = SoaRecord(), one = HostRecord(1), two = HostRecord(2);
+  const std::string none = Record(Name("test"), 0, "");
   const struct {
     const char* name;
     Messages messages;
     int records;
   } kCases[] = {
-      {"one message", {{soa, HostRecord(1), HostRecord(2), soa}}, 4},
+      {"one message", {{soa, one, two, soa}}, 4},
       {"two SOAs alone", {{soa, soa}}, 2},
-      {"SOA first alone", {{soa}, {HostRecord(1), HostRecord(2), soa}}, 4},
-      {"SOA last alone", {{soa, HostRecord(1), HostRecord(2)}, {soa}}, 4},
-      {"a message for each record",
-       {{soa}, {HostRecord(1)}, {HostRecord(2)}, {HostRecord(3)}, {soa}},
-       5},
-      {"a message without records", {{soa, HostRecord(1)}, {}, {soa}}, 3},
-      {"more behind the end", {{soa, HostRecord(1)}, {soa}, {HostRecord(2)}}, 3},
-      {"type 0 ends it",
-       {{soa, HostRecord(1)}, {HostRecord(2), Record(Name("test"), 0, "")}, {HostRecord(3)}},
-       4},
-      {"type 0 in the first", {{soa, HostRecord(1), Record(Name("test"), 0, "")}}, 3},
+      {"SOA first alone", {{soa}, {one, two, soa}}, 4},
+      {"SOA last alone", {{soa, one, two}, {soa}}, 4},
+      {"a message for each record", {{soa}, {one}, {two}, {HostRecord(3)}, {soa}}, 5},
+      {"a message without records", {{soa, one}, {}, {soa}}, 3},
+      {"more behind the end", {{soa, one}, {soa}, {two}}, 3},
+      {"type 0 ends it", {{soa, one}, {two, none}, {HostRecord(3)}}, 4},
+      {"type 0 in the first", {{soa, one, none}}, 3},
   };
   for (const auto& c : kCases)
     for (const bool questions : {true, false})
       for (const QueryEnum type : {TYPE_AXFR, TYPE_IXFR}) {
         SCOPED_TRACE(c.name);
-        DnsServer server(KeepSilent, SendThen(
-                                         [&](const std::string& query) {
-                                           return StreamOf(c.messages, query, questions);
-                                         },
-                                         StreamEnd::kStay));
-        EXPECT_EQ(Transfer(server, type), 0);
+        EXPECT_EQ(Transfer(c.messages, type, questions), 0);
         EXPECT_EQ(dns_->CountAN(), c.records);
         EXPECT_EQ(dns_->CountAll(), c.records);
-        ASSERT_NE(dns_->EntryAN(1), nullptr);
         EXPECT_EQ(dns_->EntryAN(1)->DataType(), TYPE_SOA);
         EXPECT_EQ(dns_->InBuffer(),
                   StreamOf({c.messages[0]}, dns_->OutBuffer().substr(2)).substr(2));
       }
+  dns_->UseUDP(false);
+  const DnsServer server = OverTcp([&](auto& query) { return StreamOf({{soa}, {soa}}, query); });
+  PointAt(*dns_, server.Port(), TYPE_AXFR, "test");
+  EXPECT_EQ(dns_->QueryDNS(), 0);
+  EXPECT_EQ(dns_->CountAN(), 2);
 }
 
 TEST_F(ZoneTransfer, CutAnywhere) {
   const Messages messages = {{SoaRecord(), HostRecord(1)}, {HostRecord(2)}, {SoaRecord()}};
   std::size_t size = 3;
   for (std::size_t cut = 1; cut < size; ++cut) {
-    DnsServer server(KeepSilent,
-                     SendThen([&](const auto& query) { return StreamOf(messages, query); },
-                              StreamEnd::kStay, {cut}));
-    EXPECT_EQ(Transfer(server), 0) << cut;
+    EXPECT_EQ(Transfer(messages, TYPE_AXFR, true, {cut}), 0) << cut;
     EXPECT_EQ(dns_->CountAN(), 4) << cut;
     size = StreamOf(messages, dns_->OutBuffer().substr(2)).size();
   }
@@ -110,59 +112,28 @@ TEST_F(ZoneTransfer, CutAnywhere) {
 }
 
 TEST_F(ZoneTransfer, ManyLongMessages) {
-  DnsServer server(KeepSilent, SendThen(
-                                   [](const std::string& query) {
-                                     Messages messages = {{SoaRecord()}};
-                                     for (int i = 0; i < 20'000; i += 2000)
-                                       messages.push_back(Hosts(i, i + 2000));
-                                     messages.push_back({SoaRecord()});
-                                     return StreamOf(messages, query);
-                                   },
-                                   StreamEnd::kStay));
-  ASSERT_EQ(Transfer(server), 0);
+  Messages messages = {{SoaRecord()}};
+  for (int i = 0; i < 20'000; i += 2000) messages.push_back(Hosts(i, i + 2000));
+  messages.push_back({SoaRecord()});
+  ASSERT_EQ(Transfer(messages), 0);
   ASSERT_EQ(dns_->CountAN(), 20'002);
   for (const int i : {0, 1999, 2000, 19'999})
     EXPECT_EQ(dns_->EntryAN(i + 2)->Query(), "h" + std::to_string(i) + ".test");
   EXPECT_EQ(dns_->EntryAN("h19999.test"), dns_->EntryAN(20'001));
 }
 
-TEST_F(ZoneTransfer, OfQueryDnsOverTcp) {
-  DnsServer server(KeepSilent,
-                   SendThen(
-                       [](const std::string& query) {
-                         return StreamOf({{SoaRecord()}, {HostRecord(1)}, {SoaRecord()}}, query);
-                       },
-                       StreamEnd::kStay));
-  PointAt(*dns_, server.Port(), TYPE_AXFR, "test");
-  dns_->UseUDP(false);
-  EXPECT_EQ(dns_->QueryDNS(), 0);
-  EXPECT_EQ(dns_->CountAN(), 3);
-}
-
 TEST_F(ZoneTransfer, OtherTypesAreOneMessage) {
   for (const QueryEnum type : {TYPE_SOA, TYPE_ALL, TYPE_A}) {
-    DnsServer server(KeepSilent,
-                     SendThen(
-                         [](const std::string& query) {
-                           return StreamOf({{SoaRecord()}, {HostRecord(1), SoaRecord()}}, query);
-                         },
-                         StreamEnd::kStay));
-    EXPECT_EQ(Transfer(server, type), 0);
+    EXPECT_EQ(Transfer({{SoaRecord()}, {HostRecord(1), SoaRecord()}}, type), 0);
     EXPECT_EQ(dns_->CountAN(), 1);
   }
-}
-
-TEST_F(ZoneTransfer, RefusedIsTheResponseCode) {
-  DnsServer server(
-      [](const std::string& query) -> Replies { return {DnsReply(query).Code(5).Bytes()}; });
-  EXPECT_EQ(Transfer(server), 5);
+  EXPECT_EQ(Transfer(DnsServer(Replying([](auto& reply) { reply.Code(5); }))), 5);
   EXPECT_EQ(dns_->CountAll(), 0);
 }
 
 TEST_F(ZoneTransfer, EarlyEndKeepsWhatHasCome) {
   const Messages begun = {{SoaRecord(), HostRecord(1)}, {HostRecord(2), HostRecord(3)}};
-  const std::size_t kMore[] = {0, 1, 2, 20};
-  for (const std::size_t more : kMore) {
+  for (const std::size_t more : {0, 1, 2, 20}) {
     for (const StreamEnd end : {StreamEnd::kClose, StreamEnd::kReset}) {
       SCOPED_TRACE(more);
       DnsServer server(KeepSilent, [&](Connection& connection, const std::string& query) {
@@ -171,26 +142,21 @@ TEST_F(ZoneTransfer, EarlyEndKeepsWhatHasCome) {
         connection.SendCut(stream + next.substr(0, more) + "x", {stream.size()});
         SendThen([](const auto&) { return ""s; }, end)(connection, query);
       });
-      const std::int16_t result = Transfer(server);
-      EXPECT_EQ(result, end == StreamEnd::kClose ? 56 : 10054);
+      EXPECT_EQ(Transfer(server), end == StreamEnd::kClose ? 56 : 10054);
       EXPECT_EQ(dns_->CountAN(), 4);
     }
   }
+  EXPECT_EQ(Transfer(OverTcp([](const std::string& query) {
+              return StreamOf({{SoaRecord(), HostRecord(1)}}, query) +
+                     Framed(DnsReply(query).AnswerCount(3).Bytes()) +
+                     StreamOf({{SoaRecord()}}, query);
+            })),
+            56);
+  EXPECT_EQ(dns_->CountAN(), 2) << "in front of a garbled message";
 }
 
-TEST_F(ZoneTransfer, GarbledMessageKeepsWhatHasCome) {
-  DnsServer server(KeepSilent, SendThen(
-                                   [](const std::string& query) {
-                                     return StreamOf({{SoaRecord(), HostRecord(1)}}, query) +
-                                            Framed(DnsReply(query).AnswerCount(3).Bytes()) +
-                                            StreamOf({{SoaRecord()}}, query);
-                                   },
-                                   StreamEnd::kStay));
-  EXPECT_EQ(Transfer(server), 56);
-  EXPECT_EQ(dns_->CountAN(), 2);
-}
-
-TEST_F(ZoneTransfer, TenSecondsAreForEachSilence) {
+// A byte at a time, as it were: a piece comes every eight seconds.
+std::int16_t ZoneTransfer::RunSlowly() {
   constexpr int kPieces = 4;
   std::atomic<int> sent{0}, wanted{1};
   DnsServer server(KeepSilent, [&](Connection& connection, const std::string& query) {
@@ -213,47 +179,56 @@ TEST_F(ZoneTransfer, TenSecondsAreForEachSilence) {
   PostWhen([&] { return sent >= 1; }, next);
   const RunningClock clock([&] { return wanted > kPieces; });
   const TimePoint before = Now();
-  EXPECT_EQ(Transfer(server), 10002);
-  EXPECT_GE(Now() - before, milliseconds(kPieces * 8000));
+  const std::int16_t code = Transfer(server);
+  waited_ = Now() - before;
+  while (wanted <= kPieces) MessageLoop::ForThisThread().PumpMessages();  // nothing stays posted
+  return code;
+}
+
+TEST_F(ZoneTransfer, TenSecondsAreForEachSilence) {
+  EXPECT_EQ(RunSlowly(), 10002);
   EXPECT_EQ(dns_->CountAN(), 3);
+  EXPECT_GE(waited_, milliseconds(4 * 8000));
 }
 
-// A transfer that has begun and now waits.
-class ZoneTransferWaiting : public ZoneTransfer {
- protected:
-  std::int16_t TransferAndMeanwhile(std::function<void()> action) {
-    PostWhen([this] { return taken_.load(); }, std::move(action));
-    return Transfer(server_);
+TEST_F(ZoneTransfer, ATotalLimitEndsWhatIsNeverSilent) {
+  dns_->TotalTimeout(20);
+  EXPECT_EQ(RunSlowly(), 10002);
+  EXPECT_LT(waited_, milliseconds(4 * 8000 + 9000)) << "the last silence is not waited for";
+}
+
+TEST_F(ZoneTransfer, BeyondMaxAnswerItSaysSo) {
+  for (const std::int64_t most : {1'000, 100'000, 0}) {
+    dns_->MaxAnswer(most);
+    EXPECT_EQ(Transfer({{SoaRecord()}, Hosts(0, 100), {SoaRecord()}}), most == 1'000 ? 10040 : 0);
+    EXPECT_EQ(dns_->CountAN(), most == 1'000 ? 101 : 102) << "what has come is kept";
   }
-
-  std::atomic<bool> taken_{false};  // by the client: all but the last byte
-  DnsServer server_{KeepSilent, [this](Connection& connection, const std::string& query) {
-                      const std::string stream = StreamOf({{SoaRecord(), HostRecord(1)}}, query);
-                      connection.SendCut(stream + '\0', {stream.size()});
-                      taken_ = true;
-                      std::string rest;
-                      connection.ReadToEnd(rest);
-                    }};
-};
-
-TEST_F(ZoneTransferWaiting, StopsAndKeepsWhatHasCome) {
-  EXPECT_EQ(TransferAndMeanwhile([&] { dns_->StopWaiting(); }), 9999);
-  EXPECT_EQ(dns_->LastErr(), 9999);
-  EXPECT_EQ(dns_->CountAN(), 2);
 }
 
-TEST_F(ZoneTransferWaiting, DeletionInsideIsSafe) {
-  EXPECT_EQ(TransferAndMeanwhile([&] { dns_.reset(); }), 9999);
-}
-
-TEST_F(ZoneTransferWaiting, AnotherQueryInsideIsRefused) {
-  EXPECT_EQ(TransferAndMeanwhile([&] {
+// The client has taken all but the last byte, and waits.
+TEST_F(ZoneTransfer, EndedByTheCallerKeepsWhatHasCome) {
+  std::atomic<bool> taken{false};
+  DnsServer server(KeepSilent, [&](Connection& connection, const std::string& query) {
+    const std::string stream = StreamOf({{SoaRecord(), HostRecord(1)}}, query);
+    connection.SendCut(stream + '\0', {stream.size()});
+    taken = true;
+    std::string rest;
+    connection.ReadToEnd(rest);
+  });
+  const auto transferAndMeanwhile = [&](const std::function<void()>& action) {
+    taken = false;
+    PostWhen([&] { return taken.load(); }, action);
+    return Transfer(server);
+  };
+  EXPECT_EQ(transferAndMeanwhile([&] {
               EXPECT_EQ(dns_->QueryZone(), 10036);
               EXPECT_EQ(dns_->QueryDNS(), 10036);
               dns_->StopWaiting();
             }),
             9999);
+  EXPECT_EQ(dns_->LastErr(), 9999);
   EXPECT_EQ(dns_->CountAN(), 2);
+  EXPECT_EQ(transferAndMeanwhile([&] { dns_.reset(); }), 9999);
 }
 
 }  // namespace

@@ -44,9 +44,10 @@ class Reply:
 
 class DnsServer(LoopbackServer):
     """udp and tcp map names to a Reply, a list of them, or None, which is silence; other names do
-    not exist. queries holds every message that came, asked is set by each."""
+    not exist. queries holds every message that came, asked is set once there are so many."""
 
     def __init__(self):
+        self.awaited = 1
         self.udp, self.tcp = {}, {}
         self.queries = []
         super().__init__()
@@ -56,7 +57,8 @@ class DnsServer(LoopbackServer):
 
     def replies(self, replies, query):
         self.queries.append(query)
-        self.asked.set()
+        if len(self.queries) >= self.awaited:
+            self.asked.set()
         labels, at = [], 12
         while query[at]:
             labels.append(query[at + 1:at + 1 + query[at]])

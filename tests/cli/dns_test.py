@@ -6,19 +6,16 @@ Usage: dns_test.py PATH_OF_NETRO [unittest arguments]
 
 import ipaddress
 import itertools
-import json
 import os
 import random
 import re
 import signal
-import socket
 import struct
-import subprocess
 import unittest
 
 from dns_server import AA, AXFR, ANY, A, MX, NS, PTR, RA, SOA, SRV, TC, TXT
 from dns_server import DnsServer, Reply, name, record, soa
-from netro_command import LIMIT, NETRO, Terminal, interrupt, run
+from netro_command import CommandTestCase, Terminal, interrupt, nobody, run
 
 ADDRESS = bytes([192, 0, 2, 1])
 PRINTABLE = re.compile(rb"[\n -~]*")
@@ -53,27 +50,21 @@ def section_of(output, heading):
     return int(part[0].rstrip(")")), list(itertools.takewhile(bool, part[1].splitlines()))
 
 
-class DnsTest(unittest.TestCase):
+class DnsTest(CommandTestCase):
     def setUp(self):
-        self.server = DnsServer()
-        self.addCleanup(self.server.close)
+        self.server = self.serve(DnsServer())
+        self.command = "dns", "--server", self.server.address
 
-    def dns(self, *arguments, status=0, stderr=None):
-        done = run("dns", "--server", self.server.address, *arguments)
-        self.assertEqual(done.returncode, status, (arguments, done))
-        self.assertIsNotNone(PRINTABLE.fullmatch(done.stdout), done.stdout)
-        self.assertIsNotNone(PRINTABLE.fullmatch(done.stderr), done.stderr)
-        if stderr is None:
-            self.assertEqual(done.stderr, b"", arguments)
-        else:
-            self.assertIn(stderr, done.stderr, arguments)
-        return done.stdout
+    def netro(self, *arguments, **expected):
+        printed = super().netro(*arguments, **expected)
+        self.assertIsNotNone(PRINTABLE.fullmatch(printed), printed)
+        return printed
 
     def answers_over_tcp(self, records):
         """What is printed for records of (number, data)."""
         answer = [record("r.test", kind, data) for kind, data in records]
         self.server.tcp["many.test"] = Reply(answer)
-        return records_of(self.dns("--tcp", "many.test", "ANY"))
+        return records_of(self.netro("--tcp", "many.test", "ANY"))
 
     def test_every_type(self):
         known = list(known_records())
@@ -149,7 +140,7 @@ class DnsTest(unittest.TestCase):
             [record("mail.test", MX, struct.pack(">H", 10) + name("a.test"), ttl=4294967295),
              record("Mail.test", MX, struct.pack(">H", 65535) + name(""), ttl=0)],
             [record("test", NS, name("ns.test"))], [record("a.test", A, ADDRESS)], flags=AA | RA)
-        shown = self.dns("mail.test", "mx")
+        shown = self.netro("mail.test", "mx")
         text, _, end = shown.decode().rpartition(";; 127.0.0.1:")
         self.assertEqual(text, """\
 ;; QUESTION
@@ -188,7 +179,7 @@ a.test.     300         IN  A   192.0.2.1
         ):
             with self.subTest(options):
                 self.server.queries.clear()
-                self.dns("x.test", *options)
+                self.netro("x.test", *options)
                 query, = self.server.queries
                 self.assertEqual(query[2:4], flags)
                 self.assertEqual(query[12:], name("x.test") + struct.pack(">HH", kind, 1))
@@ -196,10 +187,10 @@ a.test.     300         IN  A   192.0.2.1
     def test_names(self):
         for asked in ".", "x.test.", "X.TEST":
             self.server.udp[asked.strip(".")] = Reply([record(asked, A, ADDRESS)])
-            shown = self.dns(asked).decode()
+            shown = self.netro(asked).decode()
             self.assertIn(f";{asked.strip('.')}.  IN  A\n", shown)
         for asked in "a..test", ".test", "x" * 64, ".".join(["x" * 63] * 4):
-            self.dns(asked, status=1, stderr=b"(error 59)")
+            self.netro(asked, status=1, stderr=b"(error 59)")
 
     def test_escaped_names(self):
         for asked, wire, shown in (
@@ -210,14 +201,14 @@ a.test.     300         IN  A   192.0.2.1
             self.server.queries.clear()
             owner = wire[:-1].replace(b"\4test", b".test")[1:].decode("latin-1")
             self.server.udp[owner] = Reply([wire + record("", MX, b"\0\1" + wire)[1:]])
-            lines = records_of(self.dns(asked, "MX"))
+            lines = records_of(self.netro(asked, "MX"))
             self.assertEqual(self.server.queries[0][12:], wire + struct.pack(">HH", MX, 1))
             self.assertEqual(lines, [[shown, "300", "IN", "MX", "1 " + shown]])
-        self.dns(r"a\256.test", status=1, stderr=b"error 59")
+        self.netro(r"a\256.test", status=1, stderr=b"error 59")
         mailbox = b"\x08john.doe\4test\0"
         self.server.udp["test"] = Reply([record("test", SOA, name("ns.test") + mailbox + bytes(20))])
-        self.assertIn(rb" ns.test. john\.doe.test. 0 ", self.dns("test", "SOA"))
-        fields = json.loads(self.dns("--json", "test", "SOA"))["answer"][0]["fields"]
+        self.assertIn(rb" ns.test. john\.doe.test. 0 ", self.netro("test", "SOA"))
+        fields = self.json("test", "SOA")["answer"][0]["fields"]
         self.assertEqual((fields["mailbox"], fields["mail_address"]),
                          (r"john\.doe.test.", "john.doe@test"))
 
@@ -226,7 +217,7 @@ a.test.     300         IN  A   192.0.2.1
         self.server.tcp["test"] = [Reply([soa("test"), soa("test")])]
         for _ in range(4):
             for arguments in ["x.test"], ["x.test", "--tcp"], ["test", "--zone"]:
-                self.dns(*arguments)
+                self.netro(*arguments)
         self.assertGreater(len({query[:2] for query in self.server.queries}), 9)
 
     def test_edns(self):
@@ -235,27 +226,27 @@ a.test.     300         IN  A   192.0.2.1
         for options, size, flags in (["--edns", "512"], 512, 0), (["--dnssec"], 1232, 0x8000), \
                                     (["--edns", "65535", "--dnssec", "--tcp"], 65535, 0x8000):
             self.server.queries.clear()
-            shown = self.dns("x.test", *options, status=1, stderr=b"BADVERS")
+            shown = self.netro("x.test", *options, status=1, stderr=b"BADVERS")
             self.assertEqual(self.server.queries[0][-11:],
                              b"\0" + struct.pack(">HHIH", 41, size, flags, 0))
             self.assertIn(b"\n;; ADDITIONAL (0)\n", shown)
             self.assertIn(b"\n;; BADVERS, flags aa rd\n"
                           b";; EDNS: version: 0, flags: do; MBZ: 0x0001; udp: 4096\n"
                           b";; OPT=15: 00 12\n", shown)
-        shown = json.loads(self.dns("--json", "x.test", "--dnssec", status=1, stderr=b"BADVERS"))
+        shown = self.json("x.test", "--dnssec", status=1, stderr=b"BADVERS")
         self.assertEqual(shown["edns"], {"version": 0, "flags": 0x8001, "udp_size": 4096,
                                          "options": [{"code": 15, "data": "0012"}]})
-        self.assertIsNone(json.loads(self.dns("--json", "x.test"))["edns"])
+        self.assertIsNone(self.json("x.test")["edns"])
 
     def test_reverse(self):
         for address in "192.0.2.1", "2001:db8::f1":
             owner = ipaddress.ip_address(address).reverse_pointer
             self.server.udp[owner] = Reply([record(owner, PTR, name("host.test"))])
             for arguments in ["--reverse", address], [address, "--reverse", "PTR"]:
-                self.assertEqual(records_of(self.dns(*arguments)),
+                self.assertEqual(records_of(self.netro(*arguments)),
                                  [[owner + ".", "300", "IN", "PTR", "host.test."]])
-        self.assertIn(b";1.2.0.192.in-addr.arpa.  IN  PTR\n", self.dns("192.0.2.1", "PTR"))
-        self.dns("192.0.2.1", status=1, stderr=b"--reverse")
+        self.assertIn(b";1.2.0.192.in-addr.arpa.  IN  PTR\n", self.netro("192.0.2.1", "PTR"))
+        self.netro("192.0.2.1", status=1, stderr=b"--reverse")
 
     def test_truncated_reply_is_asked_for_over_tcp(self):
         whole = Reply([record("big.test", TXT, b"\1x" * 100)] * 5)
@@ -263,7 +254,7 @@ a.test.     300         IN  A   192.0.2.1
         for cut in Reply(flags=TC), Reply(whole.sections[0][:1], flags=TC | AA):
             self.server.udp["big.test"] = cut
             self.server.queries.clear()
-            shown = self.dns("big.test", "TXT")
+            shown = self.netro("big.test", "TXT")
             self.assertEqual(len(self.server.queries), 2)
             self.assertEqual(len(records_of(shown)), 5)
             self.assertIn(b"truncated", shown)
@@ -284,22 +275,20 @@ a.test.     300         IN  A   192.0.2.1
             (["garbled.test", "--tcp"], b"error 56"),
         ):
             with self.subTest(arguments):
-                shown = self.dns(*arguments, status=1, stderr=text)
+                shown = self.netro(*arguments, status=1, stderr=text)
                 found = section_of(shown, "AUTHORITY") if shown else None
                 self.assertEqual(found is not None, "none.test" in arguments)
 
     def test_no_record_of_this_type_is_no_failure(self):
         self.server.both("none.test", Reply(authority=[soa("test")]))
         for transport in [], ["--tcp"]:
-            shown = self.dns("none.test", "MX", *transport)
+            shown = self.netro("none.test", "MX", *transport)
             self.assertEqual(section_of(shown, "ANSWER"), (0, []))
             self.assertEqual(section_of(shown, "AUTHORITY"),
                              (1, ["test.  300  IN  SOA  ns.test. mail.test. 1 2 3 4 5"]))
 
     def test_nobody_there(self):
-        with socket.socket() as taken:  # bound, but nobody listens
-            taken.bind(("127.0.0.1", 0))
-            dead = f"127.0.0.1:{taken.getsockname()[1]}"
+        with nobody() as dead:
             for arguments in ["--server", dead, "--tcp"], ["--server", "127.0.0.1", "-x", dead]:
                 done = run("dns", *arguments, "x.test")
                 self.assertEqual((done.returncode, done.stdout), (1, b""))
@@ -308,18 +297,14 @@ a.test.     300         IN  A   192.0.2.1
     def test_timeout_names_the_option(self):
         self.server.both("silent.test", None)
         for transport in [], ["--tcp"], ["--zone"]:
-            self.dns("--timeout", "1", "silent.test", *transport, status=1, stderr=b"--timeout")
+            self.netro("--timeout", "0.3", "silent.test", *transport, status=1, stderr=b"0.3 s, --timeout")
 
     def test_interrupt_cancels(self):
         self.server.both("silent.test", None)
         for transport in [], ["--tcp"]:
             self.server.asked.clear()
-            arguments = [NETRO, "dns", "--server", self.server.address, "silent.test", *transport]
-            with subprocess.Popen(arguments, stderr=subprocess.PIPE) as process:
-                self.assertTrue(self.server.asked.wait(LIMIT))
-                process.send_signal(signal.SIGINT)
-                self.assertIn(b"9999", process.communicate(timeout=LIMIT)[1])
-            self.assertEqual(process.returncode, 1)
+            status, text = interrupt(self.server.asked, *self.command, "silent.test", *transport)
+            self.assertEqual((status, b"9999" in text), (-signal.SIGINT, True))
 
     def test_zone(self):
         hosts = [record(f"h{i}.test", A, ADDRESS) for i in range(1000)]
@@ -327,7 +312,7 @@ a.test.     300         IN  A   192.0.2.1
                                    Reply([hosts[999], soa("test")])]
         for arguments in ["--zone", "test"], ["test", "AXFR"], ["test", "axfr", "--zone"]:
             self.server.queries.clear()
-            shown = self.dns(*arguments)
+            shown = self.netro(*arguments)
             query, = self.server.queries
             self.assertEqual(query[12:], name("test") + struct.pack(">HH", AXFR, 1))
             lines = records_of(shown)
@@ -338,10 +323,10 @@ a.test.     300         IN  A   192.0.2.1
 
     def test_zone_that_ends_early(self):
         self.server.tcp["test"] = [Reply([soa("test"), record("h.test", A, ADDRESS)])]
-        shown = self.dns("--zone", "test", status=1, stderr=b"error 56")
+        shown = self.netro("--zone", "test", status=1, stderr=b"error 56")
         self.assertEqual(len(records_of(shown)), 2)
         self.server.tcp["test"] = Reply(code=5)
-        self.assertEqual(self.dns("--zone", "test", status=1, stderr=b"REFUSED"), b"")
+        self.assertEqual(self.netro("--zone", "test", status=1, stderr=b"REFUSED"), b"")
 
     def test_json(self):
         self.server.both("x.test", Reply(
@@ -349,7 +334,7 @@ a.test.     300         IN  A   192.0.2.1
              record("x.test", 65280, b"\1\2")],
             [soa("test", serial=4294967295)], flags=AA | RA))
         for transport, arguments in ("UDP", []), ("TCP", ["--tcp"]):
-            shown = json.loads(self.dns("--json", "x.test", "srv", *arguments))
+            shown = self.json("x.test", "srv", *arguments)
             self.assertEqual(shown["question"], {"name": "x.test.", "class": "IN", "type": "SRV"})
             self.assertEqual((shown["server"], shown["transport"]),
                              (self.server.address, transport))
@@ -364,12 +349,12 @@ a.test.     300         IN  A   192.0.2.1
                  "type_number": 65280, "data": "\\# 2 0102"}])
             self.assertEqual(shown["authority"][0]["fields"]["serial"], 4294967295)
             self.assertEqual(shown["additional"], [])
-        failed = json.loads(self.dns("--json", "none.test", status=1, stderr=b"error 59"))
+        failed = self.json("none.test", status=1, stderr=b"error 59")
         self.assertEqual((failed["ok"], failed["status"], failed["error"]["number"]),
                          (False, "NXDOMAIN", 59))
         self.assertEqual(failed["authority"][0]["type"], "SOA")
         self.server.both("silent.test", None)
-        late = json.loads(self.dns("--json", "-t1", "silent.test", status=1, stderr=b"10002"))
+        late = self.json("-t1", "silent.test", status=1, stderr=b"10002")
         self.assertEqual((late["ok"], late["status"], late["answer"]), (False, None, []))
 
     def test_hostile_text(self):
@@ -382,57 +367,31 @@ a.test.     300         IN  A   192.0.2.1
             record(bad, TXT, strings), record("x.test", TXT, strings * 2),
             record("x.test", MX, b"\0\1" + name(bad)), record("x.test", 39, name(bad)),
             record("x.test", 256, b"\0\1\0\2" + bad), record("x.test", 13, strings * 2)])
-        self.assertEqual(records_of(self.dns("x.test", "ANY")), [
+        self.assertEqual(records_of(self.netro("x.test", "ANY")), [
             [label + ".", "300", "IN", "TXT", text],
             ["x.test.", "300", "IN", "TXT", f"{text} {text}"],
             ["x.test.", "300", "IN", "MX", f"1 {label}."],
             ["x.test.", "300", "IN", "DNAME", f"{label}."],
             ["x.test.", "300", "IN", "URI", f"1 2 {text}"],
             ["x.test.", "300", "IN", "HINFO", f"{text} {text}"]])
-        json.loads(self.dns("--json", "x.test", "ANY"))
-        self.dns(bad, status=1, stderr=b"NXDOMAIN")
+        self.json("x.test", "ANY")
+        self.netro(bad, status=1, stderr=b"NXDOMAIN")
         status, shown = Terminal("dns", "-s", self.server.address, "x.test", "ANY",
                                  environment={"NO_COLOR": "1"}).finish()
         self.assertEqual(status, 0)
         self.assertIsNotNone(re.fullmatch(rb"[\r\n -~]*", shown), shown)
 
-    def test_colour_only_on_a_terminal_that_wants_it(self):
+    def test_colours(self):
         self.server.udp["x.test"] = Reply([record("x.test", A, ADDRESS)])
-        for setting, colour in ({}, True), ({"NO_COLOR": "1"}, False), ({"TERM": "dumb"}, False):
-            status, text = Terminal("dns", "-s", self.server.address, "x.test",
-                                    environment=setting).finish()
-            self.assertEqual((status, b"\x1b[" in text), (0, colour))
-            self.assertIn(b"192.0.2.1", text)
+        self.check_colours("x.test", wanted=b"192.0.2.1")
 
     def test_proxies(self):
-        """The first bytes that each kind of proxy gets; the server's name is left to it."""
-        for proxy, kind, begin in (
-            ("", None, b"\5\1\0"),
-            ("socks5h://", None, b"\5\1\0"),
-            ("socks5h://u:p@", None, b"\5\2\0\2"),
-            ("u:p@", "socks5-auth", b"\5\2\0\2"),
-            ("socks4a://u@", None, b"\4\1\0\x35\0\0\0\1u\0ns.test\0"),
-            ("u@", "socks4a", b"\4\1\0\x35\0\0\0\1u\0ns.test\0"),
-        ):
-            with self.subTest((proxy, kind)), socket.create_server(("127.0.0.1", 0)) as listener:
-                scheme, _, user = proxy.rpartition("://")
-                address = f"{user}127.0.0.1:{listener.getsockname()[1]}"
-                options = ["--proxy", f"{scheme}://{address}" if scheme else address]
-                options += ["--proxy-type", kind] if kind else []
-                # A name that does not exist gets through where the proxy looks it up.
-                local = scheme == "" and kind != "socks4a"
-                server = "127.0.0.1" if local else "ns.test"
-                arguments = [NETRO, "dns", "--server", server, *options, "x.test"]
-                with subprocess.Popen(arguments, stderr=subprocess.PIPE) as process:
-                    connection = listener.accept()[0]
-                    received = connection.recv(65536)
-                    connection.close()
-                    process.communicate(timeout=LIMIT)
-                self.assertEqual(process.returncode, 1)
-                self.assertTrue(received.startswith(begin), received)
+        self.command = "dns",
+        self.check_proxies(["--server"], 53, "x.test")
 
     def test_wrong_usage(self):
-        for arguments, text in (
+        self.command = "dns",
+        self.check_usage(
             ([], b"NAME"),
             ([""], b"NAME is empty"),
             (["x.test", "FOO"], b"FOO"),
@@ -450,63 +409,48 @@ a.test.     300         IN  A   192.0.2.1
             (["x.test", "--zone", "MX"], b"exclude"),
             (["x.test", "--zone", "--all"], b"exclude"),
             (["192.0.2.1", "--reverse", "A"], b"exclude"),
-            (["x.test", "--reverse"], b"no address"),
             (["192.0.2.256", "--reverse"], b"no address"),
             (["x.test", "--server", "a:0"], b"port"),
-            (["x.test", "--server", "a:65536"], b"65536"),
-            (["x.test", "--server", "a:b"], b"port"),
-            (["x.test", "--server", ":53"], b"host"),
-            (["x.test", "--server", "[::1:53"], b"IPv6"),
             (["x.test", "--edns", "511"], b"--edns"),
             (["x.test", "--edns", "65536"], b"--edns"),
             (["x.test", "--edns", "large"], b"--edns"),
             (["x.test", "--timeout", "0"], b"timeout"),
-            (["x.test", "--timeout", "soon"], b"timeout"),
-            (["x.test", "--timeout", "99999999"], b"timeout"),
-            (["x.test", "--proxy", "http://a:1"], b"SOCKS"),
-            (["x.test", "--proxy", "a:1", "--proxy-type", "basic"], b"SOCKS"),
-            (["x.test", "--proxy", "gopher://a"], b"gopher"),
-            (["x.test", "--proxy-type", "socks4"], b"--proxy"),
-        ):
-            with self.subTest(arguments):
-                done = run("dns", *arguments)
-                self.assertEqual((done.returncode, done.stdout), (2, b""), done)
-                self.assertIn(text, done.stderr)
+            (["x.test", "--proxy", "http://a:1"], b"SOCKS"))
 
     def test_several_names(self):
         names = ["x.test", "none.test", "y.test", "z."]
         for asked in "x.test", "y.test", "z":
             self.server.udp[asked] = Reply([record(asked, MX, b"\0\1" + name("m." + asked))])
         for words in ["MX", *names[1:]], [*names[1:3], "mx", names[3]], [*names[1:], "TYPE15"]:
-            shown = self.dns(names[0], *words, status=1, stderr=b"cannot look up none.test. MX")
+            shown = self.netro(names[0], *words, status=1, stderr=b"cannot look up none.test. MX")
             self.assertEqual([line[4] for line in records_of(shown) if line[3] == "MX"],
                              ["1 m.x.test.", "1 m.y.test.", "1 m.z."])
             self.assertEqual(shown.count(b"\n\n;; QUESTION\n"), 3)
-        shown = json.loads(self.dns("--json", *names, "MX", status=1, stderr=b"error 59"))
+        shown = self.json(*names, "MX", status=1, stderr=b"error 59")
         self.assertEqual([(one["question"]["name"], one["ok"]) for one in shown],
                          [("x.test.", True), ("none.test.", False), ("y.test.", True), ("z.", True)])
 
     def test_several_zones_and_addresses(self):
         for zone in "a.test", "b.test":
             self.server.tcp[zone] = Reply([soa(zone), record("h." + zone, A, ADDRESS), soa(zone)])
-        shown = records_of(self.dns("--zone", "a.test", "b.test"))
+        shown = records_of(self.netro("--zone", "a.test", "b.test"))
         self.assertEqual([line[0] for line in shown if line[3] == "A"], ["h.a.test.", "h.b.test."])
         addresses = ["192.0.2.1", "::1"]
         for address in addresses:
             owner = ipaddress.ip_address(address).reverse_pointer
             self.server.udp[owner] = Reply([record(owner, PTR, name("host.test"))])
-        self.assertEqual(len(records_of(self.dns("--reverse", *addresses))), 2)
+        self.assertEqual(len(records_of(self.netro("--reverse", *addresses))), 2)
 
     def test_interrupt_cancels_all(self):
         self.server.both("silent.test", None)
-        status, text = interrupt(self.server.asked, "dns", "--parallel", "2", "--server",
-                                 self.server.address, *["silent.test"] * 10)
-        self.assertEqual(status, 1)
+        status, text = interrupt(self.server.asked, *self.command, "--parallel", "2",
+                                 *["silent.test"] * 10)
+        self.assertEqual(status, -signal.SIGINT)
         self.assertRegex(text, rb"9999(.|\n)*interrupted; [89] of 10 names were not asked for")
 
     def test_names_of_other_commands_are_names(self):
         self.server.udp["get"] = Reply([record("get", A, ADDRESS)])
-        self.assertEqual(records_of(self.dns("get")), [["get.", "300", "IN", "A", "192.0.2.1"]])
+        self.assertEqual(records_of(self.netro("get")), [["get.", "300", "IN", "A", "192.0.2.1"]])
 
 
 if __name__ == "__main__":

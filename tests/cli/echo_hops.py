@@ -22,10 +22,11 @@ def icmp(kind, code, rest):
 
 
 class Answer:
-    """What comes back: a kind of message from an address, after some seconds."""
+    """What comes back: a kind of message from an address, once a request with the time to live
+    "after" has been answered as well."""
 
-    def __init__(self, source, kind=TIME_EXCEEDED, code=0, delay=0.0):
-        self.source, self.kind, self.code, self.delay = source, kind, code, delay
+    def __init__(self, source, kind=TIME_EXCEEDED, code=0, after=0):
+        self.source, self.kind, self.code, self.after = source, kind, code, after
 
 
 class EchoHops:
@@ -35,6 +36,7 @@ class EchoHops:
         self.answers = answers
         self.asked = threading.Event()
         self.times_to_live = []
+        self.held = []
         self.receiver = socket.socket(socket.AF_INET, socket.SOCK_RAW, socket.IPPROTO_ICMP)
         self.sender = socket.socket(socket.AF_INET, socket.SOCK_RAW, socket.IPPROTO_RAW)
         self.stop, self.stopped = socket.socketpair()
@@ -58,12 +60,12 @@ class EchoHops:
         answer = self.answers(ttl, self.times_to_live.count(ttl))
         self.times_to_live.append(ttl)
         self.asked.set()
-        if answer is not None and answer.delay:
-            timer = threading.Timer(answer.delay, self.send, (answer, packet))
-            timer.daemon = True
-            timer.start()
-        elif answer is not None:
-            self.send(answer, packet)
+        if answer is not None:
+            self.held.insert(0, (answer, packet))
+        for each in list(self.held):
+            if each[0].after in (0, *self.times_to_live):
+                self.held.remove(each)
+                self.send(*each)
 
     def send(self, answer, packet):
         if answer.kind == ECHO_REPLY:

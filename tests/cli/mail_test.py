@@ -10,17 +10,16 @@ import email.policy
 import json
 import os
 import re
-import socket
+import signal
 import struct
 import tempfile
 import threading
 import unittest
 
 from dns_server import A, MX, DnsServer, Reply, name, record
-from netro_command import Terminal, bytes_for_proxy, interrupt, run
+from netro_command import CommandTestCase, Terminal, interrupt, nobody, run
 from smtp_server import SmtpServer
 
-PRINTABLE = re.compile("[\n -~\xA0-\uFFFF]*")
 HTML = '<p>Größe: <img src="cid:dot.png"></p>\n'
 PNG = b"\x89PNG\r\n\x1a\n\0\1\2\xff\r\n.\r\n"
 HOSTILE = b"550 red \x1b[31m beep \x07 C1 \xc2\x9b broken \xff"
@@ -38,11 +37,9 @@ def mail_domain(domain):
             f"mx.{domain}": Reply([record(f"mx.{domain}", A, bytes([127, 0, 0, 1]))])}
 
 
-class MailTestCase(unittest.TestCase):
+class MailTestCase(CommandTestCase):
     def setUp(self):
-        self.server, self.names = SmtpServer(), DnsServer()
-        self.addCleanup(self.server.close)
-        self.addCleanup(self.names.close)
+        self.server, self.names = self.serve(SmtpServer()), self.serve(DnsServer())
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         self.folder = folder.name
@@ -53,15 +50,6 @@ class MailTestCase(unittest.TestCase):
             stream.write(content)
         return path
 
-    def netro(self, *arguments, status=0, stderr=b"", **options):
-        """What was printed; stderr must be in the messages, which are empty without it."""
-        done = run(*arguments, **options)
-        self.assertEqual(done.returncode, status, (arguments, done))
-        self.assertIsNotNone(PRINTABLE.fullmatch(done.stderr.decode()), done.stderr)
-        self.assertIn(stderr, done.stderr, arguments)
-        self.assertEqual(stderr == b"", done.stderr == b"", done.stderr)
-        return done.stdout.decode()
-
     def to_exchangers(self):
         return ["--dns", self.names.address, "--port", str(self.server.port)]
 
@@ -70,7 +58,7 @@ class MailTest(MailTestCase):
     def mail(self, *arguments, to="a@xy.test", server=True, **expected):
         way = ["--server", self.server.address] if server else self.to_exchangers()
         return self.netro("mail", "-f", "Jane <jane@xy.test>", "--to", to, "--helo", "me.test", *way,
-                          *arguments, **expected)
+                          *arguments, **expected).decode()
 
     def json(self, *arguments, **expected):
         return json.loads(self.mail("--json", *arguments, **expected))
@@ -151,16 +139,17 @@ class MailTest(MailTestCase):
                              (False, bool(options), 550))
             first, second, third = shown["recipients"]
             self.assertEqual((first["accepted"], first["class"]), (True, {"number": 0, "text": ""}))
+            step = {"step": {"number": 40, "name": "RCPTTo"}, "result": 550,
+                    "message": "550-no\r\n550 user\r\n"}
             self.assertEqual(second, {
-                "address": "none@xy.test", "list": "to", "accepted": False,
-                "step": {"number": 40, "name": "RCPTTo"}, "result": 550,
-                "message": "550-no\r\n550 user\r\n",
-                "class": {"number": 3011, "text": "Fatal SMTP Error"}})
+                "address": "none@xy.test", "list": "to", "accepted": False, **step,
+                "class": {"number": 3011, "text": "Fatal SMTP Error"}, "enhanced_status": "",
+                "tries": [{"host": "127.0.0.1", "address": "127.0.0.1", "protected": False, **step}]})
             self.assertEqual(third["class"]["number"], 3015)
             self.assertEqual(len(self.server.messages), 2)  # of the first turn
 
     def test_transcript(self):
-        lines = (b"[127.0.0.1] 220 mx.test ready\n[me.test] HELO me.test\n", b"] 221 bye\n")
+        lines = (b"[127.0.0.1] 220 mx.test ready\n[me.test] EHLO me.test\n", b"] 221 bye\n")
         for line in lines:
             self.mail("--transcript", "--text", "x", stderr=line)
         shown = self.json("--transcript", "--text", "x")["recipients"][0]["transcript"]
@@ -200,6 +189,17 @@ class MailTest(MailTestCase):
             (["--text", "x", "--timeout", "0"], b"--timeout"),
             (["--text", "x", "--proxy", "http://x"], b"SOCKS"),
             (["--text", "x", "--print", "--json"], b"--print"),
+            (["--text", "x", "--spool", self.folder, "--print"], b"--spool"),
+            (["--deliver", self.folder], b"without a message"),
+            (["--list", self.folder], b"without a message"),
+            (["--text", "x", "--all"], b"--deliver"),
+            (["--text", "x", "--tls", "maybe"], b'not "maybe"'),
+            (["--text", "x", "--quit-after", "data"], b'not "data"'),
+            (["--text", "x", "--password-file", "-"], b"--user"),
+            (["--text", "x", "--user", "jane", "--password-file", "/nonexistent"], b"/nonexistent"),
+            (["--text", "x", "--eml", "-"], b"--eml"),
+            (["--eml", self.file("none.eml", b"Hello\n\n")], b"--eml"),
+            (["--text", "x", "--trace", "--simulate"], b"--trace"),
         ):
             with self.subTest(arguments):
                 self.assertEqual(self.mail(*arguments, status=2, stderr=text), "")
@@ -211,20 +211,81 @@ class MailTest(MailTestCase):
             (["--from", "a@xy.test", "--to", "a@xy.test", "--server", "x/y"], b"--server"),
             (["--from", "a@xy.test", "--to", "a@xy.test", "--port", "65536"], b"--port"),
         ):
-            self.netro("mail", "--text", "x", *arguments, status=2, stderr=text)
+            self.text("mail", "--text", "x", *arguments, status=2, stderr=text)
         self.assertEqual(self.server.connections, [])
 
+    def test_logins(self):
+        """The password comes from a file, standard input or a program, and is shown nowhere."""
+        self.server.replies = {b"EHLO": b"250-hi\r\n250 AUTH PLAIN", b"AUTH": b"235 in"}
+        told = b"AUTH PLAIN AGphbmUAczNjcmV0"
+        asker = self.file("asker", b"#!/bin/sh\ntest \"$1\" = 'Password of jane: ' && echo s3cret\n")
+        os.chmod(asker, 0o700)
+        nobody = {k: v for k, v in os.environ.items() if not k.endswith("_ASKPASS")}
+        login = ["--text", "x", "--user", "jane", "--tls", "off", "--password-in-clear", "-v"]
+        for extra, options in (
+                (["--password-file", self.file("word", b"s3cret\nother\n")], {}),
+                (["--password-file", "-"], {"input": b"s3cret\n"}),
+                ([], {"env": {**nobody, "NETRO_ASKPASS": asker}, "input": b""}),
+                ([], {"env": {**nobody, "SSH_ASKPASS": asker}, "input": b""})):
+            done = run("mail", "-f", "jane@xy.test", "--to", "a@xy.test", "--server",
+                       self.server.address, *login, *extra, **options)
+            self.assertEqual(done.returncode, 0, done)
+            self.assertEqual(self.server.commands.count(told), 1, self.server.commands)
+            self.assertNotIn(b"s3cret", done.stdout + done.stderr)
+            self.assertNotIn(b"AGphbmU", done.stdout + done.stderr)
+            self.server.commands.clear()
+        # In clear it does not go without being told to, and TLS is the usual.
+        word = ["--text", "x", "--user", "jane", "--password-file", self.file("word", b"s3cret")]
+        for options in ["--tls", "off"], []:
+            shown = self.mail(*word, *options, status=1)
+            self.assertIn("failed at", shown)
+        self.assertFalse([c for c in self.server.commands if c.startswith(b"AUTH")])
+
+    def test_finished_message_empty_sender_and_last_step(self):
+        text = b"From: x@xy.test\nBcc: secret@xy.test\nSubject: done\n\n.Hello\n"
+        sent = b"From: x@xy.test\r\nSubject: done\r\n\r\n.Hello\r\n"
+        for eml, options in (self.file("m.eml", text), {}), ("-", {"input": text}):
+            self.mail("--eml", eml, to="root@localhost, b@xy.test", **options)
+            self.assertEqual(self.server.messages,
+                             [("root@localhost", sent), ("b@xy.test", sent)])
+            self.server.messages.clear()
+        self.text("mail", "-f", "", "--to", "a@xy.test", "--text", "x", "--server",
+                   self.server.address)
+        self.assertIn(b"MAIL FROM:<>", self.server.commands)
+        self.assertIn("MAILER-DAEMON@", parse(self.server.messages.pop()[1])["From"])
+        self.server.commands.clear()
+        shown = self.mail("--quit-after", "from")
+        self.assertEqual(shown, 'a@xy.test: as far as "from" all is well\n')
+        self.assertEqual(self.server.commands[1:], [b"MAIL FROM:<jane@xy.test>", b"QUIT"])
+        self.assertEqual(self.server.messages, [])
+
+    def test_trace(self):
+        self.names.udp = mail_domain("xy.test") | mail_domain("zz.test")
+        self.server.replies = {b"EHLO": b"250-hi\r\n250 SIZE 1000",
+                               b"RCPT TO:<b@zz.test>": b"550 5.1.1 no"}
+        shown = self.mail("--trace", to="a@xy.test, b@zz.test, c@no.test", server=False, status=1)
+        self.assertRegex(shown, r"\Aa@xy\.test\n"
+                         r"  mx\.xy\.test \(127\.0\.0\.1\): takes it\n"
+                         r"    greeting    220 mx\.test ready\n    extensions  SIZE 1000\n"
+                         r"    TLS         none\n  other\.test: fails at .*\n"
+                         r"b@zz\.test\n  mx\.zz\.test \(127\.0\.0\.1\): fails at RCPTTo: 550 5\.1\.1 no\n"
+                         r"(    .*\n)+  other\.test: .*\nc@no\.test: nobody to ask, .*Fatal DNS Error\n\Z")
+        shown = self.json("--trace", to="a@xy.test", server=False)
+        self.assertEqual(shown["ok"], True)
+        server = shown["recipients"][0]["servers"][0]
+        self.assertEqual((server["host"], server["extensions"], server["recipient_accepted"]),
+                         ("mx.xy.test", ["SIZE 1000"], True))
+        self.assertEqual(self.server.messages, [])
+
     def test_failures(self):
-        with socket.socket() as taken:  # bound, but nobody listens
-            taken.bind(("127.0.0.1", 0))
-            dead = f"127.0.0.1:{taken.getsockname()[1]}"
+        with nobody() as dead:
             message = ["mail", "-f", "a@xy.test", "--to", "a@xy.test", "--text", "x", "--server"]
-            shown = self.netro(*message, dead, status=1)
+            shown = self.text(*message, dead, status=1)
             self.assertRegex(shown, r"failed at SocketError: .*; Other SMTP problem \(3017\)")
-            self.netro(*message, self.server.address, "-x", dead, status=1)
-        self.server.replies = {b"HELO": None}
+            self.text(*message, self.server.address, "-x", dead, status=1)
+        self.server.replies = {b"EHLO": None}
         self.assertIn("failed at Helo", self.mail("-t1", "--text", "x", status=1, stderr=b"--timeout"))
-        self.netro(*message, "no.such.name.test", "--dns", self.names.address, status=1,
+        self.text(*message, "no.such.name.test", "--dns", self.names.address, status=1,
                    stderr=b"no address")
 
     def test_interrupt_tells_who_has_the_message(self):
@@ -234,9 +295,9 @@ class MailTest(MailTestCase):
         self.assertTrue(self.server.asked.wait(30))
         os.write(terminal.descriptor, b"\x03")
         status, text = terminal.finish()
-        self.assertEqual(status, 1)
-        self.assertRegex(text, rb"a@xy.test: accepted\r\nb@xy.test: cancelled at RCPTTo\r\n"
-                               rb"c@xy.test: not tried\r\n")
+        self.assertEqual(status, -signal.SIGINT)
+        for name in b"abc":
+            self.assertIn(b"%c@xy.test: cancelled at RCPTTo\r\n" % name, text)
 
     def test_progress_bar(self):
         self.server.hold_at, self.server.go_on = 1_000_000, threading.Event()
@@ -262,21 +323,13 @@ class MailTest(MailTestCase):
             self.assertIsNotNone(re.fullmatch(rb"[\r\n -~]*", text), text)
 
     def test_proxies(self):
-        for proxy, kind, begin in (
-            ("", None, b"\5\1\0"),
-            ("socks5h://u:p@", None, b"\5\2\0\2"),
-            ("socks4a://u@", None, b"\4\1\0\x19\0\0\0\1u\0mx.test\0"),
-        ):
-            status, received = bytes_for_proxy(proxy, kind, "mail", "-f", "a@xy.test", "--to",
-                                               "b@xy.test", "--text", "x", "-s",
-                                               "mx.test" if "4a" in proxy else "127.0.0.1")
-            self.assertEqual(status, 1)
-            self.assertTrue(received.startswith(begin), received)
+        self.check_proxies(["--server"], 25, "mail", "-f", "a@xy.test", "--to", "b@xy.test",
+                           "--text", "x")
 
 
 class CheckAddressTest(MailTestCase):
     def check(self, *arguments, **expected):
-        return self.netro("check-address", *arguments, **expected)
+        return self.text("check-address", *arguments, **expected)
 
     def test_syntax(self):
         good = ["a@xy.test", "Jane Doe <jane@xy.test>", '"a b"@xy.test', "a@[192.0.2.1]"]
@@ -299,7 +352,9 @@ class CheckAddressTest(MailTestCase):
         self.assertEqual(self.check(*lookup, "J <j@xy.test>", "a@[127.0.0.2]"),
                          "J <j@xy.test>: well written; exchanger mx.xy.test, 127.0.0.1\n"
                          "a@[127.0.0.2]: well written; exchanger 127.0.0.2, 127.0.0.2\n")
-        self.assertIn("no exchanger", self.check(*lookup, "a@no.test", status=1))
+        self.names.udp["sick.test"] = Reply(code=2)
+        for domain, words in ("no.test", "no exchanger"), ("sick.test", "try again"):
+            self.assertIn(words, self.check(*lookup, f"a@{domain}", status=1))
         self.assertEqual(self.server.connections, [])
 
     def test_server_is_asked(self):
@@ -310,7 +365,7 @@ class CheckAddressTest(MailTestCase):
                          "a@xy.test: well written; the server takes it\n"
                          "none@xy.test: well written; not accepted, 550 no user\n"
                          "bad: wrong, eMail Address must contain a Host after @ (rule 4)\n")
-        self.assertEqual(self.server.commands[:4], [b"HELO me.test", b"MAIL FROM:<me@zz.test>",
+        self.assertEqual(self.server.commands[:4], [b"EHLO me.test", b"MAIL FROM:<me@zz.test>",
                                                     b"RCPT TO:<a@xy.test>", b"QUIT"])
         self.check("--transcript", *ask, "a@xy.test", stderr=b"[me.test] RCPT TO:<a@xy.test>\n")
         shown = json.loads(self.check("--json", "--lookup", *ask, "a@xy.test", "none@xy.test", "bad",
@@ -318,7 +373,7 @@ class CheckAddressTest(MailTestCase):
         first, second, third = shown["addresses"]
         self.assertEqual((shown["ok"], first["ok"], second["ok"]), (False, True, False))
         self.assertEqual(first["exchanger"], {"ok": True, "name": "mx.xy.test",
-                                              "address": "127.0.0.1",
+                                              "address": "127.0.0.1", "try_again": False,
                                               "error": {"number": 0, "text": ""}})
         self.assertEqual(second["server"], {"ok": False, "result": 550, "message": "550 no user\r\n"})
         self.assertEqual((third["syntax"]["rule"], third["exchanger"], third["server"]),
@@ -335,7 +390,7 @@ class CheckAddressTest(MailTestCase):
         self.server.replies = {b"RCPT": None}
         status, _ = interrupt(self.server.asked, "check-address", "--smtp", "-s",
                               self.server.address, "a@xy.test", "b@xy.test")
-        self.assertEqual(status, 1)
+        self.assertEqual(status, -signal.SIGINT)
         self.assertEqual(sum(b"RCPT" in command for command in self.server.commands), 1)
 
 

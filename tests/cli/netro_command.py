@@ -2,6 +2,8 @@
 
 Its path is the first argument of the test program."""
 
+import contextlib
+import json
 import os
 import pty
 import re
@@ -10,6 +12,7 @@ import signal
 import socket
 import subprocess
 import sys
+import unittest
 
 NETRO = sys.argv.pop(1)
 for name in list(os.environ):  # the environment's proxies are none of the tests'
@@ -19,15 +22,15 @@ LIMIT = 30  # seconds; only a run that hangs reaches it
 
 
 class Terminal:
-    """The command on a terminal of its own."""
+    """The command, or another program, on a terminal of its own."""
 
-    def __init__(self, *arguments, environment=None):
+    def __init__(self, *arguments, environment=None, program=NETRO):
         self.text = b""
         self.pid, self.descriptor = pty.fork()
         if self.pid == 0:
             os.environ.pop("NO_COLOR", None)
             os.environ.update({"TERM": "xterm", **(environment or {})})
-            os.execv(NETRO, [NETRO, *arguments])
+            os.execv(program, [program, *arguments])
 
     def read_until(self, wanted):
         while wanted is None or wanted not in self.text:
@@ -59,21 +62,28 @@ def run(*arguments, **options):
     return done
 
 
-def bytes_for_proxy(proxy, kind, *arguments):
-    """Runs the command through a proxy at which nobody answers; returns status and what it got.
+class Started(subprocess.Popen):
+    """A command that runs, its output as text."""
 
-    proxy is what stands before the address, as "socks5://user@", kind a value of --proxy-type."""
-    with socket.create_server(("127.0.0.1", 0)) as listener:
-        scheme, _, user = proxy.rpartition("://")
-        address = f"{user}127.0.0.1:{listener.getsockname()[1]}"
-        options = ["--proxy", f"{scheme}://{address}" if scheme else address]
-        options += ["--proxy-type", kind] if kind else []
-        with subprocess.Popen([NETRO, *arguments, *options], stdout=subprocess.DEVNULL,
-                              stderr=subprocess.PIPE) as process:
-            with listener.accept()[0] as connection:
-                received = connection.recv(65536)
-            process.communicate(timeout=LIMIT)
-    return process.returncode, received
+    def __init__(self, *arguments):
+        super().__init__([NETRO, *arguments], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                         text=True)
+
+    def error_line(self):
+        line = self.stderr.readline()
+        return self.stderr.readline() if SWITCH_OF_STACKS.match(line.encode()) else line
+
+    def communicate(self, *arguments, **options):
+        output, errors = super().communicate(*arguments, **options)
+        return output, SWITCH_OF_STACKS.sub(b"", errors.encode()).decode()
+
+
+@contextlib.contextmanager
+def nobody():
+    """An address at which nobody listens."""
+    with socket.socket() as taken:
+        taken.bind(("127.0.0.1", 0))
+        yield f"127.0.0.1:{taken.getsockname()[1]}"
 
 
 def interrupt(asked, *arguments):
@@ -85,3 +95,72 @@ def interrupt(asked, *arguments):
         process.send_signal(signal.SIGINT)
         text = process.communicate(timeout=LIMIT)[1]
     return process.returncode, text
+
+
+class CommandTestCase(unittest.TestCase):
+    """command is what all calls of the tests begin with."""
+
+    command = ()
+
+    def netro(self, *arguments, status=0, stderr=b"", **options):
+        """What was printed; stderr must be in the messages, which are empty without it."""
+        done = run(*self.command, *arguments, **options)
+        self.assertEqual(done.returncode, status, (arguments, done))
+        self.assertIn(stderr, done.stderr, arguments)
+        self.assertEqual(stderr == b"", done.stderr == b"", done.stderr)
+        self.assertRegex(done.stderr.decode(), "\\A[\n -~\xA0-\uFFFF]*\\Z")
+        return done.stdout
+
+    def text(self, *arguments, **expected):
+        """The same of a command that prints nothing but text."""
+        printed = self.netro(*arguments, **expected).decode()
+        self.assertRegex(printed, "\\A[\n -~\xA0-\uFFFF]*\\Z")
+        return printed
+
+    def json(self, *arguments, **expected):
+        return json.loads(self.netro("--json", *arguments, **expected))
+
+    def serve(self, server):
+        """The server, which is closed at the end of the test."""
+        self.addCleanup(server.close)
+        return server
+
+    def check_usage(self, *cases):
+        """Each has arguments that cannot be and what must stand in the message."""
+        for arguments, text in cases:
+            with self.subTest(arguments):
+                self.assertEqual(self.netro(*arguments, status=2, stderr=text), b"")
+
+    def check_colours(self, *arguments, wanted=b""):
+        """Only on a terminal that wants them."""
+        for setting, colour in ({}, True), ({"NO_COLOR": "1"}, False), ({"TERM": "dumb"}, False):
+            status, text = Terminal(*self.command, *arguments, environment=setting).finish()
+            self.assertEqual((status, b"\x1b[" in text), (0, colour))
+            self.assertIn(wanted, text)
+
+    def check_proxies(self, server_option, port, *arguments, name="x.test"):
+        """The first bytes that a proxy gets; a server's name may be left to it. How each kind is
+        named is in command_test.py."""
+        for scheme, server, begin in (
+            ("", "127.0.0.1", b"\5\1\0"),
+            ("socks4a://u@", name,
+             b"\4\1" + port.to_bytes(2, "big") + b"\0\0\0\1u\0" + name.encode() + b"\0"),
+        ):
+            with self.subTest(scheme), socket.create_server(("127.0.0.1", 0)) as proxy:
+                way = ["--proxy", f"{scheme}127.0.0.1:{proxy.getsockname()[1]}"]
+                with subprocess.Popen([NETRO, *self.command, *arguments, *server_option, server,
+                                       *way], stdout=subprocess.DEVNULL,
+                                      stderr=subprocess.PIPE) as process:
+                    with proxy.accept()[0] as connection:
+                        received = connection.recv(65536)
+                    process.communicate(timeout=LIMIT)
+                self.assertEqual(process.returncode, 1)
+                self.assertTrue(received.startswith(begin), received)
+
+    def check_lost_reader(self, *arguments):
+        """Nobody reads what is printed: that ends the command, without a word."""
+        with subprocess.Popen([NETRO, *self.command, *arguments], stdout=subprocess.PIPE,
+                              stderr=subprocess.PIPE) as process:
+            process.stdout.close()
+            self.assertEqual(SWITCH_OF_STACKS.sub(b"", process.stderr.read()), b"")
+        self.assertEqual(process.returncode, 1)

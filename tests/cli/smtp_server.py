@@ -2,12 +2,13 @@
 
 from loopback_server import LoopbackServer
 
-REPLIES = {b"HELO": b"250 hello", b"MAIL": b"250 ok", b"RCPT": b"250 ok", b"DATA": b"354 go on",
+REPLIES = {b"HELO": b"250 hello", b"EHLO": b"250 hello", b"MAIL": b"250 ok", b"RCPT": b"250 ok", b"DATA": b"354 go on",
            b".": b"250 kept", b"QUIT": b"221 bye"}
 
 
 class SmtpServer(LoopbackServer):
-    """commands holds every line that came, messages pairs of recipient and message. replies maps
+    """commands holds every line that came, messages a pair of recipient and message for each
+    recipient that was taken. replies maps
     lines, or their first words, to other replies than usual; None is silence, and sets asked. A
     message is read only up to hold_at bytes until go_on is set."""
 
@@ -28,16 +29,19 @@ class SmtpServer(LoopbackServer):
 
     def serve_connection(self, connection, stream):
         self.reply(connection, b"", b"")
-        recipient = b""
+        recipients = []
         while line := stream.readline().rstrip(b"\r\n"):
             self.commands.append(line)
             word = line[:4]
-            if word == b"RCPT":
-                recipient = line[len(b"RCPT TO:<"):-1].decode()
-            if self.reply(connection, line, word) and word == b"DATA":
+            good = self.reply(connection, line, word)
+            if good and word == b"MAIL":
+                recipients = []
+            if good and word == b"RCPT":
+                recipients.append(line[len(b"RCPT TO:<"):-1].decode())
+            if good and word == b"DATA":
                 message = self.message(stream)
                 if self.reply(connection, b".", b"."):
-                    self.messages.append((recipient, message))
+                    self.messages += [(recipient, message) for recipient in recipients]
 
     def message(self, stream):
         """Without the dots that guard lines (RFC 5321, section 4.5.2)."""

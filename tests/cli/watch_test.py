@@ -11,12 +11,11 @@ import json
 import os
 import re
 import signal
-import socketserver
 import struct
-import subprocess
 import tempfile
 import termios
 import threading
+import time
 import unittest
 import xml.etree.ElementTree
 
@@ -24,7 +23,8 @@ import echo_network
 
 HAS_NETWORK = echo_network.enter()
 
-from netro_command import LIMIT, NETRO, Terminal, run
+from netro_command import LIMIT, CommandTestCase, Started, Terminal
+from smtp_server import SmtpServer
 
 LOG_ONLY = "[DownActions]\n1=log\n[UpActions]\n1=log\n"
 HOSTILE = "\"><script>alert('1')</script>&amp;<!--"
@@ -64,43 +64,19 @@ class WebHandler(http.server.BaseHTTPRequestHandler):
         pass
 
 
-class MailServer(socketserver.ThreadingTCPServer):
-    """Takes one mail a connection, or, when it is dumb, none."""
-
-    def __init__(self, dumb=False):
-        super().__init__(("127.0.0.1", 0), MailHandler)
-        self.daemon_threads = True
-        self.mails = []
-        self.dumb = dumb
-        self.closing = threading.Event()
-        threading.Thread(target=self.serve_forever, args=(0.01,), daemon=True).start()
-
-    def close(self):
-        self.closing.set()
-        self.shutdown()
-        self.server_close()
+class DumbServer(SmtpServer):
+    def serve_connection(self, connection, stream):
+        stream.read()
 
 
-class MailHandler(socketserver.StreamRequestHandler):
-    def handle(self):
-        if self.server.dumb:
-            self.server.closing.wait()
-            return
-        self.wfile.write(b"220 mail.test\r\n")
-        for line in self.rfile:
-            if line.upper().startswith(b"DATA"):
-                self.wfile.write(b"354 go on\r\n")
-                self.server.mails.append(b"".join(iter(self.rfile.readline, b".\r\n")))
-            self.wfile.write(b"221 bye\r\n" if line.upper().startswith(b"QUIT") else b"250 ok\r\n")
+class WatchTestCase(CommandTestCase):
+    command = "watch",
 
-
-class WatchTestCase(unittest.TestCase):
     def setUp(self):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         self.folder = folder.name
-        self.web = WebServer()
-        self.addCleanup(self.web.close)
+        self.web = self.serve(WebServer())
 
     def path(self, name):
         return os.path.join(self.folder, name)
@@ -113,14 +89,6 @@ class WatchTestCase(unittest.TestCase):
             file.write(f"[Settings]\nDownCycle=1\nUpCycle=1\n{more}\n{actions}")
         return file.name
 
-    def watch(self, *arguments, status=0, stderr=b""):
-        done = run("watch", *arguments)
-        self.assertEqual(done.returncode, status, (arguments, done))
-        self.assertIn(stderr, done.stderr)
-        self.assertEqual(done.stderr == b"", stderr == b"", done.stderr)
-        self.assertNotIn(b"\x1b", done.stdout + done.stderr)
-        return done.stdout.decode()
-
     def log(self):
         with open(self.path("hosts.csv"), newline="") as file:
             return list(csv.DictReader(file))
@@ -131,8 +99,7 @@ class WatchTestCase(unittest.TestCase):
         return text, xml.etree.ElementTree.fromstring(text.removeprefix("<!DOCTYPE html>"))
 
     def start(self, *arguments):
-        process = subprocess.Popen([NETRO, "watch", *arguments], stdout=subprocess.PIPE,
-                                   stderr=subprocess.PIPE, text=True)
+        process = Started("watch", *arguments)
         self.addCleanup(process.wait)
         self.addCleanup(process.kill)
         self.addCleanup(process.stdout.close)
@@ -147,7 +114,7 @@ class SettingsTest(WatchTestCase):
                 opened.write(text)
             return opened.name
 
-        for arguments, text in (
+        self.check_usage(
             ([], b"SETTINGS is required"),
             (["--example", "x.ini"], b"--example"),
             (["--example", "--json"], b"--example"),
@@ -158,22 +125,19 @@ class SettingsTest(WatchTestCase):
             ([self.folder], b"Can not read settings."),
             ([file("[HostNames]\na=127.0.0.1\n")], b"Neither a DownActions nor a UpAction"),
             ([file("[DownActions]\n1=log\n")], b"No Hosts to observe found"),
-            ([file("[DownActions]\n1=dance\n[HostNames]\na=b\n")], b"'dance'"),
-        ):
-            with self.subTest(arguments):
-                self.assertEqual(self.watch(*arguments, status=2, stderr=text), "")
+            ([file("[DownActions]\n1=dance\n[HostNames]\na=b\n")], b"'dance'"))
 
     @unittest.skipUnless(HAS_NETWORK, "no network namespace can be made here")
     def test_example(self):
         """It works, and as well when the settings in its comments are taken over."""
-        example = self.watch("--example")
+        example = self.text("--example")
         taken = re.sub(r"(?m)^; (\w+ = )", r"\1", example.replace("; 2 = mail", ""))
         for key in ("UpDelay", "DownActionMsg", "MailServer", "PlaySonarSound", "HTTPTimeout"):
             self.assertRegex(taken, rf"(?m)^{key} = ")
         for text in example, taken:
             with open(self.path("hosts.ini"), "w") as file:
                 file.write(text)
-            shown = json.loads(self.watch(file.name, "--once", "--json"))
+            shown = json.loads(self.text(file.name, "--once", "--json"))
             self.assertEqual(shown["hosts"][0]["last_answer"], "Success: 0 ms", shown)
 
 
@@ -181,14 +145,14 @@ class WatchTest(WatchTestCase):
     def test_once(self):
         """One round, whose outcome is the exit status."""
         good = self.settings({"good": self.web.url(200), "moved": self.web.url(302)})
-        shown = self.watch(good, "--once").splitlines()
+        shown = self.text(good, "--once").splitlines()
         self.assertEqual(len(shown), 3)
         self.assertRegex(shown[0], r"\A\d{4}-\d\d-\d\dT[\d:.]{12}Z up     (good|moved) \(http://127\S+"
                          r"\): Success: \d+ ms\Z")
         self.assertEqual(shown[2], "2 of 2 hosts have answered")
         self.assertEqual(self.log(), [])
         bad = self.settings({"good": self.web.url(200), "bad": self.web.url(500)})
-        shown = self.watch(bad, "--once", status=1)
+        shown = self.text(bad, "--once", status=1)
         self.assertIn(" down   bad (http", shown)
         self.assertIn(": HTTP answer: HTTP/1.0 500 " + HOSTILE + "?[31m", shown)
         self.assertIn("\n1 of 2 hosts have answered\n", shown)
@@ -196,40 +160,44 @@ class WatchTest(WatchTestCase):
 
     def test_json(self):
         settings = self.settings({"good": self.web.url(200, "user:secret@"),
-                                  "bad": self.web.url(500)}, "DownDelay=1")
-        shown = self.watch(settings, "--once", "--json", status=1)
+                                  "bad": self.web.url(500, "user:secret@")}, "DownDelay=1")
+        shown = self.text(settings, "--once", "--json", status=1)
         self.assertNotIn("secret", shown)
-        shown = json.loads(shown)
+        self.assertRegex([line["host"] for line in self.log()][0], r"http://\*\*\*@127")
+        told, shown = map(json.loads, shown.splitlines())  # as it happened, and at the end
+        self.assertEqual((told.pop("type"), told["name"]), ("change", "bad"))
         self.assertEqual([shown[key] for key in ("ok", "interrupted", "error", "rounds")],
                          [False, False, {"number": 0, "text": ""}, 1])
         good, bad = shown["hosts"]
-        keys = "name", "kind", "state", "successes", "failures", "probes", "failed"
-        self.assertEqual([good[key] for key in keys], ["good", "http", "up", 1, 0, 1, 0])
-        self.assertEqual([bad[key] for key in keys], ["bad", "http", "down", 0, 1, 1, 1])
+        keys = "name", "kind", "state", "successes", "failures"
+        self.assertEqual([good[key] for key in keys], ["good", "http", "up", 1, 0])
+        self.assertEqual([bad[key] for key in keys], ["bad", "http", "down", 0, 1])
+        self.assertEqual([(day["probes"], day["failed"]) for day in good["days"] + bad["days"]],
+                         [(1, 0), (1, 1)])
+        self.assertEqual(bad["outages"][0]["reason"], bad["last_answer"])
         self.assertEqual((good["times"], bad["times"], bad["ms"]), ([good["ms"]], [None], None))
         change, = shown["changes"]
+        self.assertEqual(change, told)
         self.assertEqual((change["state"], change["name"], change["text"]),
                          ("down", "bad", bad["last_answer"]))
 
     def test_interrupt(self):
-        """Ctrl-C is a good end, but for a round that should have ended."""
+        """Ctrl-C is shown to the shell; SIGTERM is a good end, but for a round that should have ended.
+        Some send it twice."""
         settings = self.settings({"silent": self.web.url("silent")})
-        for arguments, status in ([], 0), (["--once"], 1), (["--json"], 0):
+        for arguments, sent, status in (([], signal.SIGTERM, 0), (["--once"], signal.SIGTERM, -signal.SIGTERM),
+                                        (["--json"], signal.SIGINT, -signal.SIGINT)):
             self.web.asked.clear()
             process = self.start(settings, *arguments)
             self.assertTrue(self.web.asked.wait(LIMIT))
-            process.send_signal(signal.SIGINT)
+            process.send_signal(sent)
+            process.send_signal(sent)
             output, errors = process.communicate(timeout=LIMIT)
             self.assertEqual((process.returncode, errors), (status, ""))
         self.assertTrue(json.loads(output)["interrupted"])
 
     def test_reader_that_goes_away(self):
-        reader, writer = os.pipe()
-        os.close(reader)
-        done = subprocess.run([NETRO, "watch", self.settings({"bad": self.web.url(500)})],
-                              stdout=writer, stderr=subprocess.PIPE, timeout=LIMIT)
-        os.close(writer)
-        self.assertEqual((done.returncode, done.stderr), (1, b""))
+        self.check_lost_reader(self.settings({"bad": self.web.url(500)}))
 
     def test_down_and_up(self):
         """Lines, log and page tell of a host that comes up again."""
@@ -240,37 +208,62 @@ class WatchTest(WatchTestCase):
         self.assertIn(" up     changing (http", process.stdout.readline())
         process.send_signal(signal.SIGINT)
         self.assertEqual(process.communicate(timeout=LIMIT), ("", ""))
-        self.assertEqual(process.returncode, 0)
+        self.assertEqual(process.returncode, -signal.SIGINT)
         self.assertEqual([line["state"] for line in self.log()], ["down", "up"])
         text, page = self.page()
         self.assertEqual([cell.text for cell in page.iter("td") if "state" in cell.get("class", "")],
                          ["▲ up", "▲ up", "▼ down"])  # the host, and the alerts, newest first
-        self.assertIn("1 of 2 failed", text)
+        self.assertIn("1 outage<", text)
+        self.assertIn("last 2: 1 failed", text)
+
+    def test_restart_and_reload(self):
+        """What is known outlives the program, and bad settings change nothing."""
+        hosts = {"bad": self.web.url(500)}
+        settings = self.settings(hosts, "StateFile=state")
+        self.text(settings, "--once", status=1)
+        self.web.asked.clear()
+        process = self.start(settings, "--json")
+        self.assertTrue(self.web.asked.wait(LIMIT))
+        self.settings(hosts, "StateFile=state\nQuietHours=never")
+        process.send_signal(signal.SIGHUP)
+        self.assertIn("stay as they were: Can not read settings. Line 7: 'never'",
+                      process.error_line())
+        self.settings({**hosts, "good": self.web.url(200)}, "StateFile=state")
+        process.send_signal(signal.SIGHUP)
+        self.assertIn("settings read again: 2 hosts: 1 down, 1 unseen", process.error_line())
+        process.send_signal(signal.SIGTERM)
+        shown = json.loads(process.communicate(timeout=LIMIT)[0])  # and so no second report
+        self.assertEqual(process.returncode, 0)
+        bad, _ = shown["hosts"]
+        self.assertEqual((bad["state"], len(bad["outages"])), ("down", 1))
+        self.assertTrue(bad["times"])
+        self.assertEqual([line["state"] for line in self.log()], ["down"])
 
     # --- mail
 
-    def mail_settings(self, dumb):
-        server = MailServer(dumb)
-        self.addCleanup(server.close)
-        return server, self.settings(
+    def mail_settings(self, server):
+        self.serve(server)
+        return self.settings(
             {"bad": self.web.url(500)}, "Sender=watch@example.com\nRecipients=admin@example.com\n"
-            f"MailServer=127.0.0.1:{server.server_address[1]}", "[DownActions]\n1=mail\n")
+            f"MailServer={server.address}", "[DownActions]\n1=mail\n")
 
     def test_once_waits_for_mails(self):
-        server, settings = self.mail_settings(dumb=False)
-        shown = json.loads(self.watch(settings, "--once", "--json", status=1))
+        server = SmtpServer()
+        settings = self.mail_settings(server)
+        shown = json.loads(self.text(settings, "--once", "--json", status=1).splitlines()[-1])
         self.assertEqual(shown["error"], {"number": 0, "text": ""})
-        mail, = server.mails
+        (_, mail), = server.messages
         self.assertIn(b"HostDown Info for bad", mail)
 
     def test_second_interrupt_gives_mails_up(self):
-        _, settings = self.mail_settings(dumb=True)
+        settings = self.mail_settings(DumbServer())
         process = self.start(settings)
         self.assertIn(" down ", process.stdout.readline())
         process.send_signal(signal.SIGINT)
-        self.assertIn("waiting for the mails of reports: 1", process.stderr.readline())
+        self.assertIn("waiting for reports to go out: 1", process.error_line())
+        time.sleep(0.6)  # else it counts as sent twice
         process.send_signal(signal.SIGINT)
-        self.assertEqual(process.wait(LIMIT), 0)
+        self.assertEqual(process.wait(LIMIT), -signal.SIGINT)
 
     # --- the page
 
@@ -278,7 +271,7 @@ class WatchTest(WatchTestCase):
         """It is well-formed, whatever hosts are called and answer, and needs nothing else."""
         settings = self.settings({HOSTILE: self.web.url(500), "good": self.web.url(200, "u:secret@"),
                                   "odd \udcff\x01": self.web.url(200)})
-        self.watch(settings, "--once", "--html", self.path("hosts.html"), status=1)
+        self.text(settings, "--once", "--html", self.path("hosts.html"), status=1)
         text, page = self.page()
         self.assertEqual([element.tag for element in page.iter() if element.tag == "script"], [])
         self.assertEqual(list(page.iter("bdi"))[1].text, HOSTILE)
@@ -300,7 +293,7 @@ class WatchTest(WatchTestCase):
         self.assertTrue(self.web.asked.wait(LIMIT))
         with open(page) as first:
             process.send_signal(signal.SIGINT)
-            self.assertEqual(process.wait(LIMIT), 0)
+            self.assertEqual(process.wait(LIMIT), -signal.SIGINT)
             text = first.read()
         self.assertIn("http-equiv=\"refresh\"", text)
         self.assertIn("None of 1 host is down", text)
@@ -311,14 +304,14 @@ class WatchTest(WatchTestCase):
     def test_page_that_cannot_be_written(self):
         settings = self.settings({"good": self.web.url(200)})
         for name in self.folder, "/dev/null", self.path("none/hosts.html"):
-            shown = json.loads(self.watch(settings, "--json", "--html", name, status=1,
+            shown = json.loads(self.text(settings, "--json", "--html", name, status=1,
                                           stderr=b"cannot write " + name.encode()))
             self.assertEqual((shown["ok"], shown["error"]["number"]), (False, -1))
 
     def test_log_that_cannot_be_written(self):
         settings = self.settings({"good": self.web.url(200)})
         os.mkdir(self.path("hosts.csv"))
-        shown = json.loads(self.watch(settings, "--json", status=1, stderr=b"start logging"))
+        shown = json.loads(self.text(settings, "--json", status=1, stderr=b"start logging"))
         self.assertEqual((shown["ok"], shown["error"]["number"], shown["hosts"]), (False, 5, []))
 
     # --- a terminal
@@ -330,7 +323,7 @@ class WatchTest(WatchTestCase):
     def end(self, terminal):
         os.kill(terminal.pid, signal.SIGINT)
         status, text = terminal.finish()
-        self.assertEqual(status, 0)
+        self.assertEqual(status, -signal.SIGINT)
         return text.decode()
 
     def test_table(self):

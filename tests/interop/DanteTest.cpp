@@ -70,19 +70,6 @@ TEST_F(Dante, OpenProxyServesEveryKind) {
   }
 }
 
-TEST_F(Dante, Version4WithANameIsRefused) {
-  ASSERT_NO_FATAL_FAILURE(Start(DanteServer::kAll));
-  ExpectFailure(ProxySocks4, true, 9001);
-}
-
-TEST_F(Dante, TargetThatRefusesIs9001) {
-  ASSERT_NO_FATAL_FAILURE(Start(DanteServer::kAll));
-  const peers::RefusingPort nobody;
-  http_.URL("http://127.0.0.1:" + std::to_string(nobody.Port()) + "/");
-  ExpectFailure(ProxySocks4, false, 9001);
-  ExpectFailure(ProxySocks5NoAuth, false, 9001);
-}
-
 TEST_F(Dante, UserAndPassword) {
   if (geteuid() != 0) GTEST_SKIP() << "dante with passwords needs root for its own user files";
   ASSERT_NO_FATAL_FAILURE(Start(DanteServer::kWithPassword));

@@ -1,5 +1,4 @@
-// dig's replies as the measure of the DNS client: its lines are read into the records that the
-// client should give, by the descriptions in netro/DNSCLS.h. Thread: the test's.
+// dig's replies as the measure of the DNS client. Thread: the test's.
 #pragma once
 
 #include <netro/DNSCLS.h>
@@ -11,8 +10,8 @@
 
 namespace netro::interop {
 
-/// Records with all their properties, one text each, in sorted order: the order within a section is
-/// the server's to choose.
+/// Name, time to live and type of records, one text each, in sorted order: the order within a
+/// section is the server's to choose.
 using Records = std::vector<std::string>;
 /// Answer, authority, additional.
 using Sections = std::array<Records, 3>;
@@ -38,7 +37,7 @@ Records RecordLines(const std::string& output);
 /// The client's records in the same form.
 Sections SectionsOf(const QueryDNSCLS& dns);
 
-/// All properties of a record.
+/// A record in the same form.
 std::string Describe(const DNSCLS& record);
 
 }  // namespace netro::interop

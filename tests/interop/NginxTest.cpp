@@ -138,21 +138,6 @@ TEST_F(Nginx, BasicAuthentication) {
   EXPECT_EQ(http_.HTTPResult(), 401);
 }
 
-TEST_F(Nginx, ClosesWithoutAnAnswer) {
-  EXPECT_EQ(Query("/nothing"), "");
-  EXPECT_EQ(http_.LastErr(), 10054);
-  EXPECT_EQ(http_.HTTPResult(), 0);
-  EXPECT_FALSE(timeout_);
-}
-
-TEST_F(Nginx, HugeAnswerIntoMemory) {
-  WriteFile(server_->Folder() / "www/huge.txt", ManyLines(kHuge));
-  const std::string answer = Query("/huge.txt");
-  ASSERT_EQ(http_.LastErr(), 0) << answer;
-  EXPECT_EQ(http_.BodyLen(), static_cast<double>(kHuge));
-  EXPECT_TRUE(Body(answer) == Curl({server_->Url("/huge.txt")}));
-}
-
 TEST_F(Nginx, HugeAnswerIntoAFile) {
   const TemporaryFolder& folder = server_->Folder();
   WriteFile(folder / "www/huge.bin", ManyLines(kHuge));

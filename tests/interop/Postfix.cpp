@@ -69,21 +69,22 @@ wait $master
 wait $master
 )sh";
 
-std::vector<std::string> Prepare(const std::string& folder, const std::string& port) {
+std::vector<std::string> Prepare(const std::string& folder, const std::string& port,
+                                 const Postfix::Extra& extra) {
   const std::string configuration = folder + "/conf";
   for (const char* name : {"/conf", "/queue", "/mail", "/mail/new"})
     std::filesystem::create_directory(folder + name);
   for (const char* name : {"/mail", "/mail/new"})  // for the user nobody
     chmod((folder + name).c_str(), 0777);
-  WriteFile(configuration + "/main.cf", "queue_directory = " + folder + "/queue\n" +
-                                            "data_directory = " + folder + "/data\n" +
-                                            "virtual_mailbox_base = " + folder + kSettings);
+  const std::string folders = "queue_directory = " + folder + "/queue\ndata_directory = " + folder +
+                              "/data\nvirtual_mailbox_base = " + folder;
+  WriteFile(configuration + "/main.cf", folders + kSettings + extra.settings);
   // What has just been written could be half of it: postfix would wait for two seconds.
   const std::string settings = configuration + "/main.cf";
   std::filesystem::last_write_time(
       settings, std::filesystem::last_write_time(settings) - std::chrono::hours(1));
   WriteFile(configuration + "/master.cf",
-            "127.0.0.1:" + port + kServer + "[::1]:" + port + kServer + kServices);
+            "127.0.0.1:" + port + kServer + "[::1]:" + port + kServer + kServices + extra.services);
   return {"sh", "-c", kScript, configuration};
 }
 
@@ -112,7 +113,11 @@ ArrivedMail Read(const std::string& file) {
 
 }  // namespace
 
-Postfix::Postfix() : server_(Prepare) {}
+Postfix::Postfix(const MakeExtra& extra)
+    : server_([&](const std::string& folder, const std::string& port) {
+        std::filesystem::create_directory(folder + "/conf");
+        return Prepare(folder, port, extra ? extra(folder + "/conf", port) : Extra());
+      }) {}
 
 std::string Postfix::Missing() {
   if (FindProgram("postfix").empty()) return "postfix is not installed";

@@ -3,6 +3,7 @@
 // into one mailbox. Needs root. Thread: the test's.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -17,7 +18,14 @@ struct ArrivedMail {
 
 class Postfix {
  public:
-  Postfix();
+  /// Lines behind those of main.cf and of master.cf.
+  struct Extra {
+    std::string settings;
+    std::string services;
+  };
+  using MakeExtra = std::function<Extra(const std::string& folder, const std::string& port)>;
+
+  explicit Postfix(const MakeExtra& extra = nullptr);
 
   /// Why it cannot be used here; empty when it can.
   static std::string Missing();

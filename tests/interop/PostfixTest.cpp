@@ -1,5 +1,5 @@
-// The mail classes against postfix: what arrives, for whom, and what never does; with bind9 for the
-// exchangers and through the SOCKS proxy dante.
+// The mail classes against postfix: what arrives, for whom, and what never does; also through
+// the SOCKS proxy dante.
 
 #include <gtest/gtest.h>
 #include <netro/SMTPCls.h>
@@ -9,12 +9,10 @@
 #include <cstddef>
 #include <initializer_list>
 #include <memory>
-#include <regex>
 #include <string>
 #include <vector>
 
 #include "DanteServer.h"
-#include "NamedServer.h"
 #include "Postfix.h"
 #include "tests/SmtpTestKit.h"
 
@@ -102,30 +100,6 @@ TEST_F(PostfixMail, EachRecipientHasAnOutcome) {
   EXPECT_EQ(recipients, (std::vector{"a@xy.test"s, "bcc@xy.test"s, "c@xy.test"s}));
 }
 
-TEST_F(PostfixMail, TheTranscriptTellsTheSession) {
-  Compose("a@xy.test");
-  ExpectDelivery();
-  // The end of the last line becomes part of the end of the data.
-  const std::string size = std::to_string(mail_.MimeBuffer().size() + 3);
-  const std::regex queueId("queued as [0-9A-F]+");
-  EXPECT_EQ(std::regex_replace(mail_.Outcomes()[0].Protocol, queueId, "queued"),
-            "[127.0.0.1] 220 mx.xy.test ready\r\n"
-            "[me.test] HELO me.test\r\n"
-            "[127.0.0.1] 250 mx.xy.test\r\n"
-            "[me.test] MAIL FROM:<jane@me.test>\r\n"
-            "[127.0.0.1] 250 2.1.0 Ok\r\n"
-            "[me.test] RCPT TO:<a@xy.test>\r\n"
-            "[127.0.0.1] 250 2.1.5 Ok\r\n"
-            "[me.test] DATA\r\n"
-            "[127.0.0.1] 354 End data with <CR><LF>.<CR><LF>\r\n"
-            "[me.test] { Sending " +
-                size +
-                " Bytes Data ... }\r\n"
-                "[127.0.0.1] 250 2.0.0 Ok: queued\r\n"
-                "[me.test] QUIT\r\n"
-                "[127.0.0.1] 221 2.0.0 Bye");
-}
-
 TEST_F(PostfixMail, RawDataArrivesAsItIs) {
   std::string manyDots;
   for (int i = 0; i < 50'000; ++i) manyDots += ".\r\n";
@@ -159,15 +133,6 @@ TEST_F(PostfixMail, RawDataArrivesAsItIs) {
   }
 }
 
-TEST_F(PostfixMail, FinishedMessagesKeepTheirDots) {
-  EXPECT_TRUE(mail_.NewMsgFromMimeBuffer("Subject: s\n\n.\n..\n.a\n.\n.\nb.\n", "jane@me.test",
-                                         "a@xy.test"));
-  EXPECT_TRUE(mail_.SendMail()) << mail_.ResultMessage();
-  const std::vector<ArrivedMail> arrived = server_->TakeMail();
-  ASSERT_EQ(arrived.size(), 1u);
-  EXPECT_EQ(arrived[0].text, "Subject: s\r\n\r\n.\r\n..\r\n.a\r\n.\r\n.\r\nb.\r\n");
-}
-
 // Each run is cancelled one event later than the one before, until one gets through.
 TEST_F(PostfixMail, NothingArrivesByHalves) {
   const std::string data = "Subject: s\r\n\r\n" + std::string(200'000, 'x');
@@ -195,61 +160,6 @@ TEST_F(PostfixMail, NothingArrivesByHalves) {
   EXPECT_EQ(sink_.progress.size(), 49u);
 }
 
-TEST_F(PostfixMail, AddressesAreCheckedWithoutMail) {
-  const struct {
-    std::string address;
-    bool holds;
-    std::int32_t result;
-  } kAddresses[] = {{"a@xy.test", true, 0},       {"Jane <a@xy.test>", true, 0},
-                    {"gone@xy.test", false, 550}, {"busy@xy.test", false, 451},
-                    {"a@zz.test", false, 454},    {"a@x", false, 2}};
-  for (const auto& c : kAddresses) {
-    EXPECT_EQ(mail_.CheckeMailAddress(c.address), c.holds) << c.address;
-    EXPECT_EQ(mail_.Result(), c.result) << mail_.ResultMessage();
-  }
-  smtp_.Simulation(true);
-  EXPECT_TRUE(smtp_.SMTP("jane@me.test", "a@xy.test", "Subject: s\r\n\r\nText"));
-  EXPECT_TRUE(server_->TakeMail().empty());
-}
-
-TEST_F(PostfixMail, ExchangersComeFromBind) {
-  if (!NamedServer::IsInstalled()) GTEST_SKIP() << "bind9 and bind9-dnsutils are not installed";
-  const std::string head = "$TTL 60\n@ SOA ns hostmaster 1 1 1 1 1\n@ NS ns\nns A 127.0.0.1\n";
-  const NamedServer names(
-      {{"xy.test",
-        head + "@ MX 20 backup\n@ MX 5 mx\nmx A 127.0.0.1\n"
-               "backup A 127.0.0.2\n",
-        ""},
-       {"dead.test", head + "@ MX 20 mx.xy.test.\n@ MX 5 mx\nmx A 127.0.0.2\n", ""},
-       {"none.test", head, ""}},
-      "");
-  ASSERT_TRUE(names.IsUp()) << names.Output();
-  const std::string url = "127.0.0.1:" + std::to_string(names.Port());
-  mail_.ReceiverHostName("");
-  mail_.DNSURL(url);
-
-  Compose("a@xy.test, c@[127.0.0.1]");
-  ExpectDelivery();
-  EXPECT_TRUE(mail_.Outcomes()[0].Protocol.starts_with(
-      "[DNS " + url + "] mx.xy.test => 127.0.0.1\r\n[mx.xy.test] 220 mx.xy.test ready\r\n"))
-      << mail_.Outcomes()[0].Protocol;
-
-  // Nobody listens at the first exchanger, and the second is not tried.
-  Compose("a@dead.test, a@none.test, a@nowhere.xy.test");
-  EXPECT_FALSE(mail_.SendMail());
-  ExpectOutcome(0, SMTP_STEP_SOCKETERROR, 10061, 3017);
-  ExpectOutcome(1, SMTP_STEP_AUTODNS, SMTP_AUTODNSOK, 3010);
-  ExpectOutcome(2, SMTP_STEP_AUTODNS, SMTP_AUTODNSOK, 3010);
-  EXPECT_TRUE(server_->TakeMail().empty());
-
-  EXPECT_EQ(mail_.QueryGatewayName("xy.test"), "mx.xy.test");
-  EXPECT_EQ(mail_.QueryGatewayIP("dead.test"), "127.0.0.2");
-  EXPECT_EQ(mail_.GetMailAdminForeMail("a@xy.test"), "hostmaster@xy.test");
-  EXPECT_TRUE(mail_.CheckeMailAddress("a@xy.test")) << mail_.ResultMessage();
-  EXPECT_FALSE(mail_.CheckeMailAddress("gone@xy.test"));
-  EXPECT_EQ(mail_.Result(), 550);
-}
-
 TEST_F(PostfixMail, ThroughDante) {
   StartProxy(DanteServer::kAll);
   if (IsSkipped() || HasFatalFailure()) return;
@@ -272,21 +182,6 @@ TEST_F(PostfixMail, ThroughDante) {
   mail_.Port(peers::RefusingPort().Port());
   EXPECT_FALSE(mail_.SendMail());
   ExpectOutcome(0, SMTP_STEP_SOCKS, 9001, 3017);
-}
-
-TEST_F(PostfixMail, ThroughDanteWithAPassword) {
-  StartProxy(DanteServer::kWithPassword);
-  if (IsSkipped() || HasFatalFailure()) return;
-  mail_.ProxyType(SMTPProxySocks5Auth);
-  mail_.ProxyPassword("wrong");
-  Compose("a@xy.test");
-  EXPECT_FALSE(mail_.SendMail());
-  ExpectOutcome(0, SMTP_STEP_SOCKS, 9002, 3017);
-  EXPECT_TRUE(server_->TakeMail().empty());
-
-  mail_.ProxyPassword("secret");
-  ExpectDelivery();
-  EXPECT_EQ(mail_.Outcomes()[0].Protocol.find("secret"), std::string::npos);
 }
 
 }  // namespace

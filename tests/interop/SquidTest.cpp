@@ -106,26 +106,5 @@ TEST_F(Squid, HeadAndPost) {
   EXPECT_EQ(Body(answer), "a=b\r\n\r\nc");
 }
 
-TEST_F(Squid, TheOriginGetsNoProxyCredentials) {
-  http_.ProxyType(ProxyBasicAuthorization);
-  Query("/text");
-  ASSERT_EQ(origin_.Requests().size(), 1u);
-  EXPECT_EQ(origin_.Requests()[0].target, "/text");
-  EXPECT_EQ(origin_.Requests()[0].Field("Proxy-Authorization"), "");
-}
-
-TEST_F(Squid, WrongCredentialsAreRefused) {
-  for (const ProxyTypeEnum type : {ProxyBasicAuthorization, ProxyMSISAServer, ProxyPipe})
-    for (const char* user : {"user", ""}) {
-      http_.ProxyType(type);
-      http_.ProxyUser(user);
-      http_.ProxyPassword("wrong");
-      Query("/text");
-      EXPECT_EQ(http_.HTTPResult(), 407);
-      EXPECT_EQ(http_.LastErr(), 0);
-    }
-  EXPECT_TRUE(origin_.Requests().empty());
-}
-
 }  // namespace
 }  // namespace netro::interop

@@ -149,21 +149,6 @@ TEST_F(TlsNginxTest, VersionsAndResumption) {
   EXPECT_EQ(http_.LastErr(), tlsProtocolVersion) << answer;
 }
 
-TEST_F(TlsNginxTest, FiveRedirects) {
-  for (const std::int32_t limit : {5, 4}) {
-    http_.MaxRedirects(limit);
-    const std::string answer = Query("/hop1");
-    EXPECT_EQ(http_.LastErr(), limit == 5 ? 0 : 10062) << answer;
-    if (limit == 5) {
-      EXPECT_EQ(http_.FinalURL(), server_->Url("/plain.txt"));
-      EXPECT_TRUE(Body(answer) == Numbers(100'000));
-    }
-  }
-  http_.MaxRedirects(20);
-  Query("/round");
-  EXPECT_EQ(http_.LastErr(), 10062);
-}
-
 TEST_F(TlsNginxTest, LongBodiesAreAnnouncedAndSent) {
   constexpr std::size_t kLength = 20'000'000;
   const std::string body = Numbers(kLength);

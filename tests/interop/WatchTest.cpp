@@ -1,5 +1,5 @@
 // The host watcher against the real world: nginx stopped and started, a cable pulled and put back
-// between network namespaces, postfix taking the reports. The clock makes the delays short.
+// between network namespaces. The clock makes the delays short.
 
 #include <gtest/gtest.h>
 #include <netro/MessageLoop.h>
@@ -14,7 +14,6 @@
 #include <utility>
 #include <vector>
 
-#include "Postfix.h"
 #include "ServerProcess.h"
 #include "platform/Clock.h"
 #include "tests/EchoNetworks.h"
@@ -29,11 +28,11 @@ using namespace std::chrono_literals;
 class Watch : public testing::Test, protected WatchpostClsEvents {
  protected:
   // Hosts go down after three failures and come up after two successes.
-  bool Observe(const std::string& hosts, const std::string& settings = "",
-               const std::string& downActions = "1=log") {
-    WriteFile(folder_ / "watch.ini", "[Settings]\nDownCycle=3\nUpCycle=2\n" + settings +
-                                         "[DownActions]\n" + downActions +
-                                         "\n[UpActions]\n1=log\n[HostNames]\n" + hosts);
+  bool Observe(const std::string& hosts) {
+    WriteFile(folder_ / "watch.ini",
+              "[Settings]\nDownCycle=3\nUpCycle=2\n[DownActions]\n1=log\n"
+              "[UpActions]\n1=log\n[HostNames]\n" +
+                  hosts);
     post_.Events(this);
     post_.SettingsName(folder_ / "watch.ini");
     return post_.StartObservation();
@@ -155,28 +154,6 @@ TEST_F(Watch, ACableIsPulledAndPutBack) {
   ASSERT_TRUE(hosts.IpAt(hosts.R2(), "link set toB up\n"));
   EXPECT_TRUE(Until([&] { return StateOf(1) == WatchedUp; }));
   EXPECT_EQ(TakeAlerts(), "far up\n");
-}
-
-TEST_F(Watch, PostfixReceivesTheReport) {
-  if (!Postfix::Missing().empty()) GTEST_SKIP() << Postfix::Missing();
-  Postfix server;
-  ASSERT_TRUE(server.IsUp()) << server.Output();
-  const peers::RefusingPort nobody;
-  ASSERT_TRUE(Observe("web=http://127.0.0.1:" + std::to_string(nobody.Port()) + "/|http\n",
-                      "Recipients=a@xy.test, b@xy.test\nSender=watch@me.test\n"
-                      "MailServer=127.0.0.1:" +
-                          std::to_string(server.Port()) +
-                          "\nDownSubject=Name$ is down\nDownActionMsg=after DownCycle$ probes\n",
-                      "1=mail"));
-  EXPECT_TRUE(Probes(0, 5));
-  EXPECT_TRUE(post_.StopObservation());
-  EXPECT_TRUE(Until([&] { return post_.MailsWaiting() == 0; }));
-  const std::vector<ArrivedMail> mails = server.TakeMail();
-  ASSERT_EQ(mails.size(), 2u) << server.Output();
-  for (const ArrivedMail& mail : mails) {
-    EXPECT_NE(mail.text.find("Subject: web is down\r\n"), std::string::npos) << mail.text;
-    EXPECT_NE(mail.text.find("\r\n\r\nafter 3 probes"), std::string::npos) << mail.text;
-  }
 }
 
 }  // namespace

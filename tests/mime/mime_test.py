@@ -10,12 +10,15 @@ import argparse
 import email
 import email.policy
 import email.utils
+import hashlib
 import json
 import os
 import re
+import socketserver
 import subprocess
 import sys
 import tempfile
+import threading
 import time
 import unittest
 from email.header import decode_header, make_header
@@ -94,6 +97,31 @@ def arrived(folder):
         mail = file.read()
     os.remove(file.name)
     return mail.replace(b"\n", b"\r\n")
+
+
+class Sink(socketserver.ThreadingTCPServer):
+    """A mail server that keeps no more of its messages than their lengths and sums."""
+
+    def __init__(self):
+        super().__init__(("127.0.0.1", 0), SinkSession)
+        self.sums = []
+        threading.Thread(target=self.serve_forever, daemon=True).start()
+
+
+class SinkSession(socketserver.StreamRequestHandler):
+    def handle(self):
+        self.wfile.write(b"220 x\r\n")
+        for line in self.rfile:
+            data = line.upper().startswith(b"DATA")
+            self.wfile.write(b"354 x\r\n" if data else b"250 x\r\n")
+            if data:
+                total = hashlib.sha256()
+                while (block := self.rfile.readline()) != b".\r\n":
+                    if not block:
+                        return
+                    total.update(block)
+                self.server.sums.append(total.hexdigest())
+                self.wfile.write(b"250 x\r\n")
 
 
 def addresses_of(field):
@@ -223,6 +251,22 @@ class MimeTest(unittest.TestCase):
         message = self.compose(files=[self.file("large.bin", content)])
         part = list(message.iter_parts())[1]
         self.assertTrue(part.get_payload(decode=True) == content)
+
+    def test_large_files_take_little_memory(self):
+        file = self.file("large.bin", os.urandom(10_000_000))
+        saved = os.path.join(self.folder, "saved")
+        with Sink() as sink:
+            order = {"html": False, "subject": "S", "from": "a@xy.test", "to": "b@xy.test",
+                     "cc": "", "text": PLAIN, "headers": {}, "files": [file] * 10, "saved": saved,
+                     "port": sink.server_address[1]}
+            done = subprocess.run([OPTIONS.compose], input=json.dumps(order).encode(),
+                                  capture_output=True)
+            sink.shutdown()
+        self.assertEqual((done.returncode, done.stderr), (0, b""))
+        self.assertLess(int(done.stdout), 16 * 1024)
+        with open(saved, "rb") as message:
+            total = hashlib.sha256(message.read()).hexdigest()
+        self.assertEqual(sink.sums, [total] * 2)
 
     def test_long_names_are_continued(self):
         file = {**self.file("a", b"x"), "name": "n" * 3000 + ".png"}

@@ -107,8 +107,9 @@ std::string EchoPeer::Reply(const Request& request) {
                  EchoMessage(type, request.identifier, request.sequence, request.data));
 }
 
-std::string EchoPeer::Error(int type, int code, const std::string& from, const Request& request) {
-  return Compose(from, request, IcmpErrorMessage(type, code, request.packet));
+std::string EchoPeer::Error(int type, int code, const std::string& from, const Request& request,
+                            const std::string& extensions) {
+  return Compose(from, request, IcmpErrorMessage(type, code, request.packet, extensions));
 }
 
 void EchoPeer::Loop() {

@@ -43,7 +43,8 @@ class EchoPeer {
   /// The right reply to this request, from its destination.
   static std::string Reply(const Request& request);
   /// An error message about the request, from the host `from`.
-  static std::string Error(int type, int code, const std::string& from, const Request& request);
+  static std::string Error(int type, int code, const std::string& from, const Request& request,
+                           const std::string& extensions = {});
 
  private:
   void Loop();

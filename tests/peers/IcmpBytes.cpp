@@ -54,9 +54,21 @@ std::string EchoMessage(int type, int identifier, int sequence, const std::strin
                           Big16(static_cast<std::size_t>(sequence)) + data);
 }
 
-std::string IcmpErrorMessage(int type, int code, const std::string& quoted) {
-  return WithIcmpChecksum(static_cast<char>(type) + std::string(1, static_cast<char>(code)) +
-                          std::string(6, '\0') + quoted);
+std::string IcmpErrorMessage(int type, int code, std::string quoted,
+                             const std::string& extensions) {
+  std::string rest(6, '\0');
+  if (!extensions.empty()) {
+    const bool v6 = quoted[0] >> 4 == 6;
+    quoted.resize(128);
+    rest[v6 ? 2 : 3] = static_cast<char>(quoted.size() / (v6 ? 8 : 4));
+  }
+  return WithIcmpChecksum(static_cast<char>(type) + std::string(1, static_cast<char>(code)) + rest +
+                          quoted + extensions);
+}
+
+std::string MplsExtensions(const std::string& labels) {
+  return WithIcmpChecksum(std::string("\x20\0\0\0\0", 5) + static_cast<char>(4 + labels.size()) +
+                          "\x01\x01" + labels);
 }
 
 std::string IpBytes(const IpFields& fields, const std::string& payload) {

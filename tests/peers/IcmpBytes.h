@@ -12,8 +12,13 @@ std::string WithIcmpChecksum(std::string message, const std::string& before = {}
 /// An echo message: type 8 asks, type 0 replies; with IPv6 these are 128 and 129.
 std::string EchoMessage(int type, int identifier, int sequence, const std::string& data);
 
-/// An error message that quotes a packet.
-std::string IcmpErrorMessage(int type, int code, const std::string& quoted);
+/// An error message that quotes a packet; with `extensions` behind it, which need 128 bytes of it
+/// and a length, of RFC 4884 in units of 4 or 8 bytes.
+std::string IcmpErrorMessage(int type, int code, std::string quoted,
+                             const std::string& extensions = {});
+
+/// The extension structure with one object of MPLS labels (RFC 4950), each of four bytes.
+std::string MplsExtensions(const std::string& labels);
 
 struct IpFields {
   std::string source;  // both of the same family

@@ -27,9 +27,11 @@ sockaddr_in Loopback(int port) {
   return address;
 }
 
-int BoundSocket(int& port) {
+// Port 0 becomes a free one.
+int BoundSocket(int& port, const std::string& host = "127.0.0.1") {
   const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_in address = Loopback(0);
+  sockaddr_in address = Loopback(port);
+  inet_pton(AF_INET, host.c_str(), &address.sin_addr);
   socklen_t size = sizeof address;
   if (fd < 0 || bind(fd, reinterpret_cast<sockaddr*>(&address), size) != 0 ||
       getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size) != 0)
@@ -126,12 +128,13 @@ void Connection::Reset() {
   Close();
 }
 
-LoopbackServer::LoopbackServer(Serve serve) : serve_(std::move(serve)) {
+LoopbackServer::LoopbackServer(Serve serve, int port, const std::string& address)
+    : serve_(std::move(serve)), port_(port) {
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) != 0) std::abort();
   stopRead_ = ends[0];
   stopWrite_ = ends[1];
-  listenFd_ = BoundSocket(port_);
+  listenFd_ = BoundSocket(port_, address);
   fcntl(listenFd_, F_SETFL, O_NONBLOCK);
   listen(listenFd_, 128);
   acceptor_ = std::thread([this] { AcceptLoop(); });
@@ -184,10 +187,11 @@ int ConnectToLoopback(int port) {
   return -1;
 }
 
-RefusingPort::RefusingPort() : fd_(BoundSocket(port_)) {}
+RefusingPort::RefusingPort() : port_(0) { fd_ = BoundSocket(port_); }
 RefusingPort::~RefusingPort() { close(fd_); }
 
-HangingPort::HangingPort() : fd_(BoundSocket(port_)) {
+HangingPort::HangingPort() : port_(0) {
+  fd_ = BoundSocket(port_);
   listen(fd_, 0);
   const sockaddr_in address = Loopback(port_);
   for (int i = 0; i < 4; ++i) {  // the first ones fill the queue, the rest stay unanswered

@@ -37,6 +37,8 @@ class Connection {
   /// Sends in pieces that begin at the positions `cuts`. Each piece is held back until the client
   /// program has read the one before (or two seconds), so that it really sees them apart.
   bool SendCut(std::string_view bytes, const std::vector<std::size_t>& cuts);
+  /// Waits until the client program has read what was sent (or two seconds).
+  bool AwaitTaken();
   /// Ends the stream to the peer; reading goes on.
   void HalfClose();
   void Close();
@@ -47,7 +49,6 @@ class Connection {
   int StopFd() const { return stopFd_; }
 
  private:
-  bool AwaitTaken();
   bool Wait(short events);
 
   int fd_;
@@ -61,7 +62,8 @@ class LoopbackServer {
   /// Called for each connection with its number, counted from 0; the connection is closed after.
   using Serve = std::function<void(Connection&, std::size_t)>;
 
-  explicit LoopbackServer(Serve serve);
+  /// On another address below 127 it can have a port that is taken on 127.0.0.1.
+  explicit LoopbackServer(Serve serve, int port = 0, const std::string& address = "127.0.0.1");
   ~LoopbackServer();
   LoopbackServer(const LoopbackServer&) = delete;
   LoopbackServer& operator=(const LoopbackServer&) = delete;

@@ -17,9 +17,9 @@ SmtpServer::Answer SmtpServer::Politely(const std::string& command) {
   return "250 ok\r\n";
 }
 
-SmtpServer::SmtpServer(Reply reply)
+SmtpServer::SmtpServer(Reply reply, int port, const std::string& address)
     : reply_(std::move(reply)),
-      server_([this](Connection& connection, std::size_t) { Serve(connection); }) {}
+      server_([this](Connection& connection, std::size_t) { Serve(connection); }, port, address) {}
 
 std::vector<std::string> SmtpServer::Commands() {
   const std::lock_guard lock(mutex_);
@@ -51,6 +51,11 @@ void SmtpServer::Serve(Connection& connection) {
   while (ReadUntil(connection, bytes, "\r\n", command)) {
     command.resize(command.size() - 2);
     Keep(commands_, command);
+    if (command.starts_with("BDAT ")) {
+      std::string chunk;
+      if (!Take(connection, bytes, std::stoul(command.substr(5)), chunk)) return;
+      Keep(messages_, chunk);
+    }
     const Answer answer = reply_(command);
     if (!Send(connection, answer)) return;
     if (command != "DATA" || (!answer.bytes.starts_with("354") && !answer.bytes.starts_with("250")))
@@ -63,6 +68,16 @@ void SmtpServer::Serve(Connection& connection) {
     Keep(commands_, ".");
     if (!Send(connection, reply_("."))) return;
   }
+}
+
+bool SmtpServer::Take(Connection& connection, std::string& bytes, std::size_t size,
+                      std::string& into) {
+  while (bytes.size() < size) {
+    if (!connection.Read(bytes)) return false;
+  }
+  into = bytes.substr(0, size);
+  bytes.erase(0, size);
+  return true;
 }
 
 // False when nothing can follow.

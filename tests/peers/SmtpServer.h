@@ -43,13 +43,16 @@ class SmtpServer {
   /// The replies of a server that accepts everything.
   static Answer Politely(const std::string& command);
 
-  explicit SmtpServer(Reply reply = Politely);
+  /// See LoopbackServer.
+  explicit SmtpServer(Reply reply = Politely, int port = 0,
+                      const std::string& address = "127.0.0.1");
 
   int Port() const { return server_.Port(); }
   std::size_t Connections() const { return server_.Connections(); }
   /// All commands and the "." of messages so far, over all connections.
   std::vector<std::string> Commands();
-  /// The messages so far as they came, with all dots, up to and with the line that ends them.
+  /// The messages so far as they came: with all dots, up to and with the line that ends them, or
+  /// the chunk of a BDAT, which is taken before its reply.
   std::vector<std::string> Messages();
   /// Waits (five seconds at most) until the command has come so often.
   bool Await(const std::string& command, std::size_t times = 1);
@@ -59,6 +62,7 @@ class SmtpServer {
   bool Send(Connection& connection, const Answer& answer);
   bool ReadUntil(Connection& connection, std::string& bytes, const std::string& end,
                  std::string& into);
+  bool Take(Connection& connection, std::string& bytes, std::size_t size, std::string& into);
   void Keep(std::vector<std::string>& list, const std::string& text);
 
   const Reply reply_;

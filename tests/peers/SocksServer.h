@@ -20,16 +20,16 @@ struct SocksRules {
   /// The method chosen in version 5, offered or not: 0 none, 2 user/password, 255 refused.
   std::uint8_t method = 0;
   /// What method 2 accepts.
-  std::string user;
-  std::string password;
+  std::string user{};
+  std::string password{};
   /// Second byte of the reply to the version 5 request.
   std::uint8_t version5Reply = 0;
   /// Leaves all but the first two bytes of each reply out.
   bool shortReplies = false;
   /// Positions at which each reply is cut.
-  std::vector<std::size_t> cuts;
+  std::vector<std::size_t> cuts{};
   /// Sent in one block with the reply that opens the tunnel.
-  std::string early;
+  std::string early{};
   /// Instead of reply number n (from 0): nothing, and the end of the stream or silence.
   static constexpr std::size_t kNever = static_cast<std::size_t>(-1);
   std::size_t closeAt = kNever;

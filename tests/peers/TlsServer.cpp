@@ -163,6 +163,7 @@ TlsServer::TlsServer(TlsRules rules)
 void TlsServer::Serve(Connection& connection) {
   std::string rest;
   if (!rules_.unprotected.empty() && !connection.Send(rules_.unprotected)) return;
+  if (rules_.before && !rules_.before(connection)) return connection.ReadToEnd(rest);
   if (rules_.noHandshake) return connection.ReadToEnd(rest);
   TlsPeer peer(context_.get(), connection, rules_.cutAfter, rules_.byBytes);
   if (!peer.Accept()) return connection.ReadToEnd(rest);

@@ -69,6 +69,8 @@ struct TlsRules {
   bool byBytes = false;     // each byte apart
   std::string unprotected;  // sent before the handshake, or instead of it with `noHandshake`
   bool noHandshake = false;
+  /// Talks before the handshake; false: there is none.
+  std::function<bool(Connection&)> before;
   /// After the handshake. Without it: what is read is sent back, until the client's end.
   std::function<void(TlsPeer&)> serve;
 };

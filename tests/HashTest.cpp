@@ -1,0 +1,135 @@
+// MD5 and SHA-256 against the vectors of RFC 1321, appendix A.5, and RFC 6234, section 8.5; Digest
+// against the examples of RFC 2617 and RFC 7616, section 3.9.1.
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+#include "support/DigestAuth.h"
+#include "support/Md5.h"
+#include "support/Sha256.h"
+
+namespace netro {
+namespace {
+
+TEST(Md5, MatchesTheRfc) {
+  const struct {
+    std::string_view message;
+    const char* digest;
+  } kCases[] = {
+      {"", "d41d8cd98f00b204e9800998ecf8427e"},
+      {"a", "0cc175b9c0f1b6a831c399e269772661"},
+      {"abc", "900150983cd24fb0d6963f7d28e17f72"},
+      {"message digest", "f96b697d7cb7938d525a2f31aaf161d0"},
+      {"abcdefghijklmnopqrstuvwxyz", "c3fcd3d76192e4007dfb496cca67e13b"},
+      {"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789",
+       "d174ab98d277d9f5a5611c2c9f419d9f"},
+      {"12345678901234567890123456789012345678901234567890123456789012345678901234567890",
+       "57edf4a22be3c955ac49da2e2107b67a"},
+  };
+  for (const auto& [message, digest] : kCases) {
+    EXPECT_EQ(Md5Hex(message), digest) << message;
+  }
+}
+
+TEST(Md5, PadsEveryLengthOfTheLastBlock) {
+  // The digest of the digests of "", "x", "xx" ... up to 130 bytes.
+  std::string digests;
+  for (std::size_t size = 0; size <= 130; ++size) {
+    digests += Md5Hex(std::string(size, 'x'));
+  }
+  EXPECT_EQ(Md5Hex(digests), "861e4a9e76c88ae6267e22fd76384596");
+  EXPECT_EQ(Md5Hex(std::string(1000000, 'a')), "7707d6ae4e027c70eea2a935c2296f21");
+}
+
+TEST(Sha256, MatchesTheRfc) {
+  std::string digits;
+  for (int i = 0; i < 80; ++i) digits += "01234567";
+  const struct {
+    std::string message;
+    const char* digest;
+  } kCases[] = {
+      {"", "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855"},
+      {"abc", "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad"},
+      {"abcdbcdecdefdefgefghfghighijhijkijkljklmklmnlmnomnopnopq",
+       "248d6a61d20638b8e5c026930c3e6039a33ce45964ff2167f6ecedd419db06c1"},
+      {std::string(1000000, 'a'),
+       "cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0"},
+      {digits, "594847328451bdfa85056225462cc1d867d877fb388df0ce35f25ab5562bfbb5"},
+      {"\x19", "68aa2e2ee5dff96e3355e6c7ee373e3d6a4e17f75f9518d843709c0c9bc3e3d4"},
+  };
+  for (const auto& [message, digest] : kCases) EXPECT_EQ(Sha256Hex(message), digest);
+}
+
+template <class Hash>
+void ExpectPieces() {
+  const std::string message(200, 'm');
+  Hash whole;
+  whole.Update(message);
+  const typename Hash::Digest expected = whole.Finish();
+  for (std::size_t piece = 1; piece < message.size(); ++piece) {
+    Hash hash;
+    for (std::size_t at = 0; at < message.size(); at += piece)
+      hash.Update(std::string_view(message).substr(at, piece));
+    EXPECT_EQ(hash.Finish(), expected) << piece;
+  }
+}
+
+TEST(Md5, TakesTheMessageInPieces) { ExpectPieces<Md5>(); }
+TEST(Sha256, TakesTheMessageInPieces) { ExpectPieces<Sha256>(); }
+
+DigestInput RfcExample() {
+  return {.user = "Mufasa",
+          .realm = "testrealm@host.com",
+          .password = "Circle Of Life",
+          .algorithm = "MD5",
+          .nonce = "dcd98b7102dd2f0e8b11d0f600bfb0c093",
+          .nonceCount = "00000001",
+          .clientNonce = "0a4f113b",
+          .qop = "auth",
+          .method = "GET",
+          .uri = "/dir/index.html"};
+}
+
+TEST(DigestAuth, MatchesTheRfc) {
+  DigestInput input = RfcExample();
+  EXPECT_EQ(DigestCalc(input), "6629fae49393a05397450978507c4ef1");
+  input.algorithm.clear();  // the unnamed one is MD5
+  EXPECT_EQ(DigestCalc(input), "6629fae49393a05397450978507c4ef1");
+  for (const char* session : {"MD5-sess", "md5-SESS"}) {
+    input.algorithm = session;
+    EXPECT_EQ(DigestCalc(input), "8e3825c57e897f5a0dec6c2d4e5059d0");
+  }
+}
+
+TEST(DigestAuth, KnowsTheFormWithoutQop) {
+  DigestInput input = RfcExample();
+  input.qop.clear();
+  for (const char* nonce : {"0a4f113b", "other"}) {
+    input.clientNonce = input.nonceCount = nonce;
+    EXPECT_EQ(DigestCalc(input), "670fd8c2df070c60b045671b8b24ff02");
+  }
+}
+
+TEST(DigestAuth, MatchesTheLaterRfcWithBothHashes) {
+  DigestInput input{.user = "Mufasa",
+                    .realm = "http-auth@example.org",
+                    .password = "Circle of Life",
+                    .algorithm = "SHA-256",
+                    .nonce = "7ypf/xlj9XXwfDPEoM4URrv/xwf94BcCAzFZH4GiTo0v",
+                    .nonceCount = "00000001",
+                    .clientNonce = "f2/wE4q74E6zIJEtWaHKaf5wv/H5QzzpXusqGemxURZJ",
+                    .qop = "auth",
+                    .method = "GET",
+                    .uri = "/dir/index.html"};
+  EXPECT_EQ(DigestCalc(input), "753927fa0e85d155564e2e272a28d1802ca10daf4496794697cf8db5856cb6c1");
+  input.algorithm = "sha-256-SESS";
+  EXPECT_EQ(DigestCalc(input), "2fd51b3a77ad75bad6afad6003e818d767133c46d9e2749e7f5232ae1ea3efd7");
+  input.algorithm = "MD5";
+  EXPECT_EQ(DigestCalc(input), "8ca523f5e9506fed4657c9700eebdbec");
+}
+
+}  // namespace
+}  // namespace netro
