@@ -10,13 +10,13 @@
 namespace netro::bench {
 
 /// Messages of a text and attachments, each composed with a new object until the whole of it is in
-/// memory.
+/// memory, or in a file.
 struct Compose {
   std::string text;
   std::vector<std::string> files;
   std::size_t leastSize = 0;  ///< of each message in bytes
   int repetitions = 1;
-  bool readFirst = false;  ///< reading the files is not measured; only for one repetition
+  std::string output;  ///< the file; empty: memory
 };
 
 std::string NetroCompose(const Compose& compose, Stopwatch& watch);

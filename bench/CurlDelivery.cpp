@@ -29,21 +29,25 @@ void Prepare(CURL* handle, const Delivery& delivery, const curl_slist* recipient
   curl_easy_setopt(handle, CURLOPT_URL, url.c_str());
   curl_easy_setopt(handle, CURLOPT_PROXY, "");
   curl_easy_setopt(handle, CURLOPT_NOSIGNAL, 1L);
-  curl_easy_setopt(handle, CURLOPT_FRESH_CONNECT, 1L);
-  curl_easy_setopt(handle, CURLOPT_FORBID_REUSE, 1L);
   curl_easy_setopt(handle, CURLOPT_MAIL_FROM, "<a@x.test>");
   curl_easy_setopt(handle, CURLOPT_MAIL_RCPT, recipients);
   curl_easy_setopt(handle, CURLOPT_UPLOAD, 1L);
   curl_easy_setopt(handle, CURLOPT_READFUNCTION, Take);
 }
 
-}  // namespace
+void UseNewSession(CURL* handle) {
+  curl_easy_setopt(handle, CURLOPT_FRESH_CONNECT, 1L);
+  curl_easy_setopt(handle, CURLOPT_FORBID_REUSE, 1L);
+}
 
-std::string CurlDeliver(const Delivery& delivery, Stopwatch& watch) {
+std::string DeliverAll(const Delivery& delivery, bool keep, Stopwatch& watch) {
   curl_global_init(CURL_GLOBAL_DEFAULT);
   CURL* handle = curl_easy_init();
   curl_slist* recipients = curl_slist_append(nullptr, "<b@x.test>");
   Prepare(handle, delivery, recipients);
+  if (!keep) {
+    UseNewSession(handle);
+  }
   watch.Start();
   for (int i = 0; i < delivery.repetitions; ++i) {
     std::string_view rest = delivery.message;
@@ -59,6 +63,16 @@ std::string CurlDeliver(const Delivery& delivery, Stopwatch& watch) {
   return {};
 }
 
+}  // namespace
+
+std::string CurlDeliver(const Delivery& delivery, Stopwatch& watch) {
+  return DeliverAll(delivery, false, watch);
+}
+
+std::string CurlDeliverKept(const Delivery& delivery, Stopwatch& watch) {
+  return DeliverAll(delivery, true, watch);
+}
+
 std::string CurlDeliverMany(const Delivery& delivery, Stopwatch& watch) {
   curl_global_init(CURL_GLOBAL_DEFAULT);
   curl_slist* recipients = curl_slist_append(nullptr, "<b@x.test>");
@@ -69,6 +83,7 @@ std::string CurlDeliverMany(const Delivery& delivery, Stopwatch& watch) {
   for (std::string_view& rest : rests) {
     CURL* handle = handles.emplace_back(curl_easy_init());
     Prepare(handle, delivery, recipients);
+    UseNewSession(handle);
     curl_easy_setopt(handle, CURLOPT_READDATA, &rest);
     curl_easy_setopt(handle, CURLOPT_PRIVATE, &rest);
   }

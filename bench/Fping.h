@@ -9,7 +9,8 @@
 
 namespace netro::bench {
 
-bool HaveFping();
+/// Its path; empty when it is not installed.
+std::string FindFping();
 
 /// Has fping ping each target once, with these further options; returns an error text, also when
 /// not as many answer. The figures are those of the process less what it takes for the first target

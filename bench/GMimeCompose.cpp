@@ -1,5 +1,5 @@
-// Composing with GMime: files are read while the message is written into a block of memory, or into
-// memory before.
+// Composing with GMime: files are read while the message is written into a block of memory or a
+// file.
 
 #ifdef NETRO_HAVE_GMIME
 
@@ -19,21 +19,10 @@ GMimeObject* TextPart(const std::string& text) {
   return GMIME_OBJECT(part);
 }
 
-GMimeStream* InMemory(GMimeStream* file) {
-  GMimeStream* memory = g_mime_stream_mem_new();
-  g_mime_stream_write_to_stream(file, memory);
-  g_mime_stream_reset(memory);
-  g_object_unref(file);
-  return memory;
-}
-
-GMimeObject* FilePart(const std::string& file, bool readNow) {
+GMimeObject* FilePart(const std::string& file) {
   GMimeStream* stream = g_mime_stream_fs_open(file.c_str(), O_RDONLY, 0, nullptr);
   if (stream == nullptr) {
     return nullptr;
-  }
-  if (readNow) {
-    stream = InMemory(stream);
   }
   GMimePart* part = g_mime_part_new_with_type("application", "octet-stream");
   GMimeDataWrapper* content =
@@ -51,8 +40,15 @@ void Add(GMimeMultipart* parts, GMimeObject* part) {
   g_object_unref(part);
 }
 
+GMimeStream* Output(const std::string& file) {
+  if (file.empty()) {
+    return g_mime_stream_mem_new();
+  }
+  return g_mime_stream_fs_open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600, nullptr);
+}
+
 /// Takes `body`.
-std::size_t WrittenSize(GMimeObject* body) {
+std::size_t WrittenSize(GMimeObject* body, const std::string& file) {
   GMimeMessage* message = g_mime_message_new(TRUE);
   g_mime_message_add_mailbox(message, GMIME_ADDRESS_TYPE_FROM, "A", "a@x.test");
   g_mime_message_add_mailbox(message, GMIME_ADDRESS_TYPE_TO, "B", "b@x.test");
@@ -65,10 +61,10 @@ std::size_t WrittenSize(GMimeObject* body) {
   g_object_unref(body);
   GMimeFormatOptions* options = g_mime_format_options_new();
   g_mime_format_options_set_newline_format(options, GMIME_NEWLINE_FORMAT_DOS);
-  GMimeStream* memory = g_mime_stream_mem_new();
-  g_mime_object_write_to_stream(GMIME_OBJECT(message), options, memory);
-  const gint64 size = g_mime_stream_length(memory);
-  g_object_unref(memory);
+  GMimeStream* output = Output(file);
+  g_mime_object_write_to_stream(GMIME_OBJECT(message), options, output);
+  const gint64 size = g_mime_stream_length(output);
+  g_object_unref(output);
   g_mime_format_options_free(options);
   g_object_unref(message);
   return size < 0 ? 0 : static_cast<std::size_t>(size);
@@ -85,7 +81,7 @@ std::string GMimeCompose(const Compose& compose, Stopwatch& watch) {
       GMimeMultipart* parts = g_mime_multipart_new_with_subtype("mixed");
       Add(parts, body);
       for (const std::string& file : compose.files) {
-        GMimeObject* part = FilePart(file, compose.readFirst);
+        GMimeObject* part = FilePart(file);
         if (part == nullptr) {
           return "cannot read " + file;
         }
@@ -93,10 +89,7 @@ std::string GMimeCompose(const Compose& compose, Stopwatch& watch) {
       }
       body = GMIME_OBJECT(parts);
     }
-    if (compose.readFirst) {
-      watch.Start();
-    }
-    const std::size_t size = WrittenSize(body);
+    const std::size_t size = WrittenSize(body, compose.output);
     if (size < compose.leastSize) {
       return "a message of " + std::to_string(size) + " bytes";
     }

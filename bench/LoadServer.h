@@ -18,6 +18,7 @@ struct Session {
   bool inData = false;
   std::size_t bytes = 0;
   std::string tail = {};
+  std::string reply = {};
 };
 
 class LoadServer {

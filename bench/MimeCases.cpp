@@ -8,6 +8,7 @@
 #include <fstream>
 #include <functional>
 #include <string>
+#include <utility>
 
 #include "bench/Cases.h"
 #include "bench/Compose.h"
@@ -43,12 +44,14 @@ bool WriteNoise(const std::string& file, std::size_t size) {
 }
 
 /// Writes the files first, in a process of its own, whose memory does not count.
-std::string ComposeFiles(Composer composer, std::size_t megabytes, int count, bool readFirst,
+enum class Way { IntoMemory, IntoFile };
+
+std::string ComposeFiles(Composer composer, std::size_t megabytes, int count, Way way,
                          Stopwatch& watch) {
   const TempFolder folder;
   Compose compose;
   compose.text = Text();
-  compose.readFirst = readFirst;
+  if (way == Way::IntoFile) compose.output = folder.Path() + "/message";
   compose.leastSize = megabytes * kMegabyte * static_cast<std::size_t>(count) * 4 / 3;
   for (int i = 0; i < count; ++i) {
     compose.files.push_back(folder.Path() + "/" + std::to_string(i) + ".bin");
@@ -87,10 +90,12 @@ void AddMimeCases() {
   std::fprintf(stderr, "left out: GMime\n");
 #endif
   AddBesideGMime("compose a text of 1 KB", "messages", kSmallMessages, ComposeSmall);
-  for (const bool readFirst : {false, true}) {
-    AddBesideGMime("compose 10 files of 10 MB"s + (readFirst ? ", read before" : ""), "MB", 100,
-                   [readFirst](Composer composer, Stopwatch& watch) {
-                     return ComposeFiles(composer, 10, 10, readFirst, watch);
+  constexpr std::pair<Way, const char*> kWays[] = {{Way::IntoMemory, ""},
+                                                   {Way::IntoFile, ", to a file"}};
+  for (const auto& [way, name] : kWays) {
+    AddBesideGMime("compose 10 files of 10 MB"s + name, "MB", 100,
+                   [way = way](Composer composer, Stopwatch& watch) {
+                     return ComposeFiles(composer, 10, 10, way, watch);
                    });
   }
   for (const std::size_t megabytes : {1, 10, 100}) {
@@ -99,7 +104,7 @@ void AddMimeCases() {
     };
     AddCase({label(megabytes), "netro", "MB", static_cast<double>(megabytes),
              megabytes == 1 ? "" : label(1) + "/netro", [megabytes](Stopwatch& watch) {
-               return ComposeFiles(NetroCompose, megabytes, 1, false, watch);
+               return ComposeFiles(NetroCompose, megabytes, 1, Way::IntoMemory, watch);
              }});
   }
 }

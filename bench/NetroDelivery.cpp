@@ -1,6 +1,8 @@
-// Delivering with SMTPCls, one object for all sessions, or one for each task.
+// Delivering with SMTPCls, one object for all sessions, or one for each task; with SendMailCls in
+// one session.
 
 #include <netro/SMTPCls.h>
+#include <netro/SendMailCls.h>
 
 #include <memory>
 
@@ -10,7 +12,7 @@
 namespace netro::bench {
 namespace {
 
-void Prepare(SMTPCls& smtp, const Delivery& delivery) {
+void Prepare(SMTPSettings& smtp, const Delivery& delivery) {
   smtp.ReceiverHostName("127.0.0.1");
   smtp.Port(delivery.port);
 }
@@ -31,6 +33,20 @@ std::string NetroDeliver(const Delivery& delivery, Stopwatch& watch) {
   }
   watch.Stop();
   return error;
+}
+
+std::string NetroDeliverKept(const Delivery& delivery, Stopwatch& watch) {
+  SendMailCls mail;
+  Prepare(mail, delivery);
+  mail.KeepSession(true);
+  mail.Chunking(true);
+  bool good = true;
+  watch.Start();
+  for (int i = 0; i < delivery.repetitions && good; ++i) {
+    good = mail.NewMsgFromMimeBuffer(delivery.message, "a@me.test", "b@xy.test") && mail.SendMail();
+  }
+  watch.Stop();
+  return good ? "" : mail.ResultMessage();
 }
 
 std::string NetroDeliverMany(const Delivery& delivery, Stopwatch& watch) {

@@ -15,6 +15,7 @@
 
 #include "bench/Cases.h"
 #include "bench/Fping.h"
+#include "bench/PingCommand.h"
 #include "bench/PingNetwork.h"
 #include "bench/Process.h"
 
@@ -141,7 +142,7 @@ void Add(const std::string& name, const std::string& library, PingFunction funct
 
 /// fping's figures come from raw sockets in all cases: with datagram sockets it misses the replies.
 void AddBesideFping(const std::string& name, Pings pings) {
-  if (HaveFping()) {
+  if (!FindFping().empty()) {
     Add(name, "fping", FpingPing, {pings}, "");
   }
   Add(name, "netro", NetroPing, pings, name + "/fping");
@@ -161,7 +162,7 @@ void AddPingCases() {
     std::fprintf(stderr, "left out: pings (no network namespace can be made here)\n");
     return;
   }
-  if (!HaveFping()) {
+  if (FindFping().empty()) {
     std::fprintf(stderr, "left out: fping\n");
   }
   const std::string thousand = "ping of 1,000 targets";
@@ -169,6 +170,7 @@ void AddPingCases() {
   AddBesideFping("ping of 10,000 targets", {10'000});
   AddBesideFping("ping of 1,000 targets, 100 silent", {1'000, 10});
   AddBesideFping("ping of 100 targets, one every 10 ms", {100, 0, 10});
+  AddPingCommandCases();
   Add("ping of 60,000 targets", "netro", NetroPing, {60'000}, thousand + "/netro");
 }
 
