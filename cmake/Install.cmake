@@ -1,9 +1,14 @@
-# cmake --install, the find_package and pkg-config files, and the .deb of "cpack -G DEB".
+# cmake --install, and the find_package and pkg-config files; also of a parent project that has the
+# library as a part.
 include(CMakePackageConfigHelpers)
 
 set(netro_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/netro)
 
-install(TARGETS netro netro_static EXPORT netroTargets
+set(netro_libraries netro)
+if(NETRO_BUILD_BOTH)
+  list(APPEND netro_libraries netro_static)
+endif()
+install(TARGETS ${netro_libraries} EXPORT netroTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(FILES ${netro_public_headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/netro)
@@ -16,13 +21,15 @@ install(EXPORT netroTargets NAMESPACE netro:: DESTINATION ${netro_package_dir})
 get_property(netro_components GLOBAL PROPERTY NETRO_COMPONENTS)
 foreach(component ${netro_components})
   install(TARGETS netro_${component} EXPORT netro_${component}Targets
-    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
   install(EXPORT netro_${component}Targets NAMESPACE netro:: DESTINATION ${netro_package_dir})
 endforeach()
 if(TARGET netro_tls)
   install(FILES include/netro/tls/OpenSslTls.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/netro/tls)
 endif()
 
+get_property(netro_component_packages GLOBAL PROPERTY NETRO_COMPONENT_PACKAGES)
 configure_package_config_file(cmake/netroConfig.cmake.in ${PROJECT_BINARY_DIR}/netroConfig.cmake
   INSTALL_DESTINATION ${netro_package_dir})
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/netroConfigVersion.cmake
@@ -35,25 +42,10 @@ file(RELATIVE_PATH netro_pc_to_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 configure_file(cmake/netro.pc.in ${PROJECT_BINARY_DIR}/netro.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/netro.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
-foreach(document LICENSE README.md CHANGELOG.md docs)
-  if(IS_DIRECTORY ${PROJECT_SOURCE_DIR}/${document})
-    install(DIRECTORY ${document}/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs)
-  elseif(EXISTS ${PROJECT_SOURCE_DIR}/${document})
-    install(FILES ${document} DESTINATION ${CMAKE_INSTALL_DOCDIR})
-  endif()
-endforeach()
-
-set(CPACK_GENERATOR DEB)
-set(CPACK_PACKAGE_CONTACT "NetroClasses contributors")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${PROJECT_DESCRIPTION}")
-set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
-set(CPACK_STRIP_FILES ON)
-set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-set(CPACK_DEBIAN_PACKAGE_SECTION libs)
-set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
-find_program(NETRO_SHLIBDEPS dpkg-shlibdeps)
-if(NETRO_SHLIBDEPS)
-  set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-  set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+# What README links to stands where it says. A parent project has documents of its own.
+if(PROJECT_IS_TOP_LEVEL)
+  install(FILES LICENSE README.md CHANGELOG.md CONTRIBUTING.md SECURITY.md
+    DESTINATION ${CMAKE_INSTALL_DOCDIR})
+  install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR})
+  install(FILES bench/README.md DESTINATION ${CMAKE_INSTALL_DOCDIR}/bench)
 endif()
-include(CPack)
