@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <limits>
 #include <memory>
 #include <vector>
 
@@ -67,11 +66,13 @@ class NetlinkSocket {
   const int fd_;
 };
 
+constexpr std::int32_t kLargestError = 4095;  // the kernel's MAX_ERRNO
+
 // What the message that ends an answer says.
 std::int32_t EndOf(std::uint16_t type, NetlinkBytes payload) {
   std::int32_t error = 0;  // the negative errno, also of NLMSG_ERROR's structure
   if (!TakeNetlink(payload, error)) return type == NLMSG_DONE ? 0 : kErrInvalidArgument;
-  if (error == std::numeric_limits<std::int32_t>::min()) return kErrInvalidArgument;
+  if (error < -kLargestError) return kErrInvalidArgument;
   return error < 0 ? SocketErrorNumber(-error) : 0;
 }
 
