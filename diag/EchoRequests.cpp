@@ -3,6 +3,7 @@
 #include "diag/EchoRequests.h"
 
 #include <algorithm>
+#include <new>
 
 #include "platform/Loop.h"
 
@@ -29,7 +30,18 @@ std::int32_t EchoRequests::Send(const EchoRequest& request, milliseconds timeout
   std::int32_t id = 0;
   const std::int32_t status = echo_.Send(request, id);
   if (id == 0) return 0;
-  // What could not be sent is told as soon as the loop is back.
+  try {
+    Add(id, status, timeout);
+  } catch (const std::bad_alloc&) {
+    Cancel(id);
+    echo_.Forget(id);
+    throw;
+  }
+  return id;
+}
+
+// What could not be sent is told as soon as the loop is back.
+void EchoRequests::Add(std::int32_t id, std::int32_t status, milliseconds timeout) {
   Request& added = requests_[id];
   added.deadline = Now();
   if (status == kIpSuccess) {
@@ -40,7 +52,6 @@ std::int32_t EchoRequests::Send(const EchoRequest& request, milliseconds timeout
   // The latest as a rule, so that its place is the end.
   deadlines_.insert(deadlines_.end(), {added.deadline, id});
   SetAlarm();
-  return id;
 }
 
 void EchoRequests::Cancel(std::int32_t id) {
@@ -101,7 +112,7 @@ void EchoRequests::Expire() {
       deadlines_.erase(deadlines_.begin());
       continue;
     }
-    const std::int32_t status = echo_.Waits(id) ? kIpNoResources : requests_[id].statusThen;
+    const std::int32_t status = echo_.LacksMemory(id) ? kIpNoResources : requests_[id].statusThen;
     const EchoOutcome outcome{status, {}, {}, 0};
     Cancel(id);
     // The function called may wait for the others.

@@ -49,6 +49,7 @@ class EchoRequests {
 
   bool Remove(std::int32_t id);
   void Answered(std::int32_t id, const EchoOutcome& outcome);
+  void Add(std::int32_t id, std::int32_t status, std::chrono::milliseconds timeout);
   void SetAlarm();
   void Expire();
 

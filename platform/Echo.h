@@ -114,8 +114,9 @@ class Echo {
   /// Sends one request, or keeps it until the system's buffer has room. 0: it is under way; else
   /// the status that says why not. `number` names it; 0 when there are too many.
   std::int32_t Send(const EchoRequest& request, std::int32_t& number);
-  /// True while a request is kept because the system's buffer is full.
-  bool Waits(std::int32_t number) const;
+  /// True while a request is kept because the system's buffer is full, or the system has no memory
+  /// to tell of answers.
+  bool LacksMemory(std::int32_t number) const;
   /// Takes what has come by now; the loop hands it out.
   void Collect();
   /// True when an answer has come and is not handed out yet.

@@ -122,9 +122,9 @@ std::int32_t Echo::Send(const EchoRequest& request, std::int32_t& number) {
   return line->Send(request, receiver_, sockets_.lastNumber_, number);
 }
 
-bool Echo::Waits(std::int32_t number) const {
+bool Echo::LacksMemory(std::int32_t number) const {
   EchoLine* line = sockets_.LineOf(number);
-  return line != nullptr && line->Waits(number);
+  return line != nullptr && line->LacksMemory(number);
 }
 
 void Echo::Collect() {

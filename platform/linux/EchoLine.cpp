@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <new>
 #include <utility>
 
 #include "platform/ErrorNumbers.h"
@@ -93,7 +94,7 @@ std::int32_t EchoLine::ChooseNumber(std::int32_t last) const {
 
 std::int32_t EchoLine::Send(const EchoRequest& request,
                             const std::shared_ptr<EchoReceiver>& receiver, std::int32_t& lastNumber,
-                            std::int32_t& number) {
+                            std::int32_t& number) try {
   Port& port = PortOf(request.ip.Family());
   if (IsFull() || port.waiting.size() >= kMostInFlight) return kIpNoResources;
   number = lastNumber = ChooseNumber(lastNumber);
@@ -111,6 +112,9 @@ std::int32_t EchoLine::Send(const EchoRequest& request,
   }
   if (++port.unread >= (port.socket->Stamps() ? kSendsUnread : 1)) Collect(port);
   return 0;
+} catch (const std::bad_alloc&) {
+  Forget(number);
+  throw;
 }
 
 void EchoLine::Collect() {
@@ -128,9 +132,10 @@ bool EchoLine::HasAnswer(std::int32_t number) {
   return flight != nullptr && flight->answered;
 }
 
-bool EchoLine::Waits(std::int32_t number) {
+bool EchoLine::LacksMemory(std::int32_t number) {
   const Flight* flight = Find(number);
-  return flight != nullptr && flight->waits;
+  if (flight == nullptr) return false;
+  return flight->waits || PortOf(flight->request.ip.Family()).socket->LacksMemory();
 }
 
 void EchoLine::Forget(std::int32_t number) {

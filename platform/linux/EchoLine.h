@@ -31,7 +31,7 @@ class EchoLine final : public std::enable_shared_from_this<EchoLine>, private So
   std::int32_t Send(const EchoRequest& request, const std::shared_ptr<EchoReceiver>& receiver,
                     std::int32_t& lastNumber, std::int32_t& number);
   bool Knows(std::int32_t number) { return Find(number) != nullptr; }
-  bool Waits(std::int32_t number);
+  bool LacksMemory(std::int32_t number);
   bool HasAnswer(std::int32_t number);
   void Forget(std::int32_t number);
   void ForgetAll(const EchoReceiver& receiver);

@@ -159,8 +159,15 @@ bool IcmpSocket::ReadQueue(MessageBatch& batch, bool errors, const Take& take) {
     int count = -1;
     for (int tries = 0; tries < kTries && count < 0; ++tries) {
       count = batch.Receive(handle_, errors);
-      if (count < 0 && errno == EAGAIN) return true;
+      if (count < 0 && errno == EAGAIN) {
+        lacksMemory_ = false;
+        return true;
+      }
     }
+    // To try again at once would keep the thread busy. What lies there is read with the next that
+    // comes, or at the deadline.
+    lacksMemory_ = count < 0 && (errno == ENOMEM || errno == ENOBUFS);
+    if (lacksMemory_) return true;
     for (int i = 0; i < count; ++i) {
       const BatchMessage message = batch[static_cast<std::size_t>(i)];
       const auto answer = kind_ == EchoSocket::Raw ? ReadRaw(family_, message)

@@ -29,6 +29,8 @@ class IcmpSocket {
   EchoSocket Kind() const { return kind_; }
   /// The system stamps what arrives.
   bool Stamps() const { return stamps_; }
+  /// The system had none for the last read.
+  bool LacksMemory() const { return lacksMemory_; }
 
   /// Of the packets to come; 0: the system's. Returns the error number.
   std::int32_t SetTtl(std::int32_t ttl);
@@ -47,6 +49,7 @@ class IcmpSocket {
   std::int32_t handle_ = 0;
   std::int32_t ttl_ = 0;  // that the socket is set to
   bool stamps_ = false;
+  bool lacksMemory_ = false;
 };
 
 }  // namespace netro
