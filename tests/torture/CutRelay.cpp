@@ -8,9 +8,9 @@
 
 namespace netro::torture {
 
-void Cut::At(Direction direction, long bytes, bool byReset) {
+void Cut::At(Direction direction, long bytes, End by) {
   Never();
-  reset = byReset;
+  end = by;
   left[direction] = bytes;
 }
 
@@ -54,10 +54,10 @@ bool CutRelay::Pass(peers::Connection& from, peers::Connection& to, Cut::Directi
   cut_.passed[direction] += taken;
   if (cut_.left[direction] >= Cut::kNever / 2) return true;
   cut_.left[direction] -= taken;
-  if (cut_.left[direction] > 0) return true;
+  if (cut_.left[direction] > 0 || cut_.end == Cut::Silent) return true;
   cut_.left[direction] = Cut::kNever;
   peers::Connection& client = direction == Cut::FromServer ? to : from;
-  cut_.reset ? client.Reset() : client.Close();
+  cut_.end == Cut::Reset ? client.Reset() : client.Close();
   return false;
 }
 

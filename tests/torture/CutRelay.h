@@ -1,5 +1,6 @@
 // A relay between client and server that ends the connection behind the n-th byte of one direction,
-// counted over all connections, by an orderly end or by a reset.
+// counted over all connections, by an orderly end or by a reset, or passes on nothing more that
+// way.
 #pragma once
 
 #include <atomic>
@@ -12,13 +13,14 @@ namespace netro::torture {
 /// Where the relays of a scenario cut; once, then they pass everything on.
 struct Cut {
   enum Direction { FromServer, FromClient };
+  enum End { Closed, Reset, Silent };
 
   static constexpr long kNever = 1L << 40;
   std::atomic<long> left[2] = {kNever, kNever};
   std::atomic<long> passed[2] = {0, 0};
-  std::atomic<bool> reset = false;
+  std::atomic<End> end = Closed;
 
-  void At(Direction direction, long bytes, bool byReset);
+  void At(Direction direction, long bytes, End by);
   void Never();
 };
 

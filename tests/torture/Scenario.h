@@ -2,6 +2,10 @@
 // machine that answer at once.
 #pragma once
 
+#include <netro/MessageLoop.h>
+
+#include <chrono>
+#include <concepts>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -44,6 +48,8 @@ class World {
 struct Scenario {
   std::string name;
   std::function<Subject(World&)> make;
+  bool alone =
+      false;  // it turns the clock, or ends all waits of the thread: nothing runs beside it
 };
 
 /// The servers live as long as the program.
@@ -51,14 +57,18 @@ std::vector<Scenario> WebScenarios();
 std::vector<Scenario> MailScenarios();
 std::vector<Scenario> NameScenarios();
 std::vector<Scenario> SocketScenarios();
+std::vector<Scenario> EchoScenarios();
 std::vector<Scenario> FileScenarios();
 std::vector<Scenario> WatchScenarios();
 std::vector<Scenario> TlsScenarios();
 
 template <class Object>
-concept Cancellable = requires(Object& object) { object.Kill(); };
+concept Cancellable = requires(Object& object) {
+  object.StopWaiting();
+};
 
-/// `call` is what may be hurt; `judge` tells what came of it, unless the object is gone.
+/// `call` is what may be hurt: of the object, or of what holds it if it asks for that, to see
+/// whether it is gone. `judge` tells what came of it, unless it is.
 template <class Object, class Call, class Judge>
 Scenario Make(std::string name, std::function<void(World&, Object&)> prepare, Call call,
               Judge judge) {
@@ -66,14 +76,34 @@ Scenario Make(std::string name, std::function<void(World&, Object&)> prepare, Ca
     const auto object = std::make_shared<std::unique_ptr<Object>>(std::make_unique<Object>());
     prepare(world, **object);
     const auto run = [=] {
-      const auto result = Hurt([&] { return call(**object); });
+      const auto result = Hurt([&] {
+        if constexpr (std::invocable<Call, std::unique_ptr<Object>&>)
+          return call(*object);
+        else
+          return call(**object);
+      });
       return *object == nullptr ? kGone : judge(**object, result);
     };
     Subject subject{run, nullptr, [=] { object->reset(); }};
-    if constexpr (Cancellable<Object>) subject.cancel = [=] { (*object)->Kill(); };
+    if constexpr (Cancellable<Object>) subject.cancel = [=] { (*object)->StopWaiting(); };
     return subject;
   };
   return {std::move(name), make};
+}
+
+/// Waits as the library's calls do, in tasks too: false after a minute, or without memory to wait.
+inline bool TurnUntil(const std::function<bool()>& done) {
+  const auto limit = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+  while (!done()) {
+    if (std::chrono::steady_clock::now() > limit) return false;
+    if (MessageLoop::ForThisThread().Sleep(std::chrono::milliseconds(1)) != 0) return false;
+  }
+  return true;
+}
+
+inline Scenario Alone(Scenario scenario) {
+  scenario.alone = true;
+  return scenario;
 }
 
 /// kDone when `good`; else the number, or that there is none.

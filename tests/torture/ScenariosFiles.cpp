@@ -1,8 +1,11 @@
 #include <netro/LogfileCLS.h>
+#include <netro/SocketCls.h>
 
+#include <memory>
 #include <utility>
 
 #include "Scenario.h"
+#include "Servers.h"
 #include "tests/TemporaryFolder.h"
 
 namespace netro::torture {
@@ -15,9 +18,11 @@ const TemporaryFolder& Folder() {
 
 std::string line;  // of this call
 
-bool Log(LogfileCLS& log) {
-  const bool done = log.StartLogging() && log.LogEvent(line) && log.CommitBuffer();
-  return log.StopLogging() && done;
+bool Log(std::unique_ptr<LogfileCLS>& log) {
+  const bool started = log->StartLogging();
+  const bool noted = log && started && log->LogEvent(line);
+  const bool written = log && noted && log->CommitBuffer();
+  return log && log->StopLogging() && written;
 }
 
 // What was told to be in the file is there once, whatever failed before.
@@ -31,6 +36,18 @@ std::int32_t IsLogged(LogfileCLS& log, bool done) {
   return once ? kDone : kWrongResult;
 }
 
+// Saved and read back; 1 where one of the three fails.
+std::int32_t KeepNames(SocketCls& socket) {
+  static const std::string file = Folder() / "names.ini";
+  socket.ClearDNSCache();
+  if (socket.DNSLookup("www.test").empty()) return socket.DNSLastErr();
+  if (socket.SaveDNSCache(file) < 0) return 1;
+  socket.ClearDNSCache();
+  const std::int32_t count = socket.RestoreDNSCache(file);
+  if (count < 0) return 1;
+  return count > 0 && socket.GetDNSCacheCount() == count ? kDone : kWrongResult;
+}
+
 }  // namespace
 
 std::vector<Scenario> FileScenarios() {
@@ -42,6 +59,9 @@ std::vector<Scenario> FileScenarios() {
             log.LogFileName(Folder() / "log.txt");
           },
           Log, IsLogged),
+      Make<SocketCls>(
+          "cache of names", [](World&, SocketCls& socket) { socket.DNSURL(NameServerUrl()); },
+          KeepNames, [](SocketCls&, std::int32_t result) { return result; }),
   };
 }
 

@@ -78,13 +78,13 @@ std::vector<Scenario> NameScenarios() {
           [](SocketCls& socket, const std::string& address) {
             return Told(!address.empty(), address == "127.0.0.1", socket.DNSLastErr());
           }),
-      Make<FindDNSCLS>(
+      Alone(Make<FindDNSCLS>(
           "FindDNS", [](World&, FindDNSCLS&) {},
           [](FindDNSCLS& find) {
             find.Kill();
             return find.CanUseIPHlpApi();
           },
-          [](FindDNSCLS&, bool readable) { return Told(readable, true, 1); }),
+          [](FindDNSCLS&, bool readable) { return Told(readable, true, 1); })),
   };
 }
 

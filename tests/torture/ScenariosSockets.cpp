@@ -7,7 +7,6 @@
 
 #include "Scenario.h"
 #include "Servers.h"
-#include "tests/SocketTestKit.h"
 #include "tests/peers/BytesServer.h"
 #include "tests/peers/DatagramServer.h"
 
@@ -48,11 +47,11 @@ Scenario Stream() {
       SocketCls& s = **socket;
       if (!s.Connect("127.0.0.1", port)) return Told(false, false, s.LastSocketErr());
       const auto state = [&] { return *socket ? s.State() : sockClosed; };
-      if (!PumpUntil([&] { return state() != sockConnecting; })) return StillWaiting(s);
+      if (!TurnUntil([&] { return state() != sockConnecting; })) return StillWaiting(s);
       if (state() != sockConnected) return *socket ? Told(false, false, s.LastSocketErr()) : 1;
       const std::int32_t sent = s.SendData("ping");
       if (!*socket || sent != 0) return std::max(sent, 1);
-      if (!PumpUntil([&] { return state() != sockConnected; })) return StillWaiting(s);
+      if (!TurnUntil([&] { return state() != sockConnected; })) return StillWaiting(s);
       if (*socket) s.Disconnect();
       return kDone;
     };

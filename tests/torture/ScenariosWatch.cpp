@@ -108,7 +108,7 @@ std::vector<Scenario> WatchScenarios() {
     const auto watched = std::make_shared<Watched>(world.events);
     return Subject{[=] { return watched->Run(); }, nullptr, [=] { watched->Destroy(); }};
   };
-  return {{"Watchpost", make}};
+  return {Alone({"Watchpost", make})};
 }
 
 }  // namespace netro::torture

@@ -3,8 +3,9 @@
 // same object does the same call once more, which must succeed; nothing may leak, hang or throw.
 //
 //   netro_torture [GROUP...] [--fifth N] [--only TEXT] [--in-task] [--trace] [--list]
+//   netro_torture [GROUP...] --soak SECONDS  (Soak.h)
 //
-// Groups: web, mail, names, sockets, files, watch, tls; all of them when none is named.
+// Groups: web, mail, names, sockets, echo, files, watch, tls; all of them when none is named.
 // --fifth N tries each fifth position, chosen by N, a number or "commit". --only: the scenarios, or
 // positions
 // ("allocation 17"), whose name has the text. The last line counts positions and violations.
@@ -13,6 +14,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -25,12 +27,13 @@
 
 #include "Faults.h"
 #include "Scenario.h"
+#include "Soak.h"
 
 namespace netro::torture {
 namespace {
 
-constexpr unsigned kLimit = 30;  // seconds, of one position
-constexpr int kWarmUp = 3;       // until caches hold what they will
+constexpr unsigned kLimit = 30;        // seconds, of one position
+constexpr int kWarmUp = 3;             // until caches hold what they will
 constexpr std::ptrdiff_t kSlack = 24;  // blocks: caches that grow by turns
 
 char underWay[256];
@@ -41,6 +44,7 @@ struct Choice {
   std::string only;
   bool inTask = false;
   bool list = false;
+  std::chrono::seconds soak{0};
 };
 
 std::ptrdiff_t OpenDescriptors() {
@@ -164,9 +168,8 @@ void Torture::SystemCalls() {
       for (std::size_t i = 0; i < clean_.calls[call]; ++i) {
         for (const bool lasting : {false, true}) {
           if (lasting && error == EINTR) continue;  // to try again is right
-          const std::string what = std::string(FaultyCalls()[call].name) + " " +
-                                   std::to_string(i) + (lasting ? " and on: " : ": ") +
-                                   strerrorname_np(error);
+          const std::string what = std::string(FaultyCalls()[call].name) + " " + std::to_string(i) +
+                                   (lasting ? " and on: " : ": ") + strerrorname_np(error);
           if (Chosen(what)) Try(what, {Fault::SystemCall, call, error, i, lasting});
         }
       }
@@ -183,7 +186,7 @@ void Torture::Cuts() {
                                  std::to_string(i) +
                                  (direction == Cut::FromServer ? " of the server" : " of ours");
         if (!Chosen(what)) continue;
-        world_.cut.At(direction, i, reset);
+        world_.cut.At(direction, i, reset ? Cut::Reset : Cut::Closed);
         Try(what, {});
       }
     }
@@ -287,6 +290,8 @@ Choice Read(int count, char** words) {
       choice.list = true;
     } else if (word == "--fifth") {
       choice.fifth = Number(next) % 5, ++i;
+    } else if (word == "--soak") {
+      choice.soak = std::chrono::seconds(Number(next)), ++i;
     } else if (word == "--only") {
       choice.only = next, ++i;
     } else {
@@ -296,26 +301,30 @@ Choice Read(int count, char** words) {
   return choice;
 }
 
-int RunAll(const Choice& choice) {
+std::vector<Scenario> Chosen(const Choice& choice) {
   using Group = std::pair<const char*, std::vector<Scenario> (*)()>;
-  Torture torture(choice);
-  for (const auto& [name, scenarios] :
-       {Group("web", WebScenarios), Group("mail", MailScenarios), Group("names", NameScenarios),
-        Group("sockets", SocketScenarios), Group("files", FileScenarios),
-        Group("watch", WatchScenarios),
+  std::vector<Scenario> chosen;
+  for (const auto& [name, scenarios] : {
+           Group("web", WebScenarios),
+           Group("mail", MailScenarios),
+           Group("names", NameScenarios),
+           Group("sockets", SocketScenarios),
+           Group("echo", EchoScenarios),
+           Group("files", FileScenarios),
+           Group("watch", WatchScenarios),
 #ifdef NETRO_HAS_TLS
-        Group("tls", TlsScenarios),
+           Group("tls", TlsScenarios),
 #endif
        }) {
-    const auto named = [&, group = std::string(name)](const std::string& one) {
-      return one == group;
-    };
-    if (!choice.groups.empty() &&
-        std::none_of(choice.groups.begin(), choice.groups.end(), named)) {
-      continue;
-    }
-    for (const Scenario& scenario : scenarios()) torture.Run(scenario);
+    const bool named = std::ranges::find(choice.groups, name) != choice.groups.end();
+    if (choice.groups.empty() || named) std::ranges::move(scenarios(), std::back_inserter(chosen));
   }
+  return chosen;
+}
+
+int RunAll(const Choice& choice) {
+  Torture torture(choice);
+  for (const Scenario& scenario : Chosen(choice)) torture.Run(scenario);
   return choice.list ? 0 : torture.Report();
 }
 
@@ -349,5 +358,6 @@ int main(int count, char** words) {
   for (const int signal : {SIGSEGV, SIGABRT, SIGBUS, SIGFPE, SIGALRM}) std::signal(signal, Died);
   Watch();
   const Choice choice = Read(count, words);
+  if (choice.soak.count() > 0) return Soak(Chosen(choice), choice.soak);
   return choice.inTask ? RunInTask(choice) : RunAll(choice);
 }
