@@ -72,7 +72,9 @@ void ReadStream(FuzzBytes stream) {
     const Bytes framed = netro::WithLength(message);
     again.insert(again.end(), framed.begin(), framed.end());
     DnsReply alone;
-    Require(netro::ReadReply(message, alone) == netro::ReadReply(message, transfer));
+    const bool good = netro::ReadReply(message, alone);
+    Require(good == netro::ReadReply(message, transfer));
+    CheckEscaped(message, alone, good);
     Require(transfer.Count() == (count += alone.Count()));
   }
   Require(std::equal(again.begin(), again.end(), stream.begin()));
