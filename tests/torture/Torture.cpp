@@ -1,6 +1,7 @@
 // Tries every fault at every position of every scenario: allocations and calls of the system that
-// fail, dialogues cut at each byte, a cancel at each wait, deletion in each event. After each, the
-// same object does the same call once more, which must succeed; nothing may leak, hang or throw.
+// fail, dialogues cut at each byte, a cancel at each wait, deletion in each event, what the host's
+// functions throw. After each, the same object does the same call once more, which must succeed;
+// nothing may leak, hang or throw.
 //
 //   netro_torture [GROUP...] [--fifth N] [--only TEXT] [--in-task] [--trace] [--list]
 //   netro_torture [GROUP...] --soak SECONDS  (Soak.h)
@@ -28,6 +29,7 @@
 #include "Faults.h"
 #include "Scenario.h"
 #include "Soak.h"
+#include "Trap.h"
 
 namespace netro::torture {
 namespace {
@@ -67,7 +69,11 @@ class Torture {
   void Cuts();
   void Cancels();
   void Deletions();
+  void Exceptions();
 
+  void TryThrown(const std::string& what, const std::function<bool()>& isSprung,
+                 bool deletes = false);
+  void Recover(const std::string& what, bool failed, bool deletes);
   void Try(const std::string& what, const Fault& fault, bool deletes = false);
   std::int32_t Call(const std::string& what);
   void Violation(const std::string& what, const std::string& text);
@@ -81,6 +87,7 @@ class Torture {
   const Scenario* scenario_ = nullptr;
   World world_;
   Subject subject_;
+  Trap trap_;
   Counts clean_;
   std::size_t events_ = 0;
   long bytes_[2] = {0, 0};
@@ -131,11 +138,16 @@ void Torture::Try(const std::string& what, const Fault& fault, bool deletes) {
   OnWait(nullptr);
   if (first == kWrongResult) Violation(what, "success that is none");
   if (first == kNoNumber && violations_ == before) Violation(what, "failure without a number");
+  Recover(what, first != kDone, deletes);
+}
+
+// There is no echo of what went wrong, and the next call succeeds.
+void Torture::Recover(const std::string& what, bool failed, bool deletes) {
   const std::size_t seen = world_.events.Seen();
   world_.events.At(0, nullptr);
   world_.cut.Never();
   MessageLoop::ForThisThread().PumpMessages();
-  if (!deletes && world_.events.Seen() > 0 && seen > 0 && first != kDone) {
+  if (!deletes && world_.events.Seen() > 0 && seen > 0 && failed) {
     Violation(what, "an event after the call");
   }
   if (deletes) subject_ = scenario_->make(world_);
@@ -214,6 +226,49 @@ void Torture::Deletions() {
   }
 }
 
+void Torture::TryThrown(const std::string& what, const std::function<bool()>& isSprung,
+                        bool deletes) {
+  std::snprintf(underWay, sizeof underWay, "%s: %s", scenario_->name.c_str(), what.c_str());
+  alarm(kLimit);
+  bool thrown = false;
+  try {
+    subject_.run();
+  } catch (const Thrown&) {
+    thrown = true;
+  }
+  if (thrown != isSprung()) Violation(what, "what was thrown does not come out of the call");
+  trap_.Clear();
+  Recover(what, thrown, deletes);
+}
+
+// Of a blocking call, whose caller they reach. In a task they would leave through the pump.
+void Torture::Exceptions() {
+  if (!subject_.cancel || choice_.inTask) return;
+  for (std::size_t i = 0; i <= events_; ++i) {
+    const bool deletes = i == events_;
+    const std::size_t event = deletes ? 0 : i;
+    const std::string what =
+        deletes ? "deleted and thrown" : "thrown in event " + std::to_string(i);
+    if (events_ == 0 || !Chosen(what)) continue;
+    world_.events.At(event, [this, deletes] {
+      if (deletes) subject_.destroy();
+      throw Thrown();
+    });
+    TryThrown(
+        what, [this, event] { return world_.events.Seen() > event; }, deletes);
+  }
+  for (const auto& [moment, name] :
+       {std::pair(Trap::kTask, "task "), std::pair(Trap::kTimer, "timer "),
+        std::pair(Trap::kHostPump, "host pump ")}) {
+    for (const int passes : {0, 1, 2, 3, 5, 8, 13, 21, 34}) {
+      const std::string what = std::string("thrown in ") + name + std::to_string(passes);
+      if (!Chosen(what)) continue;
+      trap_.Set(moment, passes);
+      TryThrown(what, [this] { return trap_.IsSprung(); });
+    }
+  }
+}
+
 void Torture::Run(const Scenario& scenario) {
   scenario_ = &scenario;
   if (choice_.list) return void(std::puts(scenario.name.c_str()));
@@ -242,7 +297,7 @@ void Torture::Run(const Scenario& scenario) {
   for (const auto& [name, step] :
        {Step("allocations", &Torture::Allocations), Step("system calls", &Torture::SystemCalls),
         Step("cuts", &Torture::Cuts), Step("cancels", &Torture::Cancels),
-        Step("deletions", &Torture::Deletions)}) {
+        Step("deletions", &Torture::Deletions), Step("exceptions", &Torture::Exceptions)}) {
     (this->*step)();
     const std::ptrdiff_t blocks = LiveBlocks();
     if (blocks > blocks_ + kSlack) {
