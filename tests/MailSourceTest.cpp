@@ -1,16 +1,7 @@
-// Messages that are read while they are sent: the pieces they consist of, at every border, and
-// files that do not stay as they were.
+// Messages that are read while they are sent, at every border, and files that change meanwhile.
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <netro/Localization.h>
-
-#include <algorithm>
-#include <filesystem>
-#include <functional>
-#include <memory>
-#include <string>
-#include <vector>
 
 #include "SendMailKit.h"
 #include "SourceKit.h"
@@ -22,8 +13,7 @@
 namespace netro {
 namespace {
 
-using namespace std::string_literals;
-using peers::SmtpServer;
+using namespace peers;
 using testing::HasSubstr;
 using testing::Not;
 
@@ -246,8 +236,7 @@ TEST_F(MessageFiles, ThatChangeBetweenAddingAndSending) {
     }
   }
   EXPECT_THAT(server_.Messages(), testing::IsEmpty());
-  EXPECT_EQ(server_.Connections(),
-            std::size(kChanges));  // the length of a finished one is needed before
+  EXPECT_EQ(server_.Connections(), std::size(kChanges)) << "finished ones are measured before";
 }
 
 TEST_F(MessageFiles, ThatChangeWhileTheyAreSent) {
@@ -271,10 +260,7 @@ TEST_F(MessageFiles, ThatChangeWhileTheyAreSent) {
 }
 
 TEST_F(MessageFiles, FinishedOnesThatAreNone) {
-  const struct {
-    std::string text;
-    std::int32_t result;
-  } kCases[] = {
+  const std::pair<std::string, std::int32_t> kCases[] = {
       {"A: b\n\n" + std::string(100'000, 'x'), 0},
       {"A: b\r\n" + std::string(100'000, '\r'), 0},
       {std::string(100'000, 'x'), 4003},

@@ -3,24 +3,20 @@
 #include <netro/MailSpool.h>
 
 #include <algorithm>
-#include <atomic>
-#include <filesystem>
 #include <stdexcept>
-#include <utility>
 
 #include "SendMailKit.h"
 #include "TemporaryFolder.h"
 #include "mail/BounceMessage.h"
 #include "mail/SpoolFile.h"
 #include "mail/SpoolSchedule.h"
-#include "platform/Clock.h"
 #include "platform/JournalFile.h"
 #include "support/DateText.h"
 
 namespace netro {
 namespace {
 
-using peers::SmtpServer;
+using namespace peers;
 
 struct SpoolSink : MailSpoolEvents {
   void Delivered(const std::string&, const SpooledRecipient& recipient) override {
@@ -46,10 +42,10 @@ struct SpoolSink : MailSpoolEvents {
 };
 
 /// Takes everything but what the address of a recipient asks for.
-SmtpServer::Answer ByRecipient(const std::string& command) {
+Answer ByRecipient(const std::string& command) {
   if (command == "RCPT TO:<no@xy.test>") return "550 5.1.1 no\x1B such user\r\n";
   if (command == "RCPT TO:<later@xy.test>") return "450 later\r\n";
-  if (command == "RCPT TO:<away@xy.test>") return {"", SmtpServer::After::Reset};
+  if (command == "RCPT TO:<away@xy.test>") return {"", After::Reset};
   return SmtpServer::Politely(command);
 }
 
@@ -145,7 +141,7 @@ TEST_F(Spool, AFailureComesBackOnceAndItsBounceNever) {
   // Whatever becomes of the bounce, it makes no further one.
   spool_->Mail().ReceiverHostName("");
   spool_->Mail().Port(25);
-  const peers::DnsServer names(KnowNothing);
+  const DnsServer names(KnowNothing);
   spool_->Mail().DNSURL(UrlOf(names));
   sink_.lines.clear();
   EXPECT_TRUE(spool_->DeliverDue(true));
@@ -155,8 +151,8 @@ TEST_F(Spool, AFailureComesBackOnceAndItsBounceNever) {
 
 TEST_F(Spool, WhatMayHaveArrivedIsNotSentAgain) {
   std::atomic<bool> cut = true;  // read by the server's thread
-  SmtpServer server([&](const std::string& command) -> SmtpServer::Answer {
-    if (command == "." && cut) return {"", SmtpServer::After::Close};
+  SmtpServer server([&](const std::string& command) -> Answer {
+    if (command == "." && cut) return {"", After::Close};
     return SmtpServer::Politely(command);
   });
   spool_->Mail().Port(server.Port());
@@ -171,9 +167,7 @@ TEST_F(Spool, WhatMayHaveArrivedIsNotSentAgain) {
 
 TEST_F(Spool, AServerThatIsAwayIsAskedOnce) {
   for (const char* to : {"a@xy.test", "b@xy.test", "c@xy.test"}) Put(to);
-  SmtpServer busy([](const std::string&) -> SmtpServer::Answer {
-    return {"421 busy\r\n", SmtpServer::After::Close};
-  });
+  SmtpServer busy([](const std::string&) -> Answer { return {"421 busy\r\n", After::Close}; });
   spool_->Mail().Port(busy.Port());
   Lines told = Deliver();
   std::ranges::sort(told);  // those of one millisecond have no order
@@ -280,23 +274,27 @@ TEST(SpoolSchedule, TriesAndEnds) {
   const SpoolSchedule schedule{{300, 900, 1800, 3600}, 172800};
   constexpr Date kCreated = 46000;
   const auto at = [](double seconds) { return AddSeconds(kCreated, seconds); };
-  struct Case {
-    std::int32_t resultClass;
-    std::int32_t tries;  // before
-    double now;          // seconds since it was created, as the next
+  const struct {
+    std::int32_t resultClass, tries;  // before
+    double now;                       // seconds since it was created, as the next
     SpoolStateEnum state;
     double next;
     std::int32_t step = SMTP_STEP_RCPTTO;
-  };
-  for (const Case& c :
-       {Case{3011, 0, 1, SpoolPending, 301, SMTP_STEP_AUTH},
-        Case{3011, 0, 1, SpoolPending, 301, SMTP_STEP_STARTTLS},
-        Case{3011, 0, 1, SpoolFailed, 0, SMTP_STEP_MAILFROM}, Case{3015, 0, 1, SpoolPending, 301},
-        Case{3017, 1, 400, SpoolPending, 1300}, Case{3014, 3, 9000, SpoolPending, 12600},
-        Case{3016, 90, 9000, SpoolPending, 12600}, Case{3015, 47, 172000, SpoolPending, 172800},
-        Case{3015, 48, 172800, SpoolFailed, 0}, Case{3015, 0, -86400, SpoolPending, -86100},
-        Case{3010, 0, 1, SpoolFailed, 0}, Case{3011, 0, 1, SpoolFailed, 0},
-        Case{3013, 0, 1, SpoolFailed, 0}, Case{3019, 0, 1, SpoolMayHaveArrived, 0}}) {
+  } kCases[] = {{3011, 0, 1, SpoolPending, 301, SMTP_STEP_AUTH},
+                {3011, 0, 1, SpoolPending, 301, SMTP_STEP_STARTTLS},
+                {3011, 0, 1, SpoolFailed, 0, SMTP_STEP_MAILFROM},
+                {3015, 0, 1, SpoolPending, 301},
+                {3017, 1, 400, SpoolPending, 1300},
+                {3014, 3, 9000, SpoolPending, 12600},
+                {3016, 90, 9000, SpoolPending, 12600},
+                {3015, 47, 172000, SpoolPending, 172800},
+                {3015, 48, 172800, SpoolFailed, 0},
+                {3015, 0, -86400, SpoolPending, -86100},
+                {3010, 0, 1, SpoolFailed, 0},
+                {3011, 0, 1, SpoolFailed, 0},
+                {3013, 0, 1, SpoolFailed, 0},
+                {3019, 0, 1, SpoolMayHaveArrived, 0}};
+  for (const auto& c : kCases) {
     SpooledRecipient recipient;
     recipient.Tries = c.tries;
     RecipientOutcome outcome;
@@ -321,9 +319,8 @@ TEST(SpoolFile, OnlyWhatWasWrittenIsRead) {
   std::size_t at = 0;
   EXPECT_EQ(ParseSpoolHead(good + "abc", mail, at), SpoolHeadEnd::Good);
   EXPECT_EQ(at, good.size());
-  for (std::size_t size = 0; size < good.size(); ++size) {
+  for (std::size_t size = 0; size < good.size(); ++size)
     EXPECT_EQ(ParseSpoolHead(good.substr(0, size), mail, at), SpoolHeadEnd::Cut) << size;
-  }
   const std::string rest = "from a@b.test\nto a@b.test\nsize 3\n\n";
   for (const std::string& bad :
        {"netro-spool 2\n" + created + rest, "netro-spool 1\n" + rest,
@@ -347,17 +344,15 @@ TEST(SpoolFile, OnlyWhatWasWrittenIsRead) {
 }
 
 TEST(Bounces, HaveTheServersStatusOrOneOfTheirOwn) {
-  struct Case {
+  const struct {
     std::int32_t resultClass, result;
-    const char* answer;
-    const char* status;
-  };
-  for (const Case& c :
-       {Case{3011, 550, "550 5.1.1 no", "5.1.1"}, Case{3011, 550, "550-5.7.1", "5.7.1"},
-        Case{3011, 550, "550 5.1.1x", "5.0.0"}, Case{3011, 550, "550", "5.0.0"},
-        Case{3011, 550, "550 5.1.1000 x", "5.0.0"}, Case{3010, 59, "", "5.1.2"},
-        Case{3013, 97, "5.9.9", "5.1.3"}, Case{3017, 10061, "refused", "4.4.7"},
-        Case{3015, 450, "450 4.2.0 grey", "4.2.0"}}) {
+    const char *answer, *status;
+  } kCases[] = {{3011, 550, "550 5.1.1 no", "5.1.1"},   {3011, 550, "550-5.7.1", "5.7.1"},
+                {3011, 550, "550 5.1.1x", "5.0.0"},     {3011, 550, "550", "5.0.0"},
+                {3011, 550, "550 5.1.1000 x", "5.0.0"}, {3010, 59, "", "5.1.2"},
+                {3013, 97, "5.9.9", "5.1.3"},           {3017, 10061, "refused", "4.4.7"},
+                {3015, 450, "450 4.2.0 grey", "4.2.0"}};
+  for (const auto& c : kCases) {
     SpooledRecipient recipient;
     recipient.State = SpoolFailed;
     recipient.ResultClass = c.resultClass;

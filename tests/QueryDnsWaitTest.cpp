@@ -1,15 +1,4 @@
-// How the caller ends a query of QueryDNSCLS, from the loop and from other threads, wherever it
-// waits; deleting the object; and what else may be done meanwhile.
-
-#include <gtest/gtest.h>
-#include <netro/QueryDNSCLS.h>
-
-#include <chrono>
-#include <functional>
-#include <memory>
-#include <string>
-#include <thread>
-#include <vector>
+// How the caller ends a query of QueryDNSCLS, wherever it waits, and what may be done meanwhile.
 
 #include "DnsTestKit.h"
 #include "tests/peers/SocksServer.h"
@@ -17,8 +6,7 @@
 namespace netro {
 namespace {
 
-using peers::DnsServer;
-using std::chrono::milliseconds;
+using namespace peers;
 
 const DnsServer::Answer kAnswer = Replying([](auto& reply) { reply.Answer(HostRecord(1)); });
 
@@ -47,9 +35,9 @@ class QueryDnsWaiting : public testing::TestWithParam<std::string> {
     return dns_->QueryDNS(&flags_[0], &flags_[1]);
   }
 
-  peers::HangingPort full_;
+  HangingPort full_;
   DnsServer server_{KeepSilent};
-  peers::SocksServer proxy_{{.silentAt = 0}};
+  SocksServer proxy_{{.silentAt = 0}};
   std::unique_ptr<QueryDNSCLS> dns_ = std::make_unique<QueryDNSCLS>();
   bool flags_[2] = {};
 };

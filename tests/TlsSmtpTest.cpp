@@ -1,13 +1,4 @@
-// Mail sessions that are protected: by STARTTLS, from the first byte, when that is offered only, and
-// against those who are in between.
-
-#include <gtest/gtest.h>
-#include <poll.h>
-
-#include <atomic>
-#include <memory>
-#include <string>
-#include <vector>
+// Mail sessions that are protected, and against those who are in between.
 
 #include "SendMailKit.h"
 #include "TlsTestKit.h"
@@ -16,11 +7,7 @@
 namespace netro {
 namespace {
 
-using peers::Connection;
-using peers::SmtpServer;
-using peers::TlsPeer;
-using peers::TlsRules;
-using peers::TlsServer;
+using namespace peers;
 using Lines = std::vector<std::string>;
 
 // A server's side of a session over anything that reads and sends; ends after STARTTLS or `last`
@@ -64,7 +51,7 @@ class TlsSmtp : public SendMailTest {
     plain_.clear();
     hidden_.clear();
     TlsRules rules = GoodRules();
-    peers::CertificateWish wish;
+    CertificateWish wish;
     wish.selfSigned = script.badCertificate;
     rules.identity = Authority().Issue(wish);
     if (!script.firstByte) {
@@ -92,8 +79,8 @@ class TlsSmtp : public SendMailTest {
   Lines plain_, hidden_;  // what the server was told, in clear and protected
 };
 
-const Lines kMessage = {"EHLO me.test", "MAIL FROM:<jane@xy.test>", "RCPT TO:<a@xy.test>", "DATA",
-                        ".", "QUIT"};
+const Lines kMessage = {
+    "EHLO me.test", "MAIL FROM:<jane@xy.test>", "RCPT TO:<a@xy.test>", "DATA", ".", "QUIT"};
 
 TEST_F(TlsSmtp, NothingOfTheMessageIsSaidBeforeTheProtection) {
   for (const auto security : {smtpTlsRequired, smtpTlsWhenOffered, smtpTlsFromFirstByte}) {
@@ -139,10 +126,10 @@ TEST_F(TlsSmtp, RequiredNeverFallsBack) {
 // a password.
 TEST_F(TlsSmtp, WhenOfferedFallsBackWithoutALogin) {
   for (const bool login : {false, true}) {
-    for (const Script& script : {Script{"250-SIZE\r\n250-AUTH PLAIN\r\n"},
-                                 Script{"250-STARTTLS\r\n250-AUTH PLAIN\r\n", "454 not now\r\n"},
-                                 Script{"250-STARTTLS\r\n250-AUTH PLAIN\r\n", "220 go\r\n", false,
-                                        true}}) {
+    for (const Script& script :
+         {Script{"250-SIZE\r\n250-AUTH PLAIN\r\n"},
+          Script{"250-STARTTLS\r\n250-AUTH PLAIN\r\n", "454 not now\r\n"},
+          Script{"250-STARTTLS\r\n250-AUTH PLAIN\r\n", "220 go\r\n", false, true}}) {
       SCOPED_TRACE(script.offered + script.ready + (login ? " login" : ""));
       {
         const auto server = Serve(script);
@@ -173,11 +160,11 @@ TEST_F(TlsSmtp, TheTotalTimeOutCountsWhileSending) {
   const auto server = Serve(script);
   mail_->NewTextMsg("Subject", "jane@xy.test", "a@xy.test", std::string(16 << 20, 'x'));
   mail_->Security(smtpTlsRequired);
-  mail_->TotalTimeout(std::chrono::milliseconds(20'500));
+  mail_->TotalTimeout(milliseconds(20'500));
   const RunningClock clock([this] { return deaf_.load(); });
   const TimePoint before = Now();
   EXPECT_FALSE(mail_->SendMail());
-  EXPECT_GE(Now() - before, std::chrono::milliseconds(20'500));
+  EXPECT_GE(Now() - before, milliseconds(20'500));
   EXPECT_LT(Now() - before, std::chrono::seconds(40)) << "less than one wait may take";
   ExpectOutcome(0, "a@xy.test", SMTP_STEP_SENDDATA, SMTP_TIMEOUT, 3017);
 }

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-
 #include "Postfix.h"
 
 namespace netro::interop {

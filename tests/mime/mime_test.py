@@ -13,6 +13,7 @@ import email.utils
 import hashlib
 import json
 import os
+import random
 import re
 import socketserver
 import subprocess
@@ -34,6 +35,7 @@ PLAIN = "Hello\r\n\r\nworld\r\n"
 HTML = ("<html><head><title>T</title></head>\r\n<body>Größe &auml;<br>"
         "<img src=\"cid:logo.png\"></body></html>\r\n")
 ALL_BYTES = bytes(range(256))
+CHANCE = random.Random(2047)
 
 # Each of them a text that some step on the way could damage.
 TEXTS = {
@@ -54,6 +56,8 @@ TEXTS = {
     "controls": "a\0b\x07c\x0bd\x0ce\x1ff\x7fg\x85\u2028h",
     "headers": "Subject: no\r\nBcc: no\r\n\r\nTo: no\r\n",
     "large": "0123456789 äöü\r\n" * 20000,
+    **{f"by chance from {letters!r}": "".join(CHANCE.choices(letters, k=20000))
+       for letters in ("ab.=F \t\r\nü", "From .\n", "x ", "abc \n")},
 }
 
 SUBJECTS = [
@@ -61,6 +65,8 @@ SUBJECTS = [
     "a" + " " * 500 + "b", "a" + " " * 1500 + "b",
     "世界" * 100, "\U0001f600" * 50, "=?utf-8?Q?=41?= ü", "a=b_c?d ü", "ü" + "x" * 1200,
     " ".join("x" * n for n in range(1, 120)),
+    *("".join(CHANCE.choices(letters, k=CHANCE.randrange(1, 1000))).strip() or "a"
+      for letters in ("ab ", "a ä", "€", "\U0001f600a=_", "a", "   a") for _ in range(8)),
 ]
 
 # What is set, and the pairs of name and address that a reader finds.
@@ -245,13 +251,6 @@ class MimeTest(unittest.TestCase):
                                      "inline" if related else "attachment")
                     self.assertEqual(part["Content-ID"], f"<{name}>" if related else None)
 
-    @unittest.skipUnless(OPTIONS.server, "takes a server")
-    def test_large_file(self):
-        content = os.urandom(25_000_000)
-        message = self.compose(files=[self.file("large.bin", content)])
-        part = list(message.iter_parts())[1]
-        self.assertTrue(part.get_payload(decode=True) == content)
-
     def test_large_files_take_little_memory(self):
         file = self.file("large.bin", os.urandom(10_000_000))
         saved = os.path.join(self.folder, "saved")
@@ -271,8 +270,7 @@ class MimeTest(unittest.TestCase):
     def test_long_names_are_continued(self):
         file = {**self.file("a", b"x"), "name": "n" * 3000 + ".png"}
         part = list(self.compose(files=[file]).iter_parts())[1]
-        self.assertEqual(part.get_filename(), file["name"])
-        self.assertEqual(part.get_content_type(), "image/png")
+        self.assertEqual((part.get_filename(), part.get_content_type()), (file["name"], "image/png"))
 
     def test_subjects(self):
         for subject in SUBJECTS:
@@ -287,6 +285,9 @@ class MimeTest(unittest.TestCase):
                 message = self.compose(**{"from": written, "to": written, "cc": written},
                                        headers={"Reply-To": written}, finished=True)
                 raw = email.message_from_bytes(self.composed)
+                if written.isascii():
+                    head = self.composed.partition(b"\r\n\r\n")[0]
+                    self.assertLessEqual(max(map(len, head.split(b"\r\n"))), 78)
                 for name in "From", "To", "CC", "Reply-To":
                     self.assertEqual(addresses_of(raw[name]), found)
 
