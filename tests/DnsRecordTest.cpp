@@ -63,77 +63,70 @@ const std::string kName = Name("host.test");
 const std::string kTwoNames = kName + Name("b.test");
 
 // Types whose data has an end of its own. What stands behind it is no concern of theirs.
-const std::vector<Row>& BoundedRows() {
-  static const std::vector<Row> kRows = {
-      {TYPE_A, Octets({192, 0, 2, 1}), "192.0.2.1"},
-      {TYPE_A, Octets({255, 255, 255, 255}), "255.255.255.255"},
-      {TYPE_NS, kName, "host.test"},
-      {TYPE_CNAME, kName, "host.test"},
-      {TYPE_CNAME, Name(""), ""},
-      {TYPE_MB, kName, "host.test"},
-      {TYPE_MG, kName, "host.test"},
-      {TYPE_MR, kName, "host.test"},
-      {TYPE_PTR, kQuestion, "www.test"},
-      {TYPE_SOA, Soa("ns.test"), "ns.test"},
-      {TYPE_HINFO, Text("INTEL-386") + Text("UNIX V"), "\"INTEL-386\" \"UNIX V\""},
-      {TYPE_HINFO, Text("a\"b\\") + Text(""), "\"a\\\"b\\\\\" \"\""},
-      {TYPE_MINFO, kTwoNames, "host.test b.test"},
-      {TYPE_RP, kTwoNames, "host.test b.test"},
-      {TYPE_MX, U16(10) + kName, "host.test"},
-      {TYPE_RT, U16(10) + kName, "host.test"},
-      {TYPE_AFSDB, U16(1) + kName, "[AFS] host.test"},
-      {TYPE_AFSDB, U16(2) + kName, "[DCE] host.test"},
-      {TYPE_AFSDB, U16(3) + kName, "host.test"},
-      {TYPE_AAAA, std::string(15, '\0') + '\x01', "0000:0000:0000:0000:0000:0000:0000:0001"},
-      {TYPE_AAAA, Octets({0x20, 1, 0xD, 0xB8, 0, 0, 0xAB, 0xCD, 0, 0, 0, 0, 0, 0, 0x10, 0}),
-       "2001:0db8:0000:abcd:0000:0000:0000:1000"},
-      {TYPE_SRV, U16(1) + U16(2) + U16(3) + kName, "host.test"},
-      {TYPE_LOC, Octets({0, 0x12, 0x16, 0x13}) + U32(0x80000000) + U32(0x80000000) + U32(10000000),
-       "0 0 0.000 N 0 0 0.000 E 0.00m 1m 10000m 10m"},
-  };
-  return kRows;
-}
+const std::vector<Row> kBoundedRows = {
+    {TYPE_A, Octets({192, 0, 2, 1}), "192.0.2.1"},
+    {TYPE_A, Octets({255, 255, 255, 255}), "255.255.255.255"},
+    {TYPE_NS, kName, "host.test"},
+    {TYPE_CNAME, kName, "host.test"},
+    {TYPE_CNAME, Name(""), ""},
+    {TYPE_MB, kName, "host.test"},
+    {TYPE_MG, kName, "host.test"},
+    {TYPE_MR, kName, "host.test"},
+    {TYPE_PTR, kQuestion, "www.test"},
+    {TYPE_SOA, Soa("ns.test"), "ns.test"},
+    {TYPE_HINFO, Text("INTEL-386") + Text("UNIX V"), "\"INTEL-386\" \"UNIX V\""},
+    {TYPE_HINFO, Text("a\"b\\") + Text(""), "\"a\\\"b\\\\\" \"\""},
+    {TYPE_MINFO, kTwoNames, "host.test b.test"},
+    {TYPE_RP, kTwoNames, "host.test b.test"},
+    {TYPE_MX, U16(10) + kName, "host.test"},
+    {TYPE_RT, U16(10) + kName, "host.test"},
+    {TYPE_AFSDB, U16(1) + kName, "[AFS] host.test"},
+    {TYPE_AFSDB, U16(2) + kName, "[DCE] host.test"},
+    {TYPE_AFSDB, U16(3) + kName, "host.test"},
+    {TYPE_AAAA, std::string(15, '\0') + '\x01', "0000:0000:0000:0000:0000:0000:0000:0001"},
+    {TYPE_AAAA, Octets({0x20, 1, 0xD, 0xB8, 0, 0, 0xAB, 0xCD, 0, 0, 0, 0, 0, 0, 0x10, 0}),
+     "2001:0db8:0000:abcd:0000:0000:0000:1000"},
+    {TYPE_SRV, U16(1) + U16(2) + U16(3) + kName, "host.test"},
+    {TYPE_LOC, Octets({0, 0x12, 0x16, 0x13}) + U32(0x80000000) + U32(0x80000000) + U32(10000000),
+     "0 0 0.000 N 0 0 0.000 E 0.00m 1m 10000m 10m"},
+};
 
 // Types whose data is all that the length gives.
-const std::vector<Row>& OpenRows() {
-  static const std::vector<Row> kRows = {
-      {TYPE_WKS, Octets({10, 0, 0, 1, 6}), "10.0.0.1 6"},
-      {TYPE_WKS, Octets({10, 0, 0, 1, 17, 1, 0x80, 0xAA}),
-       "10.0.0.1 17 00000001 10000000 10101010"},
-      {TYPE_TXT, Text("v=spf1 -all"), "v=spf1 -all"},
-      {TYPE_TXT, Text("say \"hi\" \\"), "say \"hi\" \\"},
-      {TYPE_TXT, Text(""), ""},
-      {TYPE_TXT, Text("one") + Text("two three") + Text("\"\\"),
-       "\"one\" \"two three\" \"\\\"\\\\\""},
-      {TYPE_TXT, Text("") + Text(""), "\"\" \"\""},
-      {TYPE_TXT, Text(std::string(255, 'x')), std::string(255, 'x')},
-      {TYPE_TXT, Text("\0\xFF\r\n"s), "\0\xFF\r\n"s},
-      {TYPE_X25, Text("311061700956"), "311061700956"},
-      {TYPE_ISDN, Text("150862028003217"), "150862028003217"},
-      {TYPE_ISDN, Text("150862028003217") + Text("004"), "\"150862028003217\" \"004\""},
-      {TYPE_ATMA, Octets({0, 0x39, 0x24, 0x6F, 0x00}), "(NSAP) 39246F00"},
-      {TYPE_ATMA, "\x01"s + "358400123456", "(E164) 358400123456"},
-      {TYPE_ATMA, Octets({2, 1, 2, 3}), "UNKNOWN ATMA"},
-      {TYPE_NULL, "", ""},
-      {TYPE_NULL, Octets({0}), "00"},
-  };
-  return kRows;
-}
+const std::vector<Row> kOpenRows = {
+    {TYPE_WKS, Octets({10, 0, 0, 1, 6}), "10.0.0.1 6"},
+    {TYPE_WKS, Octets({10, 0, 0, 1, 17, 1, 0x80, 0xAA}), "10.0.0.1 17 00000001 10000000 10101010"},
+    {TYPE_TXT, Text("v=spf1 -all"), "v=spf1 -all"},
+    {TYPE_TXT, Text("say \"hi\" \\"), "say \"hi\" \\"},
+    {TYPE_TXT, Text(""), ""},
+    {TYPE_TXT, Text("one") + Text("two three") + Text("\"\\"),
+     "\"one\" \"two three\" \"\\\"\\\\\""},
+    {TYPE_TXT, Text("") + Text(""), "\"\" \"\""},
+    {TYPE_TXT, Text(std::string(255, 'x')), std::string(255, 'x')},
+    {TYPE_TXT, Text("\0\xFF\r\n"s), "\0\xFF\r\n"s},
+    {TYPE_X25, Text("311061700956"), "311061700956"},
+    {TYPE_ISDN, Text("150862028003217"), "150862028003217"},
+    {TYPE_ISDN, Text("150862028003217") + Text("004"), "\"150862028003217\" \"004\""},
+    {TYPE_ATMA, Octets({0, 0x39, 0x24, 0x6F, 0x00}), "(NSAP) 39246F00"},
+    {TYPE_ATMA, "\x01"s + "358400123456", "(E164) 358400123456"},
+    {TYPE_ATMA, Octets({2, 1, 2, 3}), "UNKNOWN ATMA"},
+    {TYPE_NULL, "", ""},
+    {TYPE_NULL, Octets({0}), "00"},
+};
 
 TEST(DnsRecord, EachTypeHasItsText) {
-  for (const Row& row : OpenRows()) EXPECT_EQ(DataOf(row.type, row.rdata), row.data) << row.type;
+  for (const Row& row : kOpenRows) EXPECT_EQ(DataOf(row.type, row.rdata), row.data) << row.type;
   for (const int type : {TYPE_MD, TYPE_MF, TYPE_NULL, TYPE_NSAP, TYPE_NSAP_PTR, TYPE_SIG, TYPE_KEY,
                          TYPE_PX, TYPE_GPOS, TYPE_NXT, TYPE_EID, TYPE_NIMLOC})
     EXPECT_EQ(DataOf(type, Octets({0x0A, 0xFF, 0x00, 0x1B})), "0A FF 00 1B") << type;
   for (const int type : {257, 65535}) EXPECT_EQ(DataOf(type, "\n"), "0A") << type;
-  for (const Row& row : BoundedRows()) {
+  for (const Row& row : kBoundedRows) {
     EXPECT_EQ(DataOf(row.type, row.rdata), row.data) << row.type;
     EXPECT_EQ(DataOf(row.type, row.rdata + "\x01xyz"), row.data) << "what is behind is skipped";
   }
 }
 
 TEST(DnsRecord, DataCutShortIsGarbled) {
-  for (const Row& row : BoundedRows()) {
+  for (const Row& row : kBoundedRows) {
     if (row.rdata == kQuestion) continue;  // half a pointer is the next test's
     for (std::size_t size = 0; size < row.rdata.size(); ++size)
       EXPECT_EQ(AnsweredWith(row.type, row.rdata.substr(0, size)).result, kGarbled)

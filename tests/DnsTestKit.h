@@ -62,23 +62,20 @@ inline peers::DnsServer::Talk SendThen(std::function<std::string(const std::stri
   };
 }
 
-/// For DnsServer: sends on the connection what `build` makes of an empty reply.
-inline peers::DnsServer::Talk ReplyingOverTcp(std::function<void(peers::DnsReply& reply)> build) {
-  const auto framed = [build = std::move(build)](const std::string& query) {
-    peers::DnsReply reply(query);
-    build(reply);
-    return peers::dns::Framed(reply.Bytes());
-  };
-  return SendThen(framed, StreamEnd::kStay);
+/// For DnsServer: answers with what `build` makes of an empty reply; by datagram, on the
+/// connection.
+using Build = std::function<void(peers::DnsReply& reply)>;
+inline std::string Built(const Build& build, const std::string& query) {
+  peers::DnsReply reply(query);
+  build(reply);
+  return reply.Bytes();
 }
-
-/// For DnsServer: answers with what `build` makes of an empty reply.
-inline peers::DnsServer::Answer Replying(std::function<void(peers::DnsReply& reply)> build) {
-  return [build = std::move(build)](const std::string& query) -> Replies {
-    peers::DnsReply reply(query);
-    build(reply);
-    return {reply.Bytes()};
-  };
+inline peers::DnsServer::Answer Replying(const Build& build) {
+  return [build](const std::string& query) -> Replies { return {Built(build, query)}; };
+}
+inline peers::DnsServer::Talk ReplyingOverTcp(const Build& build) {
+  return SendThen([build](const auto& query) { return peers::dns::Framed(Built(build, query)); },
+                  StreamEnd::kStay);
 }
 
 /// A server that is silent to datagrams and says this over TCP.

@@ -51,8 +51,6 @@ TEST(LookupCache, EntriesLiveTenMinutes) {
 
 class SavedLookupCache : public testing::Test {
  protected:
-  std::string Saved() const { return ReadFile(file_); }
-
   TemporaryFolder folder_;
   const std::string file_ = folder_ / "cache.ini";
   LookupCache cache_;
@@ -72,7 +70,7 @@ TEST_F(SavedLookupCache, RestoresWhatHasNotExpired) {
   EXPECT_EQ(restored.Find("new.example"), "192.0.2.2");
   EXPECT_EQ(restored.Find("192.0.2.2"), "new.example");
   EXPECT_EQ(restored.Save(folder_ / "again.ini"), 2);
-  EXPECT_EQ(ReadFile(folder_ / "again.ini"), Saved());  // keys as asked, the same expiry
+  EXPECT_EQ(ReadFile(folder_ / "again.ini"), ReadFile(file_));  // keys as asked, the same expiry
 
   AdvanceClockForTests(seconds(300));
   EXPECT_EQ(restored.Find("new.example"), std::nullopt);
@@ -88,7 +86,7 @@ TEST_F(SavedLookupCache, SavingKeepsTheRestOfTheFile) {
   cache_.Insert("a.example", "192.0.2.1");
   cache_.Insert("b.example", "192.0.2.2");
   ASSERT_EQ(cache_.Save(file_), 2);
-  const std::string text = Saved();
+  const std::string text = ReadFile(file_);
   const std::string start = other + "[dns]\r\nA.EXAMPLE = 20";
   EXPECT_EQ(text.substr(0, start.size()), start);
   EXPECT_NE(text.find("Z|192.0.2.1\r\n" + expired + "b.example=20"), text.npos) << text;
@@ -101,7 +99,7 @@ TEST_F(SavedLookupCache, WhatNoLineHoldsIsNotWritten) {
   cache_.Insert("result", "a\n[Other]");
   EXPECT_EQ(cache_.Count(), static_cast<std::int32_t>(std::size(kKeys)) + 1);
   EXPECT_EQ(cache_.Save(file_), 0);
-  EXPECT_EQ(Saved(), "");
+  EXPECT_EQ(ReadFile(file_), "");
   EXPECT_EQ(cache_.Restore(file_), 0);
 }
 
@@ -127,7 +125,7 @@ TEST_F(SavedLookupCache, SkipsWhatItCannotRead) {
     EXPECT_EQ(cache.Count(), count) << value;
     EXPECT_EQ(cache.Find("key.example").value_or(""),
               count == 1 ? value.substr(later.size() + 1) : "");
-    EXPECT_EQ(Saved(), text);
+    EXPECT_EQ(ReadFile(file_), text);
   }
 }
 
@@ -149,13 +147,13 @@ TEST_F(SavedLookupCache, RestoringDeletesTheExpired) {
                        "|no result at all\n\n[Other]\na=1\n");
   EXPECT_EQ(cache_.Restore(file_), 1);
   EXPECT_EQ(cache_.Find("good.example"), "192.0.2.1");
-  EXPECT_EQ(Saved(), "; mine\n[DNS]\n" + kept + "bad=nonsense\n\n[Other]\na=1\n");
+  EXPECT_EQ(ReadFile(file_), "; mine\n[DNS]\n" + kept + "bad=nonsense\n\n[Other]\na=1\n");
 
   AdvanceClockForTests(seconds(61));
   LookupCache later;
   EXPECT_EQ(later.Restore(file_), 0);
   EXPECT_EQ(later.Count(), 0);
-  EXPECT_EQ(Saved(), "; mine\n[DNS]\nbad=nonsense\n\n[Other]\na=1\n");
+  EXPECT_EQ(ReadFile(file_), "; mine\n[DNS]\nbad=nonsense\n\n[Other]\na=1\n");
 }
 
 TEST_F(SavedLookupCache, RestoringKeepsWhatIsThereAndWritesNothing) {
@@ -216,7 +214,7 @@ TEST_F(SavedLookupCache, LargeCachesCostNoMoreThanTheirSize) {
   EXPECT_EQ(restored.Find("host0.example"), "192.0.2.1");
   AdvanceClockForTests(seconds(601));
   EXPECT_EQ(cache_.Restore(file_), 0);
-  EXPECT_EQ(Saved(), "[DNS]\n");
+  EXPECT_EQ(ReadFile(file_), "[DNS]\n");
   for (int i = 0; i < kEntries; ++i)
     ASSERT_EQ(restored.Find("host" + std::to_string(i) + ".example"), std::nullopt);
   EXPECT_EQ(restored.Count(), 0);

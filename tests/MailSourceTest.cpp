@@ -19,15 +19,10 @@ using testing::Not;
 
 constexpr std::size_t kPieces[] = {1, 2, 3, 5, 77, 78, 79, 4096, 65535, 65536, 200000};
 
-std::string Noise(std::size_t size) {
-  std::string bytes(size, '\0');
-  for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<char>(i * i >> 3);
-  return bytes;
-}
-
 TEST(Base64Source, GivesLinesWhateverRoomThereIs) {
   for (const std::size_t size : {0U, 1U, 56U, 57U, 58U, 114U, 5000U, 58368U, 58369U, 100001U}) {
-    const std::string bytes = Noise(size);
+    std::string bytes(size, '\0');
+    for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<char>(i * i >> 3);
     std::string lines(Base64LinesSize(size), '\0');
     EncodeBase64Lines(bytes, lines.data());
     for (const std::size_t piece : kPieces) {
@@ -145,14 +140,6 @@ class MessageFiles : public SendMailTest {
     std::filesystem::remove_all(path_);
     WriteFile(path_, "Subject: S\nBcc: secret@xy.test\n\n" + std::string(300'000, 'x') + "\n");
   }
-  std::string Written() {
-    std::string text;
-    EXPECT_TRUE(mail_->WriteMessage([&](std::string_view block) {
-      text += block;
-      return true;
-    })) << mail_->ResultMessage();
-    return text;
-  }
 
   TemporaryFolder folder_;
   const std::string path_ = folder_ / "a file";
@@ -177,7 +164,9 @@ TEST_F(MessageFiles, AllWaysGiveTheSameBytes) {
     const std::string saved = ReadFile(folder_ / "saved");
     EXPECT_EQ(std::filesystem::status(folder_ / "saved").permissions(),
               std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
-    EXPECT_TRUE(Written() == saved);
+    std::string written;
+    EXPECT_TRUE(mail_->WriteMessage([&](auto block) { return written += block, true; }));
+    EXPECT_TRUE(written == saved);
     EXPECT_TRUE(mail_->SendMail()) << mail_->ResultMessage();
     EXPECT_TRUE(server_.Messages().back() == saved + ".\r\n");
     EXPECT_EQ(events_.progress.back().second, static_cast<std::int32_t>(saved.size() + 3));

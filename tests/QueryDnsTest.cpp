@@ -170,8 +170,6 @@ struct Foreign {
   const char* name;
   std::string (*make)(const std::string& query);
   From from = From::kServer;
-
-  Replies Twice(const std::string& query) const { return Replies(2, {make(query), from}); }
 };
 
 std::string Refusal(const std::string& query) { return DnsReply(query).Code(3).Bytes(); }
@@ -205,7 +203,7 @@ TEST(QueryDns, ForeignDatagramsAreIgnored) {
     for (const bool answered : {true, false}) {
       SCOPED_TRACE(c.name);
       DnsServer server([&](const std::string& query) {
-        Replies replies = c.Twice(query);
+        Replies replies(2, {c.make(query), c.from});
         if (answered) replies.emplace_back(Good(query).Bytes());
         return replies;
       });

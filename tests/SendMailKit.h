@@ -65,10 +65,8 @@ inline Replies KnowNothing(const std::string& query) {
 /// How often the server was asked for the exchangers of a domain.
 inline std::size_t TimesAsked(peers::DnsServer& server, const std::string& domain) {
   std::size_t times = 0;
-  for (const std::string& query : server.Queries()) {
-    const bool asks = query.find(peers::dns::Name(domain)) != query.npos;
-    times += TypeOf(query) == TYPE_MX && asks ? 1 : 0;
-  }
+  for (const std::string& query : server.Queries())
+    times += TypeOf(query) == TYPE_MX && query.find(peers::dns::Name(domain)) != query.npos ? 1 : 0;
   return times;
 }
 

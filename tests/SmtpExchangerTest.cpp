@@ -3,11 +3,8 @@
 #include "DnsTestKit.h"
 #include "SmtpTestKit.h"
 #include "SystemRoot.h"
-#include "mail/SmtpSession.h"
-#include "platform/CallState.h"
 #include "socket/HostLookup.h"
 #include "socket/SocketErrors.h"
-#include "socket/SocketModule.h"
 #include "tests/peers/SocksServer.h"
 
 namespace netro {
@@ -48,6 +45,10 @@ class SmtpExchanger : public SmtpTest {
     };
   }
 
+  static std::string Line(const DnsServer& dns, const std::string& text) {
+    return "[DNS " + UrlOf(dns) + "] " + text;
+  }
+
   SmtpServer mail_;
 };
 
@@ -55,7 +56,7 @@ TEST_F(SmtpExchanger, IsFoundAndUsed) {
   DnsServer dns(OneExchanger);
   EXPECT_TRUE(Find(dns, mail_)) << smtp_->ResultMessage();
   EXPECT_EQ(smtp_->ReceiverHostName(), "mx.test");
-  EXPECT_EQ(sink_.lines[0], "[DNS " + UrlOf(dns) + "] mx.test => 127.0.0.1");
+  EXPECT_EQ(sink_.lines[0], Line(dns, "mx.test => 127.0.0.1"));
   EXPECT_EQ(sink_.lines[1], "[mx.test] 220 mx.test ready");
   EXPECT_EQ(smtp_->GetGateWayNameFromProtocol(smtp_->Protocol()), "mx.test");
   EXPECT_EQ(smtp_->GetGatewayIPFromProtocol(smtp_->Protocol()), "127.0.0.1");
@@ -76,23 +77,8 @@ TEST_F(SmtpExchanger, ADomainWithAnAddressAloneIsItsOwn) {
     EXPECT_NE(Find(dns, mail_), hasExchanger) << smtp_->ResultMessage();
     EXPECT_EQ(smtp_->ReceiverHostName(), hasExchanger ? "" : "you.test");
     const std::string found = hasExchanger ? SocketErrorText(22) : "you.test => 127.0.0.1";
-    EXPECT_EQ(sink_.lines[0], "[DNS " + UrlOf(dns) + "] " + found);
+    EXPECT_EQ(sink_.lines[0], Line(dns, found));
   }
-}
-
-TEST_F(SmtpExchanger, LastBufferNamesIt) {
-  DnsServer dns(OneExchanger);
-  SmtpOrder order;
-  order.settings.dnsURL = UrlOf(dns);
-  order.rcptTo = "Some One <to@you.test>";
-  const CancelMark mark(SocketModule::ForThread(), std::make_shared<CallState>());
-  const auto result = std::make_shared<SmtpResult>();
-  EXPECT_TRUE(RunExchangerLookup(order, mark, result));
-  EXPECT_EQ(result->lastBuffer, "mx.test => 127.0.0.1");
-  EXPECT_EQ(result->protocol, "[DNS " + UrlOf(dns) + "] mx.test => 127.0.0.1\r\n");
-  EXPECT_EQ(result->stepID, SMTP_STEP_AUTODNS);
-  EXPECT_EQ(result->result + result->dnsError, 0);
-  EXPECT_EQ(order.settings.receiverHostName, "mx.test");
 }
 
 TEST_F(SmtpExchanger, LeastPreferenceThenName) {
@@ -119,7 +105,7 @@ TEST_F(SmtpExchanger, LeastPreferenceThenName) {
     }));
     EXPECT_TRUE(Find(dns, mail_) || smtp_->StepID() == SMTP_STEP_INITSOCKET);
     EXPECT_EQ(smtp_->ReceiverHostName(), c.chosen);
-    EXPECT_EQ(sink_.lines[0], "[DNS " + UrlOf(dns) + "] " + c.chosen + " => 127.0.0.1");
+    EXPECT_EQ(sink_.lines[0], Line(dns, c.chosen + " => 127.0.0.1"));
     Renew();
   }
 }
@@ -151,7 +137,7 @@ TEST_F(SmtpExchanger, WithoutAnAddressTheConnectionFails) {
   });
   EXPECT_FALSE(Find(dns, mail_));
   ExpectResult(SMTP_STEP_INITSOCKET, SMTP_INITERROR, "Can not connect to host 'me.test'.");
-  EXPECT_EQ(sink_.lines[0], "[DNS " + UrlOf(dns) + "] mx.test => ");
+  EXPECT_EQ(sink_.lines[0], Line(dns, "mx.test => "));
 }
 
 // A proxy that looks names up gets the name.
@@ -170,15 +156,13 @@ TEST_F(SmtpExchanger, AFailedLookupTellsOfEachServer) {
   DnsServer noRecord(Replying([](auto& reply) { reply.Authority(SoaRecord()); }));
   smtp_->ReceiverHostName("");
   smtp_->DNSURL(UrlOf(noName) + ", " + UrlOf(noMail) + "," + UrlOf(noRecord));
-  const std::string noRecords = SocketErrorText(22);
   for (const ProtocolLevelEnum level : {pl_standard, pl_OnlyErrors, pl_Off}) {
     smtp_->ProtocolLevel(level);
     EXPECT_FALSE(Deliver(mail_));
-    const std::string lines = "[DNS " + UrlOf(noName) + "] " + kNothing + "\r\n[DNS " +
-                              UrlOf(noMail) +
-                              "] No Mail. The domain tells in DNS that it takes no mail (RFC 7505)."
-                              "\r\n[DNS " +
-                              UrlOf(noRecord) + "] " + noRecords;
+    const std::string lines =
+        Line(noName, kNothing) + "\r\n" +
+        Line(noMail, "No Mail. The domain tells in DNS that it takes no mail (RFC 7505).") +
+        "\r\n" + Line(noRecord, SocketErrorText(22));
     ExpectFailure(SMTP_STEP_AUTODNS, SMTP_AUTODNSOK, lines, level == pl_Off ? "" : lines);
     EXPECT_EQ(smtp_->ReceiverHostName(), "");
   }
@@ -193,8 +177,8 @@ TEST_F(SmtpExchanger, TheNextServerIsAskedWhenOneDoesNotKnow) {
   smtp_->DNSURL(UrlOf(silent) + "," + UrlOf(knows));
   const RunningClock clock([&] { return silent.QueryCount() > 0 && sink_.lines.empty(); });
   EXPECT_TRUE(Deliver(mail_)) << smtp_->ResultMessage();
-  EXPECT_EQ(sink_.lines[0], "[DNS " + UrlOf(silent) + "] Command Timed Out");
-  EXPECT_EQ(sink_.lines[1], "[DNS " + UrlOf(knows) + "] mx.test => 127.0.0.1");
+  EXPECT_EQ(sink_.lines[0], Line(silent, "Command Timed Out"));
+  EXPECT_EQ(sink_.lines[1], Line(knows, "mx.test => 127.0.0.1"));
 }
 
 TEST_F(SmtpExchanger, ATruncatedAnswerIsAskedForOverTcp) {
@@ -254,8 +238,7 @@ TEST_F(SmtpExchanger, AnAddressWithoutDomainHasNone) {
   smtp_->ReceiverHostName("");
   smtp_->DNSURL(UrlOf(dns));
   EXPECT_FALSE(smtp_->SMTP("from@me.test", "to", "text"));
-  ExpectResult(SMTP_STEP_AUTODNS, SMTP_AUTODNSOK,
-               "[DNS " + UrlOf(dns) + "] Domain name must not be empty.");
+  ExpectResult(SMTP_STEP_AUTODNS, SMTP_AUTODNSOK, Line(dns, "Domain name must not be empty."));
   EXPECT_TRUE(dns.Queries().empty());
 }
 

@@ -22,15 +22,7 @@ constexpr char kClosed[] =
 constexpr char kRefused[] =
     "Connection Refused. The target machine actively refused the attempt to connect to it.";
 
-class SmtpFailure : public SmtpTest {
- protected:
-  // Nothing of a session was sent after the command of this place in the dialogue.
-  static void ExpectCommandsUpTo(SmtpServer& server, std::size_t place) {
-    const std::vector<std::string> sent(kDialogue.begin() + 1,
-                                        kDialogue.begin() + static_cast<long>(place) + 1);
-    EXPECT_EQ(Joined(server.Commands()), Joined(sent));
-  }
-};
+class SmtpFailure : public SmtpTest {};
 
 TEST_F(SmtpFailure, ARefusalEndsTheSessionWithItsReply) {
   const std::pair<std::string, std::int32_t> kReplies[] = {{"554 no\r\n", 554},
@@ -48,7 +40,8 @@ TEST_F(SmtpFailure, ARefusalEndsTheSessionWithItsReply) {
       EXPECT_EQ(smtp_->LastBuffer(), reply);
       const std::string shown = reply.ends_with("\n") ? reply.substr(0, reply.size() - 2) : reply;
       EXPECT_EQ(sink_.lines.back(), "[127.0.0.1] " + shown);
-      ExpectCommandsUpTo(server, place);
+      const auto sent = kDialogue.begin() + 1;  // and nothing behind this place of the dialogue
+      EXPECT_EQ(Joined(server.Commands()), Joined({sent, sent + static_cast<long>(place)}));
     }
 }
 

@@ -129,13 +129,6 @@ TEST(Text, KnowsHostNames) {
     EXPECT_FALSE(IsHostName(text)) << text;
 }
 
-TEST(Text, HashesWithoutCase) {
-  EXPECT_EQ(HashIgnoreCase("WWW.Example.org"), HashIgnoreCase("www.eXAMPLE.ORG"));
-  EXPECT_NE(HashIgnoreCase("a1.example"), HashIgnoreCase("a2.example"));
-  EXPECT_NE(HashIgnoreCase("@"), HashIgnoreCase("`"));
-  EXPECT_NE(HashIgnoreCase("\xC4"), HashIgnoreCase("\xE4"));
-}
-
 const Bytes kBytes = {0x81, 0xFE, 0x02, 0x83, 0x04, 0x05, 0xFF, 'x', 'y'};
 
 TEST(ByteReader, ReadsBigEndianInOrder) {

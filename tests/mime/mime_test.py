@@ -15,14 +15,15 @@ import json
 import os
 import random
 import re
-import socketserver
 import subprocess
 import sys
 import tempfile
-import threading
 import time
 import unittest
 from email.header import decode_header, make_header
+
+sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "cli"))
+from smtp_server import SmtpServer
 
 parser = argparse.ArgumentParser()
 parser.add_argument("compose")
@@ -105,29 +106,14 @@ def arrived(folder):
     return mail.replace(b"\n", b"\r\n")
 
 
-class Sink(socketserver.ThreadingTCPServer):
-    """A mail server that keeps no more of its messages than their lengths and sums."""
+class Sink(SmtpServer):
+    """A mail server that keeps no more of its messages than their sums."""
 
-    def __init__(self):
-        super().__init__(("127.0.0.1", 0), SinkSession)
-        self.sums = []
-        threading.Thread(target=self.serve_forever, daemon=True).start()
-
-
-class SinkSession(socketserver.StreamRequestHandler):
-    def handle(self):
-        self.wfile.write(b"220 x\r\n")
-        for line in self.rfile:
-            data = line.upper().startswith(b"DATA")
-            self.wfile.write(b"354 x\r\n" if data else b"250 x\r\n")
-            if data:
-                total = hashlib.sha256()
-                while (block := self.rfile.readline()) != b".\r\n":
-                    if not block:
-                        return
-                    total.update(block)
-                self.server.sums.append(total.hexdigest())
-                self.wfile.write(b"250 x\r\n")
+    def message(self, stream):
+        total = hashlib.sha256()
+        while (line := stream.readline()) not in (b".\r\n", b""):
+            total.update(line)
+        return total.hexdigest()
 
 
 def addresses_of(field):
@@ -254,18 +240,18 @@ class MimeTest(unittest.TestCase):
     def test_large_files_take_little_memory(self):
         file = self.file("large.bin", os.urandom(10_000_000))
         saved = os.path.join(self.folder, "saved")
-        with Sink() as sink:
-            order = {"html": False, "subject": "S", "from": "a@xy.test", "to": "b@xy.test",
-                     "cc": "", "text": PLAIN, "headers": {}, "files": [file] * 10, "saved": saved,
-                     "port": sink.server_address[1]}
-            done = subprocess.run([OPTIONS.compose], input=json.dumps(order).encode(),
-                                  capture_output=True)
-            sink.shutdown()
+        sink = Sink()
+        self.addCleanup(sink.close)
+        order = {"html": False, "subject": "S", "from": "a@xy.test", "to": "b@xy.test", "cc": "",
+                 "text": PLAIN, "headers": {}, "files": [file] * 10, "saved": saved,
+                 "port": sink.port}
+        done = subprocess.run([OPTIONS.compose], input=json.dumps(order).encode(),
+                              capture_output=True)
         self.assertEqual((done.returncode, done.stderr), (0, b""))
         self.assertLess(int(done.stdout), 16 * 1024)
         with open(saved, "rb") as message:
             total = hashlib.sha256(message.read()).hexdigest()
-        self.assertEqual(sink.sums, [total] * 2)
+        self.assertEqual([message for _, message in sink.messages], [total] * 2)
 
     def test_long_names_are_continued(self):
         file = {**self.file("a", b"x"), "name": "n" * 3000 + ".png"}
