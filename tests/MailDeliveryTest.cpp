@@ -376,6 +376,8 @@ TEST_F(MailDelivery, AKeptSessionThatIsDeadIsOpenedOnceMore) {
 }
 
 TEST_F(MailDelivery, LogsInAndShowsNoSecret) {
+  const Commands cram = {"AUTH CRAM-MD5", "dGltIGRhZGViZmU4MWJkOWMxNTZjOTc5Zjk1OTI5M2M1ZWVi"};
+  const std::string oauth = "dXNlcj10aW0BYXV0aD1CZWFyZXIgdG9rZW4BAQ==";
   const struct {
     std::string offered, password;
     Commands commands;
@@ -385,13 +387,11 @@ TEST_F(MailDelivery, LogsInAndShowsNoSecret) {
   } kCases[] = {
       {"PLAIN LOGIN", "secret", {"AUTH PLAIN AHRpbQBzZWNyZXQ="}},
       {"LOGIN", "secret", {"AUTH LOGIN", "dGlt", "c2VjcmV0"}},
-      {"CRAM-MD5", "secret",
-       {"AUTH CRAM-MD5", "dGltIGRhZGViZmU4MWJkOWMxNTZjOTc5Zjk1OTI5M2M1ZWVi"}, 0, false},
+      {"CRAM-MD5", "secret", cram, 0, false},
       {"PLAIN", "secret", {}, 10043, false},
       {"GSSAPI", "secret", {}, 10043},
       {"", "secret", {}, 10043},
-      {"XOAUTH2 PLAIN", "", {"AUTH XOAUTH2 dXNlcj10aW0BYXV0aD1CZWFyZXIgdG9rZW4BAQ=="}, 0, true,
-       "token"},
+      {"XOAUTH2 PLAIN", "", {"AUTH XOAUTH2 " + oauth}, 0, true, "token"},
       {"PLAIN", "wrong", {"AUTH PLAIN AHRpbQB3cm9uZw=="}, 535},
       {"PLAIN", "a\nb", {}, 97},
       // A password that is a part of the line, and a line that comes back without a code.
