@@ -19,12 +19,10 @@ struct Scene {
   std::int32_t step;
 };
 
-std::string At(int port) { return "127.0.0.1:" + std::to_string(port); }
-
 Scene WaitForDns(SMTPCls& smtp, const std::string& receiver, std::int32_t step) {
   auto dns = std::make_shared<DnsServer>(KeepSilent);
   smtp.ReceiverHostName(receiver);
-  smtp.DNSURL(At(dns->Port()));
+  smtp.DNSURL(UrlOf(*dns));
   return {dns, [=] { return dns->QueryCount() > 0; }, step};
 }
 

@@ -1,5 +1,4 @@
-// Which servers a message is offered to and what they make of it: exchangers in their order, many
-// recipients in one session, extensions, logins, kept sessions, and what TraceMail tells.
+// Exchangers in their order, many recipients in a session, extensions, logins, kept sessions.
 
 #include <algorithm>
 
@@ -196,9 +195,8 @@ TEST_F(MailDelivery, PipeliningSendsAllUpToTheData) {
   EXPECT_EQ(server.Messages().back(), ".\r\n");
 }
 
-// What one command was answered with must not decide about the next one: not a byte of the message
-// is sent. All replies come at once, with that to DATA: of a server that has said nothing more yet
-// nobody could know.
+// What one command was answered with must not decide about the next one. All replies come at once:
+// of a server that has said nothing more yet nobody could know.
 TEST_F(MailDelivery, PipeliningEndsWhenTheRepliesAreTooMany) {
   for (const std::string extra : {"550 extra\r\n", "250 extra\r\n", "354 extra\r\n"}) {
     for (const char* const command : {"MAIL FROM:<jane@xy.test>", "RCPT TO:<b@xy.test>", "DATA"}) {

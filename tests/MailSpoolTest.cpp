@@ -1,5 +1,4 @@
-// MailSpool against scripted servers: what becomes of messages that are delivered, deferred,
-// refused and cut off. The kills are in cli/spool_test.py.
+// MailSpool against scripted servers; the kills are in cli/spool_test.py.
 #include <netro/MailSpool.h>
 
 #include <algorithm>

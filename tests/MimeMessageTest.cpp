@@ -1,5 +1,4 @@
-// The composed text line by line, and what may not get into it. How other programs read it is
-// tested in tests/mime/.
+// The composed text line by line. How other programs read it is tested in tests/mime/.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -108,7 +108,7 @@ TEST_F(SmtpSession, DataStatusAfterEachChunk) {
     sink_.progress.clear();
     EXPECT_TRUE(Deliver(server, std::string(size, 'x')));
     const auto all = static_cast<std::int32_t>(size + 5);
-    std::vector<std::pair<std::int32_t, std::int32_t>> expected;
+    decltype(sink_.progress) expected;
     for (std::int32_t sum = 4'096; sum < all; sum += 4'096) expected.emplace_back(sum, all);
     expected.emplace_back(all, all);
     EXPECT_EQ(sink_.progress, expected);
