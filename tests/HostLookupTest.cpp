@@ -117,16 +117,16 @@ TEST_F(HostLookup, NextServerIsAskedWhenThisOneDoesNotKnow) {
     SCOPED_TRACE(c.name);
     DnsServer first(c.first), second(kFound);
     const bool silent = c.connect == 0;
-    std::size_t asked = 0;
-    const RunningClock clock(
-        [&] {
-          return silent && first.QueryCount() > asked && (asked > 0 || second.QueryCount() == 0);
-        },
-        std::chrono::seconds(22));
     socket_->ClearDNSCache();
-    EXPECT_EQ(Lookup(" , " + UrlOf(first) + " ," + UrlOf(second)), c.isFinal ? "" : "192.0.2.7");
+    {
+      const RunningClock clock(
+          [&] { return silent && first.QueryCount() > 0 && second.QueryCount() == 0; },
+          std::chrono::seconds(2));
+      EXPECT_EQ(Lookup(" , " + UrlOf(first) + " ," + UrlOf(second)), c.isFinal ? "" : "192.0.2.7");
+    }
     EXPECT_EQ(second.Queries().size(), c.isFinal ? 0u : 1u);
-    asked = first.Queries().size();
+    const std::size_t asked = first.Queries().size();
+    const RunningClock clock([&] { return silent && first.QueryCount() > asked; });
     socket_->ClearDNSCache();
     EXPECT_EQ(Lookup(UrlOf(first)), "");
     EXPECT_EQ(socket_->DNSLastErr(), c.lookup);
