@@ -1,23 +1,12 @@
-// What becomes of each record of a reply: the table of types, names with and without compression,
-// and replies that are cut short or lie.
-
-#include <gtest/gtest.h>
-#include <netro/QueryDNSCLS.h>
-
-#include <cstdint>
-#include <string>
-#include <utility>
-#include <vector>
+// What becomes of each record of a reply: types, names, and replies that are cut short or lie.
 
 #include "DnsTestKit.h"
 
 namespace netro {
 namespace {
 
-using namespace std::string_literals;
 using namespace peers::dns;
-using peers::DnsReply;
-using peers::DnsServer;
+using namespace peers;
 
 constexpr std::int32_t kGarbled = 59;
 
@@ -30,7 +19,7 @@ class Answered {
  public:
   explicit Answered(std::function<void(DnsReply&)> build) : Answered(Replying(std::move(build))) {}
   explicit Answered(const std::string& bytes)
-      : Answered([&](const std::string&) -> DnsServer::Replies { return {bytes}; }) {}
+      : Answered([&](const std::string&) -> Replies { return {bytes}; }) {}
   const QueryDNSCLS* operator->() const { return &dns_; }
   DNSCLS First() const { return dns_.CountAN() > 0 ? *dns_.EntryAN(1) : DNSCLS(); }
 
@@ -72,91 +61,72 @@ struct Row {
 
 const std::string kName = Name("host.test");
 const std::string kTwoNames = kName + Name("b.test");
-const std::string kDump = Octets({0x0A, 0xFF, 0x00, 0x1B});
-const std::string kDumpText = "0A FF 00 1B";
 
 // Types whose data has an end of its own. What stands behind it is no concern of theirs.
-const std::vector<Row>& BoundedRows() {
-  static const std::vector<Row> kRows = {
-      {TYPE_A, Octets({192, 0, 2, 1}), "192.0.2.1"},
-      {TYPE_A, Octets({255, 255, 255, 255}), "255.255.255.255"},
-      {TYPE_NS, kName, "host.test"},
-      {TYPE_CNAME, kName, "host.test"},
-      {TYPE_CNAME, Name(""), ""},
-      {TYPE_MB, kName, "host.test"},
-      {TYPE_MG, kName, "host.test"},
-      {TYPE_MR, kName, "host.test"},
-      {TYPE_PTR, kQuestion, "www.test"},
-      {TYPE_SOA, Soa("ns.test"), "ns.test"},
-      {TYPE_HINFO, Text("INTEL-386") + Text("UNIX V"), "\"INTEL-386\" \"UNIX V\""},
-      {TYPE_HINFO, Text("a\"b\\") + Text(""), "\"a\\\"b\\\\\" \"\""},
-      {TYPE_MINFO, kTwoNames, "host.test b.test"},
-      {TYPE_RP, kTwoNames, "host.test b.test"},
-      {TYPE_MX, U16(10) + kName, "host.test"},
-      {TYPE_RT, U16(10) + kName, "host.test"},
-      {TYPE_AFSDB, U16(1) + kName, "[AFS] host.test"},
-      {TYPE_AFSDB, U16(2) + kName, "[DCE] host.test"},
-      {TYPE_AFSDB, U16(3) + kName, "host.test"},
-      {TYPE_AAAA, std::string(15, '\0') + '\x01', "0000:0000:0000:0000:0000:0000:0000:0001"},
-      {TYPE_AAAA, Octets({0x20, 1, 0xD, 0xB8, 0, 0, 0xAB, 0xCD, 0, 0, 0, 0, 0, 0, 0x10, 0}),
-       "2001:0db8:0000:abcd:0000:0000:0000:1000"},
-      {TYPE_SRV, U16(1) + U16(2) + U16(3) + kName, "host.test"},
-      {TYPE_LOC, Octets({0, 0x12, 0x16, 0x13}) + U32(0x80000000) + U32(0x80000000) + U32(10000000),
-       "0 0 0.000 N 0 0 0.000 E 0.00m 1m 10000m 10m"},
-  };
-  return kRows;
-}
+const std::vector<Row> kBoundedRows = {
+    {TYPE_A, Octets({192, 0, 2, 1}), "192.0.2.1"},
+    {TYPE_A, Octets({255, 255, 255, 255}), "255.255.255.255"},
+    {TYPE_NS, kName, "host.test"},
+    {TYPE_CNAME, kName, "host.test"},
+    {TYPE_CNAME, Name(""), ""},
+    {TYPE_MB, kName, "host.test"},
+    {TYPE_MG, kName, "host.test"},
+    {TYPE_MR, kName, "host.test"},
+    {TYPE_PTR, kQuestion, "www.test"},
+    {TYPE_SOA, Soa("ns.test"), "ns.test"},
+    {TYPE_HINFO, Text("INTEL-386") + Text("UNIX V"), "\"INTEL-386\" \"UNIX V\""},
+    {TYPE_HINFO, Text("a\"b\\") + Text(""), "\"a\\\"b\\\\\" \"\""},
+    {TYPE_MINFO, kTwoNames, "host.test b.test"},
+    {TYPE_RP, kTwoNames, "host.test b.test"},
+    {TYPE_MX, U16(10) + kName, "host.test"},
+    {TYPE_RT, U16(10) + kName, "host.test"},
+    {TYPE_AFSDB, U16(1) + kName, "[AFS] host.test"},
+    {TYPE_AFSDB, U16(2) + kName, "[DCE] host.test"},
+    {TYPE_AFSDB, U16(3) + kName, "host.test"},
+    {TYPE_AAAA, std::string(15, '\0') + '\x01', "0000:0000:0000:0000:0000:0000:0000:0001"},
+    {TYPE_AAAA, Octets({0x20, 1, 0xD, 0xB8, 0, 0, 0xAB, 0xCD, 0, 0, 0, 0, 0, 0, 0x10, 0}),
+     "2001:0db8:0000:abcd:0000:0000:0000:1000"},
+    {TYPE_SRV, U16(1) + U16(2) + U16(3) + kName, "host.test"},
+    {TYPE_LOC, Octets({0, 0x12, 0x16, 0x13}) + U32(0x80000000) + U32(0x80000000) + U32(10000000),
+     "0 0 0.000 N 0 0 0.000 E 0.00m 1m 10000m 10m"},
+};
 
 // Types whose data is all that the length gives.
-const std::vector<Row>& OpenRows() {
-  static const std::vector<Row> kRows = {
-      {TYPE_WKS, Octets({10, 0, 0, 1, 6}), "10.0.0.1 6"},
-      {TYPE_WKS, Octets({10, 0, 0, 1, 17, 1, 0x80, 0xAA}),
-       "10.0.0.1 17 00000001 10000000 10101010"},
-      {TYPE_TXT, Text("v=spf1 -all"), "v=spf1 -all"},
-      {TYPE_TXT, Text("say \"hi\" \\"), "say \"hi\" \\"},
-      {TYPE_TXT, Text(""), ""},
-      {TYPE_TXT, Text("one") + Text("two three") + Text("\"\\"),
-       "\"one\" \"two three\" \"\\\"\\\\\""},
-      {TYPE_TXT, Text("") + Text(""), "\"\" \"\""},
-      {TYPE_TXT, Text(std::string(255, 'x')), std::string(255, 'x')},
-      {TYPE_TXT, Text("\0\xFF\r\n"s), "\0\xFF\r\n"s},
-      {TYPE_X25, Text("311061700956"), "311061700956"},
-      {TYPE_ISDN, Text("150862028003217"), "150862028003217"},
-      {TYPE_ISDN, Text("150862028003217") + Text("004"), "\"150862028003217\" \"004\""},
-      {TYPE_ATMA, Octets({0, 0x39, 0x24, 0x6F, 0x00}), "(NSAP) 39246F00"},
-      {TYPE_ATMA, "\x01"s + "358400123456", "(E164) 358400123456"},
-      {TYPE_ATMA, Octets({2, 1, 2, 3}), "UNKNOWN ATMA"},
-      {TYPE_MD, kDump, kDumpText},
-      {TYPE_MF, kDump, kDumpText},
-      {TYPE_NULL, kDump, kDumpText},
-      {TYPE_NULL, "", ""},
-      {TYPE_NULL, Octets({0}), "00"},
-      {TYPE_NSAP, kDump, kDumpText},
-      {TYPE_NSAP_PTR, kDump, kDumpText},
-      {TYPE_SIG, kDump, kDumpText},
-      {TYPE_KEY, kDump, kDumpText},
-      {TYPE_PX, kDump, kDumpText},
-      {TYPE_GPOS, kDump, kDumpText},
-      {TYPE_NXT, kDump, kDumpText},
-      {TYPE_EID, kDump, kDumpText},
-      {TYPE_NIMLOC, kDump, kDumpText},
-      {257, kDump, kDumpText},
-      {65535, kDump, kDumpText},
-  };
-  return kRows;
-}
+const std::vector<Row> kOpenRows = {
+    {TYPE_WKS, Octets({10, 0, 0, 1, 6}), "10.0.0.1 6"},
+    {TYPE_WKS, Octets({10, 0, 0, 1, 17, 1, 0x80, 0xAA}), "10.0.0.1 17 00000001 10000000 10101010"},
+    {TYPE_TXT, Text("v=spf1 -all"), "v=spf1 -all"},
+    {TYPE_TXT, Text("say \"hi\" \\"), "say \"hi\" \\"},
+    {TYPE_TXT, Text(""), ""},
+    {TYPE_TXT, Text("one") + Text("two three") + Text("\"\\"),
+     "\"one\" \"two three\" \"\\\"\\\\\""},
+    {TYPE_TXT, Text("") + Text(""), "\"\" \"\""},
+    {TYPE_TXT, Text(std::string(255, 'x')), std::string(255, 'x')},
+    {TYPE_TXT, Text("\0\xFF\r\n"s), "\0\xFF\r\n"s},
+    {TYPE_X25, Text("311061700956"), "311061700956"},
+    {TYPE_ISDN, Text("150862028003217"), "150862028003217"},
+    {TYPE_ISDN, Text("150862028003217") + Text("004"), "\"150862028003217\" \"004\""},
+    {TYPE_ATMA, Octets({0, 0x39, 0x24, 0x6F, 0x00}), "(NSAP) 39246F00"},
+    {TYPE_ATMA, "\x01"s + "358400123456", "(E164) 358400123456"},
+    {TYPE_ATMA, Octets({2, 1, 2, 3}), "UNKNOWN ATMA"},
+    {TYPE_NULL, "", ""},
+    {TYPE_NULL, Octets({0}), "00"},
+};
 
 TEST(DnsRecord, EachTypeHasItsText) {
-  for (const Row& row : OpenRows()) EXPECT_EQ(DataOf(row.type, row.rdata), row.data) << row.type;
-  for (const Row& row : BoundedRows()) {
+  for (const Row& row : kOpenRows) EXPECT_EQ(DataOf(row.type, row.rdata), row.data) << row.type;
+  for (const int type : {TYPE_MD, TYPE_MF, TYPE_NULL, TYPE_NSAP, TYPE_NSAP_PTR, TYPE_SIG, TYPE_KEY,
+                         TYPE_PX, TYPE_GPOS, TYPE_NXT, TYPE_EID, TYPE_NIMLOC})
+    EXPECT_EQ(DataOf(type, Octets({0x0A, 0xFF, 0x00, 0x1B})), "0A FF 00 1B") << type;
+  for (const int type : {257, 65535}) EXPECT_EQ(DataOf(type, "\n"), "0A") << type;
+  for (const Row& row : kBoundedRows) {
     EXPECT_EQ(DataOf(row.type, row.rdata), row.data) << row.type;
     EXPECT_EQ(DataOf(row.type, row.rdata + "\x01xyz"), row.data) << "what is behind is skipped";
   }
 }
 
 TEST(DnsRecord, DataCutShortIsGarbled) {
-  for (const Row& row : BoundedRows()) {
+  for (const Row& row : kBoundedRows) {
     if (row.rdata == kQuestion) continue;  // half a pointer is the next test's
     for (std::size_t size = 0; size < row.rdata.size(); ++size)
       EXPECT_EQ(AnsweredWith(row.type, row.rdata.substr(0, size)).result, kGarbled)
@@ -165,12 +135,12 @@ TEST(DnsRecord, DataCutShortIsGarbled) {
 }
 
 TEST(DnsRecord, DataDoesNotReachIntoTheNextRecord) {
-  const Row kRows[] = {{TYPE_TXT, "\x05"s + "four", {}},     {TYPE_X25, "\xFF", {}},
-                       {TYPE_TXT, Text("one") + "\x01", {}}, {TYPE_ISDN, Text("1") + "\x01", {}},
-                       {TYPE_CNAME, "\x03www", {}},          {TYPE_CNAME, "\xC0", {}},
-                       {TYPE_WKS, Octets({10, 0, 0, 1}), {}}};
-  for (const Row& row : kRows)
-    EXPECT_EQ(AnsweredWith(row.type, row.rdata).result, kGarbled) << row.type << " " << row.rdata;
+  const std::pair<int, std::string> kRows[] = {
+      {TYPE_TXT, "\x05"s + "four"},     {TYPE_X25, "\xFF"},      {TYPE_TXT, Text("one") + "\x01"},
+      {TYPE_ISDN, Text("1") + "\x01"},  {TYPE_CNAME, "\x03www"}, {TYPE_CNAME, "\xC0"},
+      {TYPE_WKS, Octets({10, 0, 0, 1})}};
+  for (const auto& [type, rdata] : kRows)
+    EXPECT_EQ(AnsweredWith(type, rdata).result, kGarbled) << type << " " << rdata;
 }
 
 TEST(DnsRecord, NumbersAreSignedOrNot) {
@@ -186,59 +156,49 @@ TEST(DnsRecord, NumbersAreSignedOrNot) {
     EXPECT_EQ(AnsweredWith(type, U16(256) + kName).First().Pref(), 256) << type;
     EXPECT_EQ(AnsweredWith(type, U16(65535) + kName).First().Pref(), -1) << type;
   }
-  const DNSCLS low = AnsweredWith(TYPE_SRV, U16(1) + U16(2) + U16(259) + kName).First();
-  EXPECT_EQ(low.SVR_Pref(), 1);
-  EXPECT_EQ(low.SVR_Weight(), 2);
-  EXPECT_EQ(low.SVR_Port(), 259);
-  const DNSCLS high = AnsweredWith(TYPE_SRV, U16(65534) + U16(65535) + U16(65533) + kName).First();
-  EXPECT_EQ(high.SVR_Pref(), -2);
-  EXPECT_EQ(high.SVR_Weight(), 65535);
-  EXPECT_EQ(high.SVR_Port(), 65533);
+  using Numbers = std::vector<std::int32_t>;
+  const auto srv = [](std::size_t preference, std::size_t weight, std::size_t port) {
+    const std::string rdata = U16(preference) + U16(weight) + U16(port) + kName;
+    const DNSCLS record = AnsweredWith(TYPE_SRV, rdata).First();
+    return Numbers{record.SVR_Pref(), record.SVR_Weight(), record.SVR_Port()};
+  };
+  EXPECT_EQ(srv(1, 2, 259), (Numbers{1, 2, 259}));
+  EXPECT_EQ(srv(65534, 65535, 65533), (Numbers{-2, 65535, 65533}));
 }
 
 TEST(DnsRecord, StartOfAuthority) {
-  const std::string names = kName + Name("hostmaster.test");
-  const DNSCLS soa = AnsweredWith(TYPE_SOA, names + U32(4294967295) + U32(7200) + U32(3600) +
-                                                U32(1209600) + U32(4294967295))
-                         .First();
-  EXPECT_EQ(soa.Data(), "host.test");
-  EXPECT_EQ(soa.SOA_RName(), "hostmaster.test");
-  EXPECT_EQ(soa.SOA_Serial(), 4294967295.0);
-  EXPECT_EQ(soa.SOA_Refresh(), 7200);
-  EXPECT_EQ(soa.SOA_Retry(), 3600);
-  EXPECT_EQ(soa.SOA_Expire(), 1209600);
-  EXPECT_EQ(soa.SOA_Minimum(), -1);
+  const std::string most = U32(4294967295);
+  const std::string numbers = most + U32(7200) + U32(3600) + U32(1209600) + most;
+  const DNSCLS soa = AnsweredWith(TYPE_SOA, kName + Name("admin.test") + numbers).First();
+  EXPECT_EQ(soa.Data() + " " + soa.SOA_RName(), "host.test admin.test");
+  EXPECT_EQ((std::vector<double>{soa.SOA_Serial(), 1.0 * soa.SOA_Refresh(), 1.0 * soa.SOA_Retry(),
+                                 1.0 * soa.SOA_Expire(), 1.0 * soa.SOA_Minimum()}),
+            (std::vector<double>{4294967295.0, 7200, 3600, 1209600, -1}));
 }
 
 TEST(DnsRecord, MailboxKeepsItsDots) {
-  const struct {
-    std::string name, mailbox;
-  } kCases[] = {
+  const std::string test = Name("test");
+  std::vector<std::pair<std::string, std::string>> cases = {
       {Name("hostmaster.test"), "hostmaster@test"},
       {Text("john.doe") + Name("example.test"), "john.doe@example.test"},
       {Text("a+b") + kQuestion, "a+b@www.test"},
       {kQuestion, "www@test"},
-      {Name(""), ""},
-      {Name("test"), ""},
-      {Text("two words") + Name("test"), ""},
-      {Text("a@b") + Name("test"), ""},
-      {Text("a.") + Name("test"), ""},
-      {Text("a..b") + Name("test"), ""},
-      {Text("a\\b") + Name("test"), ""},
-      {Text("bell\a") + Name("test"), ""},
-      {Name("a").substr(0, 2) + Text("x.y\r\n") + Name("test"), ""},
   };
-  for (const auto& c : kCases) {
-    const DNSCLS soa = AnsweredWith(TYPE_SOA, kName + c.name + std::string(20, '\0')).First();
-    EXPECT_EQ(soa.SOA_Mailbox(), c.mailbox);
+  for (const std::string& none :
+       {Name(""), test, Text("two words") + test, Text("a@b") + test, Text("a.") + test,
+        Text("a..b") + test, Text("a\\b") + test, Text("bell\a") + test,
+        Name("a").substr(0, 2) + Text("x.y\r\n") + test})
+    cases.emplace_back(none, "");
+  for (const auto& [name, mailbox] : cases) {
+    const DNSCLS soa = AnsweredWith(TYPE_SOA, kName + name + std::string(20, '\0')).First();
+    EXPECT_EQ(soa.SOA_Mailbox(), mailbox);
   }
 }
 
 TEST(DnsRecord, StringsAreCounted) {
-  const std::string two = Text("a") + Text("b");
   for (const int type : {TYPE_TXT, TYPE_X25, TYPE_ISDN}) {
     const DNSCLS one = AnsweredWith(type, Text("\"a\" \"b\"")).First();
-    const DNSCLS several = AnsweredWith(type, two).First();
+    const DNSCLS several = AnsweredWith(type, Text("a") + Text("b")).First();
     EXPECT_EQ(one.Data(), several.Data());
     EXPECT_EQ(one.StringCount(), 1);
     EXPECT_EQ(several.StringCount(), 2);
@@ -279,25 +239,26 @@ TEST(DnsRecord, Locations) {
     EXPECT_EQ(loc.Data(), c.north + " " + c.east + " " + c.rest);
     EXPECT_EQ(loc.LOC_LATITUDE_COORD(), c.north);
     EXPECT_EQ(loc.LOC_LONGITUDE_COORD(), c.east);
-    EXPECT_EQ(loc.LOC_LATITUDE(), static_cast<double>(c.latitude));
-    EXPECT_EQ(loc.LOC_LONGITUDE(), static_cast<double>(c.longitude));
-    EXPECT_EQ(loc.LOC_ALTITUDE(), static_cast<std::int32_t>(c.altitude));
-    EXPECT_EQ(loc.LOC_SIZE(), c.size);
-    EXPECT_EQ(loc.LOC_HORIZ_PRE(), c.horizontal);
-    EXPECT_EQ(loc.LOC_VERT_PRE(), c.vertical);
+    EXPECT_EQ((std::vector<double>{loc.LOC_LATITUDE(), loc.LOC_LONGITUDE()}),
+              (std::vector<double>{1.0 * c.latitude, 1.0 * c.longitude}));
+    EXPECT_EQ((std::vector<std::int32_t>{loc.LOC_ALTITUDE(), loc.LOC_SIZE(), loc.LOC_HORIZ_PRE(),
+                                         loc.LOC_VERT_PRE()}),
+              (std::vector<std::int32_t>{static_cast<std::int32_t>(c.altitude), c.size,
+                                         c.horizontal, c.vertical}));
   }
 }
 
 TEST(DnsRecord, LocationOfNoPlaceOnEarthIsDumped) {
-  const std::string place = U32(0x80000000) + U32(0x80000000) + U32(0);
+  const std::string zero = U32(0x80000000), place = zero + zero + U32(0);
+  const std::string good = Octets({0, 0x12, 0x16, 0x13});
   const std::string kCases[] = {
       Octets({1, 0x12, 0x16, 0x13}) + place,
       Octets({0, 0xA0, 0x16, 0x13}) + place,
       Octets({0, 0x12, 0x1A, 0x13}) + place,
       Octets({0, 0x12, 0x16, 0xFF}) + place,
-      Octets({0, 0x12, 0x16, 0x13}) + U32(Angle(90, 0, 1, 1)) + place.substr(4),
-      Octets({0, 0x12, 0x16, 0x13}) + U32(0) + place.substr(4),
-      Octets({0, 0x12, 0x16, 0x13}) + U32(0x80000000) + U32(Angle(180, 0, 1, -1)) + U32(0),
+      good + U32(Angle(90, 0, 1, 1)) + place.substr(4),
+      good + U32(0) + place.substr(4),
+      good + zero + U32(Angle(180, 0, 1, -1)) + U32(0),
   };
   for (const std::string& rdata : kCases)
     EXPECT_EQ(DataOf(TYPE_LOC, rdata), DataOf(TYPE_NULL, rdata));
@@ -393,9 +354,7 @@ TEST(DnsName, PointersAreLimitedTo128) {
                           Octets({1, 2, 3, 4})));
     });
     EXPECT_EQ(answer.result, pointers <= 128 ? 0 : kGarbled) << pointers;
-    if (answer->CountAN() == 2) {
-      EXPECT_EQ(answer->EntryAN(2)->Query(), "z");
-    }
+    EXPECT_TRUE(answer->CountAN() != 2 || answer->EntryAN(2)->Query() == "z");
   }
 }
 

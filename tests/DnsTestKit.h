@@ -1,7 +1,7 @@
-// What the tests of the DNS client share: a client that is pointed at a scripted server, and a
-// clock that runs while the client waits.
+// What the tests of the DNS client share: servers, records, and a clock that runs while it waits.
 #pragma once
 
+#include <gtest/gtest.h>
 #include <netro/MessageLoop.h>
 #include <netro/QueryDNSCLS.h>
 
@@ -18,6 +18,10 @@
 
 namespace netro {
 
+using namespace std::string_literals;
+using std::chrono::milliseconds;
+using Replies = peers::DnsServer::Replies;
+
 /// Asks for `domain` at a port of 127.0.0.1, once.
 inline void PointAt(QueryDNSCLS& dns, int port, QueryEnum type = TYPE_A,
                     const std::string& domain = "www.test") {
@@ -28,8 +32,20 @@ inline void PointAt(QueryDNSCLS& dns, int port, QueryEnum type = TYPE_A,
   dns.RetryCount(1);
 }
 
+/// As DNSURL has it.
+inline std::string UrlOf(const peers::DnsServer& server) {
+  return "127.0.0.1:" + std::to_string(server.Port());
+}
+
 /// For DnsServer: answers nothing.
-inline peers::DnsServer::Replies KeepSilent(const std::string& /*query*/) { return {}; }
+inline Replies KeepSilent(const std::string& /*query*/) { return {}; }
+
+/// What the last query has told: number, text, and the records of each section.
+inline std::string Told(const QueryDNSCLS& dns) {
+  return std::to_string(dns.LastErr()) + " " + dns.LastErrMsg() + " " +
+         std::to_string(dns.CountAN()) + "/" + std::to_string(dns.CountNS()) + "/" +
+         std::to_string(dns.CountAR());
+}
 
 /// How a server goes on behind what it has sent.
 enum class StreamEnd { kStay, kClose, kReset };
@@ -46,13 +62,20 @@ inline peers::DnsServer::Talk SendThen(std::function<std::string(const std::stri
   };
 }
 
-/// For DnsServer: answers with what `build` makes of an empty reply.
-inline peers::DnsServer::Answer Replying(std::function<void(peers::DnsReply& reply)> build) {
-  return [build = std::move(build)](const std::string& query) -> peers::DnsServer::Replies {
-    peers::DnsReply reply(query);
-    build(reply);
-    return {reply.Bytes()};
-  };
+/// For DnsServer: answers with what `build` makes of an empty reply; by datagram, on the
+/// connection.
+using Build = std::function<void(peers::DnsReply& reply)>;
+inline std::string Built(const Build& build, const std::string& query) {
+  peers::DnsReply reply(query);
+  build(reply);
+  return reply.Bytes();
+}
+inline peers::DnsServer::Answer Replying(const Build& build) {
+  return [build](const std::string& query) -> Replies { return {Built(build, query)}; };
+}
+inline peers::DnsServer::Talk ReplyingOverTcp(const Build& build) {
+  return SendThen([build](const auto& query) { return peers::dns::Framed(Built(build, query)); },
+                  StreamEnd::kStay);
 }
 
 /// A server that is silent to datagrams and says this over TCP.
@@ -71,13 +94,25 @@ inline std::string SoaRecord() {
   return peers::dns::Record(peers::dns::Name("test"), TYPE_SOA, peers::dns::Soa());
 }
 
+/// An address of the name that was asked for, and an exchanger of it.
+inline std::string AddressRecord(int last) {
+  return peers::dns::Record(peers::dns::kQuestion, TYPE_A, peers::dns::Octets({192, 0, 2, last}));
+}
+inline std::string MxRecord(std::size_t preference, const std::string& name) {
+  return peers::dns::Record(peers::dns::kQuestion, TYPE_MX,
+                            peers::dns::U16(preference) + peers::dns::Name(name));
+}
+
+/// The type that a query without EDNS asks for.
+inline int TypeOf(const std::string& query) {
+  return static_cast<unsigned char>(query[query.size() - 3]);
+}
+
 /// Advances the clock by a tenth of a second with each turn of the loop in which `when()` is true,
 /// until the budget is spent.
 class RunningClock {
  public:
-  using Milliseconds = std::chrono::milliseconds;
-
-  explicit RunningClock(std::function<bool()> when, Milliseconds budget = std::chrono::hours(1))
+  explicit RunningClock(std::function<bool()> when, milliseconds budget = std::chrono::hours(1))
       : state_(std::make_shared<State>(State{std::move(when), budget, true})) {
     Turn(state_);
   }
@@ -88,17 +123,17 @@ class RunningClock {
  private:
   struct State {
     std::function<bool()> when;
-    Milliseconds left;
+    milliseconds left;
     bool running;
   };
 
   static void Turn(const std::shared_ptr<State>& state) {
     MessageLoop::ForThisThread().PostTask([state] {
-      if (!state->running || state->left <= Milliseconds(0)) return;
+      if (!state->running || state->left <= milliseconds(0)) return;
       Turn(state);
       if (!state->when()) return;
-      AdvanceClockForTests(Milliseconds(100));
-      state->left -= Milliseconds(100);
+      AdvanceClockForTests(milliseconds(100));
+      state->left -= milliseconds(100);
     });
   }
 

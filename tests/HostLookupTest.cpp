@@ -1,37 +1,25 @@
-// Lookups of names as every class makes them: the cache, the hosts file, the servers of DNSURL.
-#include <gtest/gtest.h>
+// Lookups of names as every class makes them: the cache, the hosts file, the servers of DNSURL; and
+// addresses as texts and in their order.
 #include <netro/HTTPCls.h>
 #include <netro/SocketCls.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include <atomic>
-#include <memory>
-#include <string>
-#include <thread>
-
 #include "DnsTestKit.h"
 #include "SystemRoot.h"
+#include "dns/AddressOrder.h"
 #include "peers/DnsReply.h"
-#include "peers/DnsServer.h"
-#include "platform/Clock.h"
+#include "platform/Address.h"
+#include "platform/Sockets.h"
 
 namespace netro {
 namespace {
 
-using peers::DnsReply;
-using peers::DnsServer;
-namespace dns = peers::dns;
-
-std::string AddressRecord(int last) {
-  return dns::Record(dns::kQuestion, TYPE_A, dns::Octets({192, 0, 2, last}));
-}
+using namespace peers;
 
 const DnsServer::Answer kFound = Replying([](auto& reply) { reply.Answer(AddressRecord(7)); });
 const DnsServer::Answer kDenied = Replying([](auto& reply) { reply.Code(3); });
 const DnsServer::Answer kTruncated = Replying([](auto& reply) { reply.Flags(0x83, 0x80); });
-
-std::string At(const DnsServer& server) { return "127.0.0.1:" + std::to_string(server.Port()); }
 
 class HostLookup : public testing::Test {
  protected:
@@ -49,33 +37,33 @@ class HostLookup : public testing::Test {
 
 TEST_F(HostLookup, IsAskedOnceInTenMinutes) {
   DnsServer server(kFound);
-  EXPECT_EQ(Lookup(At(server)), "192.0.2.7");
-  EXPECT_EQ(Lookup(At(server), "WWW.Test"), "192.0.2.7");
+  EXPECT_EQ(Lookup(UrlOf(server)), "192.0.2.7");
+  EXPECT_EQ(Lookup(UrlOf(server), "WWW.Test"), "192.0.2.7");
   SocketCls other;
   EXPECT_EQ(other.GetDNSCacheCount(), 1) << "all objects of a thread share the cache";
   std::thread([] { EXPECT_EQ(SocketCls().GetDNSCacheCount(), 0); }).join();
   AdvanceClockForTests(std::chrono::seconds(601));
-  EXPECT_EQ(Lookup(At(server)), "192.0.2.7");
+  EXPECT_EQ(Lookup(UrlOf(server)), "192.0.2.7");
   EXPECT_EQ(server.Queries().size(), 2u);
 }
 
 TEST_F(HostLookup, FailureIsNotKept) {
   std::atomic<bool> known = false;
   DnsServer server(Replying([&](auto& r) { known ? r.Answer(AddressRecord(1)) : r.Code(3); }));
-  EXPECT_EQ(Lookup(At(server)), "");
+  EXPECT_EQ(Lookup(UrlOf(server)), "");
   EXPECT_EQ(socket_->DNSLastErr(), 59);
   EXPECT_EQ(socket_->DNSLastErrMsg(), "No DNS Entries found.");
   EXPECT_EQ(socket_->GetDNSCacheCount(), 0);
   known = true;
-  EXPECT_EQ(Lookup(At(server)), "192.0.2.1");
+  EXPECT_EQ(Lookup(UrlOf(server)), "192.0.2.1");
   EXPECT_EQ(socket_->DNSLastErr(), 0);
 }
 
 TEST_F(HostLookup, OnlyWhatCanBeUsedCounts) {
   const std::string alias = dns::Record(dns::kQuestion, TYPE_CNAME, dns::Name("real.test"));
   const std::string real = dns::Record(dns::Name("real.test"), TYPE_A, dns::Octets({192, 0, 2, 9}));
-  const auto address = [](std::initializer_list<int> octets) {
-    return dns::Record(dns::kQuestion, TYPE_A, dns::Octets(octets));
+  const auto address = [](std::uint32_t ip) {
+    return dns::Record(dns::kQuestion, TYPE_A, dns::U32(ip));
   };
   const auto name = [](const std::string& rdata) {
     return dns::Record(dns::kQuestion, TYPE_PTR, rdata);
@@ -89,9 +77,9 @@ TEST_F(HostLookup, OnlyWhatCanBeUsedCounts) {
       {"www.test.", {alias, real}, "192.0.2.9"},
       {"www.test", {alias}, ""},
       {"www.test", {real}, ""},
-      {"www.test", {real, address({192, 0, 2, 8})}, "192.0.2.8"},
-      {"www.test", {address({0, 0, 0, 0})}, ""},
-      {"www.test", {address({255, 255, 255, 255}), address({192, 0, 2, 3})}, "192.0.2.3"},
+      {"www.test", {real, AddressRecord(8)}, "192.0.2.8"},
+      {"www.test", {address(0)}, ""},
+      {"www.test", {address(0xFFFFFFFF), AddressRecord(3)}, "192.0.2.3"},
       {"192.0.2.4", {name(dns::Name("host_1.test"))}, "host_1.test"},
       {"192.0.2.4", {name(dns::Text("a\r\nb") + dns::Name("test"))}, ""},
       {"192.0.2.4", {name(dns::Name(""))}, ""},
@@ -102,50 +90,56 @@ TEST_F(HostLookup, OnlyWhatCanBeUsedCounts) {
       for (const std::string& record : c.records) reply.Answer(record);
     }));
     socket_->ClearDNSCache();
-    EXPECT_EQ(Lookup(At(server), c.asked), c.result);
+    EXPECT_EQ(Lookup(UrlOf(server), c.asked), c.result);
     EXPECT_EQ(socket_->DNSLastErr(), c.result.empty() ? 11004 : 0);
   }
 }
 
+// And what it was if there is no other.
 TEST_F(HostLookup, NextServerIsAskedWhenThisOneDoesNotKnow) {
-  struct {
+  const auto code = [](int rcode) { return Replying([=](auto& r) { r.Code(rcode); }); };
+  const std::string referral = dns::Record(dns::Name("test"), TYPE_NS, dns::Name("ns.test"));
+  const struct {
     const char* name;
     DnsServer::Answer first;
-    bool isFinal;
-  } const cases[] = {
-      {"no such name", kDenied, true},
-      {"no such record", Replying([](auto& r) { r.Authority(SoaRecord()); }), true},
-      {"server failure", Replying([](auto& r) { r.Code(2); }), false},
-      {"refused", Replying([](auto& r) { r.Code(5); }), false},
-      {"referral", Replying([](auto& r) {
-         r.Flags(0x81, 0).Authority(dns::Record(dns::Name("test"), TYPE_NS, dns::Name("ns.test")));
-       }),
-       false},
-      {"garbage", Replying([](auto& r) { r.AnswerCount(9); }), false},
-      {"silence", KeepSilent, false},
+    std::int32_t lookup, connect;
+    bool isFinal = false;
+  } cases[] = {
+      {"no such name", kDenied, 59, 11001, true},
+      {"no address", Replying([](auto& r) { r.Authority(SoaRecord()); }), 11004, 11004, true},
+      {"server failure", code(2), 11002, 11002},
+      {"refused", code(5), 11002, 11002},
+      {"referral", Replying([&](auto& r) { r.Flags(0x81, 0).Authority(referral); }), 11002, 11002},
+      {"garbage", Replying([](auto& r) { r.AnswerCount(9); }), 11002, 11002},
+      {"silence", KeepSilent, 11002, 0},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
-    DnsServer first(c.first);
-    DnsServer second(kFound);
-    const bool silent = c.name == std::string("silence");
-    const RunningClock clock(
-        [&] { return silent && first.QueryCount() > 0 && second.QueryCount() == 0; },
-        std::chrono::seconds(2));
+    DnsServer first(c.first), second(kFound);
+    const bool silent = c.connect == 0;
     socket_->ClearDNSCache();
-    EXPECT_EQ(Lookup(" , " + At(first) + " ," + At(second)), c.isFinal ? "" : "192.0.2.7");
+    {
+      const RunningClock clock(
+          [&] { return silent && first.QueryCount() > 0 && second.QueryCount() == 0; },
+          std::chrono::seconds(2));
+      EXPECT_EQ(Lookup(" , " + UrlOf(first) + " ," + UrlOf(second)), c.isFinal ? "" : "192.0.2.7");
+    }
     EXPECT_EQ(second.Queries().size(), c.isFinal ? 0u : 1u);
+    const std::size_t asked = first.Queries().size();
+    const RunningClock clock([&] { return silent && first.QueryCount() > asked; });
+    socket_->ClearDNSCache();
+    EXPECT_EQ(Lookup(UrlOf(first)), "");
+    EXPECT_EQ(socket_->DNSLastErr(), c.lookup);
+    EXPECT_NE(socket_->DNSLastErrMsg(), "");
+    EXPECT_TRUE(silent || !socket_->Connect("www.test", 80));
+    EXPECT_TRUE(silent || socket_->LastSocketErr() == c.connect) << socket_->LastSocketErr();
   }
 }
 
 TEST_F(HostLookup, TruncatedReplyComesAgainOverTcp) {
   DnsServer server(kTruncated,
-                   SendThen(
-                       [](const std::string& query) {
-                         return dns::Framed(DnsReply(query).Answer(AddressRecord(5)).Bytes());
-                       },
-                       StreamEnd::kStay));
-  EXPECT_EQ(Lookup(At(server)), "192.0.2.5");
+                   ReplyingOverTcp([](auto& reply) { reply.Answer(AddressRecord(5)); }));
+  EXPECT_EQ(Lookup(UrlOf(server)), "192.0.2.5");
 }
 
 // The process gets no more descriptors than `more` while it lives.
@@ -172,7 +166,7 @@ TEST_F(HostLookup, WhatTheProgramLacksIsNoWordAboutTheName) {
   root_.Put("etc/resolv.conf", "");
   DnsServer denies(kDenied);
   DnsServer truncates(kTruncated);
-  EXPECT_EQ(Lookup(At(denies)), "");
+  EXPECT_EQ(Lookup(UrlOf(denies)), "");
   EXPECT_EQ(socket_->DNSLastErr(), 59);
   socket_ = std::make_unique<SocketCls>();  // whose DNSURL is the system's again
   const auto lookUp = [&](rlim_t descriptors, const std::string& name) {
@@ -183,9 +177,9 @@ TEST_F(HostLookup, WhatTheProgramLacksIsNoWordAboutTheName) {
   EXPECT_EQ(lookUp(0, "www.test"), 10055);  // by the system's resolver
   const std::int32_t reverse = lookUp(0, "192.0.2.1");
   EXPECT_TRUE(reverse == 10055 || reverse == 11002) << reverse << ": it hides the reason sometimes";
-  socket_->DNSURL(At(denies));
+  socket_->DNSURL(UrlOf(denies));
   EXPECT_EQ(lookUp(0, "www.test"), 10055);
-  socket_->DNSURL(At(truncates));
+  socket_->DNSURL(UrlOf(truncates));
   EXPECT_EQ(lookUp(1, "www.test"), 10055);
   const SystemRoot unread;
   EXPECT_EQ(lookUp(0, "www.test"), 10055);
@@ -197,9 +191,10 @@ TEST_F(HostLookup, HostsFileNeedsNoServer) {
   const std::pair<const char*, const char*> cases[] = {
       {"box", "192.0.2.20"},      {"Box.Test.", "192.0.2.20"},  {"192.0.2.20", "box.test"},
       {"localhost", "127.0.0.1"}, {"a.localhost", "127.0.0.1"}, {"127.0.0.1", "localhost"}};
-  for (const auto& [asked, result] : cases) EXPECT_EQ(Lookup(At(server), asked), result) << asked;
+  for (const auto& [asked, result] : cases)
+    EXPECT_EQ(Lookup(UrlOf(server), asked), result) << asked;
   EXPECT_TRUE(server.Queries().empty());
-  EXPECT_EQ(Lookup(At(server), "boxes"), "192.0.2.7");
+  EXPECT_EQ(Lookup(UrlOf(server), "boxes"), "192.0.2.7");
 }
 
 TEST_F(HostLookup, ServerListThatCannotBeReadIsToldOf) {
@@ -217,7 +212,7 @@ TEST_F(HostLookup, ServerListThatCannotBeReadIsToldOf) {
 TEST_F(HostLookup, StaysWithinTheTimeOutOfItsCaller) {
   DnsServer silent(KeepSilent);
   // A server by a name that nobody knows costs time as well.
-  for (const std::string& servers : {At(silent), At(silent) + ",ns.test:53"}) {
+  for (const std::string& servers : {UrlOf(silent), UrlOf(silent) + ",ns.test:53"}) {
     HTTPCls http;
     http.DNSURL(servers);
     http.URL("http://web.test/");
@@ -227,7 +222,7 @@ TEST_F(HostLookup, StaysWithinTheTimeOutOfItsCaller) {
     bool timeout = false;
     http.HTTPQuery(timeout);
     EXPECT_EQ(http.LastErr(), 10002);
-    EXPECT_LT(Now() - before, std::chrono::milliseconds(2500));
+    EXPECT_LT(Now() - before, milliseconds(2500));
   }
 }
 
@@ -237,16 +232,90 @@ TEST_F(HostLookup, StopsAtOnceAndMindsDeletion) {
     return [&, count] { return silent.QueryCount() >= count; };
   };
   PostWhen(asked(1), [&] { socket_->StopWaiting(); });
-  EXPECT_EQ(Lookup(At(silent)), "");
+  EXPECT_EQ(Lookup(UrlOf(silent)), "");
   EXPECT_EQ(socket_->DNSLastErr(), 9999);
   PostWhen(asked(2), [&] {
     EXPECT_EQ(socket_->DNSLookup("other.test"), "") << "a lookup of this object is running";
     socket_.reset();
   });
   SocketCls& socket = *socket_;
-  socket.DNSURL(At(silent));
+  socket.DNSURL(UrlOf(silent));
   EXPECT_EQ(socket.DNSLookup("www.test"), "");
   EXPECT_EQ(socket_, nullptr);
+}
+
+TEST(Address, IsReadAndWritten) {
+  const struct {
+    const char* text;
+    const char* written;
+    AddressFamily family = AddressFamily::IPv6;
+  } cases[] = {{"192.0.2.1", "192.0.2.1", AddressFamily::IPv4},
+               {"127.1", "127.0.0.1", AddressFamily::IPv4},
+               {"255.255.255.255", "255.255.255.255", AddressFamily::IPv4},
+               {"::ffff:192.0.2.1", "192.0.2.1", AddressFamily::IPv4},
+               {"::", "::"},
+               {"::1", "::1"},
+               {"2001:DB8:0:0:1::1", "2001:db8::1:0:0:1"},
+               {"fe80::1%lo", "fe80::1%lo"},
+               {"fe80::1%1", "fe80::1%lo"},
+               {"fe80::1%4294967", "fe80::1%4294967"},
+               {"ff02::1%lo", "ff02::1%lo"},
+               {"2001:db8::1%lo", "2001:db8::1"}};
+  for (const auto& c : cases) {
+    const auto address = ParseAddress(c.text);
+    ASSERT_TRUE(address) << c.text;
+    EXPECT_EQ(FormatAddress(*address), c.written);
+    EXPECT_EQ(address->Family(), c.family) << c.text;
+    EXPECT_EQ(address->Bits() == -1, c.family == AddressFamily::IPv6 || address->IsBroadcast());
+  }
+  for (const char* none : {"", "::1%", "::1%nowhere", "::1%0", "[::1]", " ::1", "::1 ",
+                           ":::", "1:2:3:4:5:6:7", "12345::", "host"})
+    EXPECT_FALSE(ParseAddress(none)) << none;
+  EXPECT_FALSE(ParseAddress(std::string("::1\0", 4)));
+  EXPECT_EQ(FormatAddress({}), "");
+}
+
+TEST(Address, HasAPortBehindIt) {
+  const struct {
+    const char* text;
+    const char* host;
+    std::int32_t port = 53;
+  } cases[] = {{"ns.test", "ns.test"},
+               {" ns.test : 54 ", "ns.test", 54},
+               {"192.0.2.1:5353", "192.0.2.1", 5353},
+               {"2001:db8::1", "2001:db8::1"},
+               {"[2001:db8::1]", "2001:db8::1"},
+               {"[::1]:65535", "::1", 65535},
+               {"[fe80::1%lo]:1", "fe80::1%lo", 1}};
+  std::string host;
+  for (const auto& c : cases) {
+    std::int32_t port = 53;
+    ASSERT_TRUE(SplitEndpoint(c.text, host, port)) << c.text;
+    EXPECT_EQ(host, c.host);
+    EXPECT_EQ(port, c.port);
+  }
+  std::int32_t port = 53;
+  for (const char* none : {"", ":53", "ns:", "ns:0", "ns:65536", "ns:5x", "[::1", "[::1]53",
+                           "[::1]:", "[ns]:53", "[192.0.2.1]:53", "a:b:c", "ns\n"})
+    EXPECT_FALSE(SplitEndpoint(none, host, port)) << none;
+  EXPECT_EQ(FormatEndpoint("::1", 53), "[::1]:53");
+  EXPECT_EQ(FormatEndpoint("host.test", 53), "host.test:53");
+}
+
+// Loopback is all that every host has a way to.
+TEST(Address, TheUsableComeFirstAndTheFamiliesTakeTurns) {
+  const auto order = [](const std::vector<const char*>& texts) {
+    std::vector<IpAddress> addresses;
+    for (const char* text : texts) addresses.push_back(*ParseAddress(text));
+    std::string joined;
+    for (const IpAddress& one : OrderAddresses(addresses)) joined += FormatAddress(one) + ' ';
+    return joined;
+  };
+  EXPECT_EQ(order({"127.0.0.1"}), "127.0.0.1 ");
+  EXPECT_EQ(order({"127.0.0.2", "127.0.0.1"}), "127.0.0.2 127.0.0.1 ");
+  if (SourceAddress(*ParseAddress("::1")).IsNone()) GTEST_SKIP() << "there is no IPv6 here";
+  EXPECT_EQ(order({"127.0.0.1", "127.0.0.2", "::1"}), "::1 127.0.0.1 127.0.0.2 ");
+  EXPECT_EQ(order({"fe80::1%4294967", "127.0.0.1"}), "127.0.0.1 fe80::1%4294967 ");
 }
 
 }  // namespace

@@ -1,24 +1,11 @@
-// The address checks of SendMailCls that ask servers, and its lookups for domains: gateways and
-// administrators.
-
-#include <gtest/gtest.h>
-
-#include <functional>
-#include <memory>
-#include <string>
-#include <vector>
+// The address checks of SendMailCls that ask servers: of addresses, gateways, administrators.
 
 #include "SendMailKit.h"
 
 namespace netro {
 namespace {
 
-using namespace std::string_literals;
-using peers::DnsReply;
-using peers::DnsServer;
-using peers::SmtpServer;
-using Answer = SmtpServer::Answer;
-namespace dns = peers::dns;
+using namespace peers;
 
 class MailChecks : public SendMailTest {};
 
@@ -34,8 +21,8 @@ TEST_F(MailChecks, CheckeMailAddressAsksTheServer) {
       {"RCPT TO:<a@xy.test>", "550 no such user\r\n", false, 550, "550 no such user\r\n"},
       {"MAIL FROM:<admin@me.test>", "451 later\r\n", false, 451, "451 later\r\n"},
       {"QUIT", "500 what\r\n", true, 500, "500 what\r\n"},
-      {"QUIT", {"", SmtpServer::After::Close}, true, 10054, "*"},
-      {"RCPT TO:<a@xy.test>", {"", SmtpServer::After::Close}, false, 10054, "*"},
+      {"QUIT", {"", After::Close}, true, 10054, "*"},
+      {"RCPT TO:<a@xy.test>", {"", After::Close}, false, 10054, "*"},
   };
   for (const auto& c : kCases) {
     SCOPED_TRACE(c.command + " " + c.answer.bytes);
@@ -60,10 +47,8 @@ TEST_F(MailChecks, CheckeMailAddressNamesItsSender) {
   std::vector<std::string> commands;
   for (const auto& [sender, host, helo, from] : kCases) {
     EXPECT_TRUE(mail_->CheckeMailAddress("a@xy.test", sender, host));
-    for (const std::string& command :
-         {"EHLO " + helo, "MAIL FROM:<" + from + ">", "RCPT TO:<a@xy.test>"s, "QUIT"s}) {
-      commands.push_back(command);
-    }
+    commands.insert(commands.end(),
+                    {"EHLO " + helo, "MAIL FROM:<" + from + ">", "RCPT TO:<a@xy.test>", "QUIT"});
   }
   EXPECT_EQ(server.Commands(), commands);
   const std::size_t before = server.Connections();
@@ -73,11 +58,6 @@ TEST_F(MailChecks, CheckeMailAddressNamesItsSender) {
   EXPECT_EQ(mail_->Result(), SMTP_INITERROR);
   EXPECT_EQ(server.Connections(), before);
   EXPECT_EQ(mail_->SenderHostName(), "me.test");
-}
-
-DnsServer::Replies KnowNoAddress(const std::string& query) {
-  const std::string data = dns::U16(5) + dns::Name("mx.nowhere.test");
-  return {DnsReply(query).Answer(dns::Record(dns::kQuestion, TYPE_MX, data)).Bytes()};
 }
 
 TEST_F(MailChecks, GatewaysOfDomains) {
@@ -94,8 +74,10 @@ TEST_F(MailChecks, GatewaysOfDomains) {
   EXPECT_EQ(mail_->ReceiverHostName(), "127.0.0.1");
   const std::string noEntries =
       "DNS Error. System Message: '" + QueryDNSCLS().TranslateDNSResult(59) + "'";
-  DnsServer noAddress([](const std::string& query) {
-    return TypeOf(query) == TYPE_MX ? KnowNoAddress(query) : KnowNothing(query);
+  const auto knowNoAddress =
+      Replying([](auto& reply) { reply.Answer(MxRecord(5, "mx.nowhere.test")); });
+  DnsServer noAddress([&](const std::string& query) {
+    return TypeOf(query) == TYPE_MX ? knowNoAddress(query) : KnowNothing(query);
   });
   mail_->DNSURL(UrlOf(noAddress));
   EXPECT_EQ(mail_->QueryGatewayName("xy.test"), "mx.nowhere.test");
@@ -112,35 +94,24 @@ TEST_F(MailChecks, GatewaysOfDomains) {
   EXPECT_EQ(server.Connections(), 0u);
 }
 
-/// An SOA record whose mailbox is these labels.
-std::string Soa(const std::string& mailbox) {
-  return dns::Record(dns::kQuestion, TYPE_SOA,
-                     dns::Name("ns.test") + mailbox + dns::U32(1) + dns::U32(2) + dns::U32(3) +
-                         dns::U32(4) + dns::U32(5));
-}
-
 TEST_F(MailChecks, TheAdministratorStandsInTheSoaRecord) {
   const struct {
     std::string mailbox, address;
   } kCases[] = {
       {dns::Name("hostmaster.xy.test"), "hostmaster@xy.test"},
-      {dns::Name("john.doe.xy.test"), "john@doe.xy.test"},
       {dns::Text("john.doe") + dns::Name("xy.test"), "john.doe@xy.test"},
       {dns::Name("root"), "root@www.xy.test"},
-      {dns::Text("root.") + dns::Name(""), "root@www.xy.test"},
       // Nothing that could stand in an address.
       {dns::Name(""), ""},
       {dns::Text("a\r\nb") + dns::Name("xy.test"), ""},
-      {dns::Text("a>") + dns::Name("xy.test"), ""},
   };
   for (const auto& [mailbox, address] : kCases) {
     for (const bool authority : {false, true}) {
       DnsServer nothing(KnowNothing);
-      const std::string record = Soa(mailbox);
-      DnsServer server([&](const std::string& query) -> DnsServer::Replies {
-        DnsReply reply(query);
-        return {(authority ? reply.Authority(record) : reply.Answer(record)).Bytes()};
-      });
+      const std::string record = dns::Record(
+          dns::kQuestion, TYPE_SOA, dns::Name("ns.test") + mailbox + std::string(20, '\1'));
+      DnsServer server(Replying(
+          [&](auto& reply) { authority ? reply.Authority(record) : reply.Answer(record); }));
       mail_->DNSURL(UrlOf(nothing) + "," + UrlOf(server));
       EXPECT_EQ(mail_->GetMailAdminForeMail("Jane <jane@www.xy.test>"), address) << mailbox;
       EXPECT_EQ(mail_->Result(), address.empty() ? 59 : 0) << mailbox;

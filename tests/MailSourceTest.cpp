@@ -1,16 +1,7 @@
-// Messages that are read while they are sent: the pieces they consist of, at every border, and
-// files that do not stay as they were.
+// Messages that are read while they are sent, at every border, and files that change meanwhile.
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <netro/Localization.h>
-
-#include <algorithm>
-#include <filesystem>
-#include <functional>
-#include <memory>
-#include <string>
-#include <vector>
 
 #include "SendMailKit.h"
 #include "SourceKit.h"
@@ -22,22 +13,16 @@
 namespace netro {
 namespace {
 
-using namespace std::string_literals;
-using peers::SmtpServer;
+using namespace peers;
 using testing::HasSubstr;
 using testing::Not;
 
 constexpr std::size_t kPieces[] = {1, 2, 3, 5, 77, 78, 79, 4096, 65535, 65536, 200000};
 
-std::string Noise(std::size_t size) {
-  std::string bytes(size, '\0');
-  for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<char>(i * i >> 3);
-  return bytes;
-}
-
 TEST(Base64Source, GivesLinesWhateverRoomThereIs) {
   for (const std::size_t size : {0U, 1U, 56U, 57U, 58U, 114U, 5000U, 58368U, 58369U, 100001U}) {
-    const std::string bytes = Noise(size);
+    std::string bytes(size, '\0');
+    for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<char>(i * i >> 3);
     std::string lines(Base64LinesSize(size), '\0');
     EncodeBase64Lines(bytes, lines.data());
     for (const std::size_t piece : kPieces) {
@@ -155,14 +140,6 @@ class MessageFiles : public SendMailTest {
     std::filesystem::remove_all(path_);
     WriteFile(path_, "Subject: S\nBcc: secret@xy.test\n\n" + std::string(300'000, 'x') + "\n");
   }
-  std::string Written() {
-    std::string text;
-    EXPECT_TRUE(mail_->WriteMessage([&](std::string_view block) {
-      text += block;
-      return true;
-    })) << mail_->ResultMessage();
-    return text;
-  }
 
   TemporaryFolder folder_;
   const std::string path_ = folder_ / "a file";
@@ -187,7 +164,9 @@ TEST_F(MessageFiles, AllWaysGiveTheSameBytes) {
     const std::string saved = ReadFile(folder_ / "saved");
     EXPECT_EQ(std::filesystem::status(folder_ / "saved").permissions(),
               std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
-    EXPECT_TRUE(Written() == saved);
+    std::string written;
+    EXPECT_TRUE(mail_->WriteMessage([&](auto block) { return written += block, true; }));
+    EXPECT_TRUE(written == saved);
     EXPECT_TRUE(mail_->SendMail()) << mail_->ResultMessage();
     EXPECT_TRUE(server_.Messages().back() == saved + ".\r\n");
     EXPECT_EQ(events_.progress.back().second, static_cast<std::int32_t>(saved.size() + 3));
@@ -246,8 +225,7 @@ TEST_F(MessageFiles, ThatChangeBetweenAddingAndSending) {
     }
   }
   EXPECT_THAT(server_.Messages(), testing::IsEmpty());
-  EXPECT_EQ(server_.Connections(),
-            std::size(kChanges));  // the length of a finished one is needed before
+  EXPECT_EQ(server_.Connections(), std::size(kChanges)) << "finished ones are measured before";
 }
 
 TEST_F(MessageFiles, ThatChangeWhileTheyAreSent) {
@@ -271,10 +249,7 @@ TEST_F(MessageFiles, ThatChangeWhileTheyAreSent) {
 }
 
 TEST_F(MessageFiles, FinishedOnesThatAreNone) {
-  const struct {
-    std::string text;
-    std::int32_t result;
-  } kCases[] = {
+  const std::pair<std::string, std::int32_t> kCases[] = {
       {"A: b\n\n" + std::string(100'000, 'x'), 0},
       {"A: b\r\n" + std::string(100'000, '\r'), 0},
       {std::string(100'000, 'x'), 4003},

@@ -1,14 +1,9 @@
 // The profile document: what is read, what a change leaves alone, what no line can hold, and size.
+// That a text comes back as it was is told by the fuzz target CacheFile and its corpus.
 
 #include <gtest/gtest.h>
 
-#include <cstddef>
 #include <optional>
-#include <random>
-#include <string>
-#include <string_view>
-#include <utility>
-#include <vector>
 
 #include "support/ProfileFile.h"
 
@@ -65,36 +60,9 @@ TEST(ProfileFile, Reads) {
   EXPECT_EQ(file.Keys("three"), Names());
 }
 
-TEST(ProfileFile, GivesBackWhatItParsed) {
-  std::string crlf;
-  for (const char c : kMixed) crlf += c == '\n' ? "\r\n" : std::string(1, c);
-  const std::string kCases[] = {"",
-                                "\n",
-                                "\r\n",
-                                "x",
-                                "[a]",
-                                "[a]\r\n",
-                                "[a]\nk",
-                                "a=1\r",
-                                "[a]\r\nk=1\r",
-                                "\r\r\n\r",
-                                "[a]\n\n\n",
-                                "[a]\r\nb=1\nc=2\r\nd",
-                                "[a]\n \t",
-                                "\xEF\xBB\xBF",
-                                "\xEF\xBB\xBF[a]\r\nb=1",
-                                std::string("[a\0]\nk\0=\0", 10),
-                                std::string(kMixed),
-                                crlf};
-  for (const std::string& text : kCases) {
-    const ProfileFile file = ProfileFile::Parse(text);
-    EXPECT_EQ(file.Text(), text);
-    EXPECT_FALSE(file.IsChanged());
-  }
-}
-
 TEST(ProfileFile, ReadsBothLineEnds) {
   ProfileFile file = ProfileFile::Parse("[a]\r\nb=1\r\nc = 2 \nd=3");
+  EXPECT_FALSE(file.IsChanged());
   EXPECT_EQ(file.Value("a", "b"), "1");
   EXPECT_EQ(file.Value("a", "c"), "2");
   EXPECT_EQ(file.Value("a", "d"), "3");
@@ -156,55 +124,27 @@ TEST(ProfileFile, Removes) {
 
 TEST(ProfileFile, RefusesWhatNoLineHolds) {
   const struct {
-    std::string text;
+    std::vector<std::string> texts;
     bool section, key, value;
-  } kCases[] = {{"plain", true, true, true},
-                {"two words", true, true, true},
-                {"\xFF\x01", true, true, true},
-                {"", false, false, true},
-                {"a=b", true, false, true},
-                {"=", true, false, true},
-                {"a]b", false, true, true},
-                {"[a", true, false, true},
-                {";a", true, false, true},
-                {"#a", true, false, true},
-                {"a;#[", true, true, true},
-                {" a", false, false, false},
-                {"a\t", false, false, false},
-                {" ", false, false, false},
-                {"a\nb", false, false, false},
-                {"a\r", false, false, false},
-                {std::string("a\0", 2), false, false, false}};
-  for (const auto& [text, section, key, value] : kCases) {
-    EXPECT_EQ(ProfileFile::CanHoldSection(text), section) << text;
-    EXPECT_EQ(ProfileFile::CanHoldKey(text), key) << text;
-    EXPECT_EQ(ProfileFile::CanHoldValue(text), value) << text;
-    ProfileFile file;
-    EXPECT_EQ(file.Set(text, "k", "v"), section) << text;
-    EXPECT_EQ(file.Set("s", text, "v"), key) << text;
-    EXPECT_EQ(file.Set("s", "other", text), value) << text;
-    const ProfileFile again = ProfileFile::Parse(file.Text());
-    EXPECT_EQ(again.Value(text, "k").has_value(), section) << text;
-    EXPECT_EQ(again.Value("s", text).has_value(), key) << text;
-    EXPECT_EQ(again.Value("s", "other").value_or("none"), value ? text : "none") << text;
-  }
-}
-
-TEST(ProfileFile, ReadsBackRandomText) {
-  constexpr std::string_view kAlphabet("ab =;#[]\r\n\t\0\"|A", 16);
-  std::mt19937 random(1);
-  const auto text = [&](std::size_t most) {
-    std::string made(random() % (most + 1), '\0');
-    for (char& c : made) c = kAlphabet[random() % kAlphabet.size()];
-    return made;
-  };
-  for (int i = 0; i < 20'000; ++i) {
-    ProfileFile file = ProfileFile::Parse(text(60));
-    const std::string section = text(3), key = text(3), value = text(5);
-    if (!file.Set(section, key, value)) continue;
-    ASSERT_EQ(ProfileFile::Parse(file.Text()).Value(section, key), value) << file.Text();
-    ASSERT_EQ(ProfileFile::Parse(file.Text()).Text(), file.Text());
-  }
+  } kCases[] = {{{"plain", "two words", "\xFF\x01", "a;#["}, true, true, true},
+                {{"a=b", "=", "[a", ";a", "#a"}, true, false, true},
+                {{"a]b"}, false, true, true},
+                {{""}, false, false, true},
+                {{" a", "a\t", " ", "a\nb", "a\r", std::string("a\0", 2)}, false, false, false}};
+  for (const auto& [texts, section, key, value] : kCases)
+    for (const std::string& text : texts) {
+      EXPECT_EQ(ProfileFile::CanHoldSection(text), section) << text;
+      EXPECT_EQ(ProfileFile::CanHoldKey(text), key) << text;
+      EXPECT_EQ(ProfileFile::CanHoldValue(text), value) << text;
+      ProfileFile file;
+      EXPECT_EQ(file.Set(text, "k", "v"), section) << text;
+      EXPECT_EQ(file.Set("s", text, "v"), key) << text;
+      EXPECT_EQ(file.Set("s", "other", text), value) << text;
+      const ProfileFile again = ProfileFile::Parse(file.Text());
+      EXPECT_EQ(again.Value(text, "k").has_value(), section) << text;
+      EXPECT_EQ(again.Value("s", text).has_value(), key) << text;
+      EXPECT_EQ(again.Value("s", "other").value_or("none"), value ? text : "none") << text;
+    }
 }
 
 // What costs a search per key would run for minutes here, and the test be ended.
@@ -216,13 +156,9 @@ TEST(ProfileFile, LargeFilesCostNoMoreThanTheirSize) {
     ASSERT_TRUE(file.Set("T" + std::to_string(i), "k", "v"));
   }
   ProfileFile again = ProfileFile::Parse(file.Text());
-  const Names keys = again.Keys("S");
-  ASSERT_EQ(keys.size(), kKeys + std::size_t{1});
-  for (int i = 0; i < kKeys; ++i) {
-    ASSERT_EQ(again.Value("s", "KEY" + std::to_string(i)), std::to_string(i));
-  }
-  for (auto key = keys.rbegin(); key != keys.rend(); ++key) ASSERT_TRUE(again.Remove("s", *key));
-  EXPECT_EQ(again.Keys("S"), Names());
+  ASSERT_EQ(again.Keys("S").size(), kKeys + std::size_t{1});
+  for (int i = kKeys - 1; i >= 0; --i) ASSERT_TRUE(again.Remove("s", "KEY" + std::to_string(i)));
+  EXPECT_EQ(again.Keys("S"), Names{"same"});
   EXPECT_EQ(again.Value("T" + std::to_string(kKeys - 1), "k"), "v");
 
   std::string repeated = "[s]\n";

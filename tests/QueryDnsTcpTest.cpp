@@ -1,15 +1,5 @@
-// QueryDNSCLS over TCP: framing, how connections fail and end, and SOCKS proxies.
-
-#include <gtest/gtest.h>
-#include <netro/QueryDNSCLS.h>
-
-#include <atomic>
-#include <chrono>
-#include <functional>
-#include <memory>
-#include <string>
-#include <thread>
-#include <vector>
+// QueryDNSCLS over TCP: framing, how connections fail and end, SOCKS proxies; and how the caller
+// ends a query, wherever it waits.
 
 #include "DnsTestKit.h"
 #include "tests/peers/BytesServer.h"
@@ -18,15 +8,8 @@
 namespace netro {
 namespace {
 
-using namespace std::string_literals;
 using namespace peers::dns;
-using peers::Connection;
-using peers::DnsReply;
-using peers::DnsServer;
-using peers::SocksRules;
-using peers::SocksServer;
-using std::chrono::milliseconds;
-using Replies = DnsServer::Replies;
+using namespace peers;
 
 std::string Good(const std::string& query) {
   return DnsReply(query).Answer(HostRecord(1)).Additional(HostRecord(2)).Bytes();
@@ -53,29 +36,19 @@ class QueryDnsTcp : public testing::Test {
 TEST_F(QueryDnsTcp, LengthStandsInFront) {
   const std::string message =
       "\0\x19\x01\0\0\x01\0\0\0\0\0\0"s + Name("www.test") + U16(15) + U16(1);
-  peers::BytesServer server(
-      {{peers::AwaitBytes(2 + message.size()), peers::Send(Framed(Good(message)))}});
+  BytesServer server({{AwaitBytes(2 + message.size()), Send(Framed(Good(message)))}});
   PointAt(dns_, server.Port(), TYPE_MX);
   dns_.UseUDP(false);
   ASSERT_EQ(dns_.QueryDNS(), 0);
   EXPECT_EQ(server.Received(0), Framed(message));
   EXPECT_EQ(dns_.OutBuffer(), Framed(message));
   EXPECT_EQ(dns_.InBuffer(), Good(message));
-  EXPECT_EQ(dns_.CountAN(), 1);
-  EXPECT_EQ(dns_.CountAR(), 1);
+  EXPECT_EQ(Told(dns_), "0 Success 1/0/1");
   EXPECT_EQ(dns_.EntryAN(1)->Data(), "10.0.0.1");
 }
 
-TEST_F(QueryDnsTcp, ReplyCutAnywhere) {
-  std::size_t size = 3;
-  for (std::size_t cut = 1; cut < size; ++cut) {
-    EXPECT_EQ(Ask([](const auto& query) { return Framed(Good(query)); }, StreamEnd::kStay, {cut}),
-              0)
-        << cut;
-    EXPECT_EQ(dns_.CountAll(), 2) << cut;
-    size = dns_.InBuffer().size() + 2;
-  }
-  ASSERT_GT(size, 50u);
+// Cuts anywhere are tests of the zone transfer.
+TEST_F(QueryDnsTcp, TheLongestReplyInPieces) {
   const auto longest = [](const std::string& query) {
     DnsReply reply(query);
     const std::size_t room = 65'535 - reply.Size() - 12;
@@ -98,6 +71,9 @@ TEST_F(QueryDnsTcp, WhatAStreamResultsIn) {
       {"no records", [](auto& query) { return Framed(DnsReply(query).Bytes()); }, 22},
       {"authority only",
        [](auto& query) { return Framed(DnsReply(query).Authority(SoaRecord()).Bytes()); }, 0, 1},
+      {"a code", [](auto& query) { return Framed(DnsReply(query).Code(1).Bytes()); }, 1},
+      {"a code and records",
+       [](auto& query) { return Framed(DnsReply(Good(query)).Code(15).Bytes()); }, 15},
       {"a count that lies",
        [](auto& query) { return Framed(DnsReply(query).AnswerCount(1).Bytes()); }, 56},
       {"the last byte missing",
@@ -120,30 +96,18 @@ TEST_F(QueryDnsTcp, WhatAStreamResultsIn) {
   for (const auto& c : kCases) {
     SCOPED_TRACE(c.name);
     EXPECT_EQ(Ask(c.stream, c.end), c.result);
-    EXPECT_EQ(dns_.LastErr(), c.result);
+    EXPECT_EQ(dns_.LastErrMsg(), QueryDNSCLS().TranslateDNSResult(c.result));
     EXPECT_EQ(dns_.CountAll(), c.records);
   }
-  const peers::RefusingPort nobody;
+  const RefusingPort nobody;
   PointAt(dns_, nobody.Port());
   EXPECT_EQ(dns_.QueryDNS(), 10061);
   EXPECT_EQ(dns_.QueryZone(), 10061);
 }
 
-TEST_F(QueryDnsTcp, ResponseCodeIsTheResult) {
-  for (int code = 1; code < 16; ++code) {
-    for (const bool empty : {true, false}) {
-      EXPECT_EQ(Ask(DnsServer([&](const std::string& query) -> Replies {
-                  return {DnsReply(empty ? query : Good(query)).Code(code).Bytes()};
-                })),
-                code);
-      EXPECT_EQ(dns_.LastErrMsg(), QueryDNSCLS().TranslateDNSResult(code));
-    }
-  }
-}
-
 TEST_F(QueryDnsTcp, EachWaitHasTenSeconds) {
   DnsServer silent(KeepSilent);
-  const peers::HangingPort full;
+  const HangingPort full;
   for (const bool connects : {true, false}) {
     SCOPED_TRACE(connects);
     PointAt(dns_, connects ? silent.Port() : full.Port());
@@ -207,7 +171,6 @@ TEST_F(QueryDnsTcp, ThroughEachProxy) {
     std::int16_t result;
     std::size_t requests;
   } kCases[] = {{DNSProxySocks4, false, {}, 0, 1},
-                {DNSProxySocks4, true, {}, 0, 1},
                 {DNSProxySocks4, false, {.version4Reply = 91}, 9001, 1},
                 {DNSProxySocks5NoAuth, true, {}, 0, 2},
                 {DNSProxySocks5NoAuth, false, {.version5Reply = 5}, 9001, 2},
@@ -241,6 +204,117 @@ TEST_F(QueryDnsTcp, ThroughEachProxy) {
   dns_.ProxyPort(unused.Port());
   EXPECT_EQ(dns_.QueryDNS(), 0);
   EXPECT_EQ(unused.Connections(), 0u) << "for datagrams";
+}
+
+const DnsServer::Answer kAnswer = Replying([](auto& reply) { reply.Answer(HostRecord(1)); });
+
+// Where a query waits: for a datagram; over TCP for the connection, the proxy, the reply.
+class QueryDnsWaiting : public testing::TestWithParam<std::string> {
+ protected:
+  QueryDnsWaiting() {
+    PointAt(*dns_, GetParam() == "Connection" ? full_.Port() : server_.Port());
+    dns_->UseUDP(GetParam() == "Datagram");
+    dns_->ProxyType(GetParam() == "Proxy" ? DNSProxySocks5NoAuth : NoDNSProxy);
+    dns_->ProxyURL("127.0.0.1");
+    dns_->ProxyPort(proxy_.Port());
+  }
+
+  // Runs the query; `action` is called from the loop once turns of it and connections of the peer
+  // tell that it waits.
+  std::int16_t QueryAndMeanwhile(std::function<void()> action) {
+    auto turns = std::make_shared<int>(0);
+    const bool connects = GetParam() == "Connection";
+    PostWhen(
+        [=, this] {
+          return ++*turns > 20 &&
+                 (connects || proxy_.Connections() > 0 || server_.QueryCount() > 0);
+        },
+        std::move(action));
+    return dns_->QueryDNS(&flags_[0], &flags_[1]);
+  }
+
+  HangingPort full_;
+  DnsServer server_{KeepSilent};
+  SocksServer proxy_{{.silentAt = 0}};
+  std::unique_ptr<QueryDNSCLS> dns_ = std::make_unique<QueryDNSCLS>();
+  bool flags_[2] = {};
+};
+
+TEST_P(QueryDnsWaiting, EndsAndRefusesAnotherInside) {
+  for (const auto stop : {&QueryDNSCLS::StopWaiting, &QueryDNSCLS::Kill}) {
+    std::thread other;
+    EXPECT_EQ(QueryAndMeanwhile([&] {
+                const std::int32_t before = dns_->LastErr();
+                bool flags[] = {true, true};
+                EXPECT_EQ(dns_->QueryDNS(&flags[0], &flags[1]), 10036);
+                EXPECT_EQ(dns_->QueryZone(), 10036);
+                EXPECT_EQ(dns_->LastErr(), before);
+                EXPECT_TRUE(flags[0] && flags[1]);
+                other = std::thread([&] { (dns_.get()->*stop)(); });
+              }),
+              9999);
+    other.join();
+    EXPECT_EQ(dns_->LastErr(), 9999);
+    EXPECT_EQ(dns_->LastErrMsg(), "Command Canceled");
+  }
+  EXPECT_EQ(QueryAndMeanwhile([&] { dns_->StopWaiting(); }), 9999);
+  EXPECT_EQ(QueryAndMeanwhile([&] { dns_.reset(); }), 9999);
+  EXPECT_EQ(dns_, nullptr);
+}
+
+INSTANTIATE_TEST_SUITE_P(Places, QueryDnsWaiting,
+                         testing::Values("Datagram", "Connection", "Proxy", "Reply"),
+                         [](const auto& param) { return param.param; });
+
+TEST(QueryDnsWait, StopInThePauseGivesTheLastResult) {
+  enum { kLoop, kThread, kDeletion };
+  DnsServer silent(KeepSilent);
+  for (const auto way : {kLoop, kThread, kDeletion}) {
+    auto dns = std::make_unique<QueryDNSCLS>();
+    PointAt(*dns, silent.Port());
+    dns->RetryCount(2);
+    dns->RetryPauseMilliSeconds(3'600'000);
+    const TimePoint end = Now() + milliseconds(2000);
+    const RunningClock clock([] { return true; }, milliseconds(2000));
+    std::thread other;
+    PostWhen([=] { return Now() >= end; },
+             [&] {
+               if (way == kDeletion) return dns.reset();
+               if (way == kLoop) return dns->StopWaiting();
+               other = std::thread([&] { dns->StopWaiting(); });
+             });
+    const std::int16_t result = dns->QueryDNS();
+    if (other.joinable()) other.join();
+    EXPECT_EQ(dns == nullptr, way == kDeletion);
+    if (!dns) continue;
+    EXPECT_EQ(result, 10002);
+    EXPECT_EQ(dns->LastErr(), 10002);
+  }
+  EXPECT_EQ(silent.Queries().size(), 3u);
+}
+
+TEST(QueryDnsWait, LeavesOthersAloneAndTakesNewSettingsForTheNext) {
+  DnsServer silent(KeepSilent), good(kAnswer);
+  QueryDNSCLS dns, other;
+  PointAt(other, good.Port());
+  PointAt(dns, silent.Port());
+  dns.RetryCount(2);
+  dns.RetryPauseMilliSeconds(0);
+  dns.StopWaiting();  // of before, and not of now
+  bool changed = false;
+  const RunningClock clock([&] { return changed; });
+  PostWhen([&] { return silent.QueryCount() > 0; },
+           [&] {
+             EXPECT_EQ(other.QueryDNS(), 0);
+             PointAt(dns, good.Port(), TYPE_MX, "other.test");
+             dns.UseUDP(false);
+             changed = true;
+           });
+  EXPECT_EQ(dns.QueryDNS(), 10002);
+  changed = false;
+  EXPECT_EQ(silent.Queries(), std::vector(2, dns.OutBuffer()));
+  EXPECT_EQ(dns.QueryDNS(), 0);
+  EXPECT_EQ(good.Connections(), 1u);
 }
 
 }  // namespace

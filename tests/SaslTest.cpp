@@ -1,9 +1,6 @@
 // The mechanisms of logins, by the examples of their RFCs, and servers that do not play fair.
 #include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
-
 #include "mail/SaslScram.h"
 #include "mail/SmtpExtensions.h"
 #include "support/Hmac.h"

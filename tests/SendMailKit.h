@@ -1,14 +1,7 @@
-// What the tests of SendMailCls share: a client that is pointed at scripted servers, and DNS
-// servers that know every domain or none.
+// What the tests of SendMailCls share: a client, and DNS servers that know every domain or none.
 #pragma once
 
-#include <gtest/gtest.h>
 #include <netro/SendMailCls.h>
-
-#include <cstddef>
-#include <cstdint>
-#include <memory>
-#include <string>
 
 #include "DnsTestKit.h"
 #include "SmtpTestKit.h"
@@ -32,6 +25,10 @@ class SendMailTest : public testing::Test {
   void Compose(const std::string& to, const std::string& cc = "", const std::string& bcc = "") {
     EXPECT_TRUE(mail_->NewTextMsg("Subject", "Jane <jane@xy.test>", to, "Text", cc, bcc));
   }
+  bool Send(const std::string& to, const std::string& cc = "") {
+    Compose(to, cc);
+    return mail_->SendMail();
+  }
   void ExpectResult(std::int32_t number, const std::string& text) {
     EXPECT_EQ(mail_->Result(), number);
     EXPECT_EQ(mail_->ResultMessage(), text);
@@ -51,39 +48,25 @@ class SendMailTest : public testing::Test {
   std::unique_ptr<SendMailCls> mail_ = std::make_unique<SendMailCls>();
 };
 
-/// The type that a query asks for.
-inline int TypeOf(const std::string& query) {
-  return static_cast<unsigned char>(query[query.size() - 3]);
-}
-
 /// Every domain has the exchanger mx.test, every name is this computer's.
-inline peers::DnsServer::Replies KnowAll(const std::string& query) {
+inline Replies KnowAll(const std::string& query) {
   using namespace peers::dns;
   const std::string here = Octets({127, 0, 0, 1});
-  const auto exchanger = [](std::size_t preference, const std::string& name) {
-    return Record(kQuestion, TYPE_MX, U16(preference) + Name(name));
-  };
   peers::DnsReply reply(query);
   if (TypeOf(query) != TYPE_MX) return {reply.Answer(Record(kQuestion, TYPE_A, here)).Bytes()};
-  reply.Answer(exchanger(20, "backup.test")).Answer(exchanger(5, "mx.test"));
+  reply.Answer(MxRecord(20, "backup.test")).Answer(MxRecord(5, "mx.test"));
   return {reply.Additional(Record(Name("mx.test"), TYPE_A, here)).Bytes()};
 }
 
-inline peers::DnsServer::Replies KnowNothing(const std::string& query) {
+inline Replies KnowNothing(const std::string& query) {
   return {peers::DnsReply(query).Code(3).Bytes()};
-}
-
-inline std::string UrlOf(const peers::DnsServer& server) {
-  return "127.0.0.1:" + std::to_string(server.Port());
 }
 
 /// How often the server was asked for the exchangers of a domain.
 inline std::size_t TimesAsked(peers::DnsServer& server, const std::string& domain) {
   std::size_t times = 0;
-  for (const std::string& query : server.Queries()) {
-    const bool asks = query.find(peers::dns::Name(domain)) != query.npos;
-    times += TypeOf(query) == TYPE_MX && asks ? 1 : 0;
-  }
+  for (const std::string& query : server.Queries())
+    times += TypeOf(query) == TYPE_MX && query.find(peers::dns::Name(domain)) != query.npos ? 1 : 0;
   return times;
 }
 

@@ -1,54 +1,23 @@
-// Sessions that find the server themselves: which exchanger they choose, whom they ask, what the
-// transcript tells, and the lookup alone.
-
-#include <gtest/gtest.h>
-#include <netro/SMTPCls.h>
-
-#include <chrono>
-#include <cstddef>
-#include <memory>
-#include <string>
-#include <thread>
-#include <utility>
-#include <vector>
+// Sessions that find the server themselves: whom they ask, which exchanger they choose.
 
 #include "DnsTestKit.h"
 #include "SmtpTestKit.h"
 #include "SystemRoot.h"
-#include "mail/SmtpSession.h"
-#include "platform/CallState.h"
-#include "platform/Clock.h"
 #include "socket/HostLookup.h"
 #include "socket/SocketErrors.h"
-#include "socket/SocketModule.h"
 #include "tests/peers/SocksServer.h"
 
 namespace netro {
 namespace {
 
-using namespace std::string_literals;
 using namespace peers::dns;
-using peers::DnsReply;
-using peers::DnsServer;
-using peers::SmtpServer;
-using Replies = DnsServer::Replies;
+using namespace peers;
 
 constexpr char kNothing[] = "No DNS Entries found.";
-
-// A name as a label each, whatever bytes these hold.
-std::string Exchanger(int preference, const std::string& encodedName) {
-  return Record(kQuestion, TYPE_MX, U16(static_cast<std::size_t>(preference)) + encodedName);
-}
 
 std::string Address(const std::string& name, int last, int type = TYPE_A) {
   return Record(Name(name), type, Octets({127, 0, 0, last}));
 }
-
-bool AsksFor(const std::string& query, int type) {
-  return query.substr(query.size() - 4, 2) == U16(static_cast<std::size_t>(type));
-}
-
-std::string At(const DnsServer& server) { return "127.0.0.1:" + std::to_string(server.Port()); }
 
 class SmtpExchanger : public SmtpTest {
  protected:
@@ -58,17 +27,26 @@ class SmtpExchanger : public SmtpTest {
   // A simulation for an address of you.test, as the DNS server says.
   bool Find(const DnsServer& dns, const SmtpServer& server) {
     smtp_->ReceiverHostName("");
-    smtp_->DNSURL(At(dns));
+    smtp_->DNSURL(UrlOf(dns));
     smtp_->Simulation(true);
     return Deliver(server);
   }
 
   // A server that names one exchanger for MX and 127.0.0.1 for addresses.
   static Replies OneExchanger(const std::string& query) {
-    if (AsksFor(query, TYPE_MX)) {
-      return {DnsReply(query).Answer(Exchanger(10, Name("mx.test"))).Bytes()};
-    }
-    return {DnsReply(query).Answer(Record(kQuestion, TYPE_A, Octets({127, 0, 0, 1}))).Bytes()};
+    const std::string here = Record(kQuestion, TYPE_A, Octets({127, 0, 0, 1}));
+    const bool asksForMx = TypeOf(query) == TYPE_MX;
+    return {DnsReply(query).Answer(asksForMx ? MxRecord(10, "mx.test") : here).Bytes()};
+  }
+  // The same, but for what `build` makes of an empty reply about MX.
+  static DnsServer::Answer Saying(std::function<void(DnsReply&)> build) {
+    return [answer = Replying(std::move(build))](const std::string& query) {
+      return TypeOf(query) == TYPE_MX ? answer(query) : OneExchanger(query);
+    };
+  }
+
+  static std::string Line(const DnsServer& dns, const std::string& text) {
+    return "[DNS " + UrlOf(dns) + "] " + text;
   }
 
   SmtpServer mail_;
@@ -78,7 +56,7 @@ TEST_F(SmtpExchanger, IsFoundAndUsed) {
   DnsServer dns(OneExchanger);
   EXPECT_TRUE(Find(dns, mail_)) << smtp_->ResultMessage();
   EXPECT_EQ(smtp_->ReceiverHostName(), "mx.test");
-  EXPECT_EQ(sink_.lines[0], "[DNS " + At(dns) + "] mx.test => 127.0.0.1");
+  EXPECT_EQ(sink_.lines[0], Line(dns, "mx.test => 127.0.0.1"));
   EXPECT_EQ(sink_.lines[1], "[mx.test] 220 mx.test ready");
   EXPECT_EQ(smtp_->GetGateWayNameFromProtocol(smtp_->Protocol()), "mx.test");
   EXPECT_EQ(smtp_->GetGatewayIPFromProtocol(smtp_->Protocol()), "127.0.0.1");
@@ -93,37 +71,19 @@ TEST_F(SmtpExchanger, ADomainWithAnAddressAloneIsItsOwn) {
   for (const bool hasExchanger : {false, true}) {
     DefaultHostLookup().Clear();
     Renew();
-    DnsServer dns([&](const std::string& query) -> Replies {
-      if (!AsksFor(query, TYPE_MX)) return OneExchanger(query);
-      DnsReply reply(query);
-      if (hasExchanger) return {reply.Answer(Exchanger(5, Name("a b.test"))).Bytes()};
-      return {reply.Authority(SoaRecord()).Bytes()};
-    });
+    DnsServer dns(Saying([&](auto& reply) {
+      hasExchanger ? reply.Answer(MxRecord(5, "a b.test")) : reply.Authority(SoaRecord());
+    }));
     EXPECT_NE(Find(dns, mail_), hasExchanger) << smtp_->ResultMessage();
     EXPECT_EQ(smtp_->ReceiverHostName(), hasExchanger ? "" : "you.test");
     const std::string found = hasExchanger ? SocketErrorText(22) : "you.test => 127.0.0.1";
-    EXPECT_EQ(sink_.lines[0], "[DNS " + At(dns) + "] " + found);
+    EXPECT_EQ(sink_.lines[0], Line(dns, found));
   }
-}
-
-TEST_F(SmtpExchanger, LastBufferNamesIt) {
-  DnsServer dns(OneExchanger);
-  SmtpOrder order;
-  order.settings.dnsURL = At(dns);
-  order.rcptTo = "Some One <to@you.test>";
-  const CancelMark mark(SocketModule::ForThread(), std::make_shared<CallState>());
-  const auto result = std::make_shared<SmtpResult>();
-  EXPECT_TRUE(RunExchangerLookup(order, mark, result));
-  EXPECT_EQ(result->lastBuffer, "mx.test => 127.0.0.1");
-  EXPECT_EQ(result->protocol, "[DNS " + At(dns) + "] mx.test => 127.0.0.1\r\n");
-  EXPECT_EQ(result->stepID, SMTP_STEP_AUTODNS);
-  EXPECT_EQ(result->result + result->dnsError, 0);
-  EXPECT_EQ(order.settings.receiverHostName, "mx.test");
 }
 
 TEST_F(SmtpExchanger, LeastPreferenceThenName) {
   const struct {
-    std::vector<std::pair<int, std::string>> records;
+    std::vector<std::pair<std::size_t, std::string>> records;
     std::string chosen;
   } kCases[] = {
       {{{20, "a.test"}, {10, "b.test"}}, "b.test"},
@@ -139,17 +99,13 @@ TEST_F(SmtpExchanger, LeastPreferenceThenName) {
       {{{1, "<a.test>"}, {2, "a%2.test"}, {3, "c.test"}}, "c.test"},
   };
   for (const auto& c : kCases) {
-    DnsServer dns([&](const std::string& query) -> Replies {
-      DnsReply reply(query);
-      for (const auto& [preference, name] : c.records) {
-        reply.Answer(Exchanger(preference, Name(name)));
-      }
-      for (const auto& [preference, name] : c.records) reply.Additional(Address(name, 1));
-      return {reply.Bytes()};
-    });
+    DnsServer dns(Replying([&](auto& reply) {
+      for (const auto& [number, name] : c.records) reply.Answer(MxRecord(number, name));
+      for (const auto& [number, name] : c.records) reply.Additional(Address(name, 1));
+    }));
     EXPECT_TRUE(Find(dns, mail_) || smtp_->StepID() == SMTP_STEP_INITSOCKET);
     EXPECT_EQ(smtp_->ReceiverHostName(), c.chosen);
-    EXPECT_EQ(sink_.lines[0], "[DNS " + At(dns) + "] " + c.chosen + " => 127.0.0.1");
+    EXPECT_EQ(sink_.lines[0], Line(dns, c.chosen + " => 127.0.0.1"));
     Renew();
   }
 }
@@ -166,10 +122,9 @@ TEST_F(SmtpExchanger, AdditionalAddressesMustBeItsOwn) {
   };
   for (const auto& [additional, address] : kCases) {
     DefaultHostLookup().Clear();
-    DnsServer dns([record = additional](const std::string& query) -> Replies {
-      if (!AsksFor(query, TYPE_MX)) return OneExchanger(query);
-      return {DnsReply(query).Answer(Exchanger(1, Name("mx.test"))).Additional(record).Bytes()};
-    });
+    DnsServer dns(Saying([record = additional](auto& reply) {
+      reply.Answer(MxRecord(1, "mx.test")).Additional(record);
+    }));
     EXPECT_EQ(Find(dns, mail_), address == "127.0.0.1") << smtp_->ResultMessage();
     EXPECT_EQ(smtp_->GetGatewayIPFromProtocol(smtp_->Protocol()), address);
   }
@@ -177,48 +132,38 @@ TEST_F(SmtpExchanger, AdditionalAddressesMustBeItsOwn) {
 
 TEST_F(SmtpExchanger, WithoutAnAddressTheConnectionFails) {
   DnsServer dns([](const std::string& query) -> Replies {
-    if (AsksFor(query, TYPE_MX)) return OneExchanger(query);
+    if (TypeOf(query) == TYPE_MX) return OneExchanger(query);
     return {DnsReply(query).Code(3).Bytes()};
   });
   EXPECT_FALSE(Find(dns, mail_));
   ExpectResult(SMTP_STEP_INITSOCKET, SMTP_INITERROR, "Can not connect to host 'me.test'.");
-  EXPECT_EQ(sink_.lines[0], "[DNS " + At(dns) + "] mx.test => ");
+  EXPECT_EQ(sink_.lines[0], Line(dns, "mx.test => "));
 }
 
 // A proxy that looks names up gets the name.
 TEST_F(SmtpExchanger, ThroughAProxy) {
   DnsServer dns(OneExchanger);
-  peers::SocksServer proxy;
-  smtp_->ProxyType(SMTPProxySocks5NoAuth);
-  smtp_->ProxyURL("127.0.0.1");
-  smtp_->ProxyPort(proxy.Port());
+  SocksServer proxy;
+  UseProxy(proxy.Port(), SMTPProxySocks5NoAuth);
   smtp_->ProxyUseRemoteDNS(true);
   EXPECT_TRUE(Find(dns, mail_)) << smtp_->ResultMessage();
   EXPECT_NE(proxy.Requests().back().find("mx.test"), std::string::npos);
 }
 
 TEST_F(SmtpExchanger, AFailedLookupTellsOfEachServer) {
-  DnsServer noName(
-      [](const std::string& query) -> Replies { return {DnsReply(query).Code(3).Bytes()}; });
-  DnsServer noMail([](const std::string& query) -> Replies {
-    return {DnsReply(query).Answer(Exchanger(0, Name(""))).Bytes()};
-  });
-  DnsServer noRecord([](const std::string& query) -> Replies {
-    return {DnsReply(query).Authority(SoaRecord()).Bytes()};
-  });
+  DnsServer noName(Replying([](auto& reply) { reply.Code(3); }));
+  DnsServer noMail(Replying([](auto& reply) { reply.Answer(MxRecord(0, "")); }));
+  DnsServer noRecord(Replying([](auto& reply) { reply.Authority(SoaRecord()); }));
   smtp_->ReceiverHostName("");
-  smtp_->DNSURL(At(noName) + ", " + At(noMail) + "," + At(noRecord));
-  const std::string noRecords = SocketErrorText(22);
+  smtp_->DNSURL(UrlOf(noName) + ", " + UrlOf(noMail) + "," + UrlOf(noRecord));
   for (const ProtocolLevelEnum level : {pl_standard, pl_OnlyErrors, pl_Off}) {
     smtp_->ProtocolLevel(level);
     EXPECT_FALSE(Deliver(mail_));
-    const std::string lines = "[DNS " + At(noName) + "] " + kNothing + "\r\n[DNS " + At(noMail) +
-                              "] No Mail. The domain tells in DNS that it takes no mail (RFC 7505)."
-                              "\r\n[DNS " +
-                              At(noRecord) + "] " + noRecords;
-    ExpectResult(SMTP_STEP_AUTODNS, SMTP_AUTODNSOK, lines);
-    EXPECT_EQ(smtp_->LastBuffer(), lines);
-    EXPECT_EQ(smtp_->Protocol(), level == pl_Off ? "" : lines);
+    const std::string lines =
+        Line(noName, kNothing) + "\r\n" +
+        Line(noMail, "No Mail. The domain tells in DNS that it takes no mail (RFC 7505).") +
+        "\r\n" + Line(noRecord, SocketErrorText(22));
+    ExpectFailure(SMTP_STEP_AUTODNS, SMTP_AUTODNSOK, lines, level == pl_Off ? "" : lines);
     EXPECT_EQ(smtp_->ReceiverHostName(), "");
   }
   EXPECT_EQ(mail_.Connections(), 0u);
@@ -229,22 +174,18 @@ TEST_F(SmtpExchanger, TheNextServerIsAskedWhenOneDoesNotKnow) {
   DnsServer knows(OneExchanger);
   smtp_->ReceiverHostName("");
   smtp_->Simulation(true);
-  smtp_->DNSURL(At(silent) + "," + At(knows));
+  smtp_->DNSURL(UrlOf(silent) + "," + UrlOf(knows));
   const RunningClock clock([&] { return silent.QueryCount() > 0 && sink_.lines.empty(); });
   EXPECT_TRUE(Deliver(mail_)) << smtp_->ResultMessage();
-  EXPECT_EQ(sink_.lines[0], "[DNS " + At(silent) + "] Command Timed Out");
-  EXPECT_EQ(sink_.lines[1], "[DNS " + At(knows) + "] mx.test => 127.0.0.1");
+  EXPECT_EQ(sink_.lines[0], Line(silent, "Command Timed Out"));
+  EXPECT_EQ(sink_.lines[1], Line(knows, "mx.test => 127.0.0.1"));
 }
 
 TEST_F(SmtpExchanger, ATruncatedAnswerIsAskedForOverTcp) {
   for (const bool tcpWorks : {true, false}) {
     DnsServer dns(
-        [](const std::string& query) -> Replies {
-          if (!AsksFor(query, TYPE_MX)) return OneExchanger(query);
-          return {
-              DnsReply(query).Flags(0x82, 0x80).Answer(Exchanger(9, Name("part.test"))).Bytes()};
-        },
-        [&](peers::Connection& connection, const std::string& query) {
+        Saying([](auto& reply) { reply.Flags(0x82, 0x80).Answer(MxRecord(9, "part.test")); }),
+        [&](Connection& connection, const std::string& query) {
           if (tcpWorks) connection.Send(Framed(OneExchanger(query)[0].bytes));
         });
     EXPECT_TRUE(Find(dns, mail_)) << smtp_->ResultMessage();
@@ -260,9 +201,7 @@ TEST_F(SmtpExchanger, WhichServersAreAsked) {
       std::string server, line;
     } kCases[] = {
         {nullptr, "", "[DNS none] Can not find DNS Server."},
-        {"", "", "[DNS none] Can not find DNS Server."},
         {",", "", "[DNS none] Can not find DNS Server."},
-        {"a:b", "", "[DNS none] " + SocketErrorText(10022)},
         {"a\r\n", "", "[DNS none] " + SocketErrorText(10022)},
         {nullptr, "a..b", "[DNS a..b:53] " + SocketErrorText(11001)},
         {"", "a..b", "[DNS a..b:53] " + SocketErrorText(11001)},
@@ -297,10 +236,9 @@ TEST_F(SmtpExchanger, AnAddressLiteralIsItsOwnExchanger) {
 TEST_F(SmtpExchanger, AnAddressWithoutDomainHasNone) {
   DnsServer dns(OneExchanger);
   smtp_->ReceiverHostName("");
-  smtp_->DNSURL(At(dns));
+  smtp_->DNSURL(UrlOf(dns));
   EXPECT_FALSE(smtp_->SMTP("from@me.test", "to", "text"));
-  ExpectResult(SMTP_STEP_AUTODNS, SMTP_AUTODNSOK,
-               "[DNS " + At(dns) + "] Domain name must not be empty.");
+  ExpectResult(SMTP_STEP_AUTODNS, SMTP_AUTODNSOK, Line(dns, "Domain name must not be empty."));
   EXPECT_TRUE(dns.Queries().empty());
 }
 

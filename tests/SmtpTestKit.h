@@ -1,21 +1,16 @@
-// What the tests of the mail session share: a client that is pointed at a scripted server, and a
-// sink that writes down what it is told.
+// What the tests of the mail session share: a client of a scripted server, and a sink.
 #pragma once
 
 #include <gtest/gtest.h>
 #include <netro/SMTPCls.h>
 
-#include <cstddef>
-#include <cstdint>
-#include <functional>
-#include <memory>
-#include <string>
-#include <utility>
-#include <vector>
-
 #include "peers/SmtpServer.h"
 
 namespace netro {
+
+using namespace std::string_literals;
+using Answer = peers::SmtpServer::Answer;
+using After = peers::SmtpServer::After;
 
 /// Records each event; the hooks may then do anything.
 struct SmtpSink : SMTPClsEvents {
@@ -45,6 +40,15 @@ inline peers::SmtpServer::Reply Except(std::string command, peers::SmtpServer::A
   return [command = std::move(command), answer = std::move(answer)](const std::string& asked) {
     return asked == command ? answer : peers::SmtpServer::Politely(asked);
   };
+}
+
+/// A server's side of a session up to the message.
+inline void AcceptUpToData(peers::Connection& connection) {
+  for (const char* reply : {"220 x\r\n", "250 a\r\n", "250 b\r\n", "250 c\r\n", "354 d\r\n"}) {
+    std::string got;
+    if (reply[1] != '2') connection.Read(got);
+    connection.Send(reply);
+  }
 }
 
 /// The commands of a whole session of the fixture's client.
@@ -79,6 +83,20 @@ class SmtpTest : public testing::Test {
     EXPECT_EQ(smtp_->StepID(), step);
     EXPECT_EQ(smtp_->Result(), code);
     EXPECT_EQ(smtp_->ResultMessage(), message);
+  }
+  /// The same; LastBuffer tells it as well, and this is the transcript.
+  void ExpectFailure(std::int32_t step, std::int32_t code, const std::string& message,
+                     const std::string& protocol) {
+    ExpectResult(step, code, message);
+    EXPECT_EQ(smtp_->LastBuffer(), message);
+    EXPECT_EQ(smtp_->Protocol(), protocol);
+  }
+  void UseProxy(int port, SMTPProxyTypeEnum type) {
+    smtp_->ProxyType(type);
+    smtp_->ProxyURL("127.0.0.1");
+    smtp_->ProxyPort(port);
+    smtp_->ProxyUser("user");
+    smtp_->ProxyPassword("secret");
   }
   void ExpectDone() { ExpectResult(SMTP_STEP_DONE, 0, "Success"); }
 

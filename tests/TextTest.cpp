@@ -1,11 +1,11 @@
-// The text helpers, above all at their edges and beyond ASCII.
+// The helpers for texts and bytes, above all at their edges.
 
 #include <gtest/gtest.h>
 
-#include <string>
-#include <string_view>
-#include <vector>
+#include <limits>
 
+#include "support/ByteReader.h"
+#include "support/ByteWriter.h"
 #include "support/Text.h"
 #include "support/Utf8.h"
 
@@ -42,28 +42,16 @@ TEST(Text, ComparesWithoutCase) {
   }
 }
 
-TEST(Text, TrimsBlanksAndTabs) {
-  EXPECT_EQ(Trim(""), "");
+TEST(Text, TrimsSplitsAndFindsLineEnders) {
   EXPECT_EQ(Trim(" \t "), "");
   EXPECT_EQ(Trim("\t a b\t "), "a b");
   EXPECT_EQ(Trim(" a\r\n"), "a\r\n");
-}
-
-TEST(Text, Splits) {
   using Parts = std::vector<std::string>;
   EXPECT_EQ(Split("", ','), Parts({""}));
-  EXPECT_EQ(Split("a", ','), Parts({"a"}));
-  EXPECT_EQ(Split(",", ','), Parts({"", ""}));
   EXPECT_EQ(Split("a,,b c,", ','), Parts({"a", "", "b c", ""}));
   EXPECT_EQ(Split(std::string_view("a\0b", 3), '\0'), Parts({"a", "b"}));
-}
-
-TEST(Text, FindsLineEnders) {
-  EXPECT_TRUE(HasControl("a\r"));
-  EXPECT_TRUE(HasControl("\na"));
-  EXPECT_TRUE(HasControl(std::string_view("a\0b", 3)));
-  EXPECT_FALSE(HasControl(""));
-  EXPECT_FALSE(HasControl("a\tb\x7F\x80"));
+  for (const std::string& text : {"a\r"s, "\na"s, "a\0b"s}) EXPECT_TRUE(HasControl(text)) << text;
+  for (const std::string& text : {""s, "a\tb\x7F\x80"s}) EXPECT_FALSE(HasControl(text)) << text;
 }
 
 TEST(Text, FiltersCharacters) {
@@ -141,11 +129,65 @@ TEST(Text, KnowsHostNames) {
     EXPECT_FALSE(IsHostName(text)) << text;
 }
 
-TEST(Text, HashesWithoutCase) {
-  EXPECT_EQ(HashIgnoreCase("WWW.Example.org"), HashIgnoreCase("www.eXAMPLE.ORG"));
-  EXPECT_NE(HashIgnoreCase("a1.example"), HashIgnoreCase("a2.example"));
-  EXPECT_NE(HashIgnoreCase("@"), HashIgnoreCase("`"));
-  EXPECT_NE(HashIgnoreCase("\xC4"), HashIgnoreCase("\xE4"));
+const Bytes kBytes = {0x81, 0xFE, 0x02, 0x83, 0x04, 0x05, 0xFF, 'x', 'y'};
+
+TEST(ByteReader, ReadsBigEndianInOrder) {
+  ByteReader reader(kBytes);
+  EXPECT_EQ(reader.U8(), 0x81);
+  EXPECT_EQ(reader.U16(), 0xFE02);
+  EXPECT_EQ(reader.U32(), 0x830405FFU);
+  EXPECT_EQ(reader.Position(), 7U);
+  EXPECT_EQ(reader.Remaining(), 2U);
+  const auto rest = reader.Take(2);
+  EXPECT_EQ(Bytes(rest.begin(), rest.end()), Bytes({'x', 'y'}));
+  EXPECT_EQ(reader.Remaining(), 0U);
+  EXPECT_TRUE(reader.Take(0).empty());
+  reader.Skip(0);
+  EXPECT_TRUE(reader.Ok());
+}
+
+TEST(ByteReader, EveryReadPastTheEndFailsForGood) {
+  constexpr std::size_t kHuge = std::numeric_limits<std::size_t>::max();
+  const struct {
+    const char* name;
+    std::size_t left;
+    void (*read)(ByteReader&);
+  } kCases[] = {
+      {"U8", 0, [](ByteReader& r) { EXPECT_EQ(r.U8(), 0); }},
+      {"U16", 1, [](ByteReader& r) { EXPECT_EQ(r.U16(), 0); }},
+      {"U32", 3, [](ByteReader& r) { EXPECT_EQ(r.U32(), 0U); }},
+      {"Take", 3, [](ByteReader& r) { EXPECT_TRUE(r.Take(4).empty()); }},
+      {"Take huge", 3, [](ByteReader& r) { EXPECT_TRUE(r.Take(kHuge).empty()); }},
+      {"Skip", 3, [](ByteReader& r) { r.Skip(4); }},
+      {"Skip huge", 3, [](ByteReader& r) { r.Skip(kHuge); }},
+  };
+  for (const auto& [name, left, read] : kCases) {
+    SCOPED_TRACE(name);
+    // An exact copy, so that a checked build notices a read behind its end.
+    const Bytes bytes(kBytes.begin(), kBytes.begin() + 4);
+    ByteReader reader(bytes);
+    reader.Skip(bytes.size() - left);
+    ASSERT_TRUE(reader.Ok());
+    read(reader);
+    EXPECT_FALSE(reader.Ok());
+    EXPECT_EQ(reader.Remaining(), 0U);
+    EXPECT_EQ(reader.U8() + reader.U16() + reader.U32() + reader.Take(1).size(), 0U);
+    reader.Skip(0);
+    EXPECT_FALSE(reader.Ok());
+  }
+}
+
+TEST(ByteWriter, WritesBigEndianInOrder) {
+  ByteWriter writer;
+  writer.U8(0xFF);
+  writer.U16(0x8002);
+  writer.Append(Bytes{1, 0, 2});
+  writer.Append({});
+  writer.Text("a\xE4");
+  const Bytes expected = {0xFF, 0x80, 0x02, 1, 0, 2, 'a', 0xE4};
+  EXPECT_EQ(writer.Data(), expected);
+  EXPECT_EQ(writer.Take(), expected);
+  EXPECT_TRUE(writer.Data().empty());
 }
 
 }  // namespace

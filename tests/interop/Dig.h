@@ -29,15 +29,7 @@ struct DigReply {
 /// transfer is its records, without status and flags.
 std::vector<DigReply> Dig(int port, const std::vector<std::string>& words);
 
-/// The lines with records as dig prints them, sorted, with one blank between the words; the same
-/// of another program's output.
-Records DigLines(int port, const std::vector<std::string>& words);
-Records RecordLines(const std::string& output);
-
 /// The client's records in the same form.
 Sections SectionsOf(const QueryDNSCLS& dns);
-
-/// A record in the same form.
-std::string Describe(const DNSCLS& record);
 
 }  // namespace netro::interop

@@ -1,11 +1,7 @@
 #include "DnsServer.h"
 
-#include <chrono>
-
 namespace netro::peers {
 namespace {
-
-constexpr auto kPatience = std::chrono::seconds(5);
 
 // Reads on until `bytes` holds a whole framed message and takes it from the front.
 bool ReadMessage(Connection& connection, std::string& bytes, std::string& message) {
@@ -45,16 +41,10 @@ std::vector<std::string> DnsServer::Queries() {
   return queries_;
 }
 
-bool DnsServer::AwaitQueries(std::size_t count) {
-  std::unique_lock lock(mutex_);
-  return changed_.wait_for(lock, kPatience, [&] { return queries_.size() >= count; });
-}
-
 void DnsServer::Keep(const std::string& query) {
   const std::lock_guard lock(mutex_);
   queries_.push_back(query);
   ++count_;
-  changed_.notify_all();
 }
 
 void DnsServer::ServeConnection(Connection& connection) {

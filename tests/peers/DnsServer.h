@@ -10,7 +10,6 @@
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
 #include <cstddef>
 #include <functional>
 #include <memory>
@@ -45,8 +44,6 @@ class DnsServer {
   std::vector<std::string> Queries();
   /// How many there are now; does not wait for what is on its way.
   std::size_t QueryCount() const { return count_; }
-  /// Waits (five seconds at most) for so many queries.
-  bool AwaitQueries(std::size_t count);
 
  private:
   void Keep(const std::string& query);
@@ -55,7 +52,6 @@ class DnsServer {
   const Answer answer_;
   const Talk talk_;
   std::mutex mutex_;
-  std::condition_variable changed_;
   std::vector<std::string> queries_;  // guarded by mutex_
   std::atomic<std::size_t> count_{0};
   // Last: their threads use the others.

@@ -1,15 +1,6 @@
 #include "SmtpServer.h"
 
-#include <algorithm>
-#include <chrono>
-
 namespace netro::peers {
-namespace {
-
-constexpr auto kPatience = std::chrono::seconds(5);
-
-}  // namespace
-
 SmtpServer::Answer SmtpServer::Politely(const std::string& command) {
   if (command.empty()) return "220 mx.test ready\r\n";
   if (command == "DATA") return "354 go ahead\r\n";
@@ -31,17 +22,9 @@ std::vector<std::string> SmtpServer::Messages() {
   return messages_;
 }
 
-bool SmtpServer::Await(const std::string& command, std::size_t times) {
-  std::unique_lock lock(mutex_);
-  return changed_.wait_for(lock, kPatience, [&] {
-    return static_cast<std::size_t>(std::ranges::count(commands_, command)) >= times;
-  });
-}
-
 void SmtpServer::Keep(std::vector<std::string>& list, const std::string& text) {
   const std::lock_guard lock(mutex_);
   list.push_back(text);
-  changed_.notify_all();
 }
 
 void SmtpServer::Serve(Connection& connection) {

@@ -10,7 +10,6 @@
 //   });
 #pragma once
 
-#include <condition_variable>
 #include <cstddef>
 #include <functional>
 #include <mutex>
@@ -54,8 +53,6 @@ class SmtpServer {
   /// The messages so far as they came: with all dots, up to and with the line that ends them, or
   /// the chunk of a BDAT, which is taken before its reply.
   std::vector<std::string> Messages();
-  /// Waits (five seconds at most) until the command has come so often.
-  bool Await(const std::string& command, std::size_t times = 1);
 
  private:
   void Serve(Connection& connection);
@@ -67,7 +64,6 @@ class SmtpServer {
 
   const Reply reply_;
   std::mutex mutex_;
-  std::condition_variable changed_;
   std::vector<std::string> commands_;  // guarded by mutex_
   std::vector<std::string> messages_;  // guarded by mutex_
   LoopbackServer server_;              // last: its threads use the others
