@@ -5,13 +5,7 @@
 #include <gtest/gtest.h>
 #include <netro/QueryTimeCLS.h>
 
-#include <chrono>
-#include <cmath>
-#include <functional>
-#include <memory>
 #include <set>
-#include <string>
-#include <vector>
 
 #include "DnsTestKit.h"
 #include "TimeZone.h"
@@ -26,14 +20,12 @@ namespace {
 using namespace std::string_literals;
 using peers::Big32;
 using peers::DatagramServer;
+using peers::k2000;
+using peers::kStampOf2000;
 using peers::TimeReply;
-using std::chrono::milliseconds;
 using std::chrono::seconds;
 using From = DatagramServer::From;
 using Replies = DatagramServer::Replies;
-
-constexpr std::uint32_t kStampOf2000 = 3'155'673'600;
-constexpr char k2000[] = "2000-01-01T00:00:00.000Z";
 
 std::unique_ptr<DatagramServer> OnPort123(const DatagramServer::Answer& answer) {
   return peers::ServeOnOwnAddress(answer, 123);
@@ -73,29 +65,22 @@ class QueryTimeSntp : public testing::Test {
 };
 
 TEST_F(QueryTimeSntp, RequestOnTheWire) {
-  const struct {
-    const char* zone;
-    std::uint32_t offset;
-  } kZones[] = {
-      {"UTC0", 0}, {"NPT-5:45", 20'700}, {"<-11>11", static_cast<std::uint32_t>(-39'600)}};
-  for (const auto& zone : kZones)
-    for (const std::int32_t version : {3, 4, 5}) {
-      SCOPED_TRACE(zone.zone);
-      const TimeZone set(zone.zone);
-      time_.SNTPVersion(version);
-      const std::uint32_t before = SecondsNow();
-      EXPECT_TRUE(Ask([](const auto& request) -> Replies { return {ReplyTo(request).Bytes()}; }));
-      const std::uint32_t after = SecondsNow();
-      const std::vector<std::string> requests = server_->Received();
-      ASSERT_EQ(requests.size(), 1u);
-      const std::string& request = requests[0];
-      ASSERT_EQ(request.size(), 48u);
-      EXPECT_EQ(request[0], version == 3 ? 27 : 35);
-      EXPECT_EQ(request.substr(1, 39), std::string(39, '\0'));
-      EXPECT_GE(request.substr(40, 4), Big32(before + zone.offset));
-      EXPECT_LE(request.substr(40, 4), Big32(after + zone.offset));
-      EXPECT_EQ(request.substr(44), std::string(4, '\0'));
-    }
+  constexpr std::uint32_t kOffset = 20'700;
+  const TimeZone zone("NPT-5:45");
+  for (const std::int32_t version : {3, 4}) {
+    time_.SNTPVersion(version);
+    const std::uint32_t before = SecondsNow();
+    EXPECT_TRUE(Ask([](const auto& request) -> Replies { return {ReplyTo(request).Bytes()}; }));
+    const std::vector<std::string> requests = server_->Received();
+    ASSERT_EQ(requests.size(), 1u);
+    const std::string& request = requests[0];
+    ASSERT_EQ(request.size(), 48u);
+    EXPECT_EQ(request[0], version == 3 ? 27 : 35);
+    EXPECT_EQ(request.substr(1, 39), std::string(39, '\0'));
+    EXPECT_GE(request.substr(40, 4), Big32(before + kOffset));
+    EXPECT_LE(request.substr(40, 4), Big32(SecondsNow() + kOffset));
+    EXPECT_EQ(request.substr(44), std::string(4, '\0'));
+  }
 }
 
 TEST_F(QueryTimeSntp, RandomFractionsDiffer) {
@@ -110,8 +95,7 @@ TEST_F(QueryTimeSntp, RandomFractionsDiffer) {
 
 TEST_F(QueryTimeSntp, DifferenceIsToLocalTimeAndOffsetToUtc) {
   const TimeZone zone("<+02>-2");
-  constexpr double kTolerance =
-      5;  // the server's seconds have no fraction, the machine may be busy
+  constexpr double kTolerance = 5;  // the server tells whole seconds, the machine may be busy
   for (const int ahead : {0, 100, -100}) {
     EXPECT_TRUE(Ask([=](const auto& request) -> Replies {
       const std::uint32_t now = SecondsNow() + static_cast<std::uint32_t>(ahead);
