@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-
 #include "diag/NodeStatus.h"
 #include "support/HardwareAddress.h"
 #include "tests/peers/NodeStatusReply.h"
@@ -28,16 +26,10 @@ bool Reads(const std::string& reply) {
 }
 
 TEST(HardwareAddressText, HasTwoDigitsAByteAndTheDivider) {
-  const struct {
-    HardwareAddress address;
-    const char* divider;
-    const char* text;
-  } kCases[] = {{{0x00, 0x0A, 0x95, 0x9D, 0x68, 0x16}, "-", "00-0A-95-9D-68-16"},
-                {{0x00, 0x0A, 0x95, 0x9D, 0x68, 0x16}, "", "000A959D6816"},
-                {{0x00, 0x0A, 0x95, 0x9D, 0x68, 0x16}, ", ", "00, 0A, 95, 9D, 68, 16"},
-                {{0xFF, 0xFE, 0x0F, 0xF0, 0x01, 0x10}, ":", "FF:FE:0F:F0:01:10"},
-                {{}, ":", "00:00:00:00:00:00"}};
-  for (const auto& c : kCases) EXPECT_EQ(FormatHardwareAddress(c.address, c.divider), c.text);
+  const HardwareAddress address = {0x00, 0xFF, 0x0F, 0xF0, 0x68, 0x16};
+  EXPECT_EQ(FormatHardwareAddress(address, "-"), "00-FF-0F-F0-68-16");
+  EXPECT_EQ(FormatHardwareAddress(address, ""), "00FF0FF06816");
+  EXPECT_EQ(FormatHardwareAddress(address, ", "), "00, FF, 0F, F0, 68, 16");
 }
 
 TEST(NodeStatusRequest, AsksTheHostWhateverItsName) {
@@ -61,16 +53,11 @@ TEST(NodeStatusReply, CutAtEveryByteIsNone) {
   const std::string whole = NodeStatusReply().Bytes();
   for (std::size_t size = 0; size < whole.size(); ++size)
     EXPECT_FALSE(Reads(whole.substr(0, size))) << size;
-  EXPECT_TRUE(Reads(whole));
   EXPECT_TRUE(Reads(whole + "more"));
-}
-
-TEST(NodeStatusReply, DataCutAtEveryByteIsNone) {
   const std::string statistics = peers::CountingStatistics();
   for (std::size_t size = 0; size <= statistics.size(); ++size) {
-    NodeStatusReply reply;
-    reply.statistics = statistics.substr(0, size);
-    EXPECT_EQ(Reads(reply.Bytes() + "behind the data"), size == statistics.size()) << size;
+    const NodeStatusReply cut{.statistics = statistics.substr(0, size)};
+    EXPECT_EQ(Reads(cut.Bytes() + "behind the data"), size == statistics.size()) << size;
   }
 }
 

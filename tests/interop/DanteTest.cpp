@@ -4,9 +4,6 @@
 #include <netro/HTTPCls.h>
 #include <unistd.h>
 
-#include <memory>
-#include <string>
-
 #include "DanteServer.h"
 #include "tests/peers/HttpServer.h"
 

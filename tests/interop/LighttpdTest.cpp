@@ -4,8 +4,6 @@
 #include <netro/HTTPCls.h>
 
 #include <filesystem>
-#include <memory>
-#include <string>
 
 #include "ServerProcess.h"
 
@@ -14,18 +12,14 @@ namespace {
 
 std::string Configuration(const std::string& folder, const std::string& port,
                           const std::string& algorithm) {
-  return "server.modules = (\"mod_auth\", \"mod_authn_file\")\n"
-         "server.bind = \"127.0.0.1\"\nserver.port = " +
-         port +
-         "\n"
-         "server.document-root = \"" +
-         folder +
+  return "server.modules = (\"mod_auth\", \"mod_authn_file\")\nserver.bind = \"127.0.0.1\"\n"
+         "server.port = " +
+         port + "\nserver.document-root = \"" + folder +
          "\"\n"
          "server.errorlog = \"" +
          folder +
-         "/error.log\"\n"
+         "/error.log\"\nauth.backend = \"plain\"\n"
          "mimetype.assign = (\".txt\" => \"text/plain\")\n"
-         "auth.backend = \"plain\"\n"
          "auth.backend.plain.userfile = \"" +
          folder +
          "/users\"\n"

@@ -4,9 +4,6 @@
 #include <gtest/gtest.h>
 #include <netro/HTTPCls.h>
 
-#include <memory>
-#include <string>
-
 #include "SquidServer.h"
 #include "tests/peers/HttpServer.h"
 
