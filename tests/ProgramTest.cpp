@@ -6,9 +6,7 @@
 
 #include <cerrno>
 #include <filesystem>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "Environment.h"
 #include "TemporaryFolder.h"

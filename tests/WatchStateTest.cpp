@@ -2,9 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "TemporaryFolder.h"
 #include "diag/WatchState.h"
