@@ -86,8 +86,7 @@ TEST_P(EchoPeerTest, RequestsAndReplies) {
 TEST_P(EchoPeerTest, ErrorsOfEveryTypeArrive) {
   struct {
     bool v6;
-    int type;
-    int code;
+    int type, code;
     std::int32_t status;
   } const cases[] = {
       {false, 3, 0, 11002},  {false, 3, 3, 11005},  {false, 3, 4, 11009}, {false, 3, 13, 11003},
@@ -327,12 +326,7 @@ TEST_P(EchoRoute, EachRouterIsAHop) {
 
 // A router of this system says so five times at once, then once a second.
 TEST_P(EchoRoute, RoutersThatGoNoFurther) {
-  struct {
-    bool v6;
-    const char* ip;
-    const char* from;
-    std::int32_t status;
-  } const cases[] = {
+  const std::tuple<bool, const char*, const char*, std::int32_t> cases[] = {
       {false, "10.9.1.1", "10.2.0.2", 11003},  // unreachable
       {false, "10.9.2.1", "10.2.0.2", 11003},  // prohibited
       {false, "10.9.4.1", "10.2.0.2", 11002},  // no route there
@@ -342,11 +336,11 @@ TEST_P(EchoRoute, RoutersThatGoNoFurther) {
       {true, "fd09:0:4::1", "fd02::2", 11002}, {true, "fd08::1", "fd01::2", 11002},
       {true, "fd09:0:3::1", "", 11010},
   };
-  for (const auto& c : cases) {
-    if (c.v6 != GetParam().v6) continue;
-    const auto outcome = Ask(c.ip, 0, 32, *c.from == 0 ? 200 : 5000);
-    EXPECT_EQ(outcome.status, c.status) << c.ip;
-    EXPECT_EQ(outcome.host, c.from) << c.ip;
+  for (const auto& [v6, ip, from, status] : cases) {
+    if (v6 != GetParam().v6) continue;
+    const auto outcome = Ask(ip, 0, 32, *from == 0 ? 200 : 5000);
+    EXPECT_EQ(outcome.status, status) << ip;
+    EXPECT_EQ(outcome.host, from) << ip;
   }
 }
 
@@ -376,21 +370,19 @@ TEST_P(EchoRoute, AnAbsentNeighbour) {
 
 // Packets to absent neighbours fill the system's buffer for as long as it asks for them.
 TEST_P(EchoRoute, RequestsWaitForRoomInTheBuffer) {
-  struct {
-    const char* retryMilliSeconds;
-    std::int32_t timeout, status;
-  } const cases[] = {{"1", 4000, 0}, {"1000", 50, 11006}};
-  for (const auto& c : cases) {
-    ASSERT_TRUE(OwnNetwork::Set("neigh/toR1/retrans_time_ms", c.retryMilliSeconds, Family()));
+  const std::tuple<const char*, std::int32_t, std::int32_t> cases[] = {{"1", 4000, 0},
+                                                                       {"1000", 50, 11006}};
+  for (const auto& [retryMilliSeconds, timeout, status] : cases) {
+    ASSERT_TRUE(OwnNetwork::Set("neigh/toR1/retrans_time_ms", retryMilliSeconds, Family()));
     EchoCls echo;
     EchoSink outcomes;
     echo.Events(&outcomes);
     for (int i = 3; i < 253; ++i)
-      echo.Send(Host("10.1.0.", "fd01::") + std::to_string(i), 0, 60'000, c.timeout);
-    const std::int32_t last = echo.Send(Host("10.1.0.2", "fd01::2"), 0, 60'000, c.timeout);
+      echo.Send(Host("10.1.0.", "fd01::") + std::to_string(i), 0, 60'000, timeout);
+    const std::int32_t last = echo.Send(Host("10.1.0.2", "fd01::2"), 0, 60'000, timeout);
     const auto isLast = [&](const auto& outcome) { return outcome.id == last; };
     ASSERT_TRUE(PumpUntil([&] { return std::ranges::any_of(outcomes.seen, isLast); }));
-    EXPECT_EQ(std::ranges::find_if(outcomes.seen, isLast)->status, c.status);
+    EXPECT_EQ(std::ranges::find_if(outcomes.seen, isLast)->status, status);
   }
 }
 

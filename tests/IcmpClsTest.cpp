@@ -21,10 +21,7 @@ constexpr char kNoName[] = "xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx
 // --- tables --------------------------------------------------------------------------------------
 
 TEST(IcmpTables, Texts) {
-  struct {
-    std::int32_t code;
-    const char* text;
-  } const cases[] = {
+  const std::pair<std::int32_t, const char*> cases[] = {
       {9999, "Command Canceled"},       {10000, "Can not find host in DNS"},
       {10002, "Command Timed Out"},     {11001, "Buffer too Small"},
       {11010, "Request Timed Out"},     {11022, "Unload"},
@@ -33,14 +30,11 @@ TEST(IcmpTables, Texts) {
       {11049, "Unknown Error# 11049."}, {-11010, "Unknown Error# -11010."},
   };
   const ICMPCls icmp;
-  for (const auto& c : cases) EXPECT_EQ(icmp.GetICMPError(c.code), c.text) << c.code;
+  for (const auto& [code, text] : cases) EXPECT_EQ(icmp.GetICMPError(code), text) << code;
 }
 
 TEST(IcmpTables, ClassesAndTypesOfAddresses) {
-  struct {
-    const char *first, *last, *ipClass;
-    std::int32_t type;
-  } const ranges[] = {
+  const std::tuple<const char*, const char*, const char*, std::int32_t> ranges[] = {
       {"", "", "", 0},
       {"host", "1.2.3.256", "E", 0},
       {"0.0.0.0", "0.255.255.255", "A", 0},
@@ -63,10 +57,10 @@ TEST(IcmpTables, ClassesAndTypesOfAddresses) {
       {"255.255.255.255", "255.255.255.255", "E", 6},
   };
   const ICMPCls icmp;
-  for (const auto& range : ranges) {
-    for (const char* ip : {range.first, range.last}) {
-      EXPECT_EQ(icmp.GetIPClass(ip), range.ipClass) << ip;
-      EXPECT_EQ(icmp.GetIPType(ip), range.type) << ip;
+  for (const auto& [first, last, ipClass, type] : ranges) {
+    for (const char* ip : {first, last}) {
+      EXPECT_EQ(icmp.GetIPClass(ip), ipClass) << ip;
+      EXPECT_EQ(icmp.GetIPType(ip), type) << ip;
     }
   }
 }
@@ -199,8 +193,8 @@ TEST_F(IcmpEcho, PacketsOfEverySize) {
 
 TEST_F(IcmpEcho, SilenceEndsWithItsTime) {
   icmp_->PingTimeout(700);
-  const RunningClock clock([] { return true; });
   const TimePoint before = Now();
+  const RunningClock clock([&] { return Now() - before < milliseconds(700); });
   EXPECT_EQ(icmp_->PingHost(kSilent), -11010);
   EXPECT_GE(Now() - before, milliseconds(700));
   EXPECT_LT(Now() - before, milliseconds(1900));
@@ -247,13 +241,12 @@ TEST_F(IcmpEcho, SilentHopsCount) {
 
 TEST_F(IcmpEcho, LimitsOfTheNumberOfHops) {
   icmp_->TRTimeout(0);
-  struct {
-    std::int32_t limit, hops;
-  } const cases[] = {{-1, 0}, {0, 0}, {1, 1}, {255, 255}, {256, 255}, {2'147'483'647, 255}};
-  for (const auto& c : cases) {
-    icmp_->TRMaxHops(c.limit);
+  const std::pair<std::int32_t, std::int32_t> cases[] = {
+      {-1, 0}, {0, 0}, {1, 1}, {255, 255}, {256, 255}, {2'147'483'647, 255}};
+  for (const auto& [limit, hops] : cases) {
+    icmp_->TRMaxHops(limit);
     EXPECT_TRUE(icmp_->TraceRt(kSilent));
-    EXPECT_EQ(icmp_->TRHopCount(), c.hops) << c.limit;
+    EXPECT_EQ(icmp_->TRHopCount(), hops) << limit;
   }
 }
 

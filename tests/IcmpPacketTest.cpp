@@ -130,62 +130,45 @@ class IcmpPackets : public testing::TestWithParam<int> {
   Bytes bytes_;
 };
 
-TEST_P(IcmpPackets, RequestsAreComposed) {
-  for (const std::string& data : {""s, "d"s, "data"s, std::string(65'507, '\xFF')}) {
-    const Bytes request = ComposeEchoRequest(f.family, 0x1234, 0x0A0B, BytesOf(data));
-    std::string expected = EchoMessage(f.asks, 0x1234, 0x0A0B, data);
-    if (f.family == AddressFamily::IPv6) expected.replace(2, 2, 2, '\0');
-    EXPECT_EQ(std::string(request.begin(), request.end()), expected) << data.size();
-    if (f.family == AddressFamily::IPv4) {
-      EXPECT_EQ(InternetChecksum(request), 0) << data.size();
-    }
-  }
-}
-
 TEST(IcmpPacket, ErrorsHaveTheirStatus) {
   constexpr auto kV4 = AddressFamily::IPv4, kV6 = AddressFamily::IPv6;
-  struct {
-    AddressFamily family;
-    std::vector<int> types, codes;
-    std::optional<std::int32_t> status;
-  } const cases[] = {
-      {kV4, {3}, {0, 6, 9, 11}, 11002},
-      {kV4, {3}, {1, 7, 8, 10, 12, 13, 14, 15, 16, 255}, 11003},
-      {kV4, {3}, {2}, 11004},
-      {kV4, {3}, {3}, 11005},
-      {kV4, {3}, {4}, 11009},
-      {kV4, {3}, {5}, 11012},
-      {kV4, {4}, {0, 1}, 11016},
-      {kV4, {11}, {0, 2, 255}, 11013},
-      {kV4, {11}, {1}, 11014},
-      {kV4, {12}, {0, 1, 2}, 11015},
-      {kV4, {0, 1, 5, 8, 13, 255}, {0, 1, 2, 3}, std::nullopt},
-      {kV6, {1}, {0, 6}, 11002},
-      {kV6, {1}, {1, 2, 3, 5, 7, 255}, 11003},
-      {kV6, {1}, {4}, 11005},
-      {kV6, {2}, {0, 1}, 11009},
-      {kV6, {3}, {0, 2, 255}, 11013},
-      {kV6, {3}, {1}, 11014},
-      {kV6, {4}, {0, 2, 3}, 11015},
-      {kV6, {4}, {1}, 11004},
-      {kV6, {0, 5, 11, 128, 129, 137}, {0}, std::nullopt},
-  };
-  for (const auto& c : cases)
-    for (const int type : c.types)
-      for (const int code : c.codes)
-        EXPECT_EQ(IcmpErrorStatus(c.family, static_cast<std::uint8_t>(type),
+  const std::tuple<AddressFamily, std::vector<int>, std::vector<int>, std::optional<std::int32_t>>
+      cases[] = {
+          {kV4, {3}, {0, 6, 9, 11}, 11002},
+          {kV4, {3}, {1, 7, 8, 10, 12, 13, 14, 15, 16, 255}, 11003},
+          {kV4, {3}, {2}, 11004},
+          {kV4, {3}, {3}, 11005},
+          {kV4, {3}, {4}, 11009},
+          {kV4, {3}, {5}, 11012},
+          {kV4, {4}, {0, 1}, 11016},
+          {kV4, {11}, {0, 2, 255}, 11013},
+          {kV4, {11}, {1}, 11014},
+          {kV4, {12}, {0, 1, 2}, 11015},
+          {kV4, {0, 1, 5, 8, 13, 255}, {0, 1, 2, 3}, std::nullopt},
+          {kV6, {1}, {0, 6}, 11002},
+          {kV6, {1}, {1, 2, 3, 5, 7, 255}, 11003},
+          {kV6, {1}, {4}, 11005},
+          {kV6, {2}, {0, 1}, 11009},
+          {kV6, {3}, {0, 2, 255}, 11013},
+          {kV6, {3}, {1}, 11014},
+          {kV6, {4}, {0, 2, 3}, 11015},
+          {kV6, {4}, {1}, 11004},
+          {kV6, {0, 5, 11, 128, 129, 137}, {0}, std::nullopt},
+      };
+  for (const auto& [family, types, codes, status] : cases)
+    for (const int type : types)
+      for (const int code : codes)
+        EXPECT_EQ(IcmpErrorStatus(family, static_cast<std::uint8_t>(type),
                                   static_cast<std::uint8_t>(code)),
-                  c.status)
-            << (c.family == kV6 ? "6: " : "4: ") << type << "/" << code;
+                  status)
+            << (family == kV6 ? "6: " : "4: ") << type << "/" << code;
 }
 
 TEST(IcmpPacket, RefusalsToSendHaveTheirStatus) {
-  struct {
-    std::int32_t error, status;
-  } const cases[] = {{0, 0},         {10040, 11009}, {10050, 11002}, {10051, 11002},
-                     {10064, 11003}, {10065, 11003}, {10055, 11006}, {10013, 11050},
-                     {10022, 11050}, {20001, 11050}};
-  for (const auto& c : cases) EXPECT_EQ(EchoSendStatus(c.error), c.status) << c.error;
+  const std::pair<std::int32_t, std::int32_t> cases[] = {
+      {0, 0},         {10040, 11009}, {10050, 11002}, {10051, 11002}, {10064, 11003},
+      {10065, 11003}, {10055, 11006}, {10013, 11050}, {10022, 11050}, {20001, 11050}};
+  for (const auto& [error, status] : cases) EXPECT_EQ(EchoSendStatus(error), status) << error;
 }
 
 TEST_P(IcmpPackets, RepliesAreReadAndErrorsWithWhatTheyQuote) {
@@ -257,10 +240,7 @@ TEST(IcmpPacket, OthersThanIPv6AnswersAreNone) {
   };
   std::string version4 = errorAbout({58, ""}, request);
   version4[8] = '\x45';
-  struct {
-    const char* what;
-    std::string message;
-  } const cases[] = {
+  const std::pair<const char*, std::string> cases[] = {
       {"a request", request},
       {"a reply of IPv4", EchoMessage(0, 1, 2, "data")},
       {"a reply with a code", "\x81\1"s + request.substr(2)},
@@ -273,8 +253,8 @@ TEST(IcmpPacket, OthersThanIPv6AnswersAreNone) {
       {"an error about an encrypted packet", errorAbout({50, "\x3A\0\1\4\0\0\0\0"s}, request)},
       {"an error about nothing", IcmpErrorMessage(1, 0, "")},
   };
-  for (const auto& c : cases) {
-    EXPECT_FALSE(ReadIcmp6Message(BytesOf(c.message), Ip("fd00::9"), 64)) << c.what;
+  for (const auto& [what, message] : cases) {
+    EXPECT_FALSE(ReadIcmp6Message(BytesOf(message), Ip("fd00::9"), 64)) << what;
   }
 }
 
@@ -297,10 +277,7 @@ TEST(IcmpPacket, OthersThanIPv4AnswersAreNone) {
     return IpBytes(in, reply).replace(at, to.size(), to);
   };
   const std::string redirect = IcmpErrorMessage(5, 1, IpBytes(out, request));
-  struct {
-    const char* what;
-    std::string packet;
-  } const cases[] = {
+  const std::pair<const char*, std::string> cases[] = {
       {"a request", IpBytes(in, request)},
       {"another protocol", IpBytes(udp(in), reply)},
       {"a later fragment", IpBytes(fragment(in), reply)},
@@ -315,7 +292,7 @@ TEST(IcmpPacket, OthersThanIPv4AnswersAreNone) {
       {"an error about a reply", errorAbout(out, reply)},
       {"an error about nothing", IpBytes(From(kRouter, kHere), IcmpErrorMessage(3, 1, ""))},
   };
-  for (const auto& c : cases) EXPECT_FALSE(ReadIcmpPacket(BytesOf(c.packet))) << c.what;
+  for (const auto& [what, packet] : cases) EXPECT_FALSE(ReadIcmpPacket(BytesOf(packet))) << what;
 }
 
 // What a datagram socket gives: no IP headers.

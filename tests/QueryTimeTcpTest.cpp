@@ -1,16 +1,22 @@
 // QueryTimeCLS over TCP: what a connection sends, where a reply ends, and how connections fail.
 // SNTP's port is only ever named to a proxy, which needs no right to use it.
+//
+// And over UDP on port 123, which makes it speak SNTP, of an address of 127.0.0.0/8 of the test's
+// own. Where the port may not be had, these tests are skipped; the test low_ports then runs them.
 
 #include <gtest/gtest.h>
 #include <netro/MessageLoop.h>
 #include <netro/QueryTimeCLS.h>
 
 #include <semaphore>
+#include <set>
 
 #include "DnsTestKit.h"
+#include "TimeZone.h"
 #include "platform/Clock.h"
 #include "support/DateText.h"
 #include "tests/peers/BytesServer.h"
+#include "tests/peers/DatagramServer.h"
 #include "tests/peers/TimeReply.h"
 
 namespace netro {
@@ -20,11 +26,18 @@ using namespace std::string_literals;
 using peers::Big32;
 using peers::BytesServer;
 using peers::Connection;
+using peers::DatagramServer;
 using peers::k2000;
 using peers::kStampOf2000;
 using peers::Script;
 using peers::TimeReply;
 using std::chrono::seconds;
+using From = DatagramServer::From;
+using Replies = DatagramServer::Replies;
+
+std::string Reply(const std::string& request, std::uint32_t stamp = kStampOf2000) {
+  return TimeReply().Stratum(1).Originate(peers::TransmitOf(request)).Transmit(stamp).Bytes();
+}
 
 class QueryTimeTcp : public testing::Test {
  protected:
@@ -140,10 +153,6 @@ class QueryTimeSntpTcp : public QueryTimeTcp {
     time_.ProxyPort(server.Port());
     return time_.QueryTime();
   }
-
-  static std::string Reply(const std::string& request, std::uint32_t stamp = kStampOf2000) {
-    return TimeReply().Stratum(1).Originate(peers::TransmitOf(request)).Transmit(stamp).Bytes();
-  }
 };
 
 TEST_F(QueryTimeSntpTcp, ReplyInAnyPieces) {
@@ -177,6 +186,91 @@ TEST_F(QueryTimeSntpTcp, AReplyToAnotherQuestionDoesNotCount) {
     EXPECT_FALSE(AskSntp(both, {cut}));
     EXPECT_EQ(time_.LastErr(), 100003);
   }
+}
+
+// Seconds since 1900 of this system's clock.
+std::uint32_t SecondsNow() {
+  const auto since1970 = std::chrono::floor<seconds>(SystemTime()).time_since_epoch();
+  return static_cast<std::uint32_t>(since1970.count() + peers::kTimeOf1970);
+}
+
+class QueryTimeSntp : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (!peers::ServeOnOwnAddress([](const auto&) { return Replies(); }, 123))
+      GTEST_SKIP() << "port 123 of 127.0.0.0/8 may not be used here";
+    time_.Timeout(5);
+  }
+
+  bool Ask(const DatagramServer::Answer& answer) {
+    server_ = peers::ServeOnOwnAddress(answer, 123);
+    if (!server_) return false;
+    time_.Server(server_->Ip());
+    return time_.QueryTime();
+  }
+
+  std::unique_ptr<DatagramServer> server_;
+  QueryTimeCLS time_;  // on its default port
+};
+
+TEST_F(QueryTimeSntp, RequestOnTheWire) {
+  constexpr std::uint32_t kOffset = 20'700;
+  const TimeZone zone("NPT-5:45");
+  std::set<std::string> fractions;
+  for (const std::int32_t version : {3, 4}) {
+    for (const bool random : {false, true, true, true, true}) {
+      time_.SNTPVersion(version);
+      time_.SNTPRandomFraction(random);
+      const std::uint32_t before = SecondsNow();
+      EXPECT_TRUE(Ask([](const auto& request) -> Replies { return {Reply(request)}; }));
+      const std::string request = server_->Received().at(0);
+      ASSERT_EQ(request.size(), 48u);
+      EXPECT_EQ(request[0], version == 3 ? 27 : 35);
+      EXPECT_EQ(request.substr(1, 39), std::string(39, '\0'));
+      EXPECT_GE(request.substr(40, 4), Big32(before + kOffset));
+      EXPECT_LE(request.substr(40, 4), Big32(SecondsNow() + kOffset));
+      EXPECT_TRUE(random || request.substr(44) == std::string(4, '\0'));
+      fractions.insert(request.substr(44));
+    }
+  }
+  EXPECT_GT(fractions.size(), 6u);
+}
+
+TEST_F(QueryTimeSntp, DifferenceIsToLocalTimeAndOffsetToUtc) {
+  const TimeZone zone("<+02>-2");
+  constexpr double kTolerance = 5;  // the server tells whole seconds, the machine may be busy
+  for (const int ahead : {0, 100, -100}) {
+    EXPECT_TRUE(Ask([=](const auto& request) -> Replies {
+      const std::uint32_t now = SecondsNow() + static_cast<std::uint32_t>(ahead);
+      return {Reply(request, now).replace(32, 4, Big32(now))};
+    }));
+    EXPECT_NEAR(time_.SNTPDifference(), 7200 - ahead, kTolerance);
+    EXPECT_NEAR(time_.SNTPOffset(), ahead, kTolerance);
+    EXPECT_NEAR((time_.DateTime() - WallClock()) * 86'400, ahead, kTolerance);
+  }
+}
+
+TEST_F(QueryTimeSntp, OnlyAReplyToTheRequestCounts) {
+  const auto others = [](const std::string& request) -> Replies {
+    std::string other = request;
+    other[47] = 1;
+    return {Reply(other, 1),
+            Reply(std::string(48, '\0'), 1),
+            {Reply(request, 1), From::kOtherPort},
+            {Reply(request, 1), From::kOtherAddress}};
+  };
+  EXPECT_TRUE(Ask([&](const std::string& request) {
+    Replies all = others(request);
+    all.push_back(Reply(request));
+    return all;
+  }));
+  EXPECT_NEAR(time_.DateTime(), *TextToDate(k2000), 5.0 / 86'400);
+
+  const RunningClock clock([&] { return server_->Count() > 0; });
+  const TimePoint before = Now();
+  EXPECT_FALSE(Ask(others));
+  EXPECT_EQ(time_.LastErr(), 10002);
+  EXPECT_GE(Now() - before, seconds(5));
 }
 
 }  // namespace

@@ -41,6 +41,9 @@ struct Scene {
 };
 
 template <class Client>
+using Places = std::vector<Scene (*)(Client& client)>;
+
+template <class Client>
 struct Asks;
 
 template <>
@@ -57,7 +60,7 @@ struct Asks<QueryTimeCLS> {
   }
   static bool IsGood(const QueryTimeCLS& time) { return time.DateTime() == 36'526; }
   static std::string Kept(const QueryTimeCLS&) { return {}; }
-  static std::vector<Scene (*)(QueryTimeCLS& time)> Places();
+  static Places<QueryTimeCLS> Scenes();
 };
 
 template <>
@@ -74,7 +77,7 @@ struct Asks<WhoIsCls> {
   }
   static bool IsGood(const WhoIsCls& who) { return who.Result() == kReply; }
   static std::string Kept(const WhoIsCls& who) { return who.Result(); }
-  static std::vector<Scene (*)(WhoIsCls& who)> Places();
+  static Places<WhoIsCls> Scenes();
 };
 
 template <class Client>
@@ -131,30 +134,30 @@ Scene WaitForSending(WhoIsCls&) {
           [=] { return server->Connections() > 0; }};
 }
 
-std::shared_ptr<DatagramServer> TimeOver(QueryTimeCLS& time, DatagramServer::Replies replies) {
-  time.UseUDP(true);
-  return std::make_shared<DatagramServer>([=](const std::string&) { return replies; });
-}
-
 Scene WaitForDatagram(QueryTimeCLS& time) {
-  auto server = TimeOver(time, {});
+  time.UseUDP(true);
+  auto server =
+      std::make_shared<DatagramServer>([](const auto&) { return DatagramServer::Replies(); });
   return {"a datagram", server, kHere, server->Port(), [=] { return server->Count() > 0; }};
 }
 
 Scene WaitForReference(QueryTimeCLS& time) {
+  time.UseUDP(true);
   auto dns = SilentDns(time);
-  auto server = TimeOver(time, {peers::SecondaryReply().Bytes()});
-  return {"the reference's name",
-          std::make_shared<std::pair<decltype(dns), decltype(server)>>(dns, server), kHere,
-          server->Port(), [=] { return dns->QueryCount() > 0; }};
+  const auto tell = [dns](const auto&) -> DatagramServer::Replies {
+    return {peers::SecondaryReply().Bytes()};
+  };
+  auto server = std::make_shared<DatagramServer>(tell);
+  return {"the reference's name", server, kHere, server->Port(),
+          [=] { return dns->QueryCount() > 0; }};
 }
 
-std::vector<Scene (*)(QueryTimeCLS& time)> Asks<QueryTimeCLS>::Places() {
+Places<QueryTimeCLS> Asks<QueryTimeCLS>::Scenes() {
   return {WaitForAddress, WaitForConnection, WaitForProxy,
           WaitForAnswer,  WaitForDatagram,   WaitForReference};
 }
 
-std::vector<Scene (*)(WhoIsCls& who)> Asks<WhoIsCls>::Places() {
+Places<WhoIsCls> Asks<WhoIsCls>::Scenes() {
   return {WaitForAddress, WaitForConnection, WaitForProxy, WaitForSending, WaitForAnswer};
 }
 
@@ -201,7 +204,7 @@ class ServerCalls : public testing::Test {
 
   // Ends a call in each place by `end`; without an object afterwards it has been deleted.
   void EndEverywhere(const std::function<void()>& end) {
-    for (const auto place : How::Places()) {
+    for (const auto place : How::Scenes()) {
       Renew();
       const SystemRoot root;
       const Scene scene = place(*client_);

@@ -57,17 +57,15 @@ struct Reading {
 TimeReply Good() { return TimeReply().Stratum(1).Receive(kStampOfNow).Transmit(kStampOfNow); }
 
 TEST(TimeRequest, FirstByteTellsTheVersionAndTheLastFourAreTheFraction) {
-  const struct {
-    std::int32_t version;
-    char first;
-  } kCases[] = {{3, 27}, {4, 35}, {5, 35}, {2, 35}, {0, 35}, {-1, 35}, {2'147'483'647, 35}};
-  for (const auto& c : kCases) {
+  const std::pair<std::int32_t, char> kCases[] = {
+      {3, 27}, {4, 35}, {5, 35}, {2, 35}, {0, 35}, {-1, 35}, {2'147'483'647, 35}};
+  for (const auto& [version, first] : kCases) {
     TimeExchange exchange = ExchangeAt(kNow + 999'999'999ns);
-    exchange.version = c.version;
+    exchange.version = version;
     exchange.fraction = 0xFEDC'BA98;
     EXPECT_EQ(Text(ComposeTimeRequest(exchange)),
-              c.first + std::string(39, '\0') + Big32(kStampOfNow) + Big32(exchange.fraction))
-        << c.version;
+              first + std::string(39, '\0') + Big32(kStampOfNow) + Big32(exchange.fraction))
+        << version;
   }
 }
 
@@ -75,11 +73,7 @@ TEST(TimeRequest, CarriesTheTimeOfTheZone) {
   const Moment kNewYear = sys_days(2000y / 1 / 1);
   const Moment kSummer = sys_days(2026y / 3 / 29) + 1h;  // begins in central Europe
   const Moment kEraEnd = sys_days(2036y / 2 / 7) + 6h + 28min + 16s;
-  const struct {
-    const char* zone;
-    Moment sent;
-    std::uint32_t stamp;
-  } kCases[] = {
+  const std::tuple<const char*, Moment, std::uint32_t> kCases[] = {
       {"UTC0", kNow, kStampOfNow},
       {"CET-1CEST,M3.5.0,M10.5.0/3", kSummer - 1ns, 3'983'734'799 + 3600},
       {"CET-1CEST,M3.5.0,M10.5.0/3", kSummer, 3'983'734'800 + 7200},
@@ -92,11 +86,11 @@ TEST(TimeRequest, CarriesTheTimeOfTheZone) {
       {"CET-1", kEraEnd, 3600},
       {"<-01>1", kEraEnd, 0xFFFF'FFFF - 3599},
   };
-  for (const auto& c : kCases) {
-    const TimeZone zone(c.zone);
-    const TimeExchange exchange = ExchangeAt(c.sent, 0ns, LocalTimeOffset(c.sent));
-    EXPECT_EQ(Text(ComposeTimeRequest(exchange)).substr(40, 4), Big32(c.stamp))
-        << c.zone << " " << exchange.localOffset.count();
+  for (const auto& [name, sent, stamp] : kCases) {
+    const TimeZone zone(name);
+    const TimeExchange exchange = ExchangeAt(sent, 0ns, LocalTimeOffset(sent));
+    EXPECT_EQ(Text(ComposeTimeRequest(exchange)).substr(40, 4), Big32(stamp))
+        << name << " " << exchange.localOffset.count();
   }
 }
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <random>
 #include <sstream>
 
 #include "diag/WatchList.h"
@@ -251,17 +252,6 @@ struct Outage {
   bool Has(std::int64_t second) const { return from <= second && second < to; }
 };
 
-class Random {
- public:
-  std::int64_t Below(std::int64_t limit) {
-    state_ = state_ * 1664525u + 1013904223u;
-    return static_cast<std::int64_t>(state_ >> 8) % limit;
-  }
-
- private:
-  std::uint32_t state_ = 12345;
-};
-
 // Each day has one kind of trouble, so that it is known what must be told. Restarts and steps of
 // the clock come on all of them, at any moment.
 class Month {
@@ -278,11 +268,11 @@ class Month {
   }
 
   void Run() {
-    std::int64_t nextRestart = random_.Below(kDay);
+    std::int64_t nextRestart = Below(kDay);
     for (std::int64_t second = 0; second < 30 * kDay; ++second) {
       if (second == nextRestart) {
         Restart(second);
-        nextRestart += 1 + random_.Below(kDay);
+        nextRestart += 1 + Below(kDay);
       }
       list_.Tick(false, DateAt(second), base_ + seconds(second));
       for (const WatchId id : list_.TakeDue(base_ + seconds(second))) {
@@ -321,14 +311,14 @@ class Month {
     switch (day % 4) {
       case 0:
         for (std::size_t i = kRouters + 1; i < kAll; ++i) {
-          add(i, begin + random_.Below(40'000), random_.Below(3) == 0 ? 20 : 5000);
+          add(i, begin + Below(40'000), Below(3) == 0 ? 20 : 5000);
         }
         break;
       case 1:
-        for (std::size_t i = 1; i <= kRouters; ++i) add(i, begin + random_.Below(60'000), 6000);
+        for (std::size_t i = 1; i <= kRouters; ++i) add(i, begin + Below(60'000), 6000);
         break;
       case 2:
-        for (int i = 0; i < 4; ++i) add(0, begin + 15'000 * i + random_.Below(5000), 3000);
+        for (int i = 0; i < 4; ++i) add(0, begin + 15'000 * i + Below(5000), 3000);
         break;
       default:
         for (int i = 0; i < 6; ++i) add(kAll - 1, begin + 900 * i, 450);
@@ -347,6 +337,7 @@ class Month {
            !(isBehind && IsOut(RouterOf(host), second));
   }
 
+  std::int64_t Below(std::int64_t limit) { return static_cast<std::int64_t>(random_()) % limit; }
   Date DateAt(std::int64_t second) const {
     return 46'000 + step_ + static_cast<double>(second) / static_cast<double>(kDay);
   }
@@ -354,21 +345,21 @@ class Month {
   // The other program has a clock that began elsewhere, and the time of day was set meanwhile.
   void Restart(std::int64_t second) {
     const WatchList before = list_;
-    base_ += seconds(random_.Below(1'000'000));
+    base_ += seconds(Below(1'000'000));
     list_ = WatchList();
     list_.Assign(settings_, base_ + seconds(second));
     for (std::size_t i = 0; i < kAll; ++i) {
       list_.Recall(i, before.At(i), WatchList::JudgementOf(before.At(i)), DateAt(second),
                    base_ + seconds(second));
     }
-    step_ = static_cast<double>(random_.Below(200) - 100) / 1000;
+    step_ = static_cast<double>(Below(200) - 100) / 1000;
   }
 
   WatchSettings settings_;
   WatchList list_;
   TimePoint base_;
   double step_ = 0;
-  Random random_;
+  std::minstd_rand random_{12345};  // NOLINT: the same each time
   std::size_t next_[kAll] = {};
 };
 

@@ -83,15 +83,13 @@ TEST_F(IPv6, NamesWithDeadAddressesLeadWhereTheyLeadCurl) {
   const std::string server = "[::1]:" + std::to_string(names.Port());
   http_.DNSURL(server);
   const std::string port = std::to_string(web_->Port());
-  const struct {
-    const char* host;
-    const char* addresses;
-  } cases[] = {{"only.six.test", "[::1]"},
-               {"dead.six.test", "127.0.0.5,127.0.0.6,[::1]"},
-               {"first.six.test", "127.0.0.5,127.0.0.1"}};
-  for (const auto& c : cases) {
-    const std::string resolved = std::string(c.host) + ":" + port + ":" + c.addresses;
-    EXPECT_EQ(Fetch(c.host), CurlFetch(c.host, {"--resolve", resolved})) << c.host;
+  const std::pair<const char*, const char*> cases[] = {
+      {"only.six.test", "[::1]"},
+      {"dead.six.test", "127.0.0.5,127.0.0.6,[::1]"},
+      {"first.six.test", "127.0.0.5,127.0.0.1"}};
+  for (const auto& [host, addresses] : cases) {
+    const std::string resolved = std::string(host) + ":" + port + ":" + addresses;
+    EXPECT_EQ(Fetch(host), CurlFetch(host, {"--resolve", resolved})) << host;
   }
   EXPECT_EQ(Fetch("both.six.test"), "127.0.0.1 both.six.test\n");
   http_.AddressPreference(preferIPv6);

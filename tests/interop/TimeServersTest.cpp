@@ -1,5 +1,5 @@
-// The time client against chrony's NTP server, whose clock is this system's own and so the measure.
-// Needs root, and port 123 of an address of 127.0.0.0/8.
+// The time client against xinetd's time service and chrony's NTP server, whose clock is this
+// system's own and so the measure. Chrony needs root, and port 123 of an address of 127.0.0.0/8.
 
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
@@ -12,6 +12,7 @@
 
 #include "ServerProcess.h"
 #include "platform/Clock.h"
+#include "support/DateText.h"
 #include "tests/SystemRoot.h"
 
 namespace netro::interop {
@@ -136,6 +137,40 @@ TEST_F(Chrony, ASurveyFindsTheMajority) {
   EXPECT_LT(survey.Bound(), 0.1);
   EXPECT_EQ(survey.Reports()[1].Reason, "its clock is not set");
   EXPECT_NEAR(survey.Reports()[2].Offset, -3600, 2) << "chronyc tells whole seconds";
+}
+
+std::string TimeService(const std::string& port, const std::string& lines) {
+  return "service time\n{\n  port = " + port +
+         "\n  bind = 127.0.0.1\n  user = " + std::to_string(geteuid()) +
+         "\n  instances = UNLIMITED\n  cps = 100000 1\n  log_type = FILE /dev/null\n"
+         "  type = INTERNAL UNLISTED\n" +
+         lines + "}\n";
+}
+
+TEST(Xinetd, TellsTheTimeOverUdpAndTcp) {
+  if (FindProgram("xinetd").empty()) GTEST_SKIP() << "xinetd is not installed";
+  const ServerProcess server([](const std::string& folder, const std::string& port) {
+    WriteFile(folder + "/conf", TimeService(port,
+                                            "  id = time-stream\n  socket_type = stream\n"
+                                            "  protocol = tcp\n  wait = no\n") +
+                                    TimeService(port,
+                                                "  id = time-dgram\n  socket_type = dgram\n"
+                                                "  protocol = udp\n  wait = yes\n"));
+    return std::vector<std::string>{FindProgram("xinetd"), "-dontfork", "-f",
+                                    folder + "/conf",      "-pidfile",  folder + "/pid"};
+  });
+  ASSERT_TRUE(server.IsUp()) << server.Output();
+  QueryTimeCLS time;
+  time.Server("127.0.0.1");
+  time.Port(server.Port());
+  time.Timeout(5);
+  for (int i = 0; i < 100; ++i) {
+    time.UseUDP(i % 2 == 0);
+    EXPECT_TRUE(time.QueryTime()) << time.LastErrMsg();
+    const auto now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
+    EXPECT_NEAR((time.DateTime() - ToDate(now)) * 86'400, 0, 2);
+    EXPECT_LT(time.SNTPRoundTripDelay(), 5);
+  }
 }
 
 }  // namespace
