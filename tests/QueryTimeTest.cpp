@@ -156,6 +156,8 @@ TEST_F(QueryTime, WaitsForTheSecondsOfTheTimeout) {
 }
 
 TEST_F(QueryTime, SettingsThatCannotBe) {
+  DatagramServer good(Always({Big32(kStampOf2000)}));
+  EXPECT_TRUE(Ask(good)) << "of which nothing is left";
   const std::tuple<const char*, std::int32_t, std::int32_t> kCases[] = {
       {"127.0.0.1", 0, 10022}, {"127.0.0.1", -1, 10022},       {"127.0.0.1", 65'536, 10022},
       {"", 37, 11001},         {"255.255.255.255", 37, 11001}, {"a..test", 37, 11001}};

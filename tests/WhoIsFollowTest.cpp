@@ -119,7 +119,7 @@ TEST(WhoIsReferral, OnlyLinesThatNameAHostLeadOn) {
   std::istringstream hosts(
       "../../etc/passwd\na b\na;reboot\n-oProxy\na..test\n.\n:43\na:\na:0\na:65536\na:43:43\na:-1\n"
       "a:4x\n[::1]\nuser@a.test\na.test/path\n\x1b[31ma.test\na\0.test\n\xc3\xa4.test\na.\xff\n"
-      "http://a.test\nrwhois://a.test:4321\nwhois://\nwhois://a.test/b\n"s +
+      "http://a.test\nrwhois://a.test:4321\nwhois://\nwhois://a.test/b\n127.1\n127.0.0.01\n"s +
       full + "\n" + full + "." + full + "\n" + std::string(100'000, 'x'));
   for (std::string host; std::getline(hosts, host);) {
     const WhoIsReferral referral = find("refer: " + host + "\n");
