@@ -467,17 +467,22 @@ class CommandTest(CommandTestCase):
         shown = json.loads(self.check(["get", "--json", "--output-dir", folder, *urls], 1).stdout)
         self.assertEqual([one["error"]["number"] for one in shown], [20028, 0])
 
+    def interrupt_all(self, *form):
+        with subprocess.Popen([NETRO, "get", "--parallel", "2", *form, *[self.url + "/silent"] * 10],
+                              stdout=subprocess.PIPE, stderr=subprocess.PIPE) as process:
+            self.assertTrue(self.server.asked.wait(LIMIT))
+            process.send_signal(signal.SIGINT)
+            shown, text = process.communicate(timeout=LIMIT)
+        self.assertEqual(process.returncode, -signal.SIGINT)
+        self.assertRegex(text, rb"9999(.|\n)*interrupted; [89] of 10 URLs were not asked for")
+        return shown
+
     def test_interrupt_cancels_all(self):
-        for form in [], ["--json"]:
-            self.server.asked.clear()
-            with subprocess.Popen([NETRO, "get", "--parallel", "2", *form, *[self.url + "/silent"] * 10],
-                                  stdout=subprocess.PIPE, stderr=subprocess.PIPE) as process:
-                self.assertTrue(self.server.asked.wait(LIMIT))
-                process.send_signal(signal.SIGINT)
-                shown, text = process.communicate(timeout=LIMIT)
-            self.assertEqual(process.returncode, -signal.SIGINT)
-            self.assertRegex(text, rb"9999(.|\n)*interrupted; [89] of 10 URLs were not asked for")
-        self.assertEqual([one["error"]["number"] for one in json.loads(shown)], [9999] * 10)
+        self.interrupt_all()
+
+    def test_interrupt_cancels_all_in_json_too(self):
+        shown = json.loads(self.interrupt_all("--json"))
+        self.assertEqual([one["error"]["number"] for one in shown], [9999] * 10)
 
     def test_tour(self):
         done = self.check(["tour"], 0)
