@@ -2,13 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <cstdint>
 #include <cstdlib>
 #include <limits>
-#include <optional>
 #include <random>
-#include <string>
 
 #include "TimeZone.h"
 #include "platform/Clock.h"
@@ -52,40 +48,24 @@ TEST(DateText, HasNoTextOutsideItsYears) {
 }
 
 TEST(DateText, RefusesOtherText) {
-  const std::string kCases[] = {"",
-                                "2026-11-21",
-                                "2026-11-21T10:45:00Z",
-                                "2026-11-21T10:45:00.123",
-                                "2026-11-21T10:45:00.123Z ",
-                                " 2026-11-21T10:45:00.123Z",
-                                "2026-11-21T10:45:00.1234Z",
-                                "2026-11-21 10:45:00.123Z",
-                                "2026-11-21t10:45:00.123z",
-                                "2026-11-21T10:45:00,123Z",
-                                "2026-11-21T10:45:00.123+",
-                                "2026-13-21T10:45:00.123Z",
-                                "2026-00-21T10:45:00.123Z",
-                                "2026-11-00T10:45:00.123Z",
-                                "2026-11-31T10:45:00.123Z",
-                                "2026-02-29T10:45:00.123Z",
-                                "1900-02-29T10:45:00.123Z",
-                                "2026-11-21T24:00:00.000Z",
-                                "2026-11-21T10:60:00.123Z",
-                                "2026-11-21T10:45:60.123Z",
-                                "-026-11-21T10:45:00.123Z",
-                                "+026-11-21T10:45:00.123Z",
-                                "2026--1-21T10:45:00.123Z",
-                                "2026-+1-21T10:45:00.123Z",
-                                "2026- 1-21T10:45:00.123Z",
-                                "2026-1\x00-21T10:45:00.123Z",
-                                "2026-11-21T0x:45:00.123Z",
-                                "2026-11-21T10:45:00.-23Z",
-                                "2026-11-21T10:45:00.12\xB2Z",
-                                std::string(24, '\0'),
-                                std::string(24, '9'),
-                                std::string(100000, '0')};
-  for (const std::string& text : kCases) {
+  const std::string good = "2026-11-21T10:45:00.123Z";
+  for (std::size_t at = 0; at < good.size(); ++at) {
+    EXPECT_EQ(TextToDate(good.substr(0, at)), std::nullopt) << at;
+    for (const char other : std::string("tz+- ,:x\xB2\0", 10)) {
+      std::string text = good;
+      text[at] = other;
+      EXPECT_EQ(TextToDate(text).has_value(), text == good) << text;
+    }
+  }
+  for (const std::string& text :
+       {good + " ", " " + good, std::string("2026-11-21T10:45:00.1234Z"),
+        std::string("2026-11-21T10:45:00Z"), std::string(24, '9'), std::string(100'000, '0')}) {
     EXPECT_EQ(TextToDate(text), std::nullopt) << text;
+  }
+  for (const char* moment : {"2026-13-21T10:45:00", "2026-00-21T10:45:00", "2026-11-00T10:45:00",
+                             "2026-11-31T10:45:00", "2026-02-29T10:45:00", "1900-02-29T10:45:00",
+                             "2026-11-21T24:00:00", "2026-11-21T10:60:00", "2026-11-21T10:45:60"}) {
+    EXPECT_EQ(TextToDate(moment + std::string(".123Z")), std::nullopt) << moment;
   }
 }
 

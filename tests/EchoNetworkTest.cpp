@@ -3,20 +3,11 @@
 // has no namespaces for this user; the test low_ports then runs them.
 
 #include <gtest/gtest.h>
-#include <netro/EchoCls.h>
-#include <netro/ICMPCls.h>
 
 #include <algorithm>
-#include <functional>
-#include <map>
-#include <memory>
-#include <string>
-#include <tuple>
-#include <utility>
-#include <vector>
 
+#include "EchoKit.h"
 #include "EchoNetworks.h"
-#include "SocketTestKit.h"
 #include "peers/EchoPeer.h"
 #include "peers/IcmpBytes.h"
 
@@ -26,75 +17,23 @@ namespace {
 using peers::EchoPeer;
 using Packets = std::vector<std::string>;
 
-// Takes down what each reply tells.
-class Outcomes : public EchoClsEvents {
- public:
-  void Reply(std::int32_t Id, const std::string& Host, std::int32_t /*MicroSeconds*/,
-             std::int32_t Status, std::int32_t TTL) override {
-    seen.push_back({Host, Status, TTL, Id});
-  }
-
-  struct Outcome {
-    std::string host;
-    std::int32_t status;
-    std::int32_t ttl;
-    std::int32_t id = 0;
-  };
-  std::vector<Outcome> seen;
-};
-
-class Answers : public EchoClsEvents {
- public:
-  void Answer(const EchoAnswer& answer) override { seen.push_back(answer); }
-
-  std::vector<EchoAnswer> seen;
-};
-
-class Hops : public ICMPClsEvents {
- public:
-  void Hop(const std::string& Host, std::int32_t /*RoundTripTime*/, std::int32_t Status,
-           bool& Cancel) override {
-    seen.emplace_back(Host, Status);
-    if (seen.size() == cancelAt) Cancel = true;
-  }
-
-  std::vector<std::pair<std::string, std::int32_t>> seen;
-  std::size_t cancelAt = 0;
-};
-
-// The kind of socket that the system grants, and the family of the hosts that are asked.
-struct Way {
-  EchoSocketEnum kind;
-  bool v6;
-};
-
-class BothKinds : public testing::TestWithParam<Way> {
+class BothKinds : public testing::TestWithParam<EchoWay> {
  protected:
   // Sends one request and waits for its outcome.
-  Outcomes::Outcome Ask(const std::string& ip, std::int32_t ttl = 0, std::int32_t size = 32,
-                        std::int32_t timeout = 5000) {
+  EchoSeen Ask(const std::string& ip, std::int32_t ttl = 0, std::int32_t size = 32,
+               std::int32_t timeout = 5000) {
     EchoCls echo;
-    Outcomes outcomes;
+    EchoSink outcomes;
     echo.Events(&outcomes);
     EXPECT_NE(echo.Send(ip, ttl, size, timeout), 0) << echo.LastErrMsg();
     EXPECT_EQ(echo.SocketUsed(), GetParam().kind);
     EXPECT_TRUE(PumpUntil([&] { return echo.Pending() == 0; }));
     EXPECT_EQ(outcomes.seen.size(), 1u);
-    return outcomes.seen.empty() ? Outcomes::Outcome{"none", -1, -1} : outcomes.seen[0];
+    return outcomes.seen.empty() ? EchoSeen{} : outcomes.seen[0];
   }
 
   bool GrantKind() const { return GetParam().kind == EchoSocketRaw || OwnNetwork::AllowEcho(); }
 };
-
-const Way kWays[] = {{EchoSocketRaw, false},
-                     {EchoSocketDatagram, false},
-                     {EchoSocketRaw, true},
-                     {EchoSocketDatagram, true}};
-
-std::string WayName(const testing::TestParamInfo<Way>& way) {
-  return std::string(way.param.kind == EchoSocketRaw ? "Raw" : "Datagram") +
-         (way.param.v6 ? "IPv6" : "");
-}
 
 // --- a scripted peer on loopback -----------------------------------------------------------------
 
@@ -147,8 +86,7 @@ TEST_P(EchoPeerTest, RequestsAndReplies) {
 TEST_P(EchoPeerTest, ErrorsOfEveryTypeArrive) {
   struct {
     bool v6;
-    int type;
-    int code;
+    int type, code;
     std::int32_t status;
   } const cases[] = {
       {false, 3, 0, 11002},  {false, 3, 3, 11005},  {false, 3, 4, 11009}, {false, 3, 13, 11003},
@@ -176,65 +114,43 @@ TEST_P(EchoPeerTest, StrangersDoNotCount) {
   const auto flip = [](std::string& bytes, std::size_t at) {
     bytes[at] = static_cast<char>(bytes[at] ^ 1);
   };
-  const auto errorAbout = [&](Request request, std::size_t changed) {
-    flip(request.packet, changed);
-    return Unreachable(Host(9), request);
+  const std::string other = Host(9);
+  const auto reply = [](const std::function<void(Request&)>& change) {
+    return [=](Request request) {
+      change(request);
+      return EchoPeer::Reply(request);
+    };
+  };
+  const auto error = [&](const std::function<void(Request&)>& change) {
+    return [&other, change](Request request) {
+      change(request);
+      return Unreachable(other, request);
+    };
+  };
+  const auto wrongSum = [&](const Request& request) {
+    std::string packet = EchoPeer::Reply(request);
+    flip(packet, request.HeaderSize() + 2);
+    return packet;
+  };
+  const auto redirect = [&](const Request& r) {
+    return EchoPeer::Error(r.IsIPv6() ? 137 : 5, r.IsIPv6() ? 0 : 1, other, r);
   };
   struct {
     const char* what;
-    std::function<std::string(Request)> packet;
+    std::function<std::string(const Request& request)> packet;
   } const strangers[] = {
-      {"another source",
-       [&](Request r) {
-         r.destination = Host(9);
-         return EchoPeer::Reply(r);
-       }},
-      {"another identifier",
-       [&](Request r) {
-         r.identifier ^= 1;
-         return EchoPeer::Reply(r);
-       }},
-      {"another sequence number",
-       [&](Request r) {
-         r.sequence ^= 1;
-         return EchoPeer::Reply(r);
-       }},
-      {"other data",
-       [&](Request r) {
-         flip(r.data, r.data.size() - 1);
-         return EchoPeer::Reply(r);
-       }},
-      {"less data",
-       [&](Request r) {
-         r.data.erase(0, 1);
-         return EchoPeer::Reply(r);
-       }},
-      {"more data",
-       [&](Request r) {
-         r.data += r.data;
-         return EchoPeer::Reply(r);
-       }},
-      {"a wrong checksum",
-       [&](Request r) {
-         std::string packet = EchoPeer::Reply(r);
-         flip(packet, r.HeaderSize() + 2);
-         return packet;
-       }},
-      {"a redirect",
-       [&](Request r) {
-         return r.IsIPv6() ? EchoPeer::Error(137, 0, Host(9), r)
-                           : EchoPeer::Error(5, 1, Host(9), r);
-       }},
-      {"an error about another host", [&](Request r) { return errorAbout(r, r.HeaderSize() - 1); }},
-      {"an error about another request",
-       [&](Request r) { return errorAbout(r, r.HeaderSize() + 7); }},
-      {"an error about another program's request",
-       [&](Request r) { return errorAbout(r, r.HeaderSize() + 5); }},
-      {"an error that quotes too little",
-       [&](Request r) {
-         r.packet.resize(r.HeaderSize() + 7);
-         return Unreachable(Host(9), r);
-       }},
+      {"another source", reply([&](Request& r) { r.destination = other; })},
+      {"another identifier", reply([](Request& r) { r.identifier ^= 1; })},
+      {"another sequence number", reply([](Request& r) { r.sequence ^= 1; })},
+      {"other data", reply([&](Request& r) { flip(r.data, r.data.size() - 1); })},
+      {"less data", reply([](Request& r) { r.data.erase(0, 1); })},
+      {"more data", reply([](Request& r) { r.data += r.data; })},
+      {"a wrong checksum", wrongSum},
+      {"a redirect", redirect},
+      {"about another host", error([&](Request& r) { flip(r.packet, r.HeaderSize() - 1); })},
+      {"about another request", error([&](Request& r) { flip(r.packet, r.HeaderSize() + 7); })},
+      {"about another program's", error([&](Request& r) { flip(r.packet, r.HeaderSize() + 5); })},
+      {"quotes too little", error([](Request& r) { r.packet.resize(r.HeaderSize() + 7); })},
   };
   for (const auto& stranger : strangers) {
     auto peer = Peer([&](const EchoPeer::Request& request) {
@@ -255,7 +171,7 @@ TEST_P(EchoPeerTest, OneReplyEach) {
                    Unreachable(Host(9), request)};
   });
   EchoCls echo;
-  Outcomes outcomes;
+  EchoSink outcomes;
   echo.Events(&outcomes);
   for (int i = 1; i <= 100; ++i) echo.Send(Host(i));
   ASSERT_TRUE(PumpUntil([&] { return echo.Pending() == 0; }));
@@ -263,16 +179,15 @@ TEST_P(EchoPeerTest, OneReplyEach) {
   MessageLoop::ForThisThread().PumpMessages();
   EXPECT_EQ(outcomes.seen.size(), 100u);
 
-  Answers answers;
-  echo.Events(&answers);
+  outcomes.answers.clear();
   echo.Duplicates(true);
   const std::int32_t id = echo.Send(Host(1));
-  ASSERT_TRUE(PumpUntil([&] { return answers.seen.size() == 2; }));
+  ASSERT_TRUE(PumpUntil([&] { return outcomes.answers.size() == 2; }));
   EXPECT_EQ(echo.Pending(), 0);
   for (const bool again : {false, true}) {
-    EXPECT_EQ(answers.seen[again].Id, id);
-    EXPECT_EQ(answers.seen[again].Duplicate, again);
-    EXPECT_EQ(answers.seen[again].Host, Host(1));
+    EXPECT_EQ(outcomes.answers[again].Id, id);
+    EXPECT_EQ(outcomes.answers[again].Duplicate, again);
+    EXPECT_EQ(outcomes.answers[again].Host, Host(1));
   }
 }
 
@@ -282,11 +197,11 @@ TEST_P(EchoPeerTest, LabelsAndCodesOfARouter) {
     return Packets{EchoPeer::Error(request.IsIPv6() ? 3 : 11, 0, Host(9), request, extensions)};
   });
   EchoCls echo;
-  Answers answers;
-  echo.Events(&answers);
+  EchoSink sink;
+  echo.Events(&sink);
   EXPECT_NE(echo.Send(Host(5), 1, 100), 0);
-  ASSERT_TRUE(PumpUntil([&] { return answers.seen.size() == 1; }));
-  const EchoAnswer& answer = answers.seen[0];
+  ASSERT_TRUE(PumpUntil([&] { return sink.answers.size() == 1; }));
+  const EchoAnswer& answer = sink.answers[0];
   EXPECT_EQ(answer.Status, 11013);
   EXPECT_EQ(answer.IcmpType, GetParam().v6 ? 3 : 11);
   EXPECT_EQ(answer.IcmpCode, 0);
@@ -305,7 +220,7 @@ TEST_P(EchoPeerTest, LateRepliesAreIgnored) {
     return Packets{late, Unreachable(Host(9), request)};
   });
   EchoCls echo;
-  Outcomes outcomes;
+  EchoSink outcomes;
   echo.Events(&outcomes);
   const std::int32_t first = echo.Send(Host(5), 0, 32, 60'000);
   ASSERT_TRUE(PumpUntil([&] { return peer.Received().size() == 1; }));
@@ -323,7 +238,7 @@ TEST_P(EchoPeerTest, ErrorsOfSomeDoNotStopTheOthers) {
                                              : Unreachable(Host(99), request)};
   });
   EchoCls echo;
-  Outcomes outcomes;
+  EchoSink outcomes;
   echo.Events(&outcomes);
   for (int i = 0; i < 200; ++i) {
     echo.Send(Host(i + 1, 2));
@@ -331,13 +246,8 @@ TEST_P(EchoPeerTest, ErrorsOfSomeDoNotStopTheOthers) {
         PumpUntil([&] { return peer.Received().size() == static_cast<std::size_t>(i) + 1; }));
   }
   ASSERT_TRUE(PumpUntil([&] { return echo.Pending() == 0; }));
-  std::size_t replies = 0, errors = 0;
-  for (const auto& outcome : outcomes.seen) {
-    replies += outcome.status == 0;
-    errors += outcome.status == 11003;
-  }
-  EXPECT_EQ(replies, 100u);
-  EXPECT_EQ(errors, 100u);
+  EXPECT_EQ(std::ranges::count(outcomes.seen, 0, &EchoSeen::status), 100);
+  EXPECT_EQ(std::ranges::count(outcomes.seen, 11003, &EchoSeen::status), 100);
 }
 
 // The destination itself may answer with an error: that is where the way ends.
@@ -355,25 +265,25 @@ TEST_P(EchoPeerTest, ATraceEndsAtTheDestination) {
                                    request.destination, request)};
   });
   ICMPCls icmp;
-  Hops hops;
+  HopSink hops;
   icmp.Events(&hops);
   icmp.TRTimeout(200);
   EXPECT_TRUE(icmp.TraceRt(Host(5)));
-  const std::vector<std::pair<std::string, std::int32_t>> expected = {
-      {Host(91), 11013}, {"", 11010}, {"", 11010}, {Host(94), 11003}, {Host(5), 11004}};
-  EXPECT_EQ(hops.seen, expected);
+  EXPECT_EQ(hops.seen,
+            (std::vector<HopSeen>{
+                {Host(91), 11013}, {"", 11010}, {"", 11010}, {Host(94), 11003}, {Host(5), 11004}}));
   EXPECT_EQ(icmp.TRHopCount(), 5);
 
   const std::size_t before = peer.Received().size();
   hops.seen.clear();
-  hops.cancelAt = 1;
+  hops.hook = [](bool& cancel) { cancel = true; };
   EXPECT_FALSE(icmp.TraceRt(Host(5)));
   EXPECT_EQ(icmp.LastErr(), 9999);
   EXPECT_TRUE(icmp.TRCanceled());
   EXPECT_EQ(peer.Received().size(), before + 1) << "no further probe";
 }
 
-INSTANTIATE_TEST_SUITE_P(EchoNetwork, EchoPeerTest, testing::ValuesIn(kWays), WayName);
+INSTANTIATE_TEST_SUITE_P(EchoNetwork, EchoPeerTest, testing::ValuesIn(kEchoWays), EchoWayName);
 
 // --- four hosts in a row -------------------------------------------------------------------------
 
@@ -401,14 +311,13 @@ TEST_P(EchoRoute, EachRouterIsAHop) {
   for (const auto& [probe, reached] : probes) {
     for (std::size_t length = 1; length <= way.size(); ++length) {
       ICMPCls icmp;
-      Hops hops;
+      HopSink hops;
       icmp.Events(&hops);
       icmp.TRProbe(probe);
       EXPECT_TRUE(icmp.TraceRt(way[length - 1]));
       ASSERT_EQ(hops.seen.size(), length) << probe;
       for (std::size_t i = 0; i < length; ++i) {
-        EXPECT_EQ(hops.seen[i].first, way[i]) << probe;
-        EXPECT_EQ(hops.seen[i].second, i + 1 == length ? reached : 11013) << probe;
+        EXPECT_EQ(hops.seen[i], (HopSeen{way[i], i + 1 == length ? reached : 11013})) << probe;
       }
       EXPECT_EQ(icmp.TRHopCount(), static_cast<std::int32_t>(length));
     }
@@ -417,12 +326,7 @@ TEST_P(EchoRoute, EachRouterIsAHop) {
 
 // A router of this system says so five times at once, then once a second.
 TEST_P(EchoRoute, RoutersThatGoNoFurther) {
-  struct {
-    bool v6;
-    const char* ip;
-    const char* from;
-    std::int32_t status;
-  } const cases[] = {
+  const std::tuple<bool, const char*, const char*, std::int32_t> cases[] = {
       {false, "10.9.1.1", "10.2.0.2", 11003},  // unreachable
       {false, "10.9.2.1", "10.2.0.2", 11003},  // prohibited
       {false, "10.9.4.1", "10.2.0.2", 11002},  // no route there
@@ -432,11 +336,11 @@ TEST_P(EchoRoute, RoutersThatGoNoFurther) {
       {true, "fd09:0:4::1", "fd02::2", 11002}, {true, "fd08::1", "fd01::2", 11002},
       {true, "fd09:0:3::1", "", 11010},
   };
-  for (const auto& c : cases) {
-    if (c.v6 != GetParam().v6) continue;
-    const auto outcome = Ask(c.ip, 0, 32, *c.from == 0 ? 200 : 5000);
-    EXPECT_EQ(outcome.status, c.status) << c.ip;
-    EXPECT_EQ(outcome.host, c.from) << c.ip;
+  for (const auto& [v6, ip, from, status] : cases) {
+    if (v6 != GetParam().v6) continue;
+    const auto outcome = Ask(ip, 0, 32, *from == 0 ? 200 : 5000);
+    EXPECT_EQ(outcome.status, status) << ip;
+    EXPECT_EQ(outcome.host, from) << ip;
   }
 }
 
@@ -450,11 +354,11 @@ TEST_P(EchoRoute, NoRouteOfOurOwn) {
   EXPECT_EQ(Ask(Host("10.67.0.1", "fd67::1")).status, 11050);
   EXPECT_EQ(ICMPCls().PingHost(b_), -11002);
   ICMPCls icmp;
-  Hops hops;
+  HopSink hops;
   icmp.Events(&hops);
   icmp.TRMaxHops(2);
   EXPECT_TRUE(icmp.TraceRt(b_));
-  EXPECT_EQ(hops.seen, (std::vector<std::pair<std::string, std::int32_t>>(2, {"", 11002})));
+  EXPECT_EQ(hops.seen, (std::vector<HopSeen>(2, {"", 11002})));
 }
 
 TEST_P(EchoRoute, AnAbsentNeighbour) {
@@ -466,21 +370,19 @@ TEST_P(EchoRoute, AnAbsentNeighbour) {
 
 // Packets to absent neighbours fill the system's buffer for as long as it asks for them.
 TEST_P(EchoRoute, RequestsWaitForRoomInTheBuffer) {
-  struct {
-    const char* retryMilliSeconds;
-    std::int32_t timeout, status;
-  } const cases[] = {{"1", 4000, 0}, {"1000", 50, 11006}};
-  for (const auto& c : cases) {
-    ASSERT_TRUE(OwnNetwork::Set("neigh/toR1/retrans_time_ms", c.retryMilliSeconds, Family()));
+  const std::tuple<const char*, std::int32_t, std::int32_t> cases[] = {{"1", 4000, 0},
+                                                                       {"1000", 50, 11006}};
+  for (const auto& [retryMilliSeconds, timeout, status] : cases) {
+    ASSERT_TRUE(OwnNetwork::Set("neigh/toR1/retrans_time_ms", retryMilliSeconds, Family()));
     EchoCls echo;
-    Outcomes outcomes;
+    EchoSink outcomes;
     echo.Events(&outcomes);
     for (int i = 3; i < 253; ++i)
-      echo.Send(Host("10.1.0.", "fd01::") + std::to_string(i), 0, 60'000, c.timeout);
-    const std::int32_t last = echo.Send(Host("10.1.0.2", "fd01::2"), 0, 60'000, c.timeout);
+      echo.Send(Host("10.1.0.", "fd01::") + std::to_string(i), 0, 60'000, timeout);
+    const std::int32_t last = echo.Send(Host("10.1.0.2", "fd01::2"), 0, 60'000, timeout);
     const auto isLast = [&](const auto& outcome) { return outcome.id == last; };
     ASSERT_TRUE(PumpUntil([&] { return std::ranges::any_of(outcomes.seen, isLast); }));
-    EXPECT_EQ(std::ranges::find_if(outcomes.seen, isLast)->status, c.status);
+    EXPECT_EQ(std::ranges::find_if(outcomes.seen, isLast)->status, status);
   }
 }
 
@@ -494,7 +396,7 @@ TEST_P(EchoRoute, ANarrowWay) {
   EXPECT_GE(icmp.PingHost(b_), 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(EchoNetwork, EchoRoute, testing::ValuesIn(kWays), WayName);
+INSTANTIATE_TEST_SUITE_P(EchoNetwork, EchoRoute, testing::ValuesIn(kEchoWays), EchoWayName);
 
 class EchoRoute6 : public EchoRoute {};
 
@@ -509,9 +411,8 @@ TEST_P(EchoRoute6, LinkLocalHosts) {
   EXPECT_EQ(Ask("fe80::99").status, 11050) << "on which link?";
 }
 
-INSTANTIATE_TEST_SUITE_P(EchoNetwork, EchoRoute6,
-                         testing::Values(Way{EchoSocketRaw, true}, Way{EchoSocketDatagram, true}),
-                         WayName);
+INSTANTIATE_TEST_SUITE_P(EchoNetwork, EchoRoute6, testing::Values(kEchoWays[2], kEchoWays[3]),
+                         EchoWayName);
 
 }  // namespace
 }  // namespace netro

@@ -39,13 +39,11 @@ class OwnNetwork {
   }
 
   /// Lets the program ip run these lines where the thread is.
-  static bool Ip(const std::string& lines) { return Feed("ip -batch -", lines); }
-  /// Runs a command with this input; true when its status is 0.
-  static bool Feed(const std::string& command, const std::string& input) {
-    FILE* pipe = popen(command.c_str(), "we");
-    if (pipe == nullptr) return false;
-    fputs(input.c_str(), pipe);
-    return pclose(pipe) == 0;
+  static bool Ip(const std::string& lines) {
+    FILE* ip = popen("ip -batch -", "we");
+    if (ip == nullptr) return false;
+    fputs(lines.c_str(), ip);
+    return pclose(ip) == 0;
   }
   /// What a command writes.
   static std::string Read(const std::string& command) {
@@ -99,7 +97,6 @@ class FourHosts {
     return answered == 2;
   }
 
-  const OwnNetwork& A() const { return a_; }
   const OwnNetwork& R1() const { return r1_; }
   const OwnNetwork& R2() const { return r2_; }
   const OwnNetwork& B() const { return b_; }

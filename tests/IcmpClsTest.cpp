@@ -1,19 +1,13 @@
-// ICMPCls: texts and address tables; results, waits and their ends on loopback. Who is asked at
-// 0.0.0.0 stays silent: the reply comes from 127.0.0.1. What needs a network is in EchoNetworkTest.
+// ICMPCls: texts and address tables; results, waits and their ends on loopback. What needs a
+// network is in EchoNetworkTest.
 
 #include <gtest/gtest.h>
 #include <netdb.h>
-#include <netro/ICMPCls.h>
 
-#include <chrono>
-#include <functional>
-#include <memory>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "DnsTestKit.h"
-#include "EchoPermission.h"
+#include "EchoKit.h"
 #include "platform/Clock.h"
 
 namespace netro {
@@ -21,17 +15,13 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr char kSilent[] = "0.0.0.0";
 // A label of 64 letters: no resolver asks the network for it.
 constexpr char kNoName[] = "xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx";
 
 // --- tables --------------------------------------------------------------------------------------
 
 TEST(IcmpTables, Texts) {
-  struct {
-    std::int32_t code;
-    const char* text;
-  } const cases[] = {
+  const std::pair<std::int32_t, const char*> cases[] = {
       {9999, "Command Canceled"},       {10000, "Can not find host in DNS"},
       {10002, "Command Timed Out"},     {11001, "Buffer too Small"},
       {11010, "Request Timed Out"},     {11022, "Unload"},
@@ -40,56 +30,38 @@ TEST(IcmpTables, Texts) {
       {11049, "Unknown Error# 11049."}, {-11010, "Unknown Error# -11010."},
   };
   const ICMPCls icmp;
-  for (const auto& c : cases) EXPECT_EQ(icmp.GetICMPError(c.code), c.text) << c.code;
+  for (const auto& [code, text] : cases) EXPECT_EQ(icmp.GetICMPError(code), text) << code;
 }
 
 TEST(IcmpTables, ClassesAndTypesOfAddresses) {
-  struct {
-    const char* ip;
-    const char* ipClass;
-    std::int32_t type;
-  } const cases[] = {
-      {"", "", 0},
-      {"host", "E", 0},
-      {"1.2.3.256", "E", 0},
-      {"0.0.0.0", "A", 0},
-      {"0.255.255.255", "A", 0},
-      {"1.0.0.0", "A", 1},
-      {"9.255.255.255", "A", 1},
-      {"10.0.0.0", "A", 2},
-      {"10.1.2.3", "A", 2},
-      {"10.255.255.255", "A", 2},
-      {"11.0.0.0", "A", 1},
-      {"100.63.255.255", "A", 1},
-      {"100.64.0.0", "A", 2},
-      {"100.127.255.255", "A", 2},
-      {"100.128.0.0", "A", 1},
-      {"126.255.255.255", "A", 1},
-      {"127.0.0.0", "A", 3},
-      {"127.255.255.255", "A", 3},
-      {"128.0.0.0", "B", 1},
-      {"169.253.255.255", "B", 1},
-      {"169.254.0.0", "B", 4},
-      {"169.254.255.255", "B", 4},
-      {"172.15.255.255", "B", 1},
-      {"172.16.0.1", "B", 2},
-      {"172.31.255.255", "B", 2},
-      {"172.32.0.0", "B", 1},
-      {"191.255.255.255", "B", 1},
-      {"192.0.0.0", "C", 1},
-      {"192.168.0.1", "C", 2},
-      {"192.169.0.0", "C", 1},
-      {"223.255.255.255", "C", 1},
-      {"224.0.0.1", "D", 5},
-      {"239.255.255.255", "D", 5},
-      {"240.0.0.1", "E", 0},
-      {"255.255.255.254", "E", 0},
-      {"255.255.255.255", "E", 6},
+  const std::tuple<const char*, const char*, const char*, std::int32_t> ranges[] = {
+      {"", "", "", 0},
+      {"host", "1.2.3.256", "E", 0},
+      {"0.0.0.0", "0.255.255.255", "A", 0},
+      {"1.0.0.0", "9.255.255.255", "A", 1},
+      {"10.0.0.0", "10.255.255.255", "A", 2},
+      {"11.0.0.0", "100.63.255.255", "A", 1},
+      {"100.64.0.0", "100.127.255.255", "A", 2},
+      {"100.128.0.0", "126.255.255.255", "A", 1},
+      {"127.0.0.0", "127.255.255.255", "A", 3},
+      {"128.0.0.0", "169.253.255.255", "B", 1},
+      {"169.254.0.0", "169.254.255.255", "B", 4},
+      {"169.255.0.0", "172.15.255.255", "B", 1},
+      {"172.16.0.0", "172.31.255.255", "B", 2},
+      {"172.32.0.0", "191.255.255.255", "B", 1},
+      {"192.0.0.0", "192.167.255.255", "C", 1},
+      {"192.168.0.0", "192.168.255.255", "C", 2},
+      {"192.169.0.0", "223.255.255.255", "C", 1},
+      {"224.0.0.0", "239.255.255.255", "D", 5},
+      {"240.0.0.0", "255.255.255.254", "E", 0},
+      {"255.255.255.255", "255.255.255.255", "E", 6},
   };
   const ICMPCls icmp;
-  for (const auto& c : cases) {
-    EXPECT_EQ(icmp.GetIPClass(c.ip), c.ipClass) << c.ip;
-    EXPECT_EQ(icmp.GetIPType(c.ip), c.type) << c.ip;
+  for (const auto& [first, last, ipClass, type] : ranges) {
+    for (const char* ip : {first, last}) {
+      EXPECT_EQ(icmp.GetIPClass(ip), ipClass) << ip;
+      EXPECT_EQ(icmp.GetIPType(ip), type) << ip;
+    }
   }
 }
 
@@ -113,27 +85,6 @@ TEST(IcmpTables, ServicesOfTheSystem) {
 
 // --- calls ---------------------------------------------------------------------------------------
 
-struct HopSeen {
-  std::string host;
-  std::int32_t time;
-  std::int32_t status;
-  bool operator==(const HopSeen&) const = default;
-};
-
-// Writes down each hop; `hook` may then do anything.
-class Hops : public ICMPClsEvents {
- public:
-  void Hop(const std::string& Host, std::int32_t RoundTripTime, std::int32_t Status,
-           bool& Cancel) override {
-    EXPECT_FALSE(Cancel);
-    seen.push_back({Host, RoundTripTime, Status});
-    if (hook) hook(Cancel);
-  }
-
-  std::vector<HopSeen> seen;
-  std::function<void(bool& cancel)> hook;
-};
-
 class Icmp : public testing::Test {
  protected:
   Icmp() { icmp_->Events(&hops_); }
@@ -144,7 +95,7 @@ class Icmp : public testing::Test {
   }
 
   std::unique_ptr<ICMPCls> icmp_ = std::make_unique<ICMPCls>();
-  Hops hops_;
+  HopSink hops_;
 };
 
 TEST_F(Icmp, AHostThatIsNone) {
@@ -165,10 +116,8 @@ TEST_F(Icmp, AHostThatIsNone) {
 
 TEST_F(Icmp, NamesAreLookedUp) {
   EXPECT_EQ(icmp_->DNSLookup("localhost"), "127.0.0.1");
-  EXPECT_EQ(icmp_->DNSLastErr(), 0);
   EXPECT_EQ(icmp_->DNSLookup(kNoName), "");
   EXPECT_EQ(icmp_->DNSLastErr(), 59);
-  EXPECT_TRUE(icmp_->IsIPNumber("127.1"));
   EXPECT_EQ(icmp_->LastErr(), 0) << "a look-up is no ping";
 }
 
@@ -239,24 +188,17 @@ TEST_F(IcmpEcho, PacketsOfEverySize) {
     EXPECT_EQ(icmp_->PingHost("127.0.0.1"), -11009) << size;
     ExpectError(-11009, "Packet too Big");
   }
-}
-
-TEST_F(IcmpEcho, RefusalsToSend) {
-  EXPECT_EQ(icmp_->PingHost("127.255.255.255"), -11050) << "a broadcast address";
-  ExpectError(-11050, "General Failure");
+  EXPECT_EQ(ICMPCls().PingHost("127.255.255.255"), -11050) << "a broadcast address";
 }
 
 TEST_F(IcmpEcho, SilenceEndsWithItsTime) {
   icmp_->PingTimeout(700);
-  const RunningClock clock([] { return true; });
   const TimePoint before = Now();
+  const RunningClock clock([&] { return Now() - before < milliseconds(700); });
   EXPECT_EQ(icmp_->PingHost(kSilent), -11010);
   EXPECT_GE(Now() - before, milliseconds(700));
   EXPECT_LT(Now() - before, milliseconds(1900));
   ExpectError(-11010, "Request Timed Out");
-}
-
-TEST_F(IcmpEcho, NoTimeAtAll) {
   for (const std::int32_t time : {0, -5000}) {
     icmp_->PingTimeout(time);
     EXPECT_EQ(icmp_->PingHost(kSilent), -11010);
@@ -270,7 +212,7 @@ TEST_F(IcmpEcho, TraceToLoopback) {
   EXPECT_EQ(hops_.seen[0].host, "127.0.0.1");
   EXPECT_EQ(hops_.seen[0].status, 0);
   EXPECT_EQ(icmp_->TRHopCount(), 1);
-  EXPECT_EQ(icmp_->TRSumRoundTripTime(), hops_.seen[0].time);
+  EXPECT_EQ(icmp_->TRSumRoundTripTime(), hops_.sum);
   EXPECT_FALSE(icmp_->TRCanceled());
   ExpectError(0, "");
   icmp_->Events(nullptr);
@@ -289,7 +231,7 @@ TEST_F(IcmpEcho, SilentHopsCount) {
   };
   const TimePoint before = Now();
   EXPECT_TRUE(icmp_->TraceRt(kSilent));
-  EXPECT_EQ(hops_.seen, (std::vector<HopSeen>(3, HopSeen{"", 0, 11010})));
+  EXPECT_EQ(hops_.seen, (std::vector<HopSeen>(3, HopSeen{"", 11010})));
   EXPECT_EQ(icmp_->TRHopCount(), 3);
   EXPECT_EQ(icmp_->TRSumRoundTripTime(), 0);
   EXPECT_GE(Now() - before, milliseconds(3 * 500 + 2 * 2000));
@@ -299,13 +241,12 @@ TEST_F(IcmpEcho, SilentHopsCount) {
 
 TEST_F(IcmpEcho, LimitsOfTheNumberOfHops) {
   icmp_->TRTimeout(0);
-  struct {
-    std::int32_t limit, hops;
-  } const cases[] = {{-1, 0}, {0, 0}, {1, 1}, {255, 255}, {256, 255}, {2'147'483'647, 255}};
-  for (const auto& c : cases) {
-    icmp_->TRMaxHops(c.limit);
+  const std::pair<std::int32_t, std::int32_t> cases[] = {
+      {-1, 0}, {0, 0}, {1, 1}, {255, 255}, {256, 255}, {2'147'483'647, 255}};
+  for (const auto& [limit, hops] : cases) {
+    icmp_->TRMaxHops(limit);
     EXPECT_TRUE(icmp_->TraceRt(kSilent));
-    EXPECT_EQ(icmp_->TRHopCount(), c.hops) << c.limit;
+    EXPECT_EQ(icmp_->TRHopCount(), hops) << limit;
   }
 }
 
@@ -325,47 +266,34 @@ TEST_F(IcmpEcho, TheHandlerCancels) {
   EXPECT_FALSE(icmp_->TRCanceled());
 }
 
-TEST_F(IcmpEcho, StopWaitingEndsEveryWait) {
-  icmp_->TRDelay(60'000);
-  const auto traceInPause = [&] {
-    icmp_->TRTimeout(0);
-    return icmp_->TraceRt(kSilent);
+TEST_F(IcmpEcho, EveryWaitIsEnded) {
+  const auto trace = [&](std::int32_t timeout, std::int32_t pause) {
+    icmp_->TRTimeout(timeout);
+    icmp_->TRDelay(pause);
+    EXPECT_FALSE(icmp_->TraceRt(kSilent));
+    ExpectError(9999, "Command Canceled");
+    EXPECT_FALSE(icmp_->TRCanceled()) << "not by Hop";
   };
-  const auto traceInHop = [&] {
-    icmp_->TRTimeout(60'000);
-    return icmp_->TraceRt(kSilent);
-  };
-  for (const bool kill : {false, true}) {
-    const auto stop = [&] { kill ? icmp_->Kill() : icmp_->StopWaiting(); };
+  const std::function<void()> kStops[] = {
+      [&] { icmp_->StopWaiting(); }, [&] { icmp_->Kill(); },
+      [&] { std::thread([&] { icmp_->StopWaiting(); }).join(); }};
+  for (const auto& stop : kStops) {
     During(stop);
     EXPECT_EQ(icmp_->PingHost(kSilent), -9999);
     ExpectError(9999, "Command Canceled");
     During(stop);
-    EXPECT_FALSE(traceInHop());
-    ExpectError(9999, "Command Canceled");
-    EXPECT_FALSE(icmp_->TRCanceled()) << "not by Hop";
+    trace(60'000, 60'000);
     hops_.hook = [&](bool&) { During(stop); };
-    EXPECT_FALSE(traceInPause());
+    trace(0, 60'000);
     hops_.hook = [&](bool&) { stop(); };
     for (const std::int32_t pause : {60'000, 0}) {
-      icmp_->TRDelay(pause);
-      EXPECT_FALSE(traceInPause()) << pause;
-      ExpectError(9999, "Command Canceled");
+      trace(0, pause);
       EXPECT_EQ(icmp_->TRHopCount(), 1);
     }
-    icmp_->TRDelay(60'000);
     hops_.hook = nullptr;
     stop();
     EXPECT_GE(icmp_->PingHost("127.0.0.1"), 0) << "a stop of before is not one of now";
   }
-}
-
-TEST_F(IcmpEcho, AnotherThreadEndsTheCall) {
-  icmp_->PingTimeout(3'600'000);
-  std::thread stopper;
-  During([&] { stopper = std::thread([&] { icmp_->StopWaiting(); }); });
-  EXPECT_EQ(icmp_->PingHost(kSilent), -9999);
-  stopper.join();
 }
 
 TEST_F(IcmpEcho, ASecondCallIsRefusedAndChangesNothing) {

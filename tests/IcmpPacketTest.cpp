@@ -4,10 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdint>
-#include <optional>
-#include <string>
-#include <vector>
 
 #include "platform/Echo.h"
 #include "platform/IcmpPacket.h"
@@ -107,6 +103,22 @@ class IcmpPackets : public testing::TestWithParam<int> {
     return ReadIcmp6Message(bytes_, source, packet.size() > 7 ? BytesOf(packet)[7] : 0);
   }
 
+  struct Expected {
+    std::int32_t status;
+    int ttl;
+    IpAddress from, destination;
+    int identifier, sequence;
+  };
+  static void ExpectAnswer(const std::optional<IcmpAnswer>& answer, const Expected& expected) {
+    ASSERT_TRUE(answer);
+    EXPECT_EQ(answer->status, expected.status);
+    EXPECT_EQ(answer->ttl, expected.ttl);
+    EXPECT_EQ(answer->from, expected.from);
+    EXPECT_EQ(answer->destination, expected.destination);
+    EXPECT_EQ(answer->identifier, expected.identifier);
+    EXPECT_EQ(answer->sequence, expected.sequence);
+  }
+
   std::size_t HeaderSize(const Options& options) const { return f.header + options.bytes.size(); }
   IpAddress Sender(const std::string& text) const {
     const IpAddress ip = Ip(text);
@@ -118,105 +130,61 @@ class IcmpPackets : public testing::TestWithParam<int> {
   Bytes bytes_;
 };
 
-TEST_P(IcmpPackets, RequestsAreComposed) {
-  for (const std::string& data : {""s, "d"s, "data"s, std::string(65'507, '\xFF')}) {
-    const Bytes request = ComposeEchoRequest(f.family, 0x1234, 0x0A0B, BytesOf(data));
-    std::string expected = EchoMessage(f.asks, 0x1234, 0x0A0B, data);
-    if (f.family == AddressFamily::IPv6) expected.replace(2, 2, 2, '\0');
-    EXPECT_EQ(std::string(request.begin(), request.end()), expected) << data.size();
-    if (f.family == AddressFamily::IPv4) {
-      EXPECT_EQ(InternetChecksum(request), 0) << data.size();
-    }
-  }
-}
-
 TEST(IcmpPacket, ErrorsHaveTheirStatus) {
   constexpr auto kV4 = AddressFamily::IPv4, kV6 = AddressFamily::IPv6;
-  struct {
-    AddressFamily family;
-    std::uint8_t type;
-    std::vector<int> codes;
-    std::optional<std::int32_t> status;
-  } const cases[] = {
-      {kV4, 3, {0, 6, 9, 11}, 11002},
-      {kV4, 3, {1, 7, 8, 10, 12, 13, 14, 15, 16, 255}, 11003},
-      {kV4, 3, {2}, 11004},
-      {kV4, 3, {3}, 11005},
-      {kV4, 3, {4}, 11009},
-      {kV4, 3, {5}, 11012},
-      {kV4, 4, {0, 1}, 11016},
-      {kV4, 11, {0, 2, 255}, 11013},
-      {kV4, 11, {1}, 11014},
-      {kV4, 12, {0, 1, 2}, 11015},
-      {kV4, 0, {0}, std::nullopt},
-      {kV4, 1, {0}, std::nullopt},
-      {kV4, 5, {0, 1, 2, 3}, std::nullopt},
-      {kV4, 8, {0}, std::nullopt},
-      {kV4, 13, {0}, std::nullopt},
-      {kV4, 255, {0}, std::nullopt},
-      {kV6, 1, {0, 6}, 11002},
-      {kV6, 1, {1, 2, 3, 5, 7, 255}, 11003},
-      {kV6, 1, {4}, 11005},
-      {kV6, 2, {0, 1}, 11009},
-      {kV6, 3, {0, 2, 255}, 11013},
-      {kV6, 3, {1}, 11014},
-      {kV6, 4, {0, 2, 3}, 11015},
-      {kV6, 4, {1}, 11004},
-      {kV6, 0, {0}, std::nullopt},
-      {kV6, 5, {0}, std::nullopt},
-      {kV6, 11, {0}, std::nullopt},
-      {kV6, 128, {0}, std::nullopt},
-      {kV6, 129, {0}, std::nullopt},
-      {kV6, 137, {0}, std::nullopt},
-  };
-  for (const auto& c : cases) {
-    for (const int code : c.codes) {
-      EXPECT_EQ(IcmpErrorStatus(c.family, c.type, static_cast<std::uint8_t>(code)), c.status)
-          << (c.family == kV6 ? "6: " : "4: ") << int{c.type} << "/" << code;
-    }
-  }
+  const std::tuple<AddressFamily, std::vector<int>, std::vector<int>, std::optional<std::int32_t>>
+      cases[] = {
+          {kV4, {3}, {0, 6, 9, 11}, 11002},
+          {kV4, {3}, {1, 7, 8, 10, 12, 13, 14, 15, 16, 255}, 11003},
+          {kV4, {3}, {2}, 11004},
+          {kV4, {3}, {3}, 11005},
+          {kV4, {3}, {4}, 11009},
+          {kV4, {3}, {5}, 11012},
+          {kV4, {4}, {0, 1}, 11016},
+          {kV4, {11}, {0, 2, 255}, 11013},
+          {kV4, {11}, {1}, 11014},
+          {kV4, {12}, {0, 1, 2}, 11015},
+          {kV4, {0, 1, 5, 8, 13, 255}, {0, 1, 2, 3}, std::nullopt},
+          {kV6, {1}, {0, 6}, 11002},
+          {kV6, {1}, {1, 2, 3, 5, 7, 255}, 11003},
+          {kV6, {1}, {4}, 11005},
+          {kV6, {2}, {0, 1}, 11009},
+          {kV6, {3}, {0, 2, 255}, 11013},
+          {kV6, {3}, {1}, 11014},
+          {kV6, {4}, {0, 2, 3}, 11015},
+          {kV6, {4}, {1}, 11004},
+          {kV6, {0, 5, 11, 128, 129, 137}, {0}, std::nullopt},
+      };
+  for (const auto& [family, types, codes, status] : cases)
+    for (const int type : types)
+      for (const int code : codes)
+        EXPECT_EQ(IcmpErrorStatus(family, static_cast<std::uint8_t>(type),
+                                  static_cast<std::uint8_t>(code)),
+                  status)
+            << (family == kV6 ? "6: " : "4: ") << type << "/" << code;
 }
 
 TEST(IcmpPacket, RefusalsToSendHaveTheirStatus) {
-  struct {
-    std::int32_t error, status;
-  } const cases[] = {{0, 0},         {10040, 11009}, {10050, 11002}, {10051, 11002},
-                     {10064, 11003}, {10065, 11003}, {10055, 11006}, {10013, 11050},
-                     {10022, 11050}, {20001, 11050}};
-  for (const auto& c : cases) EXPECT_EQ(EchoSendStatus(c.error), c.status) << c.error;
+  const std::pair<std::int32_t, std::int32_t> cases[] = {
+      {0, 0},         {10040, 11009}, {10050, 11002}, {10051, 11002}, {10064, 11003},
+      {10065, 11003}, {10055, 11006}, {10013, 11050}, {10022, 11050}, {20001, 11050}};
+  for (const auto& [error, status] : cases) EXPECT_EQ(EchoSendStatus(error), status) << error;
 }
 
-TEST_P(IcmpPackets, RepliesAreRead) {
+TEST_P(IcmpPackets, RepliesAreReadAndErrorsWithWhatTheyQuote) {
   for (const Options& options : f.options) {
     for (const std::string& data : {""s, "x"s, "some data"s}) {
       IpFields fields = From(f.there, f.here, options);
       fields.ttl = 57;
-      const std::string packet = IpBytes(fields, EchoMessage(f.replies, 0xFFFE, 0x8001, data));
-      const auto answer = Read(packet, options);
-      ASSERT_TRUE(answer) << options.bytes.size() << " " << data;
-      EXPECT_EQ(answer->status, 0);
-      EXPECT_EQ(answer->from, Ip(f.there));
-      EXPECT_EQ(answer->destination, Ip(f.there));
-      EXPECT_EQ(answer->ttl, 57);
-      EXPECT_EQ(answer->identifier, 0xFFFE);
-      EXPECT_EQ(answer->sequence, 0x8001);
-      EXPECT_EQ(std::string(answer->data.begin(), answer->data.end()), data);
+      const auto answer =
+          Read(IpBytes(fields, EchoMessage(f.replies, 0xFFFE, 0x8001, data)), options);
+      ExpectAnswer(answer, {0, 57, Ip(f.there), Ip(f.there), 0xFFFE, 0x8001});
+      EXPECT_EQ(answer ? std::string(answer->data.begin(), answer->data.end()) : "none", data);
     }
-  }
-}
-
-TEST_P(IcmpPackets, ErrorsAreReadWithWhatTheyQuote) {
-  for (const Options& options : f.options) {
     for (const Options& quotedOptions : f.options) {
       const auto answer = Read(ErrorPacket(options, quotedOptions), options);
-      ASSERT_TRUE(answer) << options.bytes.size() << " " << quotedOptions.bytes.size();
-      EXPECT_EQ(answer->status, 11013);
-      EXPECT_EQ(answer->from, Sender(f.router));
-      EXPECT_EQ(answer->destination, Ip(f.there));
-      EXPECT_EQ(answer->ttl, 64);
-      EXPECT_EQ(answer->identifier, 0x1234);
-      EXPECT_EQ(answer->sequence, 0x0A0B);
-      EXPECT_TRUE(answer->data.empty());
+      ExpectAnswer(answer, {11013, 64, Sender(f.router), Ip(f.there), 0x1234, 0x0A0B});
+      EXPECT_TRUE(answer && answer->data.empty());
     }
   }
 }
@@ -272,10 +240,7 @@ TEST(IcmpPacket, OthersThanIPv6AnswersAreNone) {
   };
   std::string version4 = errorAbout({58, ""}, request);
   version4[8] = '\x45';
-  struct {
-    const char* what;
-    std::string message;
-  } const cases[] = {
+  const std::pair<const char*, std::string> cases[] = {
       {"a request", request},
       {"a reply of IPv4", EchoMessage(0, 1, 2, "data")},
       {"a reply with a code", "\x81\1"s + request.substr(2)},
@@ -288,8 +253,8 @@ TEST(IcmpPacket, OthersThanIPv6AnswersAreNone) {
       {"an error about an encrypted packet", errorAbout({50, "\x3A\0\1\4\0\0\0\0"s}, request)},
       {"an error about nothing", IcmpErrorMessage(1, 0, "")},
   };
-  for (const auto& c : cases) {
-    EXPECT_FALSE(ReadIcmp6Message(BytesOf(c.message), Ip("fd00::9"), 64)) << c.what;
+  for (const auto& [what, message] : cases) {
+    EXPECT_FALSE(ReadIcmp6Message(BytesOf(message), Ip("fd00::9"), 64)) << what;
   }
 }
 
@@ -299,43 +264,35 @@ TEST(IcmpPacket, OthersThanIPv4AnswersAreNone) {
   const auto errorAbout = [](const IpFields& fields, const std::string& payload) {
     return IpBytes(From(kRouter, kHere), IcmpErrorMessage(3, 1, IpBytes(fields, payload)));
   };
-  IpFields udp = From(kThere, kHere);
-  udp.protocol = 17;
-  IpFields fragment = From(kThere, kHere);
-  fragment.fragmentOffset = 1;
-  std::string version6 = IpBytes(From(kThere, kHere), reply);
-  version6[0] = '\x65';
-  std::string shortHeader = IpBytes(From(kThere, kHere), reply);
-  shortHeader[0] = '\x44';
-  std::string shortLength = IpBytes(From(kThere, kHere), reply);
-  shortLength.replace(2, 2, "\0\x13"s);
-  std::string badChecksum = reply;
-  badChecksum[2] = static_cast<char>(badChecksum[2] ^ 1);
-  const std::string withCode = peers::WithIcmpChecksum("\0\1"s + reply.substr(2));
-  IpFields quotedFragment = From(kHere, kThere);
-  quotedFragment.fragmentOffset = 185;
-  IpFields quotedUdp = From(kHere, kThere);
-  quotedUdp.protocol = 17;
-  struct {
-    const char* what;
-    std::string packet;
-  } const cases[] = {
-      {"a request", IpBytes(From(kThere, kHere), request)},
-      {"another protocol", IpBytes(udp, reply)},
-      {"a later fragment", IpBytes(fragment, reply)},
-      {"another version", version6},
-      {"a header of 16 bytes", shortHeader},
-      {"shorter than its header", shortLength},
-      {"a wrong checksum", IpBytes(From(kThere, kHere), badChecksum)},
-      {"a reply with a code", IpBytes(From(kThere, kHere), withCode)},
-      {"a redirect", IpBytes(From(kRouter, kHere),
-                             IcmpErrorMessage(5, 1, IpBytes(From(kHere, kThere), request)))},
-      {"an error about a datagram", errorAbout(quotedUdp, request)},
-      {"an error about a later fragment", errorAbout(quotedFragment, request)},
-      {"an error about a reply", errorAbout(From(kHere, kThere), reply)},
+  const IpFields in = From(kThere, kHere), out = From(kHere, kThere);
+  const auto udp = [](IpFields fields) {
+    fields.protocol = 17;
+    return fields;
+  };
+  const auto fragment = [](IpFields fields) {
+    fields.fragmentOffset = 185;
+    return fields;
+  };
+  const auto changed = [&](std::size_t at, const std::string& to) {
+    return IpBytes(in, reply).replace(at, to.size(), to);
+  };
+  const std::string redirect = IcmpErrorMessage(5, 1, IpBytes(out, request));
+  const std::pair<const char*, std::string> cases[] = {
+      {"a request", IpBytes(in, request)},
+      {"another protocol", IpBytes(udp(in), reply)},
+      {"a later fragment", IpBytes(fragment(in), reply)},
+      {"another version", changed(0, "\x65")},
+      {"a header of 16 bytes", changed(0, "\x44")},
+      {"shorter than its header", changed(2, "\0\x13"s)},
+      {"a wrong checksum", changed(22, "\x12")},
+      {"a reply with a code", IpBytes(in, peers::WithIcmpChecksum("\0\1"s + reply.substr(2)))},
+      {"a redirect", IpBytes(From(kRouter, kHere), redirect)},
+      {"an error about a datagram", errorAbout(udp(out), request)},
+      {"an error about a later fragment", errorAbout(fragment(out), request)},
+      {"an error about a reply", errorAbout(out, reply)},
       {"an error about nothing", IpBytes(From(kRouter, kHere), IcmpErrorMessage(3, 1, ""))},
   };
-  for (const auto& c : cases) EXPECT_FALSE(ReadIcmpPacket(BytesOf(c.packet))) << c.what;
+  for (const auto& [what, packet] : cases) EXPECT_FALSE(ReadIcmpPacket(BytesOf(packet))) << what;
 }
 
 // What a datagram socket gives: no IP headers.
@@ -361,7 +318,6 @@ INSTANTIATE_TEST_SUITE_P(Families, IcmpPackets, testing::Values(0, 1),
                          [](const auto& family) { return family.param == 1 ? "IPv6" : "IPv4"; });
 
 // --- extensions of errors
-// --------------------------------------------------------------------------
 
 TEST(IcmpExtensions, OnlySoundOnesCount) {
   const std::string label = "\x03\xE8\x1B\x40"s;

@@ -1,6 +1,7 @@
-// NetBIOSCls: its texts, this host's adapters, and hosts that are asked over UDP. Those stand on
-// port 137 of an address of 127.0.0.0/8 of the test's own; where the port may not be had, their
-// tests are skipped, and the test low_ports runs them in a network namespace.
+// NetBIOSCls: its texts, the messages of a node status by themselves, this host's adapters, and
+// hosts that are asked over UDP. Those stand on port 137 of an address of 127.0.0.0/8 of the test's
+// own; where the port may not be had, their tests are skipped, and the test low_ports runs them in
+// a network namespace.
 
 #include <gtest/gtest.h>
 #include <netro/MessageLoop.h>
@@ -10,17 +11,14 @@
 
 #include <algorithm>
 #include <cctype>
-#include <chrono>
-#include <functional>
 #include <future>
-#include <memory>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "DnsTestKit.h"
 #include "SystemRoot.h"
+#include "diag/NodeStatus.h"
 #include "platform/Clock.h"
+#include "support/HardwareAddress.h"
 #include "tests/peers/DatagramServer.h"
 #include "tests/peers/NodeStatusReply.h"
 
@@ -28,7 +26,9 @@ namespace netro {
 namespace {
 
 using namespace std::string_literals;
+using peers::AnyNode;
 using peers::DatagramServer;
+using peers::NetBios16;
 using peers::NodeStatusReply;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
@@ -45,6 +45,111 @@ TEST(NetBiosErrorText, OfCodesThatAreKnownAndOthers) {
   for (const std::int32_t code : {-1, 0x02, 0x3E, 0x100, 10002, 65536 + 5})
     EXPECT_EQ(netbios.GetErrorText(code), "Unknown Error") << code;
 }
+
+// --- messages
+
+Bytes BytesOf(const std::string& text) { return {text.begin(), text.end()}; }
+
+bool Reads(const std::string& reply) {
+  AdapterStatus status;
+  status.nameCount = 99;
+  const bool read = ReadNodeStatus(BytesOf(reply), status);
+  EXPECT_EQ(status.nameCount == 99, !read) << "what fails leaves nothing behind";
+  return read;
+}
+
+TEST(HardwareAddressText, HasTwoDigitsAByteAndTheDivider) {
+  const HardwareAddress address = {0x00, 0xFF, 0x0F, 0xF0, 0x68, 0x16};
+  EXPECT_EQ(FormatHardwareAddress(address, "-"), "00-FF-0F-F0-68-16");
+  EXPECT_EQ(FormatHardwareAddress(address, ""), "00FF0FF06816");
+  EXPECT_EQ(FormatHardwareAddress(address, ", "), "00, FF, 0F, F0, 68, 16");
+}
+
+TEST(NodeStatusRequest, AsksTheHostWhateverItsName) {
+  for (const unsigned id : {0u, 0x1234u, 0xFFFFu})
+    EXPECT_EQ(ComposeNodeStatusRequest(static_cast<std::uint16_t>(id)),
+              BytesOf(NetBios16(id) + "\0\0\0\1\0\0\0\0\0\0"s + AnyNode() + "\0\x21\0\1"s));
+}
+
+TEST(NodeStatusReply, LargeNumbersKeepTheirBits) {
+  NodeStatusReply reply;
+  reply.statistics = std::string(46, '\xFF');
+  AdapterStatus status;
+  ASSERT_TRUE(ReadNodeStatus(BytesOf(reply.Bytes()), status));
+  EXPECT_EQ(status.revMajor, 255);
+  EXPECT_EQ(status.duration, -1);
+  EXPECT_EQ(status.xmitSuccess, -1);
+  EXPECT_EQ(status.maxSessPktSize, -1);
+}
+
+TEST(NodeStatusReply, CutAtEveryByteIsNone) {
+  const std::string whole = NodeStatusReply().Bytes();
+  for (std::size_t size = 0; size < whole.size(); ++size)
+    EXPECT_FALSE(Reads(whole.substr(0, size))) << size;
+  EXPECT_TRUE(Reads(whole + "more"));
+  const std::string statistics = peers::CountingStatistics();
+  for (std::size_t size = 0; size <= statistics.size(); ++size) {
+    const NodeStatusReply cut{.statistics = statistics.substr(0, size)};
+    EXPECT_EQ(Reads(cut.Bytes() + "behind the data"), size == statistics.size()) << size;
+  }
+}
+
+TEST(NodeStatusReply, CountsThatLie) {
+  const std::string kNone(1, '\0');
+  const std::tuple<const char*, NodeStatusReply, bool> kCases[] = {
+      {"no names", {.names = {}}, true},
+      {"255 names", {.names = std::vector<std::string>(255, "A              ")}, true},
+      {"a name more than there is", {.nameCount = "\x03"}, false},
+      {"255 names and two there", {.nameCount = "\xFF"}, false},
+      {"a name less: its bytes count as statistics", {.nameCount = "\x01"}, true},
+      {"length of nothing", {.length = NetBios16(0)}, false},
+      {"length of a byte less", {.length = NetBios16(1 + 36 + 45)}, false},
+      {"length of a byte more", {.length = NetBios16(1 + 36 + 47)}, false},
+      {"the greatest length", {.length = "\xFF\xFF"}, false},
+      {"no answer", {.counts = "\0\0\0\0\0\0\0\0"s}, false},
+      {"more answers than there are", {.counts = "\0\0\xFF\xFF\0\0\0\0"s}, true},
+      {"a question that is not there", {.counts = "\0\1\0\1\0\0\0\0"s}, false},
+      {"65535 questions", {.counts = "\xFF\xFF\0\1\0\0\0\0"s}, false},
+      {"other sections are not read", {.counts = "\0\0\0\1\xFF\xFF\xFF\xFF"s}, true},
+  };
+  for (const auto& [what, reply, good] : kCases) EXPECT_EQ(Reads(reply.Bytes()), good) << what;
+}
+
+TEST(NodeStatusReply, OtherShapes) {
+  const std::string question = AnyNode() + "\0\x21\0\1"s;
+  const std::tuple<const char*, NodeStatusReply, bool> kCases[] = {
+      {"a question is repeated", {.counts = "\0\1\0\1\0\0\0\0"s, .questions = question}, true},
+      {"the name points to the question",
+       {.counts = "\0\1\0\1\0\0\0\0"s, .questions = question, .name = "\xC0\x0C"},
+       true},
+      {"the name points to itself", {.name = "\xC0\x0C"}, false},
+      {"the name points beyond the end", {.name = "\xFF\xFF"}, false},
+      {"the root's name", {.name = "\0"s}, true},
+      {"a name of labels without end", {.name = std::string(300, '\x01')}, false},
+      {"a length byte that is none", {.name = "\x7F" + std::string(200, 'A')}, false},
+      {"a name in a scope", {.name = AnyNode().substr(0, 33) + "\5scope\0"s}, true},
+      {"truncated, yet whole", {.flags = "\x86\0"s}, true},
+      {"a request", {.flags = "\0\0"s}, false},
+      {"a registration", {.flags = "\xAC\0"s}, false},
+      {"a refusal", {.flags = "\x84\5"s}, false},
+      {"an address", {.typeAndClass = "\0\x20\0\1"s}, false},
+      {"another class", {.typeAndClass = "\0\x21\0\3"s}, false},
+  };
+  for (const auto& [what, reply, good] : kCases) EXPECT_EQ(Reads(reply.Bytes()), good) << what;
+}
+
+TEST(NodeStatusReply, OnlyAnotherIdTellsThatItIsForSomethingElse) {
+  const std::string reply = NodeStatusReply().Bytes();
+  for (const auto& [bytes, mine] : {std::pair(reply, true),
+                                    {"\x12\x34"s, true},
+                                    {"\x12"s, true},
+                                    {""s, true},
+                                    {"\x12\x35" + reply.substr(2), false},
+                                    {"\x13\x34"s, false}})
+    EXPECT_EQ(MayAnswerNodeStatus(BytesOf(bytes), 0x1234), mine) << bytes.size();
+}
+
+// --- the class
 
 std::string OwnName() {
   char name[256] = "";
@@ -100,9 +205,7 @@ class NetBiosRemote : public testing::Test {
     return *server_;
   }
 
-  bool Ask(std::int32_t& error, const std::string& divider = "-") {
-    return netbios_->GetMacAddress(0, server_->Ip(), divider, error);
-  }
+  bool Ask(std::int32_t& error) { return netbios_->GetMacAddress(0, server_->Ip(), "-", error); }
   // The error of a query that is answered so.
   std::int32_t ErrorOf(const DatagramServer::Answer& answer) {
     Serve(answer);
@@ -137,63 +240,41 @@ TEST_F(NetBiosRemote, AsksOnceAndReadsTheStatus) {
   EXPECT_TRUE(Ask(error));
   EXPECT_EQ(error, 0);
   EXPECT_EQ(netbios_->MacAddress(), kMac);
-  EXPECT_EQ(netbios_->RevMajor(), 3);
-  EXPECT_EQ(netbios_->RevMinor(), 4);
-  EXPECT_EQ(netbios_->AdapterType(), 0);
-  EXPECT_EQ(netbios_->Duration(), 0x0506);
-  EXPECT_EQ(netbios_->FrmrRecv(), 0x0708);
-  EXPECT_EQ(netbios_->FrmrXmit(), 0x090A);
-  EXPECT_EQ(netbios_->IframeRecvErr(), 0x0B0C);
-  EXPECT_EQ(netbios_->XmitAborts(), 0x0D0E);
-  EXPECT_EQ(netbios_->XmitSuccess(), 0x0F101112);
-  EXPECT_EQ(netbios_->RecvSuccess(), 0x13141516);
-  EXPECT_EQ(netbios_->IframeXmitErr(), 0x1718);
-  EXPECT_EQ(netbios_->RecvBuffUnavail(), 0x191A);
-  EXPECT_EQ(netbios_->FreeNcbs(), 0x1B1C);
-  EXPECT_EQ(netbios_->MaxCfgNcbs(), 0x1D1E);
-  EXPECT_EQ(netbios_->MaxNcbs(), 0x1F20);
-  EXPECT_EQ(netbios_->PendingSess(), 0x2122);
-  EXPECT_EQ(netbios_->MaxCfgSess(), 0x2324);
-  EXPECT_EQ(netbios_->MaxSess(), 0x2526);
-  EXPECT_EQ(netbios_->MaxSessPktSize(), 0x2728);
+  const NetBIOSCls& n = *netbios_;
+  EXPECT_EQ((std::vector<std::int32_t>{
+                n.RevMajor(), n.RevMinor(), n.AdapterType(), n.Duration(), n.FrmrRecv(),
+                n.FrmrXmit(), n.IframeRecvErr(), n.XmitAborts(), n.XmitSuccess(), n.RecvSuccess(),
+                n.IframeXmitErr(), n.RecvBuffUnavail(), n.FreeNcbs(), n.MaxCfgNcbs(), n.MaxNcbs(),
+                n.PendingSess(), n.MaxCfgSess(), n.MaxSess(), n.MaxSessPktSize()}),
+            (std::vector<std::int32_t>{3, 4, 0, 0x0506, 0x0708, 0x090A, 0x0B0C, 0x0D0E, 0x0F101112,
+                                       0x13141516, 0x1718, 0x191A, 0x1B1C, 0x1D1E, 0x1F20, 0x2122,
+                                       0x2324, 0x2526, 0x2728}));
   EXPECT_EQ(netbios_->NameCount(), 2);
   const std::vector<std::string> requests = server_->Received();
   ASSERT_EQ(requests.size(), 1u);
-  EXPECT_EQ(requests[0].substr(2), "\0\0\0\1\0\0\0\0\0\0"s + peers::AnyNode() + "\0\x21\0\1"s);
+  EXPECT_EQ(requests[0].substr(2), "\0\0\0\1\0\0\0\0\0\0"s + AnyNode() + "\0\x21\0\1"s);
 }
 
-TEST_F(NetBiosRemote, DividerIsTheCalls) {
+TEST_F(NetBiosRemote, HostAdapterAndDividerAreTheCalls) {
   Serve(GoodAnswer);
-  std::int32_t error = -1;
-  for (const auto& [divider, text] :
-       {std::pair("-", kMac), {"", "000A959D6816"}, {"::", "00::0A::95::9D::68::16"}}) {
-    EXPECT_TRUE(Ask(error, divider));
-    EXPECT_EQ(netbios_->MacAddress(), text);
+  const struct {
+    std::string host;
+    std::int16_t adapter;
+    const char* divider;
+    std::int32_t error;
+    const char* mac;
+  } kCases[] = {{server_->Ip(), 0, "::", 0, "00::0A::95::9D::68::16"},
+                {"box.test", 1, "", 0, "000A959D6816"},
+                {"box.test       ", 253, "-", 0, kMac},  // filled with blanks
+                {"a..test", 0, "", 0x14, kMac},
+                {"255.255.255.255", 0, "", 0x14, kMac},
+                {"127.255.255.255", 0, "", 0x40, kMac}};  // the system refuses
+  for (const auto& c : kCases) {
+    std::int32_t error = -1;
+    EXPECT_EQ(netbios_->GetMacAddress(c.adapter, c.host, c.divider, error), c.error == 0) << c.host;
+    EXPECT_EQ(error, c.error) << c.host;
+    EXPECT_EQ(netbios_->MacAddress(), c.mac) << c.host;
   }
-}
-
-TEST_F(NetBiosRemote, HostMayBeANameAndTheAdapterAnyNumber) {
-  Serve(GoodAnswer);
-  std::int32_t error = -1;
-  for (const int adapter : {0, 1, 253}) {
-    EXPECT_TRUE(netbios_->GetMacAddress(static_cast<std::int16_t>(adapter), "box.test", "", error));
-    EXPECT_EQ(netbios_->MacAddress(), "000A959D6816");
-  }
-  EXPECT_TRUE(netbios_->GetMacAddress(0, "box.test       ", "", error)) << "filled with blanks";
-}
-
-TEST_F(NetBiosRemote, HostsThatAreNone) {
-  for (const char* host : {"a..test", "255.255.255.255"}) {
-    std::int32_t error = 0;
-    EXPECT_FALSE(netbios_->GetMacAddress(0, host, "-", error));
-    EXPECT_EQ(error, 0x14) << host;
-  }
-}
-
-TEST_F(NetBiosRemote, RequestsThatTheSystemRefuses) {
-  std::int32_t error = 0;
-  EXPECT_FALSE(netbios_->GetMacAddress(0, "127.255.255.255", "-", error)) << "broadcast";
-  EXPECT_EQ(error, 0x40);
 }
 
 TEST_F(NetBiosRemote, IsAskedFourTimes) {
@@ -244,28 +325,24 @@ TEST_F(NetBiosRemote, RepliesOfOthersDoNotCount) {
 }
 
 TEST_F(NetBiosRemote, MalformedReplies) {
-  const std::string whole = NodeStatusReply().Bytes();
-  const std::size_t kSizes[] = {0, 1, 2, 11, 12, 56, whole.size() - 1};
-  for (const std::size_t size : kSizes) {
+  const std::size_t whole = NodeStatusReply().Bytes().size();
+  for (const std::size_t size :
+       {std::size_t{0}, std::size_t{2}, std::size_t{12}, whole - 1, whole, std::size_t{65'000}}) {
     EXPECT_EQ(ErrorOf([=](const std::string& request) -> Replies {
-                return {ReplyTo(request).substr(0, size)};
+                if (size < whole) return {ReplyTo(request).substr(0, size)};
+                if (size == whole) return {request};
+                return {request.substr(0, 2) + std::string(size, '\xFF')};
               }),
               0x06)
         << size;
     EXPECT_EQ(server_->Received().size(), 1u) << "is not asked again";
   }
-  EXPECT_EQ(ErrorOf([](const std::string& request) -> Replies { return {request}; }), 0x06);
-  EXPECT_EQ(ErrorOf([](const std::string& request) -> Replies {
-              return {request.substr(0, 2) + std::string(65'000, '\xFF')};
-            }),
-            0x06);
 }
 
 TEST_F(NetBiosRemote, PropertiesKeepTheLastSuccess) {
   ASSERT_EQ(ErrorOf(GoodAnswer), 0);
   EXPECT_EQ(ErrorOf([](const std::string& request) -> Replies { return {request}; }), 0x06);
   std::int32_t error = 0;
-  EXPECT_FALSE(netbios_->GetMacAddress(0, "a..test", "", error));
   EXPECT_FALSE(netbios_->GetMacAddress(254, "*", "", error));
   EXPECT_FALSE(netbios_->GetRemoteMACAddress("127.0.0.1", ""));
   EXPECT_EQ(netbios_->MacAddress(), kMac);

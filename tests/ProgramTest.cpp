@@ -6,9 +6,7 @@
 
 #include <cerrno>
 #include <filesystem>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "Environment.h"
 #include "TemporaryFolder.h"
@@ -126,12 +124,7 @@ TEST(Program, OfTheHostStaysForTheHost) {
 TEST(Program, ThatCannotBeStartedIsAnError) {
   const TemporaryFolder folder;
   WriteFile(folder / "text", "no program");
-  const struct {
-    std::string program;
-    std::vector<std::string> arguments;
-    std::int32_t error;
-    const char* text;
-  } kCases[] = {
+  const std::tuple<std::string, std::vector<std::string>, std::int32_t, const char*> kCases[] = {
       {"", {}, 20002, "No such file or directory"},
       {"/nonesuch", {"a"}, 20002, "No such file or directory"},
       {"nonesuch-program", {}, 20002, "No such file or directory"},
@@ -141,9 +134,9 @@ TEST(Program, ThatCannotBeStartedIsAnError) {
       {"true", {std::string("a\0b", 3)}, 20022, "Invalid argument"},
       {"true", {std::string(1 << 20, 'x')}, 20007, "Argument list too long"},
   };
-  for (const auto& test : kCases) {
-    EXPECT_EQ(StartProgram(test.program, test.arguments), test.error) << test.program;
-    EXPECT_EQ(SystemErrorText(test.error), test.text);
+  for (const auto& [program, arguments, error, text] : kCases) {
+    EXPECT_EQ(StartProgram(program, arguments), error) << program;
+    EXPECT_EQ(SystemErrorText(error), text);
   }
   ExpectNoChild();
 }

@@ -1,22 +1,22 @@
-// QueryTimeCLS over TCP: what a connection sends, where a reply ends, how connections fail, and
-// SOCKS proxies. SNTP's port is only ever named to a proxy, which needs no right to use it.
+// QueryTimeCLS over TCP: what a connection sends, where a reply ends, and how connections fail.
+// SNTP's port is only ever named to a proxy, which needs no right to use it.
+//
+// And over UDP on port 123, which makes it speak SNTP, of an address of 127.0.0.0/8 of the test's
+// own. Where the port may not be had, these tests are skipped; the test low_ports then runs them.
 
 #include <gtest/gtest.h>
 #include <netro/MessageLoop.h>
 #include <netro/QueryTimeCLS.h>
 
-#include <chrono>
-#include <functional>
 #include <semaphore>
-#include <string>
-#include <vector>
+#include <set>
 
 #include "DnsTestKit.h"
-#include "SocksKinds.h"
+#include "TimeZone.h"
 #include "platform/Clock.h"
 #include "support/DateText.h"
 #include "tests/peers/BytesServer.h"
-#include "tests/peers/SocksServer.h"
+#include "tests/peers/DatagramServer.h"
 #include "tests/peers/TimeReply.h"
 
 namespace netro {
@@ -26,14 +26,18 @@ using namespace std::string_literals;
 using peers::Big32;
 using peers::BytesServer;
 using peers::Connection;
+using peers::DatagramServer;
+using peers::k2000;
+using peers::kStampOf2000;
 using peers::Script;
-using peers::SocksRules;
-using peers::SocksServer;
 using peers::TimeReply;
 using std::chrono::seconds;
+using From = DatagramServer::From;
+using Replies = DatagramServer::Replies;
 
-constexpr std::uint32_t kStampOf2000 = 3'155'673'600;
-constexpr char k2000[] = "2000-01-01T00:00:00.000Z";
+std::string Reply(const std::string& request, std::uint32_t stamp = kStampOf2000) {
+  return TimeReply().Stratum(1).Originate(peers::TransmitOf(request)).Transmit(stamp).Bytes();
+}
 
 class QueryTimeTcp : public testing::Test {
  protected:
@@ -51,54 +55,34 @@ class QueryTimeTcp : public testing::Test {
     return result;
   }
 
-  // For a wait that only the clock ends.
-  void ExpectTimeOut() {
-    const RunningClock clock([] { return true; });
-    const TimePoint before = Now();
-    EXPECT_FALSE(time_.QueryTime());
-    EXPECT_EQ(time_.LastErr(), 10002);
-    EXPECT_EQ(time_.LastErrMsg(), "Command Timed Out");
-    EXPECT_GE(Now() - before, seconds(10));
-    EXPECT_LT(Now() - before, seconds(15));
-  }
-
   QueryTimeCLS time_;
   std::string received_;
 };
 
-TEST_F(QueryTimeTcp, ABareConnectionAsks) {
-  EXPECT_TRUE(Ask({peers::Send(Big32(kStampOf2000))}));
-  EXPECT_EQ(received_, "");
-  EXPECT_EQ(DateToText(time_.DateTime()), k2000);
-  EXPECT_LT(time_.SNTPRoundTripDelay(), 5);
-  EXPECT_GT(time_.SNTPDifference(), 800'000'000);
-  EXPECT_EQ(time_.LastErr(), 0);
-}
-
-TEST_F(QueryTimeTcp, FourBytesInAnyPieces) {
-  const std::string reply = Big32(kStampOf2000);
-  const std::vector<std::vector<std::size_t>> kCuts = {{1}, {2}, {3}, {1, 2, 3}};
+TEST_F(QueryTimeTcp, ABareConnectionAsksAndFourBytesMayComeInAnyPieces) {
+  const std::vector<std::vector<std::size_t>> kCuts = {{}, {1}, {2}, {3}, {1, 2, 3}};
   for (const auto& cuts : kCuts) {
-    EXPECT_TRUE(Ask({peers::Send(reply, cuts)}));
+    EXPECT_TRUE(Ask({peers::Send(Big32(kStampOf2000), cuts)}));
+    EXPECT_EQ(received_, "");
     EXPECT_EQ(DateToText(time_.DateTime()), k2000);
+    EXPECT_LT(time_.SNTPRoundTripDelay(), 5);
+    EXPECT_GT(time_.SNTPDifference(), 800'000'000);
+    EXPECT_EQ(time_.LastErr(), 0);
   }
 }
 
 // Any text has four bytes, a daytime server's for one.
 TEST_F(QueryTimeTcp, WhatCameUntilTheCloseIsJudgedByItsLength) {
   const std::string text = "Sun Nov 22 18:00:00 2026\r\n" + std::string(100, 'x');
-  for (const std::size_t size : {0u, 1u, 3u, 4u, 5u, 26u, 47u, 48u, 49u, 126u}) {
-    for (const bool inPieces : {false, true}) {
+  for (const std::size_t size : {0u, 1u, 3u, 4u, 5u, 26u, 47u, 48u, 49u, 126u})
+    for (const std::vector<std::size_t>& cuts : {std::vector<std::size_t>(), {4}}) {
       SCOPED_TRACE(size);
-      const std::vector<std::size_t> cuts =
-          inPieces && size > 4 ? std::vector<std::size_t>{4} : std::vector<std::size_t>{};
+      if (!cuts.empty() && size <= 4) continue;
       const bool whole = size == 4 || size == 48;
       EXPECT_EQ(Ask({peers::Send(text.substr(0, size), cuts), peers::Close()}), whole);
       EXPECT_EQ(time_.LastErr(), whole ? 0 : 100003);
       EXPECT_EQ(time_.DateTime() == 0, !whole);
-      EXPECT_LT(time_.SNTPRoundTripDelay(), 5);
     }
-  }
   EXPECT_FALSE(Ask({peers::Send(Big32(0)), peers::Close()}));
   EXPECT_EQ(time_.LastErr(), 100002);
 }
@@ -146,95 +130,22 @@ TEST_F(QueryTimeTcp, AServerMayAnswerBeforeTheConnectionIsNoticed) {
   }
 }
 
-TEST_F(QueryTimeTcp, AnsweringTakesTheTimeoutAtMost) {
-  BytesServer server({{peers::Send("123"), peers::Stay()}});
-  time_.Port(server.Port());
-  ExpectTimeOut();
-  EXPECT_EQ(time_.DateTime(), 0);
-}
-
-class QueryTimeSocks : public QueryTimeTcp {
- protected:
-  QueryTimeSocks() {
-    time_.ProxyURL("127.0.0.1");
-    time_.ProxyUser("user");
-    time_.ProxyPassword("secret");
-  }
-
-  bool AskThrough(const SocksServer& proxy, TimeProxyTypeEnum type, bool remoteNames = false,
-                  int port = 0) {
-    time_.Server(remoteNames ? "clock.test" : "127.0.0.1");
-    time_.Port(port != 0 ? port : clock_.Port());
-    time_.ProxyPort(proxy.Port());
-    time_.ProxyType(type);
-    time_.ProxyUseRemoteDNS(remoteNames);
-    return time_.QueryTime();
-  }
-
-  BytesServer clock_{{{peers::Send(Big32(kStampOf2000))}}};
-};
-
-TEST_F(QueryTimeSocks, EachKindAsksInItsWay) {
-  for (const SocksKind& kind : SocksKinds("clock.test", clock_.Port())) {
-    SCOPED_TRACE(std::to_string(kind.type) + (kind.remoteNames ? " with the name" : ""));
-    SocksServer proxy(kind.rules);
-    const auto type = static_cast<TimeProxyTypeEnum>(kind.type);
-    EXPECT_TRUE(AskThrough(proxy, type, kind.remoteNames)) << time_.LastErrMsg();
-    EXPECT_EQ(proxy.Requests(), kind.requests);
-    EXPECT_EQ(DateToText(time_.DateTime()), k2000);
-  }
-  SocksRules refuses;
-  refuses.version4Reply = 91;
-  SocksServer proxy(refuses);
-  EXPECT_FALSE(AskThrough(proxy, TimeProxySocks4));
-  EXPECT_EQ(time_.LastErr(), 9001);
-  EXPECT_EQ(time_.DateTime(), 0);
-}
-
-TEST_F(QueryTimeSocks, TheReplyMayComeWithTheProxys) {
-  for (const TimeProxyTypeEnum type : {TimeProxySocks4, TimeProxySocks5NoAuth}) {
-    SocksRules rules;
-    rules.early = Big32(kStampOf2000).substr(0, 3);
-    SocksServer proxy(rules);
-    BytesServer rest({{peers::Send(Big32(kStampOf2000).substr(3))}});
-    EXPECT_TRUE(AskThrough(proxy, type, false, rest.Port()));
-    EXPECT_EQ(DateToText(time_.DateTime()), k2000);
-    EXPECT_LT(time_.SNTPRoundTripDelay(), 5);
-  }
-}
-
-TEST_F(QueryTimeSocks, EachReplyOfTheProxyMayTakeTheTimeout) {
-  SocksRules rules;
-  rules.silentAt = 1;
-  SocksServer proxy(rules);
-  time_.Port(clock_.Port());
-  time_.ProxyPort(proxy.Port());
-  time_.ProxyType(TimeProxySocks5NoAuth);
-  const RunningClock clock([&] { return proxy.Requests().size() == 2; });
-  const TimePoint before = Now();
-  EXPECT_FALSE(time_.QueryTime());
-  EXPECT_EQ(time_.LastErr(), 10002);
-  EXPECT_GE(Now() - before, seconds(10));
-  EXPECT_LT(Now() - before, seconds(15));
-}
-
 // A SOCKS 4 proxy that is the time server itself, whatever port it is asked for.
 class QueryTimeSntpTcp : public QueryTimeTcp {
  protected:
-  using Talk = std::function<void(Connection& connection, const std::string& request)>;
-
-  bool AskSntp(const Talk& talk) {
-    request_.clear();
+  bool AskSntp(const std::function<std::string(const std::string& request)>& reply,
+               const std::vector<std::size_t>& cuts = {}) {
     peers::LoopbackServer server([&](Connection& connection, std::size_t) {
       std::string received;
       while (received.size() < 9 && connection.Read(received)) {
       }
       connection.Send("\0\x5A\0\0\0\0\0\0"s);
-      received.erase(0, 9);
-      while (received.size() < 48 && connection.Read(received)) {
+      while (received.size() < 9 + 48 && connection.Read(received)) {
       }
-      request_ = received;
-      talk(connection, received);
+      connection.SendCut(reply(received.substr(9)), cuts);
+      connection.HalfClose();
+      connection.ReadToEnd(received);
+      EXPECT_EQ(received.size(), 9u + 48);
     });
     time_.Port(123);
     time_.ProxyType(TimeProxySocks4);
@@ -242,28 +153,11 @@ class QueryTimeSntpTcp : public QueryTimeTcp {
     time_.ProxyPort(server.Port());
     return time_.QueryTime();
   }
-
-  static Talk Send(std::function<std::string(const std::string& request)> reply,
-                   std::vector<std::size_t> cuts = {}) {
-    return [=](Connection& connection, const std::string& request) {
-      connection.SendCut(reply(request), cuts);
-      std::string rest;
-      connection.HalfClose();
-      connection.ReadToEnd(rest);
-      EXPECT_EQ(rest, "");
-    };
-  }
-
-  static std::string Reply(const std::string& request, std::uint32_t stamp = kStampOf2000) {
-    return TimeReply().Stratum(1).Originate(peers::TransmitOf(request)).Transmit(stamp).Bytes();
-  }
-
-  std::string request_;
 };
 
 TEST_F(QueryTimeSntpTcp, ReplyInAnyPieces) {
   for (std::size_t cut = 1; cut < 48; ++cut) {
-    EXPECT_TRUE(AskSntp(Send([](const auto& request) { return Reply(request); }, {cut}))) << cut;
+    EXPECT_TRUE(AskSntp([](const auto& request) { return Reply(request); }, {cut})) << cut;
     EXPECT_EQ(time_.SNTPStratum(), SNTPStratumEnum::PrimaryReference) << cut;
     EXPECT_GT(time_.DateTime(), 36'525) << cut;
   }
@@ -273,8 +167,7 @@ TEST_F(QueryTimeSntpTcp, ACloseLeavesWhatCameToItsLength) {
   for (std::size_t size = 0; size <= 48; ++size) {
     SCOPED_TRACE(size);
     // The first four bytes are read as seconds when nothing follows.
-    const bool good =
-        AskSntp(Send([=](const auto& request) { return Reply(request).substr(0, size); }));
+    const bool good = AskSntp([=](const auto& request) { return Reply(request).substr(0, size); });
     EXPECT_EQ(good, size == 4 || size == 48);
     EXPECT_EQ(time_.LastErr(), good ? 0 : 100003);
     EXPECT_EQ(time_.DateTime() == 0, !good);
@@ -287,12 +180,97 @@ TEST_F(QueryTimeSntpTcp, AReplyToAnotherQuestionDoesNotCount) {
     return Reply(request, kStampOf2000 + 99);
   };
   const auto both = [&](const std::string& request) { return foreign(request) + Reply(request); };
-  EXPECT_FALSE(AskSntp(Send(foreign)));
+  EXPECT_FALSE(AskSntp(foreign));
   EXPECT_EQ(time_.LastErr(), 100003);
   for (const std::size_t cut : {10u, 48u, 60u}) {
-    EXPECT_FALSE(AskSntp(Send(both, {cut})));
+    EXPECT_FALSE(AskSntp(both, {cut}));
     EXPECT_EQ(time_.LastErr(), 100003);
   }
+}
+
+// Seconds since 1900 of this system's clock.
+std::uint32_t SecondsNow() {
+  const auto since1970 = std::chrono::floor<seconds>(SystemTime()).time_since_epoch();
+  return static_cast<std::uint32_t>(since1970.count() + peers::kTimeOf1970);
+}
+
+class QueryTimeSntp : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (!peers::ServeOnOwnAddress([](const auto&) { return Replies(); }, 123))
+      GTEST_SKIP() << "port 123 of 127.0.0.0/8 may not be used here";
+    time_.Timeout(5);
+  }
+
+  bool Ask(const DatagramServer::Answer& answer) {
+    server_ = peers::ServeOnOwnAddress(answer, 123);
+    if (!server_) return false;
+    time_.Server(server_->Ip());
+    return time_.QueryTime();
+  }
+
+  std::unique_ptr<DatagramServer> server_;
+  QueryTimeCLS time_;  // on its default port
+};
+
+TEST_F(QueryTimeSntp, RequestOnTheWire) {
+  constexpr std::uint32_t kOffset = 20'700;
+  const TimeZone zone("NPT-5:45");
+  std::set<std::string> fractions;
+  for (const std::int32_t version : {3, 4}) {
+    for (const bool random : {false, true, true, true, true}) {
+      time_.SNTPVersion(version);
+      time_.SNTPRandomFraction(random);
+      const std::uint32_t before = SecondsNow();
+      EXPECT_TRUE(Ask([](const auto& request) -> Replies { return {Reply(request)}; }));
+      const std::string request = server_->Received().at(0);
+      ASSERT_EQ(request.size(), 48u);
+      EXPECT_EQ(request[0], version == 3 ? 27 : 35);
+      EXPECT_EQ(request.substr(1, 39), std::string(39, '\0'));
+      EXPECT_GE(request.substr(40, 4), Big32(before + kOffset));
+      EXPECT_LE(request.substr(40, 4), Big32(SecondsNow() + kOffset));
+      EXPECT_TRUE(random || request.substr(44) == std::string(4, '\0'));
+      fractions.insert(request.substr(44));
+    }
+  }
+  EXPECT_GT(fractions.size(), 6u);
+}
+
+TEST_F(QueryTimeSntp, DifferenceIsToLocalTimeAndOffsetToUtc) {
+  const TimeZone zone("<+02>-2");
+  constexpr double kTolerance = 5;  // the server tells whole seconds, the machine may be busy
+  for (const int ahead : {0, 100, -100}) {
+    EXPECT_TRUE(Ask([=](const auto& request) -> Replies {
+      const std::uint32_t now = SecondsNow() + static_cast<std::uint32_t>(ahead);
+      return {Reply(request, now).replace(32, 4, Big32(now))};
+    }));
+    EXPECT_NEAR(time_.SNTPDifference(), 7200 - ahead, kTolerance);
+    EXPECT_NEAR(time_.SNTPOffset(), ahead, kTolerance);
+    EXPECT_NEAR((time_.DateTime() - WallClock()) * 86'400, ahead, kTolerance);
+  }
+}
+
+TEST_F(QueryTimeSntp, OnlyAReplyToTheRequestCounts) {
+  const auto others = [](const std::string& request) -> Replies {
+    std::string other = request;
+    other[47] = 1;
+    return {Reply(other, 1),
+            Reply(std::string(48, '\0'), 1),
+            {Reply(request, 1), From::kOtherPort},
+            {Reply(request, 1), From::kOtherAddress}};
+  };
+  EXPECT_TRUE(Ask([&](const std::string& request) {
+    Replies all = others(request);
+    all.push_back(Reply(request));
+    return all;
+  }));
+  EXPECT_NEAR(time_.DateTime(), *TextToDate(k2000), 5.0 / 86'400);
+
+  const RunningClock clock([&] { return server_->Count() > 0; });
+  const TimePoint before = Now();
+  EXPECT_FALSE(Ask(others));
+  EXPECT_EQ(time_.LastErr(), 10002);
+  EXPECT_GE(Now() - before, seconds(5));
 }
 
 }  // namespace

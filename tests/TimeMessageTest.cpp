@@ -3,11 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <cmath>
-#include <cstdint>
-#include <optional>
-#include <string>
 
 #include "platform/Clock.h"
 #include "platform/Sockets.h"
@@ -22,11 +18,11 @@ namespace {
 using namespace std::chrono;
 using namespace std::string_literals;
 using peers::Big32;
+using peers::kStampOf2000;
 using peers::TimeReply;
 
 using Moment = sys_time<nanoseconds>;
 
-constexpr std::uint32_t kStampOf2000 = 3'155'673'600;
 constexpr Moment kNow = sys_days(2026y / 11 / 21) + 12h;
 constexpr std::uint32_t kStampOfNow = 4'004'251'200;
 
@@ -61,17 +57,15 @@ struct Reading {
 TimeReply Good() { return TimeReply().Stratum(1).Receive(kStampOfNow).Transmit(kStampOfNow); }
 
 TEST(TimeRequest, FirstByteTellsTheVersionAndTheLastFourAreTheFraction) {
-  const struct {
-    std::int32_t version;
-    char first;
-  } kCases[] = {{3, 27}, {4, 35}, {5, 35}, {2, 35}, {0, 35}, {-1, 35}, {2'147'483'647, 35}};
-  for (const auto& c : kCases) {
+  const std::pair<std::int32_t, char> kCases[] = {
+      {3, 27}, {4, 35}, {5, 35}, {2, 35}, {0, 35}, {-1, 35}, {2'147'483'647, 35}};
+  for (const auto& [version, first] : kCases) {
     TimeExchange exchange = ExchangeAt(kNow + 999'999'999ns);
-    exchange.version = c.version;
+    exchange.version = version;
     exchange.fraction = 0xFEDC'BA98;
     EXPECT_EQ(Text(ComposeTimeRequest(exchange)),
-              c.first + std::string(39, '\0') + Big32(kStampOfNow) + Big32(exchange.fraction))
-        << c.version;
+              first + std::string(39, '\0') + Big32(kStampOfNow) + Big32(exchange.fraction))
+        << version;
   }
 }
 
@@ -79,31 +73,24 @@ TEST(TimeRequest, CarriesTheTimeOfTheZone) {
   const Moment kNewYear = sys_days(2000y / 1 / 1);
   const Moment kSummer = sys_days(2026y / 3 / 29) + 1h;  // begins in central Europe
   const Moment kEraEnd = sys_days(2036y / 2 / 7) + 6h + 28min + 16s;
-  const struct {
-    const char* zone;
-    Moment sent;
-    std::uint32_t stamp;
-  } kCases[] = {
+  const std::tuple<const char*, Moment, std::uint32_t> kCases[] = {
       {"UTC0", kNow, kStampOfNow},
-      {"CET-1CEST,M3.5.0,M10.5.0/3", kNow, kStampOfNow + 3600},
       {"CET-1CEST,M3.5.0,M10.5.0/3", kSummer - 1ns, 3'983'734'799 + 3600},
       {"CET-1CEST,M3.5.0,M10.5.0/3", kSummer, 3'983'734'800 + 7200},
       {"NPT-5:45", kNow, kStampOfNow + 20'700},
       {"NST3:30", kNow, kStampOfNow - 12'600},
-      {"EST5EDT,M3.2.0,M11.1.0", kNow, kStampOfNow - 18'000},
       {"<+14>-14", kNewYear - 14h - 1s, kStampOf2000 - 1},
       {"<+14>-14", kNewYear - 14h, kStampOf2000},
       {"<-12>12", kNewYear, kStampOf2000 - 43'200},
-      {"UTC0", kEraEnd - 1ns, 0xFFFF'FFFF},
       {"UTC0", kEraEnd, 0},
       {"CET-1", kEraEnd, 3600},
       {"<-01>1", kEraEnd, 0xFFFF'FFFF - 3599},
   };
-  for (const auto& c : kCases) {
-    const TimeZone zone(c.zone);
-    const TimeExchange exchange = ExchangeAt(c.sent, 0ns, LocalTimeOffset(c.sent));
-    EXPECT_EQ(Text(ComposeTimeRequest(exchange)).substr(40, 4), Big32(c.stamp))
-        << c.zone << " " << exchange.localOffset.count();
+  for (const auto& [name, sent, stamp] : kCases) {
+    const TimeZone zone(name);
+    const TimeExchange exchange = ExchangeAt(sent, 0ns, LocalTimeOffset(sent));
+    EXPECT_EQ(Text(ComposeTimeRequest(exchange)).substr(40, 4), Big32(stamp))
+        << name << " " << exchange.localOffset.count();
   }
 }
 
@@ -119,7 +106,7 @@ TEST(TimeReplyReading, OnlyARepeatedTransmitTimeIsAnAnswer) {
 }
 
 TEST(TimeReplyReading, LengthIsFourOr48) {
-  for (const std::size_t size : {0u, 1u, 3u, 5u, 8u, 47u, 49u, 52u, 68u, 96u, 65'507u}) {
+  for (const std::size_t size : {0u, 3u, 5u, 47u, 49u, 68u, 65'507u}) {
     const Reading reading(std::string(size, '\x7F'), ExchangeAt(kNow, 250ms));
     EXPECT_EQ(reading.error, 100003) << size;
     EXPECT_EQ(reading.result.dateTime, 0);
@@ -130,59 +117,60 @@ TEST(TimeReplyReading, LengthIsFourOr48) {
   }
 }
 
-TEST(TimeReplyReading, FourBytesAreSecondsAndHalfTheRoundTripInWholeSeconds) {
+// Four bytes are seconds, and half the round trip is counted in whole ones; an SNTP reply is so
+// much older.
+TEST(TimeReplyReading, HalfTheRoundTripIsCounted) {
   const struct {
     std::uint32_t stamp;
     nanoseconds roundTrip;
-    const char* text;
+    const char *four, *sntp;
   } kCases[] = {
-      {kStampOfNow, 0ns, "2026-11-21T12:00:00.000Z"},
-      {kStampOfNow, 1'999'999'999ns, "2026-11-21T12:00:00.000Z"},
-      {kStampOfNow, 2s, "2026-11-21T12:00:01.000Z"},
-      {kStampOfNow, 3'999ms, "2026-11-21T12:00:01.000Z"},
-      {kStampOfNow, 61s, "2026-11-21T12:00:30.000Z"},
-      {kStampOf2000 - 1, 0ns, "1999-12-31T23:59:59.000Z"},
-      {kStampOf2000 - 1, 2s, "2000-01-01T00:00:00.000Z"},
-      {kStampOf2000, 0ns, "2000-01-01T00:00:00.000Z"},
-      {kStampOf2000 + 59 * 86'400 - 1, 2s, "2000-02-29T00:00:00.000Z"},
-      {kStampOf2000 + 60 * 86'400 - 1, 2s, "2000-03-01T00:00:00.000Z"},
-      {kStampOf2000 + 425 * 86'400 - 1, 2s, "2001-03-01T00:00:00.000Z"},
-      {0x8000'0000, 0ns, "1968-01-20T03:14:08.000Z"},
-      {0x7FFF'FFFF, 0ns, "2104-02-26T09:42:23.000Z"},
-      {0xFFFF'FFFF, 0ns, "2036-02-07T06:28:15.000Z"},
-      {0xFFFF'FFFF, 2s, "2036-02-07T06:28:16.000Z"},
-      {1, 0ns, "2036-02-07T06:28:17.000Z"},
-      {peers::kTimeOf1970, 0ns, "1970-01-01T00:00:00.000Z"},
-      {peers::kTimeOf1970 - 1, 0ns, "1969-12-31T23:59:59.000Z"},
+      {kStampOfNow, 0ns, "2026-11-21T12:00:00.000Z", "2026-11-21T12:00:00.000Z"},
+      {kStampOfNow, 500ms, "2026-11-21T12:00:00.000Z", "2026-11-21T11:59:59.750Z"},
+      {kStampOfNow, 1'999'999'999ns, "2026-11-21T12:00:00.000Z", "2026-11-21T11:59:59.000Z"},
+      {kStampOfNow, 2s, "2026-11-21T12:00:01.000Z", "2026-11-21T11:59:59.000Z"},
+      {kStampOfNow, 3'998ms, "2026-11-21T12:00:01.000Z", "2026-11-21T11:59:58.001Z"},
+      {kStampOfNow, 61s, "2026-11-21T12:00:30.000Z", "2026-11-21T11:59:29.500Z"},
+      {kStampOf2000 - 1, 2s, "2000-01-01T00:00:00.000Z", "1999-12-31T23:59:58.000Z"},
+      {kStampOf2000, 2ms, "2000-01-01T00:00:00.000Z", "1999-12-31T23:59:59.999Z"},
+      {kStampOf2000 + 60 * 86'400 - 1, 2s, "2000-03-01T00:00:00.000Z", "2000-02-29T23:59:58.000Z"},
+      {kStampOf2000 + 425 * 86'400, 2s, "2001-03-01T00:00:01.000Z", "2001-02-28T23:59:59.000Z"},
+      {0x8000'0000, 2s, "1968-01-20T03:14:09.000Z", "1968-01-20T03:14:07.000Z"},
+      {0x7FFF'FFFF, 0ns, "2104-02-26T09:42:23.000Z", "2104-02-26T09:42:23.000Z"},
+      {0xFFFF'FFFF, 2s, "2036-02-07T06:28:16.000Z", "2036-02-07T06:28:14.000Z"},
+      {1, 4s, "2036-02-07T06:28:19.000Z", "2036-02-07T06:28:15.000Z"},
+      {peers::kTimeOf1970 - 1, 0ns, "1969-12-31T23:59:59.000Z", "1969-12-31T23:59:59.000Z"},
   };
   for (const auto& c : kCases) {
-    const Reading reading(Big32(c.stamp), ExchangeAt(kNow, c.roundTrip));
-    EXPECT_EQ(reading.error, 0) << c.text;
-    EXPECT_EQ(reading.text, c.text);
-    EXPECT_EQ(reading.result.roundTrip, duration<double>(c.roundTrip).count());
-    EXPECT_EQ(reading.result.mode, SNTPModeEnum::Unknown);
-    EXPECT_EQ(reading.result.offset, 0);
+    const TimeExchange exchange = ExchangeAt(kNow, c.roundTrip);
+    const Reading four(Big32(c.stamp), exchange);
+    const Reading sntp(Good().Transmit(c.stamp, 0xFFFF'FFFF).Bytes(), exchange);
+    EXPECT_EQ(four.text, c.four);
+    EXPECT_EQ(sntp.text, c.sntp);
+    EXPECT_EQ(four.result.mode, SNTPModeEnum::Unknown);
+    EXPECT_EQ(four.result.offset, 0);
+    for (const Reading& reading : {four, sntp}) {
+      EXPECT_EQ(reading.error, 0) << c.four;
+      EXPECT_EQ(reading.result.roundTrip, duration<double>(c.roundTrip).count());
+    }
   }
 }
 
 TEST(TimeReplyReading, ZeroIsNoTime) {
-  const Reading time(Big32(0), ExchangeAt(kNow, 8s));
-  EXPECT_EQ(time.error, 100002);
-  EXPECT_EQ(time.result.dateTime, 0);
-  EXPECT_EQ(time.result.difference, 0);
-  EXPECT_EQ(time.result.roundTrip, 8);
-
-  const Reading sntp(Good().Leap(3).Poll(4).Id("GPS").Transmit(0, 1).Bytes(), ExchangeAt(kNow, 8s));
-  EXPECT_EQ(sntp.error, 100000);
-  EXPECT_EQ(sntp.result.dateTime, 0);
-  EXPECT_EQ(sntp.result.difference, 0);
-  EXPECT_EQ(sntp.result.offset, 0);
-  EXPECT_EQ(sntp.result.delay, 0);
-  EXPECT_EQ(sntp.result.roundTrip, 8);
-  // The rest of the reply is told.
-  EXPECT_EQ(sntp.result.leapIndicator, SNTPLeapIndicatorEnum::Alarm);
-  EXPECT_EQ(sntp.result.pollInterval, 16);
-  EXPECT_EQ(sntp.result.referenceId, "GPS");
+  const std::string sntp = Good().Leap(3).Poll(4).Id("GPS").Transmit(0, 1).Bytes();
+  for (const std::string& reply : {Big32(0), sntp}) {
+    const Reading reading(reply, ExchangeAt(kNow, 8s));
+    EXPECT_EQ(reading.error, reply == sntp ? 100000 : 100002);
+    EXPECT_EQ(reading.result.dateTime, 0);
+    EXPECT_EQ(reading.result.difference, 0);
+    EXPECT_EQ(reading.result.offset, 0);
+    EXPECT_EQ(reading.result.delay, 0);
+    EXPECT_EQ(reading.result.roundTrip, 8);
+  }
+  const TimeResult rest = Reading(sntp).result;
+  EXPECT_EQ(rest.leapIndicator, SNTPLeapIndicatorEnum::Alarm);
+  EXPECT_EQ(rest.pollInterval, 16);
+  EXPECT_EQ(rest.referenceId, "GPS");
 }
 
 TEST(TimeReplyReading, LeapAndMode) {
@@ -199,43 +187,29 @@ TEST(TimeReplyReading, LeapAndMode) {
     }
 }
 
-TEST(TimeReplyReading, StratumClasses) {
+TEST(TimeReplyReading, StratumClassesAndUnsignedExponents) {
   using enum SNTPStratumEnum;
-  for (int stratum = 0; stratum < 256; ++stratum) {
-    const Reading reading(Good().Stratum(stratum).Bytes());
+  for (int byte = 0; byte < 256; ++byte) {
+    const Reading reading(Good().Stratum(byte).Poll(byte).Precision(255 - byte).Bytes());
     EXPECT_EQ(reading.error, 0);
-    EXPECT_EQ(reading.result.stratumNumber, stratum);
-    EXPECT_EQ(reading.result.stratum, stratum == 0    ? Unspecified
-                                      : stratum == 1  ? PrimaryReference
-                                      : stratum <= 14 ? SecondaryReference
-                                                      : reserved)
-        << stratum;
-  }
-}
-
-TEST(TimeReplyReading, ExponentsAreUnsigned) {
-  for (int exponent = 0; exponent < 256; ++exponent) {
-    const Reading reading(Good().Poll(exponent).Precision(255 - exponent).Bytes());
-    EXPECT_EQ(reading.result.pollInterval, std::ldexp(1.0, exponent));
-    EXPECT_EQ(reading.result.precision, std::ldexp(1.0, 255 - exponent));
+    EXPECT_EQ(reading.result.stratumNumber, byte);
+    EXPECT_EQ(reading.result.stratum, byte == 0    ? Unspecified
+                                      : byte == 1  ? PrimaryReference
+                                      : byte <= 14 ? SecondaryReference
+                                                   : reserved)
+        << byte;
+    EXPECT_EQ(reading.result.pollInterval, std::ldexp(1.0, byte));
+    EXPECT_EQ(reading.result.precision, std::ldexp(1.0, 255 - byte));
   }
 }
 
 TEST(TimeReplyReading, RootValues) {
-  const struct {
-    std::uint32_t number;
-    double value;
-  } kCases[] = {{0, 0},
-                {1, 0.0625},
-                {16, 1},
-                {0x0001'0000, 4096},
-                {0x0102'0304, 1'056'816.25},
-                {0x8000'0000, 134'217'728.0},
-                {0xFFFF'FFFF, 268'435'455.9375}};
-  for (const auto& c : kCases) {
-    const Reading reading(Good().RootDelay(c.number).RootDispersion(~c.number).Bytes());
-    EXPECT_EQ(reading.result.rootDelay, c.value);
-    EXPECT_EQ(reading.result.rootDispersion, 268'435'455.9375 - c.value);
+  const std::pair<std::uint32_t, double> kCases[] = {
+      {0, 0}, {1, 0.0625}, {0x0102'0304, 1'056'816.25}, {0x8000'0000, 134'217'728.0}};
+  for (const auto& [number, value] : kCases) {
+    const Reading reading(Good().RootDelay(number).RootDispersion(~number).Bytes());
+    EXPECT_EQ(reading.result.rootDelay, value);
+    EXPECT_EQ(reading.result.rootDispersion, 268'435'455.9375 - value);
   }
 }
 
@@ -249,20 +223,15 @@ TEST(TimeReplyReading, ReferenceIdentifier) {
       {1, 4, "PPS1", "PPS1", "", ""},
       {1, 3, "A\x1B[\x07"s, "A[", "", ""},
       {1, 3, " \x7F\x80\xFF"s, "", "", ""},
-      {1, 3, "\0\0\0\0"s, "", "", ""},
       {0, 3, "RATE", "", "RATE", ""},
       {0, 4, "DE\nY", "", "DEY", ""},
       {0, 3, "\0\0\0\0"s, "", "", ""},
       {2, 3, "\xC0\0\x02\x07"s, "", "", "192.0.2.7"},
       {14, 3, "\xFF\xFE\xFD\xFC"s, "", "", "255.254.253.252"},
-      {2, 3, "\0\0\0\0"s, "", "", "0.0.0.0"},
       {2, 4, Big32(kStampOf2000), "2000-01-01T00:00:00.000Z", "", ""},
-      {14, 4, Big32(0x8000'0000), "1968-01-20T03:14:08.000Z", "", ""},
       {2, 5, Big32(1), "2036-02-07T06:28:17.000Z", "", ""},
       {2, 4, Big32(0), "", "", ""},
       {15, 3, "GPS\0"s, "", "", ""},
-      {16, 4, "GPS\0"s, "", "", ""},
-      {255, 3, "RATE", "", "", ""},
   };
   for (const auto& c : kCases) {
     TimeExchange exchange = ExchangeAt(kNow);
@@ -276,37 +245,6 @@ TEST(TimeReplyReading, ReferenceIdentifier) {
   }
 }
 
-TEST(TimeReplyReading, DateIsTheTransmitTimeLessHalfTheRoundTrip) {
-  const struct {
-    std::uint32_t stamp;
-    nanoseconds roundTrip;
-    const char* text;
-  } kCases[] = {
-      {kStampOfNow, 0ns, "2026-11-21T12:00:00.000Z"},
-      {kStampOfNow, 500ms, "2026-11-21T11:59:59.750Z"},
-      {kStampOfNow, 1s, "2026-11-21T11:59:59.500Z"},
-      {kStampOfNow, 2s, "2026-11-21T11:59:59.000Z"},
-      {kStampOfNow, 60s, "2026-11-21T11:59:30.000Z"},
-      {kStampOf2000, 0ns, "2000-01-01T00:00:00.000Z"},
-      {kStampOf2000, 2ms, "1999-12-31T23:59:59.999Z"},
-      {kStampOf2000 + 60 * 86'400, 2s, "2000-02-29T23:59:59.000Z"},
-      {kStampOf2000 + 59 * 86'400, 2s, "2000-02-28T23:59:59.000Z"},
-      {kStampOf2000 + 425 * 86'400, 2s, "2001-02-28T23:59:59.000Z"},
-      {0x8000'0000, 0ns, "1968-01-20T03:14:08.000Z"},
-      {0x8000'0000, 2s, "1968-01-20T03:14:07.000Z"},
-      {0x7FFF'FFFF, 0ns, "2104-02-26T09:42:23.000Z"},
-      {0xFFFF'FFFF, 0ns, "2036-02-07T06:28:15.000Z"},
-      {1, 4s, "2036-02-07T06:28:15.000Z"},
-  };
-  for (const auto& c : kCases) {
-    const Reading reading(Good().Transmit(c.stamp, 0xFFFF'FFFF).Bytes(),
-                          ExchangeAt(kNow, c.roundTrip));
-    EXPECT_EQ(reading.error, 0);
-    EXPECT_EQ(reading.text, c.text);
-    EXPECT_EQ(reading.result.roundTrip, duration<double>(c.roundTrip).count());
-  }
-}
-
 TEST(TimeReplyReading, DifferenceIsLocalTimeLessTheServersInWholeSeconds) {
   const struct {
     Moment sent;
@@ -317,16 +255,12 @@ TEST(TimeReplyReading, DifferenceIsLocalTimeLessTheServersInWholeSeconds) {
   } kCases[] = {
       {kNow, 0ns, 0s, kStampOfNow, 0, 0},
       {kNow + 999ms, 0ns, 0s, kStampOfNow, 0, 0},
-      {kNow, 2ms, 0s, kStampOfNow, 0, 0},
       {kNow, 0ns, 0s, kStampOfNow + 90, -90, -90},  // the server is ahead
       {kNow, 0ns, 0s, kStampOfNow - 90, 90, 90},
       {kNow, 0ns, 3600s, kStampOfNow, 3600, 3600},
-      {kNow, 0ns, -12'600s, kStampOfNow, -12'600, -12'600},
       // Local time of receipt; half the round trip goes off the one and onto the other.
       {kNow, 10s, 0s, kStampOfNow, 15, 5},
-      {kNow, 10s, 0s, kStampOfNow + 5, 10, 0},
       {kNow + 600ms, 800ms, 0s, kStampOfNow, 1, 1},
-      {kNow, 0ns, 0s, kStampOf2000, 848'577'600, 848'577'600},
       {kNow, 0ns, 0s, 0x8000'0000, 1'856'767'552, 1'856'767'552},
       {kNow, 0ns, 0s, 1, -290'716'097, -290'716'097},
       {sys_days(2036y / 2 / 7) + 6h + 28min + 17s, 0ns, 0s, 0xFFFF'FFFF, 2, 2},
@@ -372,7 +306,6 @@ TEST(TimeReplyReading, OffsetAndDelayByFourTimestamps) {
 
 TEST(TimeReplyReading, WithoutAReceiveTimeThereIsNoOffset) {
   const Reading reading(Good().Receive(0, 5).Bytes(), ExchangeAt(kNow, 1s));
-  EXPECT_EQ(reading.error, 0);
   EXPECT_EQ(reading.text, "2026-11-21T11:59:59.500Z");
   EXPECT_EQ(reading.result.offset, 0);
   EXPECT_EQ(reading.result.delay, 0);

@@ -5,12 +5,7 @@
 #include <netro/TimeSurveyCls.h>
 
 #include <atomic>
-#include <chrono>
-#include <functional>
-#include <memory>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "DnsTestKit.h"
 #include "platform/Clock.h"

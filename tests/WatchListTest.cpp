@@ -2,12 +2,9 @@
 // a month of scripted outages in which every alert is accounted for.
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <functional>
 #include <map>
-#include <string>
-#include <utility>
-#include <vector>
+#include <random>
+#include <sstream>
 
 #include "diag/WatchList.h"
 
@@ -164,72 +161,21 @@ TEST(WatchList, ResetMakesEveryHostDueExceptThoseBeingProbed) {
   EXPECT_EQ(list.TakeDue(now), all);
 }
 
-// Hosts 1 and 2 stand behind host 0, host 3 behind host 1. Each step is a host and its outcome, ten
-// seconds after the one before; what it changed is compared.
+// Hosts 1 and 2 stand behind host 0, host 3 behind host 1. Each word is a host and its outcome, ten
+// seconds after the one before, with what it changes.
 TEST(WatchList, ParentsAndUplinkAreAskedBeforeAHostIsBlamed) {
-  struct Step {
-    const char* probe;
-    const char* changes;
-  };
   const struct {
     const char* name;
     bool uplink;
-    std::vector<Step> steps;
+    std::string steps;
   } kCases[] = {
-      {"the router answers later than the failure: the host is down",
-       false,
-       {{"0+", ""}, {"1-", ""}, {"1-", ""}, {"1-", ""}, {"0+", "D1"}, {"1-", ""}}},
-      {"the router is dead, too: it is down, and all behind it are told with it",
-       false,
-       {{"1-", ""},
-        {"1-", ""},
-        {"1-", ""},
-        {"0-", ""},
-        {"0-", ""},
-        {"0-", "D0X1"},
-        {"2-", "X2"},
-        {"3-", "X3"},
-        {"1-", ""},
-        {"0+", ""},
-        {"0+", "U0"},
-        {"1+", ""},
-        {"1+", "U1"},
-        {"2-", ""},
-        {"2-", ""},
-        {"2-", ""},
-        {"0+", "D2"},
-        {"3+", ""},
-        {"3+", "U3"}}},
-      {"one that was down before stays so",
-       false,
-       {{"2-", ""},
-        {"2-", ""},
-        {"2-", ""},
-        {"0+", "D2"},
-        {"0-", ""},
-        {"0-", ""},
-        {"0-", "D0"},
-        {"2-", ""},
-        {"2+", ""},
-        {"2+", "U2"}}},
-      {"behind a silent uplink nothing counts",
-       true,
-       {{"0+", ""},
-        {"1-", ""},
-        {"1-", ""},
-        {"1-", ""},
-        {"0-", ""},
-        {"1-", ""},
-        {"2-", ""},
-        {"0-", ""},
-        {"0-", "D0"},
-        {"1-", ""},
-        {"0+", ""},
-        {"1-", ""},
-        {"0+", "U0"},
-        {"1-", ""},
-        {"1-", ""},
-        {"0+", "D1"}}},
+      {"the router answers later than the failure: the host is down", false,
+       "0+ 1- 1- 1- 0+:D1 1- "},
+      {"the router is dead, too: it is down, and all behind it are told with it", false,
+       "1- 1- 1- 0- 0- 0-:D0X1 2-:X2 3-:X3 1- 0+ 0+:U0 1+ 1+:U1 2- 2- 2- 0+:D2 3+ 3+:U3 "},
+      {"one that was down before stays so", false, "2- 2- 2- 0+:D2 0- 0- 0-:D0 2- 2+ 2+:U2 "},
+      {"behind a silent uplink nothing counts", true,
+       "0+ 1- 1- 1- 0- 1- 2- 0- 0-:D0 1- 0+ 1- 0+:U0 1- 1- 0+:D1 "},
   };
   for (const auto& test : kCases) {
     WatchSettings settings = SettingsFor(4);
@@ -239,13 +185,15 @@ TEST(WatchList, ParentsAndUplinkAreAskedBeforeAHostIsBlamed) {
     WatchList list;
     TimePoint now;
     list.Assign(settings, now);
-    for (std::size_t i = 0; i < test.steps.size(); ++i) {
+    std::istringstream steps(test.steps);
+    std::string seen;
+    for (std::string step; steps >> step;) {
       now += seconds(10);
-      const char* probe = test.steps[i].probe;
-      EXPECT_EQ(Probe(list, static_cast<std::size_t>(probe[0] - '0'), probe[1] == '+', now),
-                test.steps[i].changes)
-          << test.name << ", step " << i;
+      const auto host = static_cast<std::size_t>(step[0] - '0');
+      const std::string changes = Probe(list, host, step[1] == '+', now);
+      seen += step.substr(0, 2) + (changes.empty() ? "" : ":" + changes) + " ";
     }
+    EXPECT_EQ(seen, test.steps) << test.name;
   }
 }
 
@@ -304,17 +252,6 @@ struct Outage {
   bool Has(std::int64_t second) const { return from <= second && second < to; }
 };
 
-class Random {
- public:
-  std::int64_t Below(std::int64_t limit) {
-    state_ = state_ * 1664525u + 1013904223u;
-    return static_cast<std::int64_t>(state_ >> 8) % limit;
-  }
-
- private:
-  std::uint32_t state_ = 12345;
-};
-
 // Each day has one kind of trouble, so that it is known what must be told. Restarts and steps of
 // the clock come on all of them, at any moment.
 class Month {
@@ -331,11 +268,11 @@ class Month {
   }
 
   void Run() {
-    std::int64_t nextRestart = random_.Below(kDay);
+    std::int64_t nextRestart = Below(kDay);
     for (std::int64_t second = 0; second < 30 * kDay; ++second) {
       if (second == nextRestart) {
         Restart(second);
-        nextRestart += 1 + random_.Below(kDay);
+        nextRestart += 1 + Below(kDay);
       }
       list_.Tick(false, DateAt(second), base_ + seconds(second));
       for (const WatchId id : list_.TakeDue(base_ + seconds(second))) {
@@ -374,14 +311,14 @@ class Month {
     switch (day % 4) {
       case 0:
         for (std::size_t i = kRouters + 1; i < kAll; ++i) {
-          add(i, begin + random_.Below(40'000), random_.Below(3) == 0 ? 20 : 5000);
+          add(i, begin + Below(40'000), Below(3) == 0 ? 20 : 5000);
         }
         break;
       case 1:
-        for (std::size_t i = 1; i <= kRouters; ++i) add(i, begin + random_.Below(60'000), 6000);
+        for (std::size_t i = 1; i <= kRouters; ++i) add(i, begin + Below(60'000), 6000);
         break;
       case 2:
-        for (int i = 0; i < 4; ++i) add(0, begin + 15'000 * i + random_.Below(5000), 3000);
+        for (int i = 0; i < 4; ++i) add(0, begin + 15'000 * i + Below(5000), 3000);
         break;
       default:
         for (int i = 0; i < 6; ++i) add(kAll - 1, begin + 900 * i, 450);
@@ -400,6 +337,7 @@ class Month {
            !(isBehind && IsOut(RouterOf(host), second));
   }
 
+  std::int64_t Below(std::int64_t limit) { return static_cast<std::int64_t>(random_()) % limit; }
   Date DateAt(std::int64_t second) const {
     return 46'000 + step_ + static_cast<double>(second) / static_cast<double>(kDay);
   }
@@ -407,21 +345,21 @@ class Month {
   // The other program has a clock that began elsewhere, and the time of day was set meanwhile.
   void Restart(std::int64_t second) {
     const WatchList before = list_;
-    base_ += seconds(random_.Below(1'000'000));
+    base_ += seconds(Below(1'000'000));
     list_ = WatchList();
     list_.Assign(settings_, base_ + seconds(second));
     for (std::size_t i = 0; i < kAll; ++i) {
       list_.Recall(i, before.At(i), WatchList::JudgementOf(before.At(i)), DateAt(second),
                    base_ + seconds(second));
     }
-    step_ = static_cast<double>(random_.Below(200) - 100) / 1000;
+    step_ = static_cast<double>(Below(200) - 100) / 1000;
   }
 
   WatchSettings settings_;
   WatchList list_;
   TimePoint base_;
   double step_ = 0;
-  Random random_;
+  std::minstd_rand random_{12345};  // NOLINT: the same each time
   std::size_t next_[kAll] = {};
 };
 

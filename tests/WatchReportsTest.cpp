@@ -4,12 +4,7 @@
 
 #include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <filesystem>
-#include <functional>
-#include <memory>
-#include <string>
-#include <vector>
 
 #include "TemporaryFolder.h"
 #include "diag/WatchReportText.h"

@@ -1,13 +1,10 @@
 // WhoIsCls with referrals and a table of servers: who is asked what, which addresses referrals may
-// lead to, limits of the whole. What counts as a referral is in the tests of the command.
+// lead to, what counts as one, limits of the whole.
 
 #include <gtest/gtest.h>
 #include <netro/WhoIsCls.h>
 
-#include <chrono>
-#include <memory>
-#include <string>
-#include <vector>
+#include <sstream>
 
 #include "DnsTestKit.h"
 #include "SystemRoot.h"
@@ -15,11 +12,13 @@
 #include "socket/HostLookup.h"
 #include "tests/peers/BytesServer.h"
 #include "web/PublicAddress.h"
+#include "web/WhoIsReferral.h"
 #include "web/WhoIsTable.h"
 
 namespace netro {
 namespace {
 
+using namespace std::string_literals;
 using peers::AwaitText;
 using peers::BytesServer;
 using peers::Send;
@@ -51,11 +50,8 @@ TEST(WhoIsTableReading, TheNarrowestLineThatFitsCounts) {
   for (const std::size_t i : {0u, 1u, 2u, 3u, 4u, 5u}) {
     EXPECT_TRUE(problems[i].starts_with("line " + std::to_string(13 + i) + ": ")) << problems[i];
   }
-  const struct {
-    const char* query;
-    const char* server;
-    const char* asked;
-  } kCases[] = {
+  const char* const kCases[][3] = {
+      // a query, the server and what it is asked
       {"x.example", "a.test:43", "domain x.example"},
       {"X.Example.", "a.test:43", "domain X.Example."},
       {"x.b.example", "b.test:4343", "-x x.b.example -y"},
@@ -73,47 +69,70 @@ TEST(WhoIsTableReading, TheNarrowestLineThatFitsCounts) {
       {"64500", "start.test:43", "= 64500"},
       {"", "start.test:43", "= "},
   };
-  for (const auto& test : kCases) {
-    const auto server = table.ServerFor(test.query);
-    ASSERT_TRUE(server.has_value()) << test.query;
-    EXPECT_EQ(server->Text(), test.server) << test.query;
-    EXPECT_EQ(table.QueryFor(*server, test.query), test.asked);
+  for (const auto& [query, server, asked] : kCases) {
+    const auto found = table.ServerFor(query);
+    ASSERT_TRUE(found.has_value()) << query;
+    EXPECT_EQ(found->Text(), server) << query;
+    EXPECT_EQ(table.QueryFor(*found, query), asked);
   }
   table.Read(".example a.test\n");
   EXPECT_FALSE(table.ServerFor("x.test").has_value());
 }
 
 TEST(PublicAddress, WhatIsOneAndWhatIsNot) {
-  for (const std::string address :
-       {"192.0.2.1", "9.255.255.255", "11.0.0.0", "172.32.0.1", "100.128.0.1", "223.255.255.255",
-        "2001:db8::1", "2a00::1", "64:ff9b::c000:201", "2002:c000:201::1"}) {
-    EXPECT_TRUE(IsPublicAddress(*ParseAddress(address))) << address;
-  }
-  for (const std::string address : {"0.0.0.1",
-                                    "10.1.2.3",
-                                    "100.64.0.1",
-                                    "127.0.0.1",
-                                    "169.254.1.1",
-                                    "172.16.0.1",
-                                    "172.31.255.255",
-                                    "192.0.0.1",
-                                    "192.168.0.1",
-                                    "198.19.0.1",
-                                    "224.0.0.1",
-                                    "240.0.0.1",
-                                    "255.255.255.255",
-                                    "::",
-                                    "::1",
-                                    "fe80::1",
-                                    "fd00::1",
-                                    "ff02::1",
-                                    "64:ff9b::7f00:1",
-                                    "2002:7f00:1::",
-                                    "2001::1",
-                                    "::ffff:127.0.0.1"}) {
-    EXPECT_FALSE(IsPublicAddress(*ParseAddress(address))) << address;
-  }
+  const auto expect = [](const std::string& addresses, bool isPublic) {
+    std::istringstream words(addresses);
+    for (std::string address; words >> address;)
+      EXPECT_EQ(IsPublicAddress(*ParseAddress(address)), isPublic) << address;
+  };
+  expect("192.0.2.1 9.255.255.255 11.0.0.0 172.32.0.1 100.128.0.1 223.255.255.255 2001:db8::1",
+         true);
+  expect("2a00::1 64:ff9b::c000:201 2002:c000:201::1", true);
+  expect("0.0.0.1 10.1.2.3 100.64.0.1 127.0.0.1 169.254.1.1 172.16.0.1 172.31.255.255", false);
+  expect("192.0.0.1 192.168.0.1 198.19.0.1 224.0.0.1 240.0.0.1 255.255.255.255", false);
+  expect(":: ::1 fe80::1 fd00::1 ff02::1 64:ff9b::7f00:1 2002:7f00:1:: 2001::1", false);
+  expect("::ffff:127.0.0.1", false);
   EXPECT_FALSE(IsPublicAddress(IpAddress()));
+}
+
+TEST(WhoIsReferral, OnlyLinesThatNameAHostLeadOn) {
+  const std::string full = std::string(64, 'x');
+  const auto find = [](const std::string& answer) {
+    return FindWhoIsReferral(answer, {{"first.test", 43}, {"asked.test", 43}});
+  };
+  for (const std::string& line :
+       {"refer: a.test"s, "whois: A.test.\r"s, "% comment: x\nwhois:   a.test  \r"s,
+        "   Registrar WHOIS Server: a.test:43"s, "WHOIS SERVER:a.test"s,
+        "ReferralServer:  whois://a.test"s, "referralserver: WHOIS://a.test/"s,
+        "Whois Server:\nWhois Server: \r\nREFER\t:\ta.test"s,
+        std::string(70'000, 'x') + "\nrefer: a.test"s,
+        "refer: asked.test\nrefer: first.test\nrefer: a b\nrefer: a.test"s}) {
+    EXPECT_EQ(find(line + "\n").next, (WhoIsServer{"a.test", 43})) << line;
+  }
+  for (const std::string& line : {"remarks: whois: a.test"s, "refers: a.test"s, "see whois a.test"s,
+                                  "refer a.test"s, ": a.test"s, "a.test:"s, "nserver: a.test"s,
+                                  "WHOIS Servers: a.test"s, "refer:"s, "refer: asked.test"s}) {
+    EXPECT_EQ(find(line).next, std::nullopt) << line;
+    EXPECT_TRUE(find(line).notes.empty()) << line;
+  }
+  // What cannot be a host, and what leads elsewhere than to a WHOIS server.
+  std::istringstream hosts(
+      "../../etc/passwd\na b\na;reboot\n-oProxy\na..test\n.\n:43\na:\na:0\na:65536\na:43:43\na:-1\n"
+      "a:4x\n[::1]\nuser@a.test\na.test/path\n\x1b[31ma.test\na\0.test\n\xc3\xa4.test\na.\xff\n"
+      "http://a.test\nrwhois://a.test:4321\nwhois://\nwhois://a.test/b\n127.1\n127.0.0.01\n"s +
+      full + "\n" + full + "." + full + "\n" + std::string(100'000, 'x'));
+  for (std::string host; std::getline(hosts, host);) {
+    const WhoIsReferral referral = find("refer: " + host + "\n");
+    EXPECT_EQ(referral.next, std::nullopt) << host;
+    ASSERT_EQ(referral.notes.size(), 1u) << host;
+    EXPECT_TRUE(referral.notes[0].starts_with("ignored the referral to ")) << host;
+    EXPECT_LT(referral.notes[0].size(), 500u) << host;
+  }
+  std::string flood;
+  for (int i = 0; i < 500'000; ++i) flood += "refer: a b\n";
+  EXPECT_TRUE(find(flood + "refer: a.test").notes.at(0).ends_with(", and 99 more like it"));
+  EXPECT_EQ(find("refer: first.test").notes, std::vector{"asked.test:43 refers back to "
+                                                         "first.test:43, which has been asked"s});
 }
 
 class WhoIsFollow : public testing::Test {

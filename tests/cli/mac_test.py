@@ -4,18 +4,16 @@
 Usage: mac_test.py PATH_OF_NETRO [unittest arguments]
 """
 
-import signal
-import socket
 import struct
 import subprocess
-import threading
 import unittest
 
 import echo_network
 
 HAS_NETWORK = echo_network.enter()
 
-from netro_command import CommandTestCase, interrupt
+from loopback_server import LoopbackServer
+from netro_command import CommandTestCase
 
 OWN, NEIGHBOUR = "02:00:5E:00:00:0A", "02:00:5E:00:00:0B"
 NETWORK = f"""link add left type veth peer name right
@@ -29,35 +27,21 @@ neighbour add fe80::2 lladdr {NEIGHBOUR} dev left nud permanent
 """
 
 
-class NodeStatusServer:
-    """NetBIOS on loopback (RFC 1002, section 4.2.18); reply is what it says behind the header."""
+class NodeStatusServer(LoopbackServer):
+    """NetBIOS on loopback (RFC 1002, section 4.2.18); reply is what it says behind the header, and
+    None is silence."""
 
     def __init__(self, names, statistics):
-        self.asked = threading.Event()
         data = bytes([names]) + bytes(18 * names) + statistics
         self.reply = (b"\x20CK" + b"A" * 30 + b"\0" + struct.pack("!HHIH", 33, 1, 0, len(data)) +
                       data)
-        self.silent = False
-        self.socket = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
-        self.socket.bind(("127.0.0.1", 137))
-        self.thread = threading.Thread(target=self.serve)
-        self.thread.start()
+        super().__init__(port=137)
 
-    def close(self):
-        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as last:
-            last.sendto(b"", ("127.0.0.1", 137))
-        self.thread.join()
-        self.socket.close()
-
-    def serve(self):
-        while True:
-            question, client = self.socket.recvfrom(4096)
-            if not question:
-                return
-            self.asked.set()
-            if not self.silent:
-                header = struct.pack("!2sHHHHH", question[:2], 0x8400, 0, 1, 0, 0)
-                self.socket.sendto(header + self.reply, client)
+    def serve_datagram(self, question, client):
+        self.asked.set()
+        if self.reply is not None:
+            header = struct.pack("!2sHHHHH", question[:2], 0x8400, 0, 1, 0, 0)
+            self.datagrams.sendto(header + self.reply, client)
 
 
 class UsageTest(CommandTestCase):
@@ -122,7 +106,8 @@ class MacTest(CommandTestCase):
         self.assertLess(shown["seconds"], 2.5)
 
     def test_node_status(self):
-        self.serve(NodeStatusServer(3, bytes.fromhex("02005e0000ff 0000 0407 0005") + bytes(34)))
+        server = self.serve(
+            NodeStatusServer(3, bytes.fromhex("02005e0000ff 0000 0407 0005") + bytes(34)))
         lines = dict((line[:19].rstrip(), line[19:])
                      for line in self.text("127.0.0.1", "--netbios").splitlines())
         self.assertEqual(lines, {"host": "127.0.0.1", "MAC address": "02:00:5E:00:00:FF",
@@ -133,20 +118,14 @@ class MacTest(CommandTestCase):
         adapter, = shown["adapters"]
         self.assertEqual((adapter["number"], adapter["mac"], adapter["status"]["NameCount"]),
                          (None, "02:00:5E:00:00:FF", 3))
-
-    def test_address_that_is_not_told(self):
-        self.serve(NodeStatusServer(1, bytes(46)))
+        server.reply = server.reply.replace(bytes.fromhex("02005e0000ff"), bytes(6))
         self.assertIn("not told\n", self.text("127.0.0.1", "--netbios"))
 
     def test_node_status_fails(self):
         server = self.serve(NodeStatusServer(200, b""))
-        server.reply = server.reply[:60]
-        self.assertEqual(self.text("127.0.0.1", "--netbios", status=1, stderr=b"(error 6)"), "")
-        server.silent = True
+        server.reply = None
         self.text("127.0.0.1", "--netbios", "-t0.1", status=1, stderr=b"(error 5); it has no NetB")
-        server.asked.clear()
-        status, text = interrupt(server.asked, "mac", "127.0.0.1", "--netbios")
-        self.assertEqual((status, b"(error 11)" in text), (-signal.SIGINT, True))
+        self.check_interrupt(server, "127.0.0.1", "--netbios", text=b"(error 11)")
 
     def test_terminal(self):
         self.check_colours()

@@ -131,6 +131,11 @@ class CommandTestCase(unittest.TestCase):
             with self.subTest(arguments):
                 self.assertEqual(self.netro(*arguments, status=2, stderr=text), b"")
 
+    def check_options(self, *lines):
+        """Each has an option that cannot be so and must stand in the message, its first one."""
+        self.check_usage(*[(line.split(), re.search("--[a-z-]+", line)[0].encode())
+                           for line in lines])
+
     def check_colours(self, *arguments, wanted=b""):
         """Only on a terminal that wants them."""
         for setting, colour in ({}, True), ({"NO_COLOR": "1"}, False), ({"TERM": "dumb"}, False):
@@ -141,21 +146,37 @@ class CommandTestCase(unittest.TestCase):
     def check_proxies(self, server_option, port, *arguments, name="x.test"):
         """The first bytes that a proxy gets; a server's name may be left to it. How each kind is
         named is in command_test.py."""
+        port = port.to_bytes(2, "big")
         for scheme, server, begin in (
             ("", "127.0.0.1", b"\5\1\0"),
-            ("socks4a://u@", name,
-             b"\4\1" + port.to_bytes(2, "big") + b"\0\0\0\1u\0" + name.encode() + b"\0"),
+            ("socks4a://u@", name, b"\4\1" + port + b"\0\0\0\1u\0" + name.encode() + b"\0"),
         ):
-            with self.subTest(scheme), socket.create_server(("127.0.0.1", 0)) as proxy:
-                way = ["--proxy", f"{scheme}127.0.0.1:{proxy.getsockname()[1]}"]
-                with subprocess.Popen([NETRO, *self.command, *arguments, *server_option, server,
-                                       *way], stdout=subprocess.DEVNULL,
-                                      stderr=subprocess.PIPE) as process:
-                    with proxy.accept()[0] as connection:
-                        received = connection.recv(65536)
-                    process.communicate(timeout=LIMIT)
-                self.assertEqual(process.returncode, 1)
-                self.assertTrue(received.startswith(begin), received)
+            received = self.bytes_for_proxy(scheme, *arguments, *server_option, server)
+            self.assertTrue(received.startswith(begin), received)
+
+    def bytes_for_proxy(self, begin, *arguments, stdin=None):
+        """What a command sends first to the proxy, whose address this begins."""
+        with self.subTest(begin), socket.create_server(("127.0.0.1", 0)) as proxy:
+            way = ["--proxy", f"{begin}127.0.0.1:{proxy.getsockname()[1]}"]
+            with subprocess.Popen([NETRO, *self.command, *arguments, *way],
+                                  stdin=subprocess.PIPE if stdin else None, stdout=subprocess.DEVNULL,
+                                  stderr=subprocess.PIPE) as process:
+                if stdin:
+                    process.stdin.write(stdin)
+                    process.stdin.flush()
+                with proxy.accept()[0] as connection:
+                    received = connection.recv(65536)
+                process.communicate(timeout=LIMIT)
+            self.assertEqual(process.returncode, 1)
+            return received
+
+    def check_interrupt(self, server, *arguments, times=None, text=b"9999"):
+        """Ctrl-C once the server has been asked; the message has the text, so many times."""
+        server.asked.clear()
+        status, messages = interrupt(server.asked, *self.command, *arguments)
+        self.assertEqual(status, -signal.SIGINT)
+        self.assertIn(text, messages)
+        self.assertIn(times, (None, messages.count(text)))
 
     def check_lost_reader(self, *arguments):
         """Nobody reads what is printed: that ends the command, without a word."""

@@ -5,15 +5,16 @@ Usage: time_test.py PATH_OF_NETRO [unittest arguments]
 """
 
 import datetime
-import os
 import re
-import signal
-import sys
 import time
 import unittest
 
+import echo_network
+
+echo_network.enter()  # port 123 is not everybody's elsewhere
+
 from dns_server import A, PTR, DnsServer, Reply, name, record
-from netro_command import NETRO, CommandTestCase, interrupt, nobody
+from netro_command import CommandTestCase, nobody
 from time_server import TimeServer, sntp_reply, sntp_server, stamp, time_reply
 
 
@@ -39,39 +40,32 @@ class TimeProtocolTest(TimeTestCase):
         self.address = self.server.address
 
     def test_times(self):
-        """Whole seconds since 1900, and since 2036 for what would lie before 1968."""
-        for moment in "1968-01-20 03:14:08", "2028-02-29 00:00:00", "2036-02-07 06:28:17":
-            seconds = seconds_of(moment)
-            for transport in [], ["--tcp"]:
-                self.server.answer = time_reply(seconds)
-                before = time.time()
-                shown = self.lines(self.address, *transport)
-                after = time.time()
-                self.assertEqual(list(shown), ["server", "time", "difference", "round trip"])
-                name = "TCP" if transport else "UDP"
-                self.assertEqual(shown["server"], f"{self.address} over {name}, time protocol")
-                self.assertEqual(shown["time"], moment + ".000 UTC")
-                difference = float(shown["difference"].split(" ")[0])
-                self.assertTrue(before - 1 <= difference + seconds <= after, shown)
-                self.assertRegex(shown["round trip"], r"\A\d\.\d{6} s ")
+        """Whole seconds since 1900."""
+        moment = "2028-02-29 00:00:00"
+        self.server.answer = time_reply(seconds_of(moment))
+        for transport, name in ([], "UDP"), (["--tcp"], "TCP"):
+            before = time.time()
+            shown = self.lines(self.address, *transport)
+            self.assertEqual(list(shown), ["server", "time", "difference", "round trip"])
+            self.assertEqual(shown["server"], f"{self.address} over {name}, time protocol")
+            self.assertEqual(shown["time"], moment + ".000 UTC")
+            difference = float(shown["difference"].split(" ")[0])
+            self.assertTrue(before - 1 <= difference + seconds_of(moment) <= time.time(), shown)
+            self.assertRegex(shown["round trip"], r"\A\d\.\d{6} s ")
         self.assertEqual(set(self.server.questions), {b""})
-
-    def test_json(self):
-        self.server.answer = time_reply(seconds_of("2026-11-21 10:45:00"))
         shown = self.json(self.address)
         self.assertEqual(
             [shown[key] for key in ("server", "transport", "protocol", "version", "ok", "refusal",
-                                    "reply", "time")],
+                                    "reply", "time", "error")],
             [self.address, "UDP", "time protocol", None, True, None, "time protocol",
-             "2026-11-21T10:45:00.000Z"])
-        self.assertEqual(shown["error"], {"number": 0, "text": ""})
+             "2028-02-29T00:00:00.000Z", {"number": 0, "text": ""}])
         self.assertGreater(shown["round_trip"], 0)
         self.assertGreaterEqual(shown["seconds"], shown["round_trip"])
         for key in "offset", "stratum", "leap", "reference", "precision", "root_delay_seconds":
             self.assertIsNone(shown[key], key)
 
     def test_sntp_reply_from_another_port(self):
-        self.server.answer = lambda question: sntp_reply(question)
+        self.server.answer = sntp_reply
         shown = self.lines(self.address)
         self.assertEqual(shown["server"],
                          f"{self.address} over UDP, time protocol, answered by SNTP")
@@ -80,14 +74,10 @@ class TimeProtocolTest(TimeTestCase):
         self.assertEqual((shown["protocol"], shown["reply"]), ("time protocol", "SNTP"))
 
     def test_replies_that_are_none(self):
-        for answer, number in (bytes(4), 100002), (sntp_reply(transmit=bytes(8)), 100000), (b"abc", 100003):
-            self.server.answer = answer
-            shown = self.json(self.address, status=1, stderr=b"(error %d)" % number)
-            self.assertEqual((shown["ok"], shown["error"]["number"], shown["time"]),
-                             (False, number, None))
-            self.assertEqual(shown["stratum"] is None, number != 100000)
-
-    def test_nobody_there(self):
+        self.server.answer = sntp_reply(transmit=bytes(8))
+        shown = self.json(self.address, status=1, stderr=b"(error 100000)")
+        self.assertEqual((shown["ok"], shown["error"]["number"], shown["time"]), (False, 100000, None))
+        self.assertIsNotNone(shown["stratum"])
         with nobody() as dead:
             for arguments in [dead, "--tcp"], [self.address, "-x", dead]:
                 self.assertEqual(self.text(*arguments, status=1, stderr=b"error 10061"), "")
@@ -100,21 +90,15 @@ class TimeProtocolTest(TimeTestCase):
 
     def test_interrupt_cancels(self):
         for transport in [], ["--tcp"]:
-            self.server.asked.clear()
-            status, text = interrupt(self.server.asked, "time", self.address, *transport)
-            self.assertEqual(status, -signal.SIGINT)
-            self.assertIn(b"9999", text)
+            self.check_interrupt(self.server, self.address, *transport)
 
     def test_name_of_the_server_is_asked_for_where_the_option_says(self):
         self.server.answer = time_reply(1e9)
         names = self.serve(DnsServer())
         names.udp["time.test"] = Reply([record("time.test", A, bytes([127, 0, 0, 1]))])
-        for transport in [], ["--tcp"]:
-            self.text("time.test", "--port", str(self.server.port), "--dns", names.address,
-                      *transport)
+        self.text("time.test", "--port", str(self.server.port), "--dns", names.address)
         self.text("none.test:37", "--dns", names.address, status=1, stderr=b"error 11001")
         self.text("time.test:37", "--dns", "127.0.0.1:x", status=1, stderr=b"error 10022")
-        self.assertEqual(len(self.server.questions), 2)
 
     def test_proxies(self):
         self.check_proxies([], 37, "--time-protocol")
@@ -127,25 +111,16 @@ class TimeProtocolTest(TimeTestCase):
         self.check_usage(
             ([], b"SERVER"),
             ([""], b"host"),
-            (["a:0"], b"port"),
             (["a:65536"], b"65536"),
             (["a:b"], b"port"),
-            ([":123"], b"host"),
             (["[::1:123"], b"IPv6"),
-            (["a", "--port", "0"], b"port"),
-            (["a", "--port", "65536"], b"65536"),
-            (["a:37", "--port", "37"], b"--port"),
             (["a:123", "--time-protocol"], b"123"),
             (["a", "--port", "123", "--time-protocol"], b"123"),
-            (["a", "--version", "2"], b"--version"),
-            (["a", "--version", "x"], b"--version"),
-            (["a", "--version", "4", "--time-protocol"], b"--version"),
-            (["a", "--timeout", "0"], b"timeout"),
             (["a", "--timeout", "32768"], b"timeout"),
-            (["a", "--timeout", "soon"], b"timeout"),
             (["a", "--proxy", "http://a:1"], b"SOCKS"),
-            (["a", "--proxy", "a:1", "--proxy-type", "basic"], b"SOCKS"),
             (["a", "--proxy-type", "socks4"], b"--proxy"))
+        self.check_options("a --port 0", "a:37 --port 37", "a --version 2",
+                           "a --version 4 --time-protocol")
 
 
 class SntpTest(TimeTestCase):
@@ -160,25 +135,22 @@ class SntpTest(TimeTestCase):
 
     def test_question(self):
         self.server.answer = sntp_reply
-        for options, first in ([], 27), (["--version", "3"], 27), (["--version", "4"], 35), \
-                (["--tcp"], 27):
+        for options, first in ([], 27), (["--version", "4"], 35), (["--tcp"], 27):
             self.server.questions.clear()
             self.text(self.host, *options)
             question, = self.server.questions
             self.assertEqual((len(question), question[0]), (48, first))
 
     def test_whole_reply(self):
-        reply = lambda question: sntp_reply(
+        self.server.answer = lambda question: sntp_reply(
             question, leap=1, poll=10, precision=-6, root_delay=0x18000, root_dispersion=0x400,
             ahead=-100)
-        self.server.answer = reply
-        for transport in [], ["--tcp"]:
+        for transport, name in ([], "UDP"), (["--tcp"], "TCP"):
             shown = self.lines(self.host, *transport)
             self.assertEqual(list(shown), [
                 "server", "time", "difference", "offset", "delay", "round trip", "stratum", "leap",
                 "mode", "reference", "precision", "poll interval", "root delay",
                 "root dispersion"])
-            name = "TCP" if transport else "UDP"
             self.assertEqual(shown["server"], f"{self.host}:123 over {name}, SNTP version 3")
             self.assertRegex(shown["time"], r"\A\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} UTC\Z")
             offset, _, words = shown["offset"].partition(" s ")
@@ -210,14 +182,10 @@ class SntpTest(TimeTestCase):
             ({"mode": 1}, "mode", "symmetric active"),
             ({"mode": 2}, "mode", "symmetric passive"),
             ({"mode": 3}, "mode", "client"),
-            ({"mode": 4}, "mode", "server"),
             ({"mode": 5}, "mode", "broadcast"),
             ({"mode": 6}, "mode", "unknown"),
             ({"stratum": 15}, "stratum", "reserved"),
-            ({"stratum": 255}, "stratum", "reserved"),
-            ({"precision": 0}, "precision_seconds", 1),
             ({"precision": 128}, "precision_exponent", -128),
-            ({"poll": 0}, "poll_interval", 1),
             ({"root_delay": 0xFFFF0000}, "root_delay_seconds", -1),
             ({"root_dispersion": 0xFFFF0000}, "root_dispersion_seconds", 65535),
             ({"receive": bytes(8)}, "offset", None),
@@ -233,15 +201,13 @@ class SntpTest(TimeTestCase):
         names = self.serve(DnsServer())
         names.udp["1.2.0.192.in-addr.arpa"] = Reply(
             [record("1.2.0.192.in-addr.arpa", PTR, name("ntp.test"))])
-        address = bytes([192, 0, 2, 1])
-        for stratum in 2, 14:
-            self.server.answer = lambda question: sntp_reply(question, stratum=stratum,
-                                                             reference=address)
-            shown = self.lines(self.host, "--dns", names.address)
-            self.assertEqual((shown["stratum"], shown["reference"]),
-                             ("secondary reference", "192.0.2.1"))
-            shown = self.lines(self.host, "--dns", names.address, "--reference-name")
-            self.assertEqual(shown["reference"], "192.0.2.1 (ntp.test)")
+        self.server.answer = lambda question: sntp_reply(question, stratum=2,
+                                                         reference=bytes([192, 0, 2, 1]))
+        shown = self.lines(self.host, "--dns", names.address)
+        self.assertEqual((shown["stratum"], shown["reference"]),
+                         ("secondary reference", "192.0.2.1"))
+        shown = self.lines(self.host, "--dns", names.address, "--reference-name")
+        self.assertEqual(shown["reference"], "192.0.2.1 (ntp.test)")
         self.server.answer = lambda question: sntp_reply(
             question, stratum=2, reference=stamp(seconds_of("2026-11-21 10:45:00"))[:4])
         self.assertRegex(self.json(self.host, "--version", "4")["reference"],
@@ -287,21 +253,5 @@ class SntpTest(TimeTestCase):
             self.text(*hosts, *wrong, status=2, stderr=wrong[0].encode())
 
 
-def use_own_network():
-    """Where port 123 is forbidden, the tests run in a network of their own, if one can be made."""
-    inside = ["unshare", "--user", "--map-root-user", "--net"]
-    if "NETRO_TEST_NETWORK" in os.environ or os.system(" ".join(inside) + " true 2>/dev/null") != 0:
-        return
-    os.environ["NETRO_TEST_NETWORK"] = "own"
-    os.execvp(inside[0], [*inside, "sh", "-c", 'ip link set lo up && exec "$@"', "sh",
-                          sys.executable, "-B", sys.argv[0], NETRO, *sys.argv[1:]])
-
-
 if __name__ == "__main__":
-    probe = sntp_server()
-    if probe is None:
-        use_own_network()
-        print("port 123 may not be used here, the tests of SNTP are skipped", file=sys.stderr)
-    else:
-        probe.close()
     unittest.main()

@@ -15,10 +15,10 @@ import echo_network
 
 HAS_NETWORK = echo_network.enter()
 
-from dns_server import A, PTR, DnsServer, Reply, name, record
+from dns_server import PTR, DnsServer, Reply, name, record
 from echo_hops import ECHO_REPLY, UNREACHABLE, Answer, EchoHops
-from echo_network import without_permission
-from netro_command import LIMIT, NETRO, CommandTestCase, Terminal, interrupt
+from echo_network import EchoTestCase
+from netro_command import LIMIT, NETRO, CommandTestCase, Terminal
 
 HOST = "127.0.0.9"
 REACHED = Answer(HOST, ECHO_REPLY)
@@ -38,25 +38,18 @@ class UsageTest(CommandTestCase):
             (["a\x1b[31m"], rb"a\x1B[31m"),
             (["ff02::1"], b"single host"),
             (["a", "b"], b"b"),
-            (["a", "--probes", "0"], b"--probes"),
-            (["a", "--probes", "11"], b"--probes"),
-            (["a", "--max-hops", "256"], b"--max-hops"),
-            (["a", "--size", "65508"], b"--size"),
-            (["a", "--timeout", "nan"], b"--timeout"),
-            (["a", "--cycles", "3"], b"--live"),
-            (["a", "--live", "--report"], b"--report"),
-            (["a", "--udp", "--tcp"], b"--tcp"),
-            (["a", "--port", "80"], b"--port"),
-            (["a", "--udp", "--port", "65536"], b"--port"))
+            (["a", "--cycles", "3"], b"--live"))
+        self.check_options("a --probes 11", "a --max-hops 256", "a --size 65508", "a --timeout nan",
+                           "a --report --live", "a --tcp --udp", "a --port 80",
+                           "a --port 65536 --udp")
 
 
 @unittest.skipUnless(HAS_NETWORK, "no network namespace can be made here")
-class TraceTest(CommandTestCase):
+class TraceTest(EchoTestCase):
     command = "trace",
 
     def setUp(self):
-        self.addCleanup(echo_network.setting, "icmp_echo_ignore_all",
-                        echo_network.setting("icmp_echo_ignore_all", "1"))
+        self.set("icmp_echo_ignore_all", "1")
         self.hops = self.serve(EchoHops(straight(3)))
 
     def netro(self, *arguments, **expected):
@@ -146,7 +139,7 @@ class TraceTest(CommandTestCase):
 
     def test_near_destination_is_not_flooded(self):
         """The system answers faster than the next request goes out."""
-        echo_network.setting("icmp_echo_ignore_all", "0")
+        self.set("icmp_echo_ignore_all", "0")
         self.hops.answers = lambda *_: None
         self.rows("-n", "-s", "1000")
         self.assertLess(max(self.hops.times_to_live), 15)
@@ -199,20 +192,11 @@ class TraceTest(CommandTestCase):
         self.assertEqual((last["probes"][1]["from"], last["probes"][1]["text"]), (HOST, ""))
         self.assertGreater(last["probes"][1]["ms"], 0)
 
-    def test_unknown_name(self):
-        names = self.serve(DnsServer())
-        names.udp["all.test"] = Reply([record("all.test", A, bytes([224, 0, 0, 1]))])
-        for host in "none.test", "all.test":
-            self.assertEqual(self.text(host, "--dns", names.address, status=1,
-                                        stderr=f"cannot look up {host}: ".encode()), "")
+    def test_unknown_names(self):
+        self.check_unknown_names()
 
     def test_no_permission(self):
-        for text in b"net.ipv4.ping_group_range", b"cap_net_raw+ep " + NETRO.encode():
-            self.assertEqual(self.text(HOST, status=1, stderr=text,
-                                        preexec_fn=without_permission), "")
-        shown = self.json(HOST, status=1, stderr=b"-10001", preexec_fn=without_permission)
-        self.assertEqual((shown["ok"], shown["socket"], shown["error"]["number"], shown["hops"]),
-                         (False, None, -10001, []))
+        self.assertEqual(self.check_no_permission(HOST)["hops"], [])
 
     def test_rows_come_one_by_one_until_the_interrupt(self):
         self.hops.answers = lambda ttl, _: Answer("127.0.1.1") if ttl == 1 else None
@@ -226,10 +210,7 @@ class TraceTest(CommandTestCase):
         self.assertIn(b"error 9999", errors)
 
     def test_interrupt_ends_a_lookup(self):
-        names = self.serve(DnsServer())
-        names.udp["one.test"] = None
-        status, text = interrupt(names.asked, "trace", "one.test", "--dns", names.address)
-        self.assertEqual((status, text.count(b"9999")), (-signal.SIGINT, 1))
+        self.check_interrupted_lookup("one")
 
     def test_reader_that_goes_away(self):
         self.check_lost_reader(HOST)

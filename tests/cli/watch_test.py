@@ -100,20 +100,13 @@ class WatchTestCase(CommandTestCase):
 
     def start(self, *arguments):
         process = Started("watch", *arguments)
-        self.addCleanup(process.wait)
-        self.addCleanup(process.kill)
-        self.addCleanup(process.stdout.close)
-        self.addCleanup(process.stderr.close)
+        for clean in process.wait, process.kill, process.stdout.close, process.stderr.close:
+            self.addCleanup(clean)
         return process
 
 
 class SettingsTest(WatchTestCase):
     def test_wrong_usage(self):
-        def file(text):
-            with open(self.path(str(len(os.listdir(self.folder)))), "w") as opened:
-                opened.write(text)
-            return opened.name
-
         self.check_usage(
             ([], b"SETTINGS is required"),
             (["--example", "x.ini"], b"--example"),
@@ -122,10 +115,7 @@ class SettingsTest(WatchTestCase):
             (["a/x.ini", "--html", "./a/b/../x.csv"], b"would replace the log"),
             (["x.ini", "--html", ""], b"--html: must not be empty"),
             ([self.path("none")], b"Settings file not found: '" + self.path("none").encode()),
-            ([self.folder], b"Can not read settings."),
-            ([file("[HostNames]\na=127.0.0.1\n")], b"Neither a DownActions nor a UpAction"),
-            ([file("[DownActions]\n1=log\n")], b"No Hosts to observe found"),
-            ([file("[DownActions]\n1=dance\n[HostNames]\na=b\n")], b"'dance'"))
+            ([self.settings({"a": "b"}, actions="[DownActions]\n1=dance\n")], b"'dance'"))
 
     @unittest.skipUnless(HAS_NETWORK, "no network namespace can be made here")
     def test_example(self):
@@ -301,15 +291,13 @@ class WatchTest(WatchTestCase):
         self.assertNotEqual(text, self.page()[0])
         self.assertEqual(os.stat(page).st_mode & 0o777, 0o640)
 
-    def test_page_that_cannot_be_written(self):
+    def test_files_that_cannot_be_written(self):
         settings = self.settings({"good": self.web.url(200)})
         for name in self.folder, "/dev/null", self.path("none/hosts.html"):
             shown = json.loads(self.text(settings, "--json", "--html", name, status=1,
                                           stderr=b"cannot write " + name.encode()))
             self.assertEqual((shown["ok"], shown["error"]["number"]), (False, -1))
-
-    def test_log_that_cannot_be_written(self):
-        settings = self.settings({"good": self.web.url(200)})
+        os.remove(self.path("hosts.csv"))
         os.mkdir(self.path("hosts.csv"))
         shown = json.loads(self.text(settings, "--json", status=1, stderr=b"start logging"))
         self.assertEqual((shown["ok"], shown["error"]["number"], shown["hosts"]), (False, 5, []))
@@ -326,12 +314,15 @@ class WatchTest(WatchTestCase):
         self.assertEqual(status, -signal.SIGINT)
         return text.decode()
 
+    def last_table(self, text):
+        return re.sub(r"\x1b\[[\d?]*[A-Za-z]", "", text.split("\x1b[?7l")[-1]).splitlines()
+
     def test_table(self):
         terminal = self.table(2)
         terminal.read_until(b"2 up, 1 down")
         text = self.end(terminal)
         self.assertRegex(text, r"Z \x1b\[31mdown  \x1b\[0m bad \(http")  # the report
-        last = re.sub(r"\x1b\[[\d?]*[A-Za-z]", "", text.split("\x1b[?7l")[-1]).splitlines()
+        last = self.last_table(text)
         self.assertRegex(last[0], r"\Anetro watch  3 hosts: 2 up, 1 down  /")
         self.assertEqual(last[1].split(), ["STATE", "NAME", "OK", "FAILED", "NEXT", "TIMES", "LAST",
                                            "ANSWER"])
@@ -344,8 +335,7 @@ class WatchTest(WatchTestCase):
         terminal = self.table(30)
         fcntl.ioctl(terminal.descriptor, termios.TIOCSWINSZ, struct.pack("HHHH", 10, 40, 0, 0))
         terminal.read_until(b"25 more hosts: 25 up")
-        text = self.end(terminal)
-        last = re.sub(r"\x1b\[[\d?]*[A-Za-z]", "", text.split("\x1b[?7l")[-1]).splitlines()
+        last = self.last_table(self.end(terminal))
         self.assertEqual(len(last), 9)
         self.assertTrue(last[2].startswith("down   bad"), last)
         self.assertLessEqual(max(map(len, last)), 40)

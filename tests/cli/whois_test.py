@@ -8,23 +8,15 @@ import base64
 import json
 import os
 import re
-import signal
 import tempfile
 import unittest
 
 from dns_server import A, DnsServer, Reply, record
-from netro_command import CommandTestCase, Terminal, interrupt, nobody, run
+from netro_command import CommandTestCase, Terminal, nobody, run
 from whois_server import WhoisServer
 
 CONTROLS = b"red: \x1b[31m, beep: \x07, C1: \xc2\x9b and \x9b, broken: \xff, NUL: \0"
 CONTROLS += ", turned: \u202egpj.exe, line:\u2028new\r\n".encode()
-
-# What cannot be a host, and what leads elsewhere than to a WHOIS server.
-HOSTILE = [b"../../etc/passwd", b"a b", b"a;reboot", b"-oProxy", b"a..test", b".", b":43", b"a:",
-           b"a:0", b"a:65536", b"a:43:43", b"a:-1", b"a:4x", b"[::1]", b"user@a.test",
-           b"a.test/path", b"\x1b[31ma.test", b"a\0.test", b"\xc3\xa4.test", b"a.\xff", b"x" * 64,
-           b"x." * 128, b"x" * 100000, b"http://a.test", b"rwhois://a.test:4321", b"whois://",
-           b"whois://a.test/b"]
 
 
 class WhoisTest(CommandTestCase):
@@ -49,11 +41,9 @@ class WhoisTest(CommandTestCase):
         self.assertEqual(self.server.questions.pop(), b"-T dn,ace a.test\r\n")
 
     def test_answers_come_as_they_are(self):
-        for answer in (b"a\nb\r\nc\rd", CONTROLS, bytes(range(256)) * 40000, b"no line end"):
+        for answer in (b"a\nb\r\nc\rd", CONTROLS, bytes(range(256)) * 40000):
             self.server.answer = answer
             self.assertEqual(self.netro("x"), answer)
-
-    def test_empty_answer_is_told(self):
         self.server.answer = b""
         self.assertEqual(self.netro("x", stderr=b"without an answer"), b"")
 
@@ -67,8 +57,6 @@ class WhoisTest(CommandTestCase):
             self.assertEqual(status, 0)
             self.assertIn(wanted + b"\r\n", text)
             self.assertIsNotNone(re.fullmatch(rb"[\r\n -~]*", text), text)
-        status, text = Terminal("whois", "x", "-s", self.server.address, "--json").finish()
-        self.assertIsNotNone(re.fullmatch(rb"[\r\n -~]*", text), text)
         self.server.answer = b"\xc2\x9b31m\r\n"
         text = Terminal("whois", "x", "-s", self.server.address, "--json").finish()[1]
         self.assertEqual(json.loads(text)["answers"][0]["answer"], "\x9b31m\r\n")
@@ -91,12 +79,11 @@ class WhoisTest(CommandTestCase):
                                         b"\xff\x1b").stdout)["query"], "\ufffd\x1b")
 
     def test_server_from_the_environment(self):
-        done = run("whois", "x", env={**os.environ, "NETRO_WHOIS_SERVER": self.server.address})
-        self.assertEqual((done.returncode, done.stdout, done.stderr), (0, b"nobody\r\n", b""))
+        environment = {**os.environ, "NETRO_WHOIS_SERVER": self.server.address}
         other = self.start(b"other\n")
-        done = run("whois", "x", "--server", other.address,
-                   env={**os.environ, "NETRO_WHOIS_SERVER": self.server.address})
-        self.assertEqual(done.stdout, b"other\n")
+        for option, answer in ([], b"nobody\r\n"), (["--server", other.address], b"other\n"):
+            done = run("whois", "x", *option, env=environment)
+            self.assertEqual((done.returncode, done.stdout, done.stderr), (0, answer, b""))
 
     # --- referrals
 
@@ -109,34 +96,17 @@ class WhoisTest(CommandTestCase):
         return servers
 
     def test_referrals(self):
-        for line in (b"refer: %s\n", b"whois: %s\r\n", b"%% comment: x\nwhois:        %s  \r\n",
-                     b"   Registrar WHOIS Server: %s\r\n", b"WHOIS SERVER:%s\r\n",
-                     b"ReferralServer:  whois://%s\n", b"referralserver: WHOIS://%s/\n",
-                     b"Whois Server:\nWhois Server: \r\nREFER\t:\t%s",
-                     b"x" * 70000 + b"\nrefer: %s\n"):
-            with self.subTest(line):
-                first, second = self.chain(line)
-                shown = self.netro("a.test", "--follow")
-                self.assertEqual(second.questions, [b"a.test\r\n"])
-                self.assertEqual(shown.count(b"% 127.0.0.1:"), 2)
-                heading, rest = shown.split(b"\n", 1)
-                self.assertEqual(heading, f"% {first.address}".encode())
-                self.assertTrue(rest.startswith(first.answer), shown)
-                self.assertTrue(rest.endswith(f"\n\n% {second.address}\nthe end\n".encode()))
+        first, second = self.chain(b"%% comment: x\nwhois:        %s  \r\n")
+        shown = self.netro("a.test", "--follow")
+        self.assertEqual(second.questions, [b"a.test\r\n"])
+        self.assertEqual(shown, f"% {first.address}\n".encode() + first.answer +
+                         f"\n% {second.address}\nthe end\n".encode())
 
     def test_nothing_is_followed_without_being_told(self):
         first, second = self.chain(b"refer: %s\n")
         self.assertEqual(self.netro("x"), first.answer)
         self.assertEqual(self.json("x")["answers"][0]["refers_to"], None)
         self.assertEqual(second.questions, [])
-
-    def test_lines_that_refer_to_nobody(self):
-        for line in (b"remarks: whois: %s", b"refers: %s", b"see whois %s", b"refer %s", b": %s",
-                     b"%s:", b"nserver: %s", b"WHOIS Servers: %s", b"refer:"):
-            other = self.start(b"")
-            self.server.answer = line.replace(b"%s", other.address.encode())
-            self.netro("x", "--follow")
-            self.assertEqual(other.questions, [])
 
     def test_at_most_five_referrals(self):
         servers = self.chain(*[b"refer: %s\n"] * 6)
@@ -148,38 +118,22 @@ class WhoisTest(CommandTestCase):
                          [server.address for server in servers[1:6]] + [None])
         self.assertEqual(len(answers[5]["notes"]), 1)
 
-    def test_circles(self):
-        """To the server itself, under another spelling as well, and back to an earlier one."""
+    def test_referrals_that_lead_nowhere(self):
+        """Which these are is in WhoIsFollowTest; the answer is there all the same."""
         for itself in self.server.address, f"127.0.0.1.:{self.server.port}":
             self.server.answer = f"refer: {itself}\nwhois: {itself}\n".encode()
             self.netro("x", "--follow")
         servers = self.chain(b"refer: %s\n", b"refer: %s\n")
-        servers[2].answer = (b"refer: %s\nrefer: %s\n" %
-                             (servers[1].address.encode(), servers[0].address.encode()))
+        servers[2].answer = b"refer: %s\n" % servers[0].address.encode()
         for server in servers:
             server.questions.clear()
         self.netro("x", "--follow", stderr=b"refers back to")
         self.assertEqual([len(server.questions) for server in servers], [1, 1, 1])
-
-    def test_hostile_referrals(self):
-        for hostile in HOSTILE:
-            self.server.answer = b"refer: " + hostile + b"\n"
-            with self.subTest(hostile[:80]):
-                shown = self.netro("x", "--follow", stderr=b"ignored the referral")
-                self.assertEqual(shown, f"% {self.server.address}\n".encode() + self.server.answer)
-                answer, = self.json("x", "--follow", stderr=b"ignored the referral")["answers"]
-                self.assertLess(len(answer["notes"][0]), 500)
-
-    def test_good_referral_among_hostile_ones(self):
-        other = self.start(b"other\n")
-        lines = [b"refer: " + hostile for hostile in HOSTILE]
-        self.server.answer = b"\n".join([*lines, b"refer: " + other.address.encode()])
-        self.assertIn(b"other\n", self.netro("x", "--follow",
-                                             stderr=f"{len(HOSTILE) - 1} more".encode()))
-
-    def test_flood_of_hostile_referrals(self):
-        self.server.answer = b"refer: a b\n" * 500000
-        self.assertIn(self.server.answer, self.netro("x", "--follow", stderr=b", and 99 more"))
+        self.server.answer = b"refer: \x1b[31ma.test\n"
+        shown = self.netro("x", "--follow", stderr=b"ignored the referral")
+        self.assertEqual(shown, f"% {self.server.address}\n".encode() + self.server.answer)
+        answer, = self.json("x", "--follow", stderr=b"ignored the referral")["answers"]
+        self.assertEqual(len(answer["notes"]), 1)
 
     def test_names_of_referrals_are_asked_for(self):
         names = self.serve(DnsServer())
@@ -195,32 +149,32 @@ class WhoisTest(CommandTestCase):
 
     def test_table_of_servers(self):
         first, second = self.chain(b"refer: %s\n")
-        with tempfile.TemporaryDirectory() as folder:
-            path = os.path.join(folder, "servers")
+        table = (f"* 127.0.0.1:1\n.test {first.address} domain NAME\n"
+                 f"- {second.address} n + NAME\n")
+        with tempfile.NamedTemporaryFile("w+") as file:
 
-            def ask(table, *arguments, variable=False):
-                with open(path, "w") as file:
-                    file.write(table)
-                environment = {**os.environ, **({"NETRO_WHOIS_SERVERS": path} if variable else {})}
-                return run("whois", *arguments, *([] if variable else ["--servers", path]),
-                           env=environment)
+            def ask(table, *arguments, environment=None):
+                file.seek(0)
+                file.truncate()
+                file.write(table)
+                file.flush()
+                way = [] if environment else ["--servers", file.name]
+                return run("whois", *arguments, *way, env={**os.environ, **(environment or {})})
 
-            table = (f"* 127.0.0.1:1\n.test {first.address} domain NAME\n"
-                     f"- {second.address} n + NAME\n")
-            for variable in False, True:
-                done = ask(table, "a.test", "--follow-private", variable=variable)
+            for environment in None, {"NETRO_WHOIS_SERVERS": file.name}:
+                done = ask(table, "a.test", "--follow-private", environment=environment)
                 self.assertEqual((done.returncode, done.stderr), (0, b""))
                 self.assertTrue(done.stdout.endswith(b"the end\n"), done.stdout)
                 self.assertEqual(first.questions.pop(), b"domain a.test\r\n")
                 self.assertEqual(second.questions.pop(), b"n + a.test\r\n")
             self.assertEqual(ask(table, "a.test", "--no-follow").stdout, first.answer)
-            self.assertEqual(ask(".test x y", "a.test").returncode, 2)
-            self.assertIn(b"line 1", ask(".test x y", "a.test").stderr)
-            done = ask(".example 127.0.0.1", "a.test")
-            self.assertEqual(done.returncode, 1)
-            self.assertIn(b"error 10022", done.stderr)
-            self.assertEqual(ask(table, "a", "--total", "-1").returncode, 2)
-        self.assertEqual(run("whois", "a", "--servers", path).returncode, 2)
+            for lines, arguments, status, text in (
+                (".test x y", ["a.test"], 2, b"line 1"), (table, ["a", "--total", "-1"], 2, b"--total"),
+                (".example 127.0.0.1", ["a.test"], 1, b"error 10022"),
+            ):
+                done = ask(lines, *arguments)
+                self.assertEqual((done.returncode, text in done.stderr), (status, True), done)
+        self.assertEqual(run("whois", "a", "--servers", file.name).returncode, 2)
 
     # --- failures
 
@@ -250,14 +204,12 @@ class WhoisTest(CommandTestCase):
                 self.assertEqual((answer["error"]["number"], answer["refers_to"]), (10002, None))
 
     def test_interrupt_cancels(self):
+        self.command = "whois",
         self.server.answer = None
         first = self.start(f"refer: {self.server.address}\n".encode())
         for server in self.server, first:
-            self.server.asked.clear()
-            status, text = interrupt(self.server.asked, "whois", "x", "--follow", "--follow-private",
-                                     "--server", server.address)
-            self.assertEqual(status, -signal.SIGINT)
-            self.assertIn(b"9999", text)
+            self.check_interrupt(self.server, "x", "--follow", "--follow-private", "--server",
+                                 server.address)
 
     def test_proxies(self):
         self.command = "whois",

@@ -5,8 +5,6 @@
 // no SOCKS 4a: the address 0.0.0.1 that stands for a name is refused with reply 91.
 #pragma once
 
-#include <string>
-
 #include "ServerProcess.h"
 
 namespace netro::interop {

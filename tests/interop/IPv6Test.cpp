@@ -8,9 +8,6 @@
 #include <netro/SocketCls.h>
 #include <unistd.h>
 
-#include <memory>
-#include <string>
-
 #include "DanteServer.h"
 #include "Dig.h"
 #include "NamedServer.h"
@@ -24,12 +21,12 @@ namespace {
 
 // Says who asks, over IPv6 and on 127.0.0.1.
 std::string Configuration(const std::string& folder, const std::string& port) {
-  return "daemon off;\nmaster_process off;\n" + std::string(geteuid() == 0 ? "user root;\n" : "") +
-         "pid " + folder + "/nginx.pid;\nerror_log " + folder + "/error.log;\nevents {}\n" +
-         "http {\n  access_log off;\n  client_body_temp_path " + folder + ";\n  proxy_temp_path " +
-         folder + ";\n  fastcgi_temp_path " + folder + ";\n  uwsgi_temp_path " + folder +
-         ";\n  scgi_temp_path " + folder + ";\n  server {\n    listen [::1]:" + port +
-         ";\n    listen 127.0.0.1:" + port +
+  std::string text = "daemon off;\nmaster_process off;\npid " + folder + "/nginx.pid;\n" +
+                     (geteuid() == 0 ? "user root;\n" : "") +
+                     "events {}\nhttp {\n  access_log off;\n";
+  for (const char* use : {"client_body", "proxy", "fastcgi", "uwsgi", "scgi"})
+    text += "  " + std::string(use) + "_temp_path " + folder + ";\n";
+  return text + "  server {\n    listen [::1]:" + port + ";\n    listen 127.0.0.1:" + port +
          ";\n    return 200 \"$remote_addr $host\\n\";\n  }\n}\n";
 }
 
@@ -86,15 +83,13 @@ TEST_F(IPv6, NamesWithDeadAddressesLeadWhereTheyLeadCurl) {
   const std::string server = "[::1]:" + std::to_string(names.Port());
   http_.DNSURL(server);
   const std::string port = std::to_string(web_->Port());
-  const struct {
-    const char* host;
-    const char* addresses;
-  } cases[] = {{"only.six.test", "[::1]"},
-               {"dead.six.test", "127.0.0.5,127.0.0.6,[::1]"},
-               {"first.six.test", "127.0.0.5,127.0.0.1"}};
-  for (const auto& c : cases) {
-    const std::string resolved = std::string(c.host) + ":" + port + ":" + c.addresses;
-    EXPECT_EQ(Fetch(c.host), CurlFetch(c.host, {"--resolve", resolved})) << c.host;
+  const std::pair<const char*, const char*> cases[] = {
+      {"only.six.test", "[::1]"},
+      {"dead.six.test", "127.0.0.5,127.0.0.6,[::1]"},
+      {"first.six.test", "127.0.0.5,127.0.0.1"}};
+  for (const auto& [host, addresses] : cases) {
+    const std::string resolved = std::string(host) + ":" + port + ":" + addresses;
+    EXPECT_EQ(Fetch(host), CurlFetch(host, {"--resolve", resolved})) << host;
   }
   EXPECT_EQ(Fetch("both.six.test"), "127.0.0.1 both.six.test\n");
   http_.AddressPreference(preferIPv6);

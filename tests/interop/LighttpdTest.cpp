@@ -4,8 +4,6 @@
 #include <netro/HTTPCls.h>
 
 #include <filesystem>
-#include <memory>
-#include <string>
 
 #include "ServerProcess.h"
 
@@ -14,18 +12,14 @@ namespace {
 
 std::string Configuration(const std::string& folder, const std::string& port,
                           const std::string& algorithm) {
-  return "server.modules = (\"mod_auth\", \"mod_authn_file\")\n"
-         "server.bind = \"127.0.0.1\"\nserver.port = " +
-         port +
-         "\n"
-         "server.document-root = \"" +
-         folder +
+  return "server.modules = (\"mod_auth\", \"mod_authn_file\")\nserver.bind = \"127.0.0.1\"\n"
+         "server.port = " +
+         port + "\nserver.document-root = \"" + folder +
          "\"\n"
          "server.errorlog = \"" +
          folder +
-         "/error.log\"\n"
+         "/error.log\"\nauth.backend = \"plain\"\n"
          "mimetype.assign = (\".txt\" => \"text/plain\")\n"
-         "auth.backend = \"plain\"\n"
          "auth.backend.plain.userfile = \"" +
          folder +
          "/users\"\n"
@@ -33,51 +27,39 @@ std::string Configuration(const std::string& folder, const std::string& port,
          algorithm + "\",\n  \"realm\" => \"test area\", \"require\" => \"valid-user\"))\n";
 }
 
-class Lighttpd : public testing::TestWithParam<const char*> {
- protected:
-  void SetUp() override {
-    const std::string program = FindProgram("lighttpd");
-    if (program.empty()) GTEST_SKIP() << "lighttpd is not installed";
-    server_ =
-        std::make_unique<ServerProcess>([&](const std::string& folder, const std::string& port) {
-          std::filesystem::create_directories(folder + "/private");
-          WriteFile(folder + "/private/secret.txt", "well kept\n");
-          WriteFile(folder + "/users", "user:secret\n");
-          WriteFile(folder + "/lighttpd.conf", Configuration(folder, port, GetParam()));
-          return std::vector<std::string>{program, "-D", "-f", folder + "/lighttpd.conf"};
-        });
-    ASSERT_TRUE(server_->IsUp()) << server_->Output() << ReadFile(server_->Folder() / "error.log");
-    http_.User("user");
-    http_.SendAuthAfterChallenge(true);
-    http_.StandardDigest(true);
-  }
+class Lighttpd : public testing::TestWithParam<const char*> {};
 
-  std::unique_ptr<ServerProcess> server_;
-  HTTPCls http_;
-  bool timeout_ = false;
-};
-
-TEST_P(Lighttpd, DigestIsAccepted) {
-  for (const QueryTypeEnum type : {QueryGet, QueryHeader})
+TEST_P(Lighttpd, DigestIsAcceptedAndAWrongPasswordRefused) {
+  const std::string program = FindProgram("lighttpd");
+  if (program.empty()) GTEST_SKIP() << "lighttpd is not installed";
+  const ServerProcess server([&](const std::string& folder, const std::string& port) {
+    std::filesystem::create_directories(folder + "/private");
+    WriteFile(folder + "/private/secret.txt", "well kept\n");
+    WriteFile(folder + "/users", "user:secret\n");
+    WriteFile(folder + "/lighttpd.conf", Configuration(folder, port, GetParam()));
+    return std::vector<std::string>{program, "-D", "-f", folder + "/lighttpd.conf"};
+  });
+  ASSERT_TRUE(server.IsUp()) << server.Output() << ReadFile(server.Folder() / "error.log");
+  HTTPCls http;
+  http.User("user");
+  http.SendAuthAfterChallenge(true);
+  http.StandardDigest(true);
+  bool timeout = false;
+  for (const QueryTypeEnum type : {QueryHeader, QueryGet})
     for (const char* path : {"/private/secret.txt", "/private/secret.txt?a=b&c=d"}) {
       SCOPED_TRACE(path);
-      http_.QueryType(type);
-      http_.URL(server_->Url(path));
-      http_.Password("secret");
-      const std::string answer = http_.HTTPQuery(timeout_);
-      EXPECT_EQ(http_.HTTPResult(), 200) << answer;
+      http.QueryType(type);
+      http.URL(server.Url(path));
+      http.Password("secret");
+      const std::string answer = http.HTTPQuery(timeout);
+      EXPECT_EQ(http.HTTPResult(), 200) << answer;
       if (type == QueryHeader) continue;
-      EXPECT_EQ(Body(answer), Curl({"--digest", "--user", "user:secret", server_->Url(path)}));
+      EXPECT_EQ(Body(answer), Curl({"--digest", "--user", "user:secret", server.Url(path)}));
       EXPECT_EQ(Body(answer), "well kept\n");
+      http.Password("wrong");
+      EXPECT_EQ(Body(http.HTTPQuery(timeout)), Body(Curl({"--include", server.Url(path)})));
+      EXPECT_EQ(http.HTTPResult(), 401);
     }
-}
-
-TEST_P(Lighttpd, AWrongPasswordIsRefused) {
-  http_.URL(server_->Url("/private/secret.txt"));
-  http_.Password("wrong");
-  const std::string answer = http_.HTTPQuery(timeout_);
-  EXPECT_EQ(http_.HTTPResult(), 401);
-  EXPECT_EQ(Body(answer), Body(Curl({"--include", server_->Url("/private/secret.txt")})));
 }
 
 INSTANTIATE_TEST_SUITE_P(Algorithms, Lighttpd, testing::Values("MD5", "SHA-256", "MD5|SHA-256"));

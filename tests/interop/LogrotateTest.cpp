@@ -4,7 +4,6 @@
 #include <netro/LogfileCLS.h>
 
 #include <filesystem>
-#include <string>
 
 #include "ServerProcess.h"
 

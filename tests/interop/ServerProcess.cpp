@@ -1,15 +1,18 @@
 #include "ServerProcess.h"
 
+#include <arpa/inet.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <sstream>
 
@@ -100,6 +103,22 @@ std::string StableHeader(const std::string& answer) {
 std::string Body(const std::string& answer) {
   const std::size_t end = answer.find("\r\n\r\n");
   return end == std::string::npos ? std::string() : answer.substr(end + 4);
+}
+
+std::string AskByHand(const std::string& address, int port, const std::string& datagram) {
+  sockaddr_in server{};
+  server.sin_family = AF_INET;
+  server.sin_port = htons(static_cast<std::uint16_t>(port));
+  inet_pton(AF_INET, address.c_str(), &server.sin_addr);
+  const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  pollfd reply{fd, POLLIN, 0};
+  char bytes[512];
+  ssize_t size = 0;
+  if (connect(fd, reinterpret_cast<const sockaddr*>(&server), sizeof server) == 0 &&
+      send(fd, datagram.data(), datagram.size(), 0) > 0 && poll(&reply, 1, 20) == 1)
+    size = recv(fd, bytes, sizeof bytes, 0);
+  close(fd);
+  return {bytes, static_cast<std::size_t>(std::max<ssize_t>(size, 0))};
 }
 
 ServerProcess::ServerProcess(const Configure& configure, const Ready& ready) {

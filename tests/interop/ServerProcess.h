@@ -26,6 +26,9 @@ std::string Curl(std::vector<std::string> arguments);
 std::string StableHeader(const std::string& answer);
 std::string Body(const std::string& answer);
 
+/// What a server says to this datagram within 20 ms; empty when it says nothing.
+std::string AskByHand(const std::string& address, int port, const std::string& datagram);
+
 class ServerProcess {
  public:
   /// Writes the configuration for `port` into `folder` and returns the program and its arguments,

@@ -4,8 +4,6 @@
 #include <pwd.h>
 #include <unistd.h>
 
-#include <vector>
-
 namespace netro::interop {
 namespace {
 

@@ -4,9 +4,6 @@
 #include <gtest/gtest.h>
 #include <netro/HTTPCls.h>
 
-#include <memory>
-#include <string>
-
 #include "SquidServer.h"
 #include "tests/peers/HttpServer.h"
 
@@ -15,95 +12,82 @@ namespace {
 
 class Squid : public testing::Test {
  protected:
-  static void SetUpTestSuite() { server_ = StartSquid("basic"); }
-  static void TearDownTestSuite() { server_.reset(); }
-
-  void SetUp() override {
+  // Asks for passwords by this scheme.
+  void Start(const std::string& scheme) {
+    server_ = StartSquid(scheme);
     if (!server_) GTEST_SKIP() << "squid is not installed";
     ASSERT_TRUE(server_->IsUp()) << server_->Output() << ReadFile(server_->Folder() / "cache.log");
     origin_.OnText("/text", "from the origin\n");
-    origin_.On("/chunked", [](const peers::HttpRequest&) {
-      return peers::HttpServer::Answer(
-          "200 OK\r\nContent-Type: text/plain\r\nTransfer-Encoding: chunked",
-          "5\r\nhello\r\n6;x=y\r\n again\r\n0\r\n\r\n");
-    });
-    origin_.On("/echo", [](const peers::HttpRequest& request) {
-      return peers::HttpServer::Answer("200 OK\r\nContent-Type: text/plain", request.body);
-    });
     http_.ProxyURL("127.0.0.1");
     http_.ProxyPort(server_->Port());
     http_.ProxyUser("user");
     http_.ProxyPassword("secret");
   }
+  bool IsOver() const { return IsSkipped() || HasFatalFailure(); }
 
   std::string Query(const std::string& path) {
     http_.URL(origin_.Url(path));
-    return http_.HTTPQuery(timeout_);
+    bool timeout = false;
+    return http_.HTTPQuery(timeout);
   }
-
-  std::string CurlThroughProxy(std::vector<std::string> arguments) {
-    arguments.insert(arguments.end(),
-                     {"--include", "--proxy", server_->Url(""), "--proxy-user", "user:secret"});
+  std::string CurlQuery(const std::string& path, std::vector<std::string> arguments) {
+    arguments.insert(arguments.end(), {"--proxy", server_->Url(""), "--proxy-user",
+                                       "user:" + http_.ProxyPassword(), origin_.Url(path)});
     return Curl(arguments);
   }
+  void ExpectSame(const std::string& path, std::vector<std::string> curl = {}) {
+    SCOPED_TRACE(path);
+    const std::string answer = Query(path);
+    curl.insert(curl.begin(), "--include");
+    const std::string wanted = CurlQuery(path, curl);
+    EXPECT_EQ(StableHeader(answer), StableHeader(wanted));
+    EXPECT_EQ(Body(answer), Body(wanted));
+    EXPECT_EQ(http_.LastErr(), 0);
+  }
 
-  static std::unique_ptr<ServerProcess> server_;
+  std::unique_ptr<ServerProcess> server_;
   peers::HttpServer origin_;
   HTTPCls http_;
-  bool timeout_ = false;
 };
-std::unique_ptr<ServerProcess> Squid::server_;
+
+constexpr ProxyTypeEnum kKinds[] = {ProxyBasicAuthorization, ProxyMSISAServer, ProxyPipe};
 
 TEST_F(Squid, EveryHttpProxyKindFetches) {
-  for (const ProxyTypeEnum type : {ProxyBasicAuthorization, ProxyMSISAServer, ProxyPipe}) {
-    for (const char* path : {"/text", "/chunked", "/missing", "/text?a=b"}) {
-      SCOPED_TRACE(std::string(path) + " through kind " + std::to_string(type));
-      http_.ProxyType(type);
-      const std::string answer = Query(path);
-      const std::string wanted = CurlThroughProxy({origin_.Url(path)});
-      EXPECT_EQ(StableHeader(answer), StableHeader(wanted));
-      EXPECT_EQ(Body(answer), Body(wanted));
-      EXPECT_EQ(http_.LastErr(), 0);
-    }
+  Start("basic");
+  if (IsOver()) return;
+  origin_.On("/chunked", [](const peers::HttpRequest&) {
+    return peers::HttpServer::Answer(
+        "200 OK\r\nContent-Type: text/plain\r\nTransfer-Encoding: chunked",
+        "5\r\nhello\r\n6;x=y\r\n again\r\n0\r\n\r\n");
+  });
+  origin_.On("/echo", [](const peers::HttpRequest& request) {
+    return peers::HttpServer::Answer("200 OK\r\nContent-Type: text/plain", request.body);
+  });
+  for (const ProxyTypeEnum type : kKinds) {
+    http_.ProxyType(type);
+    for (const char* path : {"/text", "/chunked", "/missing", "/text?a=b"}) ExpectSame(path);
   }
-}
-
-TEST(SquidDigest, IsAnsweredInTheStandardForm) {
-  const auto server = StartSquid("digest");
-  if (!server) GTEST_SKIP() << "squid is not installed";
-  ASSERT_TRUE(server->IsUp()) << server->Output() << ReadFile(server->Folder() / "cache.log");
-  peers::HttpServer origin;
-  origin.OnText("/text", "from the origin\n");
-  for (const ProxyTypeEnum type : {ProxyBasicAuthorization, ProxyMSISAServer, ProxyPipe})
-    for (const char* password : {"secret", "wrong"}) {
-      HTTPCls http;
-      http.StandardDigest(true);
-      http.ProxyType(type);
-      http.ProxyURL("127.0.0.1");
-      http.ProxyPort(server->Port());
-      http.ProxyUser("user");
-      http.ProxyPassword(password);
-      http.URL(origin.Url("/text?a=b"));
-      bool timeout = false;
-      const std::string answer = http.HTTPQuery(timeout);
-      const std::string wanted = Curl({"--proxy", server->Url(""), "--proxy-digest", "--proxy-user",
-                                       "user:" + std::string(password), origin.Url("/text?a=b")});
-      EXPECT_EQ(http.HTTPResult(), password == std::string("secret") ? 200 : 407);
-      EXPECT_TRUE(http.HTTPResult() == 407 || Body(answer) == wanted) << answer;
-    }
-}
-
-TEST_F(Squid, HeadAndPost) {
   http_.ProxyType(ProxyBasicAuthorization);
   http_.QueryType(QueryHeader);
-  EXPECT_EQ(StableHeader(Query("/text")),
-            StableHeader(CurlThroughProxy({"--head", origin_.Url("/text")})));
+  ExpectSame("/text", {"--head"});
   http_.QueryType(QueryPost);
   http_.PostData("a=b\r\n\r\nc");
-  const std::string answer = Query("/echo");
-  EXPECT_EQ(StableHeader(answer),
-            StableHeader(CurlThroughProxy({"--data-binary", "a=b", origin_.Url("/echo")})));
-  EXPECT_EQ(Body(answer), "a=b\r\n\r\nc");
+  ExpectSame("/echo", {"--data-binary", "a=b\r\n\r\nc"});
+}
+
+TEST_F(Squid, DigestIsAnsweredInTheStandardForm) {
+  Start("digest");
+  if (IsOver()) return;
+  http_.StandardDigest(true);
+  for (const ProxyTypeEnum type : kKinds)
+    for (const std::string password : {"secret", "wrong"}) {
+      http_.ProxyType(type);
+      http_.ProxyPassword(password);
+      const std::string body = Body(Query("/text?a=b"));
+      const std::string wanted = CurlQuery("/text?a=b", {"--proxy-digest"});
+      EXPECT_EQ(http_.HTTPResult(), password == "secret" ? 200 : 407);
+      EXPECT_TRUE(http_.HTTPResult() == 407 || body == wanted) << body;
+    }
 }
 
 }  // namespace

@@ -15,6 +15,10 @@ namespace netro::peers {
 /// Seconds from 1900 to 1970.
 inline constexpr std::uint32_t kTimeOf1970 = 2'208'988'800;
 
+/// The beginning of 2000, as a stamp and as text.
+inline constexpr std::uint32_t kStampOf2000 = 3'155'673'600;
+inline constexpr char k2000[] = "2000-01-01T00:00:00.000Z";
+
 /// A number in network order; the time protocol's whole reply.
 inline std::string Big32(std::uint32_t value) {
   std::string bytes;
@@ -67,5 +71,10 @@ class TimeReply {
   int leap_ = 0;
   int mode_ = 0;
 };
+
+/// Of a secondary server in 2000, whose reference is 192.0.2.7.
+inline TimeReply SecondaryReply() {
+  return TimeReply().Stratum(2).Id(std::string_view("\xC0\0\x02\x07", 4)).Transmit(kStampOf2000);
+}
 
 }  // namespace netro::peers

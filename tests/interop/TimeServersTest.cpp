@@ -1,45 +1,27 @@
-// The time client against chrony's NTP server, whose clock is this system's own and so the measure.
-// Needs root, and port 123 of an address of 127.0.0.0/8.
+// The time client against xinetd's time service and chrony's NTP server, whose clock is this
+// system's own and so the measure. Chrony needs root, and port 123 of an address of 127.0.0.0/8.
 
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <netro/QueryTimeCLS.h>
 #include <netro/TimeSurveyCls.h>
-#include <poll.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cmath>
-#include <cstdint>
-#include <string>
-#include <vector>
 
 #include "ServerProcess.h"
 #include "platform/Clock.h"
+#include "support/DateText.h"
 #include "tests/SystemRoot.h"
 
 namespace netro::interop {
 namespace {
 
-constexpr int kPatience = 20;  // milliseconds
-
 // The leap indicator of an address's NTP server; -1 when there is no reply.
 int AskLeap(const std::string& address) {
-  sockaddr_in server{};
-  server.sin_family = AF_INET;
-  server.sin_port = htons(123);
-  inet_pton(AF_INET, address.c_str(), &server.sin_addr);
-  const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-  unsigned char bytes[48] = {0x23};
-  int leap = -1;
-  pollfd reply{fd, POLLIN, 0};
-  if (connect(fd, reinterpret_cast<const sockaddr*>(&server), sizeof server) == 0 &&
-      send(fd, bytes, sizeof bytes, 0) == sizeof bytes && poll(&reply, 1, kPatience) == 1 &&
-      recv(fd, bytes, sizeof bytes, 0) == sizeof bytes)
-    leap = bytes[0] >> 6;
-  close(fd);
-  return leap;
+  const std::string reply = AskByHand(address, 123, '\x23' + std::string(47, '\0'));
+  return reply.size() == 48 ? static_cast<unsigned char>(reply[0]) >> 6 : -1;
 }
 
 // chronyd with some lines of configuration, on an address of its own.
@@ -87,7 +69,6 @@ class Chrony : public testing::Test {
   void SetUp() override {
     if (!ChronyServer::IsInstalled()) GTEST_SKIP() << "chrony is not installed";
     if (geteuid() != 0) GTEST_SKIP() << "chrony needs root";
-    root_.Put("etc/hosts", "127.127.1.1 own-clock.test\n");
     time_.Timeout(5);
     time_.ClearDNSCache();
   }
@@ -112,27 +93,10 @@ class Chrony : public testing::Test {
   QueryTimeCLS time_;
 };
 
-TEST_F(Chrony, SecondaryOfItsOwnClock) {
-  const ChronyServer server("local stratum 5\nallow 127.0.0.0/8\n");
-  EXPECT_TRUE(Ask(server));
-  ExpectThisTime();
-  EXPECT_EQ(time_.SNTPStratum(), SNTPStratumEnum::SecondaryReference);
-  EXPECT_EQ(time_.SNTPLeapIndicator(), SNTPLeapIndicatorEnum::NoWarning);
-  EXPECT_EQ(time_.SNTPreferenceID(), "127.127.1.1 (own-clock.test)");
-  EXPECT_EQ(time_.SNTPKissCode(), "");
-  EXPECT_EQ(time_.SNTPRootDelay(), 0);
-  EXPECT_GT(time_.SNTPPrecision(), std::ldexp(1, 200)) << "an exponent below zero, as unsigned";
-
-  time_.SNTPVersion(4);
-  EXPECT_TRUE(Ask(server));
-  ExpectThisTime();
-  EXPECT_EQ(time_.SNTPreferenceID(), "2103-11-20T13:24:17.000Z") << "127.127.1.1 as seconds";
-}
-
-TEST_F(Chrony, SecondaryOfAnotherServer) {
-  const ChronyServer upper("local stratum 1\nallow 127.0.0.0/8\n");
+TEST_F(Chrony, SecondaryOfAnotherServerOrItsOwnClock) {
+  const ChronyServer upper("local stratum 5\nallow 127.0.0.0/8\n");
   ASSERT_TRUE(upper.IsUp()) << upper.Output();
-  root_.Put("etc/hosts", upper.Address() + " upper.test\n");
+  root_.Put("etc/hosts", upper.Address() + " upper.test\n127.127.1.1 own-clock.test\n");
   const ChronyServer lower("server " + upper.Address() +
                            " iburst minpoll -6 maxpoll -6\nallow 127.0.0.0/8\n");
   EXPECT_TRUE(Ask(lower));
@@ -144,8 +108,12 @@ TEST_F(Chrony, SecondaryOfAnotherServer) {
 
   EXPECT_TRUE(Ask(upper));
   ExpectThisTime();
-  EXPECT_EQ(time_.SNTPStratum(), SNTPStratumEnum::PrimaryReference);
-  EXPECT_EQ(time_.SNTPreferenceID(), "") << "127, 127, 1, 1 are no letters";
+  EXPECT_EQ(time_.SNTPreferenceID(), "127.127.1.1 (own-clock.test)");
+  EXPECT_EQ(time_.SNTPRootDelay(), 0);
+  EXPECT_GT(time_.SNTPPrecision(), std::ldexp(1, 200)) << "an exponent below zero, as unsigned";
+  time_.SNTPVersion(4);
+  EXPECT_TRUE(Ask(upper));
+  EXPECT_EQ(time_.SNTPreferenceID(), "2103-11-20T13:24:17.000Z") << "127.127.1.1 as seconds";
 }
 
 TEST_F(Chrony, ASurveyFindsTheMajority) {
@@ -169,6 +137,40 @@ TEST_F(Chrony, ASurveyFindsTheMajority) {
   EXPECT_LT(survey.Bound(), 0.1);
   EXPECT_EQ(survey.Reports()[1].Reason, "its clock is not set");
   EXPECT_NEAR(survey.Reports()[2].Offset, -3600, 2) << "chronyc tells whole seconds";
+}
+
+std::string TimeService(const std::string& port, const std::string& lines) {
+  return "service time\n{\n  port = " + port +
+         "\n  bind = 127.0.0.1\n  user = " + std::to_string(geteuid()) +
+         "\n  instances = UNLIMITED\n  cps = 100000 1\n  log_type = FILE /dev/null\n"
+         "  type = INTERNAL UNLISTED\n" +
+         lines + "}\n";
+}
+
+TEST(Xinetd, TellsTheTimeOverUdpAndTcp) {
+  if (FindProgram("xinetd").empty()) GTEST_SKIP() << "xinetd is not installed";
+  const ServerProcess server([](const std::string& folder, const std::string& port) {
+    WriteFile(folder + "/conf", TimeService(port,
+                                            "  id = time-stream\n  socket_type = stream\n"
+                                            "  protocol = tcp\n  wait = no\n") +
+                                    TimeService(port,
+                                                "  id = time-dgram\n  socket_type = dgram\n"
+                                                "  protocol = udp\n  wait = yes\n"));
+    return std::vector<std::string>{FindProgram("xinetd"), "-dontfork", "-f",
+                                    folder + "/conf",      "-pidfile",  folder + "/pid"};
+  });
+  ASSERT_TRUE(server.IsUp()) << server.Output();
+  QueryTimeCLS time;
+  time.Server("127.0.0.1");
+  time.Port(server.Port());
+  time.Timeout(5);
+  for (int i = 0; i < 100; ++i) {
+    time.UseUDP(i % 2 == 0);
+    EXPECT_TRUE(time.QueryTime()) << time.LastErrMsg();
+    const auto now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
+    EXPECT_NEAR((time.DateTime() - ToDate(now)) * 86'400, 0, 2);
+    EXPECT_LT(time.SNTPRoundTripDelay(), 5);
+  }
 }
 
 }  // namespace
