@@ -59,7 +59,6 @@ bool LookUp(SmtpDialogue& dialogue, const std::string& rcptTo, std::string& addr
   }
   settings.receiverHostName = found.name;
   if (found.isGlue) address = found.address;
-  result.lastBuffer = GatewayText(found.name, found.address);
   dialogue.Succeed(SMTP_STEP_AUTODNS);
   return true;
 }

@@ -71,10 +71,14 @@ std::string Advice(const Fetch& fetch, const WayOptions& limits) {
   }
   if (result.errorNumber != kTimedOut)
     return TlsAdvice(result.errorNumber, ProtocolOf(fetch.url) == "https");
-  if (limits.maxTime > 0 && result.seconds >= limits.maxTime) {
+  const bool connects =
+      limits.connectTimeout > 0 && !result.Has("sent") && !result.Has("first byte");
+  // A machine that is busy may count a little less than the limit.
+  const bool tooShort = !connects && result.seconds < limits.timeout;
+  if (limits.maxTime > 0 && (result.seconds >= limits.maxTime || tooShort)) {
     return "; the limit is " + SecondsText(limits.maxTime) + " s, --max-time changes it";
   }
-  if (limits.connectTimeout > 0 && !result.Has("sent") && !result.Has("first byte")) {
+  if (connects) {
     return "; the limit is " + SecondsText(limits.connectTimeout) +
            " s, --connect-timeout changes it";
   }
