@@ -2,7 +2,6 @@
 // blocks, cut at each of its positions. Bodies in files are in HttpFileTest.cpp.
 
 #include <gtest/gtest.h>
-#include <netro/HTTPCls.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -10,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/HttpTestKit.h"
 #include "tests/TemporaryFolder.h"
 #include "tests/peers/BytesServer.h"
 
@@ -248,15 +248,13 @@ TEST_P(HttpAnswer, IsReadHoweverItIsCut) {
   for (std::size_t cut = 0; cut < c.answer.size(); ++cut) scripts.push_back(ScriptOf(c, cut));
   BytesServer server(scripts);
   HTTPCls http;
-  http.URL("http://127.0.0.1:" + std::to_string(server.Port()) + "/");
+  http.URL(LoopbackUrl(server.Port()));
   http.QueryType(c.type);
   http.RemoveChunkHeader(!c.keepFraming);
   http.TimeOutSeconds(5);
   for (std::size_t cut = 0; cut < c.answer.size() && !HasFailure(); ++cut) {
     SCOPED_TRACE("cut at " + std::to_string(cut));
-    bool timeout = true;
-    const std::string answer = http.HTTPQuery(timeout);
-    EXPECT_FALSE(timeout);
+    const std::string answer = Query(http);
     if (c.error == 0) {
       ExpectResult(c, http, answer);
       continue;
@@ -282,13 +280,11 @@ TEST(HttpAnswerCutShort, IsAnErrorAtEveryPosition) {
       BytesServer server(scripts);
       HTTPCls http;
       http.TimeOutSeconds(5);
-      http.URL("http://127.0.0.1:" + std::to_string(server.Port()) + "/");
+      http.URL(LoopbackUrl(server.Port()));
       for (std::size_t size = 0; size < answer.size(); ++size) {
         SCOPED_TRACE("after " + std::to_string(size) + " of " + answer);
-        bool timeout = true;
-        const std::string text = http.HTTPQuery(timeout);
+        const std::string text = Query(http);
         ASSERT_EQ(http.LastErr(), 10054) << text;
-        EXPECT_FALSE(timeout);
         EXPECT_EQ(http.HTTPResult(), 0);
         EXPECT_TRUE(reset || text.empty() == (size == 0)) << text;
       }
@@ -324,12 +320,9 @@ TEST(HttpAnswerAndClose, IsTakenWhenItIsARefusal) {
     HTTPCls http;
     http.TimeOutSeconds(5);
     http.SendAuthAfterChallenge(true);
-    http.ProxyType(ProxyPipe);
-    http.ProxyURL("127.0.0.1");
-    http.ProxyPort(server.Port());
+    UseProxy(http, ProxyPipe, server.Port());
     http.URL("http://example.test/");
-    bool timeout = true;
-    const std::string text = http.HTTPQuery(timeout);
+    const std::string text = Query(http);
     EXPECT_EQ(http.LastErr(), c.error) << text;
     EXPECT_EQ(http.HTTPResult(), c.code);
     EXPECT_EQ(server.Connections(), c.connections);
@@ -350,13 +343,11 @@ TEST(HttpAnswerHeader, IsLimited) {
        {AwaitText("\r\n\r\n"), Send(endless), Stay()},
        {AwaitText("\r\n\r\n"), Send("HTTP/1.1 200 " + std::string(300000, 'x')), Stay()}});
   HTTPCls http;
-  http.URL("http://127.0.0.1:" + std::to_string(server.Port()) + "/");
-  bool timeout = false;
-  EXPECT_TRUE(http.HTTPQuery(timeout) == good);
+  http.URL(LoopbackUrl(server.Port()));
+  EXPECT_TRUE(Query(http) == good);
   for (int i = 0; i < 2; ++i) {
-    EXPECT_NE(http.HTTPQuery(timeout), "");
+    EXPECT_NE(Query(http), "");
     EXPECT_EQ(http.LastErr(), 10040);
-    EXPECT_FALSE(timeout);
   }
 }
 
@@ -365,13 +356,12 @@ TEST(HttpAnswerProperties, TellOfTheLastAnswerOnly) {
       "HTTP/1.1 200 OK\r\ncontent-type:  text/html; charset=utf-8 \r\nContent-Length: 2\r\n\r\nhi";
   BytesServer server({{AwaitText("\r\n\r\n"), Send(typed)}, {AwaitText("\r\n\r\n")}});
   HTTPCls http;
-  http.URL("http://127.0.0.1:" + std::to_string(server.Port()) + "/");
-  bool timeout = false;
-  http.HTTPQuery(timeout);
+  http.URL(LoopbackUrl(server.Port()));
+  Query(http);
   EXPECT_EQ(http.ContentType(), "text/html; charset=utf-8");
   EXPECT_EQ(http.ReceivedBytes(), static_cast<double>(typed.size()));
   EXPECT_EQ(http.BodyLen(), 2);
-  http.HTTPQuery(timeout);
+  Query(http);
   EXPECT_EQ(http.ContentType(), "");
   EXPECT_EQ(http.HTTPResult(), 0);
   EXPECT_EQ(http.HTTPResultMsg(), "");

@@ -2,7 +2,6 @@
 // connection, and with which line.
 
 #include <gtest/gtest.h>
-#include <netro/HTTPCls.h>
 
 #include <algorithm>
 #include <map>
@@ -11,6 +10,7 @@
 #include <vector>
 
 #include "support/DigestAuth.h"
+#include "tests/HttpTestKit.h"
 #include "tests/peers/BytesServer.h"
 
 namespace netro {
@@ -33,11 +33,9 @@ std::vector<std::string> Exchange(HTTPCls& http, const std::vector<std::string>&
   for (const std::string& answer : answers)
     scripts.push_back({AwaitText("\r\n\r\n"), Send(answer)});
   BytesServer server(scripts);
-  http.ProxyURL("127.0.0.1");
-  http.ProxyPort(server.Port());
+  UseProxy(http, http.ProxyType(), server.Port());
   http.URL("http://127.0.0.1:" + std::to_string(server.Port()) + "/dir/index.html?a=b");
-  bool timeout = false;
-  http.HTTPQuery(timeout);
+  Query(http);
   std::vector<std::string> requests;
   for (std::size_t i = 0; i < server.Connections(); ++i) requests.push_back(server.Received(i));
   return requests;

@@ -1,6 +1,5 @@
 // Bodies of requests from files, functions and forms; where bodies of answers go, and their limits.
 #include <gtest/gtest.h>
-#include <netro/HTTPCls.h>
 #include <sys/stat.h>
 
 #include <cstdio>
@@ -8,6 +7,7 @@
 #include <filesystem>
 #include <string>
 
+#include "HttpTestKit.h"
 #include "SocketTestKit.h"
 #include "TemporaryFolder.h"
 #include "platform/Clock.h"
@@ -115,7 +115,7 @@ TEST(HttpUpload, AnAnswerInPlaceOfContinueIsTheAnswer) {
                          peers::Send("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n")}});
     std::string left = "abcxyz";
     HTTPCls http;
-    http.URL("http://127.0.0.1:" + std::to_string(server.Port()) + "/");
+    http.URL(LoopbackUrl(server.Port()));
     http.BodyFunction(Giving(left, 3), std::nullopt, [&] { return left = "abcxyz", true; });
     Ask(http);
     EXPECT_EQ(http.HTTPResult(), c.status);
@@ -385,7 +385,7 @@ TEST(HttpLimits, IdleAndConnectTimeouts) {
                        peers::Send("HTTP/1.1 200 OK\r\nContent-Type: text/x\r\n\r\nab"),
                        peers::Stay()}});
   HTTPCls http;
-  http.URL("http://127.0.0.1:" + std::to_string(silent.Port()) + "/");
+  http.URL(LoopbackUrl(silent.Port()));
   http.IdleTimeout(7);
   http.TimeOutSeconds(1'000);
   struct Late : HTTPClsEvents {
@@ -396,15 +396,13 @@ TEST(HttpLimits, IdleAndConnectTimeouts) {
   } late;
   http.Events(&late);
   const TimePoint begun = Now();
-  bool timeout = false;
-  http.HTTPQuery(timeout);
-  EXPECT_TRUE(timeout);
+  Query(http, true);
   EXPECT_EQ(http.LastErr(), 10002);
   EXPECT_LT(Now() - begun, std::chrono::seconds(30));
 
   const peers::HangingPort hanging;
   HTTPCls other;
-  other.URL("http://127.0.0.1:" + std::to_string(hanging.Port()) + "/");
+  other.URL(LoopbackUrl(hanging.Port()));
   other.TimeOutSeconds(1'000);
   other.ConnectTimeout(5);
   const std::int32_t timer = MessageLoop::ForThisThread().SetTimer(
@@ -412,9 +410,7 @@ TEST(HttpLimits, IdleAndConnectTimeouts) {
   BytesServer mute({{peers::Stay()}});
   for (const ProxyTypeEnum proxy : {NoProxy, ProxySocks5NoAuth}) {
     const TimePoint then = Now();
-    other.ProxyType(proxy);
-    other.ProxyURL("127.0.0.1");
-    other.ProxyPort(mute.Port());
+    UseProxy(other, proxy, mute.Port());
     Ask(other);
     EXPECT_EQ(other.LastErr(), 10002);
     EXPECT_LT(Now() - then, std::chrono::seconds(100));
@@ -424,11 +420,11 @@ TEST(HttpLimits, IdleAndConnectTimeouts) {
       {{peers::AwaitText("\r\n\r\n"),
         peers::Send("HTTP/1.1 302 On\r\nLocation: /\r\nContent-Length: 0\r\n\r\n")}});
   HTTPCls whole;
-  whole.URL("http://127.0.0.1:" + std::to_string(endless.Port()) + "/");
+  whole.URL(LoopbackUrl(endless.Port()));
   whole.MaxRedirects(1'000'000);
   whole.TotalTimeout(std::chrono::milliseconds(20'050));
   EXPECT_EQ(whole.TotalTimeout(), 21);
-  EXPECT_EQ(whole.HTTPQuery(timeout),
+  EXPECT_EQ(Ask(whole),
             "The whole query has taken longer than TotalTimeout, 20.050 seconds.");
   EXPECT_EQ(whole.LastErr(), 10002);
   MessageLoop::ForThisThread().KillTimer(timer);

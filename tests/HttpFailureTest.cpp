@@ -2,7 +2,6 @@
 // them, from events, timers and other threads, up to deleting the object.
 
 #include <gtest/gtest.h>
-#include <netro/HTTPCls.h>
 #include <netro/MessageLoop.h>
 #include <poll.h>
 
@@ -19,6 +18,7 @@
 
 #include "platform/Clock.h"
 #include "socket/SocketErrors.h"
+#include "tests/HttpTestKit.h"
 #include "tests/peers/BytesServer.h"
 #include "tests/peers/HttpServer.h"
 #include "tests/peers/SocksServer.h"
@@ -39,8 +39,6 @@ constexpr char kHalf[] =
     "HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\nContent-Length: 10\r\n\r\nhello";
 constexpr char kWhole[] =
     "HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\nContent-Length: 5\r\n\r\nhello";
-
-std::string UrlOf(int port) { return "http://127.0.0.1:" + std::to_string(port) + "/"; }
 
 // Calls a function in every Status event.
 class OnStatus : public HTTPClsEvents {
@@ -76,23 +74,18 @@ TEST(HttpBadInput, NeverReachesTheWire) {
     for (const std::string& bad : {"\r"s, "\n"s, "\0"s, "\r\nX-Evil: 1"s}) {
       SCOPED_TRACE(c.named);
       HTTPCls http;
-      http.URL(UrlOf(server.Port()));
+      http.URL(LoopbackUrl(server.Port()));
       http.SendAuthAfterChallenge(true);
-      http.ProxyType(ProxyBasicAuthorization);
-      http.ProxyURL("127.0.0.1");
-      http.ProxyPort(server.Port());
+      UseProxy(http, ProxyBasicAuthorization, server.Port());
       c.set(http, bad);
-      bool timeout = true;
-      const std::string text = http.HTTPQuery(timeout);
+      const std::string text = Query(http);
       EXPECT_EQ(http.LastErr(), 10022);
       EXPECT_NE(text.find(c.named), std::string::npos) << text;
-      EXPECT_FALSE(timeout);
     }
   // Only the query that follows has made a connection.
   HTTPCls http;
-  http.URL(UrlOf(server.Port()));
-  bool timeout = false;
-  EXPECT_EQ(http.HTTPQuery(timeout), kWhole);
+  http.URL(LoopbackUrl(server.Port()));
+  EXPECT_EQ(Query(http), kWhole);
   EXPECT_EQ(server.Connections(), 1u);
 }
 
@@ -107,14 +100,10 @@ TEST(HttpProtocol, OtherThanHttpFailsBeforeConnecting) {
       if (throughHttp && protocol.size() != 5) continue;
       SCOPED_TRACE(protocol + " by " + std::to_string(type));
       HTTPCls http;
-      http.ProxyType(type);
-      http.ProxyURL("127.0.0.1");
-      http.ProxyPort(server.Port());
+      UseProxy(http, type, server.Port());
       http.URL(protocol + "://u:p@127.0.0.1:" + std::to_string(server.Port()) + "/");
-      bool timeout = true;
-      EXPECT_NE(http.HTTPQuery(timeout).find("URL: "), std::string::npos);
+      EXPECT_NE(Query(http).find("URL: "), std::string::npos);
       EXPECT_EQ(http.LastErr(), 10043);
-      EXPECT_FALSE(timeout);
     }
   EXPECT_EQ(server.Connections(), 0u);
 }
@@ -129,12 +118,11 @@ TEST(HttpBadInput, AddedFramingIsRefused) {
   for (const auto& [name, value] : kFields)
     for (const QueryTypeEnum type : {QueryGet, QueryPost}) {
       HTTPCls http;
-      http.URL(UrlOf(server.Port()));
+      http.URL(LoopbackUrl(server.Port()));
       http.QueryType(type);
       http.PostData("abc");
       http.AddHeader(name, value);
-      bool timeout = true;
-      EXPECT_NE(http.HTTPQuery(timeout).find(name), std::string::npos);
+      EXPECT_NE(Query(http).find(name), std::string::npos);
       EXPECT_EQ(http.LastErr(), 10022);
     }
   EXPECT_EQ(server.Connections(), 0u);
@@ -147,19 +135,15 @@ TEST(HttpConnecting, FailsWithTheNumberOfTheSocket) {
     std::string url;
     std::int32_t error;
     ProxyTypeEnum proxy = NoProxy;
-  } kCases[] = {{UrlOf(nobody.Port()), 10061},
-                {UrlOf(1), 10061, ProxySocks5NoAuth},
+  } kCases[] = {{LoopbackUrl(nobody.Port()), 10061},
+                {LoopbackUrl(1), 10061, ProxySocks5NoAuth},
                 {"http://" + std::string(64, 'a') + ".test/", 11001}};
   for (const auto& [url, error, proxy] : kCases) {
     HTTPCls http;
     http.URL(url);
-    http.ProxyType(proxy);
-    http.ProxyURL("127.0.0.1");
-    http.ProxyPort(nobody.Port());
-    bool timeout = true;
-    EXPECT_EQ(http.HTTPQuery(timeout), SocketErrorText(error));
+    UseProxy(http, proxy, nobody.Port());
+    EXPECT_EQ(Query(http), SocketErrorText(error));
     EXPECT_EQ(http.LastErr(), error);
-    EXPECT_FALSE(timeout);
   }
 }
 
@@ -167,7 +151,7 @@ TEST(HttpConnecting, FailsWithTheNumberOfTheSocket) {
 constexpr std::size_t kMuch = 64 << 20;
 
 void PostMuch(HTTPCls& http, int port) {
-  http.URL(UrlOf(port));
+  http.URL(LoopbackUrl(port));
   http.QueryType(QueryPost);
   http.PostData(std::string(kMuch, 'x'));
 }
@@ -197,18 +181,14 @@ TEST(HttpTimeout, IsTrueOnlyForTheAnswer) {
     SCOPED_TRACE(c.name);
     HTTPCls http;
     http.TimeOutSeconds(1);
-    http.URL(UrlOf(c.port));
+    http.URL(LoopbackUrl(c.port));
     if (c.port == deaf.Port()) PostMuch(http, c.port);
-    http.ProxyType(c.type);
-    http.ProxyURL("127.0.0.1");
-    http.ProxyPort(c.port);
-    bool timeout = !c.timeout;
+    UseProxy(http, c.type, c.port);
     const auto start = steady_clock::now();
-    EXPECT_EQ(http.HTTPQuery(timeout), "Command Timed Out");
+    EXPECT_EQ(Query(http, c.timeout), "Command Timed Out");
     EXPECT_GE(steady_clock::now() - start, milliseconds(990));
     EXPECT_LT(steady_clock::now() - start, milliseconds(10000));
     EXPECT_EQ(http.LastErr(), 10002);
-    EXPECT_EQ(timeout, c.timeout);
     EXPECT_EQ(http.HTTPResult(), 0);
   }
 }
@@ -235,28 +215,25 @@ TEST(HttpTimeout, OfManySecondsIsNotCutAfterSixty) {
     AdvanceClockForTests(std::chrono::seconds(100));
     jumped.set_value();
   });
-  bool timeout = true;
-  EXPECT_EQ(http.HTTPQuery(timeout), kWhole);
+  EXPECT_EQ(Query(http), kWhole);
   loop.KillTimer(timer);
   EXPECT_TRUE(done);
 }
 
-void ExpectCancelled(const HTTPCls& http, const std::string& text, bool timeout) {
+void ExpectCancelled(const HTTPCls& http, const std::string& text) {
   EXPECT_EQ(text, "Command Canceled");
   EXPECT_EQ(http.LastErr(), 9999);
-  EXPECT_FALSE(timeout);
   EXPECT_EQ(http.HTTPResult(), 0);
 }
 
 TEST(HttpStopWaiting, BetweenQueriesDoesNotPoisonTheNext) {
   BytesServer server({{AwaitText("\r\n\r\n"), Send(kWhole)}});
   HTTPCls http;
-  http.URL(UrlOf(server.Port()));
+  http.URL(LoopbackUrl(server.Port()));
   for (int i = 0; i < 3; ++i) {
     http.Kill();
     http.StopWaiting();
-    bool timeout = false;
-    EXPECT_EQ(http.HTTPQuery(timeout), kWhole);
+    EXPECT_EQ(Query(http), kWhole);
   }
 }
 
@@ -275,10 +252,9 @@ const WaitingPlace kPlaces[] = {{"Connecting", &HTTPCls::WaitForConnect, NoProxy
 class HttpWaiting : public testing::TestWithParam<WaitingPlace> {
  protected:
   HttpWaiting() {
-    http_->URL(UrlOf(GetParam().waits == &HTTPCls::WaitForConnect ? full_.Port() : server_.Port()));
-    http_->ProxyType(GetParam().type);
-    http_->ProxyURL("127.0.0.1");
-    http_->ProxyPort(server_.Port());
+    http_->URL(
+        LoopbackUrl(GetParam().waits == &HTTPCls::WaitForConnect ? full_.Port() : server_.Port()));
+    UseProxy(*http_, GetParam().type, server_.Port());
   }
 
   // Runs a query and calls `action` from a timer once the query waits.
@@ -291,7 +267,7 @@ class HttpWaiting : public testing::TestWithParam<WaitingPlace> {
       called_ = steady_clock::now();
       action();
     });
-    const std::string text = http_->HTTPQuery(timeout_);
+    const std::string text = Query(*http_);
     loop.KillTimer(timer);
     EXPECT_TRUE(done);
     return text;
@@ -300,26 +276,23 @@ class HttpWaiting : public testing::TestWithParam<WaitingPlace> {
   peers::HangingPort full_;
   BytesServer server_{{{Stay()}}};
   std::unique_ptr<HTTPCls> http_ = std::make_unique<HTTPCls>();
-  bool timeout_ = true;
   steady_clock::time_point called_;
 };
 
 TEST_P(HttpWaiting, StopsFromATimer) {
   const std::string text = QueryAndMeanwhile([this] { http_->StopWaiting(); });
   EXPECT_LT(steady_clock::now() - called_, milliseconds(500));
-  ExpectCancelled(*http_, text, timeout_);
+  ExpectCancelled(*http_, text);
 }
 
 TEST_P(HttpWaiting, RefusesToBeEnteredAgain) {
   std::string inner;
-  bool innerTimeout = true;
   QueryAndMeanwhile([&] {
-    inner = http_->HTTPQuery(innerTimeout);
+    inner = Query(*http_);
     EXPECT_EQ(http_->LastErr(), 10036);
     http_->Kill();
   });
   EXPECT_NE(inner, "");
-  EXPECT_FALSE(innerTimeout);
   EXPECT_EQ(http_->LastErr(), 9999);
 }
 
@@ -330,8 +303,7 @@ TEST_P(HttpWaiting, OtherObjectsCanQuery) {
   QueryAndMeanwhile([&] {
     HTTPCls nested;
     nested.URL(other.Url("/"));
-    bool timeout = false;
-    inner = nested.HTTPQuery(timeout);
+    inner = Query(nested);
     http_->StopWaiting();
   });
   EXPECT_EQ(inner, kWhole);
@@ -340,7 +312,6 @@ TEST_P(HttpWaiting, OtherObjectsCanQuery) {
 
 TEST_P(HttpWaiting, CanBeDeletedFromATimer) {
   QueryAndMeanwhile([this] { http_.reset(); });
-  EXPECT_FALSE(timeout_);
 }
 
 INSTANTIATE_TEST_SUITE_P(Places, HttpWaiting, testing::ValuesIn(kPlaces),
@@ -350,7 +321,7 @@ TEST(HttpStopWaiting, FromAnotherThreadWithinMilliseconds) {
   constexpr std::size_t kRounds = 50;  // others may hold the processor
   BytesServer server({{AwaitText("\r\n\r\n"), Send(kHalf), Stay()}});
   HTTPCls http;
-  http.URL(UrlOf(server.Port()));
+  http.URL(LoopbackUrl(server.Port()));
   auto fastest = steady_clock::duration::max();
   for (std::size_t round = 0; round < kRounds && fastest > milliseconds(10); ++round) {
     steady_clock::time_point stopped;
@@ -359,12 +330,11 @@ TEST(HttpStopWaiting, FromAnotherThreadWithinMilliseconds) {
       stopped = steady_clock::now();
       http.StopWaiting();
     });
-    bool timeout = true;
-    const std::string text = http.HTTPQuery(timeout);
+    const std::string text = Query(http);
     const auto end = steady_clock::now();
     other.join();
     fastest = std::min(fastest, end - stopped);
-    ExpectCancelled(http, text, timeout);
+    ExpectCancelled(http, text);
   }
   EXPECT_LT(fastest, milliseconds(10));
 }
@@ -372,7 +342,7 @@ TEST(HttpStopWaiting, FromAnotherThreadWithinMilliseconds) {
 TEST(HttpStopWaiting, FromAnotherThreadAtAnyMoment) {
   BytesServer server({{AwaitText("\r\n\r\n"), Send(kWhole, {10, 50, 70})}});
   HTTPCls http;
-  http.URL(UrlOf(server.Port()));
+  http.URL(LoopbackUrl(server.Port()));
   std::atomic<bool> done{false};
   std::thread other([&] {
     while (!done) {
@@ -382,16 +352,13 @@ TEST(HttpStopWaiting, FromAnotherThreadAtAnyMoment) {
     }
   });
   for (int round = 0; round < 200; ++round) {
-    bool timeout = true;
-    const std::string text = http.HTTPQuery(timeout);
+    const std::string text = Query(http);
     EXPECT_TRUE(text == kWhole || text == "Command Canceled") << text;
     EXPECT_EQ(http.LastErr(), text == kWhole ? 0 : 9999);
-    EXPECT_FALSE(timeout);
   }
   done = true;
   other.join();
-  bool timeout = false;
-  EXPECT_EQ(http.HTTPQuery(timeout), kWhole);
+  EXPECT_EQ(Query(http), kWhole);
 }
 
 TEST(HttpStatus, ComesForEveryBlockAndAllowsQueriesOfOthers) {
@@ -402,19 +369,16 @@ TEST(HttpStatus, ComesForEveryBlockAndAllowsQueriesOfOthers) {
   OnStatus sink([&](HTTPCls& parent) {
     EXPECT_GT(parent.ReceivedBytes(), received);
     received = parent.ReceivedBytes();
-    bool timeout = true;
-    EXPECT_NE(parent.HTTPQuery(timeout), "");
-    EXPECT_FALSE(timeout);
+    EXPECT_NE(Query(parent), "");
     EXPECT_EQ(parent.LastErr(), 10036) << "and nothing else changes";
     HTTPCls nested;
     nested.URL(other.Url("/"));
-    EXPECT_EQ(nested.HTTPQuery(timeout), kWhole);
+    EXPECT_EQ(Query(nested), kWhole);
   });
   HTTPCls http;
   http.Events(&sink);
-  http.URL(UrlOf(server.Port()));
-  bool timeout = true;
-  EXPECT_EQ(http.HTTPQuery(timeout), kWhole);
+  http.URL(LoopbackUrl(server.Port()));
+  EXPECT_EQ(Query(http), kWhole);
   EXPECT_EQ(http.LastErr(), 0);
   EXPECT_EQ(sink.calls, 3);
   EXPECT_EQ(sink.address, "127.0.0.1");
@@ -426,10 +390,9 @@ TEST(HttpStatus, MayStopTheQuery) {
   OnStatus sink([](HTTPCls& http) { http.StopWaiting(); });
   HTTPCls http;
   http.Events(&sink);
-  http.URL(UrlOf(server.Port()));
-  bool timeout = true;
-  const std::string text = http.HTTPQuery(timeout);
-  ExpectCancelled(http, text, timeout);
+  http.URL(LoopbackUrl(server.Port()));
+  const std::string text = Query(http);
+  ExpectCancelled(http, text);
 }
 
 TEST(HttpStatus, MayDeleteTheObject) {
@@ -443,11 +406,9 @@ TEST(HttpStatus, MayDeleteTheObject) {
       sink.reset();
     });
     http->Events(sink.get());
-    http->URL(UrlOf(server.Port()));
-    bool timeout = true;
-    http->HTTPQuery(timeout);
+    http->URL(LoopbackUrl(server.Port()));
+    Query(*http);
     EXPECT_EQ(http, nullptr);
-    EXPECT_FALSE(timeout);
     EXPECT_EQ(server.Received(0), "GET / HTTP/1.1\r\nHost: 127.0.0.1:" +
                                       std::to_string(server.Port()) + "\r\n\r\n\r\n");
   }

@@ -2,7 +2,6 @@
 // query fails.
 
 #include <gtest/gtest.h>
-#include <netro/HTTPCls.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -11,6 +10,7 @@
 #include <filesystem>
 #include <string>
 
+#include "tests/HttpTestKit.h"
 #include "tests/TemporaryFolder.h"
 #include "tests/peers/BytesServer.h"
 #include "tests/peers/HttpServer.h"
@@ -35,7 +35,7 @@ Script Playing(const std::string& answer) { return {AwaitText("\r\n\r\n"), Send(
 class HttpFile : public testing::Test {
  protected:
   std::string Query(const BytesServer& server) {
-    http_.URL("http://127.0.0.1:" + std::to_string(server.Port()) + "/");
+    http_.URL(LoopbackUrl(server.Port()));
     timeout_ = true;
     return http_.HTTPQuery(timeout_);
   }

@@ -2,11 +2,11 @@
 // challenges bring is in HttpAuthTest.cpp.
 
 #include <gtest/gtest.h>
-#include <netro/HTTPCls.h>
 
 #include <ostream>
 #include <string>
 
+#include "tests/HttpTestKit.h"
 #include "tests/peers/BytesServer.h"
 
 namespace netro {
@@ -195,13 +195,10 @@ TEST_P(HttpRequest, IsSentByteForByte) {
   const RequestCase& c = GetParam();
   BytesServer server({{AwaitText("\r\n\r\n"), Send(kAnswer)}});
   HTTPCls http;
-  http.ProxyURL("127.0.0.1");
-  http.ProxyPort(server.Port());
+  UseProxy(http, NoProxy, server.Port());
   http.URL(WithPort(c.url, server.Port()));
   c.prepare(http);
-  bool timeout = true;
-  EXPECT_EQ(http.HTTPQuery(timeout), kAnswer);
-  EXPECT_FALSE(timeout);
+  EXPECT_EQ(Query(http), kAnswer);
   EXPECT_EQ(http.HTTPResult(), 204);
   EXPECT_EQ(server.Received(0), WithPort(c.request, server.Port()));
 }

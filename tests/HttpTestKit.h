@@ -1,0 +1,30 @@
+// What the HTTP tests share: servers of the loopback, and queries that tell whether time ran out.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <netro/HTTPCls.h>
+
+#include <string>
+
+namespace netro {
+
+inline std::string LoopbackUrl(int port) {
+  return "http://127.0.0.1:" + std::to_string(port) + "/";
+}
+
+/// The proxy is at a port of the loopback.
+inline void UseProxy(HTTPCls& http, ProxyTypeEnum type, int port) {
+  http.ProxyType(type);
+  http.ProxyURL("127.0.0.1");
+  http.ProxyPort(port);
+}
+
+/// A query, which must set its flag to what is expected. The object may be deleted meanwhile.
+inline std::string Query(HTTPCls& http, bool timedOut = false) {
+  bool timeout = !timedOut;
+  const std::string text = http.HTTPQuery(timeout);
+  EXPECT_EQ(timeout, timedOut) << text;
+  return text;
+}
+
+}  // namespace netro
