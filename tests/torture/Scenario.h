@@ -91,12 +91,14 @@ Scenario Make(std::string name, std::function<void(World&, Object&)> prepare, Ca
   return {std::move(name), make};
 }
 
-/// Waits as the library's calls do, in tasks too: false after a minute, or without memory to wait.
+/// Waits as the library's calls do, in tasks too: false after a minute, or without memory
+/// to wait for good.
 inline bool TurnUntil(const std::function<bool()>& done) {
   const auto limit = std::chrono::steady_clock::now() + std::chrono::minutes(1);
   while (!done()) {
     if (std::chrono::steady_clock::now() > limit) return false;
-    if (MessageLoop::ForThisThread().Sleep(std::chrono::milliseconds(1)) != 0) return false;
+    const std::int32_t error = MessageLoop::ForThisThread().Sleep(std::chrono::milliseconds(1));
+    if (error != 0 && IsLasting()) return false;
   }
   return true;
 }
