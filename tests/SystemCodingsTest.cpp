@@ -288,6 +288,15 @@ TEST(SystemCodings, HTTPClsUnpacksWithThem) {
 }
 
 #ifdef NETRO_HAS_ZSTD
+TEST(SystemCodings, NoFrameOfZstdHasAnotherSizeThanItSaysOrAnOlderFormat) {
+  using namespace std::string_literals;
+  for (const std::string& bad : {"\x28\xB5\x2F\xFD\x60\x00\x07\x01\x00\x00"s,
+                                 "\x26\xB5\x2F\xFD\x00\xFF\xFF\xEB\x00\x00"s}) {
+    EXPECT_EQ(Unpack("zstd", bad, 0).end, codingCorrupt);
+    EXPECT_EQ(Unpack("zstd", bad, 0, 1).end, codingCorrupt);
+  }
+}
+
 TEST(SystemCodings, NoFrameOfZstdAsksForALargeWindow) {
   std::string text;
   for (long i = 0; text.size() < (9 << 20); ++i) text += std::to_string(i * 7919);
