@@ -83,8 +83,9 @@ std::vector<std::string> Prepare(const std::string& folder, const std::string& p
   const std::string settings = configuration + "/main.cf";
   std::filesystem::last_write_time(
       settings, std::filesystem::last_write_time(settings) - std::chrono::hours(1));
-  WriteFile(configuration + "/master.cf",
-            "127.0.0.1:" + port + kServer + "[::1]:" + port + kServer + kServices + extra.services);
+  // The one that is waited for comes last: then all listen.
+  WriteFile(configuration + "/master.cf", kServices + extra.services + "[::1]:" + port + kServer +
+                                              "127.0.0.1:" + port + kServer);
   return {"sh", "-c", kScript, configuration};
 }
 
