@@ -13,10 +13,13 @@ namespace {
 using namespace netro;
 
 std::unique_ptr<ByteSource> InPieces(const std::string& text, std::size_t size) {
-  auto pieces = std::make_unique<JoinedSource>();
-  for (std::size_t at = 0; at < text.size(); at += size)
-    pieces->Add(std::make_unique<MemorySource>(text.substr(at, size)));
-  return pieces;
+  const auto at = std::make_shared<std::size_t>(0);
+  const auto read = [=, &text](std::span<std::uint8_t> room, std::size_t& got) {
+    got = text.copy(reinterpret_cast<char*>(room.data()), std::min(room.size(), size), *at);
+    *at += got;
+    return 0;
+  };
+  return std::make_unique<FunctionSource>(read, text.size(), [=] { return *at = 0, true; });
 }
 
 std::string Sent(std::unique_ptr<ByteSource> message, std::size_t room) {
