@@ -31,6 +31,7 @@ class Forger {
     socklen_t size = sizeof name;
     getsockname(fd_, reinterpret_cast<sockaddr*>(&name), &size);
     port = ntohs(name.sin_port);
+    thread_ = std::jthread([this](const std::stop_token& stop) { Serve(stop); });
   }
   ~Forger() {
     thread_.request_stop();
@@ -44,6 +45,13 @@ class Forger {
   std::set<int> ports;  // where they came from
 
  private:
+  void Serve(const std::stop_token& stop) {
+    while (!stop.stop_requested()) {
+      pollfd ready{fd_, POLLIN, 0};
+      if (poll(&ready, 1, 10) == 1) Attack();
+    }
+  }
+
   void Attack() {
     char bytes[512];
     sockaddr_in client{};
@@ -74,12 +82,7 @@ class Forger {
   const int forgeries_;
   const int fd_ = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   std::minstd_rand chance_{13};
-  std::jthread thread_{[this](const std::stop_token& stop) {
-    while (!stop.stop_requested()) {
-      pollfd ready{fd_, POLLIN, 0};
-      if (poll(&ready, 1, 10) == 1) Attack();
-    }
-  }};
+  std::jthread thread_;
 };
 
 class ServerLookup : public testing::Test {
