@@ -314,6 +314,7 @@ TEST(HttpAnswerAndClose, IsTakenWhenItIsARefusal) {
       char byte = 0;
       while (!request.ends_with("\r\n\r\n") && recv(connection.Fd(), &byte, 1, MSG_WAITALL) == 1)
         request += byte;
+      recv(connection.Fd(), &byte, 1, MSG_PEEK);  // until what is left unread has come
       connection.Send(c.answer);
       connection.Close();
     });
