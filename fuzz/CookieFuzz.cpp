@@ -1,6 +1,6 @@
-// Feeds lines: a URL and what it sets, one after the other; then the whole as a file of cookies.
-// The jar must keep within its bounds, headers must be one line, and what was written must come
-// back.
+// Feeds what the first byte chooses: lines, a URL and what it sets, one after the other; or a file
+// of cookies. The jar must keep within its bounds, headers must be one line, and what was written
+// must come back.
 #include <chrono>
 
 #include "fuzz/Fuzz.h"
@@ -33,10 +33,7 @@ void CheckStore(netro::CookieStore& store) {
   }
 }
 
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const std::string text(data, data + size);
+void CheckLines(const std::string& text) {
   netro::CookieStore store;
   netro::Url url;
   url.host = "www.example.org";
@@ -51,12 +48,29 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     netro::ReadHttpDate(line);
   }
   CheckStore(store);
+}
 
+void CheckFile(const std::string& text) {
   netro::CookiesResult file = netro::ReadCookies(text);
   Require(file.error.empty() || file.cookies.empty());
   netro::CookieStore loaded;
   for (netro::Cookie& cookie : file.cookies) loaded.Add(std::move(cookie), kNow);
   CheckStore(loaded);
+  netro::Url url;
+  url.host = "www.example.org";
   Require(!netro::HasControlCharacter(loaded.HeaderFor(url, kNow)));
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  FuzzBytes bytes(data, size);
+  const bool isFile = TakeByte(bytes) % 2 == 1;
+  const std::string text(TextOf(bytes));
+  if (isFile) {
+    CheckFile(text);
+  } else {
+    CheckLines(text);
+  }
   return 0;
 }
