@@ -22,10 +22,11 @@ class StoppableLoop {
   /// Delivers messages until `isDone`, which is asked after each batch of them, says so.
   template <class Condition>
   void RunUntil(Condition isDone) {
+    constexpr int kBlindly = 10;  // without a descriptor time passes all the same
     MessageLoop& loop = MessageLoop::ForThisThread();
-    pollfd watched{loop.LoopFd(), POLLIN, 0};
     while (!stopped_ && !isDone()) {
-      ::poll(&watched, 1, -1);
+      pollfd watched{loop.LoopFd(), POLLIN, 0};
+      ::poll(&watched, 1, watched.fd < 0 ? kBlindly : -1);
       loop.PumpMessages();
     }
   }
