@@ -1,27 +1,13 @@
 // Async and Await: blocking calls as tasks, with callbacks and coroutines.
-#include <gtest/gtest.h>
 #include <netro/Async.h>
 
-#include <chrono>
 #include <coroutine>
-#include <cstddef>
-#include <cstdint>
-#include <exception>
-#include <functional>
-#include <memory>
 #include <new>
-#include <stdexcept>
-#include <string>
-#include <thread>
-#include <utility>
-#include <vector>
 
 #include "SocketTestKit.h"
 
 namespace netro {
 namespace {
-
-using std::chrono::milliseconds;
 
 constexpr milliseconds kLong{600'000};
 constexpr std::size_t kNoSuchStack = SIZE_MAX / 4;

@@ -1,13 +1,7 @@
 // Hosts with several addresses: which one is connected to, and what is seen of the others.
-#include <gtest/gtest.h>
 #include <netro/SocketCls.h>
 #include <netro/UDPCls.h>
 #include <sys/socket.h>
-
-#include <chrono>
-#include <memory>
-#include <string>
-#include <vector>
 
 #include "DnsTestKit.h"
 #include "SocketTestKit.h"
@@ -18,8 +12,6 @@
 namespace netro {
 namespace {
 
-using peers::DnsReply;
-using peers::DnsServer;
 namespace dns = peers::dns;
 using Texts = std::vector<std::string>;
 

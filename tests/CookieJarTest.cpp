@@ -1,14 +1,9 @@
 // Cookies: what is taken, where it goes, what pushes it out, and the file.
 
-#include <gtest/gtest.h>
 #include <netro/CookieJar.h>
 #include <sys/stat.h>
 
-#include <string>
-#include <string_view>
-
-#include "TemporaryFolder.h"
-#include "platform/Clock.h"
+#include "TestKit.h"
 #include "web/CookieStore.h"
 #include "web/SetCookie.h"
 

@@ -1,19 +1,16 @@
 // Dates as text and back: known moments, what is refused, and round trips that lose nothing.
 
-#include <gtest/gtest.h>
-
 #include <cstdlib>
 #include <limits>
 #include <random>
 
+#include "TestKit.h"
 #include "TimeZone.h"
-#include "platform/Clock.h"
 #include "support/DateText.h"
 
 namespace netro {
 namespace {
 
-using std::chrono::milliseconds;
 using std::chrono::sys_time;
 
 TEST(DateText, WritesAndReads) {

@@ -6,7 +6,6 @@ namespace netro {
 namespace {
 
 using namespace peers::dns;
-using namespace peers;
 
 constexpr std::int32_t kGarbled = 59;
 

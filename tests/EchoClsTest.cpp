@@ -1,20 +1,11 @@
 // EchoCls on loopback: many requests at once, how they end, and what a handler may do.
 
-#include <gtest/gtest.h>
 #include <netro/Task.h>
 
-#include <algorithm>
-#include <filesystem>
-#include <map>
-#include <thread>
-
 #include "EchoKit.h"
-#include "platform/Clock.h"
 
 namespace netro {
 namespace {
-
-using std::chrono::milliseconds;
 
 std::string Loopback(int number) {
   return "127.1." + std::to_string(number / 250) + "." + std::to_string(1 + number % 250);

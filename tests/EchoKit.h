@@ -2,13 +2,8 @@
 // sockets. Who is asked at kSilent says nothing: the reply comes from 127.0.0.1.
 #pragma once
 
-#include <gtest/gtest.h>
 #include <netro/EchoCls.h>
 #include <netro/ICMPCls.h>
-
-#include <functional>
-#include <string>
-#include <vector>
 
 #include "EchoPermission.h"
 #include "SocketTestKit.h"

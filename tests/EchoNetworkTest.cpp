@@ -2,10 +2,6 @@
 // with every message there is, right and wrong; and four hosts in a row. Skipped where the system
 // has no namespaces for this user; the test low_ports then runs them.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-
 #include "EchoKit.h"
 #include "EchoNetworks.h"
 #include "peers/EchoPeer.h"
@@ -14,7 +10,6 @@
 namespace netro {
 namespace {
 
-using peers::EchoPeer;
 using Packets = std::vector<std::string>;
 
 class BothKinds : public testing::TestWithParam<EchoWay> {

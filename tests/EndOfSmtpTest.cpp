@@ -10,8 +10,6 @@
 namespace netro {
 namespace {
 
-using namespace peers;
-
 // Where a session waits for something, until the test ends it.
 struct Scene {
   std::shared_ptr<void> peers;

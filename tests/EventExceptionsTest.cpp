@@ -1,28 +1,18 @@
 // What the events of a SocketCls throw, and what passes through its calls: the stream loses
 // nothing, no other socket waits in vain, and what a call has begun is closed.
 
-#include <gtest/gtest.h>
 #include <netro/EchoCls.h>
 #include <netro/LogfileCLS.h>
 #include <netro/SocketCls.h>
 #include <netro/WatchpostCls.h>
 #include <poll.h>
 
-#include <atomic>
-#include <chrono>
-#include <filesystem>
-#include <functional>
-#include <memory>
 #include <new>
-#include <string>
-#include <thread>
 
 #include "DnsTestKit.h"
 #include "EchoPermission.h"
 #include "ExceptionKit.h"
 #include "SendMailKit.h"
-#include "TemporaryFolder.h"
-#include "platform/Clock.h"
 #include "socket/SocketModule.h"
 #include "tests/peers/BytesServer.h"
 #include "tests/peers/HttpServer.h"
@@ -30,12 +20,6 @@
 
 namespace netro {
 namespace {
-
-using namespace std::string_literals;
-using peers::AwaitText;
-using peers::BytesServer;
-using peers::HttpServer;
-using std::chrono::milliseconds;
 
 // What a peer at 127.0.0.1 sends, with the n-th event of the socket throwing.
 TEST(SocketExceptions, TakeNothingFromTheStream) {

@@ -2,15 +2,8 @@
 // which is over then, and every object can be used again at once. torture/ throws at every event
 // and at many turns of every blocking call; EventExceptionsTest has the events of other calls.
 
-#include <gtest/gtest.h>
 #include <netro/HTTPCls.h>
 #include <netro/SendMailCls.h>
-
-#include <atomic>
-#include <functional>
-#include <string>
-#include <thread>
-#include <utility>
 
 #include "DnsTestKit.h"
 #include "ExceptionKit.h"
@@ -20,8 +13,6 @@
 
 namespace netro {
 namespace {
-
-using peers::HttpServer;
 
 constexpr std::int32_t kPending = 3018;
 

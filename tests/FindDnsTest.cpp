@@ -1,19 +1,12 @@
 // What this system is configured with: the DNS servers and the domain, the hosts file, and which of
 // the servers answer.
-#include <gtest/gtest.h>
 #include <netro/FindDNSCLS.h>
-#include <netro/MessageLoop.h>
 #include <netro/SocketCls.h>
 #include <sys/stat.h>
 
-#include <algorithm>
-#include <chrono>
-#include <functional>
-#include <memory>
-
 #include "SystemRoot.h"
+#include "TestKit.h"
 #include "dns/ServerDiscovery.h"
-#include "platform/Clock.h"
 #include "platform/HostsFile.h"
 #include "platform/ResolverConfig.h"
 #include "platform/Sockets.h"
@@ -21,7 +14,6 @@
 namespace netro {
 namespace {
 
-using std::chrono::milliseconds;
 using Texts = std::vector<std::string>;
 
 constexpr const char* kConfig = "etc/resolv.conf";

@@ -15,8 +15,6 @@
 namespace netro {
 namespace {
 
-using namespace peers;
-
 const DnsServer::Answer kFound = Replying([](auto& reply) { reply.Answer(AddressRecord(7)); });
 const DnsServer::Answer kDenied = Replying([](auto& reply) { reply.Code(3); });
 const DnsServer::Answer kTruncated = Replying([](auto& reply) { reply.Flags(0x83, 0x80); });

@@ -1,29 +1,14 @@
 // How the HTTP client reads answers: one table, in which every answer is also delivered in two
 // blocks, cut at each of its positions. Bodies in files are in HttpFileTest.cpp.
 
-#include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <ostream>
-#include <string>
-#include <vector>
-
 #include "tests/HttpTestKit.h"
-#include "tests/TemporaryFolder.h"
 #include "tests/peers/BytesServer.h"
 
 namespace netro {
 namespace {
-
-using namespace std::string_literals;
-using peers::AwaitText;
-using peers::BytesServer;
-using peers::HalfClose;
-using peers::Reset;
-using peers::Script;
-using peers::Send;
-using peers::Stay;
 
 const std::string kText = "HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\n";
 const std::string kChunked = kText + "Transfer-Encoding: chunked\r\n\r\n";

@@ -1,13 +1,7 @@
 // How the HTTP client answers the challenges of servers and proxies: how often, on which
 // connection, and with which line.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <map>
 #include <regex>
-#include <string>
-#include <vector>
 
 #include "support/DigestAuth.h"
 #include "tests/HttpTestKit.h"
@@ -15,11 +9,6 @@
 
 namespace netro {
 namespace {
-
-using peers::AwaitText;
-using peers::BytesServer;
-using peers::Script;
-using peers::Send;
 
 std::string Answer(const std::string& status, const std::string& fields = "") {
   return "HTTP/1.1 " + status + "\r\nContent-Type: text/plain\r\n" + fields +

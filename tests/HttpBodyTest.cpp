@@ -1,24 +1,15 @@
 // Bodies of requests from files, functions and forms; where bodies of answers go, and their limits.
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <cstdio>
-#include <atomic>
-#include <filesystem>
-#include <string>
 
 #include "HttpTestKit.h"
 #include "SocketTestKit.h"
-#include "TemporaryFolder.h"
-#include "platform/Clock.h"
 #include "tests/peers/BytesServer.h"
 #include "tests/peers/HttpServer.h"
 
 namespace netro {
 namespace {
-
-using peers::BytesServer;
-using peers::HttpServer;
 
 std::string Ask(HTTPCls& http) {
   bool timeout = false;

@@ -1,10 +1,6 @@
 // The dates of HTTP and of cookies.
 
-#include <gtest/gtest.h>
-
-#include <chrono>
-#include <optional>
-
+#include "TestKit.h"
 #include "support/HttpDate.h"
 
 namespace netro {

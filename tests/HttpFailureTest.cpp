@@ -1,22 +1,10 @@
 // How queries of the HTTP client fail: bad input, no connection, silence; and how the caller ends
 // them, from events, timers and other threads, up to deleting the object.
 
-#include <gtest/gtest.h>
-#include <netro/MessageLoop.h>
 #include <poll.h>
 
-#include <algorithm>
-#include <atomic>
-#include <chrono>
-#include <functional>
 #include <future>
-#include <memory>
-#include <ostream>
-#include <string>
-#include <thread>
-#include <utility>
 
-#include "platform/Clock.h"
 #include "socket/SocketErrors.h"
 #include "tests/HttpTestKit.h"
 #include "tests/peers/BytesServer.h"
@@ -26,13 +14,6 @@
 namespace netro {
 namespace {
 
-using namespace std::string_literals;
-using peers::AwaitText;
-using peers::BytesServer;
-using peers::HttpServer;
-using peers::Send;
-using peers::Stay;
-using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 constexpr char kHalf[] =

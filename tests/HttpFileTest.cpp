@@ -1,29 +1,17 @@
 // Bodies that the HTTP client writes to files: names, rights, links, and what is left behind when a
 // query fails.
 
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <filesystem>
-#include <string>
-
 #include "tests/HttpTestKit.h"
-#include "tests/TemporaryFolder.h"
 #include "tests/peers/BytesServer.h"
 #include "tests/peers/HttpServer.h"
 
 namespace netro {
 namespace {
-
-using namespace std::string_literals;
-using peers::AwaitText;
-using peers::BytesServer;
-using peers::HalfClose;
-using peers::Script;
-using peers::Send;
 
 std::string Answer(const std::string& type, const std::string& body) {
   return "HTTP/1.1 200 OK\r\nContent-Type: " + type +

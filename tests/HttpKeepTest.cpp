@@ -1,11 +1,6 @@
 // After which answers a connection may carry another exchange (RFC 9112, section 9.3).
 
-#include <gtest/gtest.h>
-
-#include <cstdint>
-#include <span>
-#include <string>
-
+#include "TestKit.h"
 #include "web/HttpAnswer.h"
 
 namespace netro {

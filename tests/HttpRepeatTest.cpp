@@ -1,23 +1,13 @@
 // Redirects, connections that are kept, and request bodies that are sent again.
-#include <gtest/gtest.h>
 #include <netro/CookieJar.h>
 #include <netro/HTTPCls.h>
 
-#include <atomic>
-#include <string>
-#include <string_view>
-#include <vector>
-
 #include "SocketTestKit.h"
-#include "TemporaryFolder.h"
-#include "platform/Clock.h"
 #include "tests/peers/HttpServer.h"
 #include "web/HttpPool.h"
 
 namespace netro {
 namespace {
-
-using peers::HttpServer;
 
 std::string To(const std::string& status, const std::string& place) {
   return HttpServer::Answer(status + "\r\nContent-Length: 5\r\nLocation: " + place, "moved");

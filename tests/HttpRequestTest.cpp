@@ -1,21 +1,11 @@
 // The exact bytes that the HTTP client sends: one table of requests, without challenges. What
 // challenges bring is in HttpAuthTest.cpp.
 
-#include <gtest/gtest.h>
-
-#include <ostream>
-#include <string>
-
 #include "tests/HttpTestKit.h"
 #include "tests/peers/BytesServer.h"
 
 namespace netro {
 namespace {
-
-using namespace std::string_literals;
-using peers::AwaitText;
-using peers::BytesServer;
-using peers::Send;
 
 constexpr char kAnswer[] = "HTTP/1.1 204 No Content\r\n\r\n";
 

@@ -1,23 +1,15 @@
 // The HTTP client through SOCKS proxies: what the proxy is told, that the answer comes through, and
 // how refusals are reported.
 
-#include <gtest/gtest.h>
 #include <netro/HTTPCls.h>
 #include <netro/Localization.h>
 
-#include <string>
-#include <vector>
-
+#include "TestKit.h"
 #include "tests/peers/HttpServer.h"
 #include "tests/peers/SocksServer.h"
 
 namespace netro {
 namespace {
-
-using namespace std::string_literals;
-using peers::HttpServer;
-using peers::SocksRules;
-using peers::SocksServer;
 
 constexpr char kAnswer[] =
     "HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\nContent-Length: 5\r\n\r\nhello";

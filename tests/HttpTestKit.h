@@ -1,10 +1,9 @@
 // What the HTTP tests share: servers of the loopback, and queries that tell whether time ran out.
 #pragma once
 
-#include <gtest/gtest.h>
 #include <netro/HTTPCls.h>
 
-#include <string>
+#include "TestKit.h"
 
 namespace netro {
 

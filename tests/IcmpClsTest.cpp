@@ -1,19 +1,13 @@
 // ICMPCls: texts and address tables; results, waits and their ends on loopback. What needs a
 // network is in EchoNetworkTest.
 
-#include <gtest/gtest.h>
 #include <netdb.h>
-
-#include <thread>
 
 #include "DnsTestKit.h"
 #include "EchoKit.h"
-#include "platform/Clock.h"
 
 namespace netro {
 namespace {
-
-using std::chrono::milliseconds;
 
 // A label of 64 letters: no resolver asks the network for it.
 constexpr char kNoName[] = "xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx";

@@ -1,22 +1,13 @@
 // ICMP messages by themselves: the bytes of a request, replies, errors with what they quote, and
 // the statuses that types and codes stand for.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-
+#include "TestKit.h"
 #include "platform/Echo.h"
 #include "platform/IcmpPacket.h"
 #include "tests/peers/IcmpBytes.h"
 
 namespace netro {
 namespace {
-
-using namespace std::string_literals;
-using peers::EchoMessage;
-using peers::IcmpErrorMessage;
-using peers::IpBytes;
-using peers::IpFields;
 
 constexpr char kHere[] = "192.0.2.1";
 constexpr char kThere[] = "198.51.100.7";

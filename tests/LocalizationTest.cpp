@@ -1,12 +1,10 @@
 // The message table and the filling of its placeholders.
 
-#include <gtest/gtest.h>
 #include <netro/Localization.h>
 
-#include <cstdint>
 #include <limits>
-#include <string>
-#include <vector>
+
+#include "TestKit.h"
 
 namespace netro {
 namespace {

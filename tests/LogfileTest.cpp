@@ -1,6 +1,5 @@
 // LogfileCLS: batches, events, and a file that goes away or cannot be written.
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <netro/LogfileCLS.h>
 #include <sched.h>
 #include <sys/resource.h>
@@ -9,17 +8,10 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <filesystem>
 #include <fstream>
-#include <functional>
-#include <memory>
-#include <set>
 #include <sstream>
-#include <string>
-#include <utility>
-#include <vector>
 
-#include "TemporaryFolder.h"
+#include "TestKit.h"
 
 namespace netro {
 namespace {

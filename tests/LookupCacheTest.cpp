@@ -1,22 +1,16 @@
 // The lookup cache: lifetime, keys, and the profile file that it is saved to and restored from.
 
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <chrono>
-
+#include "TestKit.h"
 #include "dns/LookupCache.h"
-#include "platform/Clock.h"
 #include "support/DateText.h"
 #include "tests/Environment.h"
-#include "tests/TemporaryFolder.h"
 
 namespace netro {
 namespace {
 
 namespace fs = std::filesystem;
-using std::chrono::seconds;
-using namespace std::string_literals;
 
 std::string InSeconds(double amount) { return DateToText(AddSeconds(WallClock(), amount)); }
 

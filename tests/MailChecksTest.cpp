@@ -5,8 +5,6 @@
 namespace netro {
 namespace {
 
-using namespace peers;
-
 class MailChecks : public SendMailTest {};
 
 TEST_F(MailChecks, CheckeMailAddressAsksTheServer) {

@@ -1,14 +1,11 @@
 // Exchangers in their order, many recipients in a session, extensions, logins, kept sessions.
 
-#include <algorithm>
-
 #include "SendMailKit.h"
 #include "support/Text.h"
 
 namespace netro {
 namespace {
 
-using namespace peers;
 using Commands = std::vector<std::string>;
 
 struct Exchanger {

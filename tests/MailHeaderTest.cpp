@@ -1,10 +1,7 @@
 // Header fields: what stays, what is encoded, and the addresses in them. Where lines end, and that
 // another decoder gets back the values, is tested in mime/ and by the fuzz target.
 
-#include <gtest/gtest.h>
-
-#include <chrono>
-
+#include "TestKit.h"
 #include "mail/AddressSyntax.h"
 #include "mail/MailAddress.h"
 #include "support/MailHeader.h"
@@ -12,8 +9,6 @@
 
 namespace netro {
 namespace {
-
-using namespace std::string_literals;
 
 TEST(MailHeader, WritesTextFields) {
   const std::string x66(66, 'x');

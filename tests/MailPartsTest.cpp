@@ -1,12 +1,10 @@
 // What the parts of a message are made with. That other decoders get them back is tested in mime/.
 
-#include <gtest/gtest.h>
-
-#include <optional>
 #include <random>
 
 #include "Environment.h"
 #include "SystemRoot.h"
+#include "TestKit.h"
 #include "platform/CodePage.h"
 #include "platform/FileTypes.h"
 #include "support/Base64.h"
@@ -15,8 +13,6 @@
 
 namespace netro {
 namespace {
-
-using namespace std::string_literals;
 
 TEST(Base64, EncodesAndDecodes) {
   const std::pair<std::string, std::string> kCases[] = {

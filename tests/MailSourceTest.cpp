@@ -5,7 +5,6 @@
 
 #include "SendMailKit.h"
 #include "SourceKit.h"
-#include "TemporaryFolder.h"
 #include "mail/Base64Source.h"
 #include "mail/FinishedText.h"
 #include "mail/SmtpData.h"
@@ -13,7 +12,6 @@
 namespace netro {
 namespace {
 
-using namespace peers;
 using testing::HasSubstr;
 using testing::Not;
 

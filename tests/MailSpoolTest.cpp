@@ -1,11 +1,7 @@
 // MailSpool against scripted servers; the kills are in cli/spool_test.py.
 #include <netro/MailSpool.h>
 
-#include <algorithm>
-#include <stdexcept>
-
 #include "SendMailKit.h"
-#include "TemporaryFolder.h"
 #include "mail/BounceMessage.h"
 #include "mail/SpoolFile.h"
 #include "mail/SpoolSchedule.h"
@@ -14,8 +10,6 @@
 
 namespace netro {
 namespace {
-
-using namespace peers;
 
 struct SpoolSink : MailSpoolEvents {
   void Delivered(const std::string&, const SpooledRecipient& to) override {

@@ -1,30 +1,17 @@
 // The message loop: pumping, timers, tasks from other threads, and the descriptor for hosts.
-#include <gtest/gtest.h>
 #include <netro/HTTPCls.h>
-#include <netro/MessageLoop.h>
 #include <netro/QueryDNSCLS.h>
 #include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <atomic>
 #include <ctime>
-#include <functional>
-#include <memory>
-#include <stdexcept>
-#include <thread>
-#include <vector>
 
 #include "SocketTestKit.h"
-#include "platform/Clock.h"
 #include "platform/Loop.h"
 
 namespace netro {
 namespace {
-
-using std::chrono::milliseconds;
-using std::chrono::seconds;
 
 bool Readable(int descriptor, int timeoutMs) {
   pollfd entry{descriptor, POLLIN, 0};

@@ -1,27 +1,23 @@
 // The composed text line by line. How other programs read it is tested in tests/mime/.
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <netro/Localization.h>
 #include <netro/SendMailCls.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <regex>
-#include <set>
 #include <system_error>
 
+#include "TestKit.h"
 #include "mail/HeaderBlock.h"
 #include "mail/RandomText.h"
 #include "support/Text.h"
-#include "tests/TemporaryFolder.h"
 #include "tests/TimeZone.h"
 
 namespace netro {
 namespace {
 
-using namespace std::string_literals;
 using testing::HasSubstr;
 using testing::Not;
 

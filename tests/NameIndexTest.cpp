@@ -1,15 +1,10 @@
 // The index of names against the standard map: added and removed in random order, so that searches
 // run over gaps, moved items and the end of the array.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <cctype>
-#include <map>
 #include <random>
-#include <string>
-#include <string_view>
 
+#include "TestKit.h"
 #include "support/NameIndex.h"
 
 namespace netro {

@@ -2,26 +2,15 @@
 // host's adapters with their counters. Skipped where the system has no namespaces for this user;
 // the test low_ports then runs them.
 
-#include <gtest/gtest.h>
-#include <netro/MessageLoop.h>
 #include <netro/NetBIOSCls.h>
-
-#include <chrono>
-#include <functional>
-#include <initializer_list>
-#include <memory>
-#include <string>
 
 #include "DnsTestKit.h"
 #include "EchoPermission.h"
 #include "TwoNetworks.h"
-#include "platform/Clock.h"
 #include "platform/Neighbours.h"
 
 namespace netro {
 namespace {
-
-using std::chrono::seconds;
 
 constexpr char kThere[] = "10.77.0.2";
 constexpr char kAbsent[] = "10.77.0.9";

@@ -1,11 +1,7 @@
 // What goes wrong when events wait for further events, when a peer acts before it was asked, and
 // when arguments and settings change under a running call. Each case was a fault once.
-#include <gtest/gtest.h>
 #include <netro/HTTPCls.h>
 #include <sys/socket.h>
-
-#include <atomic>
-#include <thread>
 
 #include "SilentHost.h"
 #include "SocketTestKit.h"
@@ -13,11 +9,6 @@
 
 namespace netro {
 namespace {
-
-using peers::AwaitText;
-using peers::BytesServer;
-using peers::Connection;
-using peers::LoopbackServer;
 
 // A server that acts on its own and tells when it has; the client looks only after that.
 class Eager {

@@ -3,21 +3,16 @@
 // own; where the port may not be had, their tests are skipped, and the test low_ports runs them in
 // a network namespace.
 
-#include <gtest/gtest.h>
-#include <netro/MessageLoop.h>
 #include <netro/NetBIOSCls.h>
 #include <netro/SocketCls.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cctype>
 #include <future>
-#include <thread>
 
 #include "DnsTestKit.h"
 #include "SystemRoot.h"
 #include "diag/NodeStatus.h"
-#include "platform/Clock.h"
 #include "support/HardwareAddress.h"
 #include "tests/peers/DatagramServer.h"
 #include "tests/peers/NodeStatusReply.h"
@@ -25,13 +20,6 @@
 namespace netro {
 namespace {
 
-using namespace std::string_literals;
-using peers::AnyNode;
-using peers::DatagramServer;
-using peers::NetBios16;
-using peers::NodeStatusReply;
-using std::chrono::milliseconds;
-using std::chrono::seconds;
 using From = DatagramServer::From;
 using Replies = DatagramServer::Replies;
 

@@ -1,22 +1,16 @@
 // The way through a netlink answer: its messages and attributes, also when lengths lie.
 
-#include <gtest/gtest.h>
 #include <linux/netlink.h>
 #include <linux/rtnetlink.h>
 
 #include <cerrno>
-#include <optional>
-#include <string>
-#include <utility>
-#include <vector>
 
+#include "TestKit.h"
 #include "platform/ErrorNumbers.h"
 #include "platform/linux/Netlink.h"
 
 namespace netro {
 namespace {
-
-using namespace std::string_literals;
 
 template <class T>
 std::string Raw(T value) {

@@ -1,15 +1,12 @@
 // Programs that are started and left to themselves.
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <filesystem>
-#include <thread>
 
 #include "Environment.h"
-#include "TemporaryFolder.h"
+#include "TestKit.h"
 #include "platform/ErrorNumbers.h"
 #include "platform/Program.h"
 

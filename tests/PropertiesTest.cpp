@@ -1,6 +1,5 @@
 // The defaults that a program notices when it sets nothing: limits of time and size, ports, and the
 // DNS servers of the system.
-#include <gtest/gtest.h>
 #include <netro/HTTPCls.h>
 #include <netro/ICMPCls.h>
 #include <netro/LogfileCLS.h>
@@ -13,11 +12,8 @@
 #include <netro/UDPCls.h>
 #include <netro/WhoIsCls.h>
 
-#include <string>
-#include <thread>
-#include <vector>
-
 #include "SystemRoot.h"
+#include "TestKit.h"
 
 namespace netro {
 namespace {

@@ -1,14 +1,11 @@
 // QueryDNSCLS beyond its defaults: escaped names, identifiers, EDNS, truncation, response codes.
 
-#include <set>
-
 #include "DnsTestKit.h"
 
 namespace netro {
 namespace {
 
 using namespace peers::dns;
-using namespace peers;
 
 const std::string kHost = AddressRecord(1);
 

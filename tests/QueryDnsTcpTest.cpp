@@ -9,7 +9,6 @@ namespace netro {
 namespace {
 
 using namespace peers::dns;
-using namespace peers;
 
 std::string Good(const std::string& query) {
   return DnsReply(query).Answer(HostRecord(1)).Additional(HostRecord(2)).Bytes();

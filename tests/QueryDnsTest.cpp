@@ -7,7 +7,6 @@ namespace netro {
 namespace {
 
 using namespace peers::dns;
-using namespace peers;
 using From = DnsServer::From;
 
 const std::string kAddress = Octets({192, 0, 2, 1});

@@ -4,16 +4,12 @@
 // And over UDP on port 123, which makes it speak SNTP, of an address of 127.0.0.0/8 of the test's
 // own. Where the port may not be had, these tests are skipped; the test low_ports then runs them.
 
-#include <gtest/gtest.h>
-#include <netro/MessageLoop.h>
 #include <netro/QueryTimeCLS.h>
 
 #include <semaphore>
-#include <set>
 
 #include "DnsTestKit.h"
 #include "TimeZone.h"
-#include "platform/Clock.h"
 #include "support/DateText.h"
 #include "tests/peers/BytesServer.h"
 #include "tests/peers/DatagramServer.h"
@@ -22,16 +18,6 @@
 namespace netro {
 namespace {
 
-using namespace std::string_literals;
-using peers::Big32;
-using peers::BytesServer;
-using peers::Connection;
-using peers::DatagramServer;
-using peers::k2000;
-using peers::kStampOf2000;
-using peers::Script;
-using peers::TimeReply;
-using std::chrono::seconds;
 using From = DatagramServer::From;
 using Replies = DatagramServer::Replies;
 

@@ -1,8 +1,6 @@
 // QueryTimeCLS over UDP on ports other than SNTP's: the time protocol, which replies count, the
 // name of a secondary's reference, time-outs, and what comes late.
 
-#include <gtest/gtest.h>
-#include <netro/MessageLoop.h>
 #include <netro/QueryTimeCLS.h>
 
 #include <cmath>
@@ -10,7 +8,6 @@
 
 #include "DnsTestKit.h"
 #include "SystemRoot.h"
-#include "platform/Clock.h"
 #include "support/DateText.h"
 #include "tests/peers/DatagramServer.h"
 #include "tests/peers/TimeReply.h"
@@ -18,15 +15,6 @@
 namespace netro {
 namespace {
 
-using namespace std::string_literals;
-using peers::Big32;
-using peers::DatagramServer;
-using peers::DnsReply;
-using peers::DnsServer;
-using peers::k2000;
-using peers::kStampOf2000;
-using peers::TimeReply;
-using std::chrono::milliseconds;
 using From = DatagramServer::From;
 
 constexpr char kHere[] = "127.0.0.1:";

@@ -1,14 +1,10 @@
 // QueueData: what never blocks; the kinds of data that it and SendData take; NoDelay.
-#include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 
 #include <array>
-#include <filesystem>
 #include <limits>
-#include <memory>
-#include <tuple>
 
 #include "SocketTestKit.h"
 #include "peers/BytesServer.h"
@@ -19,9 +15,6 @@
 namespace netro {
 namespace {
 
-using peers::AwaitBytes;
-using peers::BytesServer;
-using std::string_literals::operator""s;
 using Events = std::vector<std::string>;
 
 const std::string kMuch(16 * 1024 * 1024, 'm');  // more than the system has room for

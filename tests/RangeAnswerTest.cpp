@@ -1,10 +1,6 @@
 // Continuing a body: the fields of the request, Content-Range, and what an answer means.
 
-#include <gtest/gtest.h>
-
-#include <optional>
-#include <string>
-
+#include "TestKit.h"
 #include "web/RangeAnswer.h"
 
 namespace netro {

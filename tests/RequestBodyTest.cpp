@@ -1,16 +1,6 @@
 // Bodies of requests: memory, files, functions and forms, read in pieces of any size.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <filesystem>
-#include <memory>
-#include <string>
-#include <utility>
-#include <vector>
-
 #include "SourceKit.h"
-#include "TemporaryFolder.h"
 #include "web/MultipartBody.h"
 
 namespace netro {

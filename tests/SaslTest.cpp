@@ -1,6 +1,5 @@
 // The mechanisms of logins, by the examples of their RFCs, and servers that do not play fair.
-#include <gtest/gtest.h>
-
+#include "TestKit.h"
 #include "mail/SaslScram.h"
 #include "mail/SmtpExtensions.h"
 #include "support/Hmac.h"
@@ -8,8 +7,6 @@
 
 namespace netro {
 namespace {
-
-using namespace std::string_literals;
 
 const SaslCredentials kTim{"tim", "tanstaaftanstaaf", {}};
 const SaslCredentials kPencil{"user", "pencil", {}};

@@ -1,13 +1,9 @@
 // SendMailCls beyond composing: recipients, BCC, events that change the object, failures of DNS.
 
-#include <algorithm>
-
 #include "SendMailKit.h"
 
 namespace netro {
 namespace {
-
-using namespace peers;
 
 class SendMail : public SendMailTest {};
 

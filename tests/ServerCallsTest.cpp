@@ -1,13 +1,9 @@
 // What QueryTimeCLS and WhoIsCls have in common, which ask one server: silence, SOCKS proxies, and
 // how the caller ends a call wherever it waits.
 
-#include <gtest/gtest.h>
 #include <netro/QueryTimeCLS.h>
 #include <netro/WhoIsCls.h>
 #include <poll.h>
-
-#include <algorithm>
-#include <thread>
 
 #include "DnsTestKit.h"
 #include "SocksKinds.h"
@@ -19,15 +15,6 @@
 
 namespace netro {
 namespace {
-
-using namespace std::string_literals;
-using peers::BytesServer;
-using peers::DatagramServer;
-using peers::DnsServer;
-using peers::Script;
-using peers::SocksRules;
-using peers::SocksServer;
-using std::chrono::seconds;
 
 constexpr char kHere[] = "127.0.0.1";
 

@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <random>
-#include <set>
 
 #include "DnsTestKit.h"
 #include "SystemRoot.h"
@@ -14,8 +13,6 @@
 
 namespace netro {
 namespace {
-
-using namespace peers;
 
 std::string Poisoned(DnsReply reply) { return reply.Answer(AddressRecord(66)).Bytes(); }
 

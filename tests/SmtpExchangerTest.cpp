@@ -11,7 +11,6 @@ namespace netro {
 namespace {
 
 using namespace peers::dns;
-using namespace peers;
 
 constexpr char kNothing[] = "No DNS Entries found.";
 

@@ -2,8 +2,6 @@
 
 #include <netro/Localization.h>
 
-#include <algorithm>
-
 #include "DnsTestKit.h"
 #include "SmtpTestKit.h"
 #include "TimeZone.h"
@@ -13,9 +11,7 @@
 namespace netro {
 namespace {
 
-using namespace peers;
 using std::chrono::minutes;
-using std::chrono::seconds;
 
 constexpr char kClosed[] =
     "Connection Reset by Peer. A connection was forcibly closed by the remote host.";

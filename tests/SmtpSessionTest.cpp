@@ -1,6 +1,5 @@
 // Sessions that succeed: the wire, the transcript, the events, replies in pieces, SOCKS proxies.
 
-#include <chrono>
 #include <future>
 #include <limits>
 
@@ -12,8 +11,6 @@
 
 namespace netro {
 namespace {
-
-using namespace peers;
 
 constexpr char kCommands[] =
     "[127.0.0.1] 220 mx.test ready\r\n"

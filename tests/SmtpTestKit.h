@@ -1,14 +1,13 @@
 // What the tests of the mail session share: a client of a scripted server, and a sink.
 #pragma once
 
-#include <gtest/gtest.h>
 #include <netro/SMTPCls.h>
 
+#include "TestKit.h"
 #include "peers/SmtpServer.h"
 
 namespace netro {
 
-using namespace std::string_literals;
 using Answer = peers::SmtpServer::Answer;
 using After = peers::SmtpServer::After;
 

@@ -1,10 +1,6 @@
 // SocketCls: connecting, receiving, closing, accepting, datagrams.
-#include <gtest/gtest.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
-
-#include <memory>
-#include <thread>
 
 #include "SocketTestKit.h"
 #include "peers/BytesServer.h"
@@ -16,9 +12,6 @@
 namespace netro {
 namespace {
 
-using peers::AwaitText;
-using peers::BytesServer;
-using peers::Send;
 using Events = std::vector<std::string>;
 
 // A label of 64 letters: no resolver asks the network for it.

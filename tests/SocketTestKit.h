@@ -1,18 +1,12 @@
 // What the socket tests share: a sink that writes down what happened, and pumping with a limit.
 #pragma once
 
-#include <netro/MessageLoop.h>
 #include <netro/SocketCls.h>
 #include <poll.h>
 
-#include <atomic>
-#include <chrono>
-#include <functional>
 #include <future>
-#include <memory>
-#include <string>
-#include <vector>
 
+#include "TestKit.h"
 #include "peers/LoopbackServer.h"
 
 namespace netro {

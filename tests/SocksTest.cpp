@@ -1,22 +1,11 @@
 // The SOCKS prologs: exact requests, every outcome, replies cut anywhere, and what follows them.
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <thread>
-
 #include "DnsTestKit.h"
 #include "SocketTestKit.h"
 #include "peers/BytesServer.h"
 #include "peers/SocksServer.h"
-#include "platform/Clock.h"
 
 namespace netro {
 namespace {
-
-using peers::BytesServer;
-using peers::SocksRules;
-using peers::SocksServer;
-using std::string_literals::operator""s;
 
 enum class Kind { V4, V4a, V5, V5Remote, V5Auth };
 constexpr Kind kKinds[] = {Kind::V4, Kind::V4a, Kind::V5, Kind::V5Remote, Kind::V5Auth};

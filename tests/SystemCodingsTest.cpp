@@ -1,7 +1,6 @@
 // The content codings of the system's libraries, alone and in a chain: blocks cut anywhere, bytes
 // that are corrupt, bodies that unpack to far more than came.
 
-#include <gtest/gtest.h>
 #include <netro/HTTPCls.h>
 #include <netro/SystemCodings.h>
 #include <zlib.h>
@@ -13,16 +12,7 @@
 #include <zstd.h>
 #endif
 
-#include <algorithm>
-#include <cstdint>
-#include <filesystem>
-#include <memory>
-#include <span>
-#include <stdexcept>
-#include <string>
-#include <vector>
-
-#include "TemporaryFolder.h"
+#include "TestKit.h"
 #include "tests/peers/HttpServer.h"
 #include "web/ContentChain.h"
 

@@ -1,6 +1,5 @@
 // The blocking calls of every class inside tasks: cancelled, met by a deadline, deleted, many at
 // once, all against a host that never answers.
-#include <gtest/gtest.h>
 #include <netro/HTTPCls.h>
 #include <netro/NetBIOSCls.h>
 #include <netro/QueryDNSCLS.h>
@@ -11,14 +10,8 @@
 #include <netro/WhoIsCls.h>
 #include <sys/resource.h>
 
-#include <algorithm>
-#include <atomic>
 #include <csignal>
-#include <functional>
-#include <memory>
 #include <random>
-#include <thread>
-#include <vector>
 
 #include "SilentHost.h"
 #include "SocketTestKit.h"
@@ -28,8 +21,6 @@
 namespace netro {
 namespace {
 
-using std::chrono::milliseconds;
-using std::chrono::seconds;
 using std::chrono::steady_clock;
 
 MessageLoop& ThisLoop() { return MessageLoop::ForThisThread(); }

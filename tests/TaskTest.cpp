@@ -1,27 +1,15 @@
 // Tasks themselves: their order, what they throw, what they wait for, and how they end with their
 // thread.
-#include <gtest/gtest.h>
-#include <netro/MessageLoop.h>
 #include <netro/SocketCls.h>
 #include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdint>
-#include <functional>
-#include <memory>
-#include <stdexcept>
-#include <thread>
-#include <vector>
-
-#include "platform/Clock.h"
+#include "TestKit.h"
 #include "platform/Fiber.h"
 
 namespace netro {
 namespace {
-
-using std::chrono::milliseconds;
-using std::chrono::seconds;
 
 MessageLoop& ThisLoop() { return MessageLoop::ForThisThread(); }
 

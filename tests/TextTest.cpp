@@ -1,9 +1,8 @@
 // The helpers for texts and bytes, above all at their edges.
 
-#include <gtest/gtest.h>
-
 #include <limits>
 
+#include "TestKit.h"
 #include "support/ByteReader.h"
 #include "support/ByteWriter.h"
 #include "support/Text.h"
@@ -11,8 +10,6 @@
 
 namespace netro {
 namespace {
-
-using std::string_literals::operator""s;
 
 TEST(Text, LowersAsciiLettersOnly) {
   EXPECT_EQ(ToLower("AZaz@[`{09"), "azaz@[`{09");

@@ -1,11 +1,9 @@
 // The messages of the time client by themselves: the bytes of a request, and what each field of a
 // reply becomes.
 
-#include <gtest/gtest.h>
-
 #include <cmath>
 
-#include "platform/Clock.h"
+#include "TestKit.h"
 #include "platform/Sockets.h"
 #include "support/DateText.h"
 #include "tests/TimeZone.h"
@@ -16,10 +14,6 @@ namespace netro {
 namespace {
 
 using namespace std::chrono;
-using namespace std::string_literals;
-using peers::Big32;
-using peers::kStampOf2000;
-using peers::TimeReply;
 
 using Moment = sys_time<nanoseconds>;
 

@@ -1,14 +1,9 @@
 // TimeSurveyCls: which clocks agree, as a table, and surveys of servers on port 123 of addresses of
 // 127.0.0.0/8. Where the port may not be had, those are skipped; the test low_ports then runs them.
 
-#include <gtest/gtest.h>
 #include <netro/TimeSurveyCls.h>
 
-#include <atomic>
-#include <thread>
-
 #include "DnsTestKit.h"
-#include "platform/Clock.h"
 #include "tests/peers/DatagramServer.h"
 #include "tests/peers/TimeReply.h"
 #include "web/TimeIntersection.h"
@@ -16,8 +11,6 @@
 namespace netro {
 namespace {
 
-using peers::DatagramServer;
-using peers::TimeReply;
 using Replies = DatagramServer::Replies;
 
 TEST(TimeIntersection, AMajorityWhosePointsAndMiddlesMeetAgrees) {

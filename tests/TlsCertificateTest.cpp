@@ -6,10 +6,6 @@
 namespace netro {
 namespace {
 
-using peers::CertificateWish;
-using peers::TlsRules;
-using peers::TlsServer;
-
 TEST(TlsCertificates, AreBelievedOrRefusedWithANumberOfTheirOwn) {
   const CertificateWish good;
   CertificateWish expired, future, foreign, wild, selfSigned, weak, nameless;

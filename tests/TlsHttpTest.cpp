@@ -1,13 +1,9 @@
 // https: directly, through tunnels of HTTP proxies and through SOCKS.
-#include <gtest/gtest.h>
 #include <netro/HTTPCls.h>
 #include <netro/WatchpostCls.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
-
-#include <atomic>
-#include <string>
 
 #include "TlsTestKit.h"
 #include "peers/HttpServer.h"
@@ -15,8 +11,6 @@
 
 namespace netro {
 namespace {
-
-using peers::HttpServer;
 
 // An HTTPS server in front of an HTTP server's handlers.
 class HttpsServer {

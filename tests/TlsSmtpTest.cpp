@@ -7,7 +7,6 @@
 namespace netro {
 namespace {
 
-using namespace peers;
 using Lines = std::vector<std::string>;
 
 // A server's side of a session over anything that reads and sends; ends after STARTTLS or `last`

@@ -5,21 +5,15 @@
 #include <sys/socket.h>
 
 #include <list>
-#include <thread>
 
 #include "ExceptionKit.h"
 #include "TlsTestKit.h"
 #include "peers/BytesServer.h"
 #include "peers/SocksServer.h"
-#include "platform/Clock.h"
 #include "socket/OpenConnection.h"
 
 namespace netro {
 namespace {
-
-using peers::TlsPeer;
-using peers::TlsRules;
-using peers::TlsServer;
 
 const std::string kMuch = [] {
   std::string text(10'000'000, ' ');

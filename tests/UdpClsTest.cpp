@@ -1,20 +1,12 @@
 // UDPCls: what goes on the wire, what comes back, and how waiting ends.
-#include <gtest/gtest.h>
 #include <netro/UDPCls.h>
-
-#include <memory>
-#include <thread>
 
 #include "DnsTestKit.h"
 #include "SocketTestKit.h"
 #include "peers/DatagramServer.h"
-#include "platform/Clock.h"
 
 namespace netro {
 namespace {
-
-using peers::DatagramServer;
-using std::chrono::milliseconds;
 
 class UdpCls : public testing::Test {
  protected:

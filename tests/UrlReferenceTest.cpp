@@ -1,9 +1,6 @@
 // References against a base, origins, and URLs for showing.
 
-#include <gtest/gtest.h>
-
-#include <string>
-
+#include "TestKit.h"
 #include "support/UrlReference.h"
 
 namespace netro {

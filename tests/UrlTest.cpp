@@ -1,10 +1,6 @@
 // Splitting and encoding of URLs.
 
-#include <gtest/gtest.h>
-
-#include <string>
-#include <string_view>
-
+#include "TestKit.h"
 #include "support/Url.h"
 
 namespace netro {

@@ -1,10 +1,6 @@
 // The watcher's settings file, its message texts and its log lines; what it remembers of a host,
 // and the file that lets it go on after a restart.
-#include <gtest/gtest.h>
-
-#include <filesystem>
-
-#include "TemporaryFolder.h"
+#include "TestKit.h"
 #include "diag/WatchLog.h"
 #include "diag/WatchSettings.h"
 #include "diag/WatchState.h"

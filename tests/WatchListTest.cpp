@@ -1,17 +1,13 @@
 // The watcher's bookkeeping: rows, windows, delays, parents, the uplink, flapping, quiet hours, and
 // a month of scripted outages in which every alert is accounted for.
-#include <gtest/gtest.h>
-
-#include <map>
 #include <random>
 #include <sstream>
 
+#include "TestKit.h"
 #include "diag/WatchList.h"
 
 namespace netro {
 namespace {
-
-using std::chrono::seconds;
 
 WatchTarget Target(const std::string& name, const std::string& parent = {}) {
   WatchTarget target;

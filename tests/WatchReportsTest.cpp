@@ -1,23 +1,12 @@
 // What a watcher does about changes: programs, mails and webhooks, with peers that fail.
-#include <gtest/gtest.h>
-#include <netro/MessageLoop.h>
-
-#include <algorithm>
-#include <atomic>
-#include <filesystem>
-
-#include "TemporaryFolder.h"
+#include "TestKit.h"
 #include "diag/WatchReportText.h"
 #include "diag/WatchReports.h"
-#include "platform/Clock.h"
 #include "tests/peers/HttpServer.h"
 #include "tests/peers/SmtpServer.h"
 
 namespace netro {
 namespace {
-
-using namespace std::chrono_literals;
-using peers::SmtpServer;
 
 WatchReport About(const std::string& name, WatchReport::Kind kind = WatchReport::Down) {
   WatchReport report;

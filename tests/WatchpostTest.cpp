@@ -1,20 +1,14 @@
 // WatchpostCls: operations and their texts, rounds against scripted servers, and every report.
-#include <gtest/gtest.h>
-#include <netro/MessageLoop.h>
 #include <netro/QueryDNSCLS.h>
 #include <netro/WatchpostCls.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <atomic>
-#include <filesystem>
 #include <fstream>
 
 #include "EchoPermission.h"
 #include "SystemRoot.h"
-#include "TemporaryFolder.h"
-#include "platform/Clock.h"
+#include "TestKit.h"
 #include "tests/peers/BytesServer.h"
 #include "tests/peers/DnsReply.h"
 #include "tests/peers/DnsServer.h"
@@ -23,9 +17,6 @@
 
 namespace netro {
 namespace {
-
-using namespace std::chrono_literals;
-using peers::HttpServer;
 
 // Notes the events as words; `hook` is called with each.
 class Journal : public WatchpostClsEvents {

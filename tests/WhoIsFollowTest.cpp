@@ -1,14 +1,12 @@
 // WhoIsCls with referrals and a table of servers: who is asked what, which addresses referrals may
 // lead to, what counts as one, limits of the whole.
 
-#include <gtest/gtest.h>
 #include <netro/WhoIsCls.h>
 
 #include <sstream>
 
 #include "DnsTestKit.h"
 #include "SystemRoot.h"
-#include "platform/Clock.h"
 #include "socket/HostLookup.h"
 #include "tests/peers/BytesServer.h"
 #include "web/PublicAddress.h"
@@ -17,13 +15,6 @@
 
 namespace netro {
 namespace {
-
-using namespace std::string_literals;
-using peers::AwaitText;
-using peers::BytesServer;
-using peers::Send;
-using peers::Stay;
-using std::chrono::seconds;
 
 TEST(WhoIsTableReading, TheNarrowestLineThatFitsCounts) {
   WhoIsTable table;

@@ -1,28 +1,16 @@
 // WhoIsCls: what it sends, how answers and connections end, and what stays in Result.
 
-#include <gtest/gtest.h>
 #include <netro/WhoIsCls.h>
 
 #include <semaphore>
 
 #include "DnsTestKit.h"
 #include "SystemRoot.h"
-#include "platform/Clock.h"
 #include "socket/HostLookup.h"
 #include "tests/peers/BytesServer.h"
 
 namespace netro {
 namespace {
-
-using namespace std::string_literals;
-using peers::AwaitText;
-using peers::BytesServer;
-using peers::Close;
-using peers::Connection;
-using peers::Reset;
-using peers::Script;
-using peers::Send;
-using std::chrono::seconds;
 
 constexpr std::size_t kLargestAnswer = 64 * 1024 * 1024;
 

@@ -1,26 +1,19 @@
 // Files read and replaced whole: kinds and rights, links, failures that leave nothing behind, two
 // writers at once, and the folder of the settings.
 
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <atomic>
 #include <cerrno>
 #include <cstdlib>
-#include <filesystem>
 #include <iterator>
-#include <string>
-#include <thread>
-#include <utility>
 
+#include "TestKit.h"
 #include "platform/ErrorNumbers.h"
 #include "platform/WholeFile.h"
 #include "tests/Environment.h"
-#include "tests/TemporaryFolder.h"
 
 namespace netro {
 namespace {

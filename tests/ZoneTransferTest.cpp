@@ -6,7 +6,6 @@ namespace netro {
 namespace {
 
 using namespace peers::dns;
-using namespace peers;
 
 // A transfer as messages of records; the last may be left out.
 using Messages = std::vector<std::vector<std::string>>;
