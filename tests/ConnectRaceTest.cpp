@@ -180,27 +180,24 @@ TEST_F(ConnectRace, MayBeEndedAtAnyMoment) {
 
 TEST(IPv6, ListenersAndClients) {
   if (!HasIPv6()) GTEST_SKIP() << "there is no IPv6 here";
-  const struct {
-    const char* listen;
-    const char* host;
-    const char* from;
-  } cases[] = {{"::1", "::1", "::1"},
-               {"::", "::1", "::1"},
-               {"::", "127.0.0.1", "127.0.0.1"},
-               {"::", "::ffff:127.0.0.1", "127.0.0.1"},
-               {"", "127.0.0.1", "127.0.0.1"}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(std::string(c.listen) + ' ' + c.host);
+  const std::tuple<const char*, const char*, const char*> cases[] = {
+      {"::1", "::1", "::1"},
+      {"::", "::1", "::1"},
+      {"::", "127.0.0.1", "127.0.0.1"},
+      {"::", "::ffff:127.0.0.1", "127.0.0.1"},
+      {"", "127.0.0.1", "127.0.0.1"}};
+  for (const auto& [listen, host, from] : cases) {
+    SCOPED_TRACE(std::string(listen) + ' ' + host);
     SocketCls listener, accepted, client;
     Recorder requests(listener), received(accepted);
     requests.hook = [&](const std::string&) { accepted.Accept(requests.request); };
-    ASSERT_TRUE(listener.Listen(c.listen));
-    EXPECT_EQ(listener.LocalIP(), *c.listen == '\0' ? "0.0.0.0" : c.listen);
-    ASSERT_TRUE(client.Connect(c.host, listener.LocalPort()));
+    ASSERT_TRUE(listener.Listen(listen));
+    EXPECT_EQ(listener.LocalIP(), *listen == '\0' ? "0.0.0.0" : listen);
+    ASSERT_TRUE(client.Connect(host, listener.LocalPort()));
     EXPECT_EQ(client.QueueData("x"), 0);
     EXPECT_TRUE(PumpUntil([&] { return received.received == "x"; }));
-    EXPECT_EQ(accepted.RemoteIP(), c.from);
-    EXPECT_EQ(received.from, c.from);
+    EXPECT_EQ(accepted.RemoteIP(), from);
+    EXPECT_EQ(received.from, from);
   }
 }
 

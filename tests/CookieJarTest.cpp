@@ -199,10 +199,7 @@ TEST_F(CookieFile, TakesWhatOtherProgramsWrite) {
 }
 
 TEST_F(CookieFile, ABadLineIsNamedAndNothingIsAdded) {
-  const struct {
-    const char* line;
-    const char* why;
-  } kCases[] = {
+  const std::pair<const char*, const char*> kCases[] = {
       {"no tabs secret", "seven columns"},
       {"h\tTRUE\t/\tTRUE\t0\tn\tsecret\tx", "seven columns"},
       {"h\tYES\t/\tTRUE\t0\tn\tsecret", "second column"},

@@ -14,10 +14,7 @@ namespace {
 using std::chrono::sys_time;
 
 TEST(DateText, WritesAndReads) {
-  const struct {
-    Date date;
-    std::string text;
-  } kCases[] = {
+  const std::pair<Date, std::string> kCases[] = {
       {0, "1899-12-30T00:00:00.000Z"},
       {0.5, "1899-12-30T12:00:00.000Z"},
       {-0.25, "1899-12-29T18:00:00.000Z"},
@@ -117,10 +114,7 @@ TEST(DateText, WritesTheFormsOfProtocols) {
 
 TEST(DateText, FindsTheZoneOfALocalDate) {
   const TimeZone zone("CET-1CEST,M3.5.0,M10.5.0/3");
-  const struct {
-    std::string local;
-    long seconds;
-  } kCases[] = {
+  const std::pair<std::string, long> kCases[] = {
       {"2026-01-15T12:00:00.000Z", 3600}, {"2026-07-15T12:00:00.000Z", 7200},
       {"2026-03-29T01:59:59.000Z", 3600}, {"2026-03-29T03:00:00.000Z", 7200},
       {"2026-10-25T01:59:59.000Z", 7200}, {"2026-10-25T03:00:00.000Z", 3600},

@@ -23,11 +23,7 @@ constexpr const char* kHosts = "etc/hosts";
 // --- the resolver configuration ------------------------------------------------------------------
 
 TEST(ResolverConfigText, IsReadAsTheSystemReadsIt) {
-  const struct {
-    std::string text;
-    Texts servers;
-    std::string domain;
-  } cases[] = {
+  const std::tuple<std::string, Texts, std::string> cases[] = {
       {"", {}, ""},
       {"nameserver 192.0.2.2\nnameserver 192.0.2.1\nnameserver 192.0.2.2\n",
        {"192.0.2.2", "192.0.2.1", "192.0.2.2"},
@@ -60,11 +56,11 @@ TEST(ResolverConfigText, IsReadAsTheSystemReadsIt) {
       {"domain a.example\nsearch .\n", {}, ""},
       {"options ndots:2 nameserver 192.0.2.1\nsortlist 192.0.2.0\n\n\n", {}, ""},
   };
-  for (const auto& c : cases) {
-    const ResolverConfig config = ParseResolverConfig(c.text);
-    EXPECT_EQ(config.servers, c.servers) << c.text;
-    EXPECT_EQ(config.domain, c.domain) << c.text;
-    EXPECT_EQ(config.search.empty() ? "" : config.search.front(), c.domain) << c.text;
+  for (const auto& [text, servers, domain] : cases) {
+    const ResolverConfig config = ParseResolverConfig(text);
+    EXPECT_EQ(config.servers, servers) << text;
+    EXPECT_EQ(config.domain, domain) << text;
+    EXPECT_EQ(config.search.empty() ? "" : config.search.front(), domain) << text;
     EXPECT_TRUE(config.readable);
   }
 }
@@ -211,21 +207,18 @@ TEST(HostsText, NameToAddress) {
 }
 
 TEST(HostsText, AddressToName) {
-  const struct {
-    const char* address;
-    const char* name;
-  } cases[] = {{"192.0.2.1", "server.example"},
-               {"192.0.2.2", "indented"},
-               {"192.0.2.3", "server.example"},
-               {"192.0.2.4", "named"},
-               {"192.0.2.7", "last"},
-               {"2001:DB8::0:1", "server.example"},
-               {"192.0.2.9", ""},
-               {"127.0.0.2", ""},
-               {"192.0.2.5", ""},
-               {"0.0.0.0", ""}};
-  for (const auto& c : cases) {
-    EXPECT_EQ(FindHostName(kHostsText, *ParseAddress(c.address)), c.name) << c.address;
+  const std::pair<const char*, const char*> cases[] = {{"192.0.2.1", "server.example"},
+                                                       {"192.0.2.2", "indented"},
+                                                       {"192.0.2.3", "server.example"},
+                                                       {"192.0.2.4", "named"},
+                                                       {"192.0.2.7", "last"},
+                                                       {"2001:DB8::0:1", "server.example"},
+                                                       {"192.0.2.9", ""},
+                                                       {"127.0.0.2", ""},
+                                                       {"192.0.2.5", ""},
+                                                       {"0.0.0.0", ""}};
+  for (const auto& [address, name] : cases) {
+    EXPECT_EQ(FindHostName(kHostsText, *ParseAddress(address)), name) << address;
   }
 }
 

@@ -10,10 +10,7 @@ namespace netro {
 namespace {
 
 TEST(Md5, MatchesTheRfc) {
-  const struct {
-    std::string_view message;
-    const char* digest;
-  } kCases[] = {
+  const std::pair<std::string_view, const char*> kCases[] = {
       {"", "d41d8cd98f00b204e9800998ecf8427e"},
       {"a", "0cc175b9c0f1b6a831c399e269772661"},
       {"abc", "900150983cd24fb0d6963f7d28e17f72"},
@@ -42,10 +39,7 @@ TEST(Md5, PadsEveryLengthOfTheLastBlock) {
 TEST(Sha256, MatchesTheRfc) {
   std::string digits;
   for (int i = 0; i < 80; ++i) digits += "01234567";
-  const struct {
-    std::string message;
-    const char* digest;
-  } kCases[] = {
+  const std::pair<std::string, const char*> kCases[] = {
       {"", "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855"},
       {"abc", "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad"},
       {"abcdbcdecdefdefgefghfghighijhijkijkljklmklmnlmnomnopnopq",

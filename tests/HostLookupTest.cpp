@@ -66,11 +66,7 @@ TEST_F(HostLookup, OnlyWhatCanBeUsedCounts) {
   const auto name = [](const std::string& rdata) {
     return dns::Record(dns::kQuestion, TYPE_PTR, rdata);
   };
-  struct {
-    std::string asked;
-    std::vector<std::string> records;
-    std::string result;
-  } const cases[] = {
+  const std::tuple<std::string, std::vector<std::string>, std::string> cases[] = {
       {"www.test", {alias, real}, "192.0.2.9"},
       {"www.test.", {alias, real}, "192.0.2.9"},
       {"www.test", {alias}, ""},
@@ -83,13 +79,13 @@ TEST_F(HostLookup, OnlyWhatCanBeUsedCounts) {
       {"192.0.2.4", {name(dns::Name(""))}, ""},
       {"192.0.2.4", {name(dns::Name("192.0.2.99"))}, ""},
   };
-  for (const auto& c : cases) {
+  for (const auto& [asked, records, result] : cases) {
     DnsServer server(Replying([&](auto& reply) {
-      for (const std::string& record : c.records) reply.Answer(record);
+      for (const std::string& record : records) reply.Answer(record);
     }));
     socket_->ClearDNSCache();
-    EXPECT_EQ(Lookup(UrlOf(server), c.asked), c.result);
-    EXPECT_EQ(socket_->DNSLastErr(), c.result.empty() ? 11004 : 0);
+    EXPECT_EQ(Lookup(UrlOf(server), asked), result);
+    EXPECT_EQ(socket_->DNSLastErr(), result.empty() ? 11004 : 0);
   }
 }
 

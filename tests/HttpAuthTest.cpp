@@ -143,10 +143,7 @@ TEST(HttpAuth, SchemesOtherThanDigestAreAnsweredWithBasic) {
 }
 
 TEST(HttpAuth, DigestIsReadInEveryForm) {
-  const struct {
-    const char* challenge;
-    const char *realm, *nonce;
-  } kCases[] = {
+  const std::tuple<const char*, const char*, const char*> kCases[] = {
       {"WWW-Authenticate: Digest realm=\"test area\", nonce=\"abc\", qop=\"auth\"", "test area",
        "abc"},
       {"www-authenticate:digest NONCE=abc,REALM=test", "test", "abc"},
@@ -161,12 +158,12 @@ TEST(HttpAuth, DigestIsReadInEveryForm) {
        "WWW-Authenticate: Digest realm=\"m\", nonce=\"mn\", algorithm=MD5",
        "m", "mn"},
   };
-  for (const auto& c : kCases) {
-    SCOPED_TRACE(c.challenge);
+  for (const auto& [challenge, realm, nonce] : kCases) {
+    SCOPED_TRACE(challenge);
     HTTPCls http;
     SetUser(http);
-    ExpectDigest(AnswerTo(http, std::string(c.challenge) + "\r\n"), "Authorization",
-                 {"user", "secret", c.realm, c.nonce});
+    ExpectDigest(AnswerTo(http, std::string(challenge) + "\r\n"), "Authorization",
+                 {"user", "secret", realm, nonce});
   }
 }
 
@@ -337,23 +334,20 @@ TEST(HttpStandardDigest, AStaleNonceIsRenewedOnce) {
     return Answer("401 No",
                   "WWW-Authenticate: Digest realm=\"r\", nonce=\"" + nonce + "\"" + more + "\r\n");
   };
-  const struct {
-    bool standard;
-    std::string second;
-    std::size_t connections;
-  } kCases[] = {{true, refusal("b", ", stale=TRUE"), 3},
-                {true, refusal("b", ", stale=false"), 2},
-                {true, refusal("b", ""), 2},
-                {false, refusal("b", ", stale=true"), 2}};
-  for (const auto& c : kCases) {
+  const std::tuple<bool, std::string, std::size_t> kCases[] = {
+      {true, refusal("b", ", stale=TRUE"), 3},
+      {true, refusal("b", ", stale=false"), 2},
+      {true, refusal("b", ""), 2},
+      {false, refusal("b", ", stale=true"), 2}};
+  for (const auto& [standard, second, connections] : kCases) {
     HTTPCls http;
     SetUser(http);
-    http.StandardDigest(c.standard);
-    const auto requests = Exchange(http, {refusal("a", ""), c.second});
-    ASSERT_EQ(requests.size(), c.connections);
+    http.StandardDigest(standard);
+    const auto requests = Exchange(http, {refusal("a", ""), second});
+    ASSERT_EQ(requests.size(), connections);
     EXPECT_EQ(http.HTTPResult(), 401);
     const auto line = Parameters(OnlyLine(requests.back(), "Authorization"));
-    EXPECT_EQ(line.at("nonce"), c.connections > 2 ? "\"b\"" : "\"a\"");
+    EXPECT_EQ(line.at("nonce"), connections > 2 ? "\"b\"" : "\"a\"");
   }
 }
 

@@ -91,26 +91,22 @@ TEST(HttpUpload, AFormHoldsFieldsAndFiles) {
 }
 
 TEST(HttpUpload, AnAnswerInPlaceOfContinueIsTheAnswer) {
-  const struct {
-    std::string answer;
-    std::int32_t status;
-    std::size_t connections;
-  } kCases[] = {
+  const std::tuple<std::string, std::int32_t, std::size_t> kCases[] = {
       {"HTTP/1.1 413 No\r\nContent-Length: 0\r\n\r\n", 413, 1},
       {"HTTP/1.1 417 No\r\nContent-Length: 0\r\n\r\n", 200, 2},
   };
-  for (const auto& c : kCases) {
-    SCOPED_TRACE(c.answer);
-    BytesServer server({{peers::AwaitText("\r\n\r\n"), peers::Send(c.answer)},
-                        {peers::AwaitText("xyz"),
-                         peers::Send("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n")}});
+  for (const auto& [answer, status, connections] : kCases) {
+    SCOPED_TRACE(answer);
+    BytesServer server(
+        {{peers::AwaitText("\r\n\r\n"), peers::Send(answer)},
+         {peers::AwaitText("xyz"), peers::Send("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n")}});
     std::string left = "abcxyz";
     HTTPCls http;
     http.URL(LoopbackUrl(server.Port()));
     http.BodyFunction(Giving(left, 3), std::nullopt, [&] { return left = "abcxyz", true; });
     Ask(http);
-    EXPECT_EQ(http.HTTPResult(), c.status);
-    EXPECT_EQ(server.Connections(), c.connections);
+    EXPECT_EQ(http.HTTPResult(), status);
+    EXPECT_EQ(server.Connections(), connections);
     EXPECT_EQ(server.Received(0).find("xyz"), std::string::npos);
   }
 }
@@ -131,22 +127,19 @@ TEST(HttpUpload, ASourceThatGivesUpEndsTheQuery) {
 }
 
 TEST(HttpOptions, WhatCannotBeSentIsNamed) {
-  const struct {
-    std::function<void(HTTPCls&)> prepare;
-    const char* name;
-  } kCases[] = {
+  const std::pair<std::function<void(HTTPCls&)>, const char*> kCases[] = {
       {[](HTTPCls& http) { http.Method("GE T"); }, "Method"},
       {[](HTTPCls& http) { http.Method("GET\r\nX: y"); }, "Method"},
       {[](HTTPCls& http) { http.Method("CONNECT"); }, "CONNECT"},
       {[](HTTPCls& http) { http.Resume(true); }, "Resume"},
       {[](HTTPCls& http) { http.AddHostAddress("h", 80, "nowhere"); }, "AddHostAddress"},
   };
-  for (const auto& c : kCases) {
+  for (const auto& [prepare, name] : kCases) {
     HTTPCls http;
     http.URL("http://127.0.0.1:1/");
-    c.prepare(http);
-    EXPECT_NE(Ask(http).find(c.name), std::string::npos) << c.name;
-    EXPECT_EQ(http.LastErr(), 10022) << c.name;
+    prepare(http);
+    EXPECT_NE(Ask(http).find(name), std::string::npos) << name;
+    EXPECT_EQ(http.LastErr(), 10022) << name;
   }
 }
 
@@ -232,11 +225,7 @@ TEST(HttpAnswerBody, NoMoreThanAllowedIsKeptInMemory) {
 TEST(HttpAnswerBody, AFileIsReplacedWhenItIsWhole) {
   const TemporaryFolder folder;
   const std::string file = folder / "file";
-  const struct {
-    std::string answer;
-    std::int32_t error;
-    const char* content;
-  } kCases[] = {
+  const std::tuple<std::string, std::int32_t, const char*> kCases[] = {
       {Ok("", "new"), 0, "new"},
       {"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nnew", 10054, "old"},
       {HttpServer::Answer("404 No\r\nContent-Length: 3", "new"), 0, "old"},
@@ -244,19 +233,19 @@ TEST(HttpAnswerBody, AFileIsReplacedWhenItIsWhole) {
       {"nonsense", 10042, "old"},
       {Ok("", ""), 0, ""},
   };
-  for (const auto& c : kCases) {
-    SCOPED_TRACE(c.answer);
+  for (const auto& [answer, error, content] : kCases) {
+    SCOPED_TRACE(answer);
     WriteFile(file, "old");
     HttpServer server;
-    server.On("/", [&](const auto&) { return c.answer; });
+    server.On("/", [&](const auto&) { return answer; });
     HTTPCls http;
     http.URL(server.Url("/"));
     http.SaveAsFile(true);
     http.Filename(file);
     http.ReplaceWhenWhole(true);
     Ask(http);
-    EXPECT_EQ(http.LastErr(), c.error);
-    EXPECT_EQ(ReadFile(file), c.content);
+    EXPECT_EQ(http.LastErr(), error);
+    EXPECT_EQ(ReadFile(file), content);
     const auto files = std::filesystem::directory_iterator(folder.Path());
     EXPECT_EQ(std::distance(begin(files), end(files)), 1);
   }

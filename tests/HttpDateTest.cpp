@@ -57,10 +57,7 @@ TEST(HttpDate, RefusesWhatIsNone) {
 
 TEST(HttpDate, RetryAfterIsSecondsOrADate) {
   const std::chrono::sys_seconds now{std::chrono::seconds(784111777)};
-  const struct {
-    const char* text;
-    std::optional<long long> seconds;
-  } kCases[] = {
+  const std::pair<const char*, std::optional<long long>> kCases[] = {
       {"120", 120},
       {" 0 ", 0},
       {"Sun, 06 Nov 1994 08:50:37 GMT", 60},

@@ -39,10 +39,7 @@ class OnStatus : public HTTPClsEvents {
 };
 
 TEST(HttpBadInput, NeverReachesTheWire) {
-  const struct {
-    const char* named;
-    std::function<void(HTTPCls&, const std::string&)> set;
-  } kCases[] = {
+  const std::pair<const char*, std::function<void(HTTPCls&, const std::string&)>> kCases[] = {
       {"URL", [](HTTPCls& h, const std::string& bad) { h.URL(h.URL() + bad); }},
       {"eader", [](HTTPCls& h, const std::string& bad) { h.AddHeader("X" + bad + "Y", "z"); }},
       {"eader", [](HTTPCls& h, const std::string& bad) { h.AddHeader("X", "y" + bad + "z"); }},
@@ -51,17 +48,17 @@ TEST(HttpBadInput, NeverReachesTheWire) {
       {"ProxyUser", [](HTTPCls& h, const std::string& bad) { h.ProxyUser("a" + bad); }},
   };
   BytesServer server({{AwaitText("\r\n\r\n"), Send(kWhole)}});
-  for (const auto& c : kCases)
+  for (const auto& [named, set] : kCases)
     for (const std::string& bad : {"\r"s, "\n"s, "\0"s, "\r\nX-Evil: 1"s}) {
-      SCOPED_TRACE(c.named);
+      SCOPED_TRACE(named);
       HTTPCls http;
       http.URL(LoopbackUrl(server.Port()));
       http.SendAuthAfterChallenge(true);
       UseProxy(http, ProxyBasicAuthorization, server.Port());
-      c.set(http, bad);
+      set(http, bad);
       const std::string text = Query(http);
       EXPECT_EQ(http.LastErr(), 10022);
-      EXPECT_NE(text.find(c.named), std::string::npos) << text;
+      EXPECT_NE(text.find(named), std::string::npos) << text;
     }
   // Only the query that follows has made a connection.
   HTTPCls http;

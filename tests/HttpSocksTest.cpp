@@ -83,19 +83,15 @@ TEST_F(HttpSocks, RefusalsNameTheProxy) {
   refuses4.version4Reply = 91;
   noMethod.method = 255;
   noUser.method = 2;
-  const struct {
-    SocksRules rules;
-    ProxyTypeEnum type;
-    int number;
-  } kCases[] = {{refuses4, ProxySocks4, 9001},
-                {noUser, ProxySocks5Auth, 9002},
-                {noMethod, ProxySocks5Auth, 9003}};
+  const std::tuple<SocksRules, ProxyTypeEnum, int> kCases[] = {{refuses4, ProxySocks4, 9001},
+                                                               {noUser, ProxySocks5Auth, 9002},
+                                                               {noMethod, ProxySocks5Auth, 9003}};
   http_.ProxyUser("user");
-  for (const auto& c : kCases) {
-    SocksServer proxy(c.rules);
-    EXPECT_EQ(Query(proxy, c.type),
-              GetMessageText(c.number, {"127.0.0.1", std::to_string(proxy.Port())}));
-    EXPECT_EQ(http_.LastErr(), c.number);
+  for (const auto& [rules, type, number] : kCases) {
+    SocksServer proxy(rules);
+    EXPECT_EQ(Query(proxy, type),
+              GetMessageText(number, {"127.0.0.1", std::to_string(proxy.Port())}));
+    EXPECT_EQ(http_.LastErr(), number);
     EXPECT_FALSE(timeout_);
   }
   EXPECT_TRUE(origin_.Requests().empty());

@@ -21,10 +21,7 @@ TEST(Localization, HoldsEveryMessage) {
 
 // One of each part of the table, and those that a change of spelling would break.
 TEST(Localization, KeepsTextsExactly) {
-  const struct {
-    std::int32_t number;
-    const char* text;
-  } kCases[] = {
+  const std::pair<std::int32_t, const char*> kCases[] = {
       {101, "English"},
       {2008, "<no subject>"},
       {3502, "Localname part of address is not like '?\?*.?\?*'"},
@@ -47,11 +44,7 @@ TEST(Localization, UnknownNumbersAreEmptyAndNeverWrapped) {
 }
 
 TEST(Localization, FillsPlaceholders) {
-  const struct {
-    std::int32_t number;
-    Arguments arguments;
-    const char* text;
-  } kCases[] = {
+  const std::tuple<std::int32_t, Arguments, const char*> kCases[] = {
       {7001, {"SMTP", "Connect"}, "[SMTP] Timeout while 'Connect'."},
       {7004, {"one"}, "[one] %2"},
       {7004, {}, "[%1] %2"},

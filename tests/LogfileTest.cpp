@@ -160,11 +160,7 @@ TEST_F(Logfile, AFileWhoseFolderWasRemovedIsMadeWhenThatIsThereAgain) {
 
 TEST_F(Logfile, ARotationLosesNoLine) {
   const std::string old = name + ".1";
-  const struct {
-    const char* what;
-    std::function<void()> rotate;
-    std::string olds;
-  } kCases[] = {
+  const std::tuple<const char*, std::function<void()>, std::string> kCases[] = {
       {"renamed", [&] { std::filesystem::rename(name, old); }, "head\r\na\r\n"},
       {"renamed, and a new one made",
        [&] {
@@ -180,18 +176,18 @@ TEST_F(Logfile, ARotationLosesNoLine) {
        "head\r\na\r\n"},
       {"removed", [&] { std::filesystem::remove(name); }, ""},
   };
-  for (const auto& test : kCases) {
+  for (const auto& [what, rotate, olds] : kCases) {
     journal.header = "head";
     ASSERT_TRUE(log->StartLogging());
     EXPECT_TRUE(log->LogEvent("a"));
     EXPECT_TRUE(log->CommitBuffer());
-    test.rotate();
+    rotate();
     EXPECT_TRUE(log->LogEvent("b"));
     EXPECT_TRUE(log->CommitBuffer());
     EXPECT_TRUE(log->LogEvent("c"));
     EXPECT_TRUE(log->StopLogging());
-    EXPECT_EQ(Written(), "head\r\nb\r\nc\r\n") << test.what;
-    EXPECT_EQ(ReadFile(old), test.olds) << test.what;
+    EXPECT_EQ(Written(), "head\r\nb\r\nc\r\n") << what;
+    EXPECT_EQ(ReadFile(old), olds) << what;
     std::filesystem::remove(name);
     std::filesystem::remove(old);
   }
@@ -403,27 +399,23 @@ TEST_F(Logfile, AFileThatCannotBeMadeLeavesNothing) {
 }
 
 TEST_F(Logfile, EveryEventMayDeleteTheObject) {
-  const struct {
-    const char* file;
-    const char* deleteAfter;
-    std::function<void()> call;
-  } kCases[] = {
+  const std::tuple<const char*, const char*, std::function<void()>> kCases[] = {
       {"a", "new", [&] { log->StartLogging(); }},
       {"b", "new started", [&] { log->StartLogging(); }},
       {"c", "new started commited", [&] { log->StartLogging() && log->CommitBuffer(); }},
       {"d", "new started stopped", [&] { log->StartLogging() && log->StopLogging(); }},
       {"e", "10000:Logging not active.", [&] { log->LogEvent("x"); }},
   };
-  for (const auto& test : kCases) {
+  for (const auto& [file, deleteAfter, call] : kCases) {
     log = std::make_unique<LogfileCLS>();
     log->Events(&journal);
-    log->LogFileName(folder / test.file);
+    log->LogFileName(folder / file);
     std::string seen;
     journal.whenCalled = [&] {
       seen += (seen.empty() ? "" : " ") + journal.Take();
-      if (seen == test.deleteAfter) log.reset();
+      if (seen == deleteAfter) log.reset();
     };
-    test.call();
+    call();
     EXPECT_EQ(log, nullptr) << seen;
   }
 }

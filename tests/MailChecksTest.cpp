@@ -93,9 +93,7 @@ TEST_F(MailChecks, GatewaysOfDomains) {
 }
 
 TEST_F(MailChecks, TheAdministratorStandsInTheSoaRecord) {
-  const struct {
-    std::string mailbox, address;
-  } kCases[] = {
+  const std::pair<std::string, std::string> kCases[] = {
       {dns::Name("hostmaster.xy.test"), "hostmaster@xy.test"},
       {dns::Text("john.doe") + dns::Name("xy.test"), "john.doe@xy.test"},
       {dns::Name("root"), "root@www.xy.test"},

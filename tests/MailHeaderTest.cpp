@@ -12,9 +12,7 @@ namespace {
 
 TEST(MailHeader, WritesTextFields) {
   const std::string x66(66, 'x');
-  const struct {
-    std::string value, field;
-  } kCases[] = {
+  const std::pair<std::string, std::string> kCases[] = {
       {"", "Subject: \r\n"},
       {"plain, <text> (here)", "Subject: plain, <text> (here)\r\n"},
       {"a\r\nBcc: b\nc\td" + std::string(1, '\0') + "e", "Subject: a  Bcc: b c d e\r\n"},
@@ -40,9 +38,7 @@ TEST(MailHeader, WritesTextFields) {
 TEST(MailHeader, WritesAddressFields) {
   const std::string j = "=?utf-8?B?SsO2cmc=?=";
   const std::string oe = "\xC3\xB6";
-  const struct {
-    std::string value, field;
-  } kCases[] = {
+  const std::pair<std::string, std::string> kCases[] = {
       {"", ""},
       {"a@b.c,d@e.f , \"X, Y\" <g@h.i>", "a@b.c,d@e.f , \"X, Y\" <g@h.i>"},
       {"a@b.c; d@e.f ;", "a@b.c, d@e.f"},
@@ -133,10 +129,7 @@ TEST(ExtractAddress, NothingWhereSeveralCouldBeMeant) {
 }
 
 TEST(SplitAddressList, SeparatesOutsideQuotesCommentsAndBrackets) {
-  const struct {
-    const char* text;
-    std::vector<std::string> elements;
-  } kCases[] = {
+  const std::pair<const char*, std::vector<std::string>> kCases[] = {
       {"", {}},
       {" , ;\r\n,", {}},
       {"a@x.test", {"a@x.test"}},

@@ -63,9 +63,7 @@ TEST(Base64, EncodesLines) {
 
 TEST(QuotedPrintable, Encodes) {
   const std::string x75(75, 'x');
-  const struct {
-    std::string text, encoded;
-  } kCases[] = {
+  const std::pair<std::string, std::string> kCases[] = {
       {"", ""},
       {"a b\tc", "a b\tc"},
       {"1+1=2", "1+1=3D2"},
@@ -95,9 +93,7 @@ TEST(QuotedPrintable, Encodes) {
 }
 
 TEST(CodePage, ConvertsBothWays) {
-  const struct {
-    std::string utf8, charSet, text;
-  } kCases[] = {
+  const std::tuple<std::string, std::string, std::string> kCases[] = {
       {"plain", "us-ascii", "plain"},
       {"gr\xC3\xBC\xC3\x9F", "iso-8859-1", "gr\xFC\xDF"},
       {"5 \xE2\x82\xAC", "ISO-8859-15", "5 \xA4"},
@@ -194,9 +190,7 @@ TEST(FileTypes, ReadsTheSystemsTables) {
 }
 
 TEST(HtmlText, TakesTheText) {
-  const struct {
-    std::string html, text;
-  } kCases[] = {
+  const std::pair<std::string, std::string> kCases[] = {
       // the body
       {"<html><head><title>T</title></head><body>b</body>after</html>", "b"},
       {"x<BODY bgcolor=\"a>b\" title='>'>in</Body >out", "in"},

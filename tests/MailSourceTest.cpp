@@ -83,14 +83,12 @@ TEST(SmtpData, DoublesDotsAtEveryBorder) {
 }
 
 TEST(SmtpData, KnowsWhereTheMessageIsNotAscii) {
-  const struct {
-    std::string text;
-    bool has8Bit, utf8Header;
-  } kCases[] = {{"A: b\r\n\r\nc\r\n", false, false},
-                {"A: b\r\n\r\nä\r\n", true, false},
-                {"A: ä\r\n\r\n" + std::string(100'000, 'x'), true, true},
-                {"A: \xE4\r\n\r\nc", true, false},
-                {"A: b\r\n\r\n" + std::string(100'000, 'x') + "\xE4", true, false}};
+  const std::tuple<std::string, bool, bool> kCases[] = {
+      {"A: b\r\n\r\nc\r\n", false, false},
+      {"A: b\r\n\r\nä\r\n", true, false},
+      {"A: ä\r\n\r\n" + std::string(100'000, 'x'), true, true},
+      {"A: \xE4\r\n\r\nc", true, false},
+      {"A: b\r\n\r\n" + std::string(100'000, 'x') + "\xE4", true, false}};
   for (const auto& [text, has8Bit, utf8Header] : kCases) {
     const SmtpData data(text, DotRule::AllDots);
     EXPECT_EQ(data.Has8Bit(), has8Bit);

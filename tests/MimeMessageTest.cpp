@@ -125,9 +125,7 @@ TEST_F(Composing, WhatWasAddedBelongsToOneMessage) {
 }
 
 TEST_F(Composing, HeaderTitlesAndValues) {
-  const struct {
-    std::string title, value, line;
-  } kCases[] = {
+  const std::tuple<std::string, std::string, std::string> kCases[] = {
       {"X-A", "b", "X-A: b"},
       {"!#$%&'*+-./^_`{|}~", "b", "!#$%&'*+-./^_`{|}~: b"},
       {"Reply-To", "Jörg <a@x.test>", "Reply-To: =?utf-8?B?SsO2cmc=?= <a@x.test>"},
@@ -246,9 +244,7 @@ TEST_F(Composing, TextsThatAreInTheirSetAlready) {
 
 TEST_F(Composing, FilesAreNamedAndTyped) {
   WriteFile(folder_ / "own ä-name.tar.GZ", "");
-  const struct {
-    std::string given, name, type;
-  } kCases[] = {
+  const std::tuple<std::string, std::string, std::string> kCases[] = {
       {"", "ownname.tar.GZ", "application/gzip"},
       {"a.html", "a.html", "text/html"},
       {"../a\"\r\nX: b;c.txt", "..aXbc.txt", "text/plain"},

@@ -112,16 +112,14 @@ TEST_P(NeighboursOfBoth, WhoIsAbsentIsNotFoundUntilItComes) {
 }
 
 TEST_P(NeighboursOfBoth, StatesOfTheTable) {
-  const struct {
-    const char* state;
-    bool confirmed, known;
-  } kStates[] = {{"permanent", true, true}, {"reachable", true, true}, {"delay", false, true},
-                 {"probe", false, true},    {"stale", false, false},   {"failed", false, false},
-                 {"noarp", false, false}};
-  for (const auto& c : kStates) {
-    Enter(absent_, kOtherMac, c.state);
-    EXPECT_EQ(ConfirmedNeighbour(*ParseAddress(absent_)).has_value(), c.confirmed) << c.state;
-    EXPECT_EQ(IsKnown(absent_), c.known) << c.state;
+  const std::tuple<const char*, bool, bool> kStates[] = {
+      {"permanent", true, true}, {"reachable", true, true}, {"delay", false, true},
+      {"probe", false, true},    {"stale", false, false},   {"failed", false, false},
+      {"noarp", false, false}};
+  for (const auto& [state, confirmed, known] : kStates) {
+    Enter(absent_, kOtherMac, state);
+    EXPECT_EQ(ConfirmedNeighbour(*ParseAddress(absent_)).has_value(), confirmed) << state;
+    EXPECT_EQ(IsKnown(absent_), known) << state;
     Forget(absent_);
   }
 }

@@ -59,20 +59,18 @@ std::string Find(const std::string& attributes, std::uint16_t type) {
 TEST(Netlink, MessagesUpToTheEnd) {
   const std::string two = Message(RTM_NEWLINK, "one") + Message(RTM_NEWADDR, "");
   const std::vector<std::pair<int, std::string>> kBoth = {{RTM_NEWLINK, "one"}, {RTM_NEWADDR, ""}};
-  const struct {
-    std::string datagram;
-    std::optional<std::int32_t> end;
-  } kCases[] = {{two, std::nullopt},
-                {two + Message(NLMSG_DONE, Raw(std::int32_t{0})), 0},
-                {two + Message(NLMSG_DONE, ""), 0},
-                {two + Message(NLMSG_DONE, Raw(-EINTR)), SocketErrorNumber(EINTR)},
-                {two + Message(NLMSG_ERROR, Raw(std::int32_t{0}) + "request"), 0},
-                {two + Message(NLMSG_ERROR, Raw(-EPERM)), SocketErrorNumber(EPERM)},
-                {two + Message(NLMSG_ERROR, "abc"), kErrInvalidArgument},
-                {two + Message(NLMSG_DONE, "") + Message(RTM_NEWLINK, "behind"), 0}};
-  for (const auto& c : kCases) {
-    const Walk walk(c.datagram);
-    EXPECT_EQ(walk.end, c.end);
+  const std::pair<std::string, std::optional<std::int32_t>> kCases[] = {
+      {two, std::nullopt},
+      {two + Message(NLMSG_DONE, Raw(std::int32_t{0})), 0},
+      {two + Message(NLMSG_DONE, ""), 0},
+      {two + Message(NLMSG_DONE, Raw(-EINTR)), SocketErrorNumber(EINTR)},
+      {two + Message(NLMSG_ERROR, Raw(std::int32_t{0}) + "request"), 0},
+      {two + Message(NLMSG_ERROR, Raw(-EPERM)), SocketErrorNumber(EPERM)},
+      {two + Message(NLMSG_ERROR, "abc"), kErrInvalidArgument},
+      {two + Message(NLMSG_DONE, "") + Message(RTM_NEWLINK, "behind"), 0}};
+  for (const auto& [datagram, end] : kCases) {
+    const Walk walk(datagram);
+    EXPECT_EQ(walk.end, end);
     EXPECT_EQ(walk.seen, kBoth);
   }
   EXPECT_EQ(Walk("").end, std::nullopt);

@@ -34,9 +34,7 @@ class QueryDnsOptions : public testing::Test {
 
 TEST_F(QueryDnsOptions, EscapedNames) {
   const std::string full = std::string(62, 'a');
-  const struct {
-    std::string text, wire, shown;
-  } kCases[] = {
+  const std::tuple<std::string, std::string, std::string> kCases[] = {
       {R"(a\.b.example)", Text("a.b") + Name("example"), R"(a\.b.example)"},
       {R"(a\.b.example.)", Text("a.b") + Name("example"), R"(a\.b.example)"},
       {R"(x.a\.)", Text("x") + Text("a.") + '\0', R"(x.a\.)"},
@@ -49,17 +47,16 @@ TEST_F(QueryDnsOptions, EscapedNames) {
       {full + R"(\..x)", Text(full + ".") + Name("x"), full + R"(\..x)"},
   };
   dns_.EscapeNames(true);
-  for (const auto& c : kCases) {
-    SCOPED_TRACE(c.text);
+  for (const auto& [text, wire, shown] : kCases) {
+    SCOPED_TRACE(text);
     dns_.QueryType(TYPE_MINFO);
     const std::string two = kQuestion + kQuestion;
-    ASSERT_EQ(Ask([&](auto& reply) { reply.Answer(Record(kQuestion, TYPE_MINFO, two)); }, c.text),
-              0);
-    EXPECT_EQ(queries_[0].substr(12), c.wire + U16(TYPE_MINFO) + U16(1));
-    EXPECT_EQ(dns_.EntryAN(1)->Query(), c.shown);
-    EXPECT_EQ(dns_.EntryAN(1)->Data(), c.shown + " " + c.shown);
-    EXPECT_EQ(dns_.EntryAN(c.text), dns_.EntryAN(1));
-    EXPECT_EQ(dns_.EntryAN(c.shown), dns_.EntryAN(1));
+    ASSERT_EQ(Ask([&](auto& reply) { reply.Answer(Record(kQuestion, TYPE_MINFO, two)); }, text), 0);
+    EXPECT_EQ(queries_[0].substr(12), wire + U16(TYPE_MINFO) + U16(1));
+    EXPECT_EQ(dns_.EntryAN(1)->Query(), shown);
+    EXPECT_EQ(dns_.EntryAN(1)->Data(), shown + " " + shown);
+    EXPECT_EQ(dns_.EntryAN(text), dns_.EntryAN(1));
+    EXPECT_EQ(dns_.EntryAN(shown), dns_.EntryAN(1));
     EXPECT_EQ(dns_.EntryAN("other"), nullptr);
   }
 }
@@ -178,11 +175,7 @@ TEST_F(QueryDnsOptions, OptRecordOfTheReply) {
 }
 
 TEST_F(QueryDnsOptions, OptRecordsThatAreNone) {
-  const struct {
-    std::vector<std::string> additional;
-    std::int32_t left;
-    bool read;
-  } kCases[] = {
+  const std::tuple<std::vector<std::string>, std::int32_t, bool> kCases[] = {
       {{Opt(1232, 0)}, 0, true},
       {{Opt(1232, 0), Opt(512, 0)}, 1, true},  // the first counts
       {{Record(Name("x"), 41, "", 0, 1232)}, 1, false},
@@ -191,14 +184,14 @@ TEST_F(QueryDnsOptions, OptRecordsThatAreNone) {
       {{Opt(1232, 0, U16(10) + U16(8) + "12345678" + "\0\1\0"s)}, 1, false},
   };
   dns_.UDPSize(1232);
-  for (const auto& c : kCases) {
+  for (const auto& [additional, left, read] : kCases) {
     EXPECT_EQ(Ask([&](auto& reply) {
                 reply.Answer(kHost);
-                for (const std::string& record : c.additional) reply.Additional(record);
+                for (const std::string& record : additional) reply.Additional(record);
               }),
               0);
-    EXPECT_EQ(dns_.EDNS() != nullptr ? dns_.EDNS()->UDPSize() : 0, c.read ? 1232 : 0);
-    EXPECT_EQ(dns_.CountAR(), c.left);
+    EXPECT_EQ(dns_.EDNS() != nullptr ? dns_.EDNS()->UDPSize() : 0, read ? 1232 : 0);
+    EXPECT_EQ(dns_.CountAR(), left);
   }
 }
 

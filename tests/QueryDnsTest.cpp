@@ -104,11 +104,7 @@ TEST(QueryDns, ServerThatCannotBeReached) {
 TEST(QueryDns, ResultOfAReply) {
   const std::string soa = Record(Name("test"), TYPE_SOA, Soa());
   const std::string host = Record(kQuestion, TYPE_A, kAddress);
-  const struct {
-    const char* name;
-    std::function<void(DnsReply&)> build;
-    const char* told;
-  } kCases[] = {
+  const std::tuple<const char*, std::function<void(DnsReply&)>, const char*> kCases[] = {
       {"each section",
        [&](auto& r) { r.Answer(host).Answer(host).Authority(soa).Additional(host); },
        "0 Success 2/1/1"},
@@ -121,15 +117,15 @@ TEST(QueryDns, ResultOfAReply) {
       {"code 1", [&](auto& r) { r.Answer(host).Code(1); }, "59 No DNS Entries found. 1/0/0"},
       {"code 15", [&](auto& r) { r.Answer(host).Code(15); }, "59 No DNS Entries found. 1/0/0"},
   };
-  for (const auto& c : kCases) {
-    SCOPED_TRACE(c.name);
-    DnsServer server(Replying(c.build));
+  for (const auto& [name, build, told] : kCases) {
+    SCOPED_TRACE(name);
+    DnsServer server(Replying(build));
     QueryDNSCLS dns;
     PointAt(dns, server.Port());
     dns.RetryCount(3);
     const std::int32_t result = dns.QueryDNS();
     EXPECT_EQ(result, dns.LastErr());
-    EXPECT_EQ(Told(dns), c.told);
+    EXPECT_EQ(Told(dns), told);
     EXPECT_EQ(dns.Count(), dns.CountAN());
     EXPECT_EQ(dns.CountAll(), dns.CountAN() + dns.CountNS() + dns.CountAR());
     EXPECT_EQ(server.Queries().size(), 1u) << "only silence is asked again";

@@ -299,26 +299,24 @@ TEST_F(SendMail, FailuresOfDnsHaveClassesOfTheirOwn) {
   });
   bool waits = false;
   const RunningClock clock([&] { return waits && silent.QueryCount() > 0; });
-  const struct {
-    std::string url;
-    std::int32_t resultClass, error;
-  } kCases[] = {{UrlOf(nothing), 3010, 59},
-                {UrlOf(silent), 3016, 10002},
-                {"host:0", 3016, 10022},
-                {UrlOf(fails), 3016, 11002},
-                {UrlOf(refuses), 3016, 11002},
-                {UrlOf(torn), 3016, 11002},
-                {UrlOf(empty), 3010, 22},
-                {UrlOf(noMail), 3010, 10131},
-                {UrlOf(nothing) + "," + UrlOf(fails), 3010, 59}};
-  for (const auto& c : kCases) {
-    mail_->DNSURL(c.url);
-    waits = c.error == 10002;
+  const std::tuple<std::string, std::int32_t, std::int32_t> kCases[] = {
+      {UrlOf(nothing), 3010, 59},
+      {UrlOf(silent), 3016, 10002},
+      {"host:0", 3016, 10022},
+      {UrlOf(fails), 3016, 11002},
+      {UrlOf(refuses), 3016, 11002},
+      {UrlOf(torn), 3016, 11002},
+      {UrlOf(empty), 3010, 22},
+      {UrlOf(noMail), 3010, 10131},
+      {UrlOf(nothing) + "," + UrlOf(fails), 3010, 59}};
+  for (const auto& [url, resultClass, error] : kCases) {
+    mail_->DNSURL(url);
+    waits = error == 10002;
     EXPECT_FALSE(mail_->SendMail());
     ExpectResult(SMTP_AUTODNSOK,
-                 "DNS Error. System Message: '" + QueryDNSCLS().TranslateDNSResult(c.error) + "'");
-    ExpectOutcome(0, "a@xy.test", SMTP_STEP_AUTODNS, SMTP_AUTODNSOK, c.resultClass);
-    ExpectOutcome(1, "b@xy.test", SMTP_STEP_AUTODNS, SMTP_AUTODNSOK, c.resultClass);
+                 "DNS Error. System Message: '" + QueryDNSCLS().TranslateDNSResult(error) + "'");
+    ExpectOutcome(0, "a@xy.test", SMTP_STEP_AUTODNS, SMTP_AUTODNSOK, resultClass);
+    ExpectOutcome(1, "b@xy.test", SMTP_STEP_AUTODNS, SMTP_AUTODNSOK, resultClass);
   }
   EXPECT_EQ(server.Connections(), 0u);
 }

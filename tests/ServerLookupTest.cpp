@@ -108,10 +108,7 @@ TEST_F(ServerLookup, TwoHundredThousandPoisonNoName) {
 
 // Each reply fits but for one thing, and the server then keeps silent, or says it over TCP.
 TEST_F(ServerLookup, EveryPartOfTheQueryHasToBeRepeated) {
-  struct {
-    const char* name;
-    std::function<std::string(const std::string&)> forge;
-  } const cases[] = {
+  const std::pair<const char*, std::function<std::string(const std::string&)>> cases[] = {
       {"identifier", [](const std::string& q) { return Poisoned(DnsReply(q).Id(25)); }},
       {"name",
        [](std::string q) { return q[13] = q[13] == 'a' ? 'b' : 'a', Poisoned(DnsReply(q)); }},
@@ -126,11 +123,11 @@ TEST_F(ServerLookup, EveryPartOfTheQueryHasToBeRepeated) {
       {"a query", [](const std::string& q) { return Poisoned(DnsReply(q).Flags(0, 0)); }},
       {"cut", [](const std::string& q) { return q.substr(0, 20); }},
   };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
+  for (const auto& [name, forge] : cases) {
+    SCOPED_TRACE(name);
     // Twenty of them are enough to make the server be asked in another way.
     DnsServer server(
-        [&](const std::string& query) { return Replies(20, DnsServer::Reply(c.forge(query))); },
+        [&](const std::string& query) { return Replies(20, DnsServer::Reply(forge(query))); },
         ReplyingOverTcp([](auto& reply) { reply.Answer(AddressRecord(2)); }));
     socket_.ClearDNSCache();
     EXPECT_EQ(Lookup(server.Port()), "192.0.2.2");

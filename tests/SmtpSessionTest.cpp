@@ -231,9 +231,7 @@ TEST(SmtpTables, Membership) {
 }
 
 TEST_F(SmtpSession, GatewayOfATranscript) {
-  const struct {
-    std::string protocol, name, ip;
-  } kCases[] = {
+  const std::tuple<std::string, std::string, std::string> kCases[] = {
       {"", "", ""},
       {"[DNS 10.0.0.1:53] mx.test => 192.0.2.1", "mx.test", "192.0.2.1"},
       {"[DNS a:53] Command Timed Out\r\n[DNS b:53] mx.test => 192.0.2.1\r\n[mx.test] 220 x\r\n",
@@ -241,9 +239,9 @@ TEST_F(SmtpSession, GatewayOfATranscript) {
       {"[DNS a] mx.test => ", "mx.test", ""},
       {"[mx.test] 220 a => b\r\nx [DNS a] a => b\r\n[DNS a => b\r\n[DNS a] b", "", ""},
   };
-  for (const auto& c : kCases) {
-    EXPECT_EQ(smtp_->GetGateWayNameFromProtocol(c.protocol), c.name);
-    EXPECT_EQ(smtp_->GetGatewayIPFromProtocol(c.protocol), c.ip);
+  for (const auto& [protocol, name, ip] : kCases) {
+    EXPECT_EQ(smtp_->GetGateWayNameFromProtocol(protocol), name);
+    EXPECT_EQ(smtp_->GetGatewayIPFromProtocol(protocol), ip);
   }
 }
 

@@ -190,21 +190,17 @@ TEST(SocketCls, AcceptsEveryWaitingConnectionOneByOne) {
 TEST(SocketCls, ListenTellsWhyItFailed) {
   SocketCls first;
   ASSERT_TRUE(first.Listen("127.0.0.1"));
-  struct {
-    const char* ip;
-    std::int32_t port;
-    std::int32_t error;
-  } const cases[] = {
+  const std::tuple<const char*, std::int32_t, std::int32_t> cases[] = {
       {"127.0.0.1", first.LocalPort(), 10048},
       {"192.0.2.1", 0, 10049},
       {"nonsense", 0, 10022},
       {"127.0.0.1", 70'000, 10022},
   };
-  for (const auto& c : cases) {
+  for (const auto& [ip, port, error] : cases) {
     SocketCls second;
-    second.LocalPort(c.port);
-    EXPECT_FALSE(second.Listen(c.ip)) << c.ip;
-    EXPECT_EQ(second.LastSocketErr(), c.error) << c.ip;
+    second.LocalPort(port);
+    EXPECT_FALSE(second.Listen(ip)) << ip;
+    EXPECT_EQ(second.LastSocketErr(), error) << ip;
     EXPECT_EQ(second.SocketHandle(), 0);
     second.Accept(12345);
     EXPECT_EQ(second.LastSocketErr(), 10038);
@@ -282,10 +278,7 @@ TEST(SocketModule, LastObjectOfAThreadReleasesEveryStartUp) {
 
 // The edges of the ranges, and what has no text.
 TEST(SocketErrors, TextsComeFromTheRightTable) {
-  const struct {
-    std::int32_t number;
-    const char* text;
-  } cases[] = {
+  const std::pair<std::int32_t, const char*> cases[] = {
       {0, "Success"},
       {21, "BADALG. Algorithm not supported."},
       {56, "Can not retrieve data from DNS server."},
@@ -300,7 +293,7 @@ TEST(SocketErrors, TextsComeFromTheRightTable) {
       {10128, "Unknown Error# 10128."},
       {20028, "No space left on device"},
   };
-  for (const auto& c : cases) EXPECT_EQ(SocketErrorText(c.number), c.text) << c.number;
+  for (const auto& [number, text] : cases) EXPECT_EQ(SocketErrorText(number), text) << number;
 }
 
 TEST(HostHelpers, AddressesAndFacts) {

@@ -60,10 +60,7 @@ void ExpectTunnel(Kind kind, const SocksRules& rules, const std::string& early =
 TEST(Socks, RequestsAreExact) {
   Target target;
   const std::string port = PortBytes(target.Port());
-  struct {
-    Kind kind;
-    std::vector<std::string> requests;
-  } const cases[] = {
+  const std::pair<Kind, std::vector<std::string>> cases[] = {
       {Kind::V4, {"\x04\x01"s + port + "\x7F\0\0\x01me\0"s}},
       {Kind::V4a, {"\x04\x01"s + port + "\0\0\0\x01me\0localhost\0"s}},
       {Kind::V5, {"\x05\x01\0"s, "\x05\x01\0\x01\x7F\0\0\x01"s + port}},
@@ -71,13 +68,13 @@ TEST(Socks, RequestsAreExact) {
       {Kind::V5Auth,
        {"\x05\x02\0\x02"s, "\x01\x02me\x06secret", "\x05\x01\0\x01\x7F\0\0\x01"s + port}},
   };
-  for (const auto& c : cases) {
-    SocksServer proxy(RulesFor(c.kind));
+  for (const auto& [kind, requests] : cases) {
+    SocksServer proxy(RulesFor(kind));
     SocketCls socket;
     std::int32_t error = 0;
     ASSERT_TRUE(ConnectAndWait(socket, proxy.Port()));
-    ASSERT_TRUE(RunProlog(socket, c.kind, target.Port(), error)) << error;
-    EXPECT_EQ(proxy.Requests(), c.requests);
+    ASSERT_TRUE(RunProlog(socket, kind, target.Port(), error)) << error;
+    EXPECT_EQ(proxy.Requests(), requests);
   }
 }
 

@@ -213,11 +213,7 @@ TEST(TaskCalls, EndInEveryOtherWay) {
   const SilentHost host;
   const Task other = ThisLoop().StartTask([&] { Fetch(host); });
   auto http = std::make_unique<HTTPCls>();
-  const struct {
-    const char* name;
-    std::function<void(const Task&)> end;
-    std::int32_t result;
-  } kCases[] = {
+  const std::tuple<const char*, std::function<void(const Task&)>, std::int32_t> kCases[] = {
       {"a deadline comes nearer",
        [](const Task& task) {
          task.Deadline(std::chrono::hours(1));
@@ -237,18 +233,18 @@ TEST(TaskCalls, EndInEveryOtherWay) {
        9999},
       {"deletion", [&](const Task&) { http.reset(); }, 9999},
   };
-  for (const auto& c : kCases) {
-    SCOPED_TRACE(c.name);
+  for (const auto& [name, end, result] : kCases) {
+    SCOPED_TRACE(name);
     http->URL(host.Url());
     const Task task = ThisLoop().StartTask([call = http.get()] {
       bool timeout = false;
       call->HTTPQuery(timeout);
     });
     ThisLoop().Sleep(milliseconds(10));
-    c.end(task);
+    end(task);
     EXPECT_EQ(task.Wait(), 0);
     if (http) {
-      EXPECT_EQ(http->LastErr(), c.result);
+      EXPECT_EQ(http->LastErr(), result);
     }
     EXPECT_FALSE(other.Done());
   }

@@ -76,9 +76,7 @@ TEST(Text, KnowsUtf8) {
 }
 
 TEST(ShownText, HidesNothingAndTurnsNothing) {
-  const struct {
-    std::string text, shown;
-  } kCases[] = {
+  const std::pair<std::string, std::string> kCases[] = {
       {"a long line of ASCII, ~ and \t tab\r\nnext\nlast",
        "a long line of ASCII, ~ and \t tab\nnext\nlast"},
       {"lone \r", "lone \\x0D"},

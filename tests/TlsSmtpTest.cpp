@@ -100,22 +100,19 @@ TEST_F(TlsSmtp, NothingOfTheMessageIsSaidBeforeTheProtection) {
 
 // What was sent behind the reply to STARTTLS could be taken as if it had been protected.
 TEST_F(TlsSmtp, RequiredNeverFallsBack) {
-  const struct {
-    Script script;
-    std::int32_t step, result;
-  } kCases[] = {
+  const std::tuple<Script, std::int32_t, std::int32_t> kCases[] = {
       {{"250-SIZE\r\n"}, SMTP_STEP_STARTTLS, 10043},
       {{"250-STARTTLS\r\n", "454 not now\r\n"}, SMTP_STEP_STARTTLS, 454},
       {{"250-STARTTLS\r\n", "220 go\r\n250 injected\r\n"}, SMTP_STEP_STARTTLS, tlsEarlyBytes},
       {{"250-STARTTLS\r\n", "220 go\r\n", false, true}, SMTP_STEP_STARTTLS, tlsSelfSigned},
   };
-  for (const auto& c : kCases) {
-    SCOPED_TRACE(c.script.offered + c.script.ready);
+  for (const auto& [script, step, result] : kCases) {
+    SCOPED_TRACE(script.offered + script.ready);
     {
-      const auto server = Serve(c.script);
+      const auto server = Serve(script);
       mail_->Security(smtpTlsRequired);
       EXPECT_FALSE(mail_->SendMail());
-      ExpectOutcome(0, "a@xy.test", c.step, c.result, c.result == 454 ? 3015 : 3017);
+      ExpectOutcome(0, "a@xy.test", step, result, result == 454 ? 3015 : 3017);
     }
     for (const std::string& line : plain_) EXPECT_FALSE(line.starts_with("MAIL")) << line;
     EXPECT_EQ(hidden_, Lines());

@@ -307,11 +307,7 @@ TEST(TlsData, RecordsWithoutDataHaveALimit) {
 }
 
 TEST(TlsEnd, IsOrderlyOnlyWithTheClosingAlert) {
-  const struct {
-    const char* what;
-    std::function<void(TlsPeer&)> end;
-    std::int32_t error;
-  } cases[] = {
+  const std::tuple<const char*, std::function<void(TlsPeer&)>, std::int32_t> cases[] = {
       {"alert", [](TlsPeer& peer) { peer.CloseNotify(); }, 0},
       {"cut", [](TlsPeer&) {}, 10054},
       {"reset", [](TlsPeer& peer) { peer.Raw().Reset(); }, 10054},
@@ -319,16 +315,16 @@ TEST(TlsEnd, IsOrderlyOnlyWithTheClosingAlert) {
       {"damage",
        [](TlsPeer& peer) { peer.Raw().Send("\x17\x03\x03\x00\x14" + std::string(20, 'x')); }, 0},
   };
-  for (const auto& c : cases) {
+  for (const auto& [what, end, error] : cases) {
     for (const int version : {TLS1_2_VERSION, TLS1_3_VERSION}) {
-      SCOPED_TRACE(c.what);
+      SCOPED_TRACE(what);
       TlsServer server(Serving(
           [&](TlsPeer& peer) {
             std::string text;
             peer.Read(text);
             peer.Send("all of it");
-            if (std::string(c.what) == "reset") peer.Read(text);
-            c.end(peer);
+            if (std::string(what) == "reset") peer.Read(text);
+            end(peer);
           },
           version));
       SocketCls socket;
@@ -336,14 +332,14 @@ TEST(TlsEnd, IsOrderlyOnlyWithTheClosingAlert) {
       ASSERT_EQ(Protect(socket, server.Port(), Trusting()), 0);
       recorder.events.clear();
       recorder.hook = [&](const std::string& event) {
-        if (event == "DataArrival" && std::string(c.what) == "reset") socket.QueueData("more");
+        if (event == "DataArrival" && std::string(what) == "reset") socket.QueueData("more");
       };
       ASSERT_EQ(socket.SendData("ask"), 0);
       EXPECT_TRUE(PumpUntil([&] { return recorder.Saw("Closed"); }));
       EXPECT_EQ(recorder.received, "all of it");
-      const bool damage = std::string(c.what) == "damage";
-      EXPECT_EQ(SocketOwner::CloseError(socket), damage ? 10172 : c.error);
-      EXPECT_EQ(socket.LastSocketErr(), damage ? 10172 : c.error);
+      const bool damage = std::string(what) == "damage";
+      EXPECT_EQ(SocketOwner::CloseError(socket), damage ? 10172 : error);
+      EXPECT_EQ(socket.LastSocketErr(), damage ? 10172 : error);
       for (int i = 0; i < 5; ++i) MessageLoop::ForThisThread().PumpMessages();
       EXPECT_EQ(std::ranges::count(recorder.events, "Closed"), 1);
     }

@@ -25,22 +25,19 @@ class UdpCls : public testing::Test {
 };
 
 TEST_F(UdpCls, LastByteStaysHereAndLongDataIsCut) {
-  struct {
-    std::size_t given;
-    std::vector<std::size_t> sent;
-  } const cases[] = {{0, {}},        {1, {}},        {2, {1}},
-                     {4096, {4095}}, {4097, {4096}}, {10'000, {4096, 4096, 1807}}};
-  for (const auto& c : cases) {
+  const std::pair<std::size_t, std::vector<std::size_t>> cases[] = {
+      {0, {}}, {1, {}}, {2, {1}}, {4096, {4095}}, {4097, {4096}}, {10'000, {4096, 4096, 1807}}};
+  for (const auto& [given, sent] : cases) {
     const std::size_t before = peer_.Received().size();
     ASSERT_TRUE(udp_->UPDConnect(error_));
-    std::string text(c.given, 'a');
+    std::string text(given, 'a');
     for (std::size_t i = 0; i < text.size(); ++i) text[i] = static_cast<char>('a' + i / 4096);
     EXPECT_TRUE(udp_->UDPSendByteArr(Bytes(text.begin(), text.end()), error_));
     EXPECT_EQ(error_, 0);
     const auto received = peer_.Received();
-    ASSERT_EQ(received.size() - before, c.sent.size()) << c.given;
-    for (std::size_t i = 0; i < c.sent.size(); ++i)
-      EXPECT_EQ(received[before + i], text.substr(i * 4096, c.sent[i]));
+    ASSERT_EQ(received.size() - before, sent.size()) << given;
+    for (std::size_t i = 0; i < sent.size(); ++i)
+      EXPECT_EQ(received[before + i], text.substr(i * 4096, sent[i]));
   }
 }
 
@@ -101,19 +98,16 @@ TEST_F(UdpCls, DeletionAndReentryInsideAreSafe) {
 }
 
 TEST_F(UdpCls, ConnectTellsWhatIsWrong) {
-  struct {
-    std::string url;
-    std::int32_t port;
-    std::int32_t error;
-  } const cases[] = {{"255.255.255.255", 9, 10013},
-                     {"", 9, 11001},
-                     {std::string(64, 'x'), 9, 11001},
-                     {"127.0.0.1", 65'536, 10022}};
-  for (const auto& c : cases) {
-    udp_->URL(c.url);
-    udp_->Port(c.port);
-    EXPECT_FALSE(udp_->UPDConnect(error_)) << c.url;
-    EXPECT_EQ(error_, c.error) << c.url;
+  const std::tuple<std::string, std::int32_t, std::int32_t> cases[] = {
+      {"255.255.255.255", 9, 10013},
+      {"", 9, 11001},
+      {std::string(64, 'x'), 9, 11001},
+      {"127.0.0.1", 65'536, 10022}};
+  for (const auto& [url, port, error] : cases) {
+    udp_->URL(url);
+    udp_->Port(port);
+    EXPECT_FALSE(udp_->UPDConnect(error_)) << url;
+    EXPECT_EQ(error_, error) << url;
     EXPECT_FALSE(udp_->TranslateErrorMsg(error_).empty());
   }
   udp_->URL("255.255.255.255");

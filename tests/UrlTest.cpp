@@ -155,20 +155,18 @@ TEST(SplitUrl, RefusesAndSaysWhy) {
 
 TEST(UrlEncode, EncodesWhatMayNotStand) {
   using namespace std::string_view_literals;
-  const struct {
-    std::string_view text;
-    const char* encoded;
-  } kCases[] = {{"", ""},
-                {"a b", "a%20b"},
-                {"&=+/?:@;,!$'()*-._~[]", "&=+/?:@;,!$'()*-._~[]"},
-                {"\"<>\\^`{|}#", "%22%3C%3E%5C%5E%60%7B%7C%7D%23"},
-                {"\r\n\0\x1F\x7F"sv, "%0D%0A%00%1F%7F"},
-                {"\x80\xC3\xBC\xFF", "%80%C3%BC%FF"},
-                {"%41%zZ%aF", "%41%25zZ%aF"},
-                {"100%", "100%25"},
-                {"%4", "%254"},
-                {"%%41%4%41", "%25%41%254%41"},
-                {"%2\xE4", "%252%E4"}};
+  const std::pair<std::string_view, const char*> kCases[] = {
+      {"", ""},
+      {"a b", "a%20b"},
+      {"&=+/?:@;,!$'()*-._~[]", "&=+/?:@;,!$'()*-._~[]"},
+      {"\"<>\\^`{|}#", "%22%3C%3E%5C%5E%60%7B%7C%7D%23"},
+      {"\r\n\0\x1F\x7F"sv, "%0D%0A%00%1F%7F"},
+      {"\x80\xC3\xBC\xFF", "%80%C3%BC%FF"},
+      {"%41%zZ%aF", "%41%25zZ%aF"},
+      {"100%", "100%25"},
+      {"%4", "%254"},
+      {"%%41%4%41", "%25%41%254%41"},
+      {"%2\xE4", "%252%E4"}};
   for (const auto& [text, encoded] : kCases) {
     EXPECT_EQ(UrlEncode(text), encoded);
     EXPECT_EQ(UrlEncode(encoded), encoded);

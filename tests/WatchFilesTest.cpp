@@ -23,10 +23,7 @@ WatchSettings Read(const std::string& text) {
 
 TEST(WatchSettings, WhatMakesAFileUnusableIsNamed) {
   const std::string hosts = "[DownActions]\n1=log\n[HostNames]\na=";
-  const struct {
-    std::string text;
-    const char* error;
-  } kCases[] = {
+  const std::pair<std::string, const char*> kCases[] = {
       {"", "Neither a DownActions nor a UpAction is defined."},
       {"[HostNames]\na=b|Ping\n", "Neither a DownActions nor a UpAction is defined."},
       {"[DownActions]\n1=log\n", "No Hosts to observe found."},

@@ -40,21 +40,17 @@ class WhoIs : public testing::Test {
 
 TEST_F(WhoIs, QueryAndWholeAnswer) {
   const std::string large(300'000, 'q');
-  const struct {
-    std::string query;
-    Script script;
-    std::string answer;
-  } kCases[] = {
+  const std::tuple<std::string, Script, std::string> kCases[] = {
       {"name.test", {AwaitText("\r\n"), Send("a\r\nb\r\n\r\n"), Close()}, "a\r\nb\r\n\r\n"},
       {"", {AwaitText("\r\n"), Send("short"), Close()}, "short"},
       {"-T dn,ace b\xFC\x63her.test", {AwaitText("\r\n"), Close()}, ""},
       {"name.test", {Send("closed today\r\n")}, "closed today\r\n"},  // before the query
       {large, {AwaitText("\r\n"), Send("large"), Close()}, "large"}};
-  for (const auto& c : kCases) {
-    BytesServer server({c.script});
-    EXPECT_TRUE(Ask(server, c.query));
-    EXPECT_EQ(server.Received(0), c.query + "\r\n");
-    EXPECT_EQ(who_->Result(), c.answer);
+  for (const auto& [query, script, answer] : kCases) {
+    BytesServer server({script});
+    EXPECT_TRUE(Ask(server, query));
+    EXPECT_EQ(server.Received(0), query + "\r\n");
+    EXPECT_EQ(who_->Result(), answer);
     ExpectError(0, "");
   }
   EXPECT_FALSE(who_->WhoIs("", "name.test"));

@@ -147,9 +147,7 @@ TEST_F(WholeFile, FoldersAreMadeWithThoseAbove) {
 }
 
 TEST_F(WholeFile, SettingsLieWhereTheEnvironmentSays) {
-  const struct {
-    const char *config, *home, *folder;
-  } kCases[] = {
+  const std::tuple<const char*, const char*, const char*> kCases[] = {
       {"/c", "/h", "/c"},        {nullptr, "/h", "/h/.config"}, {"", "/h", "/h/.config"},
       {"c", "/h", "/h/.config"}, {nullptr, nullptr, ""},        {nullptr, "", ""},
       {"./c", "h", ""},

@@ -49,11 +49,7 @@ class ZoneTransfer : public testing::Test {
 TEST_F(ZoneTransfer, EndsWithTheSecondSoa) {
   const std::string soa = SoaRecord(), one = HostRecord(1), two = HostRecord(2);
   const std::string none = Record(Name("test"), 0, "");
-  const struct {
-    const char* name;
-    Messages messages;
-    int records;
-  } kCases[] = {
+  const std::tuple<const char*, Messages, int> kCases[] = {
       {"one message", {{soa, one, two, soa}}, 4},
       {"two SOAs alone", {{soa, soa}}, 2},
       {"SOA first alone", {{soa}, {one, two, soa}}, 4},
@@ -64,15 +60,14 @@ TEST_F(ZoneTransfer, EndsWithTheSecondSoa) {
       {"type 0 ends it", {{soa, one}, {two, none}, {HostRecord(3)}}, 4},
       {"type 0 in the first", {{soa, one, none}}, 3},
   };
-  for (const auto& c : kCases)
+  for (const auto& [name, messages, records] : kCases)
     for (const bool questions : {true, false})
       for (const QueryEnum type : {TYPE_AXFR, TYPE_IXFR}) {
-        SCOPED_TRACE(c.name);
-        EXPECT_EQ(Transfer(c.messages, type, questions), 0);
-        EXPECT_EQ(Told(*dns_), "0 Success " + std::to_string(c.records) + "/0/0");
+        SCOPED_TRACE(name);
+        EXPECT_EQ(Transfer(messages, type, questions), 0);
+        EXPECT_EQ(Told(*dns_), "0 Success " + std::to_string(records) + "/0/0");
         EXPECT_EQ(dns_->EntryAN(1)->DataType(), TYPE_SOA);
-        EXPECT_EQ(dns_->InBuffer(),
-                  StreamOf({c.messages[0]}, dns_->OutBuffer().substr(2)).substr(2));
+        EXPECT_EQ(dns_->InBuffer(), StreamOf({messages[0]}, dns_->OutBuffer().substr(2)).substr(2));
       }
   dns_->UseUDP(false);
   const DnsServer server = OverTcp([&](auto& query) { return StreamOf({{soa}, {soa}}, query); });
