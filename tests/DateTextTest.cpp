@@ -107,9 +107,8 @@ TEST(DateText, WritesTheFormsOfProtocols) {
       {DateFormat::Rfc1123, -693959, seconds(60), ""},
       {DateFormat::Internal, std::numeric_limits<double>::quiet_NaN(), seconds(0), ""},
   };
-  for (const auto& [format, local, zone, text] : kCases) {
+  for (const auto& [format, local, zone, text] : kCases)
     EXPECT_EQ(FormatDate(format, local, zone), text);
-  }
 }
 
 TEST(DateText, FindsTheZoneOfALocalDate) {
@@ -124,9 +123,8 @@ TEST(DateText, FindsTheZoneOfALocalDate) {
     EXPECT_EQ(DateToText(found.date), local);
     EXPECT_EQ(found.zone.count(), seconds) << local;
   }
-  for (const double date : {1e300, -1e300, -693959.0, 2958465.0}) {
+  for (const double date : {1e300, -1e300, -693959.0, 2958465.0})
     EXPECT_LE(std::abs(AtLocalTime(date).zone.count()), 7200) << date;
-  }
   const LocalDate now = LocalClock();
   EXPECT_NEAR(now.date, WallClock() + static_cast<double>(now.zone.count()) / 86400, 1.0 / 24);
 }

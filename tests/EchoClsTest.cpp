@@ -129,9 +129,8 @@ TEST_F(Echoes, WhatCameWhileTheHostWasBusyIsNoSilence) {
   const std::int32_t silent = echo_->Send(kSilent, 0, 32, 1000);
   AdvanceClockForTests(milliseconds(2000));
   ASSERT_TRUE(PumpUntilReplies(201));
-  for (const EchoSeen& reply : replies_.seen) {
+  for (const EchoSeen& reply : replies_.seen)
     EXPECT_EQ(reply.status, reply.id == silent ? 11010 : 0) << reply.id;
-  }
 }
 
 TEST_F(Echoes, RefusalsToSendAreRepliesToo) {
@@ -152,9 +151,8 @@ TEST_F(Echoes, RefusalsToSendAreRepliesToo) {
     EXPECT_EQ(reply.status, expected.at(reply.id)) << reply.id;
     EXPECT_EQ(reply.host.empty(), reply.status != 0);
   }
-  for (int i = 0; i < 66'000; ++i) {
+  for (int i = 0; i < 66'000; ++i)
     ASSERT_NE(echo_->Send("127.255.255.255"), 0) << "they take no sequence number for long";
-  }
 }
 
 TEST_F(Echoes, CancelledRequestsHaveNoReply) {

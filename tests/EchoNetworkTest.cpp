@@ -303,7 +303,7 @@ TEST_P(EchoRoute, EachRouterIsAHop) {
   // The destination says that nobody listens at the UDP port, and refuses the connection.
   const std::pair<EchoProbeEnum, std::int32_t> probes[] = {
       {EchoProbeICMP, 0}, {EchoProbeUDP, 11005}, {EchoProbeTCP, 0}};
-  for (const auto& [probe, reached] : probes) {
+  for (const auto& [probe, reached] : probes)
     for (std::size_t length = 1; length <= way.size(); ++length) {
       ICMPCls icmp;
       HopSink hops;
@@ -311,12 +311,10 @@ TEST_P(EchoRoute, EachRouterIsAHop) {
       icmp.TRProbe(probe);
       EXPECT_TRUE(icmp.TraceRt(way[length - 1]));
       ASSERT_EQ(hops.seen.size(), length) << probe;
-      for (std::size_t i = 0; i < length; ++i) {
+      for (std::size_t i = 0; i < length; ++i)
         EXPECT_EQ(hops.seen[i], (HopSeen{way[i], i + 1 == length ? reached : 11013})) << probe;
-      }
       EXPECT_EQ(icmp.TRHopCount(), static_cast<std::int32_t>(length));
     }
-  }
 }
 
 // A router of this system says so five times at once, then once a second.

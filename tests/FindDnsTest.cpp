@@ -177,9 +177,8 @@ constexpr std::string_view kHostsText =
 
 std::string Joined(const std::vector<IpAddress>& addresses) {
   std::string text;
-  for (const IpAddress& address : addresses) {
+  for (const IpAddress& address : addresses)
     text += (text.empty() ? "" : " ") + FormatAddress(address);
-  }
   return text;
 }
 
@@ -217,9 +216,8 @@ TEST(HostsText, AddressToName) {
                                                        {"127.0.0.2", ""},
                                                        {"192.0.2.5", ""},
                                                        {"0.0.0.0", ""}};
-  for (const auto& [address, name] : cases) {
+  for (const auto& [address, name] : cases)
     EXPECT_EQ(FindHostName(kHostsText, *ParseAddress(address)), name) << address;
-  }
 }
 
 std::string AddressOf(const std::string& name) { return Joined(HostsFileAddresses(name)); }

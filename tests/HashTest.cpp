@@ -21,17 +21,13 @@ TEST(Md5, MatchesTheRfc) {
       {"12345678901234567890123456789012345678901234567890123456789012345678901234567890",
        "57edf4a22be3c955ac49da2e2107b67a"},
   };
-  for (const auto& [message, digest] : kCases) {
-    EXPECT_EQ(Md5Hex(message), digest) << message;
-  }
+  for (const auto& [message, digest] : kCases) EXPECT_EQ(Md5Hex(message), digest) << message;
 }
 
 TEST(Md5, PadsEveryLengthOfTheLastBlock) {
   // The digest of the digests of "", "x", "xx" ... up to 130 bytes.
   std::string digests;
-  for (std::size_t size = 0; size <= 130; ++size) {
-    digests += Md5Hex(std::string(size, 'x'));
-  }
+  for (std::size_t size = 0; size <= 130; ++size) digests += Md5Hex(std::string(size, 'x'));
   EXPECT_EQ(Md5Hex(digests), "861e4a9e76c88ae6267e22fd76384596");
   EXPECT_EQ(Md5Hex(std::string(1000000, 'a')), "7707d6ae4e027c70eea2a935c2296f21");
 }

@@ -51,23 +51,20 @@ TEST(IcmpTables, ClassesAndTypesOfAddresses) {
       {"255.255.255.255", "255.255.255.255", "E", 6},
   };
   const ICMPCls icmp;
-  for (const auto& [first, last, ipClass, type] : ranges) {
+  for (const auto& [first, last, ipClass, type] : ranges)
     for (const char* ip : {first, last}) {
       EXPECT_EQ(icmp.GetIPClass(ip), ipClass) << ip;
       EXPECT_EQ(icmp.GetIPType(ip), type) << ip;
     }
-  }
 }
 
 TEST(IcmpTables, ServicesOfTheSystem) {
   using namespace std::string_literals;
   const ICMPCls icmp;
-  for (const std::int32_t port : {-1, 0, 65'536, 65'616}) {
+  for (const std::int32_t port : {-1, 0, 65'536, 65'616})
     EXPECT_EQ(icmp.GetServiceNameByPort(port), "") << port;
-  }
-  for (const std::string& name : {""s, "no such service"s, "http\0x"s}) {
+  for (const std::string& name : {""s, "no such service"s, "http\0x"s})
     EXPECT_EQ(icmp.GetServicePortByName(name), 0) << name;
-  }
   if (getservbyname("http", "tcp") == nullptr)
     GTEST_SKIP() << "the system has no table of services";
   EXPECT_EQ(icmp.GetServicePortByName("http"), 80);

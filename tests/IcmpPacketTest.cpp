@@ -183,7 +183,7 @@ TEST_P(IcmpPackets, RepliesAreReadAndErrorsWithWhatTheyQuote) {
 // The checksum is made right for each cut, so that the lengths alone decide. Eight bytes of the
 // request are all that an error message must quote.
 TEST_P(IcmpPackets, ErrorsCutAnywhere) {
-  for (const Options& options : f.options) {
+  for (const Options& options : f.options)
     for (const Options& quotedOptions : f.options) {
       const std::string whole = ErrorPacket(options, quotedOptions);
       const std::size_t message = HeaderSize(options);
@@ -197,7 +197,6 @@ TEST_P(IcmpPackets, ErrorsCutAnywhere) {
         EXPECT_EQ(Read(packet, options).has_value(), size >= enough) << size;
       }
     }
-  }
 }
 
 // The length of an IPv6 message is what the system says.
@@ -244,9 +243,8 @@ TEST(IcmpPacket, OthersThanIPv6AnswersAreNone) {
       {"an error about an encrypted packet", errorAbout({50, "\x3A\0\1\4\0\0\0\0"s}, request)},
       {"an error about nothing", IcmpErrorMessage(1, 0, "")},
   };
-  for (const auto& [what, message] : cases) {
+  for (const auto& [what, message] : cases)
     EXPECT_FALSE(ReadIcmp6Message(BytesOf(message), Ip("fd00::9"), 64)) << what;
-  }
 }
 
 TEST(IcmpPacket, OthersThanIPv4AnswersAreNone) {
@@ -356,9 +354,8 @@ TEST(IcmpExtensions, WhereTheyBegin) {
     unsummed[8 + 128 + 2] = unsummed[8 + 128 + 3] = 0;
     const std::pair<std::string, std::size_t> cases[] = {
         {message, sound.size()}, {old, sound.size()}, {shorter, 0}, {unsummed, 0}, {quoted, 0}};
-    for (const auto& [bytes, size] : cases) {
+    for (const auto& [bytes, size] : cases)
       EXPECT_EQ(FindExtensions(f.family, BytesOf(bytes)).size(), size);
-    }
     for (std::size_t cut = 0; cut < message.size(); ++cut) {
       EXPECT_TRUE(
           ReadMplsLabels(FindExtensions(f.family, BytesOf(message.substr(0, cut)))).empty());

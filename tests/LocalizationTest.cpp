@@ -13,9 +13,8 @@ using Arguments = std::vector<std::string>;
 
 TEST(Localization, HoldsEveryMessage) {
   int texts = 0;
-  for (std::int32_t number = -70000; number <= 140000; ++number) {
+  for (std::int32_t number = -70000; number <= 140000; ++number)
     texts += GetMessageText(number).empty() ? 0 : 1;
-  }
   EXPECT_EQ(texts, 215);
 }
 
@@ -64,9 +63,8 @@ TEST(Localization, FillsPlaceholders) {
       {7004, {"a", "%10"}, "[a] %10"},
       {7008, {"%2%10", "b", "c", "d", "e", "f", "g", "h", "i", "j"}, "Canceled while 'bj'."},
   };
-  for (const auto& [number, arguments, text] : kCases) {
+  for (const auto& [number, arguments, text] : kCases)
     EXPECT_EQ(GetMessageText(number, arguments), text);
-  }
 }
 
 TEST(Localization, LongArgumentOfPlaceholdersEnds) {

@@ -373,9 +373,8 @@ TEST_F(Logfile, BatchesHaveTheirSizeAgainAfterAStop) {
 TEST_F(Logfile, AFileThatCannotBeMadeLeavesNothing) {
   const std::string refused = "40:The log file is a symbolic link, which is not followed";
   WriteFile(folder / "secrets", "kept");
-  for (const auto* target : {"secrets", "missing"}) {
+  for (const auto* target : {"secrets", "missing"})
     std::filesystem::create_symlink(target, folder / ("to " + std::string(target)));
-  }
   for (const auto& [path, reason] : std::vector<std::pair<std::string, std::string>>{
            {folder.Path(), "21:Is a directory"},
            {folder / "to secrets", refused},

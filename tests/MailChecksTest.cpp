@@ -101,7 +101,7 @@ TEST_F(MailChecks, TheAdministratorStandsInTheSoaRecord) {
       {dns::Name(""), ""},
       {dns::Text("a\r\nb") + dns::Name("xy.test"), ""},
   };
-  for (const auto& [mailbox, address] : kCases) {
+  for (const auto& [mailbox, address] : kCases)
     for (const bool authority : {false, true}) {
       DnsServer nothing(KnowNothing);
       const std::string record = dns::Record(
@@ -115,7 +115,6 @@ TEST_F(MailChecks, TheAdministratorStandsInTheSoaRecord) {
       EXPECT_EQ(TypeOf(server.Queries()[0]), TYPE_SOA);
       EXPECT_EQ(nothing.Queries().size(), 1u);
     }
-  }
   EXPECT_EQ(mail_->GetMailAdminForeMail("jane"), "");
   ExpectResult(4, "eMail Address must contain a Host after @");
 }
@@ -126,7 +125,7 @@ TEST_F(MailChecks, LookupsCanBeStoppedAndOutliveTheObject) {
       [](SendMailCls& mail) { return mail.GetMailAdminForeMail("a@xy.test"); },
       [](SendMailCls& mail) { return mail.QueryGatewayIP("xy.test"); },
       [](SendMailCls& mail) { return mail.CheckeMailAddress("a@xy.test") ? "true" : ""; }};
-  for (const auto& call : kCalls) {
+  for (const auto& call : kCalls)
     for (const bool remove : {false, true}) {
       mail_ = std::make_unique<SendMailCls>();
       mail_->DNSURL(UrlOf(silent));
@@ -139,7 +138,6 @@ TEST_F(MailChecks, LookupsCanBeStoppedAndOutliveTheObject) {
       EXPECT_EQ(call(*mail_), "");
       EXPECT_TRUE(remove || mail_->Result() == 9999);
     }
-  }
 }
 
 }  // namespace

@@ -195,7 +195,7 @@ TEST_F(MailDelivery, PipeliningSendsAllUpToTheData) {
 // What one command was answered with must not decide about the next one. All replies come at once:
 // of a server that has said nothing more yet nobody could know.
 TEST_F(MailDelivery, PipeliningEndsWhenTheRepliesAreTooMany) {
-  for (const std::string extra : {"550 extra\r\n", "250 extra\r\n", "354 extra\r\n"}) {
+  for (const std::string extra : {"550 extra\r\n", "250 extra\r\n", "354 extra\r\n"})
     for (const char* const command : {"MAIL FROM:<jane@xy.test>", "RCPT TO:<b@xy.test>", "DATA"}) {
       SCOPED_TRACE(command + (" " + extra));
       std::string held;
@@ -214,7 +214,6 @@ TEST_F(MailDelivery, PipeliningEndsWhenTheRepliesAreTooMany) {
       EXPECT_EQ(server.Messages(), Commands{});
       for (const RecipientOutcome& outcome : mail_->Outcomes()) EXPECT_EQ(outcome.Accepted, false);
     }
-  }
 }
 
 // One round trip: a recipient that is refused does not keep the message from the others.

@@ -59,8 +59,8 @@ const std::string kDottedTexts[] = {
     std::string(131066, 'x') + "\r\n.\r\n.\r\n.\r\n.\r\n.\r\n"};
 
 TEST(SmtpData, DoublesDotsAtEveryBorder) {
-  for (const std::string& text : kDottedTexts) {
-    for (const DotRule rule : {DotRule::LoneDots, DotRule::AllDots}) {
+  for (const std::string& text : kDottedTexts)
+    for (const DotRule rule : {DotRule::LoneDots, DotRule::AllDots})
       for (const LastLine last : {LastLine::IsOpen, LastLine::IsEnded}) {
         const std::string wire = OnTheWire(text, rule, last);
         for (const std::size_t piece : kPieces) {
@@ -78,8 +78,6 @@ TEST(SmtpData, DoublesDotsAtEveryBorder) {
           EXPECT_TRUE(data.Next(data.Size()) == wire) << "in one block";
         }
       }
-    }
-  }
 }
 
 TEST(SmtpData, KnowsWhereTheMessageIsNotAscii) {
@@ -111,7 +109,7 @@ TEST(FinishedText, IsTheSameWhereverItIsCut) {
       {"Bcc: c\r\n\r\nd", "Bcc: c\r\n\r\nd", true},
       {"Bcc: c\n\nd\n", "Bcc: c\r\n\r\nd", true},
   };
-  for (const auto& [text, sent, keep] : kCases) {
+  for (const auto& [text, sent, keep] : kCases)
     for (std::size_t piece = 1; piece <= text.size(); ++piece) {
       FinishedText source(std::make_unique<InPieces>(text, piece), keep);
       for (int i = 0; i < 2; ++i) {
@@ -119,7 +117,6 @@ TEST(FinishedText, IsTheSameWhereverItIsCut) {
         EXPECT_TRUE(source.Rewind());
       }
     }
-  }
   const std::string blanks(5000, ' ');  // who hides a field behind them must not have it sent
   FinishedText source(std::make_unique<InPieces>("Bcc" + blanks + ": x\r\nA: b\r\n", 999), false);
   EXPECT_EQ(ReadAll(source), "A: b\r\n");
@@ -192,7 +189,7 @@ const FileChange kChanges[] = {
 
 // A message that was cut must not be taken for a whole one.
 TEST_F(MessageFiles, ThatChangeBetweenAddingAndSending) {
-  for (const bool finished : {false, true}) {
+  for (const bool finished : {false, true})
     for (const FileChange& c : kChanges) {
       SCOPED_TRACE(c.name);
       const auto expectFailure = [&] {
@@ -219,7 +216,6 @@ TEST_F(MessageFiles, ThatChangeBetweenAddingAndSending) {
       expectFailure();
       EXPECT_EQ(mail_->MimeBuffer(), "");
     }
-  }
   EXPECT_THAT(server_.Messages(), testing::IsEmpty());
   EXPECT_EQ(server_.Connections(), std::size(kChanges)) << "finished ones are measured before";
 }

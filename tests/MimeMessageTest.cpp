@@ -267,14 +267,13 @@ TEST_F(Composing, UnreadableFilesChangeNothing) {
   const std::string before = mail_.MimeBuffer();
   const std::pair<std::string, int> kCases[] = {
       {folder_ / "missing", ENOENT}, {folder_.Path(), EISDIR}, {"", ENOENT}, {"/dev/zero", EINVAL}};
-  for (const auto& [path, error] : kCases) {
+  for (const auto& [path, error] : kCases)
     for (const auto add : {&SendMailCls::AddAttachment, &SendMailCls::AddRelatedFile}) {
       EXPECT_FALSE((mail_.*add)(path));
       EXPECT_EQ(mail_.Result(), 20000 + error);
       const std::string text = std::generic_category().message(error);
       EXPECT_EQ(mail_.ResultMessage(), GetMessageText(4006, {text}));
     }
-  }
   EXPECT_EQ(mail_.MimeBuffer(), before);
 }
 

@@ -47,9 +47,8 @@ TEST(ProfileFile, Reads) {
       {"two", "[not a header", std::nullopt},
       {"three", "key", std::nullopt},
   };
-  for (const auto& [section, key, value] : kCases) {
+  for (const auto& [section, key, value] : kCases)
     EXPECT_EQ(file.Value(section, key), value) << section << " / " << key;
-  }
   EXPECT_EQ(file.Keys("ONE"), Names({"Key", "empty"}));
   EXPECT_EQ(file.Keys("three"), Names());
 }

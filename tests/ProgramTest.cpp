@@ -55,9 +55,8 @@ TEST(Program, HasItsArgumentsAndItsInputAndNothingElse) {
        "",
        "own\n"},
   };
-  for (const auto& test : kCases) {
+  for (const auto& test : kCases)
     EXPECT_EQ(Shell(test.script, test.arguments, test.input), test.written) << test.script;
-  }
   close(open);
   ExpectNoChild();
 }

@@ -72,14 +72,13 @@ TEST_F(QueryDnsOptions, WhatIsNoEscapedName) {
 }
 
 TEST_F(QueryDnsOptions, IdentifiersAsSet) {
-  for (const std::int32_t id : {0, 25, 255, 256, 65'535}) {
+  for (const std::int32_t id : {0, 25, 255, 256, 65'535})
     for (const bool udp : {true, false}) {
       dns_.UseUDP(udp);
       dns_.QueryID(id);
       EXPECT_EQ(Ask(Good), 0);
       EXPECT_EQ(queries_.at(0).substr(0, 2), U16(static_cast<std::size_t>(id)));
     }
-  }
   for (const std::int32_t id : {-2, 65'536}) {
     dns_.QueryID(id);
     EXPECT_EQ(Ask(Good), 10022);
@@ -122,7 +121,7 @@ TEST_F(QueryDnsOptions, OptRecordOnTheWire) {
                 {65'535, false, Opt(65'535, 0)},
                 {4096, true, Opt(4096, 0x8000)},
                 {0, true, Opt(1232, 0x8000)}};
-  for (const auto& c : kCases) {
+  for (const auto& c : kCases)
     for (const bool udp : {true, false}) {
       dns_.UseUDP(udp);
       dns_.UDPSize(c.size);
@@ -131,7 +130,6 @@ TEST_F(QueryDnsOptions, OptRecordOnTheWire) {
       EXPECT_EQ(queries_[0], "\0\x19\1\0\0\1\0\0\0\0\0"s + (c.opt.empty() ? '\0' : '\1') +
                                  Name("www.test") + U16(TYPE_A) + U16(1) + c.opt);
     }
-  }
   for (const std::int32_t size : {-1, 1, 511, 65'536}) {
     dns_.UDPSize(size);
     EXPECT_EQ(Ask(Good), 10022) << size;

@@ -194,7 +194,7 @@ const Foreign kForeign[] = {
 };
 
 TEST(QueryDns, ForeignDatagramsAreIgnored) {
-  for (const Foreign& c : kForeign) {
+  for (const Foreign& c : kForeign)
     for (const bool answered : {true, false}) {
       SCOPED_TRACE(c.name);
       DnsServer server([&](const std::string& query) {
@@ -212,7 +212,6 @@ TEST(QueryDns, ForeignDatagramsAreIgnored) {
       EXPECT_EQ(dns.CountAll(), answered ? 1 : 0);
       EXPECT_EQ(server.Queries().size(), 1u);
     }
-  }
 }
 
 TEST(QueryDns, SilenceIsAskedAgainAfterAPause) {

@@ -203,7 +203,7 @@ TEST_F(QueryTimeSntp, RequestOnTheWire) {
   constexpr std::uint32_t kOffset = 20'700;
   const TimeZone zone("NPT-5:45");
   std::set<std::string> fractions;
-  for (const std::int32_t version : {3, 4}) {
+  for (const std::int32_t version : {3, 4})
     for (const bool random : {false, true, true, true, true}) {
       time_.SNTPVersion(version);
       time_.SNTPRandomFraction(random);
@@ -218,7 +218,6 @@ TEST_F(QueryTimeSntp, RequestOnTheWire) {
       EXPECT_TRUE(random || request.substr(44) == std::string(4, '\0'));
       fractions.insert(request.substr(44));
     }
-  }
   EXPECT_GT(fractions.size(), 6u);
 }
 

@@ -71,7 +71,7 @@ TEST_F(Bodies, FilesThatAreNoneOrChange) {
          std::filesystem::last_write_time(path, std::filesystem::file_time_type());
        }},
   };
-  for (const bool whileReading : {false, true}) {
+  for (const bool whileReading : {false, true})
     for (const auto& [name, change] : kCases) {
       SCOPED_TRACE(name);
       WriteFile(path_, std::string(100, 'x'));
@@ -85,7 +85,6 @@ TEST_F(Bodies, FilesThatAreNoneOrChange) {
       EXPECT_EQ(file.ErrorText(), "The file " + path_ + " changed while it was being sent.");
       EXPECT_EQ(file.Read(room, got), 20116);
     }
-  }
   // Another file in its place.
   ASSERT_EQ(file.Open(path_), 0);
   WriteFile(folder_ / "other", ReadFile(path_));

@@ -41,7 +41,7 @@ TEST_F(SendMail, EachRecipientGetsTheTextOnceInOneSession) {
 }
 
 TEST_F(SendMail, NobodyReadsOfABlindCopyUnlessItIsWanted) {
-  for (const bool finished : {false, true}) {
+  for (const bool finished : {false, true})
     for (const bool wanted : {false, true}) {
       SmtpServer server;
       SendTo(server);
@@ -56,7 +56,6 @@ TEST_F(SendMail, NobodyReadsOfABlindCopyUnlessItIsWanted) {
       ASSERT_EQ(server.Messages().size(), 1u);
       EXPECT_EQ(server.Messages()[0].find("d@zz.test") != std::string::npos, wanted) << finished;
     }
-  }
 }
 
 // The server takes one dot away from each line that begins with one.

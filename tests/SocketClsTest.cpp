@@ -302,9 +302,8 @@ TEST(HostHelpers, AddressesAndFacts) {
   EXPECT_EQ(socket.LongAddrToIP(-1), "");
   EXPECT_EQ(socket.IPToLongAddr("127.0.0.1"), 0x0100007F);
   EXPECT_EQ(socket.LongAddrToIP(0x0100007F), "127.0.0.1");
-  for (const char* text : {"255.255.255.255", "", "host", "1.2.3.256", "1.2.3.4 x", "1.2.3.4.5"}) {
+  for (const char* text : {"255.255.255.255", "", "host", "1.2.3.256", "1.2.3.4 x", "1.2.3.4.5"})
     EXPECT_EQ(socket.IPToLongAddr(text), -1) << text;
-  }
   EXPECT_FALSE(socket.LocalHostName().empty());
   const auto ips = socket.LocalIPs();
   ASSERT_FALSE(ips.empty());

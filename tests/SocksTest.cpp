@@ -79,14 +79,13 @@ TEST(Socks, RequestsAreExact) {
 }
 
 TEST(Socks, RepliesMayBeCutAnywhere) {
-  for (const Kind kind : kKinds) {
+  for (const Kind kind : kKinds)
     for (std::size_t cut = 0; cut < 10; ++cut) {
       SocksRules rules = RulesFor(kind);
       if (cut > 0) rules.cuts = {cut};
       SCOPED_TRACE(cut);
       ExpectTunnel(kind, rules);
     }
-  }
 }
 
 TEST(Socks, RepliesMayBeShortOrHaveBytesOfTheTunnelBehind) {

@@ -198,9 +198,8 @@ TEST(SystemCodings, ChainsComeOffInReverseOrder) {
   const std::string text = Sample();
   const std::string chain = Wrapped(Gzip(text));
   for (const char* coding : {"gzip, deflate", " GZIP ,, identity,deflate "}) {
-    for (std::size_t cut = 0; cut <= chain.size(); ++cut) {
+    for (std::size_t cut = 0; cut <= chain.size(); ++cut)
       ASSERT_EQ(Unpack(coding, chain, cut).text, text);
-    }
   }
 #ifdef NETRO_HAS_BROTLI
   EXPECT_EQ(Unpack("gzip, br", Brotli(Gzip(text)), 0, 1).text, text);

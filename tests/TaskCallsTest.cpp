@@ -183,9 +183,8 @@ TEST(TaskCalls, CancelEndsTheCallAndAllLaterOnes) {
 }
 
 TEST(TaskCalls, DeadlineEndsThemAsTheirOwnTimeOutDoes) {
-  for (const Call& call : kCalls) {
+  for (const Call& call : kCalls)
     ExpectEnd(call, call.timedOut, [](const Task& task) { task.Deadline(milliseconds(20)); });
-  }
 }
 
 TEST(TaskCalls, KillEndsThemAll) {

@@ -92,9 +92,8 @@ class TimeSurvey : public testing::Test {
 
   std::string States() const {
     std::string states;
-    for (const auto& report : survey_->Reports()) {
+    for (const auto& report : survey_->Reports())
       states += "AFLU"[static_cast<std::size_t>(report.State)];
-    }
     return states;
   }
 
@@ -140,9 +139,8 @@ TEST_F(TimeSurvey, WhatTellsNoTimeIsLeftOutWithItsReason) {
          with([](TimeReply& r) { r.RootDispersion(0x20000); })});
   EXPECT_TRUE(survey_->Survey()) << survey_->LastErrMsg();
   EXPECT_EQ(States(), "ALLLLLLLL");
-  for (const auto& report : survey_->Reports()) {
+  for (const auto& report : survey_->Reports())
     EXPECT_EQ(report.Reason.empty(), report.State == TimeServerStateEnum::Agrees);
-  }
   EXPECT_EQ(survey_->Reports().at(2).KissCode, "RATE");
   EXPECT_EQ(survey_->Reports().at(7).LastErr, 100000);
   EXPECT_EQ(servers_[2]->Count(), 1u) << "it wants to be left alone";

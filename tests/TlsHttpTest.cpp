@@ -293,9 +293,8 @@ TEST_F(Https, AWatcherMindsTheDaysOfTheCertificate) {
   EXPECT_TRUE(post.ObserveNow());
   EXPECT_TRUE(PumpUntil([&] { return post.GetStatus() != WatchpostBusy; }));
   const char* const kAnswers[] = {"Success: ", "Only "};
-  for (std::int32_t i = 0; i < 2; ++i) {
+  for (std::int32_t i = 0; i < 2; ++i)
     EXPECT_TRUE(post.HostAt(i).LastAnswer.starts_with(kAnswers[i])) << post.HostAt(i).LastAnswer;
-  }
   EXPECT_NE(post.HostAt(0).LastAnswer.find(" days left"), std::string::npos);
 }
 

@@ -315,7 +315,7 @@ TEST(TlsEnd, IsOrderlyOnlyWithTheClosingAlert) {
       {"damage",
        [](TlsPeer& peer) { peer.Raw().Send("\x17\x03\x03\x00\x14" + std::string(20, 'x')); }, 0},
   };
-  for (const auto& [what, end, error] : cases) {
+  for (const auto& [what, end, error] : cases)
     for (const int version : {TLS1_2_VERSION, TLS1_3_VERSION}) {
       SCOPED_TRACE(what);
       TlsServer server(Serving(
@@ -343,7 +343,6 @@ TEST(TlsEnd, IsOrderlyOnlyWithTheClosingAlert) {
       for (int i = 0; i < 5; ++i) MessageLoop::ForThisThread().PumpMessages();
       EXPECT_EQ(std::ranges::count(recorder.events, "Closed"), 1);
     }
-  }
 }
 
 TEST(TlsEnd, ComesBehindAllDataAlsoToWhoIsBusy) {

@@ -59,9 +59,8 @@ TEST(UrlReference, ResolvesTheExamplesOfTheRfc) {
       {"1:2", "http://a/b/c/1:2"},
       {"./g:h", "http://a/b/c/g:h"},
       {"https://u:p@h:1/x/../y?q", "https://u:p@h:1/y?q"}};
-  for (const auto& [reference, target] : kCases) {
+  for (const auto& [reference, target] : kCases)
     EXPECT_EQ(ResolveReference("http://a/b/c/d;p?q", reference), target) << reference;
-  }
   EXPECT_EQ(ResolveReference("http://a", "g"), "http://a/g");
   EXPECT_EQ(ResolveReference("http://a?q", "?r"), "http://a?r");
   EXPECT_EQ(ResolveReference("http://a/b#f", ""), "http://a/b");
@@ -75,9 +74,8 @@ TEST(UrlReference, TheOriginIsProtocolHostAndPort) {
       {"http://u:p@h/", "http://h/", true},    {"http://[::1]:80/", "http://[::1]/", true},
       {"http://h:443/", "https://h/", false},
   };
-  for (const auto& [a, b, same] : kCases) {
+  for (const auto& [a, b, same] : kCases)
     EXPECT_EQ(SameOrigin(SplitUrl(a).url, SplitUrl(b).url), same) << a << " " << b;
-  }
 }
 
 TEST(UrlReference, ShowsNoUserInformation) {

@@ -148,9 +148,7 @@ TEST(WatchText, PlaceholdersStandForSettingsAndHost) {
       {"Name name$ $Name $$", "Name name$ $Name $$"},
       {"UpLogMsg$", "UpLogMsg$"},
   };
-  for (const auto& [text, filled] : kCases) {
-    EXPECT_EQ(FillWatchText(text, settings, facts), filled);
-  }
+  for (const auto& [text, filled] : kCases) EXPECT_EQ(FillWatchText(text, settings, facts), filled);
   EXPECT_EQ(FillWatchText(settings.downLogMsg, settings, {"me", "web", "h", "no answer"}),
             "me: web could not be reached! no answer");
   EXPECT_EQ(FillWatchText(settings.upActionMsg, settings, {"me", "web", "h", ""}),
@@ -179,9 +177,8 @@ TEST(WatchText, TextsThatNameOneAnotherEnd) {
 TEST(WatchLog, LinesAreQuotedAndNoFormulas) {
   EXPECT_EQ(WatchLogLine({"a", "", "say \"hi\", you", "1"}),
             "\"a\",\"\",\"say \"\"hi\"\", you\",\"1\"");
-  for (const char* formula : {"=1+1", "+1", "-1", "@sum(a)", "\tx", "\rx"}) {
+  for (const char* formula : {"=1+1", "+1", "-1", "@sum(a)", "\tx", "\rx"})
     EXPECT_EQ(WatchLogLine({formula}), "\"'" + std::string(formula) + "\"");
-  }
 }
 
 TEST(WatchHistory, AMonthIsSummedUpInBoundedMemory) {

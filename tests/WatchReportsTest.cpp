@@ -40,9 +40,8 @@ class WatchReporting : public testing::Test {
     const std::vector<WatchWaiting> waiting = reports->Waiting();
     reports->GiveUp();
     EXPECT_TRUE(reports->Waiting().empty());
-    for (const WatchWaiting& one : waiting) {
+    for (const WatchWaiting& one : waiting)
       reports->Recall({one.kind, SplitFields(JoinFields(one.fields)).value()});
-    }
     reports->Tick();
   }
   static bool Until(const std::function<bool()>& done) {
@@ -129,9 +128,8 @@ TEST_F(WatchReporting, AMailThatIsPutOffIsSentLater) {
   Renew();
   AdvanceClockForTests(61s);
   EXPECT_TRUE(Until([&] { return server.Messages().size() == 1; }));
-  for (const char* text : {"one down", "two down", "three is unreachable"}) {
+  for (const char* text : {"one down", "two down", "three is unreachable"})
     EXPECT_NE(server.Messages()[0].find(text), std::string::npos) << text;
-  }
 }
 
 TEST_F(WatchReporting, ASilentServerHoldsNoOtherMail) {

@@ -381,9 +381,8 @@ TEST_F(Watchpost, HostsOfIPv6) {
   const char* const kAnswers[] = {
       "Success", "Success", "General Failure", "Connection Refused", "Connection Refused",
       "Success"};
-  for (std::int32_t i = 0; i < post->HostCount(); ++i) {
+  for (std::int32_t i = 0; i < post->HostCount(); ++i)
     EXPECT_TRUE(post->HostAt(i).LastAnswer.starts_with(kAnswers[i])) << post->HostAt(i).LastAnswer;
-  }
 }
 
 TEST_F(Watchpost, WhatThisProgramLacksIsNoFailureOfAHost) {
@@ -439,7 +438,7 @@ TEST_F(Watchpost, WhatIsKnownSurvivesPauseAndNewSettings) {
 }
 
 TEST_F(Watchpost, EveryEventMayStopOrDelete) {
-  for (const char* event : {"hunt", "probed0", "down:", "round", "rest"}) {
+  for (const char* event : {"hunt", "probed0", "down:", "round", "rest"})
     for (const bool deletes : {false, true}) {
       Make();
       WriteOneHost("[DownActions]\n1=log\n2=run|true|");
@@ -462,7 +461,6 @@ TEST_F(Watchpost, EveryEventMayStopOrDelete) {
       }
       journal.hook = [](const std::string&) {};
     }
-  }
 }
 
 }  // namespace

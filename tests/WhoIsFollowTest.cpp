@@ -38,9 +38,8 @@ TEST(WhoIsTableReading, TheNarrowestLineThatFitsCounts) {
       "AS9-AS1           f.test\n"
       ".a\n");
   ASSERT_EQ(problems.size(), 6u);
-  for (const std::size_t i : {0u, 1u, 2u, 3u, 4u, 5u}) {
+  for (const std::size_t i : {0u, 1u, 2u, 3u, 4u, 5u})
     EXPECT_TRUE(problems[i].starts_with("line " + std::to_string(13 + i) + ": ")) << problems[i];
-  }
   const char* const kCases[][3] = {
       // a query, the server and what it is asked
       {"x.example", "a.test:43", "domain x.example"},

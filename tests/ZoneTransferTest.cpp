@@ -109,7 +109,7 @@ TEST_F(ZoneTransfer, OtherTypesAreOneMessage) {
 
 TEST_F(ZoneTransfer, EarlyEndKeepsWhatHasCome) {
   const Messages begun = {{SoaRecord(), HostRecord(1)}, {HostRecord(2), HostRecord(3)}};
-  for (const std::size_t more : {0, 1, 2, 20}) {
+  for (const std::size_t more : {0, 1, 2, 20})
     for (const StreamEnd end : {StreamEnd::kClose, StreamEnd::kReset}) {
       SCOPED_TRACE(more);
       DnsServer server(KeepSilent, [&](Connection& connection, const std::string& query) {
@@ -121,7 +121,6 @@ TEST_F(ZoneTransfer, EarlyEndKeepsWhatHasCome) {
       EXPECT_EQ(Transfer(server), end == StreamEnd::kClose ? 56 : 10054);
       EXPECT_EQ(dns_->CountAN(), 4);
     }
-  }
   EXPECT_EQ(Transfer(OverTcp([](const std::string& query) {
               return StreamOf({{SoaRecord(), HostRecord(1)}}, query) +
                      Framed(DnsReply(query).AnswerCount(3).Bytes()) +
