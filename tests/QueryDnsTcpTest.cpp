@@ -1,5 +1,4 @@
-// QueryDNSCLS over TCP: framing, how connections fail and end, SOCKS proxies; and how the caller
-// ends a query, wherever it waits.
+// QueryDNSCLS over TCP: framing, how connections fail and end; and how the caller ends its pause.
 
 #include "DnsTestKit.h"
 #include "tests/peers/BytesServer.h"
@@ -161,109 +160,18 @@ TEST_F(QueryDnsTcp, OnlyQueryDnsAsksAgain) {
   EXPECT_EQ(server.Connections(), 4u);
 }
 
-// The dialogues themselves are tests of the sockets.
-TEST_F(QueryDnsTcp, ThroughEachProxy) {
-  const struct {
-    DNSProxyTypeEnum type;
-    bool remoteNames;
-    SocksRules rules;
-    std::int16_t result;
-    std::size_t requests;
-  } kCases[] = {{DNSProxySocks4, false, {}, 0, 1},
-                {DNSProxySocks4, false, {.version4Reply = 91}, 9001, 1},
-                {DNSProxySocks5NoAuth, true, {}, 0, 2},
-                {DNSProxySocks5NoAuth, false, {.version5Reply = 5}, 9001, 2},
-                {DNSProxySocks5Auth, true, {.method = 2, .user = "me", .password = "pw"}, 0, 3},
-                {DNSProxySocks5Auth, false, {.method = 2}, 9002, 2},
-                {DNSProxySocks5Auth, false, {.method = 255}, 9003, 1}};
-  DnsServer server([](const std::string& query) -> Replies { return {Good(query)}; });
-  for (const auto& c : kCases) {
-    SCOPED_TRACE(c.requests);
-    SocksServer proxy(c.rules);
-    PointAt(dns_, server.Port());
-    dns_.DNSServer(c.remoteNames ? "ns.origin.test" : "127.0.0.1");
-    dns_.UseUDP(false);
-    dns_.ProxyType(c.type);
-    dns_.ProxyURL("127.0.0.1");
-    dns_.ProxyPort(proxy.Port());
-    dns_.ProxyUser("me");
-    dns_.ProxyPassword("pw");
-    dns_.ProxyUseRemoteDNS(c.remoteNames);
-    EXPECT_EQ(dns_.QueryDNS(), c.result);
-    EXPECT_EQ(dns_.LastErrMsg().starts_with(
-                  "[Proxy SOCKS 127.0.0.1:" + std::to_string(proxy.Port()) + "] "),
-              c.result != 0);
-    const std::vector<std::string> requests = proxy.Requests();
-    ASSERT_EQ(requests.size(), c.requests);
-    EXPECT_EQ(requests.back().find("ns.origin.test") != std::string::npos, c.remoteNames);
-  }
+TEST_F(QueryDnsTcp, ProxiesAreNotForDatagrams) {
+  DnsServer server(Replying([](auto& reply) { reply.Answer(HostRecord(1)); }));
   SocksServer unused;
   PointAt(dns_, server.Port());
-  dns_.UseUDP(true);
+  dns_.ProxyType(DNSProxySocks5Auth);
+  dns_.ProxyURL("127.0.0.1");
   dns_.ProxyPort(unused.Port());
   EXPECT_EQ(dns_.QueryDNS(), 0);
-  EXPECT_EQ(unused.Connections(), 0u) << "for datagrams";
+  EXPECT_EQ(unused.Connections(), 0u);
 }
 
 const DnsServer::Answer kAnswer = Replying([](auto& reply) { reply.Answer(HostRecord(1)); });
-
-// Where a query waits: for a datagram; over TCP for the connection, the proxy, the reply.
-class QueryDnsWaiting : public testing::TestWithParam<std::string> {
- protected:
-  QueryDnsWaiting() {
-    PointAt(*dns_, GetParam() == "Connection" ? full_.Port() : server_.Port());
-    dns_->UseUDP(GetParam() == "Datagram");
-    dns_->ProxyType(GetParam() == "Proxy" ? DNSProxySocks5NoAuth : NoDNSProxy);
-    dns_->ProxyURL("127.0.0.1");
-    dns_->ProxyPort(proxy_.Port());
-  }
-
-  // Runs the query; `action` is called from the loop once turns of it and connections of the peer
-  // tell that it waits.
-  std::int16_t QueryAndMeanwhile(std::function<void()> action) {
-    auto turns = std::make_shared<int>(0);
-    const bool connects = GetParam() == "Connection";
-    PostWhen(
-        [=, this] {
-          return ++*turns > 20 &&
-                 (connects || proxy_.Connections() > 0 || server_.QueryCount() > 0);
-        },
-        std::move(action));
-    return dns_->QueryDNS(&flags_[0], &flags_[1]);
-  }
-
-  HangingPort full_;
-  DnsServer server_{KeepSilent};
-  SocksServer proxy_{{.silentAt = 0}};
-  std::unique_ptr<QueryDNSCLS> dns_ = std::make_unique<QueryDNSCLS>();
-  bool flags_[2] = {};
-};
-
-TEST_P(QueryDnsWaiting, EndsAndRefusesAnotherInside) {
-  for (const auto stop : {&QueryDNSCLS::StopWaiting, &QueryDNSCLS::Kill}) {
-    std::thread other;
-    EXPECT_EQ(QueryAndMeanwhile([&] {
-                const std::int32_t before = dns_->LastErr();
-                bool flags[] = {true, true};
-                EXPECT_EQ(dns_->QueryDNS(&flags[0], &flags[1]), 10036);
-                EXPECT_EQ(dns_->QueryZone(), 10036);
-                EXPECT_EQ(dns_->LastErr(), before);
-                EXPECT_TRUE(flags[0] && flags[1]);
-                other = std::thread([&] { (dns_.get()->*stop)(); });
-              }),
-              9999);
-    other.join();
-    EXPECT_EQ(dns_->LastErr(), 9999);
-    EXPECT_EQ(dns_->LastErrMsg(), "Command Canceled");
-  }
-  EXPECT_EQ(QueryAndMeanwhile([&] { dns_->StopWaiting(); }), 9999);
-  EXPECT_EQ(QueryAndMeanwhile([&] { dns_.reset(); }), 9999);
-  EXPECT_EQ(dns_, nullptr);
-}
-
-INSTANTIATE_TEST_SUITE_P(Places, QueryDnsWaiting,
-                         testing::Values("Datagram", "Connection", "Proxy", "Reply"),
-                         [](const auto& param) { return param.param; });
 
 TEST(QueryDnsWait, StopInThePauseGivesTheLastResult) {
   enum { kLoop, kThread, kDeletion };

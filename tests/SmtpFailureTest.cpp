@@ -304,21 +304,6 @@ class SmtpProxyFailure : public SmtpFailure {
   SmtpServer server_;
 };
 
-TEST_F(SmtpProxyFailure, Refusals) {
-  const std::tuple<SocksRules, SMTPProxyTypeEnum, std::int32_t> kCases[] = {
-      {{.version4Reply = 91}, SMTPProxySocks4, 9001},
-      {{.method = 2}, SMTPProxySocks5Auth, 9002},
-      {{.method = 255}, SMTPProxySocks5Auth, 9003},
-  };
-  for (const auto& [rules, type, error] : kCases) {
-    SocksServer proxy(rules);
-    EXPECT_FALSE(DeliverThrough(proxy.Port(), type));
-    const std::string text = GetMessageText(error, {"127.0.0.1", std::to_string(proxy.Port())});
-    ExpectFailure(SMTP_STEP_SOCKS, error, text, "Command Canceled");
-  }
-  EXPECT_EQ(server_.Connections(), 0u);
-}
-
 TEST_F(SmtpProxyFailure, NoProxyGetsAServerNameWithControls) {
   SocksServer proxy;
   smtp_->ProxyUseRemoteDNS(true);

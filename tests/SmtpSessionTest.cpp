@@ -281,27 +281,6 @@ TEST_F(SmtpSession, ASessionWorksOnCopies) {
   EXPECT_EQ(smtp_->SenderHostName(), "other.test");
 }
 
-TEST_F(SmtpSession, ThroughEachKindOfProxy) {
-  SmtpServer server;
-  SocksRules rules{.user = "user", .password = "secret"};
-  for (const auto type : {SMTPProxySocks4, SMTPProxySocks5NoAuth, SMTPProxySocks5Auth}) {
-    SCOPED_TRACE(type);
-    Renew();
-    rules.method = type == SMTPProxySocks5Auth ? 2 : 0;
-    SocksServer proxy(rules);
-    const bool remoteNames = type != SMTPProxySocks4;
-    smtp_->ProxyUseRemoteDNS(remoteNames);
-    if (remoteNames) smtp_->ReceiverHostName("mx.test");
-    UseProxy(proxy.Port(), type);
-    EXPECT_TRUE(Deliver(server)) << smtp_->ResultMessage();
-    EXPECT_EQ(proxy.Requests().back().find("mx.test") != std::string::npos, remoteNames);
-    EXPECT_EQ(sink_.lines[0], "[Proxy SOCKS 127.0.0.1:" + std::to_string(proxy.Port()) + "] OK");
-    EXPECT_EQ(sink_.lines[1], "[" + smtp_->ReceiverHostName() + "] 220 mx.test ready");
-    EXPECT_EQ(smtp_->Protocol().find("secret"), std::string::npos);
-    ExpectDone();
-  }
-}
-
 TEST_F(SmtpSession, TheGreetingMayComeWithTheProxysReply) {
   SmtpServer silent(Except("", ""));
   for (std::size_t cut = 1; cut < 20; ++cut) {

@@ -12,9 +12,9 @@ namespace netro {
 
 struct SocksKind {
   int type;  // as all classes number the kinds
-  bool remoteNames;
-  peers::SocksRules rules;  // of the user "user" with the password "secret"
-  std::vector<std::string> requests;
+  bool remoteNames = false;
+  peers::SocksRules rules{};  // of the user "user" with the password "secret"
+  std::vector<std::string> requests{};
 };
 
 /// For the server `name`, or 127.0.0.1, at a port of this machine.
