@@ -118,12 +118,7 @@ TEST_F(ConnectRace, TheFirstThatOpensStays) {
 
 TEST_F(ConnectRace, TheOtherFamilyIsUsedAsThePreferenceHasIt) {
   if (!HasIPv6()) GTEST_SKIP() << "there is no IPv6 here";
-  struct {
-    Texts addresses;
-    AddressPreferenceEnum preference;
-    std::string outcome;
-    std::size_t queries;
-  } const cases[] = {
+  const std::tuple<Texts, AddressPreferenceEnum, std::string, std::size_t> cases[] = {
       {{"::1"}, preferIPv4, "Connect ::1", 2},
       {{"127.0.0.1", "::1"}, preferIPv4, "Connect 127.0.0.1", 1},
       {{"127.0.0.5", "::1"}, preferIPv4, "Connect ::1", 2},
@@ -138,11 +133,11 @@ TEST_F(ConnectRace, TheOtherFamilyIsUsedAsThePreferenceHasIt) {
       {{}, preferIPv4, "failed 11004", 2},
       {{}, preferIPv6, "failed 11004", 2},
   };
-  for (const auto& c : cases) {
-    SCOPED_TRACE((c.addresses.empty() ? "none" : c.addresses.front()) + ' ' +
-                 std::to_string(c.preference));
-    EXPECT_EQ(Connect(c.addresses, c.preference), c.outcome);
-    EXPECT_EQ(server_->Queries().size(), c.queries);
+  for (const auto& [addresses, preference, outcome, queries] : cases) {
+    SCOPED_TRACE((addresses.empty() ? "none" : addresses.front()) + ' ' +
+                 std::to_string(preference));
+    EXPECT_EQ(Connect(addresses, preference), outcome);
+    EXPECT_EQ(server_->Queries().size(), queries);
   }
 }
 

@@ -88,12 +88,7 @@ TEST(DateText, WritesTheFormsOfProtocols) {
   using std::chrono::seconds;
   const Date day = *TextToDate("2026-11-21T14:00:59.999Z");
   const Date newYear = *TextToDate("0999-01-01T00:09:05.000Z");
-  const struct {
-    DateFormat format;
-    Date local;
-    seconds zone;
-    std::string text;
-  } kCases[] = {
+  const std::tuple<DateFormat, Date, seconds, std::string> kCases[] = {
       {DateFormat::Rfc822, day, seconds(3600), "Sat, 21 Nov 2026 14:00:59 +0100"},
       {DateFormat::Rfc822, day, seconds(0), "Sat, 21 Nov 2026 14:00:59 +0000"},
       {DateFormat::Rfc822, day, seconds(-12600), "Sat, 21 Nov 2026 14:00:59 -0330"},

@@ -79,26 +79,22 @@ TEST_P(EchoPeerTest, RequestsAndReplies) {
 }
 
 TEST_P(EchoPeerTest, ErrorsOfEveryTypeArrive) {
-  struct {
-    bool v6;
-    int type, code;
-    std::int32_t status;
-  } const cases[] = {
+  const std::tuple<bool, int, int, std::int32_t> cases[] = {
       {false, 3, 0, 11002},  {false, 3, 3, 11005},  {false, 3, 4, 11009}, {false, 3, 13, 11003},
       {false, 11, 0, 11013}, {false, 11, 1, 11014}, {false, 4, 0, 11016}, {false, 12, 0, 11015},
       {true, 1, 0, 11002},   {true, 1, 4, 11005},   {true, 2, 0, 11009},  {true, 3, 0, 11013},
       {true, 3, 1, 11014},   {true, 4, 1, 11004},
   };
-  for (const auto& c : cases) {
-    if (c.v6 != GetParam().v6) continue;
+  for (const auto& [v6, type, code, status] : cases) {
+    if (v6 != GetParam().v6) continue;
     // A datagram socket does not learn of reassembly: the system keeps that to itself.
-    if (c.status == 11014 && !c.v6 && GetParam().kind == EchoSocketDatagram) continue;
+    if (status == 11014 && !v6 && GetParam().kind == EchoSocketDatagram) continue;
     auto peer = Peer([&](const EchoPeer::Request& request) {
-      return Packets{EchoPeer::Error(c.type, c.code, Host(99), request)};
+      return Packets{EchoPeer::Error(type, code, Host(99), request)};
     });
-    const auto outcome = Ask(Host(c.type * 16 + c.code, 1));
-    EXPECT_EQ(outcome.status, c.status) << c.type << "/" << c.code;
-    EXPECT_EQ(outcome.host, Host(99)) << c.type << "/" << c.code;
+    const auto outcome = Ask(Host(type * 16 + code, 1));
+    EXPECT_EQ(outcome.status, status) << type << "/" << code;
+    EXPECT_EQ(outcome.host, Host(99)) << type << "/" << code;
     EXPECT_EQ(outcome.ttl, 64);
   }
 }

@@ -279,12 +279,7 @@ TEST(HttpAnswerCutShort, IsAnErrorAtEveryPosition) {
 // The server takes the request up to its empty line and closes at once. As our last line end is
 // left unread, the system resets the connection behind the answer.
 TEST(HttpAnswerAndClose, IsTakenWhenItIsARefusal) {
-  const struct {
-    std::string answer;
-    int error;
-    int code;
-    std::size_t connections;
-  } kRefusals[] = {
+  const std::tuple<std::string, int, int, std::size_t> kRefusals[] = {
       {"HTTP/1.1 500 No\r\nContent-Type: text/plain\r\n\r\nhello", 0, 500, 1},
       {"HTTP/1.1 401 No\r\nContent-Type: text/plain\r\n\r\nhello", 0, 401, 2},
       {"HTTP/1.1 401 No\r\nContent-Length: 9\r\n\r\nhello", 10054, 0, 2},
@@ -292,15 +287,15 @@ TEST(HttpAnswerAndClose, IsTakenWhenItIsARefusal) {
       {"HTTP/1.1 500 No\r\nContent-Length: 9\r\n\r\nhello", 10054, 0, 1},
       {"HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\n\r\nhello", 10054, 0, 1},
   };
-  for (const auto& c : kRefusals) {
-    SCOPED_TRACE(c.answer);
+  for (const auto& [answer, error, code, connections] : kRefusals) {
+    SCOPED_TRACE(answer);
     peers::LoopbackServer server([&](peers::Connection& connection, std::size_t) {
       std::string request;
       char byte = 0;
       while (!request.ends_with("\r\n\r\n") && recv(connection.Fd(), &byte, 1, MSG_WAITALL) == 1)
         request += byte;
       recv(connection.Fd(), &byte, 1, MSG_PEEK);  // until what is left unread has come
-      connection.Send(c.answer);
+      connection.Send(answer);
       connection.Close();
     });
     HTTPCls http;
@@ -309,10 +304,10 @@ TEST(HttpAnswerAndClose, IsTakenWhenItIsARefusal) {
     UseProxy(http, ProxyPipe, server.Port());
     http.URL("http://example.test/");
     const std::string text = Query(http);
-    EXPECT_EQ(http.LastErr(), c.error) << text;
-    EXPECT_EQ(http.HTTPResult(), c.code);
-    EXPECT_EQ(server.Connections(), c.connections);
-    EXPECT_TRUE(c.error != 0 || text == c.answer) << text;
+    EXPECT_EQ(http.LastErr(), error) << text;
+    EXPECT_EQ(http.HTTPResult(), code);
+    EXPECT_EQ(server.Connections(), connections);
+    EXPECT_TRUE(error != 0 || text == answer) << text;
   }
 }
 

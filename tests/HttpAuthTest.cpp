@@ -83,12 +83,7 @@ std::string AnswerTo(HTTPCls& http, const std::string& challenge) {
 }
 
 TEST(HttpAuth, EachChallengeIsAnsweredAtMostOnce) {
-  const struct {
-    std::vector<std::string> statuses;
-    bool afterChallenge;
-    std::size_t connections;
-    int result;
-  } kCases[] = {
+  const std::tuple<std::vector<std::string>, bool, std::size_t, int> kCases[] = {
       {{"200 OK"}, true, 1, 200},
       {{"401 Unauthorized"}, false, 1, 401},
       {{"401 Unauthorized"}, true, 2, 401},
@@ -104,25 +99,25 @@ TEST(HttpAuth, EachChallengeIsAnsweredAtMostOnce) {
       {{"200 OK\r\nX-Note: 401 407"}, true, 1, 200},
   };
   for (const ProxyTypeEnum type : {NoProxy, ProxyBasicAuthorization, ProxyMSISAServer, ProxyPipe})
-    for (const auto& c : kCases) {
-      SCOPED_TRACE(c.statuses[0] + ", proxy " + std::to_string(type));
+    for (const auto& [statuses, afterChallenge, connections, result] : kCases) {
+      SCOPED_TRACE(statuses[0] + ", proxy " + std::to_string(type));
       HTTPCls http;
       http.ProxyType(type);
-      http.SendAuthAfterChallenge(c.afterChallenge);
+      http.SendAuthAfterChallenge(afterChallenge);
       std::vector<std::string> answers;
-      for (const std::string& status : c.statuses) answers.push_back(Answer(status));
+      for (const std::string& status : statuses) answers.push_back(Answer(status));
       http.ProxyUser("pu");
       const auto requests = Exchange(http, answers);
       EXPECT_EQ(http.LastErr(), 0);
       if (type != NoProxy) {
-        EXPECT_EQ(requests.size(), c.connections);
-        EXPECT_EQ(http.HTTPResult(), c.result);
+        EXPECT_EQ(requests.size(), connections);
+        EXPECT_EQ(http.HTTPResult(), result);
         continue;
       }
       // Nobody but a proxy is told the proxy's credentials, whatever it answers.
-      const bool refusal = c.statuses[0].starts_with("407");
-      EXPECT_EQ(requests.size(), refusal ? 1 : c.connections);
-      EXPECT_EQ(http.HTTPResult(), refusal ? 407 : c.result);
+      const bool refusal = statuses[0].starts_with("407");
+      EXPECT_EQ(requests.size(), refusal ? 1 : connections);
+      EXPECT_EQ(http.HTTPResult(), refusal ? 407 : result);
       EXPECT_TRUE(Lines(requests[0], "Proxy-Authorization").empty());
     }
 }

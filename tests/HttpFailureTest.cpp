@@ -145,25 +145,21 @@ TEST(HttpTimeout, IsTrueOnlyForTheAnswer) {
     pollfd stop{connection.StopFd(), POLLIN, 0};
     poll(&stop, 1, -1);
   });
-  const struct {
-    const char* name;
-    int port;
-    ProxyTypeEnum type;
-    bool timeout;
-  } kCases[] = {{"connect", full.Port(), NoProxy, false},
-                {"proxy's reply", proxy.Port(), ProxySocks4, false},
-                {"sending", deaf.Port(), NoProxy, false},
-                {"no byte", silent.Port(), NoProxy, true},
-                {"half the body", half.Port(), NoProxy, true}};
-  for (const auto& c : kCases) {
-    SCOPED_TRACE(c.name);
+  const std::tuple<const char*, int, ProxyTypeEnum, bool> kCases[] = {
+      {"connect", full.Port(), NoProxy, false},
+      {"proxy's reply", proxy.Port(), ProxySocks4, false},
+      {"sending", deaf.Port(), NoProxy, false},
+      {"no byte", silent.Port(), NoProxy, true},
+      {"half the body", half.Port(), NoProxy, true}};
+  for (const auto& [name, port, type, timeout] : kCases) {
+    SCOPED_TRACE(name);
     HTTPCls http;
     http.TimeOutSeconds(1);
-    http.URL(LoopbackUrl(c.port));
-    if (c.port == deaf.Port()) PostMuch(http, c.port);
-    UseProxy(http, c.type, c.port);
+    http.URL(LoopbackUrl(port));
+    if (port == deaf.Port()) PostMuch(http, port);
+    UseProxy(http, type, port);
     const auto start = steady_clock::now();
-    EXPECT_EQ(Query(http, c.timeout), "Command Timed Out");
+    EXPECT_EQ(Query(http, timeout), "Command Timed Out");
     EXPECT_GE(steady_clock::now() - start, milliseconds(990));
     EXPECT_LT(steady_clock::now() - start, milliseconds(10000));
     EXPECT_EQ(http.LastErr(), 10002);

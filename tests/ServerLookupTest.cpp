@@ -198,12 +198,7 @@ TEST_F(ServerLookup, SilentServersComeLastForAWhile) {
 TEST_F(ServerLookup, ServersAreTakenAsTheyAre) {
   const std::string alias = dns::Record(dns::kQuestion, TYPE_CNAME, dns::kQuestion);
   const auto isPlain = [](const std::string& query) { return query[11] == 0; };
-  struct {
-    const char* name;
-    DnsServer::Answer answer;
-    std::string result;
-    std::int32_t error;
-  } const cases[] = {
+  const std::tuple<const char*, DnsServer::Answer, std::string, std::int32_t> cases[] = {
       {"wrong case, then the right one",
        [](const std::string& q) -> Replies {
          std::string other = q;  // never the one asked, which is in lower case by chance sometimes
@@ -237,13 +232,13 @@ TEST_F(ServerLookup, ServersAreTakenAsTheyAre) {
        "", 11004},
       {"a circle of aliases", Replying([=](auto& reply) { reply.Answer(alias); }), "", 11002},
   };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    DnsServer server(c.answer,
+  for (const auto& [name, answer, result, error] : cases) {
+    SCOPED_TRACE(name);
+    DnsServer server(answer,
                      [](Connection& connection, const std::string&) { connection.Reset(); });
     socket_.ClearDNSCache();
-    EXPECT_EQ(Lookup(server.Port()), c.result);
-    EXPECT_EQ(socket_.DNSLastErr(), c.error);
+    EXPECT_EQ(Lookup(server.Port()), result);
+    EXPECT_EQ(socket_.DNSLastErr(), error);
   }
 }
 
