@@ -37,8 +37,7 @@ DnsServer::Answer Holding(Texts addresses) {
 bool HasIPv6() { return !SourceAddress(*ParseAddress("::1")).IsNone(); }
 
 // 127.0.0.1 and ::1 listen, 127.0.0.9 takes no more connections, all others refuse.
-class ConnectRace : public testing::Test {
- protected:
+struct ConnectRace : testing::Test {
   void SetUp() override {
     socket_->ClearDNSCache();
     ASSERT_TRUE(listener_.Listen("127.0.0.1"));

@@ -1,5 +1,4 @@
 // Cookies: what is taken, where it goes, what pushes it out, and the file.
-
 #include <netro/CookieJar.h>
 #include <sys/stat.h>
 
@@ -150,8 +149,7 @@ TEST(CookieJar, SizesHaveLimits) {
   EXPECT_EQ(jar.CookieHeader("http://h0.example/"), "");
 }
 
-class CookieFile : public testing::Test {
- protected:
+struct CookieFile : testing::Test {
   std::string LoadError(const std::string& text) {
     WriteFile(path_, text);
     jar_.Load(path_);

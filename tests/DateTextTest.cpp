@@ -1,5 +1,4 @@
 // Dates as text and back: known moments, what is refused, and round trips that lose nothing.
-
 #include <cstdlib>
 #include <limits>
 #include <random>

@@ -1,5 +1,4 @@
 // What becomes of each record of a reply: types, names, and replies that are cut short or lie.
-
 #include "DnsTestKit.h"
 
 namespace netro {

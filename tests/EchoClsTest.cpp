@@ -1,5 +1,4 @@
 // EchoCls on loopback: many requests at once, how they end, and what a handler may do.
-
 #include <netro/Task.h>
 
 #include "EchoKit.h"
@@ -41,8 +40,7 @@ TEST(EchoWithoutSocket, WithoutPermission) {
   EXPECT_EQ(echo.SocketUsed(), EchoSocketNone);
 }
 
-class Echoes : public testing::Test {
- protected:
+struct Echoes : testing::Test {
   void SetUp() override {
     if (!EchoIsPermitted()) GTEST_SKIP() << "the system allows this program no echo";
     echo_->Events(&replies_);

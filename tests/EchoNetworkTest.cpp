@@ -1,7 +1,6 @@
 // Echo sockets of both kinds and both families in network namespaces: a scripted peer that answers
 // with every message there is, right and wrong; and four hosts in a row. Skipped where the system
 // has no namespaces for this user; the test low_ports then runs them.
-
 #include "EchoKit.h"
 #include "EchoNetworks.h"
 #include "peers/EchoPeer.h"
@@ -12,8 +11,7 @@ namespace {
 
 using Packets = std::vector<std::string>;
 
-class BothKinds : public testing::TestWithParam<EchoWay> {
- protected:
+struct BothKinds : testing::TestWithParam<EchoWay> {
   // Sends one request and waits for its outcome.
   EchoSeen Ask(const std::string& ip, std::int32_t ttl = 0, std::int32_t size = 32,
                std::int32_t timeout = 5000) {
@@ -32,8 +30,7 @@ class BothKinds : public testing::TestWithParam<EchoWay> {
 
 // --- a scripted peer on loopback -----------------------------------------------------------------
 
-class EchoPeerTest : public BothKinds {
- protected:
+struct EchoPeerTest : BothKinds {
   void SetUp() override {
     if (!network_.IsMade()) GTEST_SKIP() << "no network namespaces can be made here";
     ASSERT_TRUE(OwnNetwork::Set("icmp_echo_ignore_all", "1") && GrantKind());
@@ -278,8 +275,7 @@ INSTANTIATE_TEST_SUITE_P(EchoNetwork, EchoPeerTest, testing::ValuesIn(kEchoWays)
 
 // --- four hosts in a row -------------------------------------------------------------------------
 
-class EchoRoute : public BothKinds {
- protected:
+struct EchoRoute : BothKinds {
   void SetUp() override {
     if (!hosts_.IsMade()) GTEST_SKIP() << "no network namespaces can be made here";
     ASSERT_TRUE(GrantKind() && FourHosts::AwaitWay());
@@ -387,7 +383,7 @@ TEST_P(EchoRoute, ANarrowWay) {
 
 INSTANTIATE_TEST_SUITE_P(EchoNetwork, EchoRoute, testing::ValuesIn(kEchoWays), EchoWayName);
 
-class EchoRoute6 : public EchoRoute {};
+struct EchoRoute6 : EchoRoute {};
 
 // A link-local address is one of its link.
 TEST_P(EchoRoute6, LinkLocalHosts) {

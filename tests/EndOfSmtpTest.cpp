@@ -1,11 +1,10 @@
 // How the caller ends a session in its events, and at any moment. The waits are in ServerCallsTest.
-
 #include "SmtpTestKit.h"
 
 namespace netro {
 namespace {
 
-class EndOfSmtp : public SmtpTest {};
+struct EndOfSmtp : SmtpTest {};
 
 // Inside each line of a session and each progress.
 TEST_F(EndOfSmtp, InEachEvent) {

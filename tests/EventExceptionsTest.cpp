@@ -1,6 +1,5 @@
 // What the events of a SocketCls throw, and what passes through its calls: the stream loses
 // nothing, no other socket waits in vain, and what a call has begun is closed.
-
 #include <netro/EchoCls.h>
 #include <netro/LogfileCLS.h>
 #include <netro/SocketCls.h>
@@ -124,8 +123,7 @@ TEST(SocketExceptions, InASendLetTheOuterSendTryAgain) {
   EXPECT_EQ(outer.SendData(much), 0);
 }
 
-class EventExceptions : public testing::Test {
- protected:
+struct EventExceptions : testing::Test {
   Trap trap_;
   Sink sink_{trap_};
   TemporaryFolder folder_;

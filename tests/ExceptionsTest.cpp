@@ -1,7 +1,6 @@
 // What the host's functions throw: it arrives at the caller of the blocking call or of the pump,
 // which is over then, and every object can be used again at once. torture/ throws at every event
 // and at many turns of every blocking call; EventExceptionsTest has the events of other calls.
-
 #include <netro/HTTPCls.h>
 #include <netro/SendMailCls.h>
 
@@ -16,8 +15,7 @@ namespace {
 
 constexpr std::int32_t kPending = 3018;
 
-class Exceptions : public testing::Test {
- protected:
+struct Exceptions : testing::Test {
   Trap trap_;
   Sink sink_{trap_};
   HttpServer http_;

@@ -253,8 +253,7 @@ TEST(HostsFile, BigFilesAreReadToTheEnd) {
 
 // The system's answers to echoes: 127.0.0.1 and 127.0.0.2 do. 0.0.0.0 does not: what is sent there
 // comes back from 127.0.0.1. Where the system allows no echo, nothing is left out.
-class ServerDiscovery : public testing::Test {
- protected:
+struct ServerDiscovery : testing::Test {
   void Configure(const Texts& servers) {
     std::string text;
     for (const std::string& server : servers) text += "nameserver " + server + "\n";

@@ -19,8 +19,7 @@ const DnsServer::Answer kFound = Replying([](auto& reply) { reply.Answer(Address
 const DnsServer::Answer kDenied = Replying([](auto& reply) { reply.Code(3); });
 const DnsServer::Answer kTruncated = Replying([](auto& reply) { reply.Flags(0x83, 0x80); });
 
-class HostLookup : public testing::Test {
- protected:
+struct HostLookup : testing::Test {
   void SetUp() override { socket_->ClearDNSCache(); }
   void TearDown() override { SocketCls().ClearDNSCache(); }
 

@@ -1,6 +1,5 @@
 // How the HTTP client reads answers: one table, in which every answer is also delivered in two
 // blocks, cut at each of its positions. Bodies in files are in HttpFileTest.cpp.
-
 #include <sys/socket.h>
 #include <unistd.h>
 

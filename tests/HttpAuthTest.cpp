@@ -1,6 +1,5 @@
 // How the HTTP client answers the challenges of servers and proxies: how often, on which
 // connection, and with which line.
-
 #include <regex>
 
 #include "support/DigestAuth.h"

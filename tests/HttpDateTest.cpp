@@ -1,5 +1,4 @@
 // The dates of HTTP and of cookies.
-
 #include "TestKit.h"
 #include "support/HttpDate.h"
 

@@ -1,6 +1,5 @@
 // How queries of the HTTP client fail: bad input, no connection, silence; and how the caller ends
 // them, from events, timers and other threads, up to deleting the object.
-
 #include <poll.h>
 
 #include <future>

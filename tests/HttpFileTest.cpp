@@ -1,6 +1,5 @@
 // Bodies that the HTTP client writes to files: names, rights, links, and what is left behind when a
 // query fails.
-
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -20,8 +19,7 @@ std::string Answer(const std::string& type, const std::string& body) {
 
 Script Playing(const std::string& answer) { return {AwaitText("\r\n\r\n"), Send(answer)}; }
 
-class HttpFile : public testing::Test {
- protected:
+struct HttpFile : testing::Test {
   std::string Query(const BytesServer& server) {
     http_.URL(LoopbackUrl(server.Port()));
     timeout_ = true;

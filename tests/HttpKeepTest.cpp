@@ -1,5 +1,4 @@
 // After which answers a connection may carry another exchange (RFC 9112, section 9.3).
-
 #include "TestKit.h"
 #include "web/HttpAnswer.h"
 

@@ -199,8 +199,7 @@ TEST(HttpCookies, AreTakenOnTheWayAndGoWhereTheyBelong) {
 
 // --- connections that are kept ------------------------------------------------------------------
 
-class HttpKept : public testing::Test {
- protected:
+struct HttpKept : testing::Test {
   HttpKept() {
     server_.OnText("/", "hi");
     server_.On("/close", [](const auto&) {

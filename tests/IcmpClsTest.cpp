@@ -1,6 +1,5 @@
 // ICMPCls: texts and address tables; results, waits and their ends on loopback. What needs a
 // network is in EchoNetworkTest.
-
 #include <netdb.h>
 
 #include "DnsTestKit.h"
@@ -76,8 +75,7 @@ TEST(IcmpTables, ServicesOfTheSystem) {
 
 // --- calls ---------------------------------------------------------------------------------------
 
-class Icmp : public testing::Test {
- protected:
+struct Icmp : testing::Test {
   Icmp() { icmp_->Events(&hops_); }
 
   void ExpectError(std::int32_t number, const std::string& text) {
@@ -123,8 +121,7 @@ TEST_F(Icmp, WithoutPermission) {
   EXPECT_TRUE(hops_.seen.empty());
 }
 
-class IcmpEcho : public Icmp {
- protected:
+struct IcmpEcho : Icmp {
   void SetUp() override {
     if (!EchoIsPermitted()) GTEST_SKIP() << "the system allows this program no echo";
   }

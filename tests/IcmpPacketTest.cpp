@@ -1,6 +1,5 @@
 // ICMP messages by themselves: the bytes of a request, replies, errors with what they quote, and
 // the statuses that types and codes stand for.
-
 #include "TestKit.h"
 #include "platform/Echo.h"
 #include "platform/IcmpPacket.h"
@@ -69,8 +68,7 @@ IpFields From(const std::string& source, const std::string& destination,
 }
 
 // The parameter: an index of kFamilies.
-class IcmpPackets : public testing::TestWithParam<int> {
- protected:
+struct IcmpPackets : testing::TestWithParam<int> {
   // An error message of a router about a request from here to there.
   std::string ErrorPacket(const Options& options, const Options& quotedOptions,
                           const std::string& data = "data") const {

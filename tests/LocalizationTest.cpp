@@ -1,5 +1,4 @@
 // The message table and the filling of its placeholders.
-
 #include <netro/Localization.h>
 
 #include <limits>

@@ -43,8 +43,7 @@ class Journal : public LogfileCLSEvents {
   std::string events_;
 };
 
-class Logfile : public testing::Test {
- protected:
+struct Logfile : testing::Test {
   Logfile() {
     log->Events(&journal);
     log->LogFileName(name);

@@ -1,5 +1,4 @@
 // The lookup cache: lifetime, keys, and the profile file that it is saved to and restored from.
-
 #include <sys/stat.h>
 
 #include "TestKit.h"
@@ -43,8 +42,7 @@ TEST(LookupCache, EntriesLiveTenMinutes) {
   EXPECT_EQ(cache.Find("b"), std::nullopt);
 }
 
-class SavedLookupCache : public testing::Test {
- protected:
+struct SavedLookupCache : testing::Test {
   TemporaryFolder folder_;
   const std::string file_ = folder_ / "cache.ini";
   LookupCache cache_;

@@ -1,11 +1,10 @@
 // The address checks of SendMailCls that ask servers: of addresses, gateways, administrators.
-
 #include "SendMailKit.h"
 
 namespace netro {
 namespace {
 
-class MailChecks : public SendMailTest {};
+struct MailChecks : SendMailTest {};
 
 TEST_F(MailChecks, CheckeMailAddressAsksTheServer) {
   const struct {

@@ -1,5 +1,4 @@
 // Exchangers in their order, many recipients in a session, extensions, logins, kept sessions.
-
 #include "SendMailKit.h"
 #include "support/Text.h"
 
@@ -42,8 +41,7 @@ Commands Envelope(const Commands& recipients, const std::string& sender = "jane@
   return commands;
 }
 
-class MailDelivery : public SendMailTest {
- protected:
+struct MailDelivery : SendMailTest {
   const std::vector<DeliveryTry>& Tries(std::size_t index = 0) {
     return mail_->Outcomes().at(index).Tries;
   }

@@ -1,6 +1,5 @@
 // Header fields: what stays, what is encoded, and the addresses in them. Where lines end, and that
 // another decoder gets back the values, is tested in mime/ and by the fuzz target.
-
 #include "TestKit.h"
 #include "mail/AddressSyntax.h"
 #include "mail/MailAddress.h"

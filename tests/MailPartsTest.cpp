@@ -1,5 +1,4 @@
 // What the parts of a message are made with. That other decoders get them back is tested in mime/.
-
 #include <random>
 
 #include "Environment.h"

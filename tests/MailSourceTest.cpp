@@ -1,5 +1,4 @@
 // Messages that are read while they are sent, at every border, and files that change meanwhile.
-
 #include <gmock/gmock.h>
 #include <netro/Localization.h>
 
@@ -122,8 +121,7 @@ TEST(FinishedText, IsTheSameWhereverItIsCut) {
   EXPECT_EQ(ReadAll(source), "A: b\r\n");
 }
 
-class MessageFiles : public SendMailTest {
- protected:
+struct MessageFiles : SendMailTest {
   MessageFiles() {
     SendTo(server_);
     Restore();

@@ -40,8 +40,7 @@ Answer ByRecipient(const std::string& command) {
   return SmtpServer::Politely(command);
 }
 
-class Spool : public SendMailTest {
- protected:
+struct Spool : SendMailTest {
   Spool() { Renew(); }
 
   void Renew() {

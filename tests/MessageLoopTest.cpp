@@ -131,8 +131,7 @@ TEST(MessageLoop, QuitLoopEndsTheInnermostRunOnly) {
 }
 
 // These look at who turns the loop, so each has a thread and a loop of its own.
-class HostPump : public testing::Test {
- protected:
+struct HostPump : testing::Test {
   static void OnItsThread(const std::function<void(MessageLoop&)>& test) {
     std::thread([&] { test(MessageLoop::ForThisThread()); }).join();
   }

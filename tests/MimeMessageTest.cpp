@@ -1,5 +1,4 @@
 // The composed text line by line. How other programs read it is tested in tests/mime/.
-
 #include <gmock/gmock.h>
 #include <netro/Localization.h>
 #include <netro/SendMailCls.h>
@@ -33,8 +32,7 @@ std::string Known(std::string text) {
   return std::regex_replace(text, std::regex("<[0-9A-Za-z]{26}\\.[0-9]{17}@x\\.test>"), "<ID>");
 }
 
-class Composing : public testing::Test {
- protected:
+struct Composing : testing::Test {
   Composing() { mail_.CharSet("utf-8"); }
 
   void Begin() { ASSERT_TRUE(mail_.NewTextMsg("S", "a@x.test", "b@x.test", "Hello\r\n")); }

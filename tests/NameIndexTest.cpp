@@ -1,6 +1,5 @@
 // The index of names against the standard map: added and removed in random order, so that searches
 // run over gaps, moved items and the end of the array.
-
 #include <cctype>
 #include <random>
 

@@ -1,7 +1,6 @@
 // NetBIOSCls between two network namespaces: MAC addresses by ARP and neighbour discovery, and this
 // host's adapters with their counters. Skipped where the system has no namespaces for this user;
 // the test low_ports then runs them.
-
 #include <netro/NetBIOSCls.h>
 
 #include "DnsTestKit.h"
@@ -18,8 +17,7 @@ constexpr char kThere6[] = "fd77::2";
 constexpr char kAbsent6[] = "fd77::9";
 constexpr char kOtherMac[] = "02:00:5E:00:00:99";
 
-class Neighbours : public testing::Test {
- protected:
+struct Neighbours : testing::Test {
   void SetUp() override {
     if (!networks_.IsMade()) GTEST_SKIP() << "no network namespaces can be made here";
   }
@@ -67,8 +65,7 @@ class Neighbours : public testing::Test {
 };
 
 // The parameter: true for IPv6.
-class NeighboursOfBoth : public Neighbours, public testing::WithParamInterface<bool> {
- protected:
+struct NeighboursOfBoth : Neighbours, testing::WithParamInterface<bool> {
   // Whoever had an address there has it no longer.
   void TakeAway(const std::string& ip) {
     ASSERT_TRUE(networks_.IpThere("address delete " + ip + prefix_ + " dev there\n"));

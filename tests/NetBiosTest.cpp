@@ -2,7 +2,6 @@
 // hosts that are asked over UDP. Those stand on port 137 of an address of 127.0.0.0/8 of the test's
 // own; where the port may not be had, their tests are skipped, and the test low_ports runs them in
 // a network namespace.
-
 #include <netro/NetBIOSCls.h>
 #include <netro/SocketCls.h>
 #include <unistd.h>
@@ -179,8 +178,7 @@ TEST(NetBiosAdapter, NumbersThatAreNone) {
   }
 }
 
-class NetBiosRemote : public testing::Test {
- protected:
+struct NetBiosRemote : testing::Test {
   void SetUp() override {
     if (!peers::ServeOnOwnAddress([](const auto&) { return Replies(); }, 137))
       GTEST_SKIP() << "port 137 of 127.0.0.0/8 may not be used here";
@@ -338,8 +336,7 @@ TEST_F(NetBiosRemote, PropertiesKeepTheLastSuccess) {
   EXPECT_EQ(netbios_->NameCount(), 2);
 }
 
-class EndOfNetBios : public NetBiosRemote {
- protected:
+struct EndOfNetBios : NetBiosRemote {
   // Ends a query that waits for a reply, and one that looks a name up; without an object afterwards
   // it has been deleted.
   void EndEverywhere(const std::function<void()>& end, std::int32_t code = 0x0B) {

@@ -1,5 +1,4 @@
 // The way through a netlink answer: its messages and attributes, also when lengths lie.
-
 #include <linux/netlink.h>
 #include <linux/rtnetlink.h>
 

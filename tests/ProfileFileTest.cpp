@@ -1,6 +1,5 @@
 // The profile document: what is read, what a change leaves alone, what no line can hold, and size.
 // That a text comes back as it was is told by the fuzz target CacheFile and its corpus.
-
 #include "TestKit.h"
 #include "support/ProfileFile.h"
 

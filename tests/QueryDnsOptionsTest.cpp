@@ -1,5 +1,4 @@
 // QueryDNSCLS beyond its defaults: escaped names, identifiers, EDNS, truncation, response codes.
-
 #include "DnsTestKit.h"
 
 namespace netro {
@@ -16,8 +15,7 @@ std::string Opt(int size, std::uint32_t rest, const std::string& options = "") {
   return Record(Name(""), 41, options, rest, size);
 }
 
-class QueryDnsOptions : public testing::Test {
- protected:
+struct QueryDnsOptions : testing::Test {
   // Asks for `domain` a server that answers all with this.
   std::int16_t Ask(const std::function<void(DnsReply&)>& build,
                    const std::string& domain = "www.test") {

@@ -1,5 +1,4 @@
 // QueryDNSCLS over TCP: framing, how connections fail and end; and how the caller ends its pause.
-
 #include "DnsTestKit.h"
 #include "tests/peers/BytesServer.h"
 #include "tests/peers/SocksServer.h"
@@ -15,8 +14,7 @@ std::string Good(const std::string& query) {
 
 using Stream = std::function<std::string(const std::string& query)>;
 
-class QueryDnsTcp : public testing::Test {
- protected:
+struct QueryDnsTcp : testing::Test {
   // Asks a server that sends `stream` once, over TCP.
   std::int16_t Ask(const Stream& stream, StreamEnd end = StreamEnd::kStay,
                    std::vector<std::size_t> cuts = {}) {

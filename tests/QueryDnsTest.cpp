@@ -1,5 +1,4 @@
 // QueryDNSCLS over UDP: what goes on the wire, which datagrams count, and how often it asks.
-
 #include "DnsTestKit.h"
 #include "SystemRoot.h"
 

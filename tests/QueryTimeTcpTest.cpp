@@ -3,7 +3,6 @@
 //
 // And over UDP on port 123, which makes it speak SNTP, of an address of 127.0.0.0/8 of the test's
 // own. Where the port may not be had, these tests are skipped; the test low_ports then runs them.
-
 #include <netro/QueryTimeCLS.h>
 
 #include <semaphore>
@@ -25,8 +24,7 @@ std::string Reply(const std::string& request, std::uint32_t stamp = kStampOf2000
   return TimeReply().Stratum(1).Originate(peers::TransmitOf(request)).Transmit(stamp).Bytes();
 }
 
-class QueryTimeTcp : public testing::Test {
- protected:
+struct QueryTimeTcp : testing::Test {
   QueryTimeTcp() {
     time_.UseUDP(false);
     time_.Server("127.0.0.1");
@@ -117,8 +115,7 @@ TEST_F(QueryTimeTcp, AServerMayAnswerBeforeTheConnectionIsNoticed) {
 }
 
 // A SOCKS 4 proxy that is the time server itself, whatever port it is asked for.
-class QueryTimeSntpTcp : public QueryTimeTcp {
- protected:
+struct QueryTimeSntpTcp : QueryTimeTcp {
   bool AskSntp(const std::function<std::string(const std::string& request)>& reply,
                const std::vector<std::size_t>& cuts = {}) {
     peers::LoopbackServer server([&](Connection& connection, std::size_t) {
@@ -180,8 +177,7 @@ std::uint32_t SecondsNow() {
   return static_cast<std::uint32_t>(since1970.count() + peers::kTimeOf1970);
 }
 
-class QueryTimeSntp : public testing::Test {
- protected:
+struct QueryTimeSntp : testing::Test {
   void SetUp() override {
     if (!peers::ServeOnOwnAddress([](const auto&) { return Replies(); }, 123))
       GTEST_SKIP() << "port 123 of 127.0.0.0/8 may not be used here";

@@ -1,6 +1,5 @@
 // QueryTimeCLS over UDP on ports other than SNTP's: the time protocol, which replies count, the
 // name of a secondary's reference, time-outs, and what comes late.
-
 #include <netro/QueryTimeCLS.h>
 
 #include <cmath>
@@ -25,8 +24,7 @@ DatagramServer::Answer Always(DatagramServer::Replies replies) {
 
 std::string Secondary() { return peers::SecondaryReply().Bytes(); }
 
-class QueryTime : public testing::Test {
- protected:
+struct QueryTime : testing::Test {
   QueryTime() {
     time_->Server("127.0.0.1");
     time_->DNSURL("127.0.0.1:1");

@@ -21,8 +21,7 @@ const std::string kMuch(16 * 1024 * 1024, 'm');  // more than the system has roo
 
 // Connected to a server that reads nothing until it is told, with a queue that the system cannot
 // take.
-class Queued : public testing::Test {
- protected:
+struct Queued : testing::Test {
   void SetUp() override {
     ASSERT_TRUE(ConnectAndWait(*socket_, server_.Port()));
     ASSERT_TRUE(PumpUntil([&] { return recorder_.Saw("SendComplete"); }));

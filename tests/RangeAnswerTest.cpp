@@ -1,5 +1,4 @@
 // Continuing a body: the fields of the request, Content-Range, and what an answer means.
-
 #include "TestKit.h"
 #include "web/RangeAnswer.h"
 

@@ -1,5 +1,4 @@
 // Bodies of requests: memory, files, functions and forms, read in pieces of any size.
-
 #include "SourceKit.h"
 #include "web/MultipartBody.h"
 
@@ -24,8 +23,7 @@ FunctionSource::Reader Giving(const std::string& text, std::shared_ptr<std::size
   };
 }
 
-class Bodies : public testing::Test {
- protected:
+struct Bodies : testing::Test {
   TemporaryFolder folder_;
   std::string path_ = folder_ / "a file.txt";
   std::int32_t error_ = 0;

@@ -10,8 +10,7 @@ namespace {
 
 const std::string kMuch(64 * 1024 * 1024, 'm');
 
-class BlockedSend : public testing::Test {
- protected:
+struct BlockedSend : testing::Test {
   void SetUp() override { ASSERT_TRUE(ConnectAndWait(*socket_, server_.Port())); }
 
   // Runs `action` on this thread once the send below it is blocked.

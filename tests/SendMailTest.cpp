@@ -1,11 +1,10 @@
 // SendMailCls beyond composing: recipients, BCC, events that change the object, failures of DNS.
-
 #include "SendMailKit.h"
 
 namespace netro {
 namespace {
 
-class SendMail : public SendMailTest {};
+struct SendMail : SendMailTest {};
 
 TEST_F(SendMail, EachRecipientGetsTheTextOnceInOneSession) {
   SmtpServer server;

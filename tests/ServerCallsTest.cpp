@@ -1,6 +1,5 @@
 // What the classes that ask one server have in common: SOCKS proxies, silence, and how the caller
 // ends a call wherever it waits.
-
 #include <netro/Localization.h>
 #include <netro/QueryTimeCLS.h>
 #include <netro/WhoIsCls.h>
@@ -336,8 +335,7 @@ void ExpectRefused(SMTPCls& smtp) {
 }
 
 template <class Client>
-class ServerCalls : public testing::Test {
- protected:
+struct ServerCalls : testing::Test {
   using How = Asks<Client>;
 
   ServerCalls() { Renew(); }

@@ -82,8 +82,7 @@ class Forger {
   std::jthread thread_;
 };
 
-class ServerLookup : public testing::Test {
- protected:
+struct ServerLookup : testing::Test {
   void SetUp() override { socket_.ClearDNSCache(); }
   void TearDown() override { socket_.ClearDNSCache(); }
 

@@ -1,5 +1,4 @@
 // Sessions that find the server themselves: whom they ask, which exchanger they choose.
-
 #include "DnsTestKit.h"
 #include "SmtpTestKit.h"
 #include "SystemRoot.h"
@@ -18,8 +17,7 @@ std::string Address(const std::string& name, int last, int type = TYPE_A) {
   return Record(Name(name), type, Octets({127, 0, 0, last}));
 }
 
-class SmtpExchanger : public SmtpTest {
- protected:
+struct SmtpExchanger : SmtpTest {
   SmtpExchanger() { DefaultHostLookup().Clear(); }
   ~SmtpExchanger() override { DefaultHostLookup().Clear(); }
 

@@ -1,5 +1,4 @@
 // Sessions that fail: refusals, connections that end, silence, floods, and proxies.
-
 #include <netro/Localization.h>
 
 #include "DnsTestKit.h"
@@ -18,7 +17,7 @@ constexpr char kClosed[] =
 constexpr char kRefused[] =
     "Connection Refused. The target machine actively refused the attempt to connect to it.";
 
-class SmtpFailure : public SmtpTest {};
+struct SmtpFailure : SmtpTest {};
 
 TEST_F(SmtpFailure, ARefusalEndsTheSessionWithItsReply) {
   const std::pair<std::string, std::int32_t> kReplies[] = {{"554 no\r\n", 554},
@@ -204,8 +203,7 @@ std::string ZoneBeforeMidnight(seconds left) {
 constexpr std::chrono::hours kFarFromMidnight(12);
 
 // A session with a server that says nothing in one place, and a clock that runs meanwhile.
-class SmtpSilence : public SmtpFailure {
- protected:
+struct SmtpSilence : SmtpFailure {
   bool DeliverInto(const std::string& command, const std::string& part = "",
                    milliseconds budget = minutes(10)) {
     SmtpServer server([&](const std::string& asked) -> Answer {
@@ -294,8 +292,7 @@ TEST_F(SmtpSilence, AWaitThatPassesMidnightEndsTenMinutesLater) {
   }
 }
 
-class SmtpProxyFailure : public SmtpFailure {
- protected:
+struct SmtpProxyFailure : SmtpFailure {
   bool DeliverThrough(int port, SMTPProxyTypeEnum type = SMTPProxySocks5Auth) {
     UseProxy(port, type);
     return Deliver(server_);

@@ -1,5 +1,4 @@
 // Sessions that succeed: the wire, the transcript, the events, replies in pieces, SOCKS proxies.
-
 #include <future>
 #include <limits>
 
@@ -20,7 +19,7 @@ constexpr char kCommands[] =
 constexpr char kData[] = "[me.test] DATA\r\n[127.0.0.1] 354 go ahead\r\n";
 constexpr char kEnd[] = "[127.0.0.1] 250 ok\r\n[me.test] QUIT\r\n[127.0.0.1] 221 bye";
 
-class SmtpSession : public SmtpTest {};
+struct SmtpSession : SmtpTest {};
 
 TEST_F(SmtpSession, DialogueAndTranscriptOfEachLevel) {
   const std::string data = "Subject: x\r\n\r\n.\r\n.x\r\nend\r\n";

@@ -57,8 +57,7 @@ inline constexpr std::int32_t kSteps[] = {SMTP_STEP_CONNECT, SMTP_STEP_HELO, SMT
                                           SMTP_STEP_RCPTTO,  SMTP_STEP_DATA, SMTP_STEP_SENDDATA,
                                           SMTP_STEP_QUIT};
 
-class SmtpTest : public testing::Test {
- protected:
+struct SmtpTest : testing::Test {
   SmtpTest() { Renew(); }
 
   void Renew() {

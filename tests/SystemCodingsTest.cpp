@@ -1,6 +1,5 @@
 // The content codings of the system's libraries, alone and in a chain: blocks cut anywhere, bytes
 // that are corrupt, bodies that unpack to far more than came.
-
 #include <netro/HTTPCls.h>
 #include <netro/SystemCodings.h>
 #include <zlib.h>

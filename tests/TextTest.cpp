@@ -1,5 +1,4 @@
 // The helpers for texts and bytes, above all at their edges.
-
 #include <limits>
 
 #include "TestKit.h"

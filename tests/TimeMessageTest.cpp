@@ -1,6 +1,5 @@
 // The messages of the time client by themselves: the bytes of a request, and what each field of a
 // reply becomes.
-
 #include <cmath>
 
 #include "TestKit.h"

@@ -1,6 +1,5 @@
 // TimeSurveyCls: which clocks agree, as a table, and surveys of servers on port 123 of addresses of
 // 127.0.0.0/8. Where the port may not be had, those are skipped; the test low_ports then runs them.
-
 #include <netro/TimeSurveyCls.h>
 
 #include "DnsTestKit.h"
@@ -69,8 +68,7 @@ DatagramServer::Answer Clock(double ahead) {
   return [=](const std::string& request) -> Replies { return {ReplyOf(request, ahead).Bytes()}; };
 }
 
-class TimeSurvey : public testing::Test {
- protected:
+struct TimeSurvey : testing::Test {
   void SetUp() override {
     if (!peers::ServeOnOwnAddress(Clock(0), 123)) {
       GTEST_SKIP() << "port 123 of 127.0.0.0/8 may not be used here";

@@ -96,8 +96,7 @@ class TunnelProxy {
   peers::LoopbackServer server_;
 };
 
-class Https : public testing::Test {
- protected:
+struct Https : testing::Test {
   Https() {
     server_.Plain().OnText("/", "hi");
     http_.Tls(provider_);

@@ -1,5 +1,4 @@
 // Mail sessions that are protected, and against those who are in between.
-
 #include "SendMailKit.h"
 #include "TlsTestKit.h"
 #include "support/Text.h"
@@ -44,8 +43,7 @@ struct Script {
   bool deaf = false;  // once the message is to come
 };
 
-class TlsSmtp : public SendMailTest {
- protected:
+struct TlsSmtp : SendMailTest {
   std::unique_ptr<TlsServer> Serve(const Script& script) {
     plain_.clear();
     hidden_.clear();

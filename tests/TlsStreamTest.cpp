@@ -143,8 +143,7 @@ TEST(TlsHandshake, RunsThroughASocksTunnel) {
 }
 
 // A host that takes the first flight and never answers.
-class Silent : public testing::Test {
- protected:
+struct Silent : testing::Test {
   void SetUp() override { ASSERT_TRUE(ConnectAndWait(*socket_, server_.Port())); }
   void After(std::function<void()> act) {
     MessageLoop& loop = MessageLoop::ForThisThread();

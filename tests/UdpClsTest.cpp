@@ -8,8 +8,7 @@
 namespace netro {
 namespace {
 
-class UdpCls : public testing::Test {
- protected:
+struct UdpCls : testing::Test {
   void SetUp() override {
     udp_->URL("127.0.0.1");
     udp_->Port(peer_.Port());

@@ -1,5 +1,4 @@
 // References against a base, origins, and URLs for showing.
-
 #include "TestKit.h"
 #include "support/UrlReference.h"
 

@@ -1,5 +1,4 @@
 // Splitting and encoding of URLs.
-
 #include "TestKit.h"
 #include "support/Url.h"
 

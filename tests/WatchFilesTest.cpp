@@ -225,8 +225,7 @@ TEST(WatchHistory, ClocksMayBeSet) {
   EXPECT_EQ(past.Outages[0].Reason.size(), WatchHistory::kLongestReason);
 }
 
-class WatchStateFile : public testing::Test {
- protected:
+struct WatchStateFile : testing::Test {
   std::string Read() {
     hosts.clear();
     others.clear();

@@ -16,8 +16,7 @@ WatchReport About(const std::string& name, WatchReport::Kind kind = WatchReport:
   return report;
 }
 
-class WatchReporting : public testing::Test {
- protected:
+struct WatchReporting : testing::Test {
   WatchReporting() { settings.groupSeconds = 0; }
   ~WatchReporting() override { reports->GiveUp(); }
 

@@ -50,8 +50,7 @@ class Journal : public WatchpostClsEvents {
   std::string events_;
 };
 
-class Watchpost : public testing::Test {
- protected:
+struct Watchpost : testing::Test {
   Watchpost() {
     Make();
     server.On("/", [this](const peers::HttpRequest&) {

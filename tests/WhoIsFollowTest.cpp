@@ -1,6 +1,5 @@
 // WhoIsCls with referrals and a table of servers: who is asked what, which addresses referrals may
 // lead to, what counts as one, limits of the whole.
-
 #include <netro/WhoIsCls.h>
 
 #include <sstream>
@@ -125,8 +124,7 @@ TEST(WhoIsReferral, OnlyLinesThatNameAHostLeadOn) {
                                                          "first.test:43, which has been asked"s});
 }
 
-class WhoIsFollow : public testing::Test {
- protected:
+struct WhoIsFollow : testing::Test {
   WhoIsFollow() {
     who_->Timeout(10);
     who_->Follow(true);

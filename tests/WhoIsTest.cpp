@@ -1,5 +1,4 @@
 // WhoIsCls: what it sends, how answers and connections end, and what stays in Result.
-
 #include <netro/WhoIsCls.h>
 
 #include <semaphore>
@@ -14,8 +13,7 @@ namespace {
 
 constexpr std::size_t kLargestAnswer = 64 * 1024 * 1024;
 
-class WhoIs : public testing::Test {
- protected:
+struct WhoIs : testing::Test {
   WhoIs() {
     who_->Timeout(10);
     DefaultHostLookup().Clear();

@@ -1,6 +1,5 @@
 // Files read and replaced whole: kinds and rights, links, failures that leave nothing behind, two
 // writers at once, and the folder of the settings.
-
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -20,8 +19,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-class WholeFile : public testing::Test {
- protected:
+struct WholeFile : testing::Test {
   std::ptrdiff_t FilesHere() const {
     return std::distance(fs::directory_iterator(folder_.Path()), fs::directory_iterator());
   }

@@ -1,5 +1,4 @@
 // QueryDNSCLS and zone transfers: where one ends, and what is kept when it ends too early.
-
 #include "DnsTestKit.h"
 
 namespace netro {
@@ -27,8 +26,7 @@ std::vector<std::string> Hosts(int begin, int end) {
   return records;
 }
 
-class ZoneTransfer : public testing::Test {
- protected:
+struct ZoneTransfer : testing::Test {
   std::int16_t Transfer(const DnsServer& server, QueryEnum type = TYPE_AXFR) {
     PointAt(*dns_, server.Port(), type, "test");
     return dns_->QueryZone();
