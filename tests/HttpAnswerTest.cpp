@@ -231,8 +231,7 @@ TEST_P(HttpAnswer, IsReadHoweverItIsCut) {
   std::vector<Script> scripts;
   for (std::size_t cut = 0; cut < c.answer.size(); ++cut) scripts.push_back(ScriptOf(c, cut));
   BytesServer server(scripts);
-  HTTPCls http;
-  http.URL(LoopbackUrl(server.Port()));
+  HttpClient http(LoopbackUrl(server.Port()));
   http.QueryType(c.type);
   http.RemoveChunkHeader(!c.keepFraming);
   http.TimeOutSeconds(5);
@@ -322,8 +321,7 @@ TEST(HttpAnswerHeader, IsLimited) {
       {{AwaitText("\r\n\r\n"), Send(good), Stay()},
        {AwaitText("\r\n\r\n"), Send(endless), Stay()},
        {AwaitText("\r\n\r\n"), Send("HTTP/1.1 200 " + std::string(300000, 'x')), Stay()}});
-  HTTPCls http;
-  http.URL(LoopbackUrl(server.Port()));
+  HttpClient http(LoopbackUrl(server.Port()));
   EXPECT_TRUE(Query(http) == good);
   for (int i = 0; i < 2; ++i) {
     EXPECT_NE(Query(http), "");
@@ -335,8 +333,7 @@ TEST(HttpAnswerProperties, TellOfTheLastAnswerOnly) {
   const std::string typed =
       "HTTP/1.1 200 OK\r\ncontent-type:  text/html; charset=utf-8 \r\nContent-Length: 2\r\n\r\nhi";
   BytesServer server({{AwaitText("\r\n\r\n"), Send(typed)}, {AwaitText("\r\n\r\n")}});
-  HTTPCls http;
-  http.URL(LoopbackUrl(server.Port()));
+  HttpClient http(LoopbackUrl(server.Port()));
   Query(http);
   EXPECT_EQ(http.ContentType(), "text/html; charset=utf-8");
   EXPECT_EQ(http.ReceivedBytes(), static_cast<double>(typed.size()));

@@ -56,8 +56,7 @@ TEST(HttpUpload, ComesFromEverySource) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
-    HTTPCls http;
-    http.URL(server.Url("/"));
+    HttpClient http(server.Url("/"));
     c.prepare(http);
     Ask(http);
     EXPECT_EQ(http.HTTPResult(), 200);
@@ -74,8 +73,7 @@ TEST(HttpUpload, AFormHoldsFieldsAndFiles) {
   server.OnText("/", "ok");
   const TemporaryFolder folder;
   WriteFile(folder / "a.txt", "file text");
-  HTTPCls http;
-  http.URL(server.Url("/"));
+  HttpClient http(server.Url("/"));
   http.AddFormField("name", "va\r\nlue");
   http.AddFormFile("file", folder / "a.txt", "text/x-own");
   Ask(http);
@@ -101,8 +99,7 @@ TEST(HttpUpload, AnAnswerInPlaceOfContinueIsTheAnswer) {
         {{peers::AwaitText("\r\n\r\n"), peers::Send(answer)},
          {peers::AwaitText("xyz"), peers::Send("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n")}});
     std::string left = "abcxyz";
-    HTTPCls http;
-    http.URL(LoopbackUrl(server.Port()));
+    HttpClient http(LoopbackUrl(server.Port()));
     http.BodyFunction(Giving(left, 3), std::nullopt, [&] { return left = "abcxyz", true; });
     Ask(http);
     EXPECT_EQ(http.HTTPResult(), status);
@@ -114,8 +111,7 @@ TEST(HttpUpload, AnAnswerInPlaceOfContinueIsTheAnswer) {
 TEST(HttpUpload, ASourceThatGivesUpEndsTheQuery) {
   HttpServer server;
   server.OnText("/", "ok");
-  HTTPCls http;
-  http.URL(server.Url("/"));
+  HttpClient http(server.Url("/"));
   http.BodyFunction([](std::span<std::uint8_t>) { return std::ptrdiff_t{-1}; });
   Ask(http);
   EXPECT_EQ(http.LastErr(), 20125);
@@ -135,8 +131,7 @@ TEST(HttpOptions, WhatCannotBeSentIsNamed) {
       {[](HTTPCls& http) { http.AddHostAddress("h", 80, "nowhere"); }, "AddHostAddress"},
   };
   for (const auto& [prepare, name] : kCases) {
-    HTTPCls http;
-    http.URL("http://127.0.0.1:1/");
+    HttpClient http("http://127.0.0.1:1/");
     prepare(http);
     EXPECT_NE(Ask(http).find(name), std::string::npos) << name;
     EXPECT_EQ(http.LastErr(), 10022) << name;
@@ -211,8 +206,7 @@ TEST(HttpAnswerBody, NoMoreThanAllowedIsKeptInMemory) {
     return HttpServer::Answer("200 OK\r\nContent-Type: text/x", std::string(300'000, 'x'));
   });
   for (const char* path : {"/", "/endless"}) {
-    HTTPCls http;
-    http.URL(server.Url(path));
+    HttpClient http(server.Url(path));
     http.MaxBodyLen(100'000);
     EXPECT_NE(Ask(http).find("MaxBodyLen"), std::string::npos);
     EXPECT_EQ(http.LastErr(), 10040);
@@ -238,8 +232,7 @@ TEST(HttpAnswerBody, AFileIsReplacedWhenItIsWhole) {
     WriteFile(file, "old");
     HttpServer server;
     server.On("/", [&](const auto&) { return answer; });
-    HTTPCls http;
-    http.URL(server.Url("/"));
+    HttpClient http(server.Url("/"));
     http.SaveAsFile(true);
     http.Filename(file);
     http.ReplaceWhenWhole(true);
@@ -317,8 +310,7 @@ TEST(HttpAnswerBody, APartIsContinuedOnlyIfItIsOne) {
     std::atomic<int> asked = 0;
     HttpServer server;
     server.On("/", [&](const auto&) { return asked++ == 0 ? c.first : c.second; });
-    HTTPCls http;
-    http.URL(server.Url("/"));
+    HttpClient http(server.Url("/"));
     http.SaveAsFile(true);
     http.Filename(folder / "file");
     http.Resume(true);
@@ -345,8 +337,7 @@ TEST(HttpAnswerBody, APipeIsNotReplaced) {
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     HttpServer server;
     server.OnText("/", "new");
-    HTTPCls http;
-    http.URL(server.Url("/"));
+    HttpClient http(server.Url("/"));
     http.SaveAsFile(true);
     http.Filename(pipe);
     http.ReplaceWhenWhole(true);
@@ -364,8 +355,7 @@ TEST(HttpLimits, IdleAndConnectTimeouts) {
   BytesServer silent({{peers::AwaitText("\r\n\r\n"),
                        peers::Send("HTTP/1.1 200 OK\r\nContent-Type: text/x\r\n\r\nab"),
                        peers::Stay()}});
-  HTTPCls http;
-  http.URL(LoopbackUrl(silent.Port()));
+  HttpClient http(LoopbackUrl(silent.Port()));
   http.IdleTimeout(7);
   http.TimeOutSeconds(1'000);
   struct Late : HTTPClsEvents {
@@ -381,8 +371,7 @@ TEST(HttpLimits, IdleAndConnectTimeouts) {
   EXPECT_LT(Now() - begun, std::chrono::seconds(30));
 
   const peers::HangingPort hanging;
-  HTTPCls other;
-  other.URL(LoopbackUrl(hanging.Port()));
+  HttpClient other(LoopbackUrl(hanging.Port()));
   other.TimeOutSeconds(1'000);
   other.ConnectTimeout(5);
   const std::int32_t timer = MessageLoop::ForThisThread().SetTimer(
@@ -399,8 +388,7 @@ TEST(HttpLimits, IdleAndConnectTimeouts) {
   BytesServer endless(
       {{peers::AwaitText("\r\n\r\n"),
         peers::Send("HTTP/1.1 302 On\r\nLocation: /\r\nContent-Length: 0\r\n\r\n")}});
-  HTTPCls whole;
-  whole.URL(LoopbackUrl(endless.Port()));
+  HttpClient whole(LoopbackUrl(endless.Port()));
   whole.MaxRedirects(1'000'000);
   whole.TotalTimeout(std::chrono::milliseconds(20'050));
   EXPECT_EQ(whole.TotalTimeout(), 21);
@@ -413,8 +401,7 @@ TEST(HttpLimits, IdleAndConnectTimeouts) {
 TEST(HttpLimits, ARateIsKept) {
   HttpServer server;
   server.OnText("/", std::string(60'000, 'x'));
-  HTTPCls http;
-  http.URL(server.Url("/"));
+  HttpClient http(server.Url("/"));
   http.MaxBytesPerSecond(200'000);
   const TimePoint begun = Now();
   Ask(http);
@@ -425,8 +412,7 @@ TEST(HttpLimits, ARateIsKept) {
 TEST(HttpOptions, AnAddressIsUsedInPlaceOfALookup) {
   HttpServer server;
   server.OnText("/", "hi");
-  HTTPCls http;
-  http.URL("http://Somewhere.invalid:" + std::to_string(server.Port()) + "/");
+  HttpClient http("http://Somewhere.invalid:" + std::to_string(server.Port()) + "/");
   http.AddHostAddress("somewhere.INVALID", server.Port(), "127.0.0.1");
   EXPECT_TRUE(Ask(http).ends_with("hi"));
   EXPECT_EQ(server.Requests().back().Field("Host"), "Somewhere.invalid:" + std::to_string(server.Port()));

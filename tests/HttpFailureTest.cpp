@@ -50,8 +50,7 @@ TEST(HttpBadInput, NeverReachesTheWire) {
   for (const auto& [named, set] : kCases)
     for (const std::string& bad : {"\r"s, "\n"s, "\0"s, "\r\nX-Evil: 1"s}) {
       SCOPED_TRACE(named);
-      HTTPCls http;
-      http.URL(LoopbackUrl(server.Port()));
+      HttpClient http(LoopbackUrl(server.Port()));
       http.SendAuthAfterChallenge(true);
       UseProxy(http, ProxyBasicAuthorization, server.Port());
       set(http, bad);
@@ -60,8 +59,7 @@ TEST(HttpBadInput, NeverReachesTheWire) {
       EXPECT_NE(text.find(named), std::string::npos) << text;
     }
   // Only the query that follows has made a connection.
-  HTTPCls http;
-  http.URL(LoopbackUrl(server.Port()));
+  HttpClient http(LoopbackUrl(server.Port()));
   EXPECT_EQ(Query(http), kWhole);
   EXPECT_EQ(server.Connections(), 1u);
 }
@@ -94,8 +92,7 @@ TEST(HttpBadInput, AddedFramingIsRefused) {
   BytesServer server({{AwaitText("\r\n\r\n"), Send(kWhole)}});
   for (const auto& [name, value] : kFields)
     for (const QueryTypeEnum type : {QueryGet, QueryPost}) {
-      HTTPCls http;
-      http.URL(LoopbackUrl(server.Port()));
+      HttpClient http(LoopbackUrl(server.Port()));
       http.QueryType(type);
       http.PostData("abc");
       http.AddHeader(name, value);
@@ -116,8 +113,7 @@ TEST(HttpConnecting, FailsWithTheNumberOfTheSocket) {
                 {LoopbackUrl(1), 10061, ProxySocks5NoAuth},
                 {"http://" + std::string(64, 'a') + ".test/", 11001}};
   for (const auto& [url, error, proxy] : kCases) {
-    HTTPCls http;
-    http.URL(url);
+    HttpClient http(url);
     UseProxy(http, proxy, nobody.Port());
     EXPECT_EQ(Query(http), SocketErrorText(error));
     EXPECT_EQ(http.LastErr(), error);
@@ -201,8 +197,7 @@ void ExpectCancelled(const HTTPCls& http, const std::string& text) {
 
 TEST(HttpStopWaiting, BetweenQueriesDoesNotPoisonTheNext) {
   BytesServer server({{AwaitText("\r\n\r\n"), Send(kWhole)}});
-  HTTPCls http;
-  http.URL(LoopbackUrl(server.Port()));
+  HttpClient http(LoopbackUrl(server.Port()));
   for (int i = 0; i < 3; ++i) {
     http.Kill();
     http.StopWaiting();
@@ -213,8 +208,7 @@ TEST(HttpStopWaiting, BetweenQueriesDoesNotPoisonTheNext) {
 TEST(HttpStopWaiting, FromAnotherThreadWithinMilliseconds) {
   constexpr std::size_t kRounds = 50;  // others may hold the processor
   BytesServer server({{AwaitText("\r\n\r\n"), Send(kHalf), Stay()}});
-  HTTPCls http;
-  http.URL(LoopbackUrl(server.Port()));
+  HttpClient http(LoopbackUrl(server.Port()));
   auto fastest = steady_clock::duration::max();
   for (std::size_t round = 0; round < kRounds && fastest > milliseconds(10); ++round) {
     steady_clock::time_point stopped;
@@ -234,8 +228,7 @@ TEST(HttpStopWaiting, FromAnotherThreadWithinMilliseconds) {
 
 TEST(HttpStopWaiting, FromAnotherThreadAtAnyMoment) {
   BytesServer server({{AwaitText("\r\n\r\n"), Send(kWhole, {10, 50, 70})}});
-  HTTPCls http;
-  http.URL(LoopbackUrl(server.Port()));
+  HttpClient http(LoopbackUrl(server.Port()));
   std::atomic<bool> done{false};
   std::thread other([&] {
     while (!done) {
@@ -264,8 +257,7 @@ TEST(HttpStatus, ComesForEveryBlockAndAllowsQueriesOfOthers) {
     received = parent.ReceivedBytes();
     EXPECT_NE(Query(parent), "");
     EXPECT_EQ(parent.LastErr(), 10036) << "and nothing else changes";
-    HTTPCls nested;
-    nested.URL(other.Url("/"));
+    HttpClient nested(other.Url("/"));
     EXPECT_EQ(Query(nested), kWhole);
   });
   HTTPCls http;

@@ -1,7 +1,7 @@
 // Redirects, connections that are kept, and request bodies that are sent again.
 #include <netro/CookieJar.h>
-#include <netro/HTTPCls.h>
 
+#include "HttpTestKit.h"
 #include "SocketTestKit.h"
 #include "tests/peers/HttpServer.h"
 #include "web/HttpPool.h"
@@ -11,13 +11,6 @@ namespace {
 
 std::string To(const std::string& status, const std::string& place) {
   return HttpServer::Answer(status + "\r\nContent-Length: 5\r\nLocation: " + place, "moved");
-}
-
-std::string Ask(HTTPCls& http) {
-  bool timeout = false;
-  const std::string answer = http.HTTPQuery(timeout);
-  return http.LastErr() == 0 ? answer.substr(static_cast<std::size_t>(http.HeaderLen()) + 4)
-                             : answer;
 }
 
 std::string StepsOf(const HTTPCls& http) {
@@ -44,13 +37,12 @@ TEST(HttpRedirects, TheMethodAndTheBodyFollowTheStatus) {
     HttpServer server;
     server.On("/from", [&](const auto&) { return To(c.status, "/to?q=1"); });
     server.OnText("/to", "there");
-    HTTPCls http;
-    http.URL(server.Url("/from"));
+    HttpClient http(server.Url("/from"));
     http.Method(c.method);
     http.AddHeader("Content-Type", "text/x");
     if (std::string_view(c.method) != "HEAD") http.PostData("data");
     http.MaxRedirects(1);
-    EXPECT_EQ(Ask(http), std::string_view(c.method) == "HEAD" ? "" : "there");
+    EXPECT_EQ(AskBody(http), std::string_view(c.method) == "HEAD" ? "" : "there");
     EXPECT_EQ(http.FinalURL(), server.Url("/to?q=1"));
     const auto requests = server.Requests();
     ASSERT_EQ(requests.size(), 2u);
@@ -85,11 +77,10 @@ TEST(HttpRedirects, EndWhereTheyMust) {
   for (const auto& c : kCases) {
     SCOPED_TRACE(c.path);
     const std::size_t before = server.Requests().size();
-    HTTPCls http;
-    http.URL(server.Url(c.path));
+    HttpClient http(server.Url(c.path));
     http.KeepInMemory(true);
     http.MaxRedirects(c.most);
-    EXPECT_EQ(Ask(http).find("t0p"), std::string::npos);
+    EXPECT_EQ(AskBody(http).find("t0p"), std::string::npos);
     EXPECT_EQ(http.LastErr(), c.error);
     EXPECT_EQ(http.HTTPResult(), c.status);
     EXPECT_EQ(server.Requests().size() - before, c.requests);
@@ -101,10 +92,9 @@ TEST(HttpRedirects, ControlCharactersAreNotTold) {
   HttpServer server;
   server.On("/from", [](const auto&) { return To("302 \x1b[2J" + std::string(9'000, 'x'), "/a \x1b[2J?\x1b"); });
   server.OnText("/a%20%1B[2J", "there");
-  HTTPCls http;
-  http.URL(server.Url("/from"));
+  HttpClient http(server.Url("/from"));
   http.MaxRedirects(1);
-  EXPECT_EQ(Ask(http), "there");
+  EXPECT_EQ(AskBody(http), "there");
   EXPECT_EQ(http.FinalURL(), server.Url("/a%20%1B[2J?%1B"));
   for (const HTTPMoment& moment : http.Timeline()) {
     EXPECT_EQ(moment.Detail.find('\x1b'), std::string::npos) << moment.What;
@@ -138,7 +128,7 @@ TEST(HttpRedirects, SecretsStayWithTheirOrigin) {
       http.AddHeader("Cookie", "a=b");
       http.AddHeader("Accept", "text/x");
       http.MaxRedirects(3);
-      Ask(http);
+      AskBody(http);
       for (const HTTPMoment& moment : http.Timeline()) {
         EXPECT_EQ(moment.Detail.find("t0p"), std::string::npos) << moment.Detail;
         EXPECT_EQ(moment.Detail.find("pw"), std::string::npos) << moment.Detail;
@@ -160,8 +150,7 @@ TEST(HttpRedirects, ABodyThatCannotBeReadAgainEndsThem) {
   server.OnText("/to", "there");
   for (const bool again : {true, false}) {
     std::string left = "once";
-    HTTPCls http;
-    http.URL(server.Url("/from"));
+    HttpClient http(server.Url("/from"));
     http.MaxRedirects(1);
     http.BodyFunction(
         [&](std::span<std::uint8_t> room) {
@@ -170,7 +159,7 @@ TEST(HttpRedirects, ABodyThatCannotBeReadAgainEndsThem) {
           return static_cast<std::ptrdiff_t>(size);
         },
         std::nullopt, again ? std::function<bool()>([&] { return left = "once", true; }) : nullptr);
-    Ask(http);
+    AskBody(http);
     EXPECT_EQ(http.LastErr(), again ? 0 : 10022);
     if (again) {
       EXPECT_EQ(server.Requests().back().body, "once");
@@ -188,11 +177,10 @@ TEST(HttpCookies, AreTakenOnTheWayAndGoWhereTheyBelong) {
   });
   server.OnText("/home", "home");
   const auto jar = std::make_shared<CookieJar>();
-  HTTPCls http;
-  http.URL(server.Url("/login"));
+  HttpClient http(server.Url("/login"));
   http.MaxRedirects(1);
   http.Cookies(jar);
-  EXPECT_EQ(Ask(http), "home");
+  EXPECT_EQ(AskBody(http), "home");
   EXPECT_EQ(server.Requests().back().Field("Cookie"), "sid=1");
   EXPECT_EQ(jar->Count(), 1u);
 }
@@ -226,7 +214,7 @@ struct HttpKept : testing::Test {
   std::string Get(const std::string& path, HTTPCls& http) {
     http.URL(server_.Url(path));
     http.KeepAlive(true);
-    return Ask(http);
+    return AskBody(http);
   }
   std::string Get(const std::string& path) {
     HTTPCls http;
@@ -240,9 +228,8 @@ struct HttpKept : testing::Test {
 TEST_F(HttpKept, OneConnectionServesManyObjects) {
   for (int i = 0; i < 5; ++i) EXPECT_EQ(Get("/"), "hi");
   EXPECT_EQ(server_.Connections(), 1u);
-  HTTPCls http;
-  http.URL(server_.Url("/"));
-  EXPECT_EQ(Ask(http), "hi");  // without KeepAlive
+  HttpClient http(server_.Url("/"));
+  EXPECT_EQ(AskBody(http), "hi");  // without KeepAlive
   EXPECT_EQ(server_.Connections(), 2u);
   EXPECT_EQ(server_.Requests()[0].head.find("\r\n\r\n"), std::string::npos);
 }

@@ -1,8 +1,8 @@
 // What goes wrong when events wait for further events, when a peer acts before it was asked, and
 // when arguments and settings change under a running call. Each case was a fault once.
-#include <netro/HTTPCls.h>
 #include <sys/socket.h>
 
+#include "HttpTestKit.h"
 #include "SilentHost.h"
 #include "SocketTestKit.h"
 #include "peers/BytesServer.h"
@@ -68,8 +68,7 @@ TEST(BeforeTheRequest, AnswerOrCloseIsSeen) {
     SCOPED_TRACE(c.name);
     Eager server(c.act);
     const AfterServer after(server);
-    HTTPCls http;
-    http.URL("http://127.0.0.1:" + std::to_string(server.Port()));
+    HttpClient http("http://127.0.0.1:" + std::to_string(server.Port()));
     bool timeout = false;
     http.HTTPQuery(timeout);
     EXPECT_FALSE(timeout);
@@ -175,8 +174,7 @@ TEST(NestedWaits, MoreThanAHundredAreRefused) {
   int waiting = 0;
   int refused = 0;
   const auto ask = [&] {
-    HTTPCls http;
-    http.URL(host.Url());
+    HttpClient http(host.Url());
     bool timeout = true;
     ++waiting;
     EXPECT_LE(waiting, 110);

@@ -1,10 +1,10 @@
 // https: directly, through tunnels of HTTP proxies and through SOCKS.
-#include <netro/HTTPCls.h>
 #include <netro/WatchpostCls.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "HttpTestKit.h"
 #include "TlsTestKit.h"
 #include "peers/HttpServer.h"
 #include "web/HttpPool.h"
@@ -104,16 +104,9 @@ struct Https : testing::Test {
   }
   ~Https() override { HttpPool::ForThread()->ThreadEnds(); }
 
-  std::string Ask() {
-    bool timeout = false;
-    const std::string answer = http_.HTTPQuery(timeout);
-    return http_.LastErr() == 0 ? answer.substr(static_cast<std::size_t>(http_.HeaderLen()) + 4)
-                                : answer;
-  }
+  std::string Ask() { return AskBody(http_); }
   void Through(const TunnelProxy& proxy) {
-    http_.ProxyType(ProxyPipe);
-    http_.ProxyURL("127.0.0.1");
-    http_.ProxyPort(proxy.Port());
+    UseProxy(http_, ProxyPipe, proxy.Port());
     http_.ProxyUser("pu");
     http_.ProxyPassword("pp");
   }
