@@ -1,7 +1,11 @@
 // Lookups of names as every class makes them: the cache, the hosts file, the servers of DNSURL; and
 // addresses as texts and in their order.
 #include <netro/HTTPCls.h>
+#include <netro/ICMPCls.h>
+#include <netro/QueryTimeCLS.h>
+#include <netro/SendMailCls.h>
 #include <netro/SocketCls.h>
+#include <netro/UDPCls.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -235,6 +239,18 @@ TEST_F(HostLookup, StopsAtOnceAndMindsDeletion) {
   socket.DNSURL(UrlOf(silent));
   EXPECT_EQ(socket.DNSLookup("www.test"), "");
   EXPECT_EQ(socket_, nullptr);
+}
+
+// Found once for each thread.
+TEST(DnsServersOfEachClass, AreTheSystems) {
+  SystemRoot root;
+  root.Put("etc/resolv.conf", "nameserver 127.0.0.1\nnameserver 127.0.0.2\n");
+  std::thread([] {
+    for (const std::string& servers :
+         {SocketCls().DNSURL(), UDPCls().DNSURL(), SMTPCls().DNSURL(), SendMailCls().DNSURL()})
+      EXPECT_EQ(servers, "127.0.0.1,127.0.0.2");
+    EXPECT_EQ(HTTPCls().DNSURL() + QueryTimeCLS().DNSURL() + ICMPCls().DNSURL(), "");
+  }).join();
 }
 
 TEST(Address, IsReadAndWritten) {

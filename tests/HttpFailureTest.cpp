@@ -270,16 +270,6 @@ TEST(HttpStatus, ComesForEveryBlockAndAllowsQueriesOfOthers) {
   EXPECT_EQ(server.Connections(), 1u);
 }
 
-TEST(HttpStatus, MayStopTheQuery) {
-  BytesServer server({{AwaitText("\r\n\r\n"), Send(kHalf), Stay()}});
-  OnStatus sink([](HTTPCls& http) { http.StopWaiting(); });
-  HTTPCls http;
-  http.Events(&sink);
-  http.URL(LoopbackUrl(server.Port()));
-  const std::string text = Query(http);
-  ExpectCancelled(http, text);
-}
-
 TEST(HttpStatus, MayDeleteTheObject) {
   for (int when = 1; when <= 3; ++when) {
     BytesServer server({{AwaitText("\r\n\r\n"), Send(kWhole, {20, 60})}});

@@ -18,8 +18,6 @@ struct RequestCase {
   const char* url;
   void (*prepare)(HTTPCls&);
   std::string request;
-
-  friend void PrintTo(const RequestCase& c, std::ostream* out) { *out << c.url; }
 };
 
 void Nothing(HTTPCls&) {}
@@ -178,22 +176,19 @@ const RequestCase kCases[] = {
      "Proxy-Authorization: Basic dTpw\r\nAuthorization: Basic Og==\r\nX-A: 1\r\n\r\n\r\n"},
 };
 
-class HttpRequest : public testing::TestWithParam<RequestCase> {};
-
-TEST_P(HttpRequest, IsSentByteForByte) {
-  const RequestCase& c = GetParam();
-  BytesServer server({{AwaitText("\r\n\r\n"), Send(kAnswer)}});
-  HTTPCls http;
-  UseProxy(http, NoProxy, server.Port());
-  http.URL(WithPort(c.url, server.Port()));
-  c.prepare(http);
-  EXPECT_EQ(Query(http), kAnswer);
-  EXPECT_EQ(http.HTTPResult(), 204);
-  EXPECT_EQ(server.Received(0), WithPort(c.request, server.Port()));
+TEST(HttpRequest, IsSentByteForByte) {
+  for (const RequestCase& c : kCases) {
+    SCOPED_TRACE(c.name);
+    BytesServer server({{AwaitText("\r\n\r\n"), Send(kAnswer)}});
+    HTTPCls http;
+    UseProxy(http, NoProxy, server.Port());
+    http.URL(WithPort(c.url, server.Port()));
+    c.prepare(http);
+    EXPECT_EQ(Query(http), kAnswer);
+    EXPECT_EQ(http.HTTPResult(), 204);
+    EXPECT_EQ(server.Received(0), WithPort(c.request, server.Port()));
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(Table, HttpRequest, testing::ValuesIn(kCases),
-                         [](const auto& param) { return param.param.name; });
 
 }  // namespace
 }  // namespace netro

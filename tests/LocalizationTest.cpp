@@ -1,8 +1,6 @@
 // The message table and the filling of its placeholders.
 #include <netro/Localization.h>
 
-#include <limits>
-
 #include "TestKit.h"
 
 namespace netro {
@@ -15,6 +13,7 @@ TEST(Localization, HoldsEveryMessage) {
   for (std::int32_t number = -70000; number <= 140000; ++number)
     texts += GetMessageText(number).empty() ? 0 : 1;
   EXPECT_EQ(texts, 215);
+  EXPECT_EQ(GetMessageText(INT32_MIN) + GetMessageText(INT32_MAX), "");
 }
 
 // One of each part of the table, and those that a change of spelling would break.
@@ -30,15 +29,6 @@ TEST(Localization, KeepsTextsExactly) {
       {11005, "Unknown time stamp received"},
   };
   for (const auto& [number, text] : kCases) EXPECT_EQ(GetMessageText(number), text) << number;
-}
-
-TEST(Localization, UnknownNumbersAreEmptyAndNeverWrapped) {
-  for (const std::int32_t number :
-       {0, -1, 100, 102, 3504 - 65536, 65536 + 101, 65536 + 9999, 11006, 7201,
-        std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max()}) {
-    EXPECT_EQ(GetMessageText(number), "") << number;
-    EXPECT_EQ(GetMessageText(number, {"a"}), "") << number;
-  }
 }
 
 TEST(Localization, FillsPlaceholders) {

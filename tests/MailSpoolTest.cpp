@@ -258,6 +258,14 @@ TEST_F(Spool, TroubleWithTheFolderIsNamed) {
   EXPECT_FALSE(std::filesystem::exists(spool_->Folder()));
 }
 
+TEST(SpoolSchedule, HasTimes) {
+  MailSpool spool;
+  EXPECT_FALSE(spool.RetrySeconds({}) || spool.RetrySeconds({60, 0}));
+  EXPECT_EQ(spool.RetrySeconds(), (std::vector<std::int32_t>{300, 900, 1800, 3600}));
+  EXPECT_TRUE(spool.RetrySeconds({60}));
+  EXPECT_EQ(spool.RetrySeconds(), (std::vector<std::int32_t>{60}));
+}
+
 TEST(SpoolSchedule, TriesAndEnds) {
   const SpoolSchedule schedule{{300, 900, 1800, 3600}, 172800};
   constexpr Date kCreated = 46000;

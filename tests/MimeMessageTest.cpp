@@ -12,7 +12,7 @@
 #include "mail/HeaderBlock.h"
 #include "mail/RandomText.h"
 #include "support/Text.h"
-#include "tests/TimeZone.h"
+#include "tests/Environment.h"
 
 namespace netro {
 namespace {

@@ -200,13 +200,6 @@ TEST_F(QueryDnsOptions, AnOptRecordAloneIsNoRecord) {
   EXPECT_EQ(Ask(answer), 22);
 }
 
-TEST_F(QueryDnsOptions, DatagramsOfTheLargestSize) {
-  dns_.UDPSize(65'535);
-  const std::string large = Record(kQuestion, TYPE_NULL, std::string(65'000, 'x'));
-  EXPECT_EQ(Ask([&](auto& reply) { reply.Answer(large); }), 0);
-  EXPECT_GT(dns_.InBuffer().size(), 65'000u);
-}
-
 TEST_F(QueryDnsOptions, ReplyCode) {
   for (const bool udp : {true, false}) {
     dns_.UseUDP(udp);

@@ -8,7 +8,7 @@
 #include <semaphore>
 
 #include "DnsTestKit.h"
-#include "TimeZone.h"
+#include "Environment.h"
 #include "support/DateText.h"
 #include "tests/peers/BytesServer.h"
 #include "tests/peers/DatagramServer.h"

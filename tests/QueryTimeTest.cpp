@@ -126,21 +126,6 @@ TEST_F(QueryTime, OnlyTheServerAskedIsHeard) {
   ExpectError(10002, "Command Timed Out");
 }
 
-TEST_F(QueryTime, WaitsForTheSecondsOfTheTimeout) {
-  for (const int seconds : {0, 1, 60}) {
-    SCOPED_TRACE(seconds);
-    DatagramServer silent(Always({}));
-    time_->Timeout(static_cast<std::int16_t>(seconds));
-    const RunningClock clock([&] { return silent.Count() > 0; });
-    const TimePoint before = Now();
-    EXPECT_FALSE(Ask(silent));
-    ExpectError(10002, "Command Timed Out");
-    const std::chrono::seconds whole(seconds);
-    EXPECT_GE(Now() - before, whole);
-    EXPECT_LT(Now() - before, whole + std::chrono::seconds(4));
-  }
-}
-
 TEST_F(QueryTime, SettingsThatCannotBe) {
   DatagramServer good(Always({Big32(kStampOf2000)}));
   EXPECT_TRUE(Ask(good)) << "of which nothing is left";

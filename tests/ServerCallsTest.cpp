@@ -8,13 +8,13 @@
 #include "DnsTestKit.h"
 #include "HttpTestKit.h"
 #include "SmtpTestKit.h"
-#include "SocksKinds.h"
 #include "SystemRoot.h"
 #include "socket/HostLookup.h"
 #include "socket/SocketErrors.h"
 #include "socket/SocketModule.h"
 #include "tests/peers/BytesServer.h"
 #include "tests/peers/HttpServer.h"
+#include "tests/peers/SocksServer.h"
 #include "tests/peers/TimeReply.h"
 
 namespace netro {
@@ -166,6 +166,35 @@ struct Asks<SMTPCls> : AsksByName {
   static bool IsGood(const SMTPCls& smtp) { return smtp.StepID() == SMTP_STEP_DONE; }
   static Places<SMTPCls> Scenes();
 };
+
+// --- what each kind of SOCKS proxy is sent by a client whose settings have arrived there
+
+struct SocksKind {
+  int type;  // as all classes number the kinds
+  bool remoteNames = false;
+  SocksRules rules{};  // of the user "user" with the password "secret"
+  std::vector<std::string> requests{};
+};
+
+/// For the server `name`, or 127.0.0.1, at a port of this machine.
+std::vector<SocksKind> SocksKinds(const std::string& name, int serverPort) {
+  const std::string port = {static_cast<char>(serverPort / 256), static_cast<char>(serverPort)};
+  const std::string local = "\x7f\0\0\x01"s;
+  const std::string toAddress = "\x05\x01\0\x01"s + local + port;
+  const std::string toName = "\x05\x01\0\x03"s + static_cast<char>(name.size()) + name + port;
+  const std::string none = "\x05\x01\0"s, byPassword = "\x05\x02\0\x02"s;
+  const std::string login = "\x01\x04user\x06secret"s;
+  SocksRules open, closed;
+  closed.method = 2;
+  closed.user = "user";
+  closed.password = "secret";
+  return {{1, false, open, {"\x04\x01"s + port + local + "user\0"s}},
+          {1, true, open, {"\x04\x01"s + port + "\0\0\0\x01user\0"s + name + "\0"s}},
+          {2, false, open, {none, toAddress}},
+          {2, true, open, {none, toName}},
+          {3, false, closed, {byPassword, login, toAddress}},
+          {3, true, closed, {byPassword, login, toName}}};
+}
 
 // --- where calls wait
 
@@ -452,7 +481,11 @@ using TimedClients = testing::Types<QueryTimeCLS, WhoIsCls>;
 TYPED_TEST_SUITE(TimedServerCalls, TimedClients);
 
 TYPED_TEST(TimedServerCalls, EndBySilence) {
-  for (const int timeout : {10, 1, 0, -1}) this->TimeOut(timeout, WaitForAnswer<TypeParam>);
+  for (const int timeout : {10, 1, 0, -1}) {
+    this->TimeOut(timeout, WaitForAnswer<TypeParam>);
+    if constexpr (std::is_same_v<TypeParam, QueryTimeCLS>)
+      this->TimeOut(timeout, WaitForDatagram<TypeParam>);
+  }
   this->TimeOut(10, WaitForProxy<TypeParam>);
 }
 

@@ -2,8 +2,8 @@
 #include <netro/Localization.h>
 
 #include "DnsTestKit.h"
+#include "Environment.h"
 #include "SmtpTestKit.h"
-#include "TimeZone.h"
 #include "mail/SmtpReply.h"
 #include "tests/peers/SocksServer.h"
 
