@@ -64,6 +64,16 @@ class HopSink : public ICMPClsEvents {
   std::function<void(bool& cancel)> hook;
 };
 
+/// Those who tell their own sink.
+struct EchoClient : EchoCls {
+  EchoClient() { Events(&sink); }
+  EchoSink sink;
+};
+struct Tracer : ICMPCls {
+  Tracer() { Events(&hops); }
+  HopSink hops;
+};
+
 /// The kind of socket that the system grants, and the family of the hosts that are asked.
 struct EchoWay {
   EchoSocketEnum kind;

@@ -15,9 +15,8 @@ struct BothKinds : testing::TestWithParam<EchoWay> {
   // Sends one request and waits for its outcome.
   EchoSeen Ask(const std::string& ip, std::int32_t ttl = 0, std::int32_t size = 32,
                std::int32_t timeout = 5000) {
-    EchoCls echo;
-    EchoSink outcomes;
-    echo.Events(&outcomes);
+    EchoClient echo;
+    EchoSink& outcomes = echo.sink;
     EXPECT_NE(echo.Send(ip, ttl, size, timeout), 0) << echo.LastErrMsg();
     EXPECT_EQ(echo.SocketUsed(), GetParam().kind);
     EXPECT_TRUE(PumpUntil([&] { return echo.Pending() == 0; }));
@@ -158,9 +157,8 @@ TEST_P(EchoPeerTest, OneReplyEach) {
     return Packets{EchoPeer::Reply(request), EchoPeer::Reply(request),
                    Unreachable(Host(9), request)};
   });
-  EchoCls echo;
-  EchoSink outcomes;
-  echo.Events(&outcomes);
+  EchoClient echo;
+  EchoSink& outcomes = echo.sink;
   for (int i = 1; i <= 100; ++i) echo.Send(Host(i));
   ASSERT_TRUE(PumpUntil([&] { return echo.Pending() == 0; }));
   for (int i = 1; i <= 100; ++i) EXPECT_EQ(Ask(Host(1, 1)).status, 0);
@@ -184,9 +182,8 @@ TEST_P(EchoPeerTest, LabelsAndCodesOfARouter) {
   auto peer = Peer([&](const EchoPeer::Request& request) {
     return Packets{EchoPeer::Error(request.IsIPv6() ? 3 : 11, 0, Host(9), request, extensions)};
   });
-  EchoCls echo;
-  EchoSink sink;
-  echo.Events(&sink);
+  EchoClient echo;
+  EchoSink& sink = echo.sink;
   EXPECT_NE(echo.Send(Host(5), 1, 100), 0);
   ASSERT_TRUE(PumpUntil([&] { return sink.answers.size() == 1; }));
   const EchoAnswer& answer = sink.answers[0];
@@ -207,9 +204,8 @@ TEST_P(EchoPeerTest, LateRepliesAreIgnored) {
     }
     return Packets{late, Unreachable(Host(9), request)};
   });
-  EchoCls echo;
-  EchoSink outcomes;
-  echo.Events(&outcomes);
+  EchoClient echo;
+  EchoSink& outcomes = echo.sink;
   const std::int32_t first = echo.Send(Host(5), 0, 32, 60'000);
   ASSERT_TRUE(PumpUntil([&] { return peer.Received().size() == 1; }));
   echo.Cancel(first);
@@ -225,9 +221,8 @@ TEST_P(EchoPeerTest, ErrorsOfSomeDoNotStopTheOthers) {
     return Packets{request.sequence % 2 == 0 ? EchoPeer::Reply(request)
                                              : Unreachable(Host(99), request)};
   });
-  EchoCls echo;
-  EchoSink outcomes;
-  echo.Events(&outcomes);
+  EchoClient echo;
+  EchoSink& outcomes = echo.sink;
   for (int i = 0; i < 200; ++i) {
     echo.Send(Host(i + 1, 2));
     ASSERT_TRUE(
@@ -252,9 +247,8 @@ TEST_P(EchoPeerTest, ATraceEndsAtTheDestination) {
     return Packets{EchoPeer::Error(request.IsIPv6() ? 4 : 3, request.IsIPv6() ? 1 : 2,
                                    request.destination, request)};
   });
-  ICMPCls icmp;
-  HopSink hops;
-  icmp.Events(&hops);
+  Tracer icmp;
+  HopSink& hops = icmp.hops;
   icmp.TRTimeout(200);
   EXPECT_TRUE(icmp.TraceRt(Host(5)));
   EXPECT_EQ(hops.seen,
@@ -297,9 +291,8 @@ TEST_P(EchoRoute, EachRouterIsAHop) {
       {EchoProbeICMP, 0}, {EchoProbeUDP, 11005}, {EchoProbeTCP, 0}};
   for (const auto& [probe, reached] : probes)
     for (std::size_t length = 1; length <= way.size(); ++length) {
-      ICMPCls icmp;
-      HopSink hops;
-      icmp.Events(&hops);
+      Tracer icmp;
+      HopSink& hops = icmp.hops;
       icmp.TRProbe(probe);
       EXPECT_TRUE(icmp.TraceRt(way[length - 1]));
       ASSERT_EQ(hops.seen.size(), length) << probe;
@@ -338,9 +331,8 @@ TEST_P(EchoRoute, NoRouteOfOurOwn) {
   EXPECT_EQ(Ask(Host("10.66.0.1", "fd66::1")).status, 11003);
   EXPECT_EQ(Ask(Host("10.67.0.1", "fd67::1")).status, 11050);
   EXPECT_EQ(ICMPCls().PingHost(b_), -11002);
-  ICMPCls icmp;
-  HopSink hops;
-  icmp.Events(&hops);
+  Tracer icmp;
+  HopSink& hops = icmp.hops;
   icmp.TRMaxHops(2);
   EXPECT_TRUE(icmp.TraceRt(b_));
   EXPECT_EQ(hops.seen, (std::vector<HopSeen>(2, {"", 11002})));
@@ -359,9 +351,8 @@ TEST_P(EchoRoute, RequestsWaitForRoomInTheBuffer) {
                                                                        {"1000", 50, 11006}};
   for (const auto& [retryMilliSeconds, timeout, status] : cases) {
     ASSERT_TRUE(OwnNetwork::Set("neigh/toR1/retrans_time_ms", retryMilliSeconds, Family()));
-    EchoCls echo;
-    EchoSink outcomes;
-    echo.Events(&outcomes);
+    EchoClient echo;
+    EchoSink& outcomes = echo.sink;
     for (int i = 3; i < 253; ++i)
       echo.Send(Host("10.1.0.", "fd01::") + std::to_string(i), 0, 60'000, timeout);
     const std::int32_t last = echo.Send(Host("10.1.0.2", "fd01::2"), 0, 60'000, timeout);

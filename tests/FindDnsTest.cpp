@@ -66,33 +66,29 @@ TEST(ResolverConfigText, IsReadAsTheSystemReadsIt) {
 }
 
 TEST(FindDns, TakesTheServersBehindTheLocalStub) {
+  const std::string stub = "nameserver 127.0.0.53\n", other = "search b.example\n";
+  const std::string one = "nameserver 192.0.2.1\n", two = "nameserver 192.0.2.2\n";
   const struct {
-    const char* first;
-    const char* second;  // null: there is none
+    std::string first;
+    std::optional<std::string> second;  // the file may be missing
     Texts servers;
     std::string domain;
   } cases[] = {
-      {"nameserver 127.0.0.53\nsearch a.example\n",
-       "nameserver 192.0.2.1\nnameserver 192.0.2.2\n",
-       {"192.0.2.1", "192.0.2.2", ""},
-       "a.example"},
-      {"nameserver 127.0.0.53\nnameserver 127.0.0.54\nsearch a.example\n",
-       "nameserver 192.0.2.1\nsearch b.example\n",
+      {stub + "search a.example\n", one + two, {"192.0.2.1", "192.0.2.2", ""}, "a.example"},
+      {stub + "nameserver 127.0.0.54\nsearch a.example\n",
+       one + other,
        {"192.0.2.1", ""},
        "b.example"},
-      {"nameserver 127.0.0.53\n", nullptr, {"127.0.0.53", ""}, ""},
-      {"nameserver 127.0.0.53\n", "search b.example\n", {"127.0.0.53", ""}, ""},
-      {"nameserver 127.0.0.53\nnameserver 192.0.2.7\n",
-       "nameserver 192.0.2.1\n",
-       {"127.0.0.53", "192.0.2.7", ""},
-       ""},
-      {"nameserver 127.0.0.1\n", "nameserver 192.0.2.1\n", {"127.0.0.1", ""}, ""},
-      {"search a.example\n", "nameserver 192.0.2.1\n", {""}, "a.example"},
+      {stub, std::nullopt, {"127.0.0.53", ""}, ""},
+      {stub, other, {"127.0.0.53", ""}, ""},
+      {stub + two, one, {"127.0.0.53", "192.0.2.2", ""}, ""},
+      {"nameserver 127.0.0.1\n", one, {"127.0.0.1", ""}, ""},
+      {"search a.example\n", one, {""}, "a.example"},
   };
   for (const auto& c : cases) {
     SystemRoot root;
     root.Put(kConfig, c.first);
-    if (c.second != nullptr) root.Put(kBehindStub, c.second);
+    if (c.second) root.Put(kBehindStub, *c.second);
     const FindDNSCLS find;
     EXPECT_EQ(find.Servers(), c.servers) << c.first;
     EXPECT_EQ(find.Count(), static_cast<std::int32_t>(c.servers.size()) - 1) << c.first;

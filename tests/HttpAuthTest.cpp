@@ -45,6 +45,20 @@ std::string OnlyLine(const std::string& request, const std::string& field) {
   return lines.empty() ? std::string() : lines[0];
 }
 
+// The parameters of a Digest line by name, values as they stand there.
+std::map<std::string, std::string> Parameters(const std::string& line) {
+  std::map<std::string, std::string> values;
+  const std::regex item("([A-Za-z]+)=(\"[^\"]*\"|[^,]*)(, |$)");
+  const std::string text = line.substr(line.find("Digest ") + 7);
+  for (std::sregex_iterator at(text.begin(), text.end(), item), end; at != end; ++at)
+    values[(*at)[1]] = (*at)[2];
+  return values;
+}
+
+std::string Without(const std::string& quoted) {
+  return quoted.empty() ? "" : quoted.substr(1, quoted.size() - 2);
+}
+
 struct Credentials {
   std::string user, password, realm, nonce;
 };
@@ -54,25 +68,30 @@ struct Credentials {
 std::string ExpectDigest(const std::string& line, const std::string& field, const Credentials& c,
                          const std::string& method = "GET") {
   const std::string uri = "/dir/index.html?a=b";
-  const std::string start = field + ": Digest Username=\"" + c.user + "\", realm=\"" + c.realm +
-                            "\", qop=\"auth\", algorithm=\"MD5\", uri=\"" + uri + "\", nonce=\"" +
-                            c.nonce + "\", nc=\"00000001\", cnonce=\"";
-  EXPECT_EQ(line.substr(0, start.size()), start);
-  if (line.size() < start.size()) return {};
-  const std::string cnonce = line.substr(start.size(), line.find('"', start.size()) - start.size());
-  EXPECT_FALSE(cnonce.empty());
+  const std::string cnonce = Without(Parameters(line)["cnonce"]);
   const auto md5 = [](const std::string& text) { return DigestHash("MD5", text); };
   const std::string response = md5(md5(c.user + ":" + c.realm + ":" + c.password) + ":" + c.nonce +
                                    ":00000001:" + cnonce + ":auth:" + md5(method + ":" + uri));
-  EXPECT_EQ(line.substr(start.size() + cnonce.size()), "\", response=\"" + response + "\"");
+  EXPECT_EQ(line, field + ": Digest Username=\"" + c.user + "\", realm=\"" + c.realm +
+                      "\", qop=\"auth\", algorithm=\"MD5\", uri=\"" + uri + "\", nonce=\"" +
+                      c.nonce + "\", nc=\"00000001\", cnonce=\"" + cnonce + "\", response=\"" +
+                      response + "\"");
+  EXPECT_NE(cnonce, "");
   return cnonce;
 }
 
-void SetUser(HTTPCls& http) {
-  http.User("user");
-  http.Password("secret");
-  http.SendAuthAfterChallenge(true);
-}
+struct UserClient : HTTPCls {
+  UserClient() {
+    User("user");
+    Password("secret");
+    SendAuthAfterChallenge(true);
+  }
+  void Through(ProxyTypeEnum type) {
+    ProxyType(type);
+    ProxyUser("pu");
+    ProxyPassword("pp");
+  }
+};
 
 // What is sent to a server that challenges and then is content: the line of the second request.
 std::string AnswerTo(HTTPCls& http, const std::string& challenge) {
@@ -127,8 +146,7 @@ TEST(HttpAuth, SchemesOtherThanDigestAreAnsweredWithBasic) {
         "WWW-Authenticate:\r\n", "WWW-Authenticate: Digestive nonce=\"n\"\r\n",
         "Proxy-Authenticate: Digest realm=\"r\", nonce=\"n\"\r\n"}) {
     SCOPED_TRACE(challenge);
-    HTTPCls http;
-    SetUser(http);
+    UserClient http;
     const auto requests = Exchange(http, {Answer("401 No", challenge), Answer("200 OK")});
     ASSERT_EQ(requests.size(), 2u);
     EXPECT_EQ(requests[0], requests[1]);
@@ -154,8 +172,7 @@ TEST(HttpAuth, DigestIsReadInEveryForm) {
   };
   for (const auto& [challenge, realm, nonce] : kCases) {
     SCOPED_TRACE(challenge);
-    HTTPCls http;
-    SetUser(http);
+    UserClient http;
     ExpectDigest(AnswerTo(http, std::string(challenge) + "\r\n"), "Authorization",
                  {"user", "secret", realm, nonce});
   }
@@ -166,8 +183,7 @@ TEST(HttpAuth, DigestCoversTheMethodAndEveryClientNonceIsNew) {
   std::vector<std::string> cnonces;
   const std::pair<QueryTypeEnum, const char*> kCases[] = {
       {QueryGet, "GET"}, {QueryHeader, "HEAD"}, {QueryPost, "POST"}, {QueryGet, "GET"}};
-  HTTPCls http;
-  SetUser(http);
+  UserClient http;
   http.PostData("abc");
   http.AddHeader("X-A", "1");
   for (const auto& [type, method] : kCases) {
@@ -189,11 +205,9 @@ TEST(HttpAuth, DigestCoversTheMethodAndEveryClientNonceIsNew) {
 TEST(HttpAuth, ProxyDigestStandsOnALineOfItsOwn) {
   for (const bool withServer : {false, true})
     for (const bool withAdded : {false, true}) {
-      HTTPCls http;
-      http.ProxyType(ProxyBasicAuthorization);
-      http.ProxyUser("pu");
-      http.ProxyPassword("pp");
-      if (withServer) SetUser(http);
+      UserClient http;
+      http.Through(ProxyBasicAuthorization);
+      http.SendAuthAfterChallenge(withServer);
       if (withAdded) http.AddHeader("X-A", "1");
       const auto requests = Exchange(
           http, {Answer("407 No", "Proxy-Authenticate: Digest realm=\"r\", nonce=\"n\"\r\n"),
@@ -211,10 +225,8 @@ TEST(HttpAuth, ProxyDigestStandsOnALineOfItsOwn) {
 }
 
 TEST(HttpAuth, ProxyPipeSendsCredentialsOnceAsked) {
-  HTTPCls http;
-  http.ProxyType(ProxyPipe);
-  http.ProxyUser("pu");
-  http.ProxyPassword("pp");
+  UserClient http;
+  http.Through(ProxyPipe);
   const auto requests = Exchange(
       http, {Answer("407 No", "Proxy-Authenticate: Basic realm=\"r\"\r\n"), Answer("200 OK")});
   ASSERT_EQ(requests.size(), 2u);
@@ -223,11 +235,8 @@ TEST(HttpAuth, ProxyPipeSendsCredentialsOnceAsked) {
 }
 
 TEST(HttpAuth, ProxyAndServerChallengesAreKeptApart) {
-  HTTPCls http;
-  SetUser(http);
-  http.ProxyType(ProxyMSISAServer);
-  http.ProxyUser("pu");
-  http.ProxyPassword("pp");
+  UserClient http;
+  http.Through(ProxyMSISAServer);
   const auto requests =
       Exchange(http, {Answer("407 No",
                              "WWW-Authenticate: Digest realm=\"wrong\", nonce=\"wrong\"\r\n"
@@ -244,18 +253,6 @@ TEST(HttpAuth, ProxyAndServerChallengesAreKeptApart) {
   ExpectDigest(OnlyLine(requests[2], "Authorization"), "Authorization",
                {"user", "secret", "server", "sn"});
 }
-
-// The parameters of a Digest line by name, values as they stand there.
-std::map<std::string, std::string> Parameters(const std::string& line) {
-  std::map<std::string, std::string> values;
-  const std::regex item("([A-Za-z]+)=(\"[^\"]*\"|[^,]*)(, |$)");
-  const std::string text = line.substr(line.find("Digest ") + 7);
-  for (std::sregex_iterator at(text.begin(), text.end(), item), end; at != end; ++at)
-    values[(*at)[1]] = (*at)[2];
-  return values;
-}
-
-std::string Without(const std::string& quoted) { return quoted.substr(1, quoted.size() - 2); }
 
 void ExpectResponse(std::map<std::string, std::string> line, const std::string& algorithm,
                     const std::string& qop) {
@@ -310,8 +307,7 @@ TEST(HttpStandardDigest, AnswersTheBestChallengeWithItsOwnValues) {
   };
   for (const auto& c : kCases) {
     SCOPED_TRACE(c.challenges);
-    HTTPCls http;
-    SetUser(http);
+    UserClient http;
     http.StandardDigest(true);
     auto line = Parameters(AnswerTo(http, c.challenges));
     const bool hides = std::string(c.challenges).find("userhash") != std::string::npos;
@@ -334,8 +330,7 @@ TEST(HttpStandardDigest, AStaleNonceIsRenewedOnce) {
       {true, refusal("b", ""), 2},
       {false, refusal("b", ", stale=true"), 2}};
   for (const auto& [standard, second, connections] : kCases) {
-    HTTPCls http;
-    SetUser(http);
+    UserClient http;
     http.StandardDigest(standard);
     const auto requests = Exchange(http, {refusal("a", ""), second});
     ASSERT_EQ(requests.size(), connections);
@@ -347,8 +342,7 @@ TEST(HttpStandardDigest, AStaleNonceIsRenewedOnce) {
 
 // A server that knows Digest only must not get the password in clear.
 TEST(HttpStandardDigest, UnknownAlgorithmsAreNotAnswered) {
-  HTTPCls http;
-  SetUser(http);
+  UserClient http;
   http.StandardDigest(true);
   EXPECT_EQ(Exchange(http, {Answer("401 No",
                                    "WWW-Authenticate: Digest realm=\"r\", nonce=\"n\", "
@@ -363,8 +357,7 @@ TEST(HttpAuth, ChallengeCannotAddLines) {
   for (const char* challenge :
        {"Digest realm=\"a\rX-Evil: 1\", nonce=\"n\"", "Digest realm=\"r\", nonce=\"a\nX-Evil: 1\"",
         "Digest", "Digest ,,,=,\"", "Digest realm"}) {
-    HTTPCls http;
-    SetUser(http);
+    UserClient http;
     const auto requests =
         Exchange(http, {Answer("401 No", "WWW-Authenticate: " + std::string(challenge) + "\r\n"),
                         Answer("200 OK")});

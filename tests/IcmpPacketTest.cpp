@@ -27,29 +27,16 @@ struct Family {
   std::vector<Options> options;
 };
 
+const std::vector<Options> kOptions4 = {{1, ""}, {1, kRecordRoute}, {1, std::string(40, '\x01')}};
+// Destination options; hop-by-hop options, routing and a first fragment.
+const std::vector<Options> kOptions6 = {
+    {58, ""},
+    {60, "\x3A\x01\x01\x0C"s + std::string(12, '\0')},
+    {0, "\x2B\x00\x01\x04\0\0\0\0"s + "\x2C\x00\0\0\0\0\0\0"s + "\x3A\0\0\1\0\0\0\7"s}};
+
 const Family kFamilies[] = {
-    {AddressFamily::IPv4,
-     kHere,
-     kThere,
-     kRouter,
-     8,
-     0,
-     11,
-     20,
-     {{1, ""}, {1, kRecordRoute}, {1, std::string(40, '\x01')}}},
-    {AddressFamily::IPv6,
-     "2001:db8::1",
-     "2001:db8:7::7",
-     "fe80::9",
-     128,
-     129,
-     3,
-     40,
-     // Destination options; hop-by-hop options, routing and a first fragment.
-     {{58, ""},
-      {60, "\x3A\x01\x01\x0C"s + std::string(12, '\0')},
-      {0, "\x2B\x00\x01\x04\0\0\0\0"s + "\x2C\x00\0\0\0\0\0\0"s + "\x3A\0\0\1\0\0\0\7"s}}},
-};
+    {AddressFamily::IPv4, kHere, kThere, kRouter, 8, 0, 11, 20, kOptions4},
+    {AddressFamily::IPv6, "2001:db8::1", "2001:db8:7::7", "fe80::9", 128, 129, 3, 40, kOptions6}};
 
 std::span<const std::uint8_t> BytesOf(const std::string& text) {
   return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};

@@ -127,7 +127,9 @@ TEST_P(BrokenQueue, IsDroppedAndToldOfOnce) {
 }
 INSTANTIATE_TEST_SUITE_P(Ways, BrokenQueue, testing::Combine(testing::Bool(), testing::Bool()));
 
-TEST(QueueData, RefusesWhereNothingCanBeSent) {
+using QueueData = SocketTest;
+
+TEST_F(QueueData, RefusesWhereNothingCanBeSent) {
   SocketCls closed, listening, datagrams;
   ASSERT_TRUE(listening.Listen("127.0.0.1"));
   datagrams.UseUDP(true);
@@ -140,10 +142,8 @@ TEST(QueueData, RefusesWhereNothingCanBeSent) {
 }
 
 // Before the connection is open, inside SendData, behind it: the order of the calls is kept.
-TEST(QueueData, GoesOutInTheOrderOfTheCalls) {
+TEST_F(QueueData, GoesOutInTheOrderOfTheCalls) {
   BytesServer server({{peers::Stay()}});
-  SocketCls socket;
-  Recorder recorder(socket);
   recorder.hook = [&](const std::string& event) {
     if (event == "Connect") {
       EXPECT_EQ(socket.QueueData("3"), 0);
@@ -160,11 +160,9 @@ TEST(QueueData, GoesOutInTheOrderOfTheCalls) {
   EXPECT_EQ(server.Received(0), "1234");
 }
 
-TEST(QueueData, IsDroppedWhenTheConnectionFails) {
+TEST_F(QueueData, IsDroppedWhenTheConnectionFails) {
   const peers::RefusingPort refusing;
   BytesServer server({{peers::Stay()}});
-  SocketCls socket;
-  Recorder recorder(socket);
   ASSERT_TRUE(socket.Connect("127.0.0.1", refusing.Port()));
   EXPECT_EQ(socket.QueueData("lost"), 0);
   socket.DisconnectWhenSent();
@@ -178,7 +176,7 @@ TEST(QueueData, IsDroppedWhenTheConnectionFails) {
 }
 
 // Queued before the prolog, while it looks the host up, and between its messages.
-TEST(QueueData, WaitsForTheTunnel) {
+TEST_F(QueueData, WaitsForTheTunnel) {
   BytesServer proxy({{AwaitBytes(3), peers::Send("\x05\0"s), AwaitBytes(10),
                       peers::Send("\x05\0\0\x01\0\0\0\0\0\0"s), peers::Stay()}});
   peers::DnsServer names([](const std::string& query) -> peers::DnsServer::Replies {
@@ -203,11 +201,9 @@ TEST(QueueData, WaitsForTheTunnel) {
 }
 
 // A sender that queues its next block in each SendComplete: no recursion, nothing lost.
-TEST(QueueData, MayBeCalledInSendComplete) {
+TEST_F(QueueData, MayBeCalledInSendComplete) {
   SlowReader server;
   server.Read();
-  SocketCls socket;
-  Recorder recorder(socket);
   const std::string block(300'000, 'b');
   int depth = 0;
   int blocks = 0;

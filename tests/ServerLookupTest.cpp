@@ -298,6 +298,7 @@ TEST_F(ServerLookup, TheSystemsRulesHoldForItsServers) {
     return {DnsReply(query).Code(name.starts_with("empty.a") ? 0 : 3).Bytes()};
   };
   const auto server = ServeOnOwnAddress(answer, 53);
+  const std::string found = "intranet.b.test.";
   if (!server) GTEST_SKIP() << "port 53 of 127.0.0.0/8 may not be used here";
   struct {
     const char* config;
@@ -306,18 +307,10 @@ TEST_F(ServerLookup, TheSystemsRulesHoldForItsServers) {
     std::int32_t error;
     std::vector<std::string> asked;
   } const cases[] = {
-      {"search a.test b.test",
-       "intranet",
-       "192.0.2.9",
-       0,
-       {"intranet.a.test.", "intranet.b.test."}},
+      {"search a.test b.test", "intranet", "192.0.2.9", 0, {"intranet.a.test.", found}},
       {"search a.test b.test", "intranet.", "", 59, {"intranet."}},
       {"search b.test", "www.intranet", "", 59, {"www.intranet.", "www.intranet.b.test."}},
-      {"search b.test\noptions ndots:2",
-       "x.intranet",
-       "",
-       59,
-       {"x.intranet.b.test.", "x.intranet."}},
+      {"search b.test\noptions ndots:2", "x.net", "", 59, {"x.net.b.test.", "x.net."}},
       {"domain b.test", "intranet", "192.0.2.9", 0, {"intranet.b.test."}},
       {"search a.test", "empty", "", 11004, {"empty.a.test.", "empty."}},
       {"", "intranet", "", 59, {"intranet."}},

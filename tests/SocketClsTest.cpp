@@ -22,10 +22,10 @@ int Unread(std::int32_t handle) {
   return ioctl(handle, FIONREAD, &count) == 0 ? count : -1;
 }
 
-TEST(SocketCls, ConnectReportsUnderWayAndTheOutcomeLater) {
+using Sockets = SocketTest;
+
+TEST_F(Sockets, ConnectReportsUnderWayAndTheOutcomeLater) {
   BytesServer server({{peers::Stay()}});
-  SocketCls socket;
-  Recorder recorder(socket);
   ASSERT_TRUE(socket.Connect("127.0.0.1", server.Port()));
   EXPECT_EQ(socket.State(), sockConnecting);
   EXPECT_TRUE(recorder.events.empty()) << "an event came inside the call that started it";
@@ -38,7 +38,7 @@ TEST(SocketCls, ConnectReportsUnderWayAndTheOutcomeLater) {
   EXPECT_GT(socket.LocalPort(), 0);
 }
 
-TEST(SocketCls, FailedConnectIsAnErrorEventAndReleasesTheHandle) {
+TEST_F(Sockets, FailedConnectIsAnErrorEventAndReleasesTheHandle) {
   const peers::RefusingPort port;
   const struct {
     const char* host;
@@ -61,7 +61,7 @@ TEST(SocketCls, FailedConnectIsAnErrorEventAndReleasesTheHandle) {
   }
 }
 
-TEST(SocketCls, ConnectRefusesWhatIsNoDestination) {
+TEST_F(Sockets, ConnectRefusesWhatIsNoDestination) {
   struct {
     const char* host;
     std::int32_t port;
@@ -83,10 +83,8 @@ TEST(SocketCls, ConnectRefusesWhatIsNoDestination) {
   }
 }
 
-TEST(SocketCls, OneNotificationDrainsTheSocketInChunks) {
+TEST_F(Sockets, OneNotificationDrainsTheSocketInChunks) {
   BytesServer server({{Send(std::string(40'000, 'x')), peers::Stay()}});
-  SocketCls socket;
-  Recorder recorder(socket);
   socket.SocketIsBusy(true);
   ASSERT_TRUE(ConnectAndWait(socket, server.Port()));
   while (Unread(socket.SocketHandle()) < 40'000) std::this_thread::yield();
@@ -96,10 +94,8 @@ TEST(SocketCls, OneNotificationDrainsTheSocketInChunks) {
   EXPECT_EQ(recorder.from, "127.0.0.1");
 }
 
-TEST(SocketCls, ClosedComesOnceAfterAllDataAndKeepsTheHandle) {
+TEST_F(Sockets, ClosedComesOnceAfterAllDataAndKeepsTheHandle) {
   BytesServer server({{Send("last words"), peers::HalfClose(), AwaitText("answer")}});
-  SocketCls socket;
-  Recorder recorder(socket);
   ASSERT_TRUE(ConnectAndWait(socket, server.Port()));
   ASSERT_TRUE(PumpUntil([&] { return recorder.Saw("Closed"); }));
   EXPECT_EQ(recorder.received, "last words");
@@ -111,10 +107,8 @@ TEST(SocketCls, ClosedComesOnceAfterAllDataAndKeepsTheHandle) {
   EXPECT_TRUE(server.AwaitReceived(0, "answer"));
 }
 
-TEST(SocketCls, ResetOfAnOpenConnectionIsClosedAndNotError) {
+TEST_F(Sockets, ResetOfAnOpenConnectionIsClosedAndNotError) {
   BytesServer server({{AwaitText("x"), peers::Reset()}});
-  SocketCls socket;
-  Recorder recorder(socket);
   ASSERT_TRUE(ConnectAndWait(socket, server.Port()));
   PumpUntil([&] { return recorder.Saw("SendComplete"); });
   socket.Kill();
@@ -123,10 +117,8 @@ TEST(SocketCls, ResetOfAnOpenConnectionIsClosedAndNotError) {
   EXPECT_FALSE(recorder.Saw("Error"));
 }
 
-TEST(SocketCls, BusyOwnerGetsItsDataLaterAndTheCloseAfterIt) {
+TEST_F(Sockets, BusyOwnerGetsItsDataLaterAndTheCloseAfterIt) {
   BytesServer server({{Send("data"), peers::HalfClose(), peers::Stay()}});
-  SocketCls socket;
-  Recorder recorder(socket);
   socket.SocketIsBusy(true);
   ASSERT_TRUE(ConnectAndWait(socket, server.Port()));
   while (Unread(socket.SocketHandle()) < 4) std::this_thread::yield();
@@ -138,19 +130,15 @@ TEST(SocketCls, BusyOwnerGetsItsDataLaterAndTheCloseAfterIt) {
   EXPECT_EQ(recorder.received, "data");
 }
 
-TEST(SocketCls, CloseWithoutDataReachesABusyOwner) {
+TEST_F(Sockets, CloseWithoutDataReachesABusyOwner) {
   BytesServer server({{peers::Close()}});
-  SocketCls socket;
-  Recorder recorder(socket);
   socket.SocketIsBusy(true);
   ASSERT_TRUE(socket.Connect("localhost", server.Port()));
   EXPECT_TRUE(PumpUntil([&] { return recorder.Saw("Closed"); }));
 }
 
-TEST(SocketCls, DisconnectClearsEverythingAndRaisesNothing) {
+TEST_F(Sockets, DisconnectClearsEverythingAndRaisesNothing) {
   BytesServer server({{peers::Stay()}});
-  SocketCls socket;
-  Recorder recorder(socket);
   ASSERT_TRUE(ConnectAndWait(socket, server.Port()));
   recorder.events.clear();
   socket.Disconnect();
@@ -162,7 +150,7 @@ TEST(SocketCls, DisconnectClearsEverythingAndRaisesNothing) {
   EXPECT_EQ(socket.LocalPort() + socket.RemotePort(), 0);
 }
 
-TEST(SocketCls, AcceptsEveryWaitingConnectionOneByOne) {
+TEST_F(Sockets, AcceptsEveryWaitingConnectionOneByOne) {
   SocketCls listener;
   Recorder recorder(listener);
   ASSERT_TRUE(listener.Listen("127.0.0.1"));
@@ -187,7 +175,7 @@ TEST(SocketCls, AcceptsEveryWaitingConnectionOneByOne) {
   EXPECT_TRUE(PumpUntil([&] { return receiver.received == "hello"; }));
 }
 
-TEST(SocketCls, ListenTellsWhyItFailed) {
+TEST_F(Sockets, ListenTellsWhyItFailed) {
   SocketCls first;
   ASSERT_TRUE(first.Listen("127.0.0.1"));
   const std::tuple<const char*, std::int32_t, std::int32_t> cases[] = {
@@ -208,9 +196,7 @@ TEST(SocketCls, ListenTellsWhyItFailed) {
   }
 }
 
-TEST(SocketCls, DatagramsArriveOneByOneAndAnEmptyOneClosesNothing) {
-  SocketCls socket;
-  Recorder recorder(socket);
+TEST_F(Sockets, DatagramsArriveOneByOneAndAnEmptyOneClosesNothing) {
   socket.UseUDP(true);
   ASSERT_TRUE(socket.Listen("127.0.0.1"));
   std::int32_t handle = 0;
@@ -229,10 +215,8 @@ TEST(SocketCls, DatagramsArriveOneByOneAndAnEmptyOneClosesNothing) {
   CloseSocket(handle);
 }
 
-TEST(SocketCls, RemovedSocketHearsNothing) {
+TEST_F(Sockets, RemovedSocketHearsNothing) {
   BytesServer server({{Send("x"), peers::Stay()}});
-  SocketCls socket;
-  Recorder recorder(socket);
   socket.SocketIsBusy(true);
   ASSERT_TRUE(ConnectAndWait(socket, server.Port()));
   PumpUntil([&] { return recorder.Saw("SendComplete"); });
@@ -244,9 +228,7 @@ TEST(SocketCls, RemovedSocketHearsNothing) {
   EXPECT_TRUE(recorder.events.empty());
 }
 
-TEST(SocketCls, WindowProcTurnsCodesIntoEvents) {
-  SocketCls socket;
-  Recorder recorder(socket);
+TEST_F(Sockets, WindowProcTurnsCodesIntoEvents) {
   socket.WindowProc(999, std::string("10060"));
   EXPECT_EQ(socket.LastSocketErr(), 10060);
   socket.WindowProc(1, Bytes{'a'});

@@ -86,6 +86,11 @@ class Crowd {
   std::vector<std::unique_ptr<Recorder>> recorders_;
 };
 
+struct SocketTest : testing::Test {
+  SocketCls socket;
+  Recorder recorder{socket};
+};
+
 /// A server that leaves what its client sends unread until it is told.
 class SlowReader {
  public:

@@ -1,8 +1,5 @@
 // https: directly, through tunnels of HTTP proxies and through SOCKS.
 #include <netro/WatchpostCls.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include "HttpTestKit.h"
 #include "TlsTestKit.h"
@@ -67,26 +64,7 @@ class TunnelProxy {
       requests_.push_back(request);
     }
     connection.Send(answer);
-    if (answer.starts_with("HTTP/1.1 200")) Relay(connection);
-  }
-
-  void Relay(peers::Connection& connection) {
-    const int there = peers::ConnectToLoopback(target_);
-    pollfd fds[] = {
-        {connection.Fd(), POLLIN, 0}, {there, POLLIN, 0}, {connection.StopFd(), POLLIN, 0}};
-    char block[16384];
-    while (poll(fds, 3, -1) > 0 && fds[2].revents == 0) {
-      for (int i = 0; i < 2; ++i) {
-        if (fds[i].revents == 0) continue;
-        const ssize_t got = recv(fds[i].fd, block, sizeof block, 0);
-        if (got <= 0 ||
-            send(fds[1 - i].fd, block, static_cast<std::size_t>(got), MSG_NOSIGNAL) != got) {
-          close(there);
-          return;
-        }
-      }
-    }
-    close(there);
+    if (answer.starts_with("HTTP/1.1 200")) peers::Relay(connection, target_);
   }
 
   const std::vector<std::string> answers_;

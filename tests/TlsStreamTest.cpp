@@ -201,7 +201,9 @@ TEST_F(Silent, EndsWithItsTask) {
   EXPECT_EQ(error, 9999);
 }
 
-TEST(TlsData, TenMillionBytesBothWaysAtOnce) {
+using TlsData = SocketTest;
+
+TEST_F(TlsData, TenMillionBytesBothWaysAtOnce) {
   for (const int version : {TLS1_2_VERSION, TLS1_3_VERSION}) {
     TlsRules rules = GoodRules();
     rules.highest = version;
@@ -218,10 +220,8 @@ TEST(TlsData, TenMillionBytesBothWaysAtOnce) {
   }
 }
 
-TEST(TlsData, QueuedDataGoesOutInOrderAndTheAlertBehindIt) {
+TEST_F(TlsData, QueuedDataGoesOutInOrderAndTheAlertBehindIt) {
   TlsServer server(GoodRules());
-  SocketCls socket;
-  Recorder recorder(socket);
   ASSERT_TRUE(ConnectAndWait(socket, server.Port()));
   recorder.events.clear();
   ASSERT_TRUE(socket.StartTls("localhost", Trusting()));
@@ -249,7 +249,7 @@ TEST(TlsData, QueuedDataGoesOutInOrderAndTheAlertBehindIt) {
   EXPECT_EQ(got, kMuch.size());
 }
 
-TEST(TlsData, ACancelledSendLeavesTheStreamWhole) {
+TEST_F(TlsData, ACancelledSendLeavesTheStreamWhole) {
   std::atomic<bool> read{false};
   std::string got;
   TlsServer server(Serving([&](TlsPeer& peer) {
@@ -258,8 +258,6 @@ TEST(TlsData, ACancelledSendLeavesTheStreamWhole) {
     while (peer.Read(got)) continue;
     peer.CloseNotify();
   }));
-  SocketCls socket;
-  Recorder recorder(socket);
   ASSERT_EQ(Protect(socket, server.Port(), Trusting()), 0);
   MessageLoop& loop = MessageLoop::ForThisThread();
   const std::int32_t timer = loop.SetTimer(20, [&] { socket.StopWaiting(); });
@@ -273,7 +271,7 @@ TEST(TlsData, ACancelledSendLeavesTheStreamWhole) {
   EXPECT_EQ(got.substr(got.size() - 4), "mend");
 }
 
-TEST(TlsData, KeyUpdatesAndNewTicketsAreNoData) {
+TEST_F(TlsData, KeyUpdatesAndNewTicketsAreNoData) {
   TlsServer server(Serving([](TlsPeer& peer) {
     std::string text;
     for (int i = 0; i < 50; ++i) {
@@ -285,21 +283,17 @@ TEST(TlsData, KeyUpdatesAndNewTicketsAreNoData) {
     peer.Send(text);
     peer.Read(text);
   }));
-  SocketCls socket;
-  Recorder recorder(socket);
   ASSERT_EQ(Protect(socket, server.Port(), Trusting()), 0);
   EXPECT_TRUE(PumpUntil([&] { return recorder.received == std::string(50, 'a'); }));
   EXPECT_TRUE(Echoes(socket, recorder));
 }
 
-TEST(TlsData, RecordsWithoutDataHaveALimit) {
+TEST_F(TlsData, RecordsWithoutDataHaveALimit) {
   TlsServer server(Serving([](TlsPeer& peer) {
     while (SSL_new_session_ticket(peer.Handle()) == 1 && peer.Send("")) {
       if (SSL_do_handshake(peer.Handle()) != 1 || !peer.Flush()) return;
     }
   }));
-  SocketCls socket;
-  Recorder recorder(socket);
   ASSERT_EQ(Protect(socket, server.Port(), Trusting()), 0);
   EXPECT_TRUE(PumpUntil([&] { return recorder.Saw("Closed"); }));
   EXPECT_EQ(socket.LastSocketErr(), 10176);

@@ -95,6 +95,9 @@ class LoopbackServer {
 /// A new socket connected to a port of 127.0.0.1; -1 when that failed.
 int ConnectToLoopback(int port);
 
+/// Copies to such a port and back until one side ends or the server stops; then both are closed.
+void Relay(Connection& client, int port);
+
 /// A port of 127.0.0.1 that refuses connections and is taken by nobody else meanwhile.
 class RefusingPort {
  public:
