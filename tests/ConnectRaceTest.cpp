@@ -1,5 +1,4 @@
 // Hosts with several addresses: which one is connected to, and what is seen of the others.
-#include <netro/SocketCls.h>
 #include <netro/UDPCls.h>
 #include <sys/socket.h>
 

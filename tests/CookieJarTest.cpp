@@ -11,9 +11,7 @@ namespace {
 
 TEST(CookieJar, CookiesGoWhereTheyBelong) {
   const struct {
-    const char* setCookie;
-    const char* from;
-    const char* to;
+    const char *setCookie, *from, *to;
     const char* header;  // null: refused
   } kCases[] = {
       {"a=1", "http://h.example/", "http://h.example/x", "a=1"},

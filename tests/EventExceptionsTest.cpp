@@ -1,24 +1,14 @@
 // What the host's functions throw arrives at the caller of the call or of the pump, which is over
 // then: nothing is lost, no other object waits in vain, and all can be used again. torture/ throws
 // at every event and at many turns of every blocking call.
-#include <netro/EchoCls.h>
-#include <netro/HTTPCls.h>
-#include <netro/LogfileCLS.h>
-#include <netro/SendMailCls.h>
-#include <netro/SocketCls.h>
-#include <netro/WatchpostCls.h>
-#include <poll.h>
-
 #include <new>
 
-#include "DnsTestKit.h"
 #include "EchoPermission.h"
 #include "ExceptionKit.h"
 #include "SendMailKit.h"
 #include "socket/SocketModule.h"
 #include "tests/peers/BytesServer.h"
 #include "tests/peers/HttpServer.h"
-#include "tests/peers/SmtpServer.h"
 #include "tests/peers/SocksServer.h"
 
 namespace netro {

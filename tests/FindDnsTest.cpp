@@ -180,8 +180,7 @@ std::string Joined(const std::vector<IpAddress>& addresses) {
 
 TEST(HostsText, NameToAddress) {
   const struct {
-    const char* name;
-    const char* addresses;
+    const char *name, *addresses;
   } cases[] = {
       {"server.example", "192.0.2.1 2001:db8::1 192.0.2.3"},
       {"SERVER.Example.", "192.0.2.1 2001:db8::1 192.0.2.3"},

@@ -12,7 +12,6 @@
 #include "DnsTestKit.h"
 #include "SystemRoot.h"
 #include "dns/AddressOrder.h"
-#include "peers/DnsReply.h"
 #include "platform/Address.h"
 #include "platform/Sockets.h"
 
@@ -255,8 +254,7 @@ TEST(DnsServersOfEachClass, AreTheSystems) {
 
 TEST(Address, IsReadAndWritten) {
   const struct {
-    const char* text;
-    const char* written;
+    const char *text, *written;
     AddressFamily family = AddressFamily::IPv6;
   } cases[] = {{"192.0.2.1", "192.0.2.1", AddressFamily::IPv4},
                {"127.1", "127.0.0.1", AddressFamily::IPv4},
@@ -286,8 +284,7 @@ TEST(Address, IsReadAndWritten) {
 
 TEST(Address, HasAPortBehindIt) {
   const struct {
-    const char* text;
-    const char* host;
+    const char *text, *host;
     std::int32_t port = 53;
   } cases[] = {{"ns.test", "ns.test"},
                {" ns.test : 54 ", "ns.test", 54},

@@ -278,8 +278,7 @@ void ExpectResponse(std::map<std::string, std::string> line, const std::string& 
 
 TEST(HttpStandardDigest, AnswersTheBestChallengeWithItsOwnValues) {
   const struct {
-    const char* challenges;
-    const char *algorithm, *nonce, *qop, *opaque;
+    const char *challenges, *algorithm, *nonce, *qop, *opaque;
   } kCases[] = {
       {"WWW-Authenticate: Digest realm=\"r\", nonce=\"n\"\r\n", "", "n", "", ""},
       {"WWW-Authenticate: Digest realm=\"r\", nonce=\"n\", qop=\"auth-int, auth\", "

@@ -22,10 +22,7 @@ std::string StepsOf(const HTTPCls& http) {
 
 TEST(HttpRedirects, TheMethodAndTheBodyFollowTheStatus) {
   const struct {
-    const char* status;
-    const char* method;
-    const char* next;
-    const char* body;
+    const char *status, *method, *next, *body;
   } kCases[] = {
       {"301 x", "POST", "GET", ""},        {"302 x", "POST", "GET", ""},
       {"303 x", "POST", "GET", ""},        {"307 x", "POST", "POST", "data"},
@@ -69,9 +66,7 @@ TEST(HttpRedirects, EndWhereTheyMust) {
   });
   const struct {
     const char* path;
-    std::int32_t most;
-    std::int32_t error;
-    std::int32_t status;
+    std::int32_t most, error, status;
     std::size_t requests;
   } kCases[] = {{"/loop", 3, 10062, 0, 4}, {"/loop", 0, 0, 302, 1},  {"/odd", 9, 10042, 0, 1},
                 {"/https", 9, 10043, 0, 1}, {"/none", 9, 0, 302, 1}, {"/choice", 9, 0, 300, 1}};

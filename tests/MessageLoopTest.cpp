@@ -1,7 +1,6 @@
 // The message loop: pumping, timers, tasks from other threads, and the descriptor for hosts.
 #include <netro/HTTPCls.h>
 #include <netro/QueryDNSCLS.h>
-#include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -173,9 +172,7 @@ TEST_F(HostPump, RunsWhileACallWaitsAndTheLibraryTurnsTheLoop) {
 TEST_F(HostPump, RunsOnceInEachInterval) {
   OnItsThread([](MessageLoop& loop) {
     struct {
-      milliseconds interval;
-      milliseconds advance;
-      milliseconds sleep;
+      milliseconds interval, advance, sleep;
       int turns;
     } const cases[] = {
         {seconds(1000), seconds(1000), seconds(4500), 5},

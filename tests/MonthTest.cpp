@@ -7,8 +7,6 @@
 #include <iterator>
 
 #include "DnsTestKit.h"
-#include "tests/peers/DnsReply.h"
-#include "tests/peers/DnsServer.h"
 #include "tests/peers/HttpServer.h"
 #include "tests/peers/SmtpServer.h"
 

@@ -45,8 +45,7 @@ TEST(BeforeTheRequest, AnswerOrCloseIsSeen) {
   const struct {
     const char* name;
     std::function<void(Connection&)> act;
-    std::int32_t result;
-    std::int32_t error;
+    std::int32_t result, error;
   } cases[] = {
       {"close", [](Connection& c) { c.Close(); }, 0, 10054},
       {"reset", [](Connection& c) { c.Reset(); }, 0, 10054},

@@ -13,7 +13,6 @@
 #include "SystemRoot.h"
 #include "diag/NodeStatus.h"
 #include "support/HardwareAddress.h"
-#include "tests/peers/DatagramServer.h"
 #include "tests/peers/NodeStatusReply.h"
 
 namespace netro {

@@ -11,7 +11,6 @@
 #include "Environment.h"
 #include "support/DateText.h"
 #include "tests/peers/BytesServer.h"
-#include "tests/peers/DatagramServer.h"
 #include "tests/peers/TimeReply.h"
 
 namespace netro {

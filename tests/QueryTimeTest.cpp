@@ -8,7 +8,6 @@
 #include "DnsTestKit.h"
 #include "SystemRoot.h"
 #include "support/DateText.h"
-#include "tests/peers/DatagramServer.h"
 #include "tests/peers/TimeReply.h"
 
 namespace netro {

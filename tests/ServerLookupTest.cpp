@@ -260,8 +260,7 @@ TEST_F(ServerLookup, ExpiredEntriesCountWhereNobodyAnswersAndOnlyThen) {
       Replying([&](auto& r) { mode == 0 ? r.Answer(AddressRecord(8)) : r.Code(1 + mode); }));
   struct {
     bool allowed;
-    int mode;
-    int hours;
+    int mode, hours;
     const char* result;
   } const cases[] = {{false, 1, 1, ""},
                      {true, 1, 1, "192.0.2.8"},
@@ -301,9 +300,7 @@ TEST_F(ServerLookup, TheSystemsRulesHoldForItsServers) {
   const std::string found = "intranet.b.test.";
   if (!server) GTEST_SKIP() << "port 53 of 127.0.0.0/8 may not be used here";
   struct {
-    const char* config;
-    const char* name;
-    const char* result;
+    const char *config, *name, *result;
     std::int32_t error;
     std::vector<std::string> asked;
   } const cases[] = {

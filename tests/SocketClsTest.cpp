@@ -42,8 +42,7 @@ TEST_F(Sockets, FailedConnectIsAnErrorEventAndReleasesTheHandle) {
   const peers::RefusingPort port;
   const struct {
     const char* host;
-    std::int32_t port;
-    std::int32_t error;
+    std::int32_t port, error;
   } cases[] = {{"127.0.0.1", port.Port(), 10061},
                {"224.0.0.1", 9, 10051}};  // a stream to a group: refused at once
   for (const auto& c : cases) {
@@ -64,9 +63,7 @@ TEST_F(Sockets, FailedConnectIsAnErrorEventAndReleasesTheHandle) {
 TEST_F(Sockets, ConnectRefusesWhatIsNoDestination) {
   struct {
     const char* host;
-    std::int32_t port;
-    std::int32_t error;
-    std::int32_t dnsError;
+    std::int32_t port, error, dnsError;
   } const cases[] = {
       {"", 80, 11001, 59},         {"255.255.255.255", 80, 11001, 59},
       {kNoName, 80, 11001, 59},    {"127.0.0.1", 65536, 10022, 0},

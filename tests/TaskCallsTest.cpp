@@ -5,7 +5,6 @@
 #include <netro/QueryDNSCLS.h>
 #include <netro/QueryTimeCLS.h>
 #include <netro/SMTPCls.h>
-#include <netro/SocketCls.h>
 #include <netro/UDPCls.h>
 #include <netro/WhoIsCls.h>
 #include <sys/resource.h>

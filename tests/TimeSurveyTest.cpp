@@ -3,7 +3,6 @@
 #include <netro/TimeSurveyCls.h>
 
 #include "DnsTestKit.h"
-#include "tests/peers/DatagramServer.h"
 #include "tests/peers/TimeReply.h"
 #include "web/TimeIntersection.h"
 

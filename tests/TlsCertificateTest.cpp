@@ -1,6 +1,4 @@
 // Whom StartTls believes and why not: certificates, names, pins, versions, settings.
-#include <openssl/ssl.h>
-
 #include "TlsTestKit.h"
 
 namespace netro {

@@ -202,8 +202,7 @@ TEST_F(Https, TunnelsThroughHttpProxies) {
   const struct {
     const char* name;
     std::vector<std::string> answers;
-    std::int32_t error;
-    std::int32_t status;
+    std::int32_t error, status;
     const char* credentials;  // of the last request to the proxy
   } kCases[] = {
       {"open", {good}, 0, 200, "an added line"},

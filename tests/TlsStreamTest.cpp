@@ -1,10 +1,7 @@
 // What a protected connection does as a stream: the handshake cut, silent or disturbed, data in all
 // sizes both ways, its end, and everything that may happen to the socket meanwhile.
 #include <netro/Task.h>
-#include <openssl/ssl.h>
 #include <sys/socket.h>
-
-#include <list>
 
 #include "ExceptionKit.h"
 #include "TlsTestKit.h"

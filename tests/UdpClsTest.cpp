@@ -3,7 +3,6 @@
 
 #include "DnsTestKit.h"
 #include "SocketTestKit.h"
-#include "peers/DatagramServer.h"
 
 namespace netro {
 namespace {

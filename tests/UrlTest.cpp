@@ -8,8 +8,7 @@ namespace {
 
 TEST(SplitUrl, FindsTheParts) {
   const struct {
-    const char* text;
-    const char *protocol, *host;
+    const char *text, *protocol, *host;
     int port;
     const char *path, *query;
   } kCases[] = {

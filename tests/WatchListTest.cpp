@@ -74,12 +74,9 @@ class OneHost {
 
 TEST(WatchList, RowsAndWindowsMakeAHostGoDownAndComeUp) {
   const struct {
-    const char* probes;
-    const char* expected;
+    const char *probes, *expected;
     WatchedStateEnum state;
-    std::int32_t upWindow;
-    std::int32_t downWindow;
-    std::int32_t flapChanges;
+    std::int32_t upWindow, downWindow, flapChanges;
   } kCases[] = {
       {"+", "300 ", WatchedUp, 0, 0, 0},
       {"-", "10 ", WatchedUnknown, 0, 0, 0},

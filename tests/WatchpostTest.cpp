@@ -4,8 +4,6 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include <fstream>
-
 #include "EchoPermission.h"
 #include "SystemRoot.h"
 #include "TestKit.h"
