@@ -1,6 +1,5 @@
 // Cookies: what is taken, where it goes, what pushes it out, and the file.
 #include <netro/CookieJar.h>
-#include <sys/stat.h>
 
 #include "TestKit.h"
 #include "web/CookieStore.h"
@@ -167,9 +166,7 @@ TEST_F(CookieFile, ComesBackAsWritten) {
   jar_.Take("gone=1; Max-Age=5", "http://localhost/");
   AdvanceClockForTests(std::chrono::seconds(6));
   ASSERT_EQ(jar_.Save(path_), 0);
-  struct stat facts {};
-  ASSERT_EQ(stat(path_.c_str(), &facts), 0);
-  EXPECT_EQ(facts.st_mode & 0777, 0600u);
+  EXPECT_EQ(std::filesystem::status(path_).permissions(), std::filesystem::perms(0600));
   const std::string text = ReadFile(path_);
   EXPECT_EQ(text.substr(text.find("\n\n") + 2),
             "#HttpOnly_.h.example\tTRUE\t/x\tTRUE\t2871763199\ta\t1\n"

@@ -59,7 +59,6 @@ std::string WithLength(const std::string& length) {
 const AnswerCase kCases[] = {
     // complete by length
     Whole("Length", WithLength(" 5")),
-    Whole("LengthWithoutBlank", WithLength("5")),
     Whole("LengthWithBlanks", WithLength(" \t 5 \t")),
     Whole("LengthWithZeros", WithLength(" 005")),
     Whole("LengthTwiceTheSame", WithLength(" 5\r\ncontent-LENGTH: 5")),
@@ -77,7 +76,6 @@ const AnswerCase kCases[] = {
     Whole("UntilTheEnd", kText + "\r\nhello", kEnds),
     Whole("UntilTheEndEmpty", kText + "\r\n", kEnds),
     Whole("UntilTheEndAnnounced", kText + "Connection: close\r\n\r\nhello", kEnds),
-    Whole("UntilTheEndKeepAlive", kText + "Connection: keep-alive\r\n\r\nhello", kEnds),
     Whole("UntilTheEndOldVersion", "HTTP/1.0 200 OK\r\nContent-Type: text/plain\r\n\r\nhello",
           kEnds),
 
@@ -162,7 +160,6 @@ const AnswerCase kCases[] = {
     Fails("NoHttpAtAll", "<html>text</html>", 10042),
     Fails("EmptyLineFirst", "\r\nHTTP/1.1 200 OK\r\n\r\nhello", 10042),
     Fails("OtherVersion", "HTTP/1.2 200 OK\r\n\r\nhello", 10042),
-    Fails("NoVersion", "HTTP 200 OK\r\n\r\nhello", 10042),
     Fails("NoCode", "HTTP/1.1\r\n\r\nhello", 10042),
     Fails("CodeOfLetters", "HTTP/1.1 abc\r\n\r\nhello", 10042),
     Fails("CodeOfTwoDigits", "HTTP/1.1 20 OK\r\n\r\nhello", 10042),
@@ -178,14 +175,10 @@ const AnswerCase kCases[] = {
     Fails("LengthsDiffer", WithLength(" 5\r\nContent-Length: 6"), 10042),
     Fails("LengthEmpty", WithLength(""), 10042),
     Fails("LengthNegative", WithLength(" -5"), 10042),
-    Fails("LengthSigned", WithLength(" +5"), 10042),
     Fails("LengthWithLetters", WithLength(" 5x"), 10042),
-    Fails("LengthInHexadecimal", WithLength(" 0x5"), 10042),
-    Fails("LengthWithGap", WithLength(" 5 5"), 10042),
     Fails("LengthOverTheLimit", WithLength(" 9007199254740993"), 10042),
     Fails("LengthOverflows", WithLength(" 18446744073709551621"), 10042),
     Fails("ChunkSizeEmpty", kChunked + "\r\nhello\r\n0\r\n\r\n", 10042),
-    Fails("ChunkSizeNoDigits", kChunked + "xyz\r\nhello\r\n0\r\n\r\n", 10042),
     Fails("ChunkSizeNegative", kChunked + "-5\r\nhello\r\n0\r\n\r\n", 10042),
     Fails("ChunkSizePrefixed", kChunked + "0x5\r\nhello\r\n0\r\n\r\n", 10042),
     Fails("ChunkSizeOverTheLimit", kChunked + "20000000000001\r\nhello", 10042),

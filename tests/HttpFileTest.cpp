@@ -2,7 +2,6 @@
 // query fails.
 #include <signal.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include "tests/HttpTestKit.h"
@@ -37,15 +36,9 @@ struct HttpFile : testing::Test {
   bool timeout_ = false;
 };
 
-bool Exists(const std::string& name) {
-  struct stat facts;
-  return lstat(name.c_str(), &facts) == 0;
-}
+namespace fs = std::filesystem;
 
-mode_t RightsOf(const std::string& name) {
-  struct stat facts {};
-  return stat(name.c_str(), &facts) == 0 ? facts.st_mode & 07777 : 0;
-}
+bool Exists(const std::string& name) { return fs::exists(fs::symlink_status(name)); }
 
 TEST_F(HttpFile, TextGoesThereWhenAsked) {
   for (const std::string& body : {"hello"s, ""s}) {
@@ -58,7 +51,7 @@ TEST_F(HttpFile, TextGoesThereWhenAsked) {
     EXPECT_EQ(http_.LastErr(), 0);
     EXPECT_EQ(http_.BodyLen(), static_cast<double>(body.size()));
     EXPECT_EQ(ReadFile(folder_ / "out"), body);
-    EXPECT_EQ(RightsOf(folder_ / "out"), 0600u);
+    EXPECT_EQ(fs::status(folder_ / "out").permissions(), fs::perms(0600));
     unlink(http_.Filename().c_str());
   }
 }
@@ -77,7 +70,7 @@ TEST_F(HttpFile, AnEmptyBodyMakesNoTemporaryFile) {
       EXPECT_EQ(http_.SaveAsFile(), asked);
       EXPECT_EQ(http_.Filename(), "");
     }
-  EXPECT_TRUE(std::filesystem::is_empty(folder_.Path()));
+  EXPECT_TRUE(fs::is_empty(folder_.Path()));
   unsetenv("TMPDIR");
 }
 
@@ -87,10 +80,10 @@ TEST_F(HttpFile, ATemporaryNameLastsUntilTheNextQuery) {
   Query(server);
   const std::string first = http_.Filename();
   ASSERT_TRUE(http_.SaveAsFile());
-  const std::string base = std::filesystem::path(first).filename().string();
+  const std::string base = fs::path(first).filename().string();
   EXPECT_EQ(base.rfind("ansel", 0), 0u) << base;
-  EXPECT_EQ(std::filesystem::path(first).extension(), ".tmp");
-  EXPECT_EQ(RightsOf(first), 0600u);
+  EXPECT_EQ(fs::path(first).extension(), ".tmp");
+  EXPECT_EQ(fs::status(first).permissions(), fs::perms(0600));
 
   Query(server);
   const std::string second = http_.Filename();
@@ -128,7 +121,7 @@ TEST_F(HttpFile, ARefusedAttemptLeavesNoTrace) {
   EXPECT_EQ(Query(server), Answer("text/plain", "text"));
   EXPECT_FALSE(http_.SaveAsFile());
   EXPECT_EQ(http_.Filename(), "");
-  EXPECT_TRUE(std::filesystem::is_empty(folder_.Path()));
+  EXPECT_TRUE(fs::is_empty(folder_.Path()));
   unsetenv("TMPDIR");
 }
 
@@ -173,7 +166,7 @@ TEST_F(HttpFile, CannotBeCreated) {
     http_.Filename(name);
     ExpectFileError(Query(server));
   }
-  EXPECT_TRUE(std::filesystem::is_directory(folder_.Path()));
+  EXPECT_TRUE(fs::is_directory(folder_.Path()));
 }
 
 TEST_F(HttpFile, GrowsOverTheSizeAllowed) {

@@ -7,6 +7,7 @@
 #include "EchoPermission.h"
 #include "TwoNetworks.h"
 #include "platform/Neighbours.h"
+#include "support/Text.h"
 
 namespace netro {
 namespace {
@@ -163,26 +164,11 @@ TEST_F(Neighbours, NobodyIsAskedForAddressesThatAreNoNeighbours) {
   ASSERT_TRUE(
       TwoNetworks::Ip("route add default via 10.77.0.2\nroute add 224.0.0.0/4 dev here\n"
                       "route add default via fd77::2\n"));
-  for (const char* ip : {"",
-                         "there.test",
-                         "127.0.0.1",
-                         "127.9.9.9",
-                         "0.0.0.0",
-                         "0.0.0.1",
-                         "224.0.0.1",
-                         "239.255.255.250",
-                         "255.255.255.255",
-                         "10.77.0.255",
-                         "198.51.100.1",
-                         "10.77.0.2 x",
-                         "::",
-                         "::1",
-                         "ff02::1%here",
-                         "ff0e::1",
-                         "2001:db8::1",
-                         "fe80::5eff:fe00:b",
-                         "fe80::1%nowhere",
-                         "fd77::2 x"})
+  for (const std::string& ip :
+       Split(",there.test,127.0.0.1,127.9.9.9,0.0.0.0,0.0.0.1,224.0.0.1,239.255.255.250,"
+             "255.255.255.255,10.77.0.255,198.51.100.1,10.77.0.2 x,::,::1,ff02::1%here,ff0e::1,"
+             "2001:db8::1,fe80::5eff:fe00:b,fe80::1%nowhere,fd77::2 x",
+             ','))
     EXPECT_FALSE(Waits(ip)) << ip;
   EXPECT_FALSE(IsKnown(kThere)) << "nothing went to the gateway";
   EXPECT_FALSE(IsKnown(kThere6)) << "nothing went to the gateway";
