@@ -183,9 +183,7 @@ TEST_F(QueueData, WaitsForTheTunnel) {
     using peers::dns::Record;
     return {peers::DnsReply(query).Answer(Record(peers::dns::kQuestion, 1, "\x7F\0\0\1"s)).Bytes()};
   });
-  SocketCls socket;
   socket.DNSURL("127.0.0.1:" + std::to_string(names.Port()));
-  Recorder recorder(socket);
   std::int32_t error = 0;
   recorder.hook = [&](const std::string& event) {
     if (event != "Connect") return;

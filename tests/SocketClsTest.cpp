@@ -46,17 +46,17 @@ TEST_F(Sockets, FailedConnectIsAnErrorEventAndReleasesTheHandle) {
   } cases[] = {{"127.0.0.1", port.Port(), 10061},
                {"224.0.0.1", 9, 10051}};  // a stream to a group: refused at once
   for (const auto& c : cases) {
-    SocketCls socket;
-    Recorder recorder(socket);
-    ASSERT_TRUE(socket.Connect(c.host, c.port));
-    EXPECT_TRUE(recorder.events.empty());
-    ASSERT_TRUE(PumpUntil([&] { return !recorder.events.empty(); }));
-    EXPECT_EQ(recorder.events, (Events{"Error"}));
-    EXPECT_EQ(recorder.error, c.error);
-    EXPECT_EQ(recorder.description, SocketErrorText(c.error));
-    EXPECT_EQ(recorder.states[0], sockClosed);
-    EXPECT_EQ(socket.LastSocketErr(), c.error);
-    EXPECT_EQ(socket.SocketHandle(), 0);
+    SocketCls client;
+    Recorder seen(client);
+    ASSERT_TRUE(client.Connect(c.host, c.port));
+    EXPECT_TRUE(seen.events.empty());
+    ASSERT_TRUE(PumpUntil([&] { return !seen.events.empty(); }));
+    EXPECT_EQ(seen.events, (Events{"Error"}));
+    EXPECT_EQ(seen.error, c.error);
+    EXPECT_EQ(seen.description, SocketErrorText(c.error));
+    EXPECT_EQ(seen.states[0], sockClosed);
+    EXPECT_EQ(client.LastSocketErr(), c.error);
+    EXPECT_EQ(client.SocketHandle(), 0);
   }
 }
 
@@ -70,13 +70,13 @@ TEST_F(Sockets, ConnectRefusesWhatIsNoDestination) {
       {"127.0.0.1", -1, 10022, 0},
   };
   for (const auto& c : cases) {
-    SocketCls socket;
-    EXPECT_FALSE(socket.Connect(c.host, c.port)) << c.host;
-    EXPECT_EQ(socket.LastSocketErr(), c.error) << c.host;
-    EXPECT_EQ(socket.DNSLastErr(), c.dnsError) << c.host;
-    EXPECT_EQ(socket.DNSLastErrMsg(), c.dnsError == 59 ? "No DNS Entries found." : "") << c.host;
-    EXPECT_EQ(socket.State(), sockClosed);
-    EXPECT_EQ(socket.SocketHandle(), 0);
+    SocketCls client;
+    EXPECT_FALSE(client.Connect(c.host, c.port)) << c.host;
+    EXPECT_EQ(client.LastSocketErr(), c.error) << c.host;
+    EXPECT_EQ(client.DNSLastErr(), c.dnsError) << c.host;
+    EXPECT_EQ(client.DNSLastErrMsg(), c.dnsError == 59 ? "No DNS Entries found." : "") << c.host;
+    EXPECT_EQ(client.State(), sockClosed);
+    EXPECT_EQ(client.SocketHandle(), 0);
   }
 }
 
@@ -149,14 +149,14 @@ TEST_F(Sockets, DisconnectClearsEverythingAndRaisesNothing) {
 
 TEST_F(Sockets, AcceptsEveryWaitingConnectionOneByOne) {
   SocketCls listener;
-  Recorder recorder(listener);
+  Recorder seen(listener);
   ASSERT_TRUE(listener.Listen("127.0.0.1"));
   EXPECT_EQ(listener.State(), sockListening);
   std::vector<std::unique_ptr<SocketCls>> accepted;
-  recorder.hook = [&](const std::string&) {
-    EXPECT_EQ(recorder.request, listener.SocketHandle());
+  seen.hook = [&](const std::string&) {
+    EXPECT_EQ(seen.request, listener.SocketHandle());
     accepted.push_back(std::make_unique<SocketCls>());
-    accepted.back()->Accept(recorder.request);
+    accepted.back()->Accept(seen.request);
     EXPECT_EQ(accepted.back()->State(), sockConnected);
     EXPECT_EQ(accepted.back()->LocalPort(), listener.LocalPort());
   };

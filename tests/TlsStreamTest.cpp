@@ -205,14 +205,14 @@ TEST_F(TlsData, TenMillionBytesBothWaysAtOnce) {
     TlsRules rules = GoodRules();
     rules.highest = version;
     TlsServer server(rules);
-    SocketCls socket;
-    Recorder recorder(socket);
-    ASSERT_EQ(Protect(socket, server.Port(), Trusting()), 0);
-    EXPECT_EQ(socket.SendData(kMuch), 0);
-    EXPECT_TRUE(PumpUntil([&] { return recorder.received.size() == kMuch.size(); }));
-    EXPECT_TRUE(recorder.received == kMuch);
-    EXPECT_LE(*std::ranges::max_element(recorder.sizes), 16'000u);
-    socket.Disconnect();
+    SocketCls client;
+    Recorder seen(client);
+    ASSERT_EQ(Protect(client, server.Port(), Trusting()), 0);
+    EXPECT_EQ(client.SendData(kMuch), 0);
+    EXPECT_TRUE(PumpUntil([&] { return seen.received.size() == kMuch.size(); }));
+    EXPECT_TRUE(seen.received == kMuch);
+    EXPECT_LE(*std::ranges::max_element(seen.sizes), 16'000u);
+    client.Disconnect();
     EXPECT_TRUE(PumpUntil([&] { return server.Goodbyes() == 1; }));
   }
 }
