@@ -44,7 +44,9 @@ class ZstdDecoder final : public StreamDecoder {
   Step Run(std::span<const std::uint8_t>& block, std::span<std::uint8_t> out) override {
     if (!stream_) return {Outcome::NoMemory, 0, nullptr};
     if (!BeginsFrame(block)) return {Outcome::Corrupt, 0, "unknown frame"};
-    ZSTD_inBuffer input{block.data(), block.size(), 0};
+    // A frame that comes as one piece with its magic number is read by other rules than in pieces.
+    const auto piece = header_.size() < kMagic ? block.first(std::min(block.size(), kMagic)) : block;
+    ZSTD_inBuffer input{piece.data(), piece.size(), 0};
     ZSTD_outBuffer output{out.data(), out.size(), 0};
     const std::size_t result = ZSTD_decompressStream(stream_.get(), &output, &input);
     const std::size_t room = kLongestHeader - header_.size();

@@ -12,7 +12,7 @@ namespace netro {
 namespace {
 
 constexpr std::size_t kMostConnections = 512;
-constexpr std::size_t kMostLookups = 32;
+constexpr std::size_t kMostLookups = 128;
 
 }  // namespace
 

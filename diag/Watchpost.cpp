@@ -46,7 +46,8 @@ Watchpost::Watchpost(WatchpostCls& owner)
           [this](WatchProbes::Number number, const ProbeResult& result) { Ended(number, result); }),
       reports_([this](std::int32_t error, const char* state, const WatchFacts& facts,
                       const std::string& text) { Note(error, state, facts, text); }),
-      senderHostName_(ReadHostName()) {
+      senderHostName_(ReadHostName()),
+      noMemory_(SocketErrorText(kErrNoBuffers)) {
   log_.Events(this);
 }
 
@@ -58,7 +59,8 @@ bool Watchpost::Fail(std::int32_t error, std::string text) {
 
 bool Watchpost::Succeed() { return !Fail(0, {}); }
 
-bool Watchpost::NoMemory() { return Fail(kErrNoBuffers, SocketErrorText(kErrNoBuffers)); }
+// LastErrMsg has the text.
+bool Watchpost::NoMemory() { return Fail(kErrNoBuffers, {}); }
 
 bool Watchpost::Read(const std::string& fileName, WatchSettings& settings) {
   std::string text;

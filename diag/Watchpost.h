@@ -20,6 +20,7 @@
 #include "diag/WatchReports.h"
 #include "diag/WatchSettings.h"
 #include "diag/WatchState.h"
+#include "platform/ErrorNumbers.h"
 #include "socket/SocketModule.h"
 
 namespace netro {
@@ -55,7 +56,10 @@ class Watchpost final : public std::enable_shared_from_this<Watchpost>, private 
   const WatchReports& Reports() const { return reports_; }
   WatchedPast PastAt(std::size_t index) const;
   std::int32_t LastErr() const { return lastErr_; }
-  const std::string& LastErrMsg() const { return lastErrMsg_; }
+  const std::string& LastErrMsg() const {
+    const bool lacksText = lastErrMsg_.empty() && lastErr_ == kErrNoBuffers;
+    return lacksText ? noMemory_ : lastErrMsg_;
+  }
 
  private:
   using Round = std::uint64_t;
@@ -153,6 +157,7 @@ class Watchpost final : public std::enable_shared_from_this<Watchpost>, private 
   bool logged_ = false;  // lines that are not written yet
   std::int32_t lastErr_ = 0;
   std::string lastErrMsg_;
+  const std::string noMemory_;  // made while there was some
 };
 
 }  // namespace netro

@@ -2,9 +2,6 @@
 
 #include "support/Md5.h"
 
-#include <algorithm>
-#include <bit>
-
 namespace netro {
 namespace {
 
@@ -50,64 +47,21 @@ std::size_t WordOf(std::size_t round, std::size_t step) {
 
 }  // namespace
 
-void Md5::Update(std::string_view bytes) {
-  length_ += bytes.size();
-  while (!bytes.empty()) {
-    const std::size_t count = std::min(bytes.size(), block_.size() - used_);
-    std::copy_n(bytes.begin(), count, block_.begin() + static_cast<std::ptrdiff_t>(used_));
-    bytes.remove_prefix(count);
-    used_ += count;
-    if (used_ == block_.size()) {
-      AddBlock();
-      used_ = 0;
-    }
-  }
-}
-
-Md5::Digest Md5::Finish() {
-  std::string tail(8, '\0');
-  for (std::size_t i = 0; i < 8; ++i) {
-    tail[i] = static_cast<char>(length_ * 8 >> (8 * i));
-  }
-  // One bit "1", then zeros up to eight bytes short of a full block, then the length in bits.
-  const std::size_t padding = 1 + (119 - used_) % 64;
-  Update(std::string(1, '\x80').append(padding - 1, '\0'));
-  Update(tail);
-
-  Digest digest;
-  for (std::size_t i = 0; i < digest.size(); ++i) {
-    digest[i] = static_cast<std::uint8_t>(state_[i / 4] >> (8 * (i % 4)));
-  }
-  return digest;
-}
-
-void Md5::AddBlock() {
-  auto [a, b, c, d] = state_;
+void Md5Steps::AddBlock(const DigestBlock& block, std::array<std::uint32_t, 4>& state) {
+  auto [a, b, c, d] = state;
   for (std::size_t step = 0; step < 64; ++step) {
     const std::size_t round = step / 16;
-    const std::uint32_t word = LittleEndian(&block_[4 * WordOf(round, step)]);
+    const std::uint32_t word = LittleEndian(&block[4 * WordOf(round, step)]);
     const std::uint32_t sum = a + Mix(round, b, c, d) + word + kSines[step];
     a = d;
     d = c;
     c = b;
     b += std::rotl(sum, kShifts[round][step % 4]);
   }
-  state_[0] += a;
-  state_[1] += b;
-  state_[2] += c;
-  state_[3] += d;
-}
-
-std::string Md5Hex(std::string_view bytes) {
-  constexpr std::string_view kDigits = "0123456789abcdef";
-  Md5 md5;
-  md5.Update(bytes);
-  std::string hex;
-  for (const std::uint8_t byte : md5.Finish()) {
-    hex += kDigits[byte >> 4];
-    hex += kDigits[byte & 15];
-  }
-  return hex;
+  state[0] += a;
+  state[1] += b;
+  state[2] += c;
+  state[3] += d;
 }
 
 }  // namespace netro

@@ -2,9 +2,6 @@
 
 #include "support/Sha256.h"
 
-#include <algorithm>
-#include <bit>
-
 namespace netro {
 namespace {
 
@@ -28,7 +25,7 @@ std::uint32_t BigEndian(const std::uint8_t* bytes) {
 }
 
 /// The message schedule W of a block, section 6.2.
-Words Schedule(const std::array<std::uint8_t, 64>& block) {
+Words Schedule(const DigestBlock& block) {
   Words words;
   for (std::size_t t = 0; t < 16; ++t) words[t] = BigEndian(&block[4 * t]);
   for (std::size_t t = 16; t < words.size(); ++t) {
@@ -42,40 +39,9 @@ Words Schedule(const std::array<std::uint8_t, 64>& block) {
 
 }  // namespace
 
-void Sha256::Update(std::string_view bytes) {
-  length_ += bytes.size();
-  while (!bytes.empty()) {
-    const std::size_t count = std::min(bytes.size(), block_.size() - used_);
-    std::copy_n(bytes.begin(), count, block_.begin() + static_cast<std::ptrdiff_t>(used_));
-    bytes.remove_prefix(count);
-    used_ += count;
-    if (used_ == block_.size()) {
-      AddBlock();
-      used_ = 0;
-    }
-  }
-}
-
-Sha256::Digest Sha256::Finish() {
-  std::string tail(8, '\0');
-  for (std::size_t i = 0; i < 8; ++i) {
-    tail[i] = static_cast<char>(length_ * 8 >> (8 * (7 - i)));
-  }
-  // One bit "1", then zeros up to eight bytes short of a full block, then the length in bits.
-  const std::size_t padding = 1 + (119 - used_) % 64;
-  Update(std::string(1, '\x80').append(padding - 1, '\0'));
-  Update(tail);
-
-  Digest digest;
-  for (std::size_t i = 0; i < digest.size(); ++i) {
-    digest[i] = static_cast<std::uint8_t>(state_[i / 4] >> (8 * (3 - i % 4)));
-  }
-  return digest;
-}
-
-void Sha256::AddBlock() {
-  const Words words = Schedule(block_);
-  auto [a, b, c, d, e, f, g, h] = state_;
+void Sha256Steps::AddBlock(const DigestBlock& block, std::array<std::uint32_t, 8>& state) {
+  const Words words = Schedule(block);
+  auto [a, b, c, d, e, f, g, h] = state;
   for (std::size_t t = 0; t < words.size(); ++t) {
     const std::uint32_t first = h + (std::rotr(e, 6) ^ std::rotr(e, 11) ^ std::rotr(e, 25)) +
                                 ((e & f) ^ (~e & g)) + kRoots[t] + words[t];
@@ -85,19 +51,7 @@ void Sha256::AddBlock() {
     d = c, c = b, b = a, a = first + second;
   }
   const std::array<std::uint32_t, 8> added = {a, b, c, d, e, f, g, h};
-  for (std::size_t i = 0; i < state_.size(); ++i) state_[i] += added[i];
-}
-
-std::string Sha256Hex(std::string_view bytes) {
-  constexpr std::string_view kDigits = "0123456789abcdef";
-  Sha256 sha;
-  sha.Update(bytes);
-  std::string hex;
-  for (const std::uint8_t byte : sha.Finish()) {
-    hex += kDigits[byte >> 4];
-    hex += kDigits[byte & 15];
-  }
-  return hex;
+  for (std::size_t i = 0; i < state.size(); ++i) state[i] += added[i];
 }
 
 }  // namespace netro

@@ -277,8 +277,9 @@ TEST(SystemCodings, HTTPClsUnpacksWithThem) {
 #ifdef NETRO_HAS_ZSTD
 TEST(SystemCodings, NoFrameOfZstdHasAnotherSizeThanItSaysOrAnOlderFormat) {
   using namespace std::string_literals;
-  for (const std::string& bad : {"\x28\xB5\x2F\xFD\x60\x00\x07\x01\x00\x00"s,
-                                 "\x26\xB5\x2F\xFD\x00\xFF\xFF\xEB\x00\x00"s}) {
+  for (const std::string& bad :
+       {"\x28\xB5\x2F\xFD\x60\x00\x07\x01\x00\x00"s, "\x28\xB5\x2F\xFD\x20\x00\x03\x00\x00\x08"s,
+        "\x26\xB5\x2F\xFD\x00\xFF\xFF\xEB\x00\x00"s}) {
     EXPECT_EQ(Unpack("zstd", bad, 0).end, codingCorrupt);
     EXPECT_EQ(Unpack("zstd", bad, 0, 1).end, codingCorrupt);
   }

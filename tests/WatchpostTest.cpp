@@ -400,6 +400,7 @@ TEST_F(Watchpost, WhatThisProgramLacksIsNoFailureOfAHost) {
   for (std::int32_t i = 0; i < 4; ++i) EXPECT_EQ(post->HostAt(i).Failures, 0) << i;
   EXPECT_EQ(journal.Take(), "hunt round");
   EXPECT_EQ(post->LastErr(), 10055);
+  EXPECT_NE(post->LastErrMsg(), "");
 }
 
 TEST_F(Watchpost, AnAnswerThatCameWhileTheThreadWasBusyIsNoSilence) {

@@ -37,10 +37,6 @@ bool ReadDate(std::string_view text, sys_seconds& date) {
   return true;
 }
 
-bool IsDomain(std::string_view text) {
-  return text.size() <= 255 && text.find_first_of(" /\\@") == text.npos && !text.empty();
-}
-
 /// Fills `cookie`; returns what is wrong, or null.
 const char* ReadColumns(const std::vector<std::string>& columns, Cookie& cookie) {
   bool below = false;
@@ -48,7 +44,7 @@ const char* ReadColumns(const std::vector<std::string>& columns, Cookie& cookie)
   if (columns.size() != 7 && columns.size() != 6) return "it does not have seven columns";
   const std::string& domain = columns[0];
   cookie.domain = CookieHost(std::string_view(domain).substr(domain.starts_with('.') ? 1 : 0));
-  if (!IsDomain(cookie.domain)) return "the first column is no domain";
+  if (cookie.domain.empty()) return "the first column is no domain";
   if (!ReadWord(columns[1], below)) return "the second column is neither TRUE nor FALSE";
   cookie.path = columns[2];
   if (!cookie.path.starts_with('/')) return "the path does not begin with \"/\"";

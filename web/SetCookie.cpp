@@ -12,6 +12,7 @@ namespace {
 
 using std::chrono::sys_seconds;
 
+constexpr std::size_t kLongestHost = 255;
 constexpr sys_seconds kEndOfTime =
     std::chrono::sys_days(std::chrono::year(10000) / 1 / 1) - std::chrono::seconds(1);
 
@@ -80,7 +81,9 @@ class Attributes {
 std::string CookieHost(std::string_view host) {
   host = host.substr(0, host.find('%'));
   if (host.ends_with('.')) host.remove_suffix(1);
-  return host.starts_with('.') || host.ends_with('.') ? std::string() : ToLower(host);
+  const bool isName = host.size() <= kLongestHost && host.find_first_of(" /\\@") == host.npos &&
+                      !host.starts_with('.') && !host.ends_with('.');
+  return isName ? ToLower(host) : std::string();
 }
 
 std::optional<SetCookie> ReadSetCookie(std::string_view field, sys_seconds now) {

@@ -28,7 +28,7 @@ constexpr std::size_t kLongestAttribute = 1024;
 std::optional<SetCookie> ReadSetCookie(std::string_view field, std::chrono::sys_seconds now);
 
 /// A host as cookies compare it: in lower case, without a dot at its end or the zone of an address.
-/// Empty for what is no name, as ".example" and "example..".
+/// Empty for what is no name, as ".example" and "example..", or is too long for one.
 std::string CookieHost(std::string_view host);
 
 }  // namespace netro

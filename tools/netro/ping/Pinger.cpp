@@ -13,7 +13,7 @@ namespace netro::tool {
 namespace {
 
 constexpr std::int32_t kCancelled = 9999;
-constexpr std::int32_t kLookupsAtOnce = 64;
+constexpr std::int32_t kLookupsAtOnce = 256;
 
 void SetError(PingTarget& target, std::int32_t number) {
   target.errorNumber = number;
