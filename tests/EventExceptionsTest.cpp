@@ -7,9 +7,6 @@
 #include "ExceptionKit.h"
 #include "SendMailKit.h"
 #include "socket/SocketModule.h"
-#include "tests/peers/BytesServer.h"
-#include "tests/peers/HttpServer.h"
-#include "tests/peers/SocksServer.h"
 
 namespace netro {
 namespace {

@@ -4,7 +4,6 @@
 #include <netro/SocketCls.h>
 #include <sys/stat.h>
 
-#include "SystemRoot.h"
 #include "TestKit.h"
 #include "dns/ServerDiscovery.h"
 #include "platform/HostsFile.h"

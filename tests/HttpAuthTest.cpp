@@ -4,7 +4,6 @@
 
 #include "support/DigestAuth.h"
 #include "tests/HttpTestKit.h"
-#include "tests/peers/BytesServer.h"
 
 namespace netro {
 namespace {

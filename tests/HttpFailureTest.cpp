@@ -6,9 +6,6 @@
 
 #include "socket/SocketErrors.h"
 #include "tests/HttpTestKit.h"
-#include "tests/peers/BytesServer.h"
-#include "tests/peers/HttpServer.h"
-#include "tests/peers/SocksServer.h"
 
 namespace netro {
 namespace {

@@ -5,8 +5,6 @@
 #include <unistd.h>
 
 #include "tests/HttpTestKit.h"
-#include "tests/peers/BytesServer.h"
-#include "tests/peers/HttpServer.h"
 
 namespace netro {
 namespace {

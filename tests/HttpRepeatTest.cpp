@@ -3,7 +3,6 @@
 
 #include "HttpTestKit.h"
 #include "SocketTestKit.h"
-#include "tests/peers/HttpServer.h"
 #include "web/HttpAnswer.h"
 #include "web/HttpPool.h"
 

@@ -1,7 +1,6 @@
 // The exact bytes that the HTTP client sends: one table of requests, without challenges. What
 // challenges bring is in HttpAuthTest.cpp.
 #include "tests/HttpTestKit.h"
-#include "tests/peers/BytesServer.h"
 
 namespace netro {
 namespace {

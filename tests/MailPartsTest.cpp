@@ -1,6 +1,5 @@
 // What the parts of a message are made with. That other decoders get them back is tested in mime/.
 #include "Environment.h"
-#include "SystemRoot.h"
 #include "TestKit.h"
 #include "platform/CodePage.h"
 #include "platform/FileTypes.h"

@@ -7,7 +7,6 @@
 #include <iterator>
 
 #include "DnsTestKit.h"
-#include "tests/peers/HttpServer.h"
 #include "tests/peers/SmtpServer.h"
 
 namespace netro {

@@ -5,7 +5,6 @@
 #include "HttpTestKit.h"
 #include "SilentHost.h"
 #include "SocketTestKit.h"
-#include "peers/BytesServer.h"
 
 namespace netro {
 namespace {

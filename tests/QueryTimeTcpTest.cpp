@@ -10,7 +10,6 @@
 #include "DnsTestKit.h"
 #include "Environment.h"
 #include "support/DateText.h"
-#include "tests/peers/BytesServer.h"
 #include "tests/peers/TimeReply.h"
 
 namespace netro {
@@ -75,9 +74,8 @@ TEST_F(QueryTimeTcp, AServerThatDoesNotCloseIsGivenASecond) {
   time_.Port(server.Port());
   time_.Timeout(10'000);  // more than the clock will run
   const RunningClock clock([&] { return server.Connections() > 0; });
-  const TimePoint before = Now();
+  const Takes time(seconds(1));
   EXPECT_TRUE(time_.QueryTime()) << time_.LastErrMsg();
-  EXPECT_GE(Now() - before, seconds(1));
 }
 
 TEST_F(QueryTimeTcp, AResetIsItsNumber) {
@@ -247,10 +245,9 @@ TEST_F(QueryTimeSntp, OnlyAReplyToTheRequestCounts) {
   EXPECT_NEAR(time_.DateTime(), *TextToDate(k2000), 5.0 / 86'400);
 
   const RunningClock clock([&] { return server_->Count() > 0; });
-  const TimePoint before = Now();
+  const Takes time(seconds(5));
   EXPECT_FALSE(Ask(others));
   EXPECT_EQ(time_.LastErr(), 10002);
-  EXPECT_GE(Now() - before, seconds(5));
 }
 
 }  // namespace

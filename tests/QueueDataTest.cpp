@@ -7,7 +7,6 @@
 #include <limits>
 
 #include "SocketTestKit.h"
-#include "peers/BytesServer.h"
 #include "peers/DnsReply.h"
 #include "peers/DnsServer.h"
 #include "socket/SendQueue.h"

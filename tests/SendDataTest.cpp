@@ -2,7 +2,6 @@
 #include <csignal>
 
 #include "SocketTestKit.h"
-#include "peers/BytesServer.h"
 #include "socket/SocketModule.h"
 
 namespace netro {

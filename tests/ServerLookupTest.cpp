@@ -8,7 +8,6 @@
 #include <random>
 
 #include "DnsTestKit.h"
-#include "SystemRoot.h"
 #include "support/Text.h"
 
 namespace netro {
@@ -152,14 +151,13 @@ TEST_F(ServerLookup, LettersAreMixedAndExtendedQueriesTaken) {
 
 TEST_F(ServerLookup, APortThatRefusesEndsTheWaitAtOnce) {
   const int closed = DnsServer(KeepSilent).Port();
-  const TimePoint before = Now();
+  const Takes time(seconds(0), std::chrono::seconds(1));
   EXPECT_EQ(Lookup(closed), "");
   EXPECT_EQ(socket_.DNSLastErr(), 11002);
   QueryDNSCLS query;
   PointAt(query, closed);
   query.RetryCount(3);
   EXPECT_EQ(query.QueryDNS(), 10061);
-  EXPECT_LT(Now() - before, std::chrono::seconds(1));
 }
 
 // Its first reply comes when the second try has begun: each try has an identifier of its own.
@@ -248,10 +246,9 @@ TEST_F(ServerLookup, OneFamilyDoesNotWaitForTheOther) {
     if (v6) return {};
     return {DnsReply(query).Answer(AddressRecord(1)).Bytes()};
   });
-  const TimePoint before = Now();
+  const Takes time(seconds(0), std::chrono::seconds(1));
   socket_.AddressPreference(preferIPv6);
   EXPECT_EQ(Lookup(server.Port()), "192.0.2.1");
-  EXPECT_LT(Now() - before, std::chrono::seconds(1));
 }
 
 TEST_F(ServerLookup, ExpiredEntriesCountWhereNobodyAnswersAndOnlyThen) {

@@ -1,10 +1,8 @@
 // Sessions that find the server themselves: whom they ask, which exchanger they choose.
 #include "DnsTestKit.h"
 #include "SmtpTestKit.h"
-#include "SystemRoot.h"
 #include "socket/HostLookup.h"
 #include "socket/SocketErrors.h"
-#include "tests/peers/SocksServer.h"
 
 namespace netro {
 namespace {

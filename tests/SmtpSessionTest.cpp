@@ -7,7 +7,6 @@
 #include "mail/SmtpReply.h"
 #include "mail/SmtpTables.h"
 #include "platform/HostInfo.h"
-#include "tests/peers/SocksServer.h"
 
 namespace netro {
 namespace {

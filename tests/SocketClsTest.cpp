@@ -3,7 +3,6 @@
 #include <sys/socket.h>
 
 #include "SocketTestKit.h"
-#include "peers/BytesServer.h"
 #include "platform/Address.h"
 #include "platform/Sockets.h"
 #include "socket/SocketErrors.h"

@@ -7,7 +7,6 @@
 #include <future>
 
 #include "TestKit.h"
-#include "peers/LoopbackServer.h"
 
 namespace netro {
 

@@ -1,8 +1,6 @@
 // The SOCKS prologs: every outcome, replies cut anywhere, and what follows them.
 #include "DnsTestKit.h"
 #include "SocketTestKit.h"
-#include "peers/BytesServer.h"
-#include "peers/SocksServer.h"
 
 namespace netro {
 namespace {

@@ -12,7 +12,6 @@
 #endif
 
 #include "TestKit.h"
-#include "tests/peers/HttpServer.h"
 #include "web/ContentChain.h"
 
 namespace netro {

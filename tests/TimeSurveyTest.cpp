@@ -164,9 +164,8 @@ TEST_F(TimeSurvey, LimitsAndCancelling) {
   {
     // The first one's reply has been taken in when it is asked again.
     const RunningClock clock([&] { return servers_[0]->Count() > 1 && servers_[1]->Count() > 0; });
-    const TimePoint before = Now();
+    const Takes time(seconds(0), std::chrono::seconds(30));
     EXPECT_TRUE(survey_->Survey()) << "with what it has got by then";
-    EXPECT_LT(Now() - before, std::chrono::seconds(30));
   }
   EXPECT_EQ(States(), "AL");
   EXPECT_EQ(survey_->Reports().at(1).LastErr, 10002);

@@ -5,17 +5,7 @@ namespace netro {
 namespace {
 
 TEST(TlsCertificates, AreBelievedOrRefusedWithANumberOfTheirOwn) {
-  const CertificateWish good;
-  CertificateWish expired, future, foreign, wild, selfSigned, weak, nameless;
-  expired.firstDay = -20;
-  expired.lastDay = -10;
-  future.firstDay = 5;
-  foreign.names = "DNS:other.test,DNS:second.test";
-  wild.names = "DNS:*.wild.test,IP:::1";
-  selfSigned.selfSigned = true;
-  weak.rsaBits = 1024;
-  nameless.names.clear();
-  nameless.commonName = "named.test";
+  const CertificateWish good, wild{.names = "DNS:*.wild.test,IP:::1"};
   const struct {
     const char* what;
     CertificateWish wish;
@@ -31,12 +21,24 @@ TEST(TlsCertificates, AreBelievedOrRefusedWithANumberOfTheirOwn) {
       {"wildcard", wild, "a.wild.test", 0, ""},
       {"wildcard for two labels", wild, "a.b.wild.test", 10162, "*.wild.test, ::1"},
       {"wildcard for none", wild, "wild.test", 10162, "*.wild.test"},
-      {"expired", expired, "localhost", 10160, "The certificate of localhost expired"},
-      {"not yet valid", future, "localhost", 10161, "clock"},
-      {"wrong name", foreign, "localhost", 10162, "other.test, second.test"},
-      {"common name does not count", nameless, "named.test", 10162, "no name at all"},
-      {"self-signed", selfSigned, "localhost", 10164, "trust file"},
-      {"weak key", weak, "localhost", 10165, "too weak"},
+      {"expired",
+       {.firstDay = -20, .lastDay = -10},
+       "localhost",
+       10160,
+       "The certificate of localhost expired"},
+      {"not yet valid", {.firstDay = 5}, "localhost", 10161, "clock"},
+      {"wrong name",
+       {.names = "DNS:other.test,DNS:second.test"},
+       "localhost",
+       10162,
+       "other.test, second.test"},
+      {"common name does not count",
+       {.names = "", .commonName = "named.test"},
+       "named.test",
+       10162,
+       "no name at all"},
+      {"self-signed", {.selfSigned = true}, "localhost", 10164, "trust file"},
+      {"weak key", {.rsaBits = 1024}, "localhost", 10165, "too weak"},
   };
   const auto provider = Trusting();
   for (const auto& c : cases) {
@@ -149,9 +151,8 @@ TEST(TlsVersions, AreNegotiatedWithinWhatIsAllowed) {
       {0, 0, TlsVersion::Tls13, 0, "TLSv1.3"},
   };
   for (const auto& c : cases) {
-    TlsRules rules = GoodRules();
+    TlsRules rules = GoodRules(c.highest);
     rules.lowest = c.lowest;
-    rules.highest = c.highest;
     TlsServer server(rules);
     TlsSettings settings;
     settings.minimumVersion = c.minimum;
@@ -231,8 +232,7 @@ TEST(TlsSettings, KeyLogHoldsTheSecretsForTheOwnerOnly) {
 TEST(TlsResumption, ContinuesOnlyWhatThisProviderHasVerifiedForTheName) {
   for (const auto& [version, tickets] :
        {std::pair(TLS1_2_VERSION, true), {TLS1_2_VERSION, false}, {TLS1_3_VERSION, true}}) {
-    TlsRules rules = GoodRules();
-    rules.highest = version;
+    TlsRules rules = GoodRules(version);
     rules.tickets = tickets;
     TlsServer server(rules);
     const auto provider = Trusting();

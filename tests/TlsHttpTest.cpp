@@ -3,7 +3,6 @@
 
 #include "HttpTestKit.h"
 #include "TlsTestKit.h"
-#include "peers/HttpServer.h"
 #include "web/HttpPool.h"
 
 namespace netro {

@@ -5,8 +5,6 @@
 
 #include "ExceptionKit.h"
 #include "TlsTestKit.h"
-#include "peers/BytesServer.h"
-#include "peers/SocksServer.h"
 #include "socket/OpenConnection.h"
 
 namespace netro {
@@ -20,8 +18,7 @@ const std::string kMuch = [] {
 
 // A server whose deeds after the handshake are given.
 TlsRules Serving(std::function<void(TlsPeer&)> serve, int version = 0) {
-  TlsRules rules = GoodRules();
-  rules.highest = version;
+  TlsRules rules = GoodRules(version);
   rules.serve = std::move(serve);
   return rules;
 }
@@ -41,8 +38,7 @@ TEST(TlsHandshake, WithoutAProviderOrConnectionThereIsNone) {
 TEST(TlsHandshake, CutAnywhereItFails) {
   const auto provider = Trusting();
   for (const int version : {TLS1_2_VERSION, TLS1_3_VERSION}) {
-    TlsRules rules = GoodRules();
-    rules.highest = version;
+    TlsRules rules = GoodRules(version);
     std::size_t whole = 0;
     {  // byte by byte it succeeds
       rules.byBytes = true;
@@ -202,9 +198,7 @@ using TlsData = SocketTest;
 
 TEST_F(TlsData, TenMillionBytesBothWaysAtOnce) {
   for (const int version : {TLS1_2_VERSION, TLS1_3_VERSION}) {
-    TlsRules rules = GoodRules();
-    rules.highest = version;
-    TlsServer server(rules);
+    TlsServer server(GoodRules(version));
     SocketCls client;
     Recorder seen(client);
     ASSERT_EQ(Protect(client, server.Port(), Trusting()), 0);

@@ -30,8 +30,9 @@ inline std::shared_ptr<TlsProvider> Trusting(TlsSettings settings = {}) {
   return MustProvide(settings);
 }
 
-inline peers::TlsRules GoodRules() {
+inline peers::TlsRules GoodRules(int highest = 0) {
   peers::TlsRules rules;
+  rules.highest = highest;
   rules.identity = Authority().Issue();
   return rules;
 }

@@ -2,7 +2,6 @@
 #include "TestKit.h"
 #include "diag/WatchReportText.h"
 #include "diag/WatchReports.h"
-#include "tests/peers/HttpServer.h"
 #include "tests/peers/SmtpServer.h"
 
 namespace netro {

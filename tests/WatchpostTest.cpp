@@ -5,12 +5,9 @@
 #include <unistd.h>
 
 #include "EchoPermission.h"
-#include "SystemRoot.h"
 #include "TestKit.h"
-#include "tests/peers/BytesServer.h"
 #include "tests/peers/DnsReply.h"
 #include "tests/peers/DnsServer.h"
-#include "tests/peers/HttpServer.h"
 #include "tests/peers/SmtpServer.h"
 
 namespace netro {

@@ -210,10 +210,11 @@ int ConnectToLoopback(int port) {
 RefusingPort::RefusingPort() : port_(0) { fd_ = BoundSocket(port_); }
 RefusingPort::~RefusingPort() { close(fd_); }
 
-HangingPort::HangingPort() : port_(0) {
-  fd_ = BoundSocket(port_);
+HangingPort::HangingPort(int port, const std::string& host)
+    : fd_(BoundSocket(port, host)), port_(port) {
   listen(fd_, 0);
-  const sockaddr_in address = Loopback(port_);
+  sockaddr_in address = Loopback(port_);
+  inet_pton(AF_INET, host.c_str(), &address.sin_addr);
   for (int i = 0; i < 4; ++i) {  // the first ones fill the queue, the rest stay unanswered
     fillers_.push_back(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     connect(fillers_.back(), reinterpret_cast<const sockaddr*>(&address), sizeof address);

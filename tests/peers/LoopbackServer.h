@@ -112,10 +112,10 @@ class RefusingPort {
   int port_;
 };
 
-/// A port of 127.0.0.1 whose queue is full: the kernel leaves connection attempts unanswered.
+/// A port whose queue is full: the kernel leaves connection attempts unanswered.
 class HangingPort {
  public:
-  HangingPort();
+  explicit HangingPort(int port = 0, const std::string& address = "127.0.0.1");
   ~HangingPort();
   HangingPort(const HangingPort&) = delete;
   HangingPort& operator=(const HangingPort&) = delete;
