@@ -147,8 +147,6 @@ TEST_F(ConnectRace, MayBeEndedAtAnyMoment) {
   }
 }
 
-// --- IPv6 ----------------------------------------------------------------------------------------
-
 TEST(IPv6, ListenersAndClients) {
   if (!HasIPv6()) GTEST_SKIP() << "there is no IPv6 here";
   const std::tuple<const char*, const char*, const char*> cases[] = {

@@ -27,8 +27,6 @@ struct BothKinds : testing::TestWithParam<EchoWay> {
   bool GrantKind() const { return GetParam().kind == EchoSocketRaw || OwnNetwork::AllowEcho(); }
 };
 
-// --- a scripted peer on loopback -----------------------------------------------------------------
-
 struct EchoPeerTest : BothKinds {
   void SetUp() override {
     if (!network_.IsMade()) GTEST_SKIP() << "no network namespaces can be made here";
@@ -266,8 +264,6 @@ TEST_P(EchoPeerTest, ATraceEndsAtTheDestination) {
 }
 
 INSTANTIATE_TEST_SUITE_P(EchoNetwork, EchoPeerTest, testing::ValuesIn(kEchoWays), EchoWayName);
-
-// --- four hosts in a row -------------------------------------------------------------------------
 
 struct EchoRoute : BothKinds {
   void SetUp() override {

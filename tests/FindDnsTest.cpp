@@ -1,5 +1,4 @@
-// What this system is configured with: the DNS servers and the domain, the hosts file, and which of
-// the servers answer.
+// What this system is configured with: DNS servers, domain, hosts file; which servers answer.
 #include <netro/FindDNSCLS.h>
 #include <netro/SocketCls.h>
 #include <sys/stat.h>
@@ -18,8 +17,6 @@ using Texts = std::vector<std::string>;
 constexpr const char* kConfig = "etc/resolv.conf";
 constexpr const char* kBehindStub = "run/systemd/resolve/resolv.conf";
 constexpr const char* kHosts = "etc/hosts";
-
-// --- the resolver configuration ------------------------------------------------------------------
 
 TEST(ResolverConfigText, IsReadAsTheSystemReadsIt) {
   const std::tuple<std::string, Texts, std::string> cases[] = {
@@ -149,8 +146,6 @@ TEST(FindDns, IgnoresWhatIsNoFileOrTooBig) {
   EXPECT_EQ(find.Count(), 1) << "a megabyte";
 }
 
-// --- the hosts file ------------------------------------------------------------------------------
-
 constexpr std::string_view kHostsText =
     "# 192.0.2.9 comment\n"
     "192.0.2.1\tserver.example  server Www\r\n"
@@ -240,8 +235,6 @@ TEST(HostsFile, BigFilesAreReadToTheEnd) {
   EXPECT_EQ(AddressOf("last.example"), "192.0.2.1");
   EXPECT_EQ(HostsFileName(*ParseAddress("192.0.2.1")), "last.example");
 }
-
-// --- which servers answer ------------------------------------------------------------------------
 
 // The system's answers to echoes: 127.0.0.1 and 127.0.0.2 do. 0.0.0.0 does not: what is sent there
 // comes back from 127.0.0.1. Where the system allows no echo, nothing is left out.

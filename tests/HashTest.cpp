@@ -1,5 +1,4 @@
-// MD5 and SHA-256 against the vectors of RFC 1321, appendix A.5, and RFC 6234, section 8.5; Digest
-// against the examples of RFC 2617 and RFC 7616, section 3.9.1.
+// MD5, SHA-256 and Digest against the vectors and examples of RFCs 1321, 6234, 2617 and 7616.
 #include "TestKit.h"
 #include "support/DigestAuth.h"
 #include "support/Md5.h"

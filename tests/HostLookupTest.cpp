@@ -1,5 +1,4 @@
-// Lookups of names as every class makes them: the cache, the hosts file, the servers of DNSURL; and
-// addresses as texts and in their order.
+// Lookups of names as every class makes them, and addresses as texts and in their order.
 #include <netro/HTTPCls.h>
 #include <netro/ICMPCls.h>
 #include <netro/QueryTimeCLS.h>

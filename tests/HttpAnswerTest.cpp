@@ -1,5 +1,4 @@
-// How the HTTP client reads answers: one table, in which every answer is also delivered in two
-// blocks, cut at each of its positions. Bodies in files are in HttpFileTest.cpp.
+// How the HTTP client reads answers, each also cut in two at each of its positions.
 #include <sys/socket.h>
 #include <unistd.h>
 

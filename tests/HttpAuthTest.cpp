@@ -1,5 +1,4 @@
-// How the HTTP client answers the challenges of servers and proxies: how often, on which
-// connection, and with which line.
+// How the HTTP client answers challenges: how often, on which connection, with which line.
 #include <regex>
 
 #include "support/DigestAuth.h"

@@ -136,8 +136,6 @@ TEST(HttpOptions, WhatCannotBeSentIsNamed) {
   }
 }
 
-// --- where the body goes ------------------------------------------------------------------------
-
 struct Gather : HTTPClsEvents {
   void Body(HTTPCls& http, std::span<const std::uint8_t> bytes) override {
     text.append(bytes.begin(), bytes.end());
@@ -346,8 +344,6 @@ TEST(HttpAnswerBody, APipeIsNotReplaced) {
     EXPECT_FALSE(std::filesystem::exists(pipe + ".part"));
   }
 }
-
-// --- limits of time and rate --------------------------------------------------------------------
 
 TEST(HttpLimits, IdleAndConnectTimeouts) {
   BytesServer silent({{peers::AwaitText("\r\n\r\n"),

@@ -1,5 +1,4 @@
-// How queries of the HTTP client fail: bad input, no connection, silence; and how the caller ends
-// them, from events, timers and other threads, up to deleting the object.
+// How queries of the HTTP client fail, and how the caller ends them at any moment.
 #include <poll.h>
 
 #include <future>

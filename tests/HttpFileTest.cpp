@@ -1,5 +1,4 @@
-// Bodies that the HTTP client writes to files: names, rights, links, and what is left behind when a
-// query fails.
+// Bodies in files: names, rights, links, and what is left behind when a query fails.
 #include <signal.h>
 #include <sys/resource.h>
 #include <unistd.h>

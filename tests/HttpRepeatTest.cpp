@@ -180,8 +180,6 @@ TEST(HttpCookies, AreTakenOnTheWayAndGoWhereTheyBelong) {
   EXPECT_EQ(jar->Count(), 1u);
 }
 
-// --- connections that are kept ------------------------------------------------------------------
-
 struct HttpKept : testing::Test {
   HttpKept() {
     server_.OnText("/", "hi");

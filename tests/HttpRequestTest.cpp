@@ -1,5 +1,4 @@
-// The exact bytes that the HTTP client sends: one table of requests, without challenges. What
-// challenges bring is in HttpAuthTest.cpp.
+// The exact bytes that the HTTP client sends when nobody challenges it.
 #include "tests/HttpTestKit.h"
 
 namespace netro {

@@ -1,5 +1,4 @@
-// ICMPCls: texts and address tables; results, waits and their ends on loopback. What needs a
-// network is in EchoNetworkTest.
+// ICMPCls on loopback: texts, addresses, results, waits. EchoNetworkTest has what needs a network.
 #include <netdb.h>
 
 #include "DnsTestKit.h"
@@ -10,8 +9,6 @@ namespace {
 
 // A label of 64 letters: no resolver asks the network for it.
 constexpr char kNoName[] = "xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx";
-
-// --- tables --------------------------------------------------------------------------------------
 
 TEST(IcmpTables, Texts) {
   const std::pair<std::int32_t, const char*> cases[] = {
@@ -72,8 +69,6 @@ TEST(IcmpTables, ServicesOfTheSystem) {
   EXPECT_EQ(icmp.GetServicePortByName(icmp.GetServiceNameByPort(80)), 80);
   EXPECT_EQ(icmp.GetServiceNameByPort(69), "") << "tftp is one of UDP";
 }
-
-// --- calls ---------------------------------------------------------------------------------------
 
 struct Icmp : testing::Test {
   Icmp() { icmp_->Events(&hops_); }

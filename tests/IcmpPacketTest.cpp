@@ -1,5 +1,4 @@
-// ICMP messages by themselves: the bytes of a request, replies, errors with what they quote, and
-// the statuses that types and codes stand for.
+// ICMP messages by themselves: requests, replies, errors with what they quote, their statuses.
 #include "TestKit.h"
 #include "platform/Echo.h"
 #include "platform/IcmpPacket.h"
@@ -290,8 +289,6 @@ TEST_P(IcmpPackets, MessagesWithoutHeader) {
 
 INSTANTIATE_TEST_SUITE_P(Families, IcmpPackets, testing::Values(0, 1),
                          [](const auto& family) { return family.param == 1 ? "IPv6" : "IPv4"; });
-
-// --- extensions of errors
 
 TEST(IcmpExtensions, OnlySoundOnesCount) {
   const std::string label = "\x03\xE8\x1B\x40"s;

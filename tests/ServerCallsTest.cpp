@@ -1,5 +1,4 @@
-// What the classes that ask one server have in common: SOCKS proxies, silence, and how the caller
-// ends a call wherever it waits.
+// What the classes that ask one server share: SOCKS proxies, silence, and ends wherever they wait.
 #include <netro/Localization.h>
 #include <netro/QueryTimeCLS.h>
 #include <netro/WhoIsCls.h>
@@ -446,7 +445,7 @@ struct ServerCalls : testing::Test {
         EXPECT_EQ(client_->Protocol().find("secret"), std::string::npos);
       }
       SocksRules early = kind.rules;
-      if (!How::kReply.empty()) {  // whose server speaks first: the reply may begin with the proxy's
+      if (!How::kReply.empty()) {  // the reply may begin with that of the proxy
         early.early = How::kReply.substr(0, 3);
         SocksServer eager(early);
         const Peer rest = How::Serve(How::kReply.substr(3));

@@ -1,5 +1,4 @@
-// The content codings of the system's libraries, alone and in a chain: blocks cut anywhere, bytes
-// that are corrupt, bodies that unpack to far more than came.
+// The system's content codings: blocks cut anywhere, corrupt bytes, bodies far larger than came.
 #include <netro/HTTPCls.h>
 #include <netro/SystemCodings.h>
 #include <zlib.h>

@@ -1,5 +1,4 @@
-// The blocking calls of every class inside tasks: cancelled, met by a deadline, deleted, many at
-// once, all against a host that never answers.
+// Blocking calls inside tasks: cancelled, met by a deadline, deleted, many at once.
 #include <netro/HTTPCls.h>
 #include <netro/NetBIOSCls.h>
 #include <netro/QueryDNSCLS.h>

@@ -1,5 +1,4 @@
-// Tasks themselves: their order, what they throw, what they wait for, and how they end with their
-// thread.
+// Tasks themselves: their order, what they throw, what they wait for, how they end.
 #include <netro/SocketCls.h>
 #include <poll.h>
 #include <sys/wait.h>

@@ -1,5 +1,4 @@
-// The messages of the time client by themselves: the bytes of a request, and what each field of a
-// reply becomes.
+// The messages of the time client by themselves: a request, and each field of a reply.
 #include <cmath>
 
 #include "TestKit.h"
@@ -123,11 +122,9 @@ TEST(TimeReplyReading, HalfTheRoundTripIsCounted) {
       {kStampOfNow, 1'999'999'999ns, "2026-11-21T12:00:00.000Z", "2026-11-21T11:59:59.000Z"},
       {kStampOfNow, 2s, "2026-11-21T12:00:01.000Z", "2026-11-21T11:59:59.000Z"},
       {kStampOfNow, 3'998ms, "2026-11-21T12:00:01.000Z", "2026-11-21T11:59:58.001Z"},
-      {kStampOfNow, 61s, "2026-11-21T12:00:30.000Z", "2026-11-21T11:59:29.500Z"},
       {kStampOf2000 - 1, 2s, "2000-01-01T00:00:00.000Z", "1999-12-31T23:59:58.000Z"},
       {kStampOf2000, 2ms, "2000-01-01T00:00:00.000Z", "1999-12-31T23:59:59.999Z"},
       {kStampOf2000 + 60 * 86'400 - 1, 2s, "2000-03-01T00:00:00.000Z", "2000-02-29T23:59:58.000Z"},
-      {kStampOf2000 + 425 * 86'400, 2s, "2001-03-01T00:00:01.000Z", "2001-02-28T23:59:59.000Z"},
       {0x8000'0000, 2s, "1968-01-20T03:14:09.000Z", "1968-01-20T03:14:07.000Z"},
       {0x7FFF'FFFF, 0ns, "2104-02-26T09:42:23.000Z", "2104-02-26T09:42:23.000Z"},
       {0xFFFF'FFFF, 2s, "2036-02-07T06:28:16.000Z", "2036-02-07T06:28:14.000Z"},
@@ -247,7 +244,6 @@ TEST(TimeReplyReading, DifferenceIsLocalTimeLessTheServersInWholeSeconds) {
     double difference48, difference4;
   } kCases[] = {
       {kNow, 0ns, 0s, kStampOfNow, 0, 0},
-      {kNow + 999ms, 0ns, 0s, kStampOfNow, 0, 0},
       {kNow, 0ns, 0s, kStampOfNow + 90, -90, -90},  // the server is ahead
       {kNow, 0ns, 0s, kStampOfNow - 90, 90, 90},
       {kNow, 0ns, 3600s, kStampOfNow, 3600, 3600},

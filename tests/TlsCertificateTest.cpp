@@ -181,32 +181,27 @@ TEST(TlsSettings, WhatCannotBeUsedIsNamed) {
   WriteFile(folder / "empty", "");
   WriteFile(folder / "certificate", Authority().Issue().certificate);
   WriteFile(folder / "key", Authority().Issue().key);
-  const auto with = [](auto change) {
-    TlsSettings settings;
-    change(settings);
-    return settings;
-  };
-  const struct {
-    const char* text;
-    TlsSettings settings;
-  } cases[] = {
-      {"trustFile", with([&](auto& s) { s.trustFile = folder / "none"; })},
-      {"trustFile", with([&](auto& s) { s.trustFile = folder / "empty"; })},
-      {"trustFolder", with([&](auto& s) { s.trustFolder = folder / "none"; })},
-      {"clientCertificateFile", with([&](auto& s) { s.clientCertificateFile = folder / "empty"; })},
-      {"clientKeyFile", with([&](auto& s) { s.clientCertificateFile = folder / "certificate"; })},
-      {"mismatch", with([&](auto& s) {
+  const std::pair<const char*, std::function<void(TlsSettings&)>> cases[] = {
+      {"trustFile", [&](auto& s) { s.trustFile = folder / "none"; }},
+      {"trustFile", [&](auto& s) { s.trustFile = folder / "empty"; }},
+      {"trustFolder", [&](auto& s) { s.trustFolder = folder / "none"; }},
+      {"clientCertificateFile", [&](auto& s) { s.clientCertificateFile = folder / "empty"; }},
+      {"clientKeyFile", [&](auto& s) { s.clientCertificateFile = folder / "certificate"; }},
+      {"mismatch",
+       [&](auto& s) {
          s.clientCertificateFile = folder / "certificate";
          s.clientKeyFile = folder / "key";
-       })},
-      {"pin \"sha256//c2hvcnQ=\"", with([&](auto& s) { s.pins = {"sha256//c2hvcnQ="}; })},
-      {"alpn", with([&](auto& s) { s.alpn = {""}; })},
-      {"keyLogFile", with([&](auto& s) { s.keyLogFile = folder / "no/such/folder"; })},
+       }},
+      {"pin \"sha256//c2hvcnQ=\"", [&](auto& s) { s.pins = {"sha256//c2hvcnQ="}; }},
+      {"alpn", [&](auto& s) { s.alpn = {""}; }},
+      {"keyLogFile", [&](auto& s) { s.keyLogFile = folder / "no/such/folder"; }},
   };
-  for (const auto& c : cases) {
+  for (const auto& [text, change] : cases) {
     std::string error;
-    EXPECT_EQ(MakeOpenSslProvider(c.settings, error), nullptr) << c.text;
-    EXPECT_NE(error.find(c.text), std::string::npos) << error;
+    TlsSettings settings;
+    change(settings);
+    EXPECT_EQ(MakeOpenSslProvider(settings, error), nullptr) << text;
+    EXPECT_NE(error.find(text), std::string::npos) << error;
   }
 }
 

@@ -1,5 +1,4 @@
-// What a protected connection does as a stream: the handshake cut, silent or disturbed, data in all
-// sizes both ways, its end, and everything that may happen to the socket meanwhile.
+// A protected connection as a stream: its handshake, its data, its end, and events meanwhile.
 #include <netro/Task.h>
 #include <sys/socket.h>
 

@@ -1,5 +1,4 @@
-// The watcher's settings file, its message texts and its log lines; what it remembers of a host,
-// and the file that lets it go on after a restart.
+// The watcher's settings, texts and log lines; what it remembers, also after a restart.
 #include "TestKit.h"
 #include "diag/WatchLog.h"
 #include "diag/WatchSettings.h"

@@ -232,8 +232,6 @@ TEST(WatchList, QuietHoursOweWhatIsStillSoAndRemindersRepeat) {
   EXPECT_EQ(tick(false), "");
 }
 
-// --- a month
-
 constexpr std::int64_t kDay = 86400;
 constexpr std::size_t kRouters = 5;  // behind the uplink, which is host 0
 constexpr std::size_t kHosts = 60;   // behind the routers, from kRouters + 1 on

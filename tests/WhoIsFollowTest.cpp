@@ -1,5 +1,4 @@
-// WhoIsCls with referrals and a table of servers: who is asked what, which addresses referrals may
-// lead to, what counts as one, limits of the whole.
+// WhoIsCls with referrals and a table of servers: who is asked what, and limits of the whole.
 #include <netro/WhoIsCls.h>
 
 #include <sstream>

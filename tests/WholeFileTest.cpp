@@ -1,5 +1,4 @@
-// Files read and replaced whole: kinds and rights, links, failures that leave nothing behind, two
-// writers at once, and the folder of the settings.
+// Files read and replaced whole: kinds, rights, links, failures, two writers at once.
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
