@@ -26,17 +26,9 @@ SocksRules RulesFor(Kind kind) {
   return rules;
 }
 
-class Target {
- public:
-  int Port() const { return server_.Port(); }
-
- private:
-  BytesServer server_{{{peers::AwaitText("ping"), peers::Send("pong"), peers::Stay()}}};
-};
-
 // Prolog, then a round trip through the tunnel.
 void ExpectTunnel(Kind kind, const SocksRules& rules, const std::string& early = "") {
-  Target target;
+  BytesServer target({{peers::AwaitText("ping"), peers::Send("pong"), peers::Stay()}});
   SocksServer proxy(rules);
   SocketCls socket;
   Recorder recorder(socket);
