@@ -1,7 +1,6 @@
 // NetBIOSCls: its texts, the messages of a node status by themselves, this host's adapters, and
-// hosts that are asked over UDP. Those stand on port 137 of an address of 127.0.0.0/8 of the test's
-// own; where the port may not be had, their tests are skipped, and the test low_ports runs them in
-// a network namespace.
+// hosts that are asked on port 137 of an address of the test's own; where that may not be had, the
+// test low_ports runs those.
 #include <netro/NetBIOSCls.h>
 #include <netro/SocketCls.h>
 #include <unistd.h>

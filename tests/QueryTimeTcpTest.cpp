@@ -1,8 +1,5 @@
-// QueryTimeCLS over TCP: what a connection sends, where a reply ends, and how connections fail.
-// SNTP's port is only ever named to a proxy, which needs no right to use it.
-//
-// And over UDP on port 123, which makes it speak SNTP, of an address of 127.0.0.0/8 of the test's
-// own. Where the port may not be had, these tests are skipped; the test low_ports then runs them.
+// QueryTimeCLS over TCP, where SNTP's port is only named to a proxy; and over UDP on port 123 of an
+// address of the test's own. Where that may not be had, the test low_ports runs these.
 #include <netro/QueryTimeCLS.h>
 
 #include <semaphore>

@@ -85,7 +85,7 @@ TEST(Socks, EveryFailureHasItsNumberAndClosesTheSocket) {
       {"closed instead of the reply", Kind::V4, {.closeAt = 0}, 9001},
       {"closed instead of a method", Kind::V5Auth, {.method = 2, .closeAt = 0}, 9003},
       {"closed instead of the login", Kind::V5Auth, {.method = 2, .closeAt = 1}, 9002},
-      {"closed instead of the tunnel",
+      {"no tunnel",
        Kind::V5Auth,
        {.method = 2, .user = "me", .password = "secret", .closeAt = 2},
        9001},

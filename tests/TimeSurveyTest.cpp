@@ -1,5 +1,4 @@
-// TimeSurveyCls: which clocks agree, as a table, and surveys of servers on port 123 of addresses of
-// 127.0.0.0/8. Where the port may not be had, those are skipped; the test low_ports then runs them.
+// TimeSurveyCls: which clocks agree, and surveys of servers on port 123, which low_ports runs too.
 #include <netro/TimeSurveyCls.h>
 
 #include "DnsTestKit.h"
