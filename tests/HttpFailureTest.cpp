@@ -191,16 +191,6 @@ void ExpectCancelled(const HTTPCls& http, const std::string& text) {
   EXPECT_EQ(http.HTTPResult(), 0);
 }
 
-TEST(HttpStopWaiting, BetweenQueriesDoesNotPoisonTheNext) {
-  BytesServer server({{AwaitText("\r\n\r\n"), Send(kWhole)}});
-  HttpClient http(LoopbackUrl(server.Port()));
-  for (int i = 0; i < 3; ++i) {
-    http.Kill();
-    http.StopWaiting();
-    EXPECT_EQ(Query(http), kWhole);
-  }
-}
-
 TEST(HttpStopWaiting, FromAnotherThreadWithinMilliseconds) {
   constexpr std::size_t kRounds = 50;  // others may hold the processor
   BytesServer server({{AwaitText("\r\n\r\n"), Send(kHalf), Stay()}});

@@ -375,6 +375,7 @@ struct ServerCalls : testing::Test {
     const Peer peer = How::Serve(How::kReply);
     How::Prepare(client);
     client.ProxyType({});
+    client.StopWaiting();  // of before, and not of now
     EXPECT_TRUE(How::Ask(client, kHere, peer.port));
     EXPECT_TRUE(How::IsGood(client));
   }
