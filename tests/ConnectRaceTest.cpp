@@ -1,25 +1,14 @@
 // Hosts with several addresses: which one is connected to, and what is seen of the others.
-#include <gtest/gtest.h>
-#include <netro/SocketCls.h>
 #include <netro/UDPCls.h>
-#include <sys/socket.h>
-
-#include <chrono>
-#include <memory>
-#include <string>
-#include <vector>
 
 #include "DnsTestKit.h"
 #include "SocketTestKit.h"
-#include "SystemRoot.h"
 #include "platform/Address.h"
 #include "platform/Sockets.h"
 
 namespace netro {
 namespace {
 
-using peers::DnsReply;
-using peers::DnsServer;
 namespace dns = peers::dns;
 using Texts = std::vector<std::string>;
 
@@ -45,36 +34,16 @@ DnsServer::Answer Holding(Texts addresses) {
 bool HasIPv6() { return !SourceAddress(*ParseAddress("::1")).IsNone(); }
 
 // 127.0.0.1 and ::1 listen, 127.0.0.9 takes no more connections, all others refuse.
-class ConnectRace : public testing::Test {
- protected:
+struct ConnectRace : testing::Test {
   void SetUp() override {
     socket_->ClearDNSCache();
     ASSERT_TRUE(listener_.Listen("127.0.0.1"));
     port_ = listener_.LocalPort();
     listener6_.LocalPort(port_);
     ASSERT_EQ(listener6_.Listen("::1"), HasIPv6());
-    FillQueue();
+    full_ = std::make_unique<HangingPort>(port_, "127.0.0.9");
   }
-  void TearDown() override {
-    for (const std::int32_t handle : full_) CloseSocket(handle);
-    socket_->ClearDNSCache();
-  }
-
-  // The system drops the requests for connections that a listener has no room for.
-  void FillQueue() {
-    const SocketAddress address{*ParseAddress("127.0.0.9"), port_};
-    for (int i = 0; i < 4; ++i) {
-      std::int32_t handle = 0;
-      ASSERT_EQ(CreateSocket(SocketKind::Stream, AddressFamily::IPv4, handle), 0);
-      full_.push_back(handle);
-      if (i == 0) {
-        ASSERT_EQ(BindSocket(handle, address), 0);
-        listen(handle, 0);
-      } else {
-        SetPeer(handle, address);
-      }
-    }
-  }
+  void TearDown() override { socket_->ClearDNSCache(); }
 
   // The events, with the peer's address behind Connect and the number behind Error.
   std::string Connect(const Texts& addresses, AddressPreferenceEnum preference = preferIPv4) {
@@ -101,7 +70,7 @@ class ConnectRace : public testing::Test {
   SocketCls listener_;
   SocketCls listener6_;
   std::int32_t port_ = 0;
-  std::vector<std::int32_t> full_;
+  std::unique_ptr<HangingPort> full_;
   std::unique_ptr<DnsServer> server_;
   std::unique_ptr<SocketCls> socket_ = std::make_unique<SocketCls>();
 };
@@ -126,12 +95,7 @@ TEST_F(ConnectRace, TheFirstThatOpensStays) {
 
 TEST_F(ConnectRace, TheOtherFamilyIsUsedAsThePreferenceHasIt) {
   if (!HasIPv6()) GTEST_SKIP() << "there is no IPv6 here";
-  struct {
-    Texts addresses;
-    AddressPreferenceEnum preference;
-    std::string outcome;
-    std::size_t queries;
-  } const cases[] = {
+  const std::tuple<Texts, AddressPreferenceEnum, std::string, std::size_t> cases[] = {
       {{"::1"}, preferIPv4, "Connect ::1", 2},
       {{"127.0.0.1", "::1"}, preferIPv4, "Connect 127.0.0.1", 1},
       {{"127.0.0.5", "::1"}, preferIPv4, "Connect ::1", 2},
@@ -146,11 +110,11 @@ TEST_F(ConnectRace, TheOtherFamilyIsUsedAsThePreferenceHasIt) {
       {{}, preferIPv4, "failed 11004", 2},
       {{}, preferIPv6, "failed 11004", 2},
   };
-  for (const auto& c : cases) {
-    SCOPED_TRACE((c.addresses.empty() ? "none" : c.addresses.front()) + ' ' +
-                 std::to_string(c.preference));
-    EXPECT_EQ(Connect(c.addresses, c.preference), c.outcome);
-    EXPECT_EQ(server_->Queries().size(), c.queries);
+  for (const auto& [addresses, preference, outcome, queries] : cases) {
+    SCOPED_TRACE((addresses.empty() ? "none" : addresses.front()) + ' ' +
+                 std::to_string(preference));
+    EXPECT_EQ(Connect(addresses, preference), outcome);
+    EXPECT_EQ(server_->Queries().size(), queries);
   }
 }
 
@@ -163,9 +127,8 @@ TEST_F(ConnectRace, AnAttemptOfOneFamilyLeavesTheOtherItsOwnSocket) {
 }
 
 TEST_F(ConnectRace, TheNextBeginsAQuarterOfASecondAfterTheLast) {
-  const TimePoint before = Now();
+  const Takes time(std::chrono::milliseconds(250));
   EXPECT_EQ(Connect({"127.0.0.9", "127.0.0.9", "127.0.0.1"}), "Connect 127.0.0.1");
-  EXPECT_GE(Now() - before, std::chrono::milliseconds(250));
 }
 
 TEST_F(ConnectRace, MayBeEndedAtAnyMoment) {
@@ -184,31 +147,26 @@ TEST_F(ConnectRace, MayBeEndedAtAnyMoment) {
   }
 }
 
-// --- IPv6 ----------------------------------------------------------------------------------------
-
 TEST(IPv6, ListenersAndClients) {
   if (!HasIPv6()) GTEST_SKIP() << "there is no IPv6 here";
-  const struct {
-    const char* listen;
-    const char* host;
-    const char* from;
-  } cases[] = {{"::1", "::1", "::1"},
-               {"::", "::1", "::1"},
-               {"::", "127.0.0.1", "127.0.0.1"},
-               {"::", "::ffff:127.0.0.1", "127.0.0.1"},
-               {"", "127.0.0.1", "127.0.0.1"}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(std::string(c.listen) + ' ' + c.host);
+  const std::tuple<const char*, const char*, const char*> cases[] = {
+      {"::1", "::1", "::1"},
+      {"::", "::1", "::1"},
+      {"::", "127.0.0.1", "127.0.0.1"},
+      {"::", "::ffff:127.0.0.1", "127.0.0.1"},
+      {"", "127.0.0.1", "127.0.0.1"}};
+  for (const auto& [listen, host, from] : cases) {
+    SCOPED_TRACE(std::string(listen) + ' ' + host);
     SocketCls listener, accepted, client;
     Recorder requests(listener), received(accepted);
     requests.hook = [&](const std::string&) { accepted.Accept(requests.request); };
-    ASSERT_TRUE(listener.Listen(c.listen));
-    EXPECT_EQ(listener.LocalIP(), *c.listen == '\0' ? "0.0.0.0" : c.listen);
-    ASSERT_TRUE(client.Connect(c.host, listener.LocalPort()));
+    ASSERT_TRUE(listener.Listen(listen));
+    EXPECT_EQ(listener.LocalIP(), *listen == '\0' ? "0.0.0.0" : listen);
+    ASSERT_TRUE(client.Connect(host, listener.LocalPort()));
     EXPECT_EQ(client.QueueData("x"), 0);
     EXPECT_TRUE(PumpUntil([&] { return received.received == "x"; }));
-    EXPECT_EQ(accepted.RemoteIP(), c.from);
-    EXPECT_EQ(received.from, c.from);
+    EXPECT_EQ(accepted.RemoteIP(), from);
+    EXPECT_EQ(received.from, from);
   }
 }
 

@@ -1,12 +1,10 @@
 // What becomes of each record of a reply: types, names, and replies that are cut short or lie.
-
 #include "DnsTestKit.h"
 
 namespace netro {
 namespace {
 
 using namespace peers::dns;
-using namespace peers;
 
 constexpr std::int32_t kGarbled = 59;
 

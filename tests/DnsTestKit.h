@@ -1,25 +1,13 @@
 // What the tests of the DNS client share: servers, records, and a clock that runs while it waits.
 #pragma once
 
-#include <gtest/gtest.h>
-#include <netro/MessageLoop.h>
 #include <netro/QueryDNSCLS.h>
 
-#include <chrono>
-#include <cstddef>
-#include <functional>
-#include <memory>
-#include <string>
-#include <utility>
-#include <vector>
-
-#include "platform/Clock.h"
+#include "TestKit.h"
 #include "tests/peers/DnsServer.h"
 
 namespace netro {
 
-using namespace std::string_literals;
-using std::chrono::milliseconds;
 using Replies = peers::DnsServer::Replies;
 
 /// Asks for `domain` at a port of 127.0.0.1, once.

@@ -1,20 +1,10 @@
 // EchoCls on loopback: many requests at once, how they end, and what a handler may do.
-
-#include <gtest/gtest.h>
 #include <netro/Task.h>
 
-#include <algorithm>
-#include <filesystem>
-#include <map>
-#include <thread>
-
 #include "EchoKit.h"
-#include "platform/Clock.h"
 
 namespace netro {
 namespace {
-
-using std::chrono::milliseconds;
 
 std::string Loopback(int number) {
   return "127.1." + std::to_string(number / 250) + "." + std::to_string(1 + number % 250);
@@ -50,8 +40,7 @@ TEST(EchoWithoutSocket, WithoutPermission) {
   EXPECT_EQ(echo.SocketUsed(), EchoSocketNone);
 }
 
-class Echoes : public testing::Test {
- protected:
+struct Echoes : testing::Test {
   void SetUp() override {
     if (!EchoIsPermitted()) GTEST_SKIP() << "the system allows this program no echo";
     echo_->Events(&replies_);
@@ -138,9 +127,8 @@ TEST_F(Echoes, WhatCameWhileTheHostWasBusyIsNoSilence) {
   const std::int32_t silent = echo_->Send(kSilent, 0, 32, 1000);
   AdvanceClockForTests(milliseconds(2000));
   ASSERT_TRUE(PumpUntilReplies(201));
-  for (const EchoSeen& reply : replies_.seen) {
+  for (const EchoSeen& reply : replies_.seen)
     EXPECT_EQ(reply.status, reply.id == silent ? 11010 : 0) << reply.id;
-  }
 }
 
 TEST_F(Echoes, RefusalsToSendAreRepliesToo) {
@@ -161,9 +149,8 @@ TEST_F(Echoes, RefusalsToSendAreRepliesToo) {
     EXPECT_EQ(reply.status, expected.at(reply.id)) << reply.id;
     EXPECT_EQ(reply.host.empty(), reply.status != 0);
   }
-  for (int i = 0; i < 66'000; ++i) {
+  for (int i = 0; i < 66'000; ++i)
     ASSERT_NE(echo_->Send("127.255.255.255"), 0) << "they take no sequence number for long";
-  }
 }
 
 TEST_F(Echoes, CancelledRequestsHaveNoReply) {

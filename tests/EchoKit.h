@@ -2,13 +2,8 @@
 // sockets. Who is asked at kSilent says nothing: the reply comes from 127.0.0.1.
 #pragma once
 
-#include <gtest/gtest.h>
 #include <netro/EchoCls.h>
 #include <netro/ICMPCls.h>
-
-#include <functional>
-#include <string>
-#include <vector>
 
 #include "EchoPermission.h"
 #include "SocketTestKit.h"
@@ -67,6 +62,16 @@ class HopSink : public ICMPClsEvents {
   std::vector<HopSeen> seen;
   std::int32_t sum = 0;
   std::function<void(bool& cancel)> hook;
+};
+
+/// Those who tell their own sink.
+struct EchoClient : EchoCls {
+  EchoClient() { Events(&sink); }
+  EchoSink sink;
+};
+struct Tracer : ICMPCls {
+  Tracer() { Events(&hops); }
+  HopSink hops;
 };
 
 /// The kind of socket that the system grants, and the family of the hosts that are asked.

@@ -1,11 +1,6 @@
 // Echo sockets of both kinds and both families in network namespaces: a scripted peer that answers
 // with every message there is, right and wrong; and four hosts in a row. Skipped where the system
 // has no namespaces for this user; the test low_ports then runs them.
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
-
 #include "EchoKit.h"
 #include "EchoNetworks.h"
 #include "peers/EchoPeer.h"
@@ -14,17 +9,14 @@
 namespace netro {
 namespace {
 
-using peers::EchoPeer;
 using Packets = std::vector<std::string>;
 
-class BothKinds : public testing::TestWithParam<EchoWay> {
- protected:
+struct BothKinds : testing::TestWithParam<EchoWay> {
   // Sends one request and waits for its outcome.
   EchoSeen Ask(const std::string& ip, std::int32_t ttl = 0, std::int32_t size = 32,
                std::int32_t timeout = 5000) {
-    EchoCls echo;
-    EchoSink outcomes;
-    echo.Events(&outcomes);
+    EchoClient echo;
+    EchoSink& outcomes = echo.sink;
     EXPECT_NE(echo.Send(ip, ttl, size, timeout), 0) << echo.LastErrMsg();
     EXPECT_EQ(echo.SocketUsed(), GetParam().kind);
     EXPECT_TRUE(PumpUntil([&] { return echo.Pending() == 0; }));
@@ -35,10 +27,7 @@ class BothKinds : public testing::TestWithParam<EchoWay> {
   bool GrantKind() const { return GetParam().kind == EchoSocketRaw || OwnNetwork::AllowEcho(); }
 };
 
-// --- a scripted peer on loopback -----------------------------------------------------------------
-
-class EchoPeerTest : public BothKinds {
- protected:
+struct EchoPeerTest : BothKinds {
   void SetUp() override {
     if (!network_.IsMade()) GTEST_SKIP() << "no network namespaces can be made here";
     ASSERT_TRUE(OwnNetwork::Set("icmp_echo_ignore_all", "1") && GrantKind());
@@ -84,26 +73,22 @@ TEST_P(EchoPeerTest, RequestsAndReplies) {
 }
 
 TEST_P(EchoPeerTest, ErrorsOfEveryTypeArrive) {
-  struct {
-    bool v6;
-    int type, code;
-    std::int32_t status;
-  } const cases[] = {
+  const std::tuple<bool, int, int, std::int32_t> cases[] = {
       {false, 3, 0, 11002},  {false, 3, 3, 11005},  {false, 3, 4, 11009}, {false, 3, 13, 11003},
       {false, 11, 0, 11013}, {false, 11, 1, 11014}, {false, 4, 0, 11016}, {false, 12, 0, 11015},
       {true, 1, 0, 11002},   {true, 1, 4, 11005},   {true, 2, 0, 11009},  {true, 3, 0, 11013},
       {true, 3, 1, 11014},   {true, 4, 1, 11004},
   };
-  for (const auto& c : cases) {
-    if (c.v6 != GetParam().v6) continue;
+  for (const auto& [v6, type, code, status] : cases) {
+    if (v6 != GetParam().v6) continue;
     // A datagram socket does not learn of reassembly: the system keeps that to itself.
-    if (c.status == 11014 && !c.v6 && GetParam().kind == EchoSocketDatagram) continue;
+    if (status == 11014 && !v6 && GetParam().kind == EchoSocketDatagram) continue;
     auto peer = Peer([&](const EchoPeer::Request& request) {
-      return Packets{EchoPeer::Error(c.type, c.code, Host(99), request)};
+      return Packets{EchoPeer::Error(type, code, Host(99), request)};
     });
-    const auto outcome = Ask(Host(c.type * 16 + c.code, 1));
-    EXPECT_EQ(outcome.status, c.status) << c.type << "/" << c.code;
-    EXPECT_EQ(outcome.host, Host(99)) << c.type << "/" << c.code;
+    const auto outcome = Ask(Host(type * 16 + code, 1));
+    EXPECT_EQ(outcome.status, status) << type << "/" << code;
+    EXPECT_EQ(outcome.host, Host(99)) << type << "/" << code;
     EXPECT_EQ(outcome.ttl, 64);
   }
 }
@@ -170,9 +155,8 @@ TEST_P(EchoPeerTest, OneReplyEach) {
     return Packets{EchoPeer::Reply(request), EchoPeer::Reply(request),
                    Unreachable(Host(9), request)};
   });
-  EchoCls echo;
-  EchoSink outcomes;
-  echo.Events(&outcomes);
+  EchoClient echo;
+  EchoSink& outcomes = echo.sink;
   for (int i = 1; i <= 100; ++i) echo.Send(Host(i));
   ASSERT_TRUE(PumpUntil([&] { return echo.Pending() == 0; }));
   for (int i = 1; i <= 100; ++i) EXPECT_EQ(Ask(Host(1, 1)).status, 0);
@@ -196,9 +180,8 @@ TEST_P(EchoPeerTest, LabelsAndCodesOfARouter) {
   auto peer = Peer([&](const EchoPeer::Request& request) {
     return Packets{EchoPeer::Error(request.IsIPv6() ? 3 : 11, 0, Host(9), request, extensions)};
   });
-  EchoCls echo;
-  EchoSink sink;
-  echo.Events(&sink);
+  EchoClient echo;
+  EchoSink& sink = echo.sink;
   EXPECT_NE(echo.Send(Host(5), 1, 100), 0);
   ASSERT_TRUE(PumpUntil([&] { return sink.answers.size() == 1; }));
   const EchoAnswer& answer = sink.answers[0];
@@ -219,9 +202,8 @@ TEST_P(EchoPeerTest, LateRepliesAreIgnored) {
     }
     return Packets{late, Unreachable(Host(9), request)};
   });
-  EchoCls echo;
-  EchoSink outcomes;
-  echo.Events(&outcomes);
+  EchoClient echo;
+  EchoSink& outcomes = echo.sink;
   const std::int32_t first = echo.Send(Host(5), 0, 32, 60'000);
   ASSERT_TRUE(PumpUntil([&] { return peer.Received().size() == 1; }));
   echo.Cancel(first);
@@ -237,9 +219,8 @@ TEST_P(EchoPeerTest, ErrorsOfSomeDoNotStopTheOthers) {
     return Packets{request.sequence % 2 == 0 ? EchoPeer::Reply(request)
                                              : Unreachable(Host(99), request)};
   });
-  EchoCls echo;
-  EchoSink outcomes;
-  echo.Events(&outcomes);
+  EchoClient echo;
+  EchoSink& outcomes = echo.sink;
   for (int i = 0; i < 200; ++i) {
     echo.Send(Host(i + 1, 2));
     ASSERT_TRUE(
@@ -264,9 +245,8 @@ TEST_P(EchoPeerTest, ATraceEndsAtTheDestination) {
     return Packets{EchoPeer::Error(request.IsIPv6() ? 4 : 3, request.IsIPv6() ? 1 : 2,
                                    request.destination, request)};
   });
-  ICMPCls icmp;
-  HopSink hops;
-  icmp.Events(&hops);
+  Tracer icmp;
+  HopSink& hops = icmp.hops;
   icmp.TRTimeout(200);
   EXPECT_TRUE(icmp.TraceRt(Host(5)));
   EXPECT_EQ(hops.seen,
@@ -285,10 +265,7 @@ TEST_P(EchoPeerTest, ATraceEndsAtTheDestination) {
 
 INSTANTIATE_TEST_SUITE_P(EchoNetwork, EchoPeerTest, testing::ValuesIn(kEchoWays), EchoWayName);
 
-// --- four hosts in a row -------------------------------------------------------------------------
-
-class EchoRoute : public BothKinds {
- protected:
+struct EchoRoute : BothKinds {
   void SetUp() override {
     if (!hosts_.IsMade()) GTEST_SKIP() << "no network namespaces can be made here";
     ASSERT_TRUE(GrantKind() && FourHosts::AwaitWay());
@@ -308,20 +285,17 @@ TEST_P(EchoRoute, EachRouterIsAHop) {
   // The destination says that nobody listens at the UDP port, and refuses the connection.
   const std::pair<EchoProbeEnum, std::int32_t> probes[] = {
       {EchoProbeICMP, 0}, {EchoProbeUDP, 11005}, {EchoProbeTCP, 0}};
-  for (const auto& [probe, reached] : probes) {
+  for (const auto& [probe, reached] : probes)
     for (std::size_t length = 1; length <= way.size(); ++length) {
-      ICMPCls icmp;
-      HopSink hops;
-      icmp.Events(&hops);
+      Tracer icmp;
+      HopSink& hops = icmp.hops;
       icmp.TRProbe(probe);
       EXPECT_TRUE(icmp.TraceRt(way[length - 1]));
       ASSERT_EQ(hops.seen.size(), length) << probe;
-      for (std::size_t i = 0; i < length; ++i) {
+      for (std::size_t i = 0; i < length; ++i)
         EXPECT_EQ(hops.seen[i], (HopSeen{way[i], i + 1 == length ? reached : 11013})) << probe;
-      }
       EXPECT_EQ(icmp.TRHopCount(), static_cast<std::int32_t>(length));
     }
-  }
 }
 
 // A router of this system says so five times at once, then once a second.
@@ -353,9 +327,8 @@ TEST_P(EchoRoute, NoRouteOfOurOwn) {
   EXPECT_EQ(Ask(Host("10.66.0.1", "fd66::1")).status, 11003);
   EXPECT_EQ(Ask(Host("10.67.0.1", "fd67::1")).status, 11050);
   EXPECT_EQ(ICMPCls().PingHost(b_), -11002);
-  ICMPCls icmp;
-  HopSink hops;
-  icmp.Events(&hops);
+  Tracer icmp;
+  HopSink& hops = icmp.hops;
   icmp.TRMaxHops(2);
   EXPECT_TRUE(icmp.TraceRt(b_));
   EXPECT_EQ(hops.seen, (std::vector<HopSeen>(2, {"", 11002})));
@@ -374,9 +347,8 @@ TEST_P(EchoRoute, RequestsWaitForRoomInTheBuffer) {
                                                                        {"1000", 50, 11006}};
   for (const auto& [retryMilliSeconds, timeout, status] : cases) {
     ASSERT_TRUE(OwnNetwork::Set("neigh/toR1/retrans_time_ms", retryMilliSeconds, Family()));
-    EchoCls echo;
-    EchoSink outcomes;
-    echo.Events(&outcomes);
+    EchoClient echo;
+    EchoSink& outcomes = echo.sink;
     for (int i = 3; i < 253; ++i)
       echo.Send(Host("10.1.0.", "fd01::") + std::to_string(i), 0, 60'000, timeout);
     const std::int32_t last = echo.Send(Host("10.1.0.2", "fd01::2"), 0, 60'000, timeout);
@@ -398,7 +370,7 @@ TEST_P(EchoRoute, ANarrowWay) {
 
 INSTANTIATE_TEST_SUITE_P(EchoNetwork, EchoRoute, testing::ValuesIn(kEchoWays), EchoWayName);
 
-class EchoRoute6 : public EchoRoute {};
+struct EchoRoute6 : EchoRoute {};
 
 // A link-local address is one of its link.
 TEST_P(EchoRoute6, LinkLocalHosts) {

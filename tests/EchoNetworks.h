@@ -91,9 +91,8 @@ class FourHosts {
     ICMPCls icmp;
     icmp.PingTimeout(100);
     int answered = 0;
-    for (int tries = 0; tries < 100 && answered < 2; ++tries) {
+    for (int tries = 0; tries < 100 && answered < 2; ++tries)
       answered += icmp.PingHost(answered == 0 ? "10.3.0.2" : "fd03::2") >= 0;
-    }
     return answered == 2;
   }
 

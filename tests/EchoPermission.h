@@ -7,6 +7,8 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <initializer_list>
+
 namespace netro {
 
 /// True when the system grants an ICMP socket of either kind.

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <stdlib.h>
+#include <time.h>
 
 #include <optional>
 #include <string>
@@ -24,6 +25,20 @@ class Environment {
 
   const char* name_;
   std::optional<std::string> before_;
+};
+
+/// The time zone of the process while it lives, in POSIX's form, which needs no files: "CET-1".
+class TimeZone {
+ public:
+  explicit TimeZone(const char* zone) : variable_("TZ", zone) { tzset(); }
+
+ private:
+  struct Refresh {
+    ~Refresh() { tzset(); }
+  };
+
+  Refresh refresh_;  // goes after the variable
+  Environment variable_;
 };
 
 }  // namespace netro

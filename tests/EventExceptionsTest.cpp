@@ -1,41 +1,15 @@
-// What the events of a SocketCls throw, and what passes through its calls: the stream loses
-// nothing, no other socket waits in vain, and what a call has begun is closed.
-
-#include <gtest/gtest.h>
-#include <netro/EchoCls.h>
-#include <netro/LogfileCLS.h>
-#include <netro/SocketCls.h>
-#include <netro/WatchpostCls.h>
-#include <poll.h>
-
-#include <atomic>
-#include <chrono>
-#include <filesystem>
-#include <functional>
-#include <memory>
+// What the host's functions throw arrives at the caller of the call or of the pump, which is over
+// then: nothing is lost, no other object waits in vain, and all can be used again. torture/ throws
+// at every event and at many turns of every blocking call.
 #include <new>
-#include <string>
-#include <thread>
 
-#include "DnsTestKit.h"
 #include "EchoPermission.h"
 #include "ExceptionKit.h"
 #include "SendMailKit.h"
-#include "TemporaryFolder.h"
-#include "platform/Clock.h"
 #include "socket/SocketModule.h"
-#include "tests/peers/BytesServer.h"
-#include "tests/peers/HttpServer.h"
-#include "tests/peers/SocksServer.h"
 
 namespace netro {
 namespace {
-
-using namespace std::string_literals;
-using peers::AwaitText;
-using peers::BytesServer;
-using peers::HttpServer;
-using std::chrono::milliseconds;
 
 // What a peer at 127.0.0.1 sends, with the n-th event of the socket throwing.
 TEST(SocketExceptions, TakeNothingFromTheStream) {
@@ -140,8 +114,7 @@ TEST(SocketExceptions, InASendLetTheOuterSendTryAgain) {
   EXPECT_EQ(outer.SendData(much), 0);
 }
 
-class EventExceptions : public testing::Test {
- protected:
+struct EventExceptions : testing::Test {
   Trap trap_;
   Sink sink_{trap_};
   TemporaryFolder folder_;
@@ -228,6 +201,78 @@ TEST_F(EventExceptions, OfAWatcherLeaveItWatching) {
     ASSERT_FALSE(HasFailure());
   }
   EXPECT_GT(passes, 7);
+}
+
+constexpr std::int32_t kPending = 3018;
+
+struct Exceptions : EventExceptions {
+  HttpServer http_;
+  peers::DnsServer dns_{KnowAll};
+};
+
+TEST_F(Exceptions, CaughtInANestedCallLeaveTheOuterOneAlone) {
+  std::atomic<bool> asked{false}, over{false};
+  http_.OnText("/", "text");
+  http_.On("/slow", [&](const peers::HttpRequest&) {
+    for (asked = true; !over;) std::this_thread::yield();
+    return HttpServer::Answer("200 OK\r\nContent-Type: text/plain\r\n", "slow");
+  });
+  peers::DnsServer silent(KeepSilent);
+  QueryDNSCLS names, last;
+  PointAt(names, dns_.Port());
+  PointAt(last, silent.Port());
+  HTTPCls outer, inner;
+  outer.Events(&sink_);
+  outer.URL(http_.Url("/slow"));
+  inner.URL(http_.Url("/"));
+  bool timeout = false;
+  const std::function<bool()> calls[] = {
+      [&] { return inner.HTTPQuery(timeout).ends_with("text"); },
+      [&] { return names.QueryDNS() == 0; },
+  };
+  const auto nested = [&] {
+    for (const auto& call : calls) {
+      for (const int passes : {0, 2, 9}) {
+        trap_.Set(Trap::kTask, passes);
+        Throws([&] { EXPECT_TRUE(call()); });
+        trap_.Clear();
+      }
+      EXPECT_TRUE(call());
+    }
+    over = true;
+    trap_.Set(Trap::kEvent, 0);  // the outer one's own event, within the call of another
+    EXPECT_TRUE(Throws([&] { last.QueryDNS(); }));
+  };
+  PostWhen([&] { return asked.load(); }, nested);
+  EXPECT_TRUE(outer.HTTPQuery(timeout).ends_with("slow")) << outer.LastErr();
+  EXPECT_TRUE(over);
+}
+
+// The line that throws, and which of the recipients are known to have got the message then.
+TEST_F(Exceptions, TellWhichRecipientsHaveTheMessage) {
+  const std::pair<std::string, bool> cases[] = {
+      {"354 ", false}, {"RCPT TO:<b@", false}, {"250 queued", true}, {"QUIT", true}};
+  peers::SmtpServer server([](const std::string& command) -> peers::SmtpServer::Answer {
+    return command == "." ? "250 queued\r\n" : peers::SmtpServer::Politely(command);
+  });
+  SendMailCls mail;
+  mail.Events(&sink_);
+  mail.ProtocolLevel(pl_standard);
+  mail.ReceiverHostName("127.0.0.1");
+  mail.Port(server.Port());
+  for (const auto& [line, accepted] : cases) {
+    SCOPED_TRACE(line);
+    sink_.onLine = [&, last = line](const std::string& told) {
+      if (told.find(last) != told.npos) throw Thrown();
+    };
+    mail.NewTextMsg("Subject", "me@my.test", "a@you.test, b@you.test", "Text");
+    EXPECT_THROW(mail.SendMail(), Thrown);
+    ASSERT_EQ(mail.Outcomes().size(), 2u);
+    for (const RecipientOutcome& outcome : mail.Outcomes()) {
+      EXPECT_EQ(outcome.Accepted, accepted) << outcome.Address;
+      EXPECT_EQ(outcome.ResultClass, accepted ? 0 : kPending) << outcome.Address;
+    }
+  }
 }
 
 }  // namespace

@@ -1,11 +1,7 @@
 // What the tests of exceptions share: a sink for the trap, and pumping in spite of it.
 #pragma once
 
-#include <gtest/gtest.h>
 #include <netro/WatchpostCls.h>
-
-#include <functional>
-#include <string>
 
 #include "SocketTestKit.h"
 #include "tests/torture/AllEvents.h"

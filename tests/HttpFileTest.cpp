@@ -1,29 +1,12 @@
-// Bodies that the HTTP client writes to files: names, rights, links, and what is left behind when a
-// query fails.
-
-#include <gtest/gtest.h>
+// Bodies in files: names, rights, links, and what is left behind when a query fails.
 #include <signal.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <filesystem>
-#include <string>
-
 #include "tests/HttpTestKit.h"
-#include "tests/TemporaryFolder.h"
-#include "tests/peers/BytesServer.h"
-#include "tests/peers/HttpServer.h"
 
 namespace netro {
 namespace {
-
-using namespace std::string_literals;
-using peers::AwaitText;
-using peers::BytesServer;
-using peers::HalfClose;
-using peers::Script;
-using peers::Send;
 
 std::string Answer(const std::string& type, const std::string& body) {
   return "HTTP/1.1 200 OK\r\nContent-Type: " + type +
@@ -32,8 +15,7 @@ std::string Answer(const std::string& type, const std::string& body) {
 
 Script Playing(const std::string& answer) { return {AwaitText("\r\n\r\n"), Send(answer)}; }
 
-class HttpFile : public testing::Test {
- protected:
+struct HttpFile : testing::Test {
   std::string Query(const BytesServer& server) {
     http_.URL(LoopbackUrl(server.Port()));
     timeout_ = true;
@@ -51,15 +33,9 @@ class HttpFile : public testing::Test {
   bool timeout_ = false;
 };
 
-bool Exists(const std::string& name) {
-  struct stat facts;
-  return lstat(name.c_str(), &facts) == 0;
-}
+namespace fs = std::filesystem;
 
-mode_t RightsOf(const std::string& name) {
-  struct stat facts {};
-  return stat(name.c_str(), &facts) == 0 ? facts.st_mode & 07777 : 0;
-}
+bool Exists(const std::string& name) { return fs::exists(fs::symlink_status(name)); }
 
 TEST_F(HttpFile, TextGoesThereWhenAsked) {
   for (const std::string& body : {"hello"s, ""s}) {
@@ -72,7 +48,7 @@ TEST_F(HttpFile, TextGoesThereWhenAsked) {
     EXPECT_EQ(http_.LastErr(), 0);
     EXPECT_EQ(http_.BodyLen(), static_cast<double>(body.size()));
     EXPECT_EQ(ReadFile(folder_ / "out"), body);
-    EXPECT_EQ(RightsOf(folder_ / "out"), 0600u);
+    EXPECT_EQ(fs::status(folder_ / "out").permissions(), fs::perms(0600));
     unlink(http_.Filename().c_str());
   }
 }
@@ -91,7 +67,7 @@ TEST_F(HttpFile, AnEmptyBodyMakesNoTemporaryFile) {
       EXPECT_EQ(http_.SaveAsFile(), asked);
       EXPECT_EQ(http_.Filename(), "");
     }
-  EXPECT_TRUE(std::filesystem::is_empty(folder_.Path()));
+  EXPECT_TRUE(fs::is_empty(folder_.Path()));
   unsetenv("TMPDIR");
 }
 
@@ -101,10 +77,10 @@ TEST_F(HttpFile, ATemporaryNameLastsUntilTheNextQuery) {
   Query(server);
   const std::string first = http_.Filename();
   ASSERT_TRUE(http_.SaveAsFile());
-  const std::string base = std::filesystem::path(first).filename().string();
+  const std::string base = fs::path(first).filename().string();
   EXPECT_EQ(base.rfind("ansel", 0), 0u) << base;
-  EXPECT_EQ(std::filesystem::path(first).extension(), ".tmp");
-  EXPECT_EQ(RightsOf(first), 0600u);
+  EXPECT_EQ(fs::path(first).extension(), ".tmp");
+  EXPECT_EQ(fs::status(first).permissions(), fs::perms(0600));
 
   Query(server);
   const std::string second = http_.Filename();
@@ -142,7 +118,7 @@ TEST_F(HttpFile, ARefusedAttemptLeavesNoTrace) {
   EXPECT_EQ(Query(server), Answer("text/plain", "text"));
   EXPECT_FALSE(http_.SaveAsFile());
   EXPECT_EQ(http_.Filename(), "");
-  EXPECT_TRUE(std::filesystem::is_empty(folder_.Path()));
+  EXPECT_TRUE(fs::is_empty(folder_.Path()));
   unsetenv("TMPDIR");
 }
 
@@ -187,7 +163,7 @@ TEST_F(HttpFile, CannotBeCreated) {
     http_.Filename(name);
     ExpectFileError(Query(server));
   }
-  EXPECT_TRUE(std::filesystem::is_directory(folder_.Path()));
+  EXPECT_TRUE(fs::is_directory(folder_.Path()));
 }
 
 TEST_F(HttpFile, GrowsOverTheSizeAllowed) {

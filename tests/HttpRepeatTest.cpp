@@ -1,33 +1,16 @@
 // Redirects, connections that are kept, and request bodies that are sent again.
-#include <gtest/gtest.h>
 #include <netro/CookieJar.h>
-#include <netro/HTTPCls.h>
 
-#include <atomic>
-#include <string>
-#include <string_view>
-#include <vector>
-
+#include "HttpTestKit.h"
 #include "SocketTestKit.h"
-#include "TemporaryFolder.h"
-#include "platform/Clock.h"
-#include "tests/peers/HttpServer.h"
+#include "web/HttpAnswer.h"
 #include "web/HttpPool.h"
 
 namespace netro {
 namespace {
 
-using peers::HttpServer;
-
 std::string To(const std::string& status, const std::string& place) {
   return HttpServer::Answer(status + "\r\nContent-Length: 5\r\nLocation: " + place, "moved");
-}
-
-std::string Ask(HTTPCls& http) {
-  bool timeout = false;
-  const std::string answer = http.HTTPQuery(timeout);
-  return http.LastErr() == 0 ? answer.substr(static_cast<std::size_t>(http.HeaderLen()) + 4)
-                             : answer;
 }
 
 std::string StepsOf(const HTTPCls& http) {
@@ -38,10 +21,7 @@ std::string StepsOf(const HTTPCls& http) {
 
 TEST(HttpRedirects, TheMethodAndTheBodyFollowTheStatus) {
   const struct {
-    const char* status;
-    const char* method;
-    const char* next;
-    const char* body;
+    const char *status, *method, *next, *body;
   } kCases[] = {
       {"301 x", "POST", "GET", ""},        {"302 x", "POST", "GET", ""},
       {"303 x", "POST", "GET", ""},        {"307 x", "POST", "POST", "data"},
@@ -54,13 +34,12 @@ TEST(HttpRedirects, TheMethodAndTheBodyFollowTheStatus) {
     HttpServer server;
     server.On("/from", [&](const auto&) { return To(c.status, "/to?q=1"); });
     server.OnText("/to", "there");
-    HTTPCls http;
-    http.URL(server.Url("/from"));
+    HttpClient http(server.Url("/from"));
     http.Method(c.method);
     http.AddHeader("Content-Type", "text/x");
     if (std::string_view(c.method) != "HEAD") http.PostData("data");
     http.MaxRedirects(1);
-    EXPECT_EQ(Ask(http), std::string_view(c.method) == "HEAD" ? "" : "there");
+    EXPECT_EQ(AskBody(http), std::string_view(c.method) == "HEAD" ? "" : "there");
     EXPECT_EQ(http.FinalURL(), server.Url("/to?q=1"));
     const auto requests = server.Requests();
     ASSERT_EQ(requests.size(), 2u);
@@ -86,20 +65,17 @@ TEST(HttpRedirects, EndWhereTheyMust) {
   });
   const struct {
     const char* path;
-    std::int32_t most;
-    std::int32_t error;
-    std::int32_t status;
+    std::int32_t most, error, status;
     std::size_t requests;
   } kCases[] = {{"/loop", 3, 10062, 0, 4}, {"/loop", 0, 0, 302, 1},  {"/odd", 9, 10042, 0, 1},
                 {"/https", 9, 10043, 0, 1}, {"/none", 9, 0, 302, 1}, {"/choice", 9, 0, 300, 1}};
   for (const auto& c : kCases) {
     SCOPED_TRACE(c.path);
     const std::size_t before = server.Requests().size();
-    HTTPCls http;
-    http.URL(server.Url(c.path));
+    HttpClient http(server.Url(c.path));
     http.KeepInMemory(true);
     http.MaxRedirects(c.most);
-    EXPECT_EQ(Ask(http).find("t0p"), std::string::npos);
+    EXPECT_EQ(AskBody(http).find("t0p"), std::string::npos);
     EXPECT_EQ(http.LastErr(), c.error);
     EXPECT_EQ(http.HTTPResult(), c.status);
     EXPECT_EQ(server.Requests().size() - before, c.requests);
@@ -111,10 +87,9 @@ TEST(HttpRedirects, ControlCharactersAreNotTold) {
   HttpServer server;
   server.On("/from", [](const auto&) { return To("302 \x1b[2J" + std::string(9'000, 'x'), "/a \x1b[2J?\x1b"); });
   server.OnText("/a%20%1B[2J", "there");
-  HTTPCls http;
-  http.URL(server.Url("/from"));
+  HttpClient http(server.Url("/from"));
   http.MaxRedirects(1);
-  EXPECT_EQ(Ask(http), "there");
+  EXPECT_EQ(AskBody(http), "there");
   EXPECT_EQ(http.FinalURL(), server.Url("/a%20%1B[2J?%1B"));
   for (const HTTPMoment& moment : http.Timeline()) {
     EXPECT_EQ(moment.Detail.find('\x1b'), std::string::npos) << moment.What;
@@ -148,7 +123,7 @@ TEST(HttpRedirects, SecretsStayWithTheirOrigin) {
       http.AddHeader("Cookie", "a=b");
       http.AddHeader("Accept", "text/x");
       http.MaxRedirects(3);
-      Ask(http);
+      AskBody(http);
       for (const HTTPMoment& moment : http.Timeline()) {
         EXPECT_EQ(moment.Detail.find("t0p"), std::string::npos) << moment.Detail;
         EXPECT_EQ(moment.Detail.find("pw"), std::string::npos) << moment.Detail;
@@ -170,8 +145,7 @@ TEST(HttpRedirects, ABodyThatCannotBeReadAgainEndsThem) {
   server.OnText("/to", "there");
   for (const bool again : {true, false}) {
     std::string left = "once";
-    HTTPCls http;
-    http.URL(server.Url("/from"));
+    HttpClient http(server.Url("/from"));
     http.MaxRedirects(1);
     http.BodyFunction(
         [&](std::span<std::uint8_t> room) {
@@ -180,7 +154,7 @@ TEST(HttpRedirects, ABodyThatCannotBeReadAgainEndsThem) {
           return static_cast<std::ptrdiff_t>(size);
         },
         std::nullopt, again ? std::function<bool()>([&] { return left = "once", true; }) : nullptr);
-    Ask(http);
+    AskBody(http);
     EXPECT_EQ(http.LastErr(), again ? 0 : 10022);
     if (again) {
       EXPECT_EQ(server.Requests().back().body, "once");
@@ -198,19 +172,15 @@ TEST(HttpCookies, AreTakenOnTheWayAndGoWhereTheyBelong) {
   });
   server.OnText("/home", "home");
   const auto jar = std::make_shared<CookieJar>();
-  HTTPCls http;
-  http.URL(server.Url("/login"));
+  HttpClient http(server.Url("/login"));
   http.MaxRedirects(1);
   http.Cookies(jar);
-  EXPECT_EQ(Ask(http), "home");
+  EXPECT_EQ(AskBody(http), "home");
   EXPECT_EQ(server.Requests().back().Field("Cookie"), "sid=1");
   EXPECT_EQ(jar->Count(), 1u);
 }
 
-// --- connections that are kept ------------------------------------------------------------------
-
-class HttpKept : public testing::Test {
- protected:
+struct HttpKept : testing::Test {
   HttpKept() {
     server_.OnText("/", "hi");
     server_.On("/close", [](const auto&) {
@@ -237,7 +207,7 @@ class HttpKept : public testing::Test {
   std::string Get(const std::string& path, HTTPCls& http) {
     http.URL(server_.Url(path));
     http.KeepAlive(true);
-    return Ask(http);
+    return AskBody(http);
   }
   std::string Get(const std::string& path) {
     HTTPCls http;
@@ -251,9 +221,8 @@ class HttpKept : public testing::Test {
 TEST_F(HttpKept, OneConnectionServesManyObjects) {
   for (int i = 0; i < 5; ++i) EXPECT_EQ(Get("/"), "hi");
   EXPECT_EQ(server_.Connections(), 1u);
-  HTTPCls http;
-  http.URL(server_.Url("/"));
-  EXPECT_EQ(Ask(http), "hi");  // without KeepAlive
+  HttpClient http(server_.Url("/"));
+  EXPECT_EQ(AskBody(http), "hi");  // without KeepAlive
   EXPECT_EQ(server_.Connections(), 2u);
   EXPECT_EQ(server_.Requests()[0].head.find("\r\n\r\n"), std::string::npos);
 }
@@ -334,6 +303,58 @@ TEST_F(HttpKept, TheTimelineTellsIt) {
   EXPECT_EQ(StepsOf(http), "request lookup attempt connected sent first byte answer end ");
   Get("/", http);
   EXPECT_EQ(StepsOf(http), "request reused sent first byte answer end ");
+}
+
+class NoSink final : public HttpBodySink {
+ public:
+  void BeginBody() override {}
+  bool WriteBody(std::span<const std::uint8_t>) override { return false; }
+};
+
+TEST(HttpConnection, IsUsableAfterAWholeAnswerOnly) {
+  const std::string ok = "HTTP/1.1 200 OK\r\n";
+  const std::string sized = "Content-Length: 2\r\n\r\nhi";
+  const std::string chunked = ok + "Transfer-Encoding: chunked\r\n\r\n2\r\nhi\r\n0\r\n";
+  const struct {
+    std::string answer;
+    bool usable;
+    bool head = false;
+    bool keepChunks = false;
+  } kCases[] = {
+      {ok + sized, true},
+      {ok + sized + "X", false},
+      {ok + "Content-Length: 2\r\n\r\nh", false},
+      {ok + "Content-Length: 0\r\n\r\n", true},
+      {ok + "\r\nhi", false},
+      {ok + "Connection: close\r\n" + sized, false},
+      {ok + "Connection: X, Close\r\nConnection: keep-alive\r\n" + sized, false},
+      {"HTTP/1.0 200 OK\r\n" + sized, false},
+      {"HTTP/1.0 200 OK\r\nConnection: Keep-Alive\r\n" + sized, true},
+      {ok + "Content-Length: 2\r\n" + chunked.substr(ok.size()) + "\r\n", false},
+      {"HTTP/1.0 200 OK\r\nConnection: Keep-Alive\r\n" + chunked.substr(ok.size()) + "\r\n", false},
+      {chunked, false},
+      {chunked + "\r\n", true},
+      {chunked + "T: 1\r\n\r\n", true},
+      {chunked + "T: 1\r\n\r\nX", false},
+      {chunked + std::string(300000, 'x'), false},
+      {chunked + "\r\n", true, false, true},
+      {ok + "Content-Length: 9\r\n\r\n", true, true},
+      {ok + "\r\n", true, true},
+      {"HTTP/1.1 204 No\r\n\r\n", true},
+      {"HTTP/1.1 101 Go\r\nContent-Length: 0\r\n\r\n", false},
+      {"HTTP/1.1 100 Go\r\n\r\n" + ok + sized, true},
+  };
+  for (const auto& c : kCases)
+    for (const std::size_t piece : {c.answer.size(), std::size_t{1}}) {
+      SCOPED_TRACE(c.answer.substr(0, 200));
+      NoSink sink;
+      HttpAnswer answer({c.head, !c.keepChunks}, sink);
+      const std::span bytes(reinterpret_cast<const std::uint8_t*>(c.answer.data()),
+                            c.answer.size());
+      for (std::size_t at = 0; at < bytes.size(); at += piece)
+        answer.Feed(bytes.subspan(at, piece));
+      EXPECT_EQ(answer.LeavesConnectionUsable(), c.usable);
+    }
 }
 
 }  // namespace

@@ -1,22 +1,11 @@
-// ICMP messages by themselves: the bytes of a request, replies, errors with what they quote, and
-// the statuses that types and codes stand for.
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
-
+// ICMP messages by themselves: requests, replies, errors with what they quote, their statuses.
+#include "TestKit.h"
 #include "platform/Echo.h"
 #include "platform/IcmpPacket.h"
 #include "tests/peers/IcmpBytes.h"
 
 namespace netro {
 namespace {
-
-using namespace std::string_literals;
-using peers::EchoMessage;
-using peers::IcmpErrorMessage;
-using peers::IpBytes;
-using peers::IpFields;
 
 constexpr char kHere[] = "192.0.2.1";
 constexpr char kThere[] = "198.51.100.7";
@@ -37,29 +26,16 @@ struct Family {
   std::vector<Options> options;
 };
 
+const std::vector<Options> kOptions4 = {{1, ""}, {1, kRecordRoute}, {1, std::string(40, '\x01')}};
+// Destination options; hop-by-hop options, routing and a first fragment.
+const std::vector<Options> kOptions6 = {
+    {58, ""},
+    {60, "\x3A\x01\x01\x0C"s + std::string(12, '\0')},
+    {0, "\x2B\x00\x01\x04\0\0\0\0"s + "\x2C\x00\0\0\0\0\0\0"s + "\x3A\0\0\1\0\0\0\7"s}};
+
 const Family kFamilies[] = {
-    {AddressFamily::IPv4,
-     kHere,
-     kThere,
-     kRouter,
-     8,
-     0,
-     11,
-     20,
-     {{1, ""}, {1, kRecordRoute}, {1, std::string(40, '\x01')}}},
-    {AddressFamily::IPv6,
-     "2001:db8::1",
-     "2001:db8:7::7",
-     "fe80::9",
-     128,
-     129,
-     3,
-     40,
-     // Destination options; hop-by-hop options, routing and a first fragment.
-     {{58, ""},
-      {60, "\x3A\x01\x01\x0C"s + std::string(12, '\0')},
-      {0, "\x2B\x00\x01\x04\0\0\0\0"s + "\x2C\x00\0\0\0\0\0\0"s + "\x3A\0\0\1\0\0\0\7"s}}},
-};
+    {AddressFamily::IPv4, kHere, kThere, kRouter, 8, 0, 11, 20, kOptions4},
+    {AddressFamily::IPv6, "2001:db8::1", "2001:db8:7::7", "fe80::9", 128, 129, 3, 40, kOptions6}};
 
 std::span<const std::uint8_t> BytesOf(const std::string& text) {
   return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
@@ -78,8 +54,7 @@ IpFields From(const std::string& source, const std::string& destination,
 }
 
 // The parameter: an index of kFamilies.
-class IcmpPackets : public testing::TestWithParam<int> {
- protected:
+struct IcmpPackets : testing::TestWithParam<int> {
   // An error message of a router about a request from here to there.
   std::string ErrorPacket(const Options& options, const Options& quotedOptions,
                           const std::string& data = "data") const {
@@ -192,7 +167,7 @@ TEST_P(IcmpPackets, RepliesAreReadAndErrorsWithWhatTheyQuote) {
 // The checksum is made right for each cut, so that the lengths alone decide. Eight bytes of the
 // request are all that an error message must quote.
 TEST_P(IcmpPackets, ErrorsCutAnywhere) {
-  for (const Options& options : f.options) {
+  for (const Options& options : f.options)
     for (const Options& quotedOptions : f.options) {
       const std::string whole = ErrorPacket(options, quotedOptions);
       const std::size_t message = HeaderSize(options);
@@ -206,7 +181,6 @@ TEST_P(IcmpPackets, ErrorsCutAnywhere) {
         EXPECT_EQ(Read(packet, options).has_value(), size >= enough) << size;
       }
     }
-  }
 }
 
 // The length of an IPv6 message is what the system says.
@@ -253,9 +227,8 @@ TEST(IcmpPacket, OthersThanIPv6AnswersAreNone) {
       {"an error about an encrypted packet", errorAbout({50, "\x3A\0\1\4\0\0\0\0"s}, request)},
       {"an error about nothing", IcmpErrorMessage(1, 0, "")},
   };
-  for (const auto& [what, message] : cases) {
+  for (const auto& [what, message] : cases)
     EXPECT_FALSE(ReadIcmp6Message(BytesOf(message), Ip("fd00::9"), 64)) << what;
-  }
 }
 
 TEST(IcmpPacket, OthersThanIPv4AnswersAreNone) {
@@ -317,8 +290,6 @@ TEST_P(IcmpPackets, MessagesWithoutHeader) {
 INSTANTIATE_TEST_SUITE_P(Families, IcmpPackets, testing::Values(0, 1),
                          [](const auto& family) { return family.param == 1 ? "IPv6" : "IPv4"; });
 
-// --- extensions of errors
-
 TEST(IcmpExtensions, OnlySoundOnesCount) {
   const std::string label = "\x03\xE8\x1B\x40"s;
   const std::string sound = peers::MplsExtensions(label);
@@ -365,9 +336,8 @@ TEST(IcmpExtensions, WhereTheyBegin) {
     unsummed[8 + 128 + 2] = unsummed[8 + 128 + 3] = 0;
     const std::pair<std::string, std::size_t> cases[] = {
         {message, sound.size()}, {old, sound.size()}, {shorter, 0}, {unsummed, 0}, {quoted, 0}};
-    for (const auto& [bytes, size] : cases) {
+    for (const auto& [bytes, size] : cases)
       EXPECT_EQ(FindExtensions(f.family, BytesOf(bytes)).size(), size);
-    }
     for (std::size_t cut = 0; cut < message.size(); ++cut) {
       EXPECT_TRUE(
           ReadMplsLabels(FindExtensions(f.family, BytesOf(message.substr(0, cut)))).empty());

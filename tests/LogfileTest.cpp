@@ -1,6 +1,5 @@
 // LogfileCLS: batches, events, and a file that goes away or cannot be written.
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <netro/LogfileCLS.h>
 #include <sched.h>
 #include <sys/resource.h>
@@ -9,17 +8,9 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <filesystem>
-#include <fstream>
-#include <functional>
-#include <memory>
-#include <set>
 #include <sstream>
-#include <string>
-#include <utility>
-#include <vector>
 
-#include "TemporaryFolder.h"
+#include "TestKit.h"
 
 namespace netro {
 namespace {
@@ -51,8 +42,7 @@ class Journal : public LogfileCLSEvents {
   std::string events_;
 };
 
-class Logfile : public testing::Test {
- protected:
+struct Logfile : testing::Test {
   Logfile() {
     log->Events(&journal);
     log->LogFileName(name);
@@ -168,11 +158,7 @@ TEST_F(Logfile, AFileWhoseFolderWasRemovedIsMadeWhenThatIsThereAgain) {
 
 TEST_F(Logfile, ARotationLosesNoLine) {
   const std::string old = name + ".1";
-  const struct {
-    const char* what;
-    std::function<void()> rotate;
-    std::string olds;
-  } kCases[] = {
+  const std::tuple<const char*, std::function<void()>, std::string> kCases[] = {
       {"renamed", [&] { std::filesystem::rename(name, old); }, "head\r\na\r\n"},
       {"renamed, and a new one made",
        [&] {
@@ -188,18 +174,18 @@ TEST_F(Logfile, ARotationLosesNoLine) {
        "head\r\na\r\n"},
       {"removed", [&] { std::filesystem::remove(name); }, ""},
   };
-  for (const auto& test : kCases) {
+  for (const auto& [what, rotate, olds] : kCases) {
     journal.header = "head";
     ASSERT_TRUE(log->StartLogging());
     EXPECT_TRUE(log->LogEvent("a"));
     EXPECT_TRUE(log->CommitBuffer());
-    test.rotate();
+    rotate();
     EXPECT_TRUE(log->LogEvent("b"));
     EXPECT_TRUE(log->CommitBuffer());
     EXPECT_TRUE(log->LogEvent("c"));
     EXPECT_TRUE(log->StopLogging());
-    EXPECT_EQ(Written(), "head\r\nb\r\nc\r\n") << test.what;
-    EXPECT_EQ(ReadFile(old), test.olds) << test.what;
+    EXPECT_EQ(Written(), "head\r\nb\r\nc\r\n") << what;
+    EXPECT_EQ(ReadFile(old), olds) << what;
     std::filesystem::remove(name);
     std::filesystem::remove(old);
   }
@@ -385,9 +371,8 @@ TEST_F(Logfile, BatchesHaveTheirSizeAgainAfterAStop) {
 TEST_F(Logfile, AFileThatCannotBeMadeLeavesNothing) {
   const std::string refused = "40:The log file is a symbolic link, which is not followed";
   WriteFile(folder / "secrets", "kept");
-  for (const auto* target : {"secrets", "missing"}) {
+  for (const auto* target : {"secrets", "missing"})
     std::filesystem::create_symlink(target, folder / ("to " + std::string(target)));
-  }
   for (const auto& [path, reason] : std::vector<std::pair<std::string, std::string>>{
            {folder.Path(), "21:Is a directory"},
            {folder / "to secrets", refused},
@@ -411,27 +396,23 @@ TEST_F(Logfile, AFileThatCannotBeMadeLeavesNothing) {
 }
 
 TEST_F(Logfile, EveryEventMayDeleteTheObject) {
-  const struct {
-    const char* file;
-    const char* deleteAfter;
-    std::function<void()> call;
-  } kCases[] = {
+  const std::tuple<const char*, const char*, std::function<void()>> kCases[] = {
       {"a", "new", [&] { log->StartLogging(); }},
       {"b", "new started", [&] { log->StartLogging(); }},
       {"c", "new started commited", [&] { log->StartLogging() && log->CommitBuffer(); }},
       {"d", "new started stopped", [&] { log->StartLogging() && log->StopLogging(); }},
       {"e", "10000:Logging not active.", [&] { log->LogEvent("x"); }},
   };
-  for (const auto& test : kCases) {
+  for (const auto& [file, deleteAfter, call] : kCases) {
     log = std::make_unique<LogfileCLS>();
     log->Events(&journal);
-    log->LogFileName(folder / test.file);
+    log->LogFileName(folder / file);
     std::string seen;
     journal.whenCalled = [&] {
       seen += (seen.empty() ? "" : " ") + journal.Take();
-      if (seen == test.deleteAfter) log.reset();
+      if (seen == deleteAfter) log.reset();
     };
-    test.call();
+    call();
     EXPECT_EQ(log, nullptr) << seen;
   }
 }

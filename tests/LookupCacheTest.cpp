@@ -1,22 +1,15 @@
 // The lookup cache: lifetime, keys, and the profile file that it is saved to and restored from.
-
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <chrono>
-
+#include "TestKit.h"
 #include "dns/LookupCache.h"
-#include "platform/Clock.h"
 #include "support/DateText.h"
 #include "tests/Environment.h"
-#include "tests/TemporaryFolder.h"
 
 namespace netro {
 namespace {
 
 namespace fs = std::filesystem;
-using std::chrono::seconds;
-using namespace std::string_literals;
 
 std::string InSeconds(double amount) { return DateToText(AddSeconds(WallClock(), amount)); }
 
@@ -49,8 +42,7 @@ TEST(LookupCache, EntriesLiveTenMinutes) {
   EXPECT_EQ(cache.Find("b"), std::nullopt);
 }
 
-class SavedLookupCache : public testing::Test {
- protected:
+struct SavedLookupCache : testing::Test {
   TemporaryFolder folder_;
   const std::string file_ = folder_ / "cache.ini";
   LookupCache cache_;

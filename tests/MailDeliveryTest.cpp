@@ -1,14 +1,10 @@
 // Exchangers in their order, many recipients in a session, extensions, logins, kept sessions.
-
-#include <algorithm>
-
 #include "SendMailKit.h"
 #include "support/Text.h"
 
 namespace netro {
 namespace {
 
-using namespace peers;
 using Commands = std::vector<std::string>;
 
 struct Exchanger {
@@ -45,8 +41,7 @@ Commands Envelope(const Commands& recipients, const std::string& sender = "jane@
   return commands;
 }
 
-class MailDelivery : public SendMailTest {
- protected:
+struct MailDelivery : SendMailTest {
   const std::vector<DeliveryTry>& Tries(std::size_t index = 0) {
     return mail_->Outcomes().at(index).Tries;
   }
@@ -198,7 +193,7 @@ TEST_F(MailDelivery, PipeliningSendsAllUpToTheData) {
 // What one command was answered with must not decide about the next one. All replies come at once:
 // of a server that has said nothing more yet nobody could know.
 TEST_F(MailDelivery, PipeliningEndsWhenTheRepliesAreTooMany) {
-  for (const std::string extra : {"550 extra\r\n", "250 extra\r\n", "354 extra\r\n"}) {
+  for (const std::string extra : {"550 extra\r\n", "250 extra\r\n", "354 extra\r\n"})
     for (const char* const command : {"MAIL FROM:<jane@xy.test>", "RCPT TO:<b@xy.test>", "DATA"}) {
       SCOPED_TRACE(command + (" " + extra));
       std::string held;
@@ -217,7 +212,6 @@ TEST_F(MailDelivery, PipeliningEndsWhenTheRepliesAreTooMany) {
       EXPECT_EQ(server.Messages(), Commands{});
       for (const RecipientOutcome& outcome : mail_->Outcomes()) EXPECT_EQ(outcome.Accepted, false);
     }
-  }
 }
 
 // One round trip: a recipient that is refused does not keep the message from the others.

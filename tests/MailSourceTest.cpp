@@ -1,11 +1,9 @@
 // Messages that are read while they are sent, at every border, and files that change meanwhile.
-
 #include <gmock/gmock.h>
 #include <netro/Localization.h>
 
 #include "SendMailKit.h"
 #include "SourceKit.h"
-#include "TemporaryFolder.h"
 #include "mail/Base64Source.h"
 #include "mail/FinishedText.h"
 #include "mail/SmtpData.h"
@@ -13,7 +11,6 @@
 namespace netro {
 namespace {
 
-using namespace peers;
 using testing::HasSubstr;
 using testing::Not;
 
@@ -61,8 +58,8 @@ const std::string kDottedTexts[] = {
     std::string(131066, 'x') + "\r\n.\r\n.\r\n.\r\n.\r\n.\r\n"};
 
 TEST(SmtpData, DoublesDotsAtEveryBorder) {
-  for (const std::string& text : kDottedTexts) {
-    for (const DotRule rule : {DotRule::LoneDots, DotRule::AllDots}) {
+  for (const std::string& text : kDottedTexts)
+    for (const DotRule rule : {DotRule::LoneDots, DotRule::AllDots})
       for (const LastLine last : {LastLine::IsOpen, LastLine::IsEnded}) {
         const std::string wire = OnTheWire(text, rule, last);
         for (const std::size_t piece : kPieces) {
@@ -80,19 +77,15 @@ TEST(SmtpData, DoublesDotsAtEveryBorder) {
           EXPECT_TRUE(data.Next(data.Size()) == wire) << "in one block";
         }
       }
-    }
-  }
 }
 
 TEST(SmtpData, KnowsWhereTheMessageIsNotAscii) {
-  const struct {
-    std::string text;
-    bool has8Bit, utf8Header;
-  } kCases[] = {{"A: b\r\n\r\nc\r\n", false, false},
-                {"A: b\r\n\r\nä\r\n", true, false},
-                {"A: ä\r\n\r\n" + std::string(100'000, 'x'), true, true},
-                {"A: \xE4\r\n\r\nc", true, false},
-                {"A: b\r\n\r\n" + std::string(100'000, 'x') + "\xE4", true, false}};
+  const std::tuple<std::string, bool, bool> kCases[] = {
+      {"A: b\r\n\r\nc\r\n", false, false},
+      {"A: b\r\n\r\nä\r\n", true, false},
+      {"A: ä\r\n\r\n" + std::string(100'000, 'x'), true, true},
+      {"A: \xE4\r\n\r\nc", true, false},
+      {"A: b\r\n\r\n" + std::string(100'000, 'x') + "\xE4", true, false}};
   for (const auto& [text, has8Bit, utf8Header] : kCases) {
     const SmtpData data(text, DotRule::AllDots);
     EXPECT_EQ(data.Has8Bit(), has8Bit);
@@ -115,7 +108,7 @@ TEST(FinishedText, IsTheSameWhereverItIsCut) {
       {"Bcc: c\r\n\r\nd", "Bcc: c\r\n\r\nd", true},
       {"Bcc: c\n\nd\n", "Bcc: c\r\n\r\nd", true},
   };
-  for (const auto& [text, sent, keep] : kCases) {
+  for (const auto& [text, sent, keep] : kCases)
     for (std::size_t piece = 1; piece <= text.size(); ++piece) {
       FinishedText source(std::make_unique<InPieces>(text, piece), keep);
       for (int i = 0; i < 2; ++i) {
@@ -123,14 +116,12 @@ TEST(FinishedText, IsTheSameWhereverItIsCut) {
         EXPECT_TRUE(source.Rewind());
       }
     }
-  }
   const std::string blanks(5000, ' ');  // who hides a field behind them must not have it sent
   FinishedText source(std::make_unique<InPieces>("Bcc" + blanks + ": x\r\nA: b\r\n", 999), false);
   EXPECT_EQ(ReadAll(source), "A: b\r\n");
 }
 
-class MessageFiles : public SendMailTest {
- protected:
+struct MessageFiles : SendMailTest {
   MessageFiles() {
     SendTo(server_);
     Restore();
@@ -196,7 +187,7 @@ const FileChange kChanges[] = {
 
 // A message that was cut must not be taken for a whole one.
 TEST_F(MessageFiles, ThatChangeBetweenAddingAndSending) {
-  for (const bool finished : {false, true}) {
+  for (const bool finished : {false, true})
     for (const FileChange& c : kChanges) {
       SCOPED_TRACE(c.name);
       const auto expectFailure = [&] {
@@ -223,7 +214,6 @@ TEST_F(MessageFiles, ThatChangeBetweenAddingAndSending) {
       expectFailure();
       EXPECT_EQ(mail_->MimeBuffer(), "");
     }
-  }
   EXPECT_THAT(server_.Messages(), testing::IsEmpty());
   EXPECT_EQ(server_.Connections(), std::size(kChanges)) << "finished ones are measured before";
 }

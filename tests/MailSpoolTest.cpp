@@ -1,11 +1,7 @@
 // MailSpool against scripted servers; the kills are in cli/spool_test.py.
 #include <netro/MailSpool.h>
 
-#include <algorithm>
-#include <stdexcept>
-
 #include "SendMailKit.h"
-#include "TemporaryFolder.h"
 #include "mail/BounceMessage.h"
 #include "mail/SpoolFile.h"
 #include "mail/SpoolSchedule.h"
@@ -14,8 +10,6 @@
 
 namespace netro {
 namespace {
-
-using namespace peers;
 
 struct SpoolSink : MailSpoolEvents {
   void Delivered(const std::string&, const SpooledRecipient& to) override {
@@ -46,8 +40,7 @@ Answer ByRecipient(const std::string& command) {
   return SmtpServer::Politely(command);
 }
 
-class Spool : public SendMailTest {
- protected:
+struct Spool : SendMailTest {
   Spool() { Renew(); }
 
   void Renew() {
@@ -263,6 +256,14 @@ TEST_F(Spool, TroubleWithTheFolderIsNamed) {
     EXPECT_FALSE(mail_->SpoolMsg(spool_->Folder())) << to;
   }
   EXPECT_FALSE(std::filesystem::exists(spool_->Folder()));
+}
+
+TEST(SpoolSchedule, HasTimes) {
+  MailSpool spool;
+  EXPECT_FALSE(spool.RetrySeconds({}) || spool.RetrySeconds({60, 0}));
+  EXPECT_EQ(spool.RetrySeconds(), (std::vector<std::int32_t>{300, 900, 1800, 3600}));
+  EXPECT_TRUE(spool.RetrySeconds({60}));
+  EXPECT_EQ(spool.RetrySeconds(), (std::vector<std::int32_t>{60}));
 }
 
 TEST(SpoolSchedule, TriesAndEnds) {

@@ -1,30 +1,16 @@
 // The message loop: pumping, timers, tasks from other threads, and the descriptor for hosts.
-#include <gtest/gtest.h>
 #include <netro/HTTPCls.h>
-#include <netro/MessageLoop.h>
 #include <netro/QueryDNSCLS.h>
-#include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <atomic>
 #include <ctime>
-#include <functional>
-#include <memory>
-#include <stdexcept>
-#include <thread>
-#include <vector>
 
 #include "SocketTestKit.h"
-#include "platform/Clock.h"
 #include "platform/Loop.h"
 
 namespace netro {
 namespace {
-
-using std::chrono::milliseconds;
-using std::chrono::seconds;
 
 bool Readable(int descriptor, int timeoutMs) {
   pollfd entry{descriptor, POLLIN, 0};
@@ -144,8 +130,7 @@ TEST(MessageLoop, QuitLoopEndsTheInnermostRunOnly) {
 }
 
 // These look at who turns the loop, so each has a thread and a loop of its own.
-class HostPump : public testing::Test {
- protected:
+struct HostPump : testing::Test {
   static void OnItsThread(const std::function<void(MessageLoop&)>& test) {
     std::thread([&] { test(MessageLoop::ForThisThread()); }).join();
   }
@@ -187,9 +172,7 @@ TEST_F(HostPump, RunsWhileACallWaitsAndTheLibraryTurnsTheLoop) {
 TEST_F(HostPump, RunsOnceInEachInterval) {
   OnItsThread([](MessageLoop& loop) {
     struct {
-      milliseconds interval;
-      milliseconds advance;
-      milliseconds sleep;
+      milliseconds interval, advance, sleep;
       int turns;
     } const cases[] = {
         {seconds(1000), seconds(1000), seconds(4500), 5},

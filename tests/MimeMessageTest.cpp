@@ -1,27 +1,22 @@
 // The composed text line by line. How other programs read it is tested in tests/mime/.
-
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <netro/Localization.h>
 #include <netro/SendMailCls.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <regex>
-#include <set>
 #include <system_error>
 
+#include "TestKit.h"
 #include "mail/HeaderBlock.h"
 #include "mail/RandomText.h"
 #include "support/Text.h"
-#include "tests/TemporaryFolder.h"
-#include "tests/TimeZone.h"
+#include "tests/Environment.h"
 
 namespace netro {
 namespace {
 
-using namespace std::string_literals;
 using testing::HasSubstr;
 using testing::Not;
 
@@ -37,8 +32,7 @@ std::string Known(std::string text) {
   return std::regex_replace(text, std::regex("<[0-9A-Za-z]{26}\\.[0-9]{17}@x\\.test>"), "<ID>");
 }
 
-class Composing : public testing::Test {
- protected:
+struct Composing : testing::Test {
   Composing() { mail_.CharSet("utf-8"); }
 
   void Begin() { ASSERT_TRUE(mail_.NewTextMsg("S", "a@x.test", "b@x.test", "Hello\r\n")); }
@@ -129,9 +123,7 @@ TEST_F(Composing, WhatWasAddedBelongsToOneMessage) {
 }
 
 TEST_F(Composing, HeaderTitlesAndValues) {
-  const struct {
-    std::string title, value, line;
-  } kCases[] = {
+  const std::tuple<std::string, std::string, std::string> kCases[] = {
       {"X-A", "b", "X-A: b"},
       {"!#$%&'*+-./^_`{|}~", "b", "!#$%&'*+-./^_`{|}~: b"},
       {"Reply-To", "Jörg <a@x.test>", "Reply-To: =?utf-8?B?SsO2cmc=?= <a@x.test>"},
@@ -250,9 +242,7 @@ TEST_F(Composing, TextsThatAreInTheirSetAlready) {
 
 TEST_F(Composing, FilesAreNamedAndTyped) {
   WriteFile(folder_ / "own ä-name.tar.GZ", "");
-  const struct {
-    std::string given, name, type;
-  } kCases[] = {
+  const std::tuple<std::string, std::string, std::string> kCases[] = {
       {"", "ownname.tar.GZ", "application/gzip"},
       {"a.html", "a.html", "text/html"},
       {"../a\"\r\nX: b;c.txt", "..aXbc.txt", "text/plain"},
@@ -275,14 +265,13 @@ TEST_F(Composing, UnreadableFilesChangeNothing) {
   const std::string before = mail_.MimeBuffer();
   const std::pair<std::string, int> kCases[] = {
       {folder_ / "missing", ENOENT}, {folder_.Path(), EISDIR}, {"", ENOENT}, {"/dev/zero", EINVAL}};
-  for (const auto& [path, error] : kCases) {
+  for (const auto& [path, error] : kCases)
     for (const auto add : {&SendMailCls::AddAttachment, &SendMailCls::AddRelatedFile}) {
       EXPECT_FALSE((mail_.*add)(path));
       EXPECT_EQ(mail_.Result(), 20000 + error);
       const std::string text = std::generic_category().message(error);
       EXPECT_EQ(mail_.ResultMessage(), GetMessageText(4006, {text}));
     }
-  }
   EXPECT_EQ(mail_.MimeBuffer(), before);
 }
 

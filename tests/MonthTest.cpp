@@ -1,30 +1,16 @@
 // A month of a watcher, a spool and the cache of names, in steps of a quarter of an hour: what they
 // keep stays as small as after the first days, and every change and mail is told once.
-#include <gtest/gtest.h>
 #include <netro/MailSpool.h>
-#include <netro/MessageLoop.h>
 #include <netro/SocketCls.h>
 #include <netro/WatchpostCls.h>
 
-#include <atomic>
-#include <chrono>
-#include <filesystem>
 #include <iterator>
-#include <string>
 
 #include "DnsTestKit.h"
-#include "TemporaryFolder.h"
-#include "platform/Clock.h"
-#include "tests/peers/DnsReply.h"
-#include "tests/peers/DnsServer.h"
-#include "tests/peers/HttpServer.h"
 #include "tests/peers/SmtpServer.h"
 
 namespace netro {
 namespace {
-
-using namespace std::chrono_literals;
-using peers::HttpServer;
 
 constexpr int kDay = 24 * 4;  // steps
 constexpr int kDays = 30;

@@ -1,27 +1,22 @@
 // NetBIOSCls between two network namespaces: MAC addresses by ARP and neighbour discovery, and this
 // host's adapters with their counters. Skipped where the system has no namespaces for this user;
-// the test low_ports then runs them.
-
-#include <gtest/gtest.h>
-#include <netro/MessageLoop.h>
+// the test low_ports then runs them. And the way through a netlink answer, also when lengths lie.
+#include <linux/netlink.h>
+#include <linux/rtnetlink.h>
 #include <netro/NetBIOSCls.h>
 
-#include <chrono>
-#include <functional>
-#include <initializer_list>
-#include <memory>
-#include <string>
+#include <cerrno>
 
 #include "DnsTestKit.h"
 #include "EchoPermission.h"
 #include "TwoNetworks.h"
-#include "platform/Clock.h"
+#include "platform/ErrorNumbers.h"
 #include "platform/Neighbours.h"
+#include "platform/linux/Netlink.h"
+#include "support/Text.h"
 
 namespace netro {
 namespace {
-
-using std::chrono::seconds;
 
 constexpr char kThere[] = "10.77.0.2";
 constexpr char kAbsent[] = "10.77.0.9";
@@ -29,8 +24,7 @@ constexpr char kThere6[] = "fd77::2";
 constexpr char kAbsent6[] = "fd77::9";
 constexpr char kOtherMac[] = "02:00:5E:00:00:99";
 
-class Neighbours : public testing::Test {
- protected:
+struct Neighbours : testing::Test {
   void SetUp() override {
     if (!networks_.IsMade()) GTEST_SKIP() << "no network namespaces can be made here";
   }
@@ -78,8 +72,7 @@ class Neighbours : public testing::Test {
 };
 
 // The parameter: true for IPv6.
-class NeighboursOfBoth : public Neighbours, public testing::WithParamInterface<bool> {
- protected:
+struct NeighboursOfBoth : Neighbours, testing::WithParamInterface<bool> {
   // Whoever had an address there has it no longer.
   void TakeAway(const std::string& ip) {
     ASSERT_TRUE(networks_.IpThere("address delete " + ip + prefix_ + " dev there\n"));
@@ -123,16 +116,14 @@ TEST_P(NeighboursOfBoth, WhoIsAbsentIsNotFoundUntilItComes) {
 }
 
 TEST_P(NeighboursOfBoth, StatesOfTheTable) {
-  const struct {
-    const char* state;
-    bool confirmed, known;
-  } kStates[] = {{"permanent", true, true}, {"reachable", true, true}, {"delay", false, true},
-                 {"probe", false, true},    {"stale", false, false},   {"failed", false, false},
-                 {"noarp", false, false}};
-  for (const auto& c : kStates) {
-    Enter(absent_, kOtherMac, c.state);
-    EXPECT_EQ(ConfirmedNeighbour(*ParseAddress(absent_)).has_value(), c.confirmed) << c.state;
-    EXPECT_EQ(IsKnown(absent_), c.known) << c.state;
+  const std::tuple<const char*, bool, bool> kStates[] = {
+      {"permanent", true, true}, {"reachable", true, true}, {"delay", false, true},
+      {"probe", false, true},    {"stale", false, false},   {"failed", false, false},
+      {"noarp", false, false}};
+  for (const auto& [state, confirmed, known] : kStates) {
+    Enter(absent_, kOtherMac, state);
+    EXPECT_EQ(ConfirmedNeighbour(*ParseAddress(absent_)).has_value(), confirmed) << state;
+    EXPECT_EQ(IsKnown(absent_), known) << state;
     Forget(absent_);
   }
 }
@@ -179,26 +170,11 @@ TEST_F(Neighbours, NobodyIsAskedForAddressesThatAreNoNeighbours) {
   ASSERT_TRUE(
       TwoNetworks::Ip("route add default via 10.77.0.2\nroute add 224.0.0.0/4 dev here\n"
                       "route add default via fd77::2\n"));
-  for (const char* ip : {"",
-                         "there.test",
-                         "127.0.0.1",
-                         "127.9.9.9",
-                         "0.0.0.0",
-                         "0.0.0.1",
-                         "224.0.0.1",
-                         "239.255.255.250",
-                         "255.255.255.255",
-                         "10.77.0.255",
-                         "198.51.100.1",
-                         "10.77.0.2 x",
-                         "::",
-                         "::1",
-                         "ff02::1%here",
-                         "ff0e::1",
-                         "2001:db8::1",
-                         "fe80::5eff:fe00:b",
-                         "fe80::1%nowhere",
-                         "fd77::2 x"})
+  for (const std::string& ip :
+       Split(",there.test,127.0.0.1,127.9.9.9,0.0.0.0,0.0.0.1,224.0.0.1,239.255.255.250,"
+             "255.255.255.255,10.77.0.255,198.51.100.1,10.77.0.2 x,::,::1,ff02::1%here,ff0e::1,"
+             "2001:db8::1,fe80::5eff:fe00:b,fe80::1%nowhere,fd77::2 x",
+             ','))
     EXPECT_FALSE(Waits(ip)) << ip;
   EXPECT_FALSE(IsKnown(kThere)) << "nothing went to the gateway";
   EXPECT_FALSE(IsKnown(kThere6)) << "nothing went to the gateway";
@@ -270,6 +246,105 @@ TEST_F(Neighbours, OwnAdaptersInTheOrderOfTheirNumbers) {
   }
   EXPECT_FALSE(netbios_->GetMacAddress(number, "*", ":", error));
   EXPECT_EQ(error, 0x23);
+}
+
+template <class T>
+std::string Raw(T value) {
+  return {reinterpret_cast<const char*>(&value), sizeof value};
+}
+
+std::string Padded(std::string bytes) {
+  bytes.resize((bytes.size() + 3) / 4 * 4);
+  return bytes;
+}
+
+// `lie` is added to the length field.
+std::string Message(int type, const std::string& payload, int lie = 0) {
+  nlmsghdr header{};
+  header.nlmsg_len =
+      static_cast<std::uint32_t>(static_cast<int>(sizeof header + payload.size()) + lie);
+  header.nlmsg_type = static_cast<std::uint16_t>(type);
+  return Padded(Raw(header) + payload);
+}
+
+std::string Attribute(int type, const std::string& value, int lie = 0) {
+  rtattr header{};
+  header.rta_len = static_cast<std::uint16_t>(static_cast<int>(sizeof header + value.size()) + lie);
+  header.rta_type = static_cast<std::uint16_t>(type);
+  return Padded(Raw(header) + value);
+}
+
+// What a walk saw, from a copy of exactly the bytes.
+struct Walk {
+  explicit Walk(const std::string& datagram) {
+    const std::vector<std::uint8_t> bytes(datagram.begin(), datagram.end());
+    end = WalkNetlink(bytes, [this](std::uint16_t type, NetlinkBytes payload) {
+      seen.emplace_back(type, std::string(payload.begin(), payload.end()));
+    });
+  }
+  std::optional<std::int32_t> end;
+  std::vector<std::pair<int, std::string>> seen;
+};
+
+std::string Find(const std::string& attributes, std::uint16_t type) {
+  const std::vector<std::uint8_t> bytes(attributes.begin(), attributes.end());
+  const NetlinkBytes found = FindAttribute(bytes, type);
+  return {found.begin(), found.end()};
+}
+
+TEST(Netlink, MessagesUpToTheEnd) {
+  const std::string two = Message(RTM_NEWLINK, "one") + Message(RTM_NEWADDR, "");
+  const std::vector<std::pair<int, std::string>> kBoth = {{RTM_NEWLINK, "one"}, {RTM_NEWADDR, ""}};
+  const std::pair<std::string, std::optional<std::int32_t>> kCases[] = {
+      {two, std::nullopt},
+      {two + Message(NLMSG_DONE, Raw(std::int32_t{0})), 0},
+      {two + Message(NLMSG_DONE, ""), 0},
+      {two + Message(NLMSG_DONE, Raw(-EINTR)), SocketErrorNumber(EINTR)},
+      {two + Message(NLMSG_ERROR, Raw(std::int32_t{0}) + "request"), 0},
+      {two + Message(NLMSG_ERROR, Raw(-EPERM)), SocketErrorNumber(EPERM)},
+      {two + Message(NLMSG_ERROR, "abc"), kErrInvalidArgument},
+      {two + Message(NLMSG_DONE, "") + Message(RTM_NEWLINK, "behind"), 0}};
+  for (const auto& [datagram, end] : kCases) {
+    const Walk walk(datagram);
+    EXPECT_EQ(walk.end, end);
+    EXPECT_EQ(walk.seen, kBoth);
+  }
+  EXPECT_EQ(Walk("").end, std::nullopt);
+}
+
+TEST(Netlink, DatagramCutAtEveryByte) {
+  const std::string first = Message(RTM_NEWLINK, "one!");
+  const std::string whole = first + Message(NLMSG_DONE, Raw(std::int32_t{0}));
+  for (std::size_t size = 1; size < whole.size(); ++size) {
+    const Walk walk(whole.substr(0, size));
+    EXPECT_EQ(walk.end, size == first.size() ? std::nullopt : std::optional(kErrInvalidArgument))
+        << size;
+    EXPECT_EQ(walk.seen.size(), size < first.size() ? 0u : 1u) << size;
+  }
+}
+
+TEST(Netlink, LengthsThatLie) {
+  for (const int lie : {-20, -17, -5, 1, 100, 0x7FFF'0000})
+    EXPECT_EQ(Walk(Message(RTM_NEWLINK, "1234", lie)).end, kErrInvalidArgument) << lie;
+  EXPECT_EQ(Walk(Message(RTM_NEWLINK, "12345", 3)).seen[0].second, "12345\0\0\0"s)
+      << "the padding is there";
+}
+
+TEST(Netlink, AttributesByType) {
+  const std::string list = Attribute(1, "a") + Attribute(2, "") + Attribute(3, "12345678") +
+                           Attribute(3, "again") + Attribute(4 | NLA_F_NESTED, "nested");
+  const char* const kValues[] = {"", "a", "", "12345678", "nested", ""};
+  for (std::uint16_t type = 1; type <= 5; ++type) EXPECT_EQ(Find(list, type), kValues[type]);
+  const std::string two = Attribute(1, "abc") + Attribute(2, "defg");
+  for (std::size_t size = 0; size < two.size(); ++size) {
+    const std::string cut = two.substr(0, size);
+    EXPECT_EQ(Find(cut, 1), size < 7 ? "" : "abc") << size;
+    EXPECT_EQ(Find(cut, 2), "") << size;
+  }
+  for (const int lie : {-8, -7, -5, 1, 100, 0x7000}) {
+    EXPECT_EQ(Find(Attribute(1, "1234", lie), 1), "") << lie;
+    EXPECT_EQ(Find(Attribute(2, "1234", lie) + Attribute(1, ""), 1), "") << lie;
+  }
 }
 
 }  // namespace

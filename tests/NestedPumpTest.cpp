@@ -1,23 +1,13 @@
 // What goes wrong when events wait for further events, when a peer acts before it was asked, and
 // when arguments and settings change under a running call. Each case was a fault once.
-#include <gtest/gtest.h>
-#include <netro/HTTPCls.h>
 #include <sys/socket.h>
 
-#include <atomic>
-#include <thread>
-
+#include "HttpTestKit.h"
 #include "SilentHost.h"
 #include "SocketTestKit.h"
-#include "peers/BytesServer.h"
 
 namespace netro {
 namespace {
-
-using peers::AwaitText;
-using peers::BytesServer;
-using peers::Connection;
-using peers::LoopbackServer;
 
 // A server that acts on its own and tells when it has; the client looks only after that.
 class Eager {
@@ -54,8 +44,7 @@ TEST(BeforeTheRequest, AnswerOrCloseIsSeen) {
   const struct {
     const char* name;
     std::function<void(Connection&)> act;
-    std::int32_t result;
-    std::int32_t error;
+    std::int32_t result, error;
   } cases[] = {
       {"close", [](Connection& c) { c.Close(); }, 0, 10054},
       {"reset", [](Connection& c) { c.Reset(); }, 0, 10054},
@@ -77,8 +66,7 @@ TEST(BeforeTheRequest, AnswerOrCloseIsSeen) {
     SCOPED_TRACE(c.name);
     Eager server(c.act);
     const AfterServer after(server);
-    HTTPCls http;
-    http.URL("http://127.0.0.1:" + std::to_string(server.Port()));
+    HttpClient http("http://127.0.0.1:" + std::to_string(server.Port()));
     bool timeout = false;
     http.HTTPQuery(timeout);
     EXPECT_FALSE(timeout);
@@ -184,8 +172,7 @@ TEST(NestedWaits, MoreThanAHundredAreRefused) {
   int waiting = 0;
   int refused = 0;
   const auto ask = [&] {
-    HTTPCls http;
-    http.URL(host.Url());
+    HttpClient http(host.Url());
     bool timeout = true;
     ++waiting;
     EXPECT_LE(waiting, 110);

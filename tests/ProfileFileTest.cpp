@@ -1,10 +1,6 @@
 // The profile document: what is read, what a change leaves alone, what no line can hold, and size.
 // That a text comes back as it was is told by the fuzz target CacheFile and its corpus.
-
-#include <gtest/gtest.h>
-
-#include <optional>
-
+#include "TestKit.h"
 #include "support/ProfileFile.h"
 
 namespace netro {
@@ -35,10 +31,7 @@ constexpr std::string_view kMixed =
 
 TEST(ProfileFile, Reads) {
   const ProfileFile file = ProfileFile::Parse(kMixed);
-  const struct {
-    std::string section, key;
-    std::optional<std::string> value;
-  } kCases[] = {
+  const std::tuple<std::string, std::string, std::optional<std::string>> kCases[] = {
       {"One", "Key", "some = text ; not a comment"},
       {"oNE", "kEY", "some = text ; not a comment"},
       {"one", "empty", ""},
@@ -53,9 +46,8 @@ TEST(ProfileFile, Reads) {
       {"two", "[not a header", std::nullopt},
       {"three", "key", std::nullopt},
   };
-  for (const auto& [section, key, value] : kCases) {
+  for (const auto& [section, key, value] : kCases)
     EXPECT_EQ(file.Value(section, key), value) << section << " / " << key;
-  }
   EXPECT_EQ(file.Keys("ONE"), Names({"Key", "empty"}));
   EXPECT_EQ(file.Keys("three"), Names());
 }
@@ -100,16 +92,13 @@ TEST(ProfileFile, ChangesOneLineOnly) {
 }
 
 TEST(ProfileFile, Removes) {
-  const struct {
-    std::string before;
-    bool removed;
-    std::string after;
-  } kCases[] = {{"", false, ""},
-                {"[s]", false, "[s]"},
-                {"k=1\n[t]\nk=1", false, "k=1\n[t]\nk=1"},
-                {"[s]\nk=1", true, "[s]\n"},
-                {"[s]\na=1\n K = 2\n\n[t]\n", true, "[s]\na=1\n\n[t]\n"},
-                {"[s]\nk=1\na=b\nK=2\n;k=3\nk=4\n", true, "[s]\na=b\n;k=3\n"}};
+  const std::tuple<std::string, bool, std::string> kCases[] = {
+      {"", false, ""},
+      {"[s]", false, "[s]"},
+      {"k=1\n[t]\nk=1", false, "k=1\n[t]\nk=1"},
+      {"[s]\nk=1", true, "[s]\n"},
+      {"[s]\na=1\n K = 2\n\n[t]\n", true, "[s]\na=1\n\n[t]\n"},
+      {"[s]\nk=1\na=b\nK=2\n;k=3\nk=4\n", true, "[s]\na=b\n;k=3\n"}};
   for (const auto& [before, removed, after] : kCases) {
     ProfileFile file = ProfileFile::Parse(before);
     EXPECT_EQ(file.Remove("S", "k"), removed) << before;

@@ -1,15 +1,12 @@
 // Programs that are started and left to themselves.
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <filesystem>
-#include <thread>
 
 #include "Environment.h"
-#include "TemporaryFolder.h"
+#include "TestKit.h"
 #include "platform/ErrorNumbers.h"
 #include "platform/Program.h"
 
@@ -38,12 +35,7 @@ void ExpectNoChild() {
 TEST(Program, HasItsArgumentsAndItsInputAndNothingElse) {
   const std::string large(300'000, 'x');
   const int open = dup(0);  // not closed by exec
-  const struct {
-    const char* script;
-    std::vector<std::string> arguments;
-    std::string input;
-    std::string written;
-  } kCases[] = {
+  const std::tuple<const char*, std::vector<std::string>, std::string, std::string> kCases[] = {
       {"printf '<%s>' \"$@\" >&3", {"", "a b", "$(id)", "*", "\"'"}, "", "<><a b><$(id)><*><\"'>"},
       {"cat >&3", {}, large, large},
       {"cat /dev/stdin >&3", {}, "again", "again"},
@@ -58,9 +50,8 @@ TEST(Program, HasItsArgumentsAndItsInputAndNothingElse) {
        "",
        "own\n"},
   };
-  for (const auto& test : kCases) {
-    EXPECT_EQ(Shell(test.script, test.arguments, test.input), test.written) << test.script;
-  }
+  for (const auto& [script, arguments, input, written] : kCases)
+    EXPECT_EQ(Shell(script, arguments, input), written) << script;
   close(open);
   ExpectNoChild();
 }

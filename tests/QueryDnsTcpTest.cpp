@@ -1,15 +1,10 @@
-// QueryDNSCLS over TCP: framing, how connections fail and end, SOCKS proxies; and how the caller
-// ends a query, wherever it waits.
-
+// QueryDNSCLS over TCP: framing, how connections fail and end, pauses, and zone transfers.
 #include "DnsTestKit.h"
-#include "tests/peers/BytesServer.h"
-#include "tests/peers/SocksServer.h"
 
 namespace netro {
 namespace {
 
 using namespace peers::dns;
-using namespace peers;
 
 std::string Good(const std::string& query) {
   return DnsReply(query).Answer(HostRecord(1)).Additional(HostRecord(2)).Bytes();
@@ -17,8 +12,7 @@ std::string Good(const std::string& query) {
 
 using Stream = std::function<std::string(const std::string& query)>;
 
-class QueryDnsTcp : public testing::Test {
- protected:
+struct QueryDnsTcp : testing::Test {
   // Asks a server that sends `stream` once, over TCP.
   std::int16_t Ask(const Stream& stream, StreamEnd end = StreamEnd::kStay,
                    std::vector<std::size_t> cuts = {}) {
@@ -113,10 +107,8 @@ TEST_F(QueryDnsTcp, EachWaitHasTenSeconds) {
     PointAt(dns_, connects ? silent.Port() : full.Port());
     dns_.UseUDP(false);
     const RunningClock clock([&] { return !connects || silent.QueryCount() > 0; });
-    const TimePoint before = Now();
+    const Takes time(milliseconds(9'990), milliseconds(12'000));
     EXPECT_EQ(dns_.QueryDNS(), 10002);
-    EXPECT_GE(Now() - before, milliseconds(9'990));
-    EXPECT_LT(Now() - before, milliseconds(12'000));
     EXPECT_EQ(dns_.LastErrMsg(), "Command Timed Out");
   }
 }
@@ -139,9 +131,8 @@ TEST_F(QueryDnsTcp, HalfAReplyDoesNotProlongTheWait) {
              go = true;
            });
   PostWhen([&] { return taken.load(); }, [] { AdvanceClockForTests(milliseconds(5000)); });
-  const TimePoint before = Now();
+  const Takes time(seconds(0), milliseconds(13'000));
   EXPECT_EQ(dns_.QueryDNS(), 10002);
-  EXPECT_LT(Now() - before, milliseconds(13'000));
 }
 
 TEST_F(QueryDnsTcp, OnlyQueryDnsAsksAgain) {
@@ -162,109 +153,18 @@ TEST_F(QueryDnsTcp, OnlyQueryDnsAsksAgain) {
   EXPECT_EQ(server.Connections(), 4u);
 }
 
-// The dialogues themselves are tests of the sockets.
-TEST_F(QueryDnsTcp, ThroughEachProxy) {
-  const struct {
-    DNSProxyTypeEnum type;
-    bool remoteNames;
-    SocksRules rules;
-    std::int16_t result;
-    std::size_t requests;
-  } kCases[] = {{DNSProxySocks4, false, {}, 0, 1},
-                {DNSProxySocks4, false, {.version4Reply = 91}, 9001, 1},
-                {DNSProxySocks5NoAuth, true, {}, 0, 2},
-                {DNSProxySocks5NoAuth, false, {.version5Reply = 5}, 9001, 2},
-                {DNSProxySocks5Auth, true, {.method = 2, .user = "me", .password = "pw"}, 0, 3},
-                {DNSProxySocks5Auth, false, {.method = 2}, 9002, 2},
-                {DNSProxySocks5Auth, false, {.method = 255}, 9003, 1}};
-  DnsServer server([](const std::string& query) -> Replies { return {Good(query)}; });
-  for (const auto& c : kCases) {
-    SCOPED_TRACE(c.requests);
-    SocksServer proxy(c.rules);
-    PointAt(dns_, server.Port());
-    dns_.DNSServer(c.remoteNames ? "ns.origin.test" : "127.0.0.1");
-    dns_.UseUDP(false);
-    dns_.ProxyType(c.type);
-    dns_.ProxyURL("127.0.0.1");
-    dns_.ProxyPort(proxy.Port());
-    dns_.ProxyUser("me");
-    dns_.ProxyPassword("pw");
-    dns_.ProxyUseRemoteDNS(c.remoteNames);
-    EXPECT_EQ(dns_.QueryDNS(), c.result);
-    EXPECT_EQ(dns_.LastErrMsg().starts_with(
-                  "[Proxy SOCKS 127.0.0.1:" + std::to_string(proxy.Port()) + "] "),
-              c.result != 0);
-    const std::vector<std::string> requests = proxy.Requests();
-    ASSERT_EQ(requests.size(), c.requests);
-    EXPECT_EQ(requests.back().find("ns.origin.test") != std::string::npos, c.remoteNames);
-  }
+TEST_F(QueryDnsTcp, ProxiesAreNotForDatagrams) {
+  DnsServer server(Replying([](auto& reply) { reply.Answer(HostRecord(1)); }));
   SocksServer unused;
   PointAt(dns_, server.Port());
-  dns_.UseUDP(true);
+  dns_.ProxyType(DNSProxySocks5Auth);
+  dns_.ProxyURL("127.0.0.1");
   dns_.ProxyPort(unused.Port());
   EXPECT_EQ(dns_.QueryDNS(), 0);
-  EXPECT_EQ(unused.Connections(), 0u) << "for datagrams";
+  EXPECT_EQ(unused.Connections(), 0u);
 }
 
 const DnsServer::Answer kAnswer = Replying([](auto& reply) { reply.Answer(HostRecord(1)); });
-
-// Where a query waits: for a datagram; over TCP for the connection, the proxy, the reply.
-class QueryDnsWaiting : public testing::TestWithParam<std::string> {
- protected:
-  QueryDnsWaiting() {
-    PointAt(*dns_, GetParam() == "Connection" ? full_.Port() : server_.Port());
-    dns_->UseUDP(GetParam() == "Datagram");
-    dns_->ProxyType(GetParam() == "Proxy" ? DNSProxySocks5NoAuth : NoDNSProxy);
-    dns_->ProxyURL("127.0.0.1");
-    dns_->ProxyPort(proxy_.Port());
-  }
-
-  // Runs the query; `action` is called from the loop once turns of it and connections of the peer
-  // tell that it waits.
-  std::int16_t QueryAndMeanwhile(std::function<void()> action) {
-    auto turns = std::make_shared<int>(0);
-    const bool connects = GetParam() == "Connection";
-    PostWhen(
-        [=, this] {
-          return ++*turns > 20 &&
-                 (connects || proxy_.Connections() > 0 || server_.QueryCount() > 0);
-        },
-        std::move(action));
-    return dns_->QueryDNS(&flags_[0], &flags_[1]);
-  }
-
-  HangingPort full_;
-  DnsServer server_{KeepSilent};
-  SocksServer proxy_{{.silentAt = 0}};
-  std::unique_ptr<QueryDNSCLS> dns_ = std::make_unique<QueryDNSCLS>();
-  bool flags_[2] = {};
-};
-
-TEST_P(QueryDnsWaiting, EndsAndRefusesAnotherInside) {
-  for (const auto stop : {&QueryDNSCLS::StopWaiting, &QueryDNSCLS::Kill}) {
-    std::thread other;
-    EXPECT_EQ(QueryAndMeanwhile([&] {
-                const std::int32_t before = dns_->LastErr();
-                bool flags[] = {true, true};
-                EXPECT_EQ(dns_->QueryDNS(&flags[0], &flags[1]), 10036);
-                EXPECT_EQ(dns_->QueryZone(), 10036);
-                EXPECT_EQ(dns_->LastErr(), before);
-                EXPECT_TRUE(flags[0] && flags[1]);
-                other = std::thread([&] { (dns_.get()->*stop)(); });
-              }),
-              9999);
-    other.join();
-    EXPECT_EQ(dns_->LastErr(), 9999);
-    EXPECT_EQ(dns_->LastErrMsg(), "Command Canceled");
-  }
-  EXPECT_EQ(QueryAndMeanwhile([&] { dns_->StopWaiting(); }), 9999);
-  EXPECT_EQ(QueryAndMeanwhile([&] { dns_.reset(); }), 9999);
-  EXPECT_EQ(dns_, nullptr);
-}
-
-INSTANTIATE_TEST_SUITE_P(Places, QueryDnsWaiting,
-                         testing::Values("Datagram", "Connection", "Proxy", "Reply"),
-                         [](const auto& param) { return param.param; });
 
 TEST(QueryDnsWait, StopInThePauseGivesTheLastResult) {
   enum { kLoop, kThread, kDeletion };
@@ -315,6 +215,204 @@ TEST(QueryDnsWait, LeavesOthersAloneAndTakesNewSettingsForTheNext) {
   EXPECT_EQ(silent.Queries(), std::vector(2, dns.OutBuffer()));
   EXPECT_EQ(dns.QueryDNS(), 0);
   EXPECT_EQ(good.Connections(), 1u);
+}
+
+// A transfer as messages of records; the last may be left out.
+using Messages = std::vector<std::vector<std::string>>;
+
+std::string StreamOf(const Messages& messages, const std::string& query, bool questions = true) {
+  std::string stream;
+  for (const auto& records : messages) {
+    DnsReply reply(query);
+    if (!questions && !stream.empty()) reply.Question({}, 0);  // RFC 5936, section 2.2.1
+    for (const std::string& record : records) reply.Answer(record);
+    stream += Framed(reply.Bytes());
+  }
+  return stream;
+}
+
+std::vector<std::string> Hosts(int begin, int end) {
+  std::vector<std::string> records;
+  for (int i = begin; i < end; ++i) records.push_back(HostRecord(i));
+  return records;
+}
+
+struct ZoneTransfer : testing::Test {
+  std::int16_t Transfer(const DnsServer& server, QueryEnum type = TYPE_AXFR) {
+    PointAt(*dns_, server.Port(), type, "test");
+    return dns_->QueryZone();
+  }
+  std::int16_t Transfer(const Messages& messages, QueryEnum type = TYPE_AXFR, bool questions = true,
+                        std::vector<std::size_t> cuts = {}) {
+    return Transfer(OverTcp([&](const auto& query) { return StreamOf(messages, query, questions); },
+                            StreamEnd::kStay, std::move(cuts)),
+                    type);
+  }
+
+  std::int16_t RunSlowly();
+
+  std::unique_ptr<QueryDNSCLS> dns_ = std::make_unique<QueryDNSCLS>();
+  std::chrono::nanoseconds waited_{0};
+};
+
+TEST_F(ZoneTransfer, EndsWithTheSecondSoa) {
+  const std::string soa = SoaRecord(), one = HostRecord(1), two = HostRecord(2);
+  const std::string none = Record(Name("test"), 0, "");
+  const std::tuple<const char*, Messages, int> kCases[] = {
+      {"one message", {{soa, one, two, soa}}, 4},
+      {"two SOAs alone", {{soa, soa}}, 2},
+      {"SOA first alone", {{soa}, {one, two, soa}}, 4},
+      {"SOA last alone", {{soa, one, two}, {soa}}, 4},
+      {"a message for each record", {{soa}, {one}, {two}, {HostRecord(3)}, {soa}}, 5},
+      {"a message without records", {{soa, one}, {}, {soa}}, 3},
+      {"more behind the end", {{soa, one}, {soa}, {two}}, 3},
+      {"type 0 ends it", {{soa, one}, {two, none}, {HostRecord(3)}}, 4},
+      {"type 0 in the first", {{soa, one, none}}, 3},
+  };
+  for (const auto& [name, messages, records] : kCases)
+    for (const bool questions : {true, false})
+      for (const QueryEnum type : {TYPE_AXFR, TYPE_IXFR}) {
+        SCOPED_TRACE(name);
+        EXPECT_EQ(Transfer(messages, type, questions), 0);
+        EXPECT_EQ(Told(*dns_), "0 Success " + std::to_string(records) + "/0/0");
+        EXPECT_EQ(dns_->EntryAN(1)->DataType(), TYPE_SOA);
+        EXPECT_EQ(dns_->InBuffer(), StreamOf({messages[0]}, dns_->OutBuffer().substr(2)).substr(2));
+      }
+  dns_->UseUDP(false);
+  const DnsServer server = OverTcp([&](auto& query) { return StreamOf({{soa}, {soa}}, query); });
+  PointAt(*dns_, server.Port(), TYPE_AXFR, "test");
+  EXPECT_EQ(dns_->QueryDNS(), 0);
+  EXPECT_EQ(dns_->CountAN(), 2);
+}
+
+TEST_F(ZoneTransfer, CutAnywhere) {
+  const Messages messages = {{SoaRecord(), HostRecord(1)}, {HostRecord(2)}, {SoaRecord()}};
+  std::size_t size = 3;
+  for (std::size_t cut = 1; cut < size; ++cut) {
+    EXPECT_EQ(Transfer(messages, TYPE_AXFR, true, {cut}), 0) << cut;
+    EXPECT_EQ(dns_->CountAN(), 4) << cut;
+    size = StreamOf(messages, dns_->OutBuffer().substr(2)).size();
+  }
+  ASSERT_GT(size, 100u);
+}
+
+TEST_F(ZoneTransfer, ManyLongMessages) {
+  Messages messages = {{SoaRecord()}};
+  for (int i = 0; i < 20'000; i += 2000) messages.push_back(Hosts(i, i + 2000));
+  messages.push_back({SoaRecord()});
+  ASSERT_EQ(Transfer(messages), 0);
+  ASSERT_EQ(dns_->CountAN(), 20'002);
+  for (const int i : {0, 1999, 2000, 19'999})
+    EXPECT_EQ(dns_->EntryAN(i + 2)->Query(), "h" + std::to_string(i) + ".test");
+  EXPECT_EQ(dns_->EntryAN("h19999.test"), dns_->EntryAN(20'001));
+}
+
+TEST_F(ZoneTransfer, OtherTypesAreOneMessage) {
+  for (const QueryEnum type : {TYPE_SOA, TYPE_ALL, TYPE_A}) {
+    EXPECT_EQ(Transfer({{SoaRecord()}, {HostRecord(1), SoaRecord()}}, type), 0);
+    EXPECT_EQ(dns_->CountAN(), 1);
+  }
+  EXPECT_EQ(Transfer(DnsServer(Replying([](auto& reply) { reply.Code(5); }))), 5);
+  EXPECT_EQ(dns_->CountAll(), 0);
+}
+
+TEST_F(ZoneTransfer, EarlyEndKeepsWhatHasCome) {
+  const Messages begun = {{SoaRecord(), HostRecord(1)}, {HostRecord(2), HostRecord(3)}};
+  for (const std::size_t more : {0, 1, 2, 20})
+    for (const StreamEnd end : {StreamEnd::kClose, StreamEnd::kReset}) {
+      SCOPED_TRACE(more);
+      DnsServer server(KeepSilent, [&](Connection& connection, const std::string& query) {
+        const std::string stream = StreamOf(begun, query);
+        const std::string next = StreamOf({{HostRecord(4), SoaRecord()}}, query);
+        connection.SendCut(stream + next.substr(0, more) + "x", {stream.size()});
+        SendThen([](const auto&) { return ""s; }, end)(connection, query);
+      });
+      EXPECT_EQ(Transfer(server), end == StreamEnd::kClose ? 56 : 10054);
+      EXPECT_EQ(dns_->CountAN(), 4);
+    }
+  EXPECT_EQ(Transfer(OverTcp([](const std::string& query) {
+              return StreamOf({{SoaRecord(), HostRecord(1)}}, query) +
+                     Framed(DnsReply(query).AnswerCount(3).Bytes()) +
+                     StreamOf({{SoaRecord()}}, query);
+            })),
+            56);
+  EXPECT_EQ(dns_->CountAN(), 2) << "in front of a garbled message";
+}
+
+// A byte at a time, as it were: a piece comes every eight seconds.
+std::int16_t ZoneTransfer::RunSlowly() {
+  constexpr int kPieces = 4;
+  std::atomic<int> sent{0}, wanted{1};
+  DnsServer server(KeepSilent, [&](Connection& connection, const std::string& query) {
+    const std::string stream = StreamOf({{SoaRecord()}, {HostRecord(1)}, {HostRecord(2)}}, query) +
+                               "\0"s;  // and half of a length
+    const std::size_t size = stream.size() / kPieces;
+    for (; sent < kPieces; ++sent) {
+      while (wanted <= sent) std::this_thread::yield();
+      const std::size_t begin = static_cast<std::size_t>(sent) * size;
+      connection.SendCut(stream.substr(begin, sent + 1 < kPieces ? size : stream.size()),
+                         {size - 1});
+    }
+    std::string rest;
+    connection.ReadToEnd(rest);
+  });
+  const std::function<void()> next = [&] {
+    AdvanceClockForTests(milliseconds(8000));
+    if (wanted++ < kPieces) PostWhen([&] { return sent >= wanted; }, next);
+  };
+  PostWhen([&] { return sent >= 1; }, next);
+  const RunningClock clock([&] { return wanted > kPieces; });
+  const TimePoint before = Now();
+  const std::int16_t code = Transfer(server);
+  waited_ = Now() - before;
+  while (wanted <= kPieces) MessageLoop::ForThisThread().PumpMessages();  // nothing stays posted
+  return code;
+}
+
+TEST_F(ZoneTransfer, TenSecondsAreForEachSilence) {
+  EXPECT_EQ(RunSlowly(), 10002);
+  EXPECT_EQ(dns_->CountAN(), 3);
+  EXPECT_GE(waited_, milliseconds(4 * 8000));
+}
+
+TEST_F(ZoneTransfer, ATotalLimitEndsWhatIsNeverSilent) {
+  dns_->TotalTimeout(20);
+  EXPECT_EQ(RunSlowly(), 10002);
+  EXPECT_LT(waited_, milliseconds(4 * 8000 + 9000)) << "the last silence is not waited for";
+}
+
+TEST_F(ZoneTransfer, BeyondMaxAnswerItSaysSo) {
+  for (const std::int64_t most : {1'000, 100'000, 0}) {
+    dns_->MaxAnswer(most);
+    EXPECT_EQ(Transfer({{SoaRecord()}, Hosts(0, 100), {SoaRecord()}}), most == 1'000 ? 10040 : 0);
+    EXPECT_EQ(dns_->CountAN(), most == 1'000 ? 101 : 102) << "what has come is kept";
+  }
+}
+
+// The client has taken all but the last byte, and waits.
+TEST_F(ZoneTransfer, EndedByTheCallerKeepsWhatHasCome) {
+  std::atomic<bool> taken{false};
+  DnsServer server(KeepSilent, [&](Connection& connection, const std::string& query) {
+    const std::string stream = StreamOf({{SoaRecord(), HostRecord(1)}}, query);
+    connection.SendCut(stream + '\0', {stream.size()});
+    taken = true;
+    std::string rest;
+    connection.ReadToEnd(rest);
+  });
+  const auto transferAndMeanwhile = [&](const std::function<void()>& action) {
+    taken = false;
+    PostWhen([&] { return taken.load(); }, action);
+    return Transfer(server);
+  };
+  EXPECT_EQ(transferAndMeanwhile([&] {
+              EXPECT_EQ(dns_->QueryZone(), 10036);
+              EXPECT_EQ(dns_->QueryDNS(), 10036);
+              dns_->StopWaiting();
+            }),
+            9999);
+  EXPECT_EQ(dns_->LastErr(), 9999);
+  EXPECT_EQ(dns_->CountAN(), 2);
+  EXPECT_EQ(transferAndMeanwhile([&] { dns_.reset(); }), 9999);
 }
 
 }  // namespace

@@ -1,13 +1,10 @@
 // QueryDNSCLS over UDP: what goes on the wire, which datagrams count, and how often it asks.
-
 #include "DnsTestKit.h"
-#include "SystemRoot.h"
 
 namespace netro {
 namespace {
 
 using namespace peers::dns;
-using namespace peers;
 using From = DnsServer::From;
 
 const std::string kAddress = Octets({192, 0, 2, 1});
@@ -105,11 +102,7 @@ TEST(QueryDns, ServerThatCannotBeReached) {
 TEST(QueryDns, ResultOfAReply) {
   const std::string soa = Record(Name("test"), TYPE_SOA, Soa());
   const std::string host = Record(kQuestion, TYPE_A, kAddress);
-  const struct {
-    const char* name;
-    std::function<void(DnsReply&)> build;
-    const char* told;
-  } kCases[] = {
+  const std::tuple<const char*, std::function<void(DnsReply&)>, const char*> kCases[] = {
       {"each section",
        [&](auto& r) { r.Answer(host).Answer(host).Authority(soa).Additional(host); },
        "0 Success 2/1/1"},
@@ -122,15 +115,15 @@ TEST(QueryDns, ResultOfAReply) {
       {"code 1", [&](auto& r) { r.Answer(host).Code(1); }, "59 No DNS Entries found. 1/0/0"},
       {"code 15", [&](auto& r) { r.Answer(host).Code(15); }, "59 No DNS Entries found. 1/0/0"},
   };
-  for (const auto& c : kCases) {
-    SCOPED_TRACE(c.name);
-    DnsServer server(Replying(c.build));
+  for (const auto& [name, build, told] : kCases) {
+    SCOPED_TRACE(name);
+    DnsServer server(Replying(build));
     QueryDNSCLS dns;
     PointAt(dns, server.Port());
     dns.RetryCount(3);
     const std::int32_t result = dns.QueryDNS();
     EXPECT_EQ(result, dns.LastErr());
-    EXPECT_EQ(Told(dns), c.told);
+    EXPECT_EQ(Told(dns), told);
     EXPECT_EQ(dns.Count(), dns.CountAN());
     EXPECT_EQ(dns.CountAll(), dns.CountAN() + dns.CountNS() + dns.CountAR());
     EXPECT_EQ(server.Queries().size(), 1u) << "only silence is asked again";
@@ -199,7 +192,7 @@ const Foreign kForeign[] = {
 };
 
 TEST(QueryDns, ForeignDatagramsAreIgnored) {
-  for (const Foreign& c : kForeign) {
+  for (const Foreign& c : kForeign)
     for (const bool answered : {true, false}) {
       SCOPED_TRACE(c.name);
       DnsServer server([&](const std::string& query) {
@@ -211,13 +204,11 @@ TEST(QueryDns, ForeignDatagramsAreIgnored) {
       PointAt(dns, server.Port());
       const RunningClock clock(
           [&] { return !answered && server.QueryCount() > 0 && !server.Queries().empty(); });
-      const TimePoint before = Now();
+      const Takes time(seconds(0), milliseconds(2500));
       EXPECT_EQ(dns.QueryDNS(), answered ? 0 : 10002);
-      EXPECT_LT(Now() - before, milliseconds(2500)) << "they do not prolong the wait";
       EXPECT_EQ(dns.CountAll(), answered ? 1 : 0);
       EXPECT_EQ(server.Queries().size(), 1u);
     }
-  }
 }
 
 TEST(QueryDns, SilenceIsAskedAgainAfterAPause) {
@@ -228,10 +219,9 @@ TEST(QueryDns, SilenceIsAskedAgainAfterAPause) {
     dns.RetryCount(tries);
     dns.RetryPauseMilliSeconds(60'000);
     const RunningClock clock([] { return true; });
-    const TimePoint before = Now();
+    const Takes time(milliseconds((tries - 1) * 60'000 + tries * 990),
+                     milliseconds((tries > 1 ? tries * 60'000 : 0) + tries * 2500));
     EXPECT_EQ(dns.QueryDNS(), 10002);
-    EXPECT_GE(Now() - before, milliseconds((tries - 1) * 60'000 + tries * 990));
-    EXPECT_LT(Now() - before, milliseconds((tries > 1 ? tries * 60'000 : 0) + tries * 2500));
     EXPECT_EQ(server.Queries(), std::vector(static_cast<std::size_t>(tries), dns.OutBuffer()));
   }
 }

@@ -1,17 +1,12 @@
 // QueueData: what never blocks; the kinds of data that it and SendData take; NoDelay.
-#include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 
 #include <array>
-#include <filesystem>
 #include <limits>
-#include <memory>
-#include <tuple>
 
 #include "SocketTestKit.h"
-#include "peers/BytesServer.h"
 #include "peers/DnsReply.h"
 #include "peers/DnsServer.h"
 #include "socket/SendQueue.h"
@@ -19,17 +14,13 @@
 namespace netro {
 namespace {
 
-using peers::AwaitBytes;
-using peers::BytesServer;
-using std::string_literals::operator""s;
 using Events = std::vector<std::string>;
 
 const std::string kMuch(16 * 1024 * 1024, 'm');  // more than the system has room for
 
 // Connected to a server that reads nothing until it is told, with a queue that the system cannot
 // take.
-class Queued : public testing::Test {
- protected:
+struct Queued : testing::Test {
   void SetUp() override {
     ASSERT_TRUE(ConnectAndWait(*socket_, server_.Port()));
     ASSERT_TRUE(PumpUntil([&] { return recorder_.Saw("SendComplete"); }));
@@ -135,7 +126,9 @@ TEST_P(BrokenQueue, IsDroppedAndToldOfOnce) {
 }
 INSTANTIATE_TEST_SUITE_P(Ways, BrokenQueue, testing::Combine(testing::Bool(), testing::Bool()));
 
-TEST(QueueData, RefusesWhereNothingCanBeSent) {
+using QueueData = SocketTest;
+
+TEST_F(QueueData, RefusesWhereNothingCanBeSent) {
   SocketCls closed, listening, datagrams;
   ASSERT_TRUE(listening.Listen("127.0.0.1"));
   datagrams.UseUDP(true);
@@ -148,10 +141,8 @@ TEST(QueueData, RefusesWhereNothingCanBeSent) {
 }
 
 // Before the connection is open, inside SendData, behind it: the order of the calls is kept.
-TEST(QueueData, GoesOutInTheOrderOfTheCalls) {
+TEST_F(QueueData, GoesOutInTheOrderOfTheCalls) {
   BytesServer server({{peers::Stay()}});
-  SocketCls socket;
-  Recorder recorder(socket);
   recorder.hook = [&](const std::string& event) {
     if (event == "Connect") {
       EXPECT_EQ(socket.QueueData("3"), 0);
@@ -168,11 +159,9 @@ TEST(QueueData, GoesOutInTheOrderOfTheCalls) {
   EXPECT_EQ(server.Received(0), "1234");
 }
 
-TEST(QueueData, IsDroppedWhenTheConnectionFails) {
+TEST_F(QueueData, IsDroppedWhenTheConnectionFails) {
   const peers::RefusingPort refusing;
   BytesServer server({{peers::Stay()}});
-  SocketCls socket;
-  Recorder recorder(socket);
   ASSERT_TRUE(socket.Connect("127.0.0.1", refusing.Port()));
   EXPECT_EQ(socket.QueueData("lost"), 0);
   socket.DisconnectWhenSent();
@@ -186,16 +175,14 @@ TEST(QueueData, IsDroppedWhenTheConnectionFails) {
 }
 
 // Queued before the prolog, while it looks the host up, and between its messages.
-TEST(QueueData, WaitsForTheTunnel) {
+TEST_F(QueueData, WaitsForTheTunnel) {
   BytesServer proxy({{AwaitBytes(3), peers::Send("\x05\0"s), AwaitBytes(10),
                       peers::Send("\x05\0\0\x01\0\0\0\0\0\0"s), peers::Stay()}});
   peers::DnsServer names([](const std::string& query) -> peers::DnsServer::Replies {
     using peers::dns::Record;
     return {peers::DnsReply(query).Answer(Record(peers::dns::kQuestion, 1, "\x7F\0\0\1"s)).Bytes()};
   });
-  SocketCls socket;
   socket.DNSURL("127.0.0.1:" + std::to_string(names.Port()));
-  Recorder recorder(socket);
   std::int32_t error = 0;
   recorder.hook = [&](const std::string& event) {
     if (event != "Connect") return;
@@ -211,11 +198,9 @@ TEST(QueueData, WaitsForTheTunnel) {
 }
 
 // A sender that queues its next block in each SendComplete: no recursion, nothing lost.
-TEST(QueueData, MayBeCalledInSendComplete) {
+TEST_F(QueueData, MayBeCalledInSendComplete) {
   SlowReader server;
   server.Read();
-  SocketCls socket;
-  Recorder recorder(socket);
   const std::string block(300'000, 'b');
   int depth = 0;
   int blocks = 0;

@@ -1,26 +1,15 @@
 // SendData: blocking sends, cancellation from everywhere, and sinks that do the unexpected.
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <atomic>
 #include <csignal>
-#include <memory>
-#include <thread>
 
 #include "SocketTestKit.h"
-#include "peers/BytesServer.h"
-#include "platform/Clock.h"
 #include "socket/SocketModule.h"
 
 namespace netro {
 namespace {
 
-using peers::BytesServer;
-
 const std::string kMuch(64 * 1024 * 1024, 'm');
 
-class BlockedSend : public testing::Test {
- protected:
+struct BlockedSend : testing::Test {
   void SetUp() override { ASSERT_TRUE(ConnectAndWait(*socket_, server_.Port())); }
 
   // Runs `action` on this thread once the send below it is blocked.

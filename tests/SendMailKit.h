@@ -9,8 +9,7 @@
 
 namespace netro {
 
-class SendMailTest : public testing::Test {
- protected:
+struct SendMailTest : testing::Test {
   SendMailTest() {
     DefaultHostLookup().Clear();
     mail_->SenderHostName("me.test");

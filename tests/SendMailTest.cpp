@@ -1,15 +1,11 @@
-// SendMailCls beyond composing: recipients, BCC, events that change the object, failures of DNS.
-
-#include <algorithm>
-
+// SendMailCls beyond composing: recipients, BCC, events that change the object, failures of DNS;
+// and its checks of addresses that ask servers.
 #include "SendMailKit.h"
 
 namespace netro {
 namespace {
 
-using namespace peers;
-
-class SendMail : public SendMailTest {};
+struct SendMail : SendMailTest {};
 
 TEST_F(SendMail, EachRecipientGetsTheTextOnceInOneSession) {
   SmtpServer server;
@@ -45,7 +41,7 @@ TEST_F(SendMail, EachRecipientGetsTheTextOnceInOneSession) {
 }
 
 TEST_F(SendMail, NobodyReadsOfABlindCopyUnlessItIsWanted) {
-  for (const bool finished : {false, true}) {
+  for (const bool finished : {false, true})
     for (const bool wanted : {false, true}) {
       SmtpServer server;
       SendTo(server);
@@ -60,7 +56,6 @@ TEST_F(SendMail, NobodyReadsOfABlindCopyUnlessItIsWanted) {
       ASSERT_EQ(server.Messages().size(), 1u);
       EXPECT_EQ(server.Messages()[0].find("d@zz.test") != std::string::npos, wanted) << finished;
     }
-  }
 }
 
 // The server takes one dot away from each line that begins with one.
@@ -187,11 +182,9 @@ TEST_F(SendMail, AnUnknownEndMayHaveArrived) {
     mail_->SMTPTimeOutString(c.table);
     const RunningClock clock([&] { return taken.load() && c.seconds > 0; });
     if (c.cancelled) PostWhen([&] { return taken.load(); }, [&] { mail_->StopWaiting(); });
-    const TimePoint before = Now();
+    const Takes time(std::chrono::seconds(c.seconds), std::chrono::seconds(c.seconds + 10));
     EXPECT_FALSE(mail_->SendMail());
     ExpectOutcome(0, "a@xy.test", c.step, c.result, 3019);
-    EXPECT_GE(Now() - before, std::chrono::seconds(c.seconds));
-    EXPECT_LT(Now() - before, std::chrono::seconds(c.seconds + 10));
   }
 }
 
@@ -303,28 +296,161 @@ TEST_F(SendMail, FailuresOfDnsHaveClassesOfTheirOwn) {
   });
   bool waits = false;
   const RunningClock clock([&] { return waits && silent.QueryCount() > 0; });
-  const struct {
-    std::string url;
-    std::int32_t resultClass, error;
-  } kCases[] = {{UrlOf(nothing), 3010, 59},
-                {UrlOf(silent), 3016, 10002},
-                {"host:0", 3016, 10022},
-                {UrlOf(fails), 3016, 11002},
-                {UrlOf(refuses), 3016, 11002},
-                {UrlOf(torn), 3016, 11002},
-                {UrlOf(empty), 3010, 22},
-                {UrlOf(noMail), 3010, 10131},
-                {UrlOf(nothing) + "," + UrlOf(fails), 3010, 59}};
-  for (const auto& c : kCases) {
-    mail_->DNSURL(c.url);
-    waits = c.error == 10002;
+  const std::tuple<std::string, std::int32_t, std::int32_t> kCases[] = {
+      {UrlOf(nothing), 3010, 59},
+      {UrlOf(silent), 3016, 10002},
+      {"host:0", 3016, 10022},
+      {UrlOf(fails), 3016, 11002},
+      {UrlOf(refuses), 3016, 11002},
+      {UrlOf(torn), 3016, 11002},
+      {UrlOf(empty), 3010, 22},
+      {UrlOf(noMail), 3010, 10131},
+      {UrlOf(nothing) + "," + UrlOf(fails), 3010, 59}};
+  for (const auto& [url, resultClass, error] : kCases) {
+    mail_->DNSURL(url);
+    waits = error == 10002;
     EXPECT_FALSE(mail_->SendMail());
     ExpectResult(SMTP_AUTODNSOK,
-                 "DNS Error. System Message: '" + QueryDNSCLS().TranslateDNSResult(c.error) + "'");
-    ExpectOutcome(0, "a@xy.test", SMTP_STEP_AUTODNS, SMTP_AUTODNSOK, c.resultClass);
-    ExpectOutcome(1, "b@xy.test", SMTP_STEP_AUTODNS, SMTP_AUTODNSOK, c.resultClass);
+                 "DNS Error. System Message: '" + QueryDNSCLS().TranslateDNSResult(error) + "'");
+    ExpectOutcome(0, "a@xy.test", SMTP_STEP_AUTODNS, SMTP_AUTODNSOK, resultClass);
+    ExpectOutcome(1, "b@xy.test", SMTP_STEP_AUTODNS, SMTP_AUTODNSOK, resultClass);
   }
   EXPECT_EQ(server.Connections(), 0u);
+}
+
+struct MailChecks : SendMailTest {};
+
+TEST_F(MailChecks, CheckeMailAddressAsksTheServer) {
+  const struct {
+    std::string command;
+    Answer answer;
+    bool holds;
+    std::int32_t result;
+    std::string text;
+  } kCases[] = {
+      {"none", "", true, 0, "Success"},
+      {"RCPT TO:<a@xy.test>", "550 no such user\r\n", false, 550, "550 no such user\r\n"},
+      {"MAIL FROM:<admin@me.test>", "451 later\r\n", false, 451, "451 later\r\n"},
+      {"QUIT", "500 what\r\n", true, 500, "500 what\r\n"},
+      {"QUIT", {"", After::Close}, true, 10054, "*"},
+      {"RCPT TO:<a@xy.test>", {"", After::Close}, false, 10054, "*"},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.command + " " + c.answer.bytes);
+    SmtpServer server(Except(c.command, c.answer));
+    SendTo(server);
+    EXPECT_EQ(mail_->CheckeMailAddress("A <a@xy.test>"), c.holds);
+    EXPECT_EQ(mail_->Result(), c.result);
+    EXPECT_TRUE(c.text == "*" || mail_->ResultMessage() == c.text) << mail_->ResultMessage();
+    EXPECT_TRUE(server.Messages().empty());
+  }
+}
+
+TEST_F(MailChecks, CheckeMailAddressNamesItsSender) {
+  SmtpServer server;
+  SendTo(server);
+  const struct {
+    std::string sender, host, helo, from;
+  } kCases[] = {{"", "", "me.test", "admin@me.test"},
+                {"", "probe.test", "probe.test", "admin@probe.test"},
+                {"Jane <jane@xy.test>", "probe.test", "probe.test", "jane@xy.test"},
+                {"root", "", "me.test", "root"}};
+  std::vector<std::string> commands;
+  for (const auto& [sender, host, helo, from] : kCases) {
+    EXPECT_TRUE(mail_->CheckeMailAddress("a@xy.test", sender, host));
+    commands.insert(commands.end(),
+                    {"EHLO " + helo, "MAIL FROM:<" + from + ">", "RCPT TO:<a@xy.test>", "QUIT"});
+  }
+  EXPECT_EQ(server.Commands(), commands);
+  const std::size_t before = server.Connections();
+  EXPECT_FALSE(mail_->CheckeMailAddress("a@xy"));
+  ExpectResult(2, "Localname part of address is not like '??*.??*'");
+  EXPECT_FALSE(mail_->CheckeMailAddress("a@xy.test", "jane@xy.test\r\nRCPT TO:<b@xy.test"));
+  EXPECT_EQ(mail_->Result(), SMTP_INITERROR);
+  EXPECT_EQ(server.Connections(), before);
+  EXPECT_EQ(mail_->SenderHostName(), "me.test");
+}
+
+TEST_F(MailChecks, GatewaysOfDomains) {
+  SmtpServer server;
+  SendTo(server);  // which has nothing to say here
+  mail_->ProtocolLevel(pl_Off);
+  DnsServer nothing(KnowNothing), names(KnowAll);
+  mail_->DNSURL(UrlOf(nothing) + "," + UrlOf(names));
+  EXPECT_EQ(mail_->QueryGatewayName("xy.test"), "mx.test");
+  EXPECT_EQ(mail_->QueryGatewayIP("xy.test"), "127.0.0.1");
+  ExpectResult(0, "");
+  EXPECT_EQ(TimesAsked(nothing, "xy.test"), 2u);
+  EXPECT_EQ(mail_->QueryGatewayName("[192.0.2.1]"), "192.0.2.1");
+  EXPECT_EQ(mail_->ReceiverHostName(), "127.0.0.1");
+  const std::string noEntries =
+      "DNS Error. System Message: '" + QueryDNSCLS().TranslateDNSResult(59) + "'";
+  const auto knowNoAddress =
+      Replying([](auto& reply) { reply.Answer(MxRecord(5, "mx.nowhere.test")); });
+  DnsServer noAddress([&](const std::string& query) {
+    return TypeOf(query) == TYPE_MX ? knowNoAddress(query) : KnowNothing(query);
+  });
+  mail_->DNSURL(UrlOf(noAddress));
+  EXPECT_EQ(mail_->QueryGatewayName("xy.test"), "mx.nowhere.test");
+  EXPECT_EQ(mail_->QueryGatewayIP("xy.test"), "");
+  ExpectResult(59, noEntries);
+  mail_->DNSURL(UrlOf(nothing));
+  for (const std::string& domain : {"xy.test"s, ""s, "a b"s, "xy..test"s, "a@b, c@d"s}) {
+    EXPECT_EQ(mail_->QueryGatewayName(domain), "") << domain;
+    EXPECT_EQ(mail_->QueryGatewayIP(domain), "") << domain;
+    EXPECT_NE(mail_->Result(), 0) << domain;
+  }
+  EXPECT_EQ(mail_->QueryGatewayName("xy.test"), "");
+  ExpectResult(59, noEntries);
+  EXPECT_EQ(server.Connections(), 0u);
+}
+
+TEST_F(MailChecks, TheAdministratorStandsInTheSoaRecord) {
+  const std::pair<std::string, std::string> kCases[] = {
+      {dns::Name("hostmaster.xy.test"), "hostmaster@xy.test"},
+      {dns::Text("john.doe") + dns::Name("xy.test"), "john.doe@xy.test"},
+      {dns::Name("root"), "root@www.xy.test"},
+      // Nothing that could stand in an address.
+      {dns::Name(""), ""},
+      {dns::Text("a\r\nb") + dns::Name("xy.test"), ""},
+  };
+  for (const auto& [mailbox, address] : kCases)
+    for (const bool authority : {false, true}) {
+      DnsServer nothing(KnowNothing);
+      const std::string record = dns::Record(
+          dns::kQuestion, TYPE_SOA, dns::Name("ns.test") + mailbox + std::string(20, '\1'));
+      DnsServer server(Replying(
+          [&](auto& reply) { authority ? reply.Authority(record) : reply.Answer(record); }));
+      mail_->DNSURL(UrlOf(nothing) + "," + UrlOf(server));
+      EXPECT_EQ(mail_->GetMailAdminForeMail("Jane <jane@www.xy.test>"), address) << mailbox;
+      EXPECT_EQ(mail_->Result(), address.empty() ? 59 : 0) << mailbox;
+      ASSERT_EQ(server.Queries().size(), 1u);
+      EXPECT_EQ(TypeOf(server.Queries()[0]), TYPE_SOA);
+      EXPECT_EQ(nothing.Queries().size(), 1u);
+    }
+  EXPECT_EQ(mail_->GetMailAdminForeMail("jane"), "");
+  ExpectResult(4, "eMail Address must contain a Host after @");
+}
+
+TEST_F(MailChecks, LookupsCanBeStoppedAndOutliveTheObject) {
+  DnsServer silent(KeepSilent);
+  const std::function<std::string(SendMailCls&)> kCalls[] = {
+      [](SendMailCls& mail) { return mail.GetMailAdminForeMail("a@xy.test"); },
+      [](SendMailCls& mail) { return mail.QueryGatewayIP("xy.test"); },
+      [](SendMailCls& mail) { return mail.CheckeMailAddress("a@xy.test") ? "true" : ""; }};
+  for (const auto& call : kCalls)
+    for (const bool remove : {false, true}) {
+      mail_ = std::make_unique<SendMailCls>();
+      mail_->DNSURL(UrlOf(silent));
+      const std::size_t before = silent.QueryCount();
+      PostWhen([&, before] { return silent.QueryCount() > before; },
+               [&, remove] {
+                 if (remove) return mail_.reset();
+                 mail_->StopWaiting();
+               });
+      EXPECT_EQ(call(*mail_), "");
+      EXPECT_TRUE(remove || mail_->Result() == 9999);
+    }
 }
 
 }  // namespace

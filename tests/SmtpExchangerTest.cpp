@@ -1,17 +1,13 @@
 // Sessions that find the server themselves: whom they ask, which exchanger they choose.
-
 #include "DnsTestKit.h"
 #include "SmtpTestKit.h"
-#include "SystemRoot.h"
 #include "socket/HostLookup.h"
 #include "socket/SocketErrors.h"
-#include "tests/peers/SocksServer.h"
 
 namespace netro {
 namespace {
 
 using namespace peers::dns;
-using namespace peers;
 
 constexpr char kNothing[] = "No DNS Entries found.";
 
@@ -19,8 +15,7 @@ std::string Address(const std::string& name, int last, int type = TYPE_A) {
   return Record(Name(name), type, Octets({127, 0, 0, last}));
 }
 
-class SmtpExchanger : public SmtpTest {
- protected:
+struct SmtpExchanger : SmtpTest {
   SmtpExchanger() { DefaultHostLookup().Clear(); }
   ~SmtpExchanger() override { DefaultHostLookup().Clear(); }
 
@@ -82,10 +77,7 @@ TEST_F(SmtpExchanger, ADomainWithAnAddressAloneIsItsOwn) {
 }
 
 TEST_F(SmtpExchanger, LeastPreferenceThenName) {
-  const struct {
-    std::vector<std::pair<std::size_t, std::string>> records;
-    std::string chosen;
-  } kCases[] = {
+  const std::pair<std::vector<std::pair<std::size_t, std::string>>, std::string> kCases[] = {
       {{{20, "a.test"}, {10, "b.test"}}, "b.test"},
       {{{10, "b.test"}, {10, "a.test"}, {10, "c.test"}}, "a.test"},
       {{{9, "b.test"}, {10, "a.test"}}, "b.test"},
@@ -98,14 +90,14 @@ TEST_F(SmtpExchanger, LeastPreferenceThenName) {
       {{{1, "a b.test"}, {2, "b\r\n.test"}, {3, "\xFF.test"}, {4, "c.test"}}, "c.test"},
       {{{1, "<a.test>"}, {2, "a%2.test"}, {3, "c.test"}}, "c.test"},
   };
-  for (const auto& c : kCases) {
+  for (const auto& [records, chosen] : kCases) {
     DnsServer dns(Replying([&](auto& reply) {
-      for (const auto& [number, name] : c.records) reply.Answer(MxRecord(number, name));
-      for (const auto& [number, name] : c.records) reply.Additional(Address(name, 1));
+      for (const auto& [number, name] : records) reply.Answer(MxRecord(number, name));
+      for (const auto& [number, name] : records) reply.Additional(Address(name, 1));
     }));
     EXPECT_TRUE(Find(dns, mail_) || smtp_->StepID() == SMTP_STEP_INITSOCKET);
-    EXPECT_EQ(smtp_->ReceiverHostName(), c.chosen);
-    EXPECT_EQ(sink_.lines[0], Line(dns, c.chosen + " => 127.0.0.1"));
+    EXPECT_EQ(smtp_->ReceiverHostName(), chosen);
+    EXPECT_EQ(sink_.lines[0], Line(dns, chosen + " => 127.0.0.1"));
     Renew();
   }
 }
@@ -196,10 +188,7 @@ TEST_F(SmtpExchanger, ATruncatedAnswerIsAskedForOverTcp) {
 TEST_F(SmtpExchanger, WhichServersAreAsked) {
   const SystemRoot root;  // whose system has no servers, which a new thread finds out
   std::thread([&] {
-    const struct {
-      const char* url;
-      std::string server, line;
-    } kCases[] = {
+    const std::tuple<const char*, std::string, std::string> kCases[] = {
         {nullptr, "", "[DNS none] Can not find DNS Server."},
         {",", "", "[DNS none] Can not find DNS Server."},
         {"a\r\n", "", "[DNS none] " + SocketErrorText(10022)},
@@ -207,13 +196,13 @@ TEST_F(SmtpExchanger, WhichServersAreAsked) {
         {"", "a..b", "[DNS a..b:53] " + SocketErrorText(11001)},
         {"c..d:1", "a..b", "[DNS c..d:1] " + SocketErrorText(11001)},
     };
-    for (const auto& c : kCases) {
+    for (const auto& [url, server, line] : kCases) {
       Renew();
       smtp_->ReceiverHostName("");
-      if (c.url != nullptr) smtp_->DNSURL(c.url);
-      smtp_->DNSServer(c.server);
+      if (url != nullptr) smtp_->DNSURL(url);
+      smtp_->DNSServer(server);
       EXPECT_FALSE(Deliver());
-      ExpectResult(SMTP_STEP_AUTODNS, SMTP_AUTODNSOK, c.line);
+      ExpectResult(SMTP_STEP_AUTODNS, SMTP_AUTODNSOK, line);
     }
     smtp_.reset();
   }).join();

@@ -1,28 +1,22 @@
 // Sessions that fail: refusals, connections that end, silence, floods, and proxies.
-
 #include <netro/Localization.h>
 
-#include <algorithm>
-
 #include "DnsTestKit.h"
+#include "Environment.h"
 #include "SmtpTestKit.h"
-#include "TimeZone.h"
 #include "mail/SmtpReply.h"
-#include "tests/peers/SocksServer.h"
 
 namespace netro {
 namespace {
 
-using namespace peers;
 using std::chrono::minutes;
-using std::chrono::seconds;
 
 constexpr char kClosed[] =
     "Connection Reset by Peer. A connection was forcibly closed by the remote host.";
 constexpr char kRefused[] =
     "Connection Refused. The target machine actively refused the attempt to connect to it.";
 
-class SmtpFailure : public SmtpTest {};
+struct SmtpFailure : SmtpTest {};
 
 TEST_F(SmtpFailure, ARefusalEndsTheSessionWithItsReply) {
   const std::pair<std::string, std::int32_t> kReplies[] = {{"554 no\r\n", 554},
@@ -208,8 +202,7 @@ std::string ZoneBeforeMidnight(seconds left) {
 constexpr std::chrono::hours kFarFromMidnight(12);
 
 // A session with a server that says nothing in one place, and a clock that runs meanwhile.
-class SmtpSilence : public SmtpFailure {
- protected:
+struct SmtpSilence : SmtpFailure {
   bool DeliverInto(const std::string& command, const std::string& part = "",
                    milliseconds budget = minutes(10)) {
     SmtpServer server([&](const std::string& asked) -> Answer {
@@ -277,12 +270,10 @@ TEST_F(SmtpSilence, ConnectingCountsForTheGreeting) {
   const HangingPort full;
   const RunningClock clock([] { return true; });
   smtp_->Port(full.Port());
-  const TimePoint before = Now();
+  const Takes time(seconds(59), seconds(61));
   EXPECT_FALSE(Deliver());
   ExpectResult(SMTP_STEP_CONNECT, 99, "99 Timeout while 'Connect'.");
   EXPECT_EQ(smtp_->Protocol(), "[127.0.0.1] Timeout while 'Connect'.");
-  EXPECT_GT(Now() - before, seconds(59));
-  EXPECT_LT(Now() - before, seconds(61));
 }
 
 TEST_F(SmtpSilence, AWaitThatPassesMidnightEndsTenMinutesLater) {
@@ -298,8 +289,7 @@ TEST_F(SmtpSilence, AWaitThatPassesMidnightEndsTenMinutesLater) {
   }
 }
 
-class SmtpProxyFailure : public SmtpFailure {
- protected:
+struct SmtpProxyFailure : SmtpFailure {
   bool DeliverThrough(int port, SMTPProxyTypeEnum type = SMTPProxySocks5Auth) {
     UseProxy(port, type);
     return Deliver(server_);
@@ -307,25 +297,6 @@ class SmtpProxyFailure : public SmtpFailure {
 
   SmtpServer server_;
 };
-
-TEST_F(SmtpProxyFailure, Refusals) {
-  const struct {
-    SocksRules rules;
-    SMTPProxyTypeEnum type;
-    std::int32_t error;
-  } kCases[] = {
-      {{.version4Reply = 91}, SMTPProxySocks4, 9001},
-      {{.method = 2}, SMTPProxySocks5Auth, 9002},
-      {{.method = 255}, SMTPProxySocks5Auth, 9003},
-  };
-  for (const auto& c : kCases) {
-    SocksServer proxy(c.rules);
-    EXPECT_FALSE(DeliverThrough(proxy.Port(), c.type));
-    const std::string text = GetMessageText(c.error, {"127.0.0.1", std::to_string(proxy.Port())});
-    ExpectFailure(SMTP_STEP_SOCKS, c.error, text, "Command Canceled");
-  }
-  EXPECT_EQ(server_.Connections(), 0u);
-}
 
 TEST_F(SmtpProxyFailure, NoProxyGetsAServerNameWithControls) {
   SocksServer proxy;
@@ -345,11 +316,9 @@ TEST_F(SmtpProxyFailure, Silence) {
   smtp_->SMTPProxyTimeout(7);
   for (const int port : {silent.Port(), full.Port()}) {
     const RunningClock clock([] { return true; });
-    const TimePoint before = Now();
+    const Takes time(seconds(6), seconds(10));
     EXPECT_FALSE(DeliverThrough(port));
     ExpectFailure(SMTP_STEP_SOCKS, 10002, "Command Timed Out", "Command Timed Out");
-    EXPECT_GT(Now() - before, seconds(6));
-    EXPECT_LT(Now() - before, seconds(10));
   }
 }
 

@@ -1,6 +1,5 @@
-// Sessions that succeed: the wire, the transcript, the events, replies in pieces, SOCKS proxies.
-
-#include <chrono>
+// Sessions that succeed: the wire, the transcript, the events, replies in pieces; and how the
+// caller ends one in its events and at any moment. The waits are in ServerCallsTest.
 #include <future>
 #include <limits>
 
@@ -8,12 +7,9 @@
 #include "mail/SmtpReply.h"
 #include "mail/SmtpTables.h"
 #include "platform/HostInfo.h"
-#include "tests/peers/SocksServer.h"
 
 namespace netro {
 namespace {
-
-using namespace peers;
 
 constexpr char kCommands[] =
     "[127.0.0.1] 220 mx.test ready\r\n"
@@ -23,7 +19,7 @@ constexpr char kCommands[] =
 constexpr char kData[] = "[me.test] DATA\r\n[127.0.0.1] 354 go ahead\r\n";
 constexpr char kEnd[] = "[127.0.0.1] 250 ok\r\n[me.test] QUIT\r\n[127.0.0.1] 221 bye";
 
-class SmtpSession : public SmtpTest {};
+struct SmtpSession : SmtpTest {};
 
 TEST_F(SmtpSession, DialogueAndTranscriptOfEachLevel) {
   const std::string data = "Subject: x\r\n\r\n.\r\n.x\r\nend\r\n";
@@ -234,9 +230,7 @@ TEST(SmtpTables, Membership) {
 }
 
 TEST_F(SmtpSession, GatewayOfATranscript) {
-  const struct {
-    std::string protocol, name, ip;
-  } kCases[] = {
+  const std::tuple<std::string, std::string, std::string> kCases[] = {
       {"", "", ""},
       {"[DNS 10.0.0.1:53] mx.test => 192.0.2.1", "mx.test", "192.0.2.1"},
       {"[DNS a:53] Command Timed Out\r\n[DNS b:53] mx.test => 192.0.2.1\r\n[mx.test] 220 x\r\n",
@@ -244,9 +238,9 @@ TEST_F(SmtpSession, GatewayOfATranscript) {
       {"[DNS a] mx.test => ", "mx.test", ""},
       {"[mx.test] 220 a => b\r\nx [DNS a] a => b\r\n[DNS a => b\r\n[DNS a] b", "", ""},
   };
-  for (const auto& c : kCases) {
-    EXPECT_EQ(smtp_->GetGateWayNameFromProtocol(c.protocol), c.name);
-    EXPECT_EQ(smtp_->GetGatewayIPFromProtocol(c.protocol), c.ip);
+  for (const auto& [protocol, name, ip] : kCases) {
+    EXPECT_EQ(smtp_->GetGateWayNameFromProtocol(protocol), name);
+    EXPECT_EQ(smtp_->GetGatewayIPFromProtocol(protocol), ip);
   }
 }
 
@@ -286,27 +280,6 @@ TEST_F(SmtpSession, ASessionWorksOnCopies) {
   EXPECT_EQ(smtp_->SenderHostName(), "other.test");
 }
 
-TEST_F(SmtpSession, ThroughEachKindOfProxy) {
-  SmtpServer server;
-  SocksRules rules{.user = "user", .password = "secret"};
-  for (const auto type : {SMTPProxySocks4, SMTPProxySocks5NoAuth, SMTPProxySocks5Auth}) {
-    SCOPED_TRACE(type);
-    Renew();
-    rules.method = type == SMTPProxySocks5Auth ? 2 : 0;
-    SocksServer proxy(rules);
-    const bool remoteNames = type != SMTPProxySocks4;
-    smtp_->ProxyUseRemoteDNS(remoteNames);
-    if (remoteNames) smtp_->ReceiverHostName("mx.test");
-    UseProxy(proxy.Port(), type);
-    EXPECT_TRUE(Deliver(server)) << smtp_->ResultMessage();
-    EXPECT_EQ(proxy.Requests().back().find("mx.test") != std::string::npos, remoteNames);
-    EXPECT_EQ(sink_.lines[0], "[Proxy SOCKS 127.0.0.1:" + std::to_string(proxy.Port()) + "] OK");
-    EXPECT_EQ(sink_.lines[1], "[" + smtp_->ReceiverHostName() + "] 220 mx.test ready");
-    EXPECT_EQ(smtp_->Protocol().find("secret"), std::string::npos);
-    ExpectDone();
-  }
-}
-
 TEST_F(SmtpSession, TheGreetingMayComeWithTheProxysReply) {
   SmtpServer silent(Except("", ""));
   for (std::size_t cut = 1; cut < 20; ++cut) {
@@ -315,6 +288,59 @@ TEST_F(SmtpSession, TheGreetingMayComeWithTheProxysReply) {
     EXPECT_TRUE(Deliver(silent)) << smtp_->ResultMessage();
     EXPECT_EQ(sink_.lines[1], "[127.0.0.1] 220 early");
   }
+}
+
+struct EndOfSmtp : SmtpTest {};
+
+// Inside each line of a session and each progress.
+TEST_F(EndOfSmtp, InEachEvent) {
+  const std::string data(20'000, 'x');
+  for (const bool deletes : {false, true})
+    for (std::size_t number = 0;; ++number) {
+      SCOPED_TRACE(number);
+      Renew();
+      SmtpServer server;
+      std::size_t events = 0;
+      const auto end = [&] {
+        if (events++ == number) deletes ? smtp_.reset() : smtp_->StopWaiting();
+      };
+      sink_.onLine = [&](const std::string&) { end(); };
+      sink_.onData = end;
+      const bool done = Deliver(server, data);
+      if (events <= number) break;
+      if (smtp_ == nullptr) {
+        EXPECT_EQ(events, number + 1);
+      } else if (!done) {
+        EXPECT_EQ(smtp_->Result(), 9999);
+      }
+      // No message by halves: all of it was told to be sent, or its reply has come.
+      const bool whole = sink_.progress.size() > 4 || sink_.lines.size() > 10;
+      EXPECT_LE(server.Messages().size(), whole ? 1u : 0u);
+      // After the server has accepted everything nothing is left to be ended.
+      EXPECT_EQ(done, sink_.lines.back() == "[127.0.0.1] 221 bye");
+    }
+}
+
+// A thread that stops a session between two blocks of a message that flows.
+TEST_F(EndOfSmtp, WithinTenMilliseconds) {
+  SmtpServer server;
+  const std::string much(64 << 20, 'x');
+  auto fastest = TimePoint::duration::max();
+  for (int i = 0; i < 50 && fastest > milliseconds(10); ++i) {  // others may hold the processor
+    std::atomic<bool> flows = false;
+    std::atomic<TimePoint::rep> stopped = 0;
+    sink_.onData = [&] { flows = true; };
+    std::thread stopper([&] {
+      while (!flows) std::this_thread::yield();
+      stopped = Now().time_since_epoch().count();
+      smtp_->StopWaiting();
+    });
+    EXPECT_FALSE(Deliver(server, much));
+    fastest = std::min(fastest, Now().time_since_epoch() - TimePoint::duration(stopped.load()));
+    stopper.join();
+    ExpectResult(SMTP_STEP_SENDDATA, 9999, "Canceled while 'SendData'.");
+  }
+  EXPECT_LT(fastest, milliseconds(10));
 }
 
 }  // namespace

@@ -1,14 +1,13 @@
 // What the tests of the mail session share: a client of a scripted server, and a sink.
 #pragma once
 
-#include <gtest/gtest.h>
 #include <netro/SMTPCls.h>
 
+#include "TestKit.h"
 #include "peers/SmtpServer.h"
 
 namespace netro {
 
-using namespace std::string_literals;
 using Answer = peers::SmtpServer::Answer;
 using After = peers::SmtpServer::After;
 
@@ -58,8 +57,7 @@ inline constexpr std::int32_t kSteps[] = {SMTP_STEP_CONNECT, SMTP_STEP_HELO, SMT
                                           SMTP_STEP_RCPTTO,  SMTP_STEP_DATA, SMTP_STEP_SENDDATA,
                                           SMTP_STEP_QUIT};
 
-class SmtpTest : public testing::Test {
- protected:
+struct SmtpTest : testing::Test {
   SmtpTest() { Renew(); }
 
   void Renew() {

@@ -1,19 +1,12 @@
 // What the socket tests share: a sink that writes down what happened, and pumping with a limit.
 #pragma once
 
-#include <netro/MessageLoop.h>
 #include <netro/SocketCls.h>
 #include <poll.h>
 
-#include <atomic>
-#include <chrono>
-#include <functional>
 #include <future>
-#include <memory>
-#include <string>
-#include <vector>
 
-#include "peers/LoopbackServer.h"
+#include "TestKit.h"
 
 namespace netro {
 
@@ -90,6 +83,11 @@ class Crowd {
 
  private:
   std::vector<std::unique_ptr<Recorder>> recorders_;
+};
+
+struct SocketTest : testing::Test {
+  SocketCls socket;
+  Recorder recorder{socket};
 };
 
 /// A server that leaves what its client sends unread until it is told.

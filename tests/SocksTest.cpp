@@ -1,22 +1,9 @@
-// The SOCKS prologs: exact requests, every outcome, replies cut anywhere, and what follows them.
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <thread>
-
+// The SOCKS prologs: every outcome, replies cut anywhere, and what follows them.
 #include "DnsTestKit.h"
 #include "SocketTestKit.h"
-#include "peers/BytesServer.h"
-#include "peers/SocksServer.h"
-#include "platform/Clock.h"
 
 namespace netro {
 namespace {
-
-using peers::BytesServer;
-using peers::SocksRules;
-using peers::SocksServer;
-using std::string_literals::operator""s;
 
 enum class Kind { V4, V4a, V5, V5Remote, V5Auth };
 constexpr Kind kKinds[] = {Kind::V4, Kind::V4a, Kind::V5, Kind::V5Remote, Kind::V5Auth};
@@ -31,10 +18,6 @@ bool RunProlog(SocketCls& socket, Kind kind, int port, std::int32_t& error,
   return socket.Socks5Prolog(remote, kind == Kind::V5Auth, host, port, user, password, error);
 }
 
-std::string PortBytes(int port) {
-  return {static_cast<char>(port / 256), static_cast<char>(port & 255)};
-}
-
 SocksRules RulesFor(Kind kind) {
   SocksRules rules;
   rules.method = kind == Kind::V5Auth ? 2 : 0;
@@ -43,17 +26,9 @@ SocksRules RulesFor(Kind kind) {
   return rules;
 }
 
-class Target {
- public:
-  int Port() const { return server_.Port(); }
-
- private:
-  BytesServer server_{{{peers::AwaitText("ping"), peers::Send("pong"), peers::Stay()}}};
-};
-
 // Prolog, then a round trip through the tunnel.
 void ExpectTunnel(Kind kind, const SocksRules& rules, const std::string& early = "") {
-  Target target;
+  BytesServer target({{peers::AwaitText("ping"), peers::Send("pong"), peers::Stay()}});
   SocksServer proxy(rules);
   SocketCls socket;
   Recorder recorder(socket);
@@ -68,39 +43,14 @@ void ExpectTunnel(Kind kind, const SocksRules& rules, const std::string& early =
   for (const std::size_t size : recorder.sizes) EXPECT_LE(size, 16'000u);
 }
 
-TEST(Socks, RequestsAreExact) {
-  Target target;
-  const std::string port = PortBytes(target.Port());
-  struct {
-    Kind kind;
-    std::vector<std::string> requests;
-  } const cases[] = {
-      {Kind::V4, {"\x04\x01"s + port + "\x7F\0\0\x01me\0"s}},
-      {Kind::V4a, {"\x04\x01"s + port + "\0\0\0\x01me\0localhost\0"s}},
-      {Kind::V5, {"\x05\x01\0"s, "\x05\x01\0\x01\x7F\0\0\x01"s + port}},
-      {Kind::V5Remote, {"\x05\x01\0"s, "\x05\x01\0\x03\x09localhost"s + port}},
-      {Kind::V5Auth,
-       {"\x05\x02\0\x02"s, "\x01\x02me\x06secret", "\x05\x01\0\x01\x7F\0\0\x01"s + port}},
-  };
-  for (const auto& c : cases) {
-    SocksServer proxy(RulesFor(c.kind));
-    SocketCls socket;
-    std::int32_t error = 0;
-    ASSERT_TRUE(ConnectAndWait(socket, proxy.Port()));
-    ASSERT_TRUE(RunProlog(socket, c.kind, target.Port(), error)) << error;
-    EXPECT_EQ(proxy.Requests(), c.requests);
-  }
-}
-
 TEST(Socks, RepliesMayBeCutAnywhere) {
-  for (const Kind kind : kKinds) {
+  for (const Kind kind : kKinds)
     for (std::size_t cut = 0; cut < 10; ++cut) {
       SocksRules rules = RulesFor(kind);
       if (cut > 0) rules.cuts = {cut};
       SCOPED_TRACE(cut);
       ExpectTunnel(kind, rules);
     }
-  }
 }
 
 TEST(Socks, RepliesMayBeShortOrHaveBytesOfTheTunnelBehind) {
@@ -135,7 +85,7 @@ TEST(Socks, EveryFailureHasItsNumberAndClosesTheSocket) {
       {"closed instead of the reply", Kind::V4, {.closeAt = 0}, 9001},
       {"closed instead of a method", Kind::V5Auth, {.method = 2, .closeAt = 0}, 9003},
       {"closed instead of the login", Kind::V5Auth, {.method = 2, .closeAt = 1}, 9002},
-      {"closed instead of the tunnel",
+      {"no tunnel",
        Kind::V5Auth,
        {.method = 2, .user = "me", .password = "secret", .closeAt = 2},
        9001},

@@ -1,17 +1,7 @@
 // What the tests of bytes that are read piece by piece share.
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cstddef>
-#include <cstdint>
-#include <optional>
-#include <span>
-#include <string>
-#include <utility>
-#include <vector>
-
+#include "TestKit.h"
 #include "platform/ByteSource.h"
 
 namespace netro {

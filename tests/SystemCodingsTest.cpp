@@ -1,7 +1,4 @@
-// The content codings of the system's libraries, alone and in a chain: blocks cut anywhere, bytes
-// that are corrupt, bodies that unpack to far more than came.
-
-#include <gtest/gtest.h>
+// The system's content codings: blocks cut anywhere, corrupt bytes, bodies far larger than came.
 #include <netro/HTTPCls.h>
 #include <netro/SystemCodings.h>
 #include <zlib.h>
@@ -13,17 +10,7 @@
 #include <zstd.h>
 #endif
 
-#include <algorithm>
-#include <cstdint>
-#include <filesystem>
-#include <memory>
-#include <span>
-#include <stdexcept>
-#include <string>
-#include <vector>
-
-#include "TemporaryFolder.h"
-#include "tests/peers/HttpServer.h"
+#include "TestKit.h"
 #include "web/ContentChain.h"
 
 namespace netro {
@@ -208,9 +195,8 @@ TEST(SystemCodings, ChainsComeOffInReverseOrder) {
   const std::string text = Sample();
   const std::string chain = Wrapped(Gzip(text));
   for (const char* coding : {"gzip, deflate", " GZIP ,, identity,deflate "}) {
-    for (std::size_t cut = 0; cut <= chain.size(); ++cut) {
+    for (std::size_t cut = 0; cut <= chain.size(); ++cut)
       ASSERT_EQ(Unpack(coding, chain, cut).text, text);
-    }
   }
 #ifdef NETRO_HAS_BROTLI
   EXPECT_EQ(Unpack("gzip, br", Brotli(Gzip(text)), 0, 1).text, text);
@@ -255,34 +241,33 @@ TEST(SystemCodings, HTTPClsUnpacksWithThem) {
   server.On("/cut", [&](const auto&) { return packed("gzip", Gzip(text).substr(0, 100)); });
   server.On("/odd", [&](const auto&) { return packed("rot13", "uv"); });
   const TemporaryFolder folder;
-  const struct {
-    const char* path;
-    bool toFile;
-    std::uint64_t most;
-    std::int32_t error;
-  } kWays[] = {{"/good", false, 0, 0},       {"/good", true, 0, 0},
-               {"/good", false, 1000, 10040}, {"/good", true, 1000, 10040},
-               {"/cut", false, 0, codingTruncated}, {"/odd", true, 0, codingUnknown}};
-  for (const auto& way : kWays) {
-    SCOPED_TRACE(std::string(way.path) + std::to_string(way.most));
+  const std::tuple<const char*, bool, std::uint64_t, std::int32_t> kWays[] = {
+      {"/good", false, 0, 0},
+      {"/good", true, 0, 0},
+      {"/good", false, 1000, 10040},
+      {"/good", true, 1000, 10040},
+      {"/cut", false, 0, codingTruncated},
+      {"/odd", true, 0, codingUnknown}};
+  for (const auto& [path, toFile, most, error] : kWays) {
+    SCOPED_TRACE(std::string(path) + std::to_string(most));
     HTTPCls http;
-    http.URL(server.Url(way.path));
+    http.URL(server.Url(path));
     http.ContentCoding(SystemCodings());
-    http.SaveAsFile(way.toFile);
-    http.Filename(way.toFile ? folder / "file" : "");
-    http.MaxBodyLen(way.most);
+    http.SaveAsFile(toFile);
+    http.Filename(toFile ? folder / "file" : "");
+    http.MaxBodyLen(most);
     bool timeout = false;
     const std::string answer = http.HTTPQuery(timeout);
-    EXPECT_EQ(http.LastErr(), way.error) << answer;
+    EXPECT_EQ(http.LastErr(), error) << answer;
     EXPECT_FALSE(answer.empty());
     EXPECT_EQ(server.Requests().back().Field("Accept-Encoding"), SystemCodings()->Codings());
     EXPECT_TRUE(SystemCodings()->Codings().starts_with("gzip, deflate"));
-    const std::string body = way.toFile ? ReadFile(folder / "file") : answer;
-    EXPECT_EQ(body.ends_with(text), way.error == 0);
-    if (way.error == 0) {
+    const std::string body = toFile ? ReadFile(folder / "file") : answer;
+    EXPECT_EQ(body.ends_with(text), error == 0);
+    if (error == 0) {
       EXPECT_EQ(http.BodyLen(), 300'000);
     }
-    EXPECT_EQ(std::filesystem::exists(folder / "file"), way.toFile && way.error == 0);
+    EXPECT_EQ(std::filesystem::exists(folder / "file"), toFile && error == 0);
     std::filesystem::remove(folder / "file");
   }
 }

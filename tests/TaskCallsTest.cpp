@@ -1,24 +1,15 @@
-// The blocking calls of every class inside tasks: cancelled, met by a deadline, deleted, many at
-// once, all against a host that never answers.
-#include <gtest/gtest.h>
+// Blocking calls inside tasks: cancelled, met by a deadline, deleted, many at once.
 #include <netro/HTTPCls.h>
 #include <netro/NetBIOSCls.h>
 #include <netro/QueryDNSCLS.h>
 #include <netro/QueryTimeCLS.h>
 #include <netro/SMTPCls.h>
-#include <netro/SocketCls.h>
 #include <netro/UDPCls.h>
 #include <netro/WhoIsCls.h>
 #include <sys/resource.h>
 
-#include <algorithm>
-#include <atomic>
 #include <csignal>
-#include <functional>
-#include <memory>
 #include <random>
-#include <thread>
-#include <vector>
 
 #include "SilentHost.h"
 #include "SocketTestKit.h"
@@ -28,8 +19,6 @@
 namespace netro {
 namespace {
 
-using std::chrono::milliseconds;
-using std::chrono::seconds;
 using std::chrono::steady_clock;
 
 MessageLoop& ThisLoop() { return MessageLoop::ForThisThread(); }
@@ -192,9 +181,8 @@ TEST(TaskCalls, CancelEndsTheCallAndAllLaterOnes) {
 }
 
 TEST(TaskCalls, DeadlineEndsThemAsTheirOwnTimeOutDoes) {
-  for (const Call& call : kCalls) {
+  for (const Call& call : kCalls)
     ExpectEnd(call, call.timedOut, [](const Task& task) { task.Deadline(milliseconds(20)); });
-  }
 }
 
 TEST(TaskCalls, KillEndsThemAll) {
@@ -222,11 +210,7 @@ TEST(TaskCalls, EndInEveryOtherWay) {
   const SilentHost host;
   const Task other = ThisLoop().StartTask([&] { Fetch(host); });
   auto http = std::make_unique<HTTPCls>();
-  const struct {
-    const char* name;
-    std::function<void(const Task&)> end;
-    std::int32_t result;
-  } kCases[] = {
+  const std::tuple<const char*, std::function<void(const Task&)>, std::int32_t> kCases[] = {
       {"a deadline comes nearer",
        [](const Task& task) {
          task.Deadline(std::chrono::hours(1));
@@ -246,18 +230,18 @@ TEST(TaskCalls, EndInEveryOtherWay) {
        9999},
       {"deletion", [&](const Task&) { http.reset(); }, 9999},
   };
-  for (const auto& c : kCases) {
-    SCOPED_TRACE(c.name);
+  for (const auto& [name, end, result] : kCases) {
+    SCOPED_TRACE(name);
     http->URL(host.Url());
     const Task task = ThisLoop().StartTask([call = http.get()] {
       bool timeout = false;
       call->HTTPQuery(timeout);
     });
     ThisLoop().Sleep(milliseconds(10));
-    c.end(task);
+    end(task);
     EXPECT_EQ(task.Wait(), 0);
     if (http) {
-      EXPECT_EQ(http->LastErr(), c.result);
+      EXPECT_EQ(http->LastErr(), result);
     }
     EXPECT_FALSE(other.Done());
   }

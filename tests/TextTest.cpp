@@ -1,18 +1,19 @@
-// The helpers for texts and bytes, above all at their edges.
+// The helpers for texts, bytes and names, above all at their edges; and the table of messages.
+#include <netro/Localization.h>
 
-#include <gtest/gtest.h>
-
+#include <cctype>
 #include <limits>
+#include <random>
 
+#include "TestKit.h"
 #include "support/ByteReader.h"
 #include "support/ByteWriter.h"
+#include "support/NameIndex.h"
 #include "support/Text.h"
 #include "support/Utf8.h"
 
 namespace netro {
 namespace {
-
-using std::string_literals::operator""s;
 
 TEST(Text, LowersAsciiLettersOnly) {
   EXPECT_EQ(ToLower("AZaz@[`{09"), "azaz@[`{09");
@@ -79,9 +80,7 @@ TEST(Text, KnowsUtf8) {
 }
 
 TEST(ShownText, HidesNothingAndTurnsNothing) {
-  const struct {
-    std::string text, shown;
-  } kCases[] = {
+  const std::pair<std::string, std::string> kCases[] = {
       {"a long line of ASCII, ~ and \t tab\r\nnext\nlast",
        "a long line of ASCII, ~ and \t tab\nnext\nlast"},
       {"lone \r", "lone \\x0D"},
@@ -188,6 +187,118 @@ TEST(ByteWriter, WritesBigEndianInOrder) {
   EXPECT_EQ(writer.Data(), expected);
   EXPECT_EQ(writer.Take(), expected);
   EXPECT_TRUE(writer.Data().empty());
+}
+
+struct NameOf {
+  std::string_view operator()(const std::string* item) const { return *item; }
+};
+using Index = NameIndex<const std::string*, NameOf>;
+
+std::string InCapitals(std::string text) {
+  std::ranges::transform(text, text.begin(), [](char c) {
+    return static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  });
+  return text;
+}
+
+TEST(NameIndex, FindsWithoutCase) {
+  Index index;
+  EXPECT_EQ(index.Find("a"), nullptr);
+  const std::string first = "First", empty;
+  index.Add(&first);
+  index.Add(&empty);
+  ASSERT_NE(index.Find("fIRST"), nullptr);
+  EXPECT_EQ(*index.Find("fIRST"), &first);
+  EXPECT_EQ(*index.Find(""), &empty);
+  EXPECT_EQ(index.Find("Firs"), nullptr);
+  index.Remove("FIRST");
+  EXPECT_EQ(index.Find("First"), nullptr);
+  EXPECT_EQ(*index.Find(""), &empty);
+  index.Clear();
+  EXPECT_EQ(index.Find(""), nullptr);
+  index.Add(&first);
+  EXPECT_EQ(*index.Find("first"), &first);
+}
+
+TEST(NameIndex, AgreesWithAMap) {
+  std::mt19937 random(1);
+  for (const unsigned names : {3u, 10u, 100u, 1000u}) {
+    Index index;
+    std::map<std::string, std::string> map;  // the items too: they stay where they are
+    for (unsigned step = 0; step < 30 * names; ++step) {
+      const std::string name = "n" + std::to_string(random() % names);
+      if (const auto found = map.find(name); found != map.end()) {
+        index.Remove(InCapitals(name));
+        map.erase(found);
+      } else {
+        index.Add(&map.emplace(name, InCapitals(name)).first->second);
+      }
+      for (unsigned i = 0; step % (names / 3) == 0 && i < names; ++i) {
+        const std::string other = "n" + std::to_string(i);
+        const auto* const item = index.Find(other);
+        ASSERT_EQ(item != nullptr, map.contains(other)) << other << " of " << names;
+        if (item != nullptr) {
+          ASSERT_EQ(*item, &map[other]);
+        }
+      }
+    }
+  }
+}
+
+using Arguments = std::vector<std::string>;
+
+TEST(Localization, HoldsEveryMessage) {
+  int texts = 0;
+  for (std::int32_t number = -70000; number <= 140000; ++number)
+    texts += GetMessageText(number).empty() ? 0 : 1;
+  EXPECT_EQ(texts, 215);
+  EXPECT_EQ(GetMessageText(INT32_MIN) + GetMessageText(INT32_MAX), "");
+}
+
+// One of each part of the table, and those that a change of spelling would break.
+TEST(Localization, KeepsTextsExactly) {
+  const std::pair<std::int32_t, const char*> kCases[] = {
+      {101, "English"},
+      {2008, "<no subject>"},
+      {3502, "Localname part of address is not like '?\?*.?\?*'"},
+      {5001, "Error while writing mime file '%1'. System Message: '%2' "},
+      {6009, "10:0,15:220,20:220,20:250,30:250,40:250,50:354,50:250,60:250,70:221,70:250,70:550"},
+      {7205, "SOCKSProlog"},
+      {10032, "Invalid NCB Address, or Length > Segment"},
+      {11005, "Unknown time stamp received"},
+  };
+  for (const auto& [number, text] : kCases) EXPECT_EQ(GetMessageText(number), text) << number;
+}
+
+TEST(Localization, FillsPlaceholders) {
+  const std::tuple<std::int32_t, Arguments, const char*> kCases[] = {
+      {7001, {"SMTP", "Connect"}, "[SMTP] Timeout while 'Connect'."},
+      {7004, {"one"}, "[one] %2"},
+      {7004, {}, "[%1] %2"},
+      {7004, {"", ""}, "[] "},
+      {7008, {"a", "not used"}, "Canceled while 'a'."},
+      {1000, {"h"}, "Can not ping to check host 'h'. Result: 'h'. Application aborted."},
+      {7500, {"a", "b", "c"}, "Can not connect to 'a'. Socket Error# 'b'. c"},
+      // An argument with a later placeholder is filled in, one with an earlier one is not.
+      {7004, {"%2", "x"}, "[x] x"},
+      {7004, {"x", "%1"}, "[x] %1"},
+      // Its own placeholder stays, also when putting it in makes a new one.
+      {7004, {"%1", "b"}, "[%1] b"},
+      {10127, {"%%11"}, "Unknown Error# %%11."},
+      // "%1" is also found in front of other digits.
+      {7004, {"%3", "b", "%10"}, "[%10] b"},
+      {7004, {"%20", "b"}, "[b0] b"},
+      {7004, {"a", "%10"}, "[a] %10"},
+      {7008, {"%2%10", "b", "c", "d", "e", "f", "g", "h", "i", "j"}, "Canceled while 'bj'."},
+  };
+  for (const auto& [number, arguments, text] : kCases)
+    EXPECT_EQ(GetMessageText(number, arguments), text);
+}
+
+TEST(Localization, LongArgumentOfPlaceholdersEnds) {
+  std::string hostile;
+  for (int i = 0; i < 500000; ++i) hostile += "%1";
+  EXPECT_EQ(GetMessageText(10127, {hostile}), "Unknown Error# " + hostile + ".");
 }
 
 }  // namespace

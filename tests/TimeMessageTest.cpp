@@ -1,14 +1,10 @@
-// The messages of the time client by themselves: the bytes of a request, and what each field of a
-// reply becomes.
-
-#include <gtest/gtest.h>
-
+// The messages of the time client by themselves: a request, and each field of a reply.
 #include <cmath>
 
-#include "platform/Clock.h"
+#include "TestKit.h"
 #include "platform/Sockets.h"
 #include "support/DateText.h"
-#include "tests/TimeZone.h"
+#include "tests/Environment.h"
 #include "tests/peers/TimeReply.h"
 #include "web/TimeMessage.h"
 
@@ -16,10 +12,6 @@ namespace netro {
 namespace {
 
 using namespace std::chrono;
-using namespace std::string_literals;
-using peers::Big32;
-using peers::kStampOf2000;
-using peers::TimeReply;
 
 using Moment = sys_time<nanoseconds>;
 
@@ -130,11 +122,9 @@ TEST(TimeReplyReading, HalfTheRoundTripIsCounted) {
       {kStampOfNow, 1'999'999'999ns, "2026-11-21T12:00:00.000Z", "2026-11-21T11:59:59.000Z"},
       {kStampOfNow, 2s, "2026-11-21T12:00:01.000Z", "2026-11-21T11:59:59.000Z"},
       {kStampOfNow, 3'998ms, "2026-11-21T12:00:01.000Z", "2026-11-21T11:59:58.001Z"},
-      {kStampOfNow, 61s, "2026-11-21T12:00:30.000Z", "2026-11-21T11:59:29.500Z"},
       {kStampOf2000 - 1, 2s, "2000-01-01T00:00:00.000Z", "1999-12-31T23:59:58.000Z"},
       {kStampOf2000, 2ms, "2000-01-01T00:00:00.000Z", "1999-12-31T23:59:59.999Z"},
       {kStampOf2000 + 60 * 86'400 - 1, 2s, "2000-03-01T00:00:00.000Z", "2000-02-29T23:59:58.000Z"},
-      {kStampOf2000 + 425 * 86'400, 2s, "2001-03-01T00:00:01.000Z", "2001-02-28T23:59:59.000Z"},
       {0x8000'0000, 2s, "1968-01-20T03:14:09.000Z", "1968-01-20T03:14:07.000Z"},
       {0x7FFF'FFFF, 0ns, "2104-02-26T09:42:23.000Z", "2104-02-26T09:42:23.000Z"},
       {0xFFFF'FFFF, 2s, "2036-02-07T06:28:16.000Z", "2036-02-07T06:28:14.000Z"},
@@ -254,7 +244,6 @@ TEST(TimeReplyReading, DifferenceIsLocalTimeLessTheServersInWholeSeconds) {
     double difference48, difference4;
   } kCases[] = {
       {kNow, 0ns, 0s, kStampOfNow, 0, 0},
-      {kNow + 999ms, 0ns, 0s, kStampOfNow, 0, 0},
       {kNow, 0ns, 0s, kStampOfNow + 90, -90, -90},  // the server is ahead
       {kNow, 0ns, 0s, kStampOfNow - 90, 90, 90},
       {kNow, 0ns, 3600s, kStampOfNow, 3600, 3600},
@@ -289,6 +278,7 @@ TEST(TimeReplyReading, OffsetAndDelayByFourTimestamps) {
        0.25},
       {kNow, 1s, kStampOfNow - 3600, kHalf, kStampOfNow - 3600, kHalf, -3600, 1},
       {kNow, 4s, kStampOfNow + 1, 0, kStampOfNow + 3, 0, 0, 2},
+      {kNow, 1s, 0, 5, kStampOfNow, 0, 0, 0},  // no time of receipt, no offset
       {kNow, 0ns, kStampOf2000, 1, kStampOf2000, 1, -848'577'600 + std::ldexp(1, -32), 0},
       {kEraEnd - 500ms, 1s, 0xFFFF'FFFF, kHalf, 1, kHalf, 0.5, -1},
       {kEraEnd, 0ns, 0x8000'0000, 0, 0x8000'0000, 0, -2'147'483'648.0, 0},
@@ -302,13 +292,6 @@ TEST(TimeReplyReading, OffsetAndDelayByFourTimestamps) {
     EXPECT_NEAR(reading.result.offset, c.offset, 1e-6) << c.receive;
     EXPECT_NEAR(reading.result.delay, c.delay, 1e-6) << c.receive;
   }
-}
-
-TEST(TimeReplyReading, WithoutAReceiveTimeThereIsNoOffset) {
-  const Reading reading(Good().Receive(0, 5).Bytes(), ExchangeAt(kNow, 1s));
-  EXPECT_EQ(reading.text, "2026-11-21T11:59:59.500Z");
-  EXPECT_EQ(reading.result.offset, 0);
-  EXPECT_EQ(reading.result.delay, 0);
 }
 
 }  // namespace

@@ -1,27 +1,11 @@
 // Whom StartTls believes and why not: certificates, names, pins, versions, settings.
-#include <openssl/ssl.h>
-
 #include "TlsTestKit.h"
 
 namespace netro {
 namespace {
 
-using peers::CertificateWish;
-using peers::TlsRules;
-using peers::TlsServer;
-
 TEST(TlsCertificates, AreBelievedOrRefusedWithANumberOfTheirOwn) {
-  const CertificateWish good;
-  CertificateWish expired, future, foreign, wild, selfSigned, weak, nameless;
-  expired.firstDay = -20;
-  expired.lastDay = -10;
-  future.firstDay = 5;
-  foreign.names = "DNS:other.test,DNS:second.test";
-  wild.names = "DNS:*.wild.test,IP:::1";
-  selfSigned.selfSigned = true;
-  weak.rsaBits = 1024;
-  nameless.names.clear();
-  nameless.commonName = "named.test";
+  const CertificateWish good, wild{.names = "DNS:*.wild.test,IP:::1"};
   const struct {
     const char* what;
     CertificateWish wish;
@@ -37,12 +21,24 @@ TEST(TlsCertificates, AreBelievedOrRefusedWithANumberOfTheirOwn) {
       {"wildcard", wild, "a.wild.test", 0, ""},
       {"wildcard for two labels", wild, "a.b.wild.test", 10162, "*.wild.test, ::1"},
       {"wildcard for none", wild, "wild.test", 10162, "*.wild.test"},
-      {"expired", expired, "localhost", 10160, "The certificate of localhost expired"},
-      {"not yet valid", future, "localhost", 10161, "clock"},
-      {"wrong name", foreign, "localhost", 10162, "other.test, second.test"},
-      {"common name does not count", nameless, "named.test", 10162, "no name at all"},
-      {"self-signed", selfSigned, "localhost", 10164, "trust file"},
-      {"weak key", weak, "localhost", 10165, "too weak"},
+      {"expired",
+       {.firstDay = -20, .lastDay = -10},
+       "localhost",
+       10160,
+       "The certificate of localhost expired"},
+      {"not yet valid", {.firstDay = 5}, "localhost", 10161, "clock"},
+      {"wrong name",
+       {.names = "DNS:other.test,DNS:second.test"},
+       "localhost",
+       10162,
+       "other.test, second.test"},
+      {"common name does not count",
+       {.names = "", .commonName = "named.test"},
+       "named.test",
+       10162,
+       "no name at all"},
+      {"self-signed", {.selfSigned = true}, "localhost", 10164, "trust file"},
+      {"weak key", {.rsaBits = 1024}, "localhost", 10165, "too weak"},
   };
   const auto provider = Trusting();
   for (const auto& c : cases) {
@@ -155,9 +151,8 @@ TEST(TlsVersions, AreNegotiatedWithinWhatIsAllowed) {
       {0, 0, TlsVersion::Tls13, 0, "TLSv1.3"},
   };
   for (const auto& c : cases) {
-    TlsRules rules = GoodRules();
+    TlsRules rules = GoodRules(c.highest);
     rules.lowest = c.lowest;
-    rules.highest = c.highest;
     TlsServer server(rules);
     TlsSettings settings;
     settings.minimumVersion = c.minimum;
@@ -186,32 +181,27 @@ TEST(TlsSettings, WhatCannotBeUsedIsNamed) {
   WriteFile(folder / "empty", "");
   WriteFile(folder / "certificate", Authority().Issue().certificate);
   WriteFile(folder / "key", Authority().Issue().key);
-  const auto with = [](auto change) {
-    TlsSettings settings;
-    change(settings);
-    return settings;
-  };
-  const struct {
-    const char* text;
-    TlsSettings settings;
-  } cases[] = {
-      {"trustFile", with([&](auto& s) { s.trustFile = folder / "none"; })},
-      {"trustFile", with([&](auto& s) { s.trustFile = folder / "empty"; })},
-      {"trustFolder", with([&](auto& s) { s.trustFolder = folder / "none"; })},
-      {"clientCertificateFile", with([&](auto& s) { s.clientCertificateFile = folder / "empty"; })},
-      {"clientKeyFile", with([&](auto& s) { s.clientCertificateFile = folder / "certificate"; })},
-      {"mismatch", with([&](auto& s) {
+  const std::pair<const char*, std::function<void(TlsSettings&)>> cases[] = {
+      {"trustFile", [&](auto& s) { s.trustFile = folder / "none"; }},
+      {"trustFile", [&](auto& s) { s.trustFile = folder / "empty"; }},
+      {"trustFolder", [&](auto& s) { s.trustFolder = folder / "none"; }},
+      {"clientCertificateFile", [&](auto& s) { s.clientCertificateFile = folder / "empty"; }},
+      {"clientKeyFile", [&](auto& s) { s.clientCertificateFile = folder / "certificate"; }},
+      {"mismatch",
+       [&](auto& s) {
          s.clientCertificateFile = folder / "certificate";
          s.clientKeyFile = folder / "key";
-       })},
-      {"pin \"sha256//c2hvcnQ=\"", with([&](auto& s) { s.pins = {"sha256//c2hvcnQ="}; })},
-      {"alpn", with([&](auto& s) { s.alpn = {""}; })},
-      {"keyLogFile", with([&](auto& s) { s.keyLogFile = folder / "no/such/folder"; })},
+       }},
+      {"pin \"sha256//c2hvcnQ=\"", [&](auto& s) { s.pins = {"sha256//c2hvcnQ="}; }},
+      {"alpn", [&](auto& s) { s.alpn = {""}; }},
+      {"keyLogFile", [&](auto& s) { s.keyLogFile = folder / "no/such/folder"; }},
   };
-  for (const auto& c : cases) {
+  for (const auto& [text, change] : cases) {
     std::string error;
-    EXPECT_EQ(MakeOpenSslProvider(c.settings, error), nullptr) << c.text;
-    EXPECT_NE(error.find(c.text), std::string::npos) << error;
+    TlsSettings settings;
+    change(settings);
+    EXPECT_EQ(MakeOpenSslProvider(settings, error), nullptr) << text;
+    EXPECT_NE(error.find(text), std::string::npos) << error;
   }
 }
 
@@ -237,8 +227,7 @@ TEST(TlsSettings, KeyLogHoldsTheSecretsForTheOwnerOnly) {
 TEST(TlsResumption, ContinuesOnlyWhatThisProviderHasVerifiedForTheName) {
   for (const auto& [version, tickets] :
        {std::pair(TLS1_2_VERSION, true), {TLS1_2_VERSION, false}, {TLS1_3_VERSION, true}}) {
-    TlsRules rules = GoodRules();
-    rules.highest = version;
+    TlsRules rules = GoodRules(version);
     rules.tickets = tickets;
     TlsServer server(rules);
     const auto provider = Trusting();

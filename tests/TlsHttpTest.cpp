@@ -1,22 +1,12 @@
 // https: directly, through tunnels of HTTP proxies and through SOCKS.
-#include <gtest/gtest.h>
-#include <netro/HTTPCls.h>
 #include <netro/WatchpostCls.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
-#include <atomic>
-#include <string>
-
+#include "HttpTestKit.h"
 #include "TlsTestKit.h"
-#include "peers/HttpServer.h"
 #include "web/HttpPool.h"
 
 namespace netro {
 namespace {
-
-using peers::HttpServer;
 
 // An HTTPS server in front of an HTTP server's handlers.
 class HttpsServer {
@@ -73,26 +63,7 @@ class TunnelProxy {
       requests_.push_back(request);
     }
     connection.Send(answer);
-    if (answer.starts_with("HTTP/1.1 200")) Relay(connection);
-  }
-
-  void Relay(peers::Connection& connection) {
-    const int there = peers::ConnectToLoopback(target_);
-    pollfd fds[] = {
-        {connection.Fd(), POLLIN, 0}, {there, POLLIN, 0}, {connection.StopFd(), POLLIN, 0}};
-    char block[16384];
-    while (poll(fds, 3, -1) > 0 && fds[2].revents == 0) {
-      for (int i = 0; i < 2; ++i) {
-        if (fds[i].revents == 0) continue;
-        const ssize_t got = recv(fds[i].fd, block, sizeof block, 0);
-        if (got <= 0 ||
-            send(fds[1 - i].fd, block, static_cast<std::size_t>(got), MSG_NOSIGNAL) != got) {
-          close(there);
-          return;
-        }
-      }
-    }
-    close(there);
+    if (answer.starts_with("HTTP/1.1 200")) peers::Relay(connection, target_);
   }
 
   const std::vector<std::string> answers_;
@@ -102,8 +73,7 @@ class TunnelProxy {
   peers::LoopbackServer server_;
 };
 
-class Https : public testing::Test {
- protected:
+struct Https : testing::Test {
   Https() {
     server_.Plain().OnText("/", "hi");
     http_.Tls(provider_);
@@ -111,16 +81,9 @@ class Https : public testing::Test {
   }
   ~Https() override { HttpPool::ForThread()->ThreadEnds(); }
 
-  std::string Ask() {
-    bool timeout = false;
-    const std::string answer = http_.HTTPQuery(timeout);
-    return http_.LastErr() == 0 ? answer.substr(static_cast<std::size_t>(http_.HeaderLen()) + 4)
-                                : answer;
-  }
+  std::string Ask() { return AskBody(http_); }
   void Through(const TunnelProxy& proxy) {
-    http_.ProxyType(ProxyPipe);
-    http_.ProxyURL("127.0.0.1");
-    http_.ProxyPort(proxy.Port());
+    UseProxy(http_, ProxyPipe, proxy.Port());
     http_.ProxyUser("pu");
     http_.ProxyPassword("pp");
   }
@@ -238,8 +201,7 @@ TEST_F(Https, TunnelsThroughHttpProxies) {
   const struct {
     const char* name;
     std::vector<std::string> answers;
-    std::int32_t error;
-    std::int32_t status;
+    std::int32_t error, status;
     const char* credentials;  // of the last request to the proxy
   } kCases[] = {
       {"open", {good}, 0, 200, "an added line"},
@@ -299,9 +261,8 @@ TEST_F(Https, AWatcherMindsTheDaysOfTheCertificate) {
   EXPECT_TRUE(post.ObserveNow());
   EXPECT_TRUE(PumpUntil([&] { return post.GetStatus() != WatchpostBusy; }));
   const char* const kAnswers[] = {"Success: ", "Only "};
-  for (std::int32_t i = 0; i < 2; ++i) {
+  for (std::int32_t i = 0; i < 2; ++i)
     EXPECT_TRUE(post.HostAt(i).LastAnswer.starts_with(kAnswers[i])) << post.HostAt(i).LastAnswer;
-  }
   EXPECT_NE(post.HostAt(0).LastAnswer.find(" days left"), std::string::npos);
 }
 

@@ -1,25 +1,13 @@
-// What a protected connection does as a stream: the handshake cut, silent or disturbed, data in all
-// sizes both ways, its end, and everything that may happen to the socket meanwhile.
+// A protected connection as a stream: its handshake, its data, its end, and events meanwhile.
 #include <netro/Task.h>
-#include <openssl/ssl.h>
 #include <sys/socket.h>
-
-#include <list>
-#include <thread>
 
 #include "ExceptionKit.h"
 #include "TlsTestKit.h"
-#include "peers/BytesServer.h"
-#include "peers/SocksServer.h"
-#include "platform/Clock.h"
 #include "socket/OpenConnection.h"
 
 namespace netro {
 namespace {
-
-using peers::TlsPeer;
-using peers::TlsRules;
-using peers::TlsServer;
 
 const std::string kMuch = [] {
   std::string text(10'000'000, ' ');
@@ -29,8 +17,7 @@ const std::string kMuch = [] {
 
 // A server whose deeds after the handshake are given.
 TlsRules Serving(std::function<void(TlsPeer&)> serve, int version = 0) {
-  TlsRules rules = GoodRules();
-  rules.highest = version;
+  TlsRules rules = GoodRules(version);
   rules.serve = std::move(serve);
   return rules;
 }
@@ -50,8 +37,7 @@ TEST(TlsHandshake, WithoutAProviderOrConnectionThereIsNone) {
 TEST(TlsHandshake, CutAnywhereItFails) {
   const auto provider = Trusting();
   for (const int version : {TLS1_2_VERSION, TLS1_3_VERSION}) {
-    TlsRules rules = GoodRules();
-    rules.highest = version;
+    TlsRules rules = GoodRules(version);
     std::size_t whole = 0;
     {  // byte by byte it succeeds
       rules.byBytes = true;
@@ -149,8 +135,7 @@ TEST(TlsHandshake, RunsThroughASocksTunnel) {
 }
 
 // A host that takes the first flight and never answers.
-class Silent : public testing::Test {
- protected:
+struct Silent : testing::Test {
   void SetUp() override { ASSERT_TRUE(ConnectAndWait(*socket_, server_.Port())); }
   void After(std::function<void()> act) {
     MessageLoop& loop = MessageLoop::ForThisThread();
@@ -208,27 +193,25 @@ TEST_F(Silent, EndsWithItsTask) {
   EXPECT_EQ(error, 9999);
 }
 
-TEST(TlsData, TenMillionBytesBothWaysAtOnce) {
+using TlsData = SocketTest;
+
+TEST_F(TlsData, TenMillionBytesBothWaysAtOnce) {
   for (const int version : {TLS1_2_VERSION, TLS1_3_VERSION}) {
-    TlsRules rules = GoodRules();
-    rules.highest = version;
-    TlsServer server(rules);
-    SocketCls socket;
-    Recorder recorder(socket);
-    ASSERT_EQ(Protect(socket, server.Port(), Trusting()), 0);
-    EXPECT_EQ(socket.SendData(kMuch), 0);
-    EXPECT_TRUE(PumpUntil([&] { return recorder.received.size() == kMuch.size(); }));
-    EXPECT_TRUE(recorder.received == kMuch);
-    EXPECT_LE(*std::ranges::max_element(recorder.sizes), 16'000u);
-    socket.Disconnect();
+    TlsServer server(GoodRules(version));
+    SocketCls client;
+    Recorder seen(client);
+    ASSERT_EQ(Protect(client, server.Port(), Trusting()), 0);
+    EXPECT_EQ(client.SendData(kMuch), 0);
+    EXPECT_TRUE(PumpUntil([&] { return seen.received.size() == kMuch.size(); }));
+    EXPECT_TRUE(seen.received == kMuch);
+    EXPECT_LE(*std::ranges::max_element(seen.sizes), 16'000u);
+    client.Disconnect();
     EXPECT_TRUE(PumpUntil([&] { return server.Goodbyes() == 1; }));
   }
 }
 
-TEST(TlsData, QueuedDataGoesOutInOrderAndTheAlertBehindIt) {
+TEST_F(TlsData, QueuedDataGoesOutInOrderAndTheAlertBehindIt) {
   TlsServer server(GoodRules());
-  SocketCls socket;
-  Recorder recorder(socket);
   ASSERT_TRUE(ConnectAndWait(socket, server.Port()));
   recorder.events.clear();
   ASSERT_TRUE(socket.StartTls("localhost", Trusting()));
@@ -256,7 +239,7 @@ TEST(TlsData, QueuedDataGoesOutInOrderAndTheAlertBehindIt) {
   EXPECT_EQ(got, kMuch.size());
 }
 
-TEST(TlsData, ACancelledSendLeavesTheStreamWhole) {
+TEST_F(TlsData, ACancelledSendLeavesTheStreamWhole) {
   std::atomic<bool> read{false};
   std::string got;
   TlsServer server(Serving([&](TlsPeer& peer) {
@@ -265,8 +248,6 @@ TEST(TlsData, ACancelledSendLeavesTheStreamWhole) {
     while (peer.Read(got)) continue;
     peer.CloseNotify();
   }));
-  SocketCls socket;
-  Recorder recorder(socket);
   ASSERT_EQ(Protect(socket, server.Port(), Trusting()), 0);
   MessageLoop& loop = MessageLoop::ForThisThread();
   const std::int32_t timer = loop.SetTimer(20, [&] { socket.StopWaiting(); });
@@ -280,7 +261,7 @@ TEST(TlsData, ACancelledSendLeavesTheStreamWhole) {
   EXPECT_EQ(got.substr(got.size() - 4), "mend");
 }
 
-TEST(TlsData, KeyUpdatesAndNewTicketsAreNoData) {
+TEST_F(TlsData, KeyUpdatesAndNewTicketsAreNoData) {
   TlsServer server(Serving([](TlsPeer& peer) {
     std::string text;
     for (int i = 0; i < 50; ++i) {
@@ -292,32 +273,24 @@ TEST(TlsData, KeyUpdatesAndNewTicketsAreNoData) {
     peer.Send(text);
     peer.Read(text);
   }));
-  SocketCls socket;
-  Recorder recorder(socket);
   ASSERT_EQ(Protect(socket, server.Port(), Trusting()), 0);
   EXPECT_TRUE(PumpUntil([&] { return recorder.received == std::string(50, 'a'); }));
   EXPECT_TRUE(Echoes(socket, recorder));
 }
 
-TEST(TlsData, RecordsWithoutDataHaveALimit) {
+TEST_F(TlsData, RecordsWithoutDataHaveALimit) {
   TlsServer server(Serving([](TlsPeer& peer) {
     while (SSL_new_session_ticket(peer.Handle()) == 1 && peer.Send("")) {
       if (SSL_do_handshake(peer.Handle()) != 1 || !peer.Flush()) return;
     }
   }));
-  SocketCls socket;
-  Recorder recorder(socket);
   ASSERT_EQ(Protect(socket, server.Port(), Trusting()), 0);
   EXPECT_TRUE(PumpUntil([&] { return recorder.Saw("Closed"); }));
   EXPECT_EQ(socket.LastSocketErr(), 10176);
 }
 
 TEST(TlsEnd, IsOrderlyOnlyWithTheClosingAlert) {
-  const struct {
-    const char* what;
-    std::function<void(TlsPeer&)> end;
-    std::int32_t error;
-  } cases[] = {
+  const std::tuple<const char*, std::function<void(TlsPeer&)>, std::int32_t> cases[] = {
       {"alert", [](TlsPeer& peer) { peer.CloseNotify(); }, 0},
       {"cut", [](TlsPeer&) {}, 10054},
       {"reset", [](TlsPeer& peer) { peer.Raw().Reset(); }, 10054},
@@ -325,16 +298,16 @@ TEST(TlsEnd, IsOrderlyOnlyWithTheClosingAlert) {
       {"damage",
        [](TlsPeer& peer) { peer.Raw().Send("\x17\x03\x03\x00\x14" + std::string(20, 'x')); }, 0},
   };
-  for (const auto& c : cases) {
+  for (const auto& [what, end, error] : cases)
     for (const int version : {TLS1_2_VERSION, TLS1_3_VERSION}) {
-      SCOPED_TRACE(c.what);
+      SCOPED_TRACE(what);
       TlsServer server(Serving(
           [&](TlsPeer& peer) {
             std::string text;
             peer.Read(text);
             peer.Send("all of it");
-            if (std::string(c.what) == "reset") peer.Read(text);
-            c.end(peer);
+            if (std::string(what) == "reset") peer.Read(text);
+            end(peer);
           },
           version));
       SocketCls socket;
@@ -342,18 +315,17 @@ TEST(TlsEnd, IsOrderlyOnlyWithTheClosingAlert) {
       ASSERT_EQ(Protect(socket, server.Port(), Trusting()), 0);
       recorder.events.clear();
       recorder.hook = [&](const std::string& event) {
-        if (event == "DataArrival" && std::string(c.what) == "reset") socket.QueueData("more");
+        if (event == "DataArrival" && std::string(what) == "reset") socket.QueueData("more");
       };
       ASSERT_EQ(socket.SendData("ask"), 0);
       EXPECT_TRUE(PumpUntil([&] { return recorder.Saw("Closed"); }));
       EXPECT_EQ(recorder.received, "all of it");
-      const bool damage = std::string(c.what) == "damage";
-      EXPECT_EQ(SocketOwner::CloseError(socket), damage ? 10172 : c.error);
-      EXPECT_EQ(socket.LastSocketErr(), damage ? 10172 : c.error);
+      const bool damage = std::string(what) == "damage";
+      EXPECT_EQ(SocketOwner::CloseError(socket), damage ? 10172 : error);
+      EXPECT_EQ(socket.LastSocketErr(), damage ? 10172 : error);
       for (int i = 0; i < 5; ++i) MessageLoop::ForThisThread().PumpMessages();
       EXPECT_EQ(std::ranges::count(recorder.events, "Closed"), 1);
     }
-  }
 }
 
 TEST(TlsEnd, ComesBehindAllDataAlsoToWhoIsBusy) {

@@ -1,15 +1,11 @@
 // What the TLS tests share: an authority, providers that trust it, and protecting a connection.
 #pragma once
 
-#include <gtest/gtest.h>
 #include <netro/SocketCls.h>
 #include <netro/tls/OpenSslTls.h>
 
-#include <memory>
-#include <string>
 
 #include "SocketTestKit.h"
-#include "TemporaryFolder.h"
 #include "peers/TlsServer.h"
 
 namespace netro {
@@ -34,8 +30,9 @@ inline std::shared_ptr<TlsProvider> Trusting(TlsSettings settings = {}) {
   return MustProvide(settings);
 }
 
-inline peers::TlsRules GoodRules() {
+inline peers::TlsRules GoodRules(int highest = 0) {
   peers::TlsRules rules;
+  rules.highest = highest;
   rules.identity = Authority().Issue();
   return rules;
 }

@@ -1,10 +1,5 @@
-// The watcher's settings file, its message texts and its log lines; what it remembers of a host,
-// and the file that lets it go on after a restart.
-#include <gtest/gtest.h>
-
-#include <filesystem>
-
-#include "TemporaryFolder.h"
+// The watcher's settings, texts and log lines; what it remembers, also after a restart.
+#include "TestKit.h"
 #include "diag/WatchLog.h"
 #include "diag/WatchSettings.h"
 #include "diag/WatchState.h"
@@ -27,10 +22,7 @@ WatchSettings Read(const std::string& text) {
 
 TEST(WatchSettings, WhatMakesAFileUnusableIsNamed) {
   const std::string hosts = "[DownActions]\n1=log\n[HostNames]\na=";
-  const struct {
-    std::string text;
-    const char* error;
-  } kCases[] = {
+  const std::pair<std::string, const char*> kCases[] = {
       {"", "Neither a DownActions nor a UpAction is defined."},
       {"[HostNames]\na=b|Ping\n", "Neither a DownActions nor a UpAction is defined."},
       {"[DownActions]\n1=log\n", "No Hosts to observe found."},
@@ -155,9 +147,7 @@ TEST(WatchText, PlaceholdersStandForSettingsAndHost) {
       {"Name name$ $Name $$", "Name name$ $Name $$"},
       {"UpLogMsg$", "UpLogMsg$"},
   };
-  for (const auto& [text, filled] : kCases) {
-    EXPECT_EQ(FillWatchText(text, settings, facts), filled);
-  }
+  for (const auto& [text, filled] : kCases) EXPECT_EQ(FillWatchText(text, settings, facts), filled);
   EXPECT_EQ(FillWatchText(settings.downLogMsg, settings, {"me", "web", "h", "no answer"}),
             "me: web could not be reached! no answer");
   EXPECT_EQ(FillWatchText(settings.upActionMsg, settings, {"me", "web", "h", ""}),
@@ -186,9 +176,8 @@ TEST(WatchText, TextsThatNameOneAnotherEnd) {
 TEST(WatchLog, LinesAreQuotedAndNoFormulas) {
   EXPECT_EQ(WatchLogLine({"a", "", "say \"hi\", you", "1"}),
             "\"a\",\"\",\"say \"\"hi\"\", you\",\"1\"");
-  for (const char* formula : {"=1+1", "+1", "-1", "@sum(a)", "\tx", "\rx"}) {
+  for (const char* formula : {"=1+1", "+1", "-1", "@sum(a)", "\tx", "\rx"})
     EXPECT_EQ(WatchLogLine({formula}), "\"'" + std::string(formula) + "\"");
-  }
 }
 
 TEST(WatchHistory, AMonthIsSummedUpInBoundedMemory) {
@@ -235,8 +224,7 @@ TEST(WatchHistory, ClocksMayBeSet) {
   EXPECT_EQ(past.Outages[0].Reason.size(), WatchHistory::kLongestReason);
 }
 
-class WatchStateFile : public testing::Test {
- protected:
+struct WatchStateFile : testing::Test {
   std::string Read() {
     hosts.clear();
     others.clear();

@@ -1,17 +1,13 @@
 // The watcher's bookkeeping: rows, windows, delays, parents, the uplink, flapping, quiet hours, and
 // a month of scripted outages in which every alert is accounted for.
-#include <gtest/gtest.h>
-
-#include <map>
 #include <random>
 #include <sstream>
 
+#include "TestKit.h"
 #include "diag/WatchList.h"
 
 namespace netro {
 namespace {
-
-using std::chrono::seconds;
 
 WatchTarget Target(const std::string& name, const std::string& parent = {}) {
   WatchTarget target;
@@ -78,12 +74,9 @@ class OneHost {
 
 TEST(WatchList, RowsAndWindowsMakeAHostGoDownAndComeUp) {
   const struct {
-    const char* probes;
-    const char* expected;
+    const char *probes, *expected;
     WatchedStateEnum state;
-    std::int32_t upWindow;
-    std::int32_t downWindow;
-    std::int32_t flapChanges;
+    std::int32_t upWindow, downWindow, flapChanges;
   } kCases[] = {
       {"+", "300 ", WatchedUp, 0, 0, 0},
       {"-", "10 ", WatchedUnknown, 0, 0, 0},
@@ -239,8 +232,6 @@ TEST(WatchList, QuietHoursOweWhatIsStillSoAndRemindersRepeat) {
   EXPECT_EQ(tick(false), "");
 }
 
-// --- a month
-
 constexpr std::int64_t kDay = 86400;
 constexpr std::size_t kRouters = 5;  // behind the uplink, which is host 0
 constexpr std::size_t kHosts = 60;   // behind the routers, from kRouters + 1 on
@@ -260,9 +251,8 @@ class Month {
     settings_ = SettingsFor(static_cast<int>(kAll), 5, 5);
     settings_.uplink = "host0";
     settings_.flapChanges = 4;
-    for (std::size_t i = kRouters + 1; i < kAll; ++i) {
+    for (std::size_t i = kRouters + 1; i < kAll; ++i)
       settings_.targets[i].parent = settings_.targets[RouterOf(i)].name;
-    }
     for (std::int64_t day = 0; day < 30; ++day) PlanDay(day);
     list_.Assign(settings_, base_);
   }
@@ -278,9 +268,8 @@ class Month {
       for (const WatchId id : list_.TakeDue(base_ + seconds(second))) {
         const std::size_t i = *list_.Find(id);
         list_.Record(id, Result(Answers(i, second)), DateAt(second), base_ + seconds(second));
-        for (const WatchChange& change : std::exchange(list_.Changes(), {})) {
+        for (const WatchChange& change : std::exchange(list_.Changes(), {}))
           told_[*list_.Find(change.host)][second] = change.kind;
-        }
       }
     }
   }
@@ -310,9 +299,8 @@ class Month {
     };
     switch (day % 4) {
       case 0:
-        for (std::size_t i = kRouters + 1; i < kAll; ++i) {
+        for (std::size_t i = kRouters + 1; i < kAll; ++i)
           add(i, begin + Below(40'000), Below(3) == 0 ? 20 : 5000);
-        }
         break;
       case 1:
         for (std::size_t i = 1; i <= kRouters; ++i) add(i, begin + Below(60'000), 6000);
@@ -367,7 +355,7 @@ TEST(WatchList, InAMonthEveryAlertIsAccountedFor) {
   Month month;
   month.Run();
   constexpr std::int64_t kDown = 300 + 60;  // the next probe, and five of them
-  for (std::size_t i = 0; i < kAll; ++i) {
+  for (std::size_t i = 0; i < kAll; ++i)
     for (const Outage& outage : month.outages[i]) {
       const std::int64_t length = outage.to - outage.from;
       if (length < 100 || length == 450) continue;
@@ -380,7 +368,6 @@ TEST(WatchList, InAMonthEveryAlertIsAccountedFor) {
         month.Expect(ward, WatchedCameUp, outage.to, outage.to + 120);
       }
     }
-  }
   for (std::int64_t day = 3; day < 30; day += 4) {
     const std::int64_t begin = day * kDay + 4000;
     month.Expect(kAll - 1, WatchedWentDown, begin, begin + 400);

@@ -1,23 +1,11 @@
 // What a watcher does about changes: programs, mails and webhooks, with peers that fail.
-#include <gtest/gtest.h>
-#include <netro/MessageLoop.h>
-
-#include <algorithm>
-#include <atomic>
-#include <filesystem>
-
-#include "TemporaryFolder.h"
+#include "TestKit.h"
 #include "diag/WatchReportText.h"
 #include "diag/WatchReports.h"
-#include "platform/Clock.h"
-#include "tests/peers/HttpServer.h"
 #include "tests/peers/SmtpServer.h"
 
 namespace netro {
 namespace {
-
-using namespace std::chrono_literals;
-using peers::SmtpServer;
 
 WatchReport About(const std::string& name, WatchReport::Kind kind = WatchReport::Down) {
   WatchReport report;
@@ -27,8 +15,7 @@ WatchReport About(const std::string& name, WatchReport::Kind kind = WatchReport:
   return report;
 }
 
-class WatchReporting : public testing::Test {
- protected:
+struct WatchReporting : testing::Test {
   WatchReporting() { settings.groupSeconds = 0; }
   ~WatchReporting() override { reports->GiveUp(); }
 
@@ -51,9 +38,8 @@ class WatchReporting : public testing::Test {
     const std::vector<WatchWaiting> waiting = reports->Waiting();
     reports->GiveUp();
     EXPECT_TRUE(reports->Waiting().empty());
-    for (const WatchWaiting& one : waiting) {
+    for (const WatchWaiting& one : waiting)
       reports->Recall({one.kind, SplitFields(JoinFields(one.fields)).value()});
-    }
     reports->Tick();
   }
   static bool Until(const std::function<bool()>& done) {
@@ -140,9 +126,8 @@ TEST_F(WatchReporting, AMailThatIsPutOffIsSentLater) {
   Renew();
   AdvanceClockForTests(61s);
   EXPECT_TRUE(Until([&] { return server.Messages().size() == 1; }));
-  for (const char* text : {"one down", "two down", "three is unreachable"}) {
+  for (const char* text : {"one down", "two down", "three is unreachable"})
     EXPECT_NE(server.Messages()[0].find(text), std::string::npos) << text;
-  }
 }
 
 TEST_F(WatchReporting, ASilentServerHoldsNoOtherMail) {

@@ -1,31 +1,17 @@
 // WatchpostCls: operations and their texts, rounds against scripted servers, and every report.
-#include <gtest/gtest.h>
-#include <netro/MessageLoop.h>
 #include <netro/QueryDNSCLS.h>
 #include <netro/WatchpostCls.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <atomic>
-#include <filesystem>
-#include <fstream>
-
 #include "EchoPermission.h"
-#include "SystemRoot.h"
-#include "TemporaryFolder.h"
-#include "platform/Clock.h"
-#include "tests/peers/BytesServer.h"
+#include "TestKit.h"
 #include "tests/peers/DnsReply.h"
 #include "tests/peers/DnsServer.h"
-#include "tests/peers/HttpServer.h"
 #include "tests/peers/SmtpServer.h"
 
 namespace netro {
 namespace {
-
-using namespace std::chrono_literals;
-using peers::HttpServer;
 
 // Notes the events as words; `hook` is called with each.
 class Journal : public WatchpostClsEvents {
@@ -59,8 +45,7 @@ class Journal : public WatchpostClsEvents {
   std::string events_;
 };
 
-class Watchpost : public testing::Test {
- protected:
+struct Watchpost : testing::Test {
   Watchpost() {
     Make();
     server.On("/", [this](const peers::HttpRequest&) {
@@ -390,9 +375,8 @@ TEST_F(Watchpost, HostsOfIPv6) {
   const char* const kAnswers[] = {
       "Success", "Success", "General Failure", "Connection Refused", "Connection Refused",
       "Success"};
-  for (std::int32_t i = 0; i < post->HostCount(); ++i) {
+  for (std::int32_t i = 0; i < post->HostCount(); ++i)
     EXPECT_TRUE(post->HostAt(i).LastAnswer.starts_with(kAnswers[i])) << post->HostAt(i).LastAnswer;
-  }
 }
 
 TEST_F(Watchpost, WhatThisProgramLacksIsNoFailureOfAHost) {
@@ -449,7 +433,7 @@ TEST_F(Watchpost, WhatIsKnownSurvivesPauseAndNewSettings) {
 }
 
 TEST_F(Watchpost, EveryEventMayStopOrDelete) {
-  for (const char* event : {"hunt", "probed0", "down:", "round", "rest"}) {
+  for (const char* event : {"hunt", "probed0", "down:", "round", "rest"})
     for (const bool deletes : {false, true}) {
       Make();
       WriteOneHost("[DownActions]\n1=log\n2=run|true|");
@@ -472,7 +456,6 @@ TEST_F(Watchpost, EveryEventMayStopOrDelete) {
       }
       journal.hook = [](const std::string&) {};
     }
-  }
 }
 
 }  // namespace

@@ -1,34 +1,24 @@
-// Files read and replaced whole: kinds and rights, links, failures that leave nothing behind, two
-// writers at once, and the folder of the settings.
-
-#include <gtest/gtest.h>
+// Files read and replaced whole: kinds, rights, links, failures, two writers at once.
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <atomic>
 #include <cerrno>
 #include <cstdlib>
-#include <filesystem>
 #include <iterator>
-#include <string>
-#include <thread>
-#include <utility>
 
+#include "TestKit.h"
 #include "platform/ErrorNumbers.h"
 #include "platform/WholeFile.h"
 #include "tests/Environment.h"
-#include "tests/TemporaryFolder.h"
 
 namespace netro {
 namespace {
 
 namespace fs = std::filesystem;
 
-class WholeFile : public testing::Test {
- protected:
+struct WholeFile : testing::Test {
   std::ptrdiff_t FilesHere() const {
     return std::distance(fs::directory_iterator(folder_.Path()), fs::directory_iterator());
   }
@@ -154,9 +144,7 @@ TEST_F(WholeFile, FoldersAreMadeWithThoseAbove) {
 }
 
 TEST_F(WholeFile, SettingsLieWhereTheEnvironmentSays) {
-  const struct {
-    const char *config, *home, *folder;
-  } kCases[] = {
+  const std::tuple<const char*, const char*, const char*> kCases[] = {
       {"/c", "/h", "/c"},        {nullptr, "/h", "/h/.config"}, {"", "/h", "/h/.config"},
       {"c", "/h", "/h/.config"}, {nullptr, nullptr, ""},        {nullptr, "", ""},
       {"./c", "h", ""},

@@ -179,6 +179,26 @@ void LoopbackServer::JoinFinished() {
   });
 }
 
+void Relay(Connection& client, int port) {
+  Connection target(ConnectToLoopback(port), client.StopFd());
+  if (target.Fd() < 0) return;
+  Connection* ends[] = {&client, &target};
+  bool open[] = {true, true};
+  while (open[0] || open[1]) {
+    pollfd waits[] = {{open[0] ? client.Fd() : -1, POLLIN, 0},
+                      {open[1] ? target.Fd() : -1, POLLIN, 0},
+                      {client.StopFd(), POLLIN, 0}};
+    if (poll(waits, 3, -1) <= 0 || waits[2].revents != 0) return;
+    for (int i = 0; i < 2; ++i) {
+      if (waits[i].revents == 0) continue;
+      std::string block;
+      open[i] = ends[i]->Read(block);
+      if (!open[i]) ends[1 - i]->HalfClose();
+      if (!ends[1 - i]->Send(block)) return;
+    }
+  }
+}
+
 int ConnectToLoopback(int port) {
   const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   const sockaddr_in address = Loopback(port);
@@ -190,10 +210,11 @@ int ConnectToLoopback(int port) {
 RefusingPort::RefusingPort() : port_(0) { fd_ = BoundSocket(port_); }
 RefusingPort::~RefusingPort() { close(fd_); }
 
-HangingPort::HangingPort() : port_(0) {
-  fd_ = BoundSocket(port_);
+HangingPort::HangingPort(int port, const std::string& host)
+    : fd_(BoundSocket(port, host)), port_(port) {
   listen(fd_, 0);
-  const sockaddr_in address = Loopback(port_);
+  sockaddr_in address = Loopback(port_);
+  inet_pton(AF_INET, host.c_str(), &address.sin_addr);
   for (int i = 0; i < 4; ++i) {  // the first ones fill the queue, the rest stay unanswered
     fillers_.push_back(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     connect(fillers_.back(), reinterpret_cast<const sockaddr*>(&address), sizeof address);

@@ -95,6 +95,9 @@ class LoopbackServer {
 /// A new socket connected to a port of 127.0.0.1; -1 when that failed.
 int ConnectToLoopback(int port);
 
+/// Copies to such a port and back until one side ends or the server stops; then both are closed.
+void Relay(Connection& client, int port);
+
 /// A port of 127.0.0.1 that refuses connections and is taken by nobody else meanwhile.
 class RefusingPort {
  public:
@@ -109,10 +112,10 @@ class RefusingPort {
   int port_;
 };
 
-/// A port of 127.0.0.1 whose queue is full: the kernel leaves connection attempts unanswered.
+/// A port whose queue is full: the kernel leaves connection attempts unanswered.
 class HangingPort {
  public:
-  HangingPort();
+  explicit HangingPort(int port = 0, const std::string& address = "127.0.0.1");
   ~HangingPort();
   HangingPort(const HangingPort&) = delete;
   HangingPort& operator=(const HangingPort&) = delete;

@@ -1,8 +1,5 @@
 #include "SocksServer.h"
 
-#include <poll.h>
-#include <unistd.h>
-
 #include <initializer_list>
 #include <utility>
 
@@ -17,27 +14,6 @@ std::string Octets(std::initializer_list<int> values) {
 
 int PortAt(const std::string& bytes, std::size_t at) {
   return static_cast<std::uint8_t>(bytes[at]) * 256 + static_cast<std::uint8_t>(bytes[at + 1]);
-}
-
-// Copies both ways until one side ends or the server stops; then both are closed.
-void Tunnel(Connection& client, int port) {
-  Connection target(ConnectToLoopback(port), client.StopFd());
-  if (target.Fd() < 0) return;
-  Connection* ends[] = {&client, &target};
-  bool open[] = {true, true};
-  while (open[0] || open[1]) {
-    pollfd waits[] = {{open[0] ? client.Fd() : -1, POLLIN, 0},
-                      {open[1] ? target.Fd() : -1, POLLIN, 0},
-                      {client.StopFd(), POLLIN, 0}};
-    if (poll(waits, 3, -1) <= 0 || waits[2].revents != 0) return;
-    for (int i = 0; i < 2; ++i) {
-      if (waits[i].revents == 0) continue;
-      std::string block;
-      open[i] = ends[i]->Read(block);
-      if (!open[i]) ends[1 - i]->HalfClose();
-      if (!ends[1 - i]->Send(block)) return;
-    }
-  }
 }
 
 }  // namespace
@@ -82,7 +58,7 @@ void SocksServer::Serve(Connection& connection) {
   if (!dialogue.Want(1)) return;
   const bool opened = dialogue.request[0] == 4 ? Version4(dialogue) : Version5(dialogue);
   if (opened) {
-    Tunnel(connection, dialogue.targetPort);
+    Relay(connection, dialogue.targetPort);
     return;
   }
   connection.HalfClose();
