@@ -38,7 +38,15 @@ install(FILES ${PROJECT_BINARY_DIR}/netroConfig.cmake ${PROJECT_BINARY_DIR}/netr
   DESTINATION ${netro_package_dir})
 
 # The prefix is told from the place of the file, so that an installed tree can be moved.
-file(RELATIVE_PATH netro_pc_to_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+# Folders of the caller's own that are no part of it stand as they are.
+foreach(dir LIBDIR INCLUDEDIR)
+  string(TOLOWER netro_pc_${dir} name)
+  set(${name} "\${prefix}/${CMAKE_INSTALL_${dir}}")
+  if(IS_ABSOLUTE "${CMAKE_INSTALL_${dir}}")
+    set(${name} "${CMAKE_INSTALL_${dir}}")
+  endif()
+endforeach()
+file(RELATIVE_PATH netro_pc_to_prefix "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CMAKE_INSTALL_PREFIX}")
 configure_file(cmake/netro.pc.in ${PROJECT_BINARY_DIR}/netro.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/netro.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 

@@ -29,7 +29,7 @@ class BrotliDecoder final : public StreamDecoder {
     return {OutcomeOf(result), out.size() - room, Detail(result)};
   }
 
-  bool Restart() override { return false; }
+  bool Restart(std::uint8_t) override { return false; }
 
   Outcome OutcomeOf(BrotliDecoderResult result) const {
     if (result == BROTLI_DECODER_RESULT_SUCCESS) return Outcome::End;

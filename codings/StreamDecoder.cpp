@@ -13,7 +13,7 @@ std::int32_t StreamDecoder::Unpack(std::span<const std::uint8_t> block, const Co
   while (true) {
     if (ended_) {
       if (block.empty()) return 0;
-      if (!Restart()) return Fail(codingTrailing, "is followed by something else");
+      if (!Restart(block.front())) return Fail(codingTrailing, "is followed by something else");
       ended_ = false;
       furtherMember_ = true;
     }
@@ -38,6 +38,11 @@ std::int32_t StreamDecoder::Unpack(std::span<const std::uint8_t> block, const Co
 std::int32_t StreamDecoder::Finish() {
   if (error_ != 0 || ended_ || !started_) return error_;
   return Fail(codingTruncated, "ended too early");
+}
+
+std::string StreamDecoder::ErrorText() const {
+  if (error_ != codingStopped) return errorText_;
+  return "The unpacking of the body, coded with " + coding_ + ", was broken off.";
 }
 
 std::int32_t StreamDecoder::Fail(const Step& step) {

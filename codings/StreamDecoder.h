@@ -20,7 +20,7 @@ class StreamDecoder : public ContentDecoder {
  public:
   std::int32_t Decode(std::span<const std::uint8_t> block, const ContentSink& sink) final;
   std::int32_t Finish() final;
-  std::string ErrorText() const final { return errorText_; }
+  std::string ErrorText() const final;
 
  protected:
   enum class Outcome { More, End, Corrupt, NoMemory };
@@ -34,8 +34,9 @@ class StreamDecoder : public ContentDecoder {
 
   /// Unpacks from the front of `block`, and takes off it what was used, into `out`.
   virtual Step Run(std::span<const std::uint8_t>& block, std::span<std::uint8_t> out) = 0;
-  /// More follows the end. Prepares for a further member; false when the coding has but one.
-  virtual bool Restart() = 0;
+  /// More follows the end, beginning with this byte. Prepares for a further member; false when the
+  /// coding has but one, or none begins so.
+  virtual bool Restart(std::uint8_t first) = 0;
 
  private:
   std::int32_t Unpack(std::span<const std::uint8_t> block, const ContentSink& sink);

@@ -42,7 +42,10 @@ class ZlibDecoder final : public StreamDecoder {
     return {OutcomeOf(status), out.size() - stream_.avail_out, stream_.msg};
   }
 
-  bool Restart() override { return gzip_ && inflateReset(&stream_) == Z_OK; }
+  bool Restart(std::uint8_t first) override {
+    constexpr std::uint8_t kMagic = 0x1F;
+    return gzip_ && first == kMagic && inflateReset(&stream_) == Z_OK;
+  }
 
   bool Open(std::span<const std::uint8_t> block) {
     if (!open_) {

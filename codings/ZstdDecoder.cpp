@@ -64,7 +64,7 @@ class ZstdDecoder final : public StreamDecoder {
   }
 
   // The next frame begins by itself.
-  bool Restart() override {
+  bool Restart(std::uint8_t) override {
     header_.clear();
     produced_ = 0;
     return true;

@@ -74,20 +74,32 @@ void WatchpostCls::Tls(std::shared_ptr<TlsProvider> value) { watchpost_->Tls(std
 std::int32_t WatchpostCls::GetStatus() const { return watchpost_->Status(); }
 
 std::int32_t WatchpostCls::HostCount() const {
+  const LoopUse::Scope use(watchpost_->Use());
+  if (use.Refused()) return 0;
   return static_cast<std::int32_t>(watchpost_->List().Size());
 }
 
 WatchedHost WatchpostCls::HostAt(std::int32_t Index) const {
+  const LoopUse::Scope use(watchpost_->Use());
+  if (use.Refused()) return {};
   return watchpost_->HostAt(static_cast<std::size_t>(Index));
 }
 
 WatchedPast WatchpostCls::PastAt(std::int32_t Index) const {
+  const LoopUse::Scope use(watchpost_->Use());
+  if (use.Refused()) return {};
   return watchpost_->PastAt(static_cast<std::size_t>(Index));
 }
 
-std::int32_t WatchpostCls::MailsWaiting() const { return watchpost_->Reports().MailsWaiting(); }
+std::int32_t WatchpostCls::MailsWaiting() const {
+  const LoopUse::Scope use(watchpost_->Use());
+  return use.Refused() ? 0 : watchpost_->Reports().MailsWaiting();
+}
 
-std::int32_t WatchpostCls::ReportsUntried() const { return watchpost_->Reports().Untried(); }
+std::int32_t WatchpostCls::ReportsUntried() const {
+  const LoopUse::Scope use(watchpost_->Use());
+  return use.Refused() ? 0 : watchpost_->Reports().Untried();
+}
 
 std::int32_t WatchpostCls::LastErr() const { return watchpost_->LastErr(); }
 

@@ -72,6 +72,8 @@ bool MailSpool::DeliverDue(bool All) {
 }
 
 std::vector<SpooledMail> MailSpool::List() {
+  const LoopUse::Scope use(call_->use);
+  if (use.Refused()) return {};
   std::vector<std::string> ids;
   std::vector<SpooledMail> mails;
   SetResult(0, {});
@@ -90,6 +92,8 @@ std::vector<SpooledMail> MailSpool::List() {
 }
 
 bool MailSpool::Remove(const std::string& Id) {
+  const LoopUse::Scope use(call_->use);
+  if (use.Refused()) return false;
   if (!IsSpoolId(Id))
     return SetResult(kErrInvalidArgument, "\"" + Id + "\" is no id of a message.");
   const std::string path = SpoolPath(folder_, Id);
@@ -101,6 +105,8 @@ bool MailSpool::Remove(const std::string& Id) {
 }
 
 Date MailSpool::NextTry() {
+  const LoopUse::Scope use(call_->use);
+  if (use.Refused()) return 0;
   const Date now = WallClock();
   const SpoolSchedule schedule{retrySeconds_, limitSeconds_};
   Date next = 0;

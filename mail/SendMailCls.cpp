@@ -60,6 +60,8 @@ bool SendMailCls::SetResult(std::int32_t result) {
 bool SendMailCls::NewTextMsg(const std::string& MsgSubject, const std::string& MsgFrom,
                              const std::string& MsgTo, const std::string& MsgText,
                              const std::string& MsgCC, const std::string& MsgBCC) {
+  const LoopUse::Scope use(call_->use);
+  if (use.Refused()) return false;
   return SetResult(Try([&] {
     message_->Begin(Kind::Text, {MsgSubject, MsgFrom, MsgTo, MsgCC, MsgBCC}, MsgText, {});
   }));
@@ -75,6 +77,8 @@ bool SendMailCls::NewHTMLMsgX(const std::string& MsgSubject, const std::string& 
                               const std::string& MsgTo, const std::string& MsgText,
                               const std::string& MsgAlternativeText, const std::string& MsgCC,
                               const std::string& MsgBCC) {
+  const LoopUse::Scope use(call_->use);
+  if (use.Refused()) return false;
   return SetResult(Try([&] {
     message_->Begin(Kind::Html, {MsgSubject, MsgFrom, MsgTo, MsgCC, MsgBCC}, MsgText,
                     MsgAlternativeText);
@@ -84,6 +88,8 @@ bool SendMailCls::NewHTMLMsgX(const std::string& MsgSubject, const std::string& 
 bool SendMailCls::NewMsgFromMimeBuffer(const std::string& MimeBuffer, const std::string& MsgFrom,
                                        const std::string& MsgTo, const std::string& MsgCC,
                                        const std::string& MsgBCC) {
+  const LoopUse::Scope use(call_->use);
+  if (use.Refused()) return false;
   if (!HasHeaderBlock(MimeBuffer)) return SetResult(kTextNotMime, GetMessageText(kTextNotMime));
   return SetResult(Try([&] {
     message_->BeginFinished({{}, MsgFrom, MsgTo, MsgCC, MsgBCC},
@@ -92,6 +98,8 @@ bool SendMailCls::NewMsgFromMimeBuffer(const std::string& MimeBuffer, const std:
 }
 
 bool SendMailCls::AddHeader(const std::string& Title, const std::string& Value) {
+  const LoopUse::Scope use(call_->use);
+  if (use.Refused()) return false;
   if (!MayAdd()) return false;
   if (!MayAddHeader(Title)) {
     return SetResult(kErrInvalidArgument,
@@ -109,6 +117,8 @@ bool SendMailCls::MayAdd() {
 }
 
 bool SendMailCls::AddBytes(std::string_view bytes, const std::string& name, bool related) {
+  const LoopUse::Scope use(call_->use);
+  if (use.Refused()) return false;
   if (!MayAdd()) return false;
   return SetResult(Try([&] {
     message_->AddFile(HoldBytes(std::make_shared<const std::string>(bytes)), name, related);
@@ -163,12 +173,16 @@ void SendMailCls::MessageID(std::string value) { message_->MessageID(std::move(v
 
 const std::string& SendMailCls::MimeBuffer() const {
   static const std::string none;
+  const LoopUse::Scope use(call_->use);
+  if (use.Refused()) return none;
   const std::string* text = &none;
   Try([&] { text = &message_->Text(); });
   return *text;
 }
 
 std::uint64_t SendMailCls::MessageSize() const {
+  const LoopUse::Scope use(call_->use);
+  if (use.Refused()) return 0;
   std::uint64_t size = 0;
   Try([&] { size = message_->Size(); });
   return size;

@@ -45,6 +45,8 @@ bool SendMailCls::FailFile(std::int32_t error) {
 bool SendMailCls::NewMsgFromMimeFile(const std::string& Filename, const std::string& MsgFrom,
                                      const std::string& MsgTo, const std::string& MsgCC,
                                      const std::string& MsgBCC) try {
+  const LoopUse::Scope use(call_->use);
+  if (use.Refused()) return false;
   MimeBytes message;
   std::string front;
   if (const std::int32_t error = FindFile(Filename, message)) return FailFile(error);
@@ -57,6 +59,8 @@ bool SendMailCls::NewMsgFromMimeFile(const std::string& Filename, const std::str
 }
 
 bool SendMailCls::AddFile(const std::string& filename, const std::string& name, bool related) try {
+  const LoopUse::Scope use(call_->use);
+  if (use.Refused()) return false;
   if (!MayAdd()) return false;
   MimeBytes bytes;
   if (const std::int32_t error = FindFile(filename, bytes)) return FailFile(error);
@@ -79,6 +83,8 @@ std::unique_ptr<ByteSource> SendMailCls::OpenMessage() try {
 }
 
 bool SendMailCls::WriteMessage(const std::function<bool(std::string_view)>& Write) {
+  const LoopUse::Scope use(call_->use);
+  if (use.Refused()) return false;
   if (!Write) return SetResult(kErrInvalidArgument, "Write is no function.");
   const std::unique_ptr<ByteSource> text = OpenMessage();
   if (text == nullptr) return false;
@@ -93,6 +99,8 @@ bool SendMailCls::WriteMessage(const std::function<bool(std::string_view)>& Writ
 }
 
 bool SendMailCls::SaveMessage(const std::string& Filename) {
+  const LoopUse::Scope use(call_->use);
+  if (use.Refused()) return false;
   const std::unique_ptr<ByteSource> text = OpenMessage();
   if (text == nullptr) return false;
   const std::int32_t error = ReplaceFile(Filename, [&](OutputFile& file) {

@@ -60,6 +60,10 @@ const std::shared_ptr<Loop>& Loop::ForThread() {
 
 Loop::Loop() : tasks_(*this, notifier_.SharedWaker()) {}
 
+const Loop* Loop::OfRunningTask() {
+  return t_hasTasks != nullptr && t_hasTasks->CurrentTask() != nullptr ? t_hasTasks : nullptr;
+}
+
 void EndTasksOfThread() {
   if (Loop* const loop = std::exchange(t_hasTasks, nullptr)) loop->EndTasks();
 }
@@ -162,7 +166,8 @@ void Loop::RunLoop() {
 }
 
 void Loop::QuitLoop() {
-  if (run_ == nullptr) return;
+  const LoopUse::Scope use(use_);
+  if (use.Refused() || run_ == nullptr) return;
   run_->quit = true;
   if (run_->state != nullptr) run_->state->Changed();
 }
@@ -262,6 +267,8 @@ void Loop::KillWaits() {
 }
 
 std::int32_t Loop::Sleep(milliseconds time) try {
+  const LoopUse::Scope use(use_);
+  if (use.Refused()) return kErrOtherThread;
   if (IsTooDeep()) return kErrInProgress;
   const TimePoint end = MillisecondsFromNow(time);
   const CallMark mark(ForThread(), std::make_shared<CallState>());
@@ -285,6 +292,8 @@ std::int32_t Loop::SetTimer(std::int32_t milliseconds, std::function<void()> cal
 }
 
 void Loop::KillTimer(std::int32_t timerId) {
+  const LoopUse::Scope use(use_);
+  if (use.Refused()) return;
   const auto found = timers_.find(timerId);
   if (found == timers_.end()) return;
   schedule_.erase({found->second.due, timerId});
@@ -342,6 +351,8 @@ void Loop::RunTimer(std::int32_t id, TimePoint now) {
 }
 
 void Loop::SetHostPump(std::function<void()> pump, milliseconds interval) {
+  const LoopUse::Scope use(use_);
+  if (use.Refused()) return;
   hostPump_ = pump ? std::make_shared<std::function<void()>>(std::move(pump)) : nullptr;
   hostPumpDue_ = hostPump_ ? TimePoint::min() : TimePoint::max();
   // "At least every", with room for a late wake-up.

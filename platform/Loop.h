@@ -59,6 +59,8 @@ class Loop final : public MessageLoop {
   /// What Notify writes to, for helper threads: a late one must not destroy a loop on its thread.
   const std::shared_ptr<Wakeups>& Calls() const { return tasks_.Calls(); }
 
+  /// The calling thread's loop while one of its tasks runs; else null.
+  static const Loop* OfRunningTask();
   /// The task that runs; null while the thread's own stack does.
   TaskState* CurrentTask() const { return tasks_.Current(); }
   /// Has a sleeping task ask with the next pump whether its wait is over.

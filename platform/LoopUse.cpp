@@ -1,6 +1,7 @@
 #include "platform/LoopUse.h"
 
 #include "platform/ErrorNumbers.h"
+#include "platform/Loop.h"
 
 namespace netro {
 namespace {
@@ -18,9 +19,12 @@ LoopUse::Scope::Kind LoopUse::Enter() noexcept {
   std::thread::id user = user_.load(std::memory_order_relaxed);
   if (user != self) {
     if (!checks_.load(std::memory_order_relaxed)) return Scope::Kind::Unchecked;
+    // A task sleeps in the loop of its own thread; waiting in another one would hold all of it.
+    const Loop* const own = Loop::OfRunningTask();
     user = {};
     // What the thread before has left is seen by this one.
-    if (!user_.compare_exchange_strong(user, self, std::memory_order_acquire)) {
+    if ((own != nullptr && own->Use().get() != this) ||
+        !user_.compare_exchange_strong(user, self, std::memory_order_acquire)) {
       t_refusal = kErrOtherThread;
       return Scope::Kind::Refused;
     }

@@ -116,6 +116,8 @@ void SocketCls::RefreshAddresses() try {
 }
 
 void SocketCls::SocketIsBusy(bool value) {
+  const LoopUse::Scope use(call_->use);
+  if (use.Refused()) return;
   const bool resumed = socketIsBusy_ && !value;
   socketIsBusy_ = value;
   if (resumed && socketHandle_ != 0 && state_ != sockConnecting) {
@@ -264,6 +266,8 @@ void SocketCls::Disconnect() {
 }
 
 void SocketCls::RemoveSocket() {
+  const LoopUse::Scope use(call_->use);
+  if (use.Refused()) return;
   race_.reset();
   module_->Unregister(*this);
 }

@@ -61,7 +61,9 @@ void HttpQuery::AddOwnFields(HttpRequest& request) {
   asksRest_ = !rest.empty();
   for (const auto& [name, value] : rest) add(name.c_str(), value);
   if (asksRest_) add("Accept-Encoding", "identity");
-  if (options_.codings != nullptr) add("Accept-Encoding", options_.codings->Codings());
+  // A body that keeps its framing is not unpacked.
+  const bool unpacks = options_.codings != nullptr && settings_.removeChunkHeader;
+  if (unpacks) add("Accept-Encoding", options_.codings->Codings());
   if (options_.cookies != nullptr) add("Cookie", options_.cookies->CookieHeader(urlText_));
   expect_ = body_ != nullptr && !refuseExpect_ && request.bodyLength.value_or(kLongBody) >= kLongBody;
   if (expect_) add("Expect", "100-continue");

@@ -34,7 +34,8 @@ class NETRO_EXPORT MessageLoop {
   MessageLoop& operator=(const MessageLoop&) = delete;
 
   /// The descriptor that is readable while PumpMessages has something to do; -1 when the system
-  /// could not give one. It stays the loop's: watch it, do not read or close it.
+  /// could not give one: pump every 10 ms or so then, and ask again. It stays the loop's: watch it,
+  /// do not read or close it.
   virtual int LoopFd() const = 0;
 
   /// Delivers what is queued on entry (notifications, due timers, posted functions, tasks that may
