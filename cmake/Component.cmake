@@ -1,4 +1,5 @@
-# Components: what needs a foreign library, each a library of its own above the public headers.
+# Components: what needs a foreign library or serves tests only, each a library of its own above
+# the public headers.
 # netro_add_component(NAME SOURCES ... LINK ... PACKAGE ...) makes the target netro_NAME, called
 # netro::NAME outside, and netro::NAME_static for programs of this project. Install.cmake exports
 # what is listed in NETRO_COMPONENTS; find_package(netro COMPONENTS NAME) finds it, and with a static

@@ -29,6 +29,10 @@ if(TARGET netro_tls)
   install(FILES include/netro/tls/OpenSslTls.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/netro/tls)
 endif()
 
+if(TARGET netro_testkit)
+  install(DIRECTORY include/netro/testkit DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/netro)
+endif()
+
 get_property(netro_component_packages GLOBAL PROPERTY NETRO_COMPONENT_PACKAGES)
 configure_package_config_file(cmake/netroConfig.cmake.in ${PROJECT_BINARY_DIR}/netroConfig.cmake
   INSTALL_DESTINATION ${netro_package_dir})

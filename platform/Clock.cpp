@@ -2,23 +2,38 @@
 
 #include <algorithm>
 #include <atomic>
+#include <mutex>
 
 #include "support/DateText.h"
 
 namespace netro {
 namespace {
 
-std::atomic<std::chrono::milliseconds::rep> g_advance{0};
+std::atomic<std::chrono::nanoseconds::rep> g_advance{0};
+std::atomic<int> g_rate{1};
+std::mutex g_mutex;  // while the rate is another
+TimePoint g_since;   // when it began, guarded by g_mutex
+
+/// What the clocks are ahead of the system's.
+std::chrono::nanoseconds Ahead(TimePoint system) {
+  if (g_rate.load() == 1) return std::chrono::nanoseconds(g_advance.load());
+  const std::lock_guard lock(g_mutex);
+  return std::chrono::nanoseconds(g_advance.load()) +
+         std::max(system - g_since, TimePoint::duration(0)) * (g_rate.load() - 1);
+}
 
 }  // namespace
 
 TimePoint Now() {
-  return std::chrono::steady_clock::now() + std::chrono::milliseconds(g_advance.load());
+  const TimePoint system = std::chrono::steady_clock::now();
+  return system + Ahead(system);
 }
 
 std::chrono::sys_time<std::chrono::nanoseconds> SystemTime() {
-  return std::chrono::system_clock::now() + std::chrono::milliseconds(g_advance.load());
+  return std::chrono::system_clock::now() + Ahead(std::chrono::steady_clock::now());
 }
+
+std::chrono::nanoseconds SleepFor(std::chrono::nanoseconds time) { return time / g_rate.load(); }
 
 Date WallClock() { return ToDate(std::chrono::floor<std::chrono::milliseconds>(SystemTime())); }
 
@@ -41,7 +56,19 @@ LocalDate AtLocalTime(Date date) {
   return {date, LocalTimeOffset(local - LocalTimeOffset(local))};
 }
 
-void AdvanceClockForTests(std::chrono::milliseconds amount) { g_advance += amount.count(); }
+void AdvanceClockForTests(std::chrono::milliseconds amount) {
+  g_advance += std::chrono::nanoseconds(amount).count();
+}
+
+bool SetClockRateForTests(int timesAsFast) {
+  const std::lock_guard lock(g_mutex);
+  if (timesAsFast != 1 && g_rate.load() != 1) return false;
+  const TimePoint system = std::chrono::steady_clock::now();
+  g_advance += ((system - g_since) * (g_rate.load() - 1)).count();
+  g_since = system;
+  g_rate = timesAsFast;
+  return true;
+}
 
 TimePoint SecondsFromNow(long seconds) {
   return Now() + std::chrono::seconds(std::max(0L, seconds));

@@ -2,6 +2,7 @@
 // outlives the program. Any thread.
 #pragma once
 
+#include <netro/TestClock.h>
 #include <netro/Types.h>
 
 #include <chrono>
@@ -36,8 +37,9 @@ LocalDate LocalClock();
 /// is changed, it is that of one of the two sides. Zero outside the years 0 to 9999.
 LocalDate AtLocalTime(Date date);
 
-/// Moves both clocks: lets a test pass a 60-second time-out without waiting for it.
-void AdvanceClockForTests(std::chrono::milliseconds amount);
+/// How long a thread has to sleep for so much of that time, which tests may have made faster; never
+/// more than that.
+std::chrono::nanoseconds SleepFor(std::chrono::nanoseconds time);
 
 /// The moment `seconds` from now; a negative number counts as 0.
 TimePoint SecondsFromNow(long seconds);

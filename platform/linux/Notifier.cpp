@@ -110,7 +110,7 @@ constexpr std::chrono::nanoseconds kLongestSleep = std::chrono::hours(1);
 
 std::chrono::nanoseconds SleepTime(TimePoint until) {
   if (until == TimePoint::max()) return kNoLimit;
-  return std::clamp<std::chrono::nanoseconds>(until - Now(), std::chrono::nanoseconds(0),
+  return std::clamp<std::chrono::nanoseconds>(SleepFor(until - Now()), std::chrono::nanoseconds(0),
                                               kLongestSleep);
 }
 
@@ -145,8 +145,8 @@ struct Notifier::State {
   void SetAlarm() const {
     itimerspec setting{};
     if (alarmAt != TimePoint::max()) {
-      setting.it_value = ToTimespec(
-          std::max<std::chrono::nanoseconds>(alarmAt - Now(), std::chrono::nanoseconds(1)));
+      setting.it_value = ToTimespec(std::max<std::chrono::nanoseconds>(
+          SleepFor(alarmAt - Now()), std::chrono::nanoseconds(1)));
     }
     timerfd_settime(alarm, 0, &setting, nullptr);
   }

@@ -14,7 +14,7 @@
 
 #include "tests/peers/IcmpBytes.h"
 
-namespace netro::peers {
+namespace netro::testkit {
 namespace {
 
 std::size_t Byte(const std::string& packet, std::size_t at) {
@@ -166,4 +166,4 @@ void EchoPeer::Take(const std::string& packet) {
   }
 }
 
-}  // namespace netro::peers
+}  // namespace netro::testkit

@@ -11,7 +11,7 @@
 #include <thread>
 #include <vector>
 
-namespace netro::peers {
+namespace netro::testkit {
 
 class EchoPeer {
  public:
@@ -61,4 +61,4 @@ class EchoPeer {
   std::thread thread_;
 };
 
-}  // namespace netro::peers
+}  // namespace netro::testkit

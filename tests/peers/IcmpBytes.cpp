@@ -4,7 +4,7 @@
 
 #include <cstddef>
 
-namespace netro::peers {
+namespace netro::testkit {
 namespace {
 
 std::string Big16(std::size_t value) {
@@ -87,4 +87,4 @@ std::string IpBytes(const IpFields& fields, const std::string& payload) {
   return packet + payload;
 }
 
-}  // namespace netro::peers
+}  // namespace netro::testkit

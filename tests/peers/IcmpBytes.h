@@ -4,7 +4,7 @@
 
 #include <string>
 
-namespace netro::peers {
+namespace netro::testkit {
 
 /// The message with its checksum (RFC 1071) in bytes 2 and 3; `before` is counted as well.
 std::string WithIcmpChecksum(std::string message, const std::string& before = {});
@@ -33,4 +33,4 @@ struct IpFields {
 /// 8200, with the checksum of its ICMP message put right.
 std::string IpBytes(const IpFields& fields, const std::string& payload);
 
-}  // namespace netro::peers
+}  // namespace netro::testkit

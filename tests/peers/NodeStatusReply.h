@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-namespace netro::peers {
+namespace netro::testkit {
 
 inline std::string NetBios16(unsigned value) {
   return {static_cast<char>(value >> 8 & 0xFF), static_cast<char>(value & 0xFF)};
@@ -48,4 +48,4 @@ struct NodeStatusReply {
   }
 };
 
-}  // namespace netro::peers
+}  // namespace netro::testkit

@@ -8,7 +8,7 @@
 #include <atomic>
 #include <cstdlib>
 
-namespace netro::peers {
+namespace netro::testkit {
 namespace {
 
 using Key = std::shared_ptr<EVP_PKEY>;
@@ -95,4 +95,4 @@ Identity TlsAuthority::Issue(const CertificateWish& wish) const {
   return Texts(made.get(), key.get());
 }
 
-}  // namespace netro::peers
+}  // namespace netro::testkit

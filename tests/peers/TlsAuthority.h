@@ -8,7 +8,7 @@
 #include <memory>
 #include <string>
 
-namespace netro::peers {
+namespace netro::testkit {
 
 struct Identity {
   std::string certificate;  // PEM
@@ -39,4 +39,4 @@ class TlsAuthority {
   Identity identity_;
 };
 
-}  // namespace netro::peers
+}  // namespace netro::testkit

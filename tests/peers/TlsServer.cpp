@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <vector>
 
-namespace netro::peers {
+namespace netro::testkit {
 namespace {
 
 BIO* Memory(const std::string& text) {
@@ -177,4 +177,4 @@ void TlsServer::Serve(Connection& connection) {
   if (peer.ClientSaidGoodbye()) ++goodbyes_;
 }
 
-}  // namespace netro::peers
+}  // namespace netro::testkit

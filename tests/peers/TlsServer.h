@@ -5,6 +5,8 @@
 // Thread: the test's; `serve` runs on the connection's thread.
 #pragma once
 
+#include <netro/testkit/LoopbackServer.h>
+
 #include <openssl/ssl.h>
 
 #include <atomic>
@@ -14,10 +16,9 @@
 #include <string>
 #include <string_view>
 
-#include "LoopbackServer.h"
 #include "TlsAuthority.h"
 
-namespace netro::peers {
+namespace netro::testkit {
 
 /// The server's end of one connection. The methods end early when the server stops.
 class TlsPeer {
@@ -97,4 +98,4 @@ class TlsServer {
   LoopbackServer server_;
 };
 
-}  // namespace netro::peers
+}  // namespace netro::testkit

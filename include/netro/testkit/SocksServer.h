@@ -5,15 +5,16 @@
 // Thread: the test's; connections run on the server's threads.
 #pragma once
 
+#include <netro/Export.h>
+#include <netro/testkit/LoopbackServer.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <mutex>
 #include <string>
 #include <vector>
 
-#include "LoopbackServer.h"
-
-namespace netro::peers {
+namespace netro::testkit {
 
 struct SocksRules {
   std::uint8_t version4Reply = 90;
@@ -36,7 +37,7 @@ struct SocksRules {
   std::size_t silentAt = kNever;
 };
 
-class SocksServer {
+class NETRO_EXPORT SocksServer {
  public:
   explicit SocksServer(SocksRules rules = {});
 
@@ -61,4 +62,4 @@ class SocksServer {
   LoopbackServer server_;              // last: its threads use the others
 };
 
-}  // namespace netro::peers
+}  // namespace netro::testkit

@@ -1,10 +1,13 @@
 // A small HTTP server with one handler for each path, which returns the raw bytes of the answer.
 // One request per connection, and the stream ends after the answer; or, when it is told to keep its
-// connections, any number, until an answer says "Connection: close" or is empty. It shares nothing
-// with the library.
+// connections, any number, until an answer says "Connection: close" or is empty.
 //
 // Thread: the test's; handlers run on the server's threads, several at once.
 #pragma once
+
+#include <netro/Export.h>
+#include <netro/testkit/LoopbackServer.h>
+#include <netro/testkit/Response.h>
 
 #include <cstddef>
 #include <functional>
@@ -14,31 +17,29 @@
 #include <string_view>
 #include <vector>
 
-#include "LoopbackServer.h"
+namespace netro::testkit {
 
-namespace netro::peers {
-
-struct HttpRequest {
+struct NETRO_EXPORT HttpRequest {
   std::string method;
-  std::string target;  // as in the request line
-  std::string head;    // request line and header lines
-  std::string body;  // without chunk framing
+  std::string target;          // as in the request line
+  std::string head;            // request line and header lines
+  std::string body;            // without chunk framing
   std::size_t connection = 0;  // counted from 0
 
   /// The value of a header field, found without regard to case; empty when there is none.
   std::string Field(const std::string& name) const;
 };
 
-class HttpServer {
+class NETRO_EXPORT HttpServer {
  public:
-  using Handler = std::function<std::string(const HttpRequest&)>;
+  using Handler = std::function<Response(const HttpRequest&)>;
 
   explicit HttpServer(bool keeps = false);
 
   /// `path` is compared with the target up to its "?"; of a target in absolute form the path
   /// counts.
   void On(const std::string& path, Handler handler);
-  /// Answers with 200 and this text.
+  /// Answers with 200 and this text as text/plain.
   void OnText(const std::string& path, const std::string& text);
 
   int Port() const { return server_.Port(); }
@@ -47,13 +48,14 @@ class HttpServer {
 
   /// A connection of another kind, whose requests are answered too.
   struct Stream {
-    std::function<bool(std::string&)> read;  // appends; false at the end
-    std::function<bool(std::string_view)> send;
+    std::function<bool(std::string&)> read;     // appends; false at the end
+    std::function<bool(const Response&)> send;  // false when nothing can follow
   };
   void ServeOn(const Stream& stream, std::size_t number);
   /// All requests so far.
   std::vector<HttpRequest> Requests();
 
+  /// The bytes of an answer: "200 OK\r\nContent-Length: 2", "ok".
   static std::string Answer(const std::string& statusAndHeader, const std::string& body);
 
  private:
@@ -67,4 +69,4 @@ class HttpServer {
   LoopbackServer server_;                    // last: its threads use the others
 };
 
-}  // namespace netro::peers
+}  // namespace netro::testkit

@@ -1,6 +1,6 @@
-#include "DnsServer.h"
+#include <netro/testkit/DnsServer.h>
 
-namespace netro::peers {
+namespace netro::testkit {
 namespace {
 
 // Reads on until `bytes` holds a whole framed message and takes it from the front.
@@ -57,4 +57,4 @@ void DnsServer::ServeConnection(Connection& connection) {
   }
 }
 
-}  // namespace netro::peers
+}  // namespace netro::testkit

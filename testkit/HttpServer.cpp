@@ -1,11 +1,10 @@
-#include "HttpServer.h"
-
+#include <netro/testkit/HttpServer.h>
 #include <strings.h>
 
 #include <cstdlib>
 #include <utility>
 
-namespace netro::peers {
+namespace netro::testkit {
 namespace {
 
 constexpr char kEmptyLine[] = "\r\n\r\n";
@@ -74,9 +73,8 @@ std::string HttpRequest::Field(const std::string& name) const {
 }
 
 HttpServer::HttpServer(bool keeps)
-    : keeps_(keeps), server_([this](Connection& connection, std::size_t number) {
-        Serve(connection, number);
-      }) {}
+    : keeps_(keeps),
+      server_([this](Connection& connection, std::size_t number) { Serve(connection, number); }) {}
 
 void HttpServer::On(const std::string& path, Handler handler) {
   const std::lock_guard lock(mutex_);
@@ -120,20 +118,21 @@ void HttpServer::ServeOn(const Stream& stream, std::size_t number) {
     HttpRequest request;
     request.connection = number;
     if (!ReadRequest(stream, bytes, request)) return;
-    const std::string answer = Record(request)(request);
-    stream.send(answer);
-    const std::string head = answer.substr(0, answer.find(kEmptyLine));
-    if (!keeps_ || answer.empty() || head.find("Connection: close") != std::string::npos) return;
+    const Response answer = Record(request)(request);
+    if (!stream.send(answer)) return;
+    const std::string& sent = answer.bytes;
+    const std::string head = sent.substr(0, sent.find(kEmptyLine));
+    if (!keeps_ || sent.empty() || head.find("Connection: close") != std::string::npos) return;
   }
 }
 
 void HttpServer::Serve(Connection& connection, std::size_t number) {
   ServeOn({[&](std::string& into) { return connection.Read(into); },
-           [&](std::string_view text) { return connection.Send(text); }},
+           [&](const Response& response) { return connection.Give(response); }},
           number);
   connection.HalfClose();
   std::string rest;
   connection.ReadToEnd(rest);
 }
 
-}  // namespace netro::peers
+}  // namespace netro::testkit

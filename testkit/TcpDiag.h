@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-namespace netro::peers {
+namespace netro::testkit {
 
 /// A descriptor for PeerHasRead; -1 where the kernel does not offer it.
 int OpenTcpDiag();
@@ -13,4 +13,4 @@ int OpenTcpDiag();
 /// `diagFd`: when the peer's kernel has confirmed them.
 bool PeerHasRead(int diagFd, int fd, std::uint64_t sent);
 
-}  // namespace netro::peers
+}  // namespace netro::testkit

@@ -1,4 +1,4 @@
-#include "TcpDiag.h"
+#include "testkit/TcpDiag.h"
 
 #include <arpa/inet.h>
 #include <linux/inet_diag.h>
@@ -14,7 +14,7 @@
 #include <cerrno>
 #include <cstring>
 
-namespace netro::peers {
+namespace netro::testkit {
 namespace {
 
 struct Request {
@@ -83,4 +83,4 @@ bool PeerHasRead(int diagFd, int fd, std::uint64_t sent) {
   return message->idiag_rqueue == 0 && BytesReceived(header, message) >= sent;
 }
 
-}  // namespace netro::peers
+}  // namespace netro::testkit

@@ -1,7 +1,7 @@
-#include "DatagramServer.h"
-
 #include <arpa/inet.h>
 #include <fcntl.h>
+#include <netinet/in.h>
+#include <netro/testkit/DatagramServer.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -10,12 +10,12 @@
 #include <chrono>
 #include <cstdlib>
 
-namespace netro::peers {
+namespace netro::testkit {
 namespace {
 
 constexpr auto kPatience = std::chrono::seconds(5);
 
-sockaddr_in Address(in_addr_t ip, int port) {
+sockaddr_in Address(std::uint32_t ip, int port) {
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_addr.s_addr = htonl(ip);
@@ -24,7 +24,7 @@ sockaddr_in Address(in_addr_t ip, int port) {
 }
 
 // A datagram socket of this address; -1 when it may not be had.
-int Bound(in_addr_t ip, int port) {
+int Bound(std::uint32_t ip, int port) {
   const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   const sockaddr_in address = Address(ip, port);
   if (bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) return fd;
@@ -41,7 +41,7 @@ int PortOf(int fd) {
 
 }  // namespace
 
-DatagramServer::DatagramServer(Answer answer, int port, in_addr_t ip)
+DatagramServer::DatagramServer(Answer answer, int port, std::uint32_t ip)
     : answer_(std::move(answer)), ip_(ip) {
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) != 0) std::abort();
@@ -115,24 +115,26 @@ void DatagramServer::TakeDatagram() {
     changed_.notify_all();
   }
   if (mark) return;
-  for (const Reply& reply : answer_(datagram)) Send(reply, from);
+  const std::string to(reinterpret_cast<const char*>(&from), size);
+  for (const Reply& reply : answer_(datagram)) Send(reply, to);
 }
 
-void DatagramServer::Send(const Reply& reply, const sockaddr_in& to) {
+// `to`: an address of the system.
+void DatagramServer::Send(const Reply& reply, const std::string& to) {
   const int fd = reply.from == From::kServer      ? fd_
                  : reply.from == From::kOtherPort ? otherPortFd_
                                                   : otherAddressFd_;
-  sendto(fd, reply.bytes.data(), reply.bytes.size(), 0, reinterpret_cast<const sockaddr*>(&to),
-         sizeof to);
+  sendto(fd, reply.bytes.data(), reply.bytes.size(), 0,
+         reinterpret_cast<const sockaddr*>(to.data()), static_cast<socklen_t>(to.size()));
 }
 
 std::unique_ptr<DatagramServer> ServeOnOwnAddress(const DatagramServer::Answer& answer, int port) {
-  const auto start = static_cast<in_addr_t>(getpid()) * 8 % 0x3F'0000;
-  for (in_addr_t next = 0; next < 64; next += 2) {
+  const auto start = static_cast<std::uint32_t>(getpid()) * 8 % 0x3F'0000;
+  for (std::uint32_t next = 0; next < 64; next += 2) {
     auto server = std::make_unique<DatagramServer>(answer, port, 0x7F40'0002 + start + next);
     if (server->IsUp()) return server;
   }
   return nullptr;
 }
 
-}  // namespace netro::peers
+}  // namespace netro::testkit

@@ -5,12 +5,14 @@
 //   TimeReply().Stratum(1).Id("GPS").Originate(TransmitOf(request)).Transmit(now).Bytes()
 #pragma once
 
+#include <netro/Export.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
 
-namespace netro::peers {
+namespace netro::testkit {
 
 /// Seconds from 1900 to 1970.
 inline constexpr std::uint32_t kTimeOf1970 = 2'208'988'800;
@@ -32,7 +34,7 @@ inline std::string TransmitOf(const std::string& request) {
 }
 
 /// A reply of 48 bytes, all 0 but for the mode, which is a server's, and the version, 3.
-class TimeReply {
+class NETRO_EXPORT TimeReply {
  public:
   TimeReply() : bytes_(48, '\0') { Leap(0).Mode(4); }
 
@@ -77,4 +79,4 @@ inline TimeReply SecondaryReply() {
   return TimeReply().Stratum(2).Id(std::string_view("\xC0\0\x02\x07", 4)).Transmit(kStampOf2000);
 }
 
-}  // namespace netro::peers
+}  // namespace netro::testkit

@@ -1,10 +1,10 @@
-#include "BytesServer.h"
+#include <netro/testkit/BytesServer.h>
 
 #include <algorithm>
 #include <chrono>
 #include <utility>
 
-namespace netro::peers {
+namespace netro::testkit {
 namespace {
 
 constexpr auto kPatience = std::chrono::seconds(5);
@@ -16,6 +16,7 @@ Step AwaitBytes(std::size_t count) { return {Step::kAwaitBytes, {}, count, {}}; 
 Step Send(std::string bytes, std::vector<std::size_t> cuts) {
   return {Step::kSend, std::move(bytes), 0, std::move(cuts)};
 }
+Step Pause(std::chrono::milliseconds time) { return {Step::kPause, {}, 0, {}, time}; }
 Step HalfClose() { return {Step::kHalfClose, {}, 0, {}}; }
 Step Close() { return {Step::kClose, {}, 0, {}}; }
 Step Reset() { return {Step::kReset, {}, 0, {}}; }
@@ -78,6 +79,8 @@ bool BytesServer::PlayStep(Connection& connection, const Step& step, std::size_t
       return Await(connection, step, number, mark);
     case Step::kSend:
       return connection.SendCut(step.bytes, step.cuts);
+    case Step::kPause:
+      return connection.Pause(step.time);
     case Step::kHalfClose:
       connection.HalfClose();
       return true;
@@ -115,4 +118,4 @@ bool BytesServer::Await(Connection& connection, const Step& step, std::size_t nu
   }
 }
 
-}  // namespace netro::peers
+}  // namespace netro::testkit

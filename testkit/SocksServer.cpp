@@ -1,9 +1,9 @@
-#include "SocksServer.h"
+#include <netro/testkit/SocksServer.h>
 
 #include <initializer_list>
 #include <utility>
 
-namespace netro::peers {
+namespace netro::testkit {
 namespace {
 
 std::string Octets(std::initializer_list<int> values) {
@@ -119,4 +119,4 @@ bool SocksServer::Login(Dialogue& dialogue) {
   return Reply(dialogue, Octets({1, accepted ? 0 : 1})) && accepted;
 }
 
-}  // namespace netro::peers
+}  // namespace netro::testkit

@@ -1,8 +1,8 @@
-#include "DnsReply.h"
+#include <netro/testkit/DnsReply.h>
 
 #include <algorithm>
 
-namespace netro::peers {
+namespace netro::testkit {
 namespace dns {
 
 std::string Octets(std::initializer_list<int> values) {
@@ -85,4 +85,4 @@ DnsReply& DnsReply::Add(std::size_t counter, const std::string& record) {
   return Put16(counter, before + 1);
 }
 
-}  // namespace netro::peers
+}  // namespace netro::testkit

@@ -1,5 +1,5 @@
 // A datagram server that does what the test says: each datagram gets the replies that a function
-// returns. It records every datagram and shares nothing with the library.
+// returns. It records every datagram.
 //
 // Thread: the test's; the function runs on the server's thread. Example:
 //
@@ -8,11 +8,12 @@
 //   });
 #pragma once
 
-#include <netinet/in.h>
+#include <netro/Export.h>
 
 #include <atomic>
 #include <condition_variable>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -21,9 +22,9 @@
 #include <utility>
 #include <vector>
 
-namespace netro::peers {
+namespace netro::testkit {
 
-class DatagramServer {
+class NETRO_EXPORT DatagramServer {
  public:
   /// Whose a reply seems to be: the server's, that of another port, or of the next address with the
   /// server's port.
@@ -40,7 +41,7 @@ class DatagramServer {
   using Answer = std::function<Replies(const std::string& datagram)>;
 
   /// Port 0 is a free one. Where a port may not be had, as low ones often may not, IsUp is false.
-  explicit DatagramServer(Answer answer, int port = 0, in_addr_t ip = INADDR_LOOPBACK);
+  explicit DatagramServer(Answer answer, int port = 0, std::uint32_t ip = 0x7F000001);
   ~DatagramServer();
   DatagramServer(const DatagramServer&) = delete;
   DatagramServer& operator=(const DatagramServer&) = delete;
@@ -58,10 +59,10 @@ class DatagramServer {
   bool Bind(int port);
   void Loop();
   void TakeDatagram();
-  void Send(const Reply& reply, const sockaddr_in& to);
+  void Send(const Reply& reply, const std::string& to);
 
   const Answer answer_;
-  const in_addr_t ip_;
+  const std::uint32_t ip_;
   int port_ = 0;
   std::mutex mutex_;
   std::condition_variable changed_;
@@ -79,6 +80,7 @@ class DatagramServer {
 
 /// A server on this port of an address of 127.0.0.0/8 that is nobody else's: the first free one
 /// behind one that the process number chooses. None where the port may not be had.
-std::unique_ptr<DatagramServer> ServeOnOwnAddress(const DatagramServer::Answer& answer, int port);
+NETRO_EXPORT std::unique_ptr<DatagramServer> ServeOnOwnAddress(const DatagramServer::Answer& answer,
+                                                               int port);
 
-}  // namespace netro::peers
+}  // namespace netro::testkit

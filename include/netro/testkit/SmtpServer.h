@@ -1,6 +1,6 @@
 // An SMTP server (RFC 5321) that answers as the test says: a function gets each command and returns
 // the bytes of the reply, where to cut them and how to go on. It records commands and messages byte
-// for byte and shares nothing with the library.
+// for byte.
 //
 // Thread: the test's; the function runs on the server's threads, one for each connection. Example:
 //
@@ -10,6 +10,10 @@
 //   });
 #pragma once
 
+#include <netro/Export.h>
+#include <netro/testkit/LoopbackServer.h>
+#include <netro/testkit/Response.h>
+
 #include <cstddef>
 #include <functional>
 #include <mutex>
@@ -17,24 +21,12 @@
 #include <utility>
 #include <vector>
 
-#include "LoopbackServer.h"
+namespace netro::testkit {
 
-namespace netro::peers {
-
-class SmtpServer {
+class NETRO_EXPORT SmtpServer {
  public:
-  /// What comes after a reply: the next command, an orderly end, a reset, or silence for ever.
-  enum class After { GoOn, Close, Reset, Stay };
-
-  struct Answer {
-    Answer(const char* text) : bytes(text) {}
-    Answer(std::string text, After then = After::GoOn, std::vector<std::size_t> at = {})
-        : bytes(std::move(text)), after(then), cuts(std::move(at)) {}
-
-    std::string bytes;
-    After after = After::GoOn;
-    std::vector<std::size_t> cuts;  // see Connection::SendCut
-  };
+  using After = testkit::After;
+  using Answer = Response;
   /// Called with "" for the greeting, with each command without its line end, and with "." for the
   /// end of a message, which follows a reply that begins with "354" or "250" to DATA.
   using Reply = std::function<Answer(const std::string& command)>;
@@ -56,7 +48,6 @@ class SmtpServer {
 
  private:
   void Serve(Connection& connection);
-  bool Send(Connection& connection, const Answer& answer);
   bool ReadUntil(Connection& connection, std::string& bytes, const std::string& end,
                  std::string& into);
   bool Take(Connection& connection, std::string& bytes, std::size_t size, std::string& into);
@@ -69,4 +60,4 @@ class SmtpServer {
   LoopbackServer server_;              // last: its threads use the others
 };
 
-}  // namespace netro::peers
+}  // namespace netro::testkit

@@ -1,6 +1,10 @@
-#include "SmtpServer.h"
+#include <netro/testkit/SmtpServer.h>
 
-namespace netro::peers {
+#include <algorithm>
+#include <utility>
+
+namespace netro::testkit {
+
 SmtpServer::Answer SmtpServer::Politely(const std::string& command) {
   if (command.empty()) return "220 mx.test ready\r\n";
   if (command == "DATA") return "354 go ahead\r\n";
@@ -30,7 +34,7 @@ void SmtpServer::Keep(std::vector<std::string>& list, const std::string& text) {
 void SmtpServer::Serve(Connection& connection) {
   std::string bytes;  // read ahead
   std::string command;
-  if (!Send(connection, reply_(""))) return;
+  if (!connection.Give(reply_(""))) return;
   while (ReadUntil(connection, bytes, "\r\n", command)) {
     command.resize(command.size() - 2);
     Keep(commands_, command);
@@ -40,7 +44,7 @@ void SmtpServer::Serve(Connection& connection) {
       Keep(messages_, chunk);
     }
     const Answer answer = reply_(command);
-    if (!Send(connection, answer)) return;
+    if (!connection.Give(answer)) return;
     if (command != "DATA" || (!answer.bytes.starts_with("354") && !answer.bytes.starts_with("250")))
       continue;
     std::string message;
@@ -49,7 +53,7 @@ void SmtpServer::Serve(Connection& connection) {
     if (!ReadUntil(connection, bytes, "\r\n.\r\n", message)) return;
     Keep(messages_, message.substr(2));
     Keep(commands_, ".");
-    if (!Send(connection, reply_("."))) return;
+    if (!connection.Give(reply_("."))) return;
   }
 }
 
@@ -61,28 +65,6 @@ bool SmtpServer::Take(Connection& connection, std::string& bytes, std::size_t si
   into = bytes.substr(0, size);
   bytes.erase(0, size);
   return true;
-}
-
-// False when nothing can follow.
-bool SmtpServer::Send(Connection& connection, const Answer& answer) {
-  if (!connection.SendCut(answer.bytes, answer.cuts)) return false;
-  std::string rest;
-  switch (answer.after) {
-    case After::GoOn:
-      return true;
-    case After::Close:
-      connection.HalfClose();
-      connection.ReadToEnd(rest);
-      break;
-    case After::Reset:
-      connection.ReadAvailable(rest);
-      connection.Reset();
-      break;
-    case After::Stay:
-      connection.ReadToEnd(rest);
-      break;
-  }
-  return false;
 }
 
 bool SmtpServer::ReadUntil(Connection& connection, std::string& bytes, const std::string& end,
@@ -99,4 +81,4 @@ bool SmtpServer::ReadUntil(Connection& connection, std::string& bytes, const std
   }
 }
 
-}  // namespace netro::peers
+}  // namespace netro::testkit

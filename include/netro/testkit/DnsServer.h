@@ -1,6 +1,6 @@
 // A DNS server that does what the test says: on UDP and TCP of one free port of 127.0.0.1, each
 // query gets the replies that a function returns, and a second function may take a TCP connection
-// over. It records every query. It shares nothing with the library.
+// over. It records every query.
 //
 // Thread: the test's; the functions run on the server's threads. Example:
 //
@@ -8,6 +8,11 @@
 //     return {DnsReply(query).Code(3).Bytes()};
 //   });
 #pragma once
+
+#include <netro/Export.h>
+#include <netro/testkit/DatagramServer.h>
+#include <netro/testkit/DnsReply.h>
+#include <netro/testkit/LoopbackServer.h>
 
 #include <atomic>
 #include <cstddef>
@@ -17,13 +22,9 @@
 #include <string>
 #include <vector>
 
-#include "DatagramServer.h"
-#include "DnsReply.h"
-#include "LoopbackServer.h"
+namespace netro::testkit {
 
-namespace netro::peers {
-
-class DnsServer {
+class NETRO_EXPORT DnsServer {
  public:
   using From = DatagramServer::From;
   using Reply = DatagramServer::Reply;
@@ -59,4 +60,4 @@ class DnsServer {
   std::unique_ptr<LoopbackServer> tcp_;
 };
 
-}  // namespace netro::peers
+}  // namespace netro::testkit

@@ -1,9 +1,8 @@
-#include "LoopbackServer.h"
-
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <netro/testkit/LoopbackServer.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -12,9 +11,9 @@
 #include <chrono>
 #include <cstdlib>
 
-#include "TcpDiag.h"
+#include "testkit/TcpDiag.h"
 
-namespace netro::peers {
+namespace netro::testkit {
 namespace {
 
 constexpr auto kPieceLimit = std::chrono::seconds(2);
@@ -100,6 +99,33 @@ bool Connection::SendCut(std::string_view bytes, const std::vector<std::size_t>&
     begin = cut;
   }
   return Send(bytes.substr(begin));
+}
+
+bool Connection::Give(const Response& response) {
+  if (response.delay.count() > 0 && !Pause(response.delay)) return false;
+  if (!SendCut(response.bytes, response.cuts)) return false;
+  std::string rest;
+  switch (response.after) {
+    case After::GoOn:
+      return true;
+    case After::Close:
+      HalfClose();
+      ReadToEnd(rest);
+      break;
+    case After::Reset:
+      ReadAvailable(rest);
+      Reset();
+      break;
+    case After::Stay:
+      ReadToEnd(rest);
+      break;
+  }
+  return false;
+}
+
+bool Connection::Pause(std::chrono::milliseconds time) {
+  pollfd stop{stopFd_, POLLIN, 0};
+  return poll(&stop, 1, static_cast<int>(time.count())) == 0;
 }
 
 bool Connection::AwaitTaken() {
@@ -226,4 +252,4 @@ HangingPort::~HangingPort() {
   close(fd_);
 }
 
-}  // namespace netro::peers
+}  // namespace netro::testkit

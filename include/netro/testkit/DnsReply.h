@@ -1,44 +1,46 @@
 // Builds DNS messages (RFC 1035, section 4) piece by piece, right or wrong as the test wants them.
-// It shares nothing with the library. Thread: any, one object on one thread at a time.
+// Thread: any, one object on one thread at a time.
 //
 //   DnsReply(query).Answer(dns::Record(dns::kQuestion, 1, "\x7F\0\0\x01"s)).Bytes()
 #pragma once
+
+#include <netro/Export.h>
 
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
 #include <string>
 
-namespace netro::peers {
+namespace netro::testkit {
 namespace dns {
 
 /// Bytes as numbers, and numbers of 16 and 32 bits in network order.
-std::string Octets(std::initializer_list<int> values);
-std::string U16(std::size_t value);
-std::string U32(std::uint32_t value);
+NETRO_EXPORT std::string Octets(std::initializer_list<int> values);
+NETRO_EXPORT std::string U16(std::size_t value);
+NETRO_EXPORT std::string U32(std::uint32_t value);
 
 /// A dotted text as labels without compression; empty is the root.
-std::string Name(const std::string& dotted);
+NETRO_EXPORT std::string Name(const std::string& dotted);
 /// A compression pointer.
-std::string Pointer(std::size_t offset);
+NETRO_EXPORT std::string Pointer(std::size_t offset);
 /// The pointer to the name of the question.
 inline const std::string kQuestion = Pointer(12);
 /// A string with its length in front (section 3.3).
-std::string Text(const std::string& bytes);
+NETRO_EXPORT std::string Text(const std::string& bytes);
 
 /// A record; `owner` is an encoded name.
-std::string Record(const std::string& owner, int type, const std::string& rdata,
-                   std::uint32_t ttl = 300, int dnsClass = 1);
+NETRO_EXPORT std::string Record(const std::string& owner, int type, const std::string& rdata,
+                                std::uint32_t ttl = 300, int dnsClass = 1);
 /// An SOA's data with the mailbox "hostmaster.test" and small numbers.
-std::string Soa(const std::string& primary = "ns.test", std::uint32_t serial = 1);
+NETRO_EXPORT std::string Soa(const std::string& primary = "ns.test", std::uint32_t serial = 1);
 
 /// A message behind its length, as on TCP (section 4.2.2).
-std::string Framed(const std::string& message);
+NETRO_EXPORT std::string Framed(const std::string& message);
 
 }  // namespace dns
 
 /// A reply to a query: its ID and question, QR, RA and its RD set, and records as they are added.
-class DnsReply {
+class NETRO_EXPORT DnsReply {
  public:
   explicit DnsReply(const std::string& query);
 
@@ -66,4 +68,4 @@ class DnsReply {
   std::string bytes_;
 };
 
-}  // namespace netro::peers
+}  // namespace netro::testkit

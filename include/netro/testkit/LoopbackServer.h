@@ -1,11 +1,15 @@
 // What the scripted servers are made of: a listening socket on a free port of 127.0.0.1 with its
-// own thread, and one thread for each connection. It shares nothing with the library.
+// own thread, and one thread for each connection.
 //
 // Thread: a server belongs to the test; `serve` runs on the connection's thread. Destroying the
 // server ends every wait of every Connection at once and joins all threads.
 #pragma once
 
+#include <netro/Export.h>
+#include <netro/testkit/Response.h>
+
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -16,10 +20,10 @@
 #include <thread>
 #include <vector>
 
-namespace netro::peers {
+namespace netro::testkit {
 
 /// One accepted connection. All methods but Stopped end early when the server stops.
-class Connection {
+class NETRO_EXPORT Connection {
  public:
   /// Takes the descriptor over; `stopFd` becomes readable when the server stops.
   Connection(int fd, int stopFd);
@@ -37,6 +41,10 @@ class Connection {
   /// Sends in pieces that begin at the positions `cuts`. Each piece is held back until the client
   /// program has read the one before (or two seconds), so that it really sees them apart.
   bool SendCut(std::string_view bytes, const std::vector<std::size_t>& cuts);
+  /// Sends it as it says. False when nothing can follow.
+  bool Give(const Response& response);
+  /// Waits so long; false when the server stops meanwhile.
+  bool Pause(std::chrono::milliseconds time);
   /// Waits until the client program has read what was sent (or two seconds).
   bool AwaitTaken();
   /// Ends the stream to the peer; reading goes on.
@@ -57,7 +65,7 @@ class Connection {
   std::uint64_t sent_ = 0;
 };
 
-class LoopbackServer {
+class NETRO_EXPORT LoopbackServer {
  public:
   /// Called for each connection with its number, counted from 0; the connection is closed after.
   using Serve = std::function<void(Connection&, std::size_t)>;
@@ -93,13 +101,13 @@ class LoopbackServer {
 };
 
 /// A new socket connected to a port of 127.0.0.1; -1 when that failed.
-int ConnectToLoopback(int port);
+NETRO_EXPORT int ConnectToLoopback(int port);
 
 /// Copies to such a port and back until one side ends or the server stops; then both are closed.
-void Relay(Connection& client, int port);
+NETRO_EXPORT void Relay(Connection& client, int port);
 
 /// A port of 127.0.0.1 that refuses connections and is taken by nobody else meanwhile.
-class RefusingPort {
+class NETRO_EXPORT RefusingPort {
  public:
   RefusingPort();
   ~RefusingPort();
@@ -113,7 +121,7 @@ class RefusingPort {
 };
 
 /// A port whose queue is full: the kernel leaves connection attempts unanswered.
-class HangingPort {
+class NETRO_EXPORT HangingPort {
  public:
   explicit HangingPort(int port = 0, const std::string& address = "127.0.0.1");
   ~HangingPort();
@@ -127,4 +135,4 @@ class HangingPort {
   std::vector<int> fillers_;
 };
 
-}  // namespace netro::peers
+}  // namespace netro::testkit

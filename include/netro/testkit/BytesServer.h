@@ -1,5 +1,5 @@
 // A server that plays a script of exact bytes: what to wait for, what to send, where to cut it and
-// how to end. It records every byte it receives. It shares nothing with the library.
+// how to end. It records every byte it receives.
 //
 // Thread: the test's; the scripts run on the server's threads. Example:
 //
@@ -8,42 +8,47 @@
 //   EXPECT_EQ(server.Received(0), "GET / ...");
 #pragma once
 
+#include <netro/Export.h>
+#include <netro/testkit/LoopbackServer.h>
+
+#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <mutex>
 #include <string>
 #include <vector>
 
-#include "LoopbackServer.h"
-
-namespace netro::peers {
+namespace netro::testkit {
 
 struct Step {
-  enum Kind { kAwaitText, kAwaitBytes, kSend, kHalfClose, kClose, kReset, kStay };
+  enum Kind { kAwaitText, kAwaitBytes, kSend, kPause, kHalfClose, kClose, kReset, kStay };
   Kind kind;
   std::string bytes;
   std::size_t count = 0;
   std::vector<std::size_t> cuts;
+  std::chrono::milliseconds time{0};
 };
 using Script = std::vector<Step>;
 
 /// Waits for the text behind what earlier waits have matched.
-Step AwaitText(std::string text);
+NETRO_EXPORT Step AwaitText(std::string text);
 /// Waits for so many bytes behind what earlier waits have matched.
-Step AwaitBytes(std::size_t count);
+NETRO_EXPORT Step AwaitBytes(std::size_t count);
 /// Sends; each piece that begins at a position of `cuts` goes out once the client has read the one
 /// before.
-Step Send(std::string bytes, std::vector<std::size_t> cuts = {});
+NETRO_EXPORT Step Send(std::string bytes, std::vector<std::size_t> cuts = {});
+/// Waits so long.
+NETRO_EXPORT Step Pause(std::chrono::milliseconds time);
 /// Ends the stream to the client and goes on with the script.
-Step HalfClose();
+NETRO_EXPORT Step HalfClose();
 /// Closes at once.
-Step Close();
+NETRO_EXPORT Step Close();
 /// Closes so that the client sees a reset.
-Step Reset();
+NETRO_EXPORT Step Reset();
 /// Keeps the connection open and silent until the client closes it.
-Step Stay();
+NETRO_EXPORT Step Stay();
 
-class BytesServer {
+class NETRO_EXPORT BytesServer {
  public:
   /// The n-th connection plays the n-th script, further ones the last. After its last step a
   /// connection is half-closed and read until the client closes.
@@ -77,4 +82,4 @@ class BytesServer {
   LoopbackServer server_;        // last: its threads use the others
 };
 
-}  // namespace netro::peers
+}  // namespace netro::testkit
