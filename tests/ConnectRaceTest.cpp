@@ -9,7 +9,7 @@
 namespace netro {
 namespace {
 
-namespace dns = peers::dns;
+namespace dns = testkit::dns;
 using Texts = std::vector<std::string>;
 
 std::string RecordOf(const std::string& text) {

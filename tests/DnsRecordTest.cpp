@@ -4,7 +4,7 @@
 namespace netro {
 namespace {
 
-using namespace peers::dns;
+using namespace testkit::dns;
 
 constexpr std::int32_t kGarbled = 59;
 

@@ -2,13 +2,13 @@
 #pragma once
 
 #include <netro/QueryDNSCLS.h>
+#include <netro/testkit/DnsServer.h>
 
 #include "TestKit.h"
-#include "tests/peers/DnsServer.h"
 
 namespace netro {
 
-using Replies = peers::DnsServer::Replies;
+using Replies = testkit::DnsServer::Replies;
 
 /// Asks for `domain` at a port of 127.0.0.1, once.
 inline void PointAt(QueryDNSCLS& dns, int port, QueryEnum type = TYPE_A,
@@ -21,7 +21,7 @@ inline void PointAt(QueryDNSCLS& dns, int port, QueryEnum type = TYPE_A,
 }
 
 /// As DNSURL has it.
-inline std::string UrlOf(const peers::DnsServer& server) {
+inline std::string UrlOf(const testkit::DnsServer& server) {
   return "127.0.0.1:" + std::to_string(server.Port());
 }
 
@@ -39,9 +39,9 @@ inline std::string Told(const QueryDNSCLS& dns) {
 enum class StreamEnd { kStay, kClose, kReset };
 
 /// For DnsServer: sends `stream` on the connection, which has been asked one query.
-inline peers::DnsServer::Talk SendThen(std::function<std::string(const std::string& query)> stream,
+inline testkit::DnsServer::Talk SendThen(std::function<std::string(const std::string& query)> stream,
                                        StreamEnd end, std::vector<std::size_t> cuts = {}) {
-  return [=](peers::Connection& connection, const std::string& query) {
+  return [=](testkit::Connection& connection, const std::string& query) {
     connection.SendCut(stream(query), cuts);
     std::string rest;
     if (end == StreamEnd::kClose) connection.HalfClose();
@@ -52,43 +52,43 @@ inline peers::DnsServer::Talk SendThen(std::function<std::string(const std::stri
 
 /// For DnsServer: answers with what `build` makes of an empty reply; by datagram, on the
 /// connection.
-using Build = std::function<void(peers::DnsReply& reply)>;
+using Build = std::function<void(testkit::DnsReply& reply)>;
 inline std::string Built(const Build& build, const std::string& query) {
-  peers::DnsReply reply(query);
+  testkit::DnsReply reply(query);
   build(reply);
   return reply.Bytes();
 }
-inline peers::DnsServer::Answer Replying(const Build& build) {
+inline testkit::DnsServer::Answer Replying(const Build& build) {
   return [build](const std::string& query) -> Replies { return {Built(build, query)}; };
 }
-inline peers::DnsServer::Talk ReplyingOverTcp(const Build& build) {
-  return SendThen([build](const auto& query) { return peers::dns::Framed(Built(build, query)); },
+inline testkit::DnsServer::Talk ReplyingOverTcp(const Build& build) {
+  return SendThen([build](const auto& query) { return testkit::dns::Framed(Built(build, query)); },
                   StreamEnd::kStay);
 }
 
 /// A server that is silent to datagrams and says this over TCP.
-inline peers::DnsServer OverTcp(std::function<std::string(const std::string& query)> stream,
+inline testkit::DnsServer OverTcp(std::function<std::string(const std::string& query)> stream,
                                 StreamEnd end = StreamEnd::kStay,
                                 std::vector<std::size_t> cuts = {}) {
-  return peers::DnsServer(KeepSilent, SendThen(std::move(stream), end, std::move(cuts)));
+  return testkit::DnsServer(KeepSilent, SendThen(std::move(stream), end, std::move(cuts)));
 }
 
 /// The record of host `number` of the zone "test", and the SOA record of that zone.
 inline std::string HostRecord(int number) {
-  return peers::dns::Record(peers::dns::Name("h" + std::to_string(number) + ".test"), TYPE_A,
-                            peers::dns::Octets({10, 0, number / 256, number % 256}));
+  return testkit::dns::Record(testkit::dns::Name("h" + std::to_string(number) + ".test"), TYPE_A,
+                            testkit::dns::Octets({10, 0, number / 256, number % 256}));
 }
 inline std::string SoaRecord() {
-  return peers::dns::Record(peers::dns::Name("test"), TYPE_SOA, peers::dns::Soa());
+  return testkit::dns::Record(testkit::dns::Name("test"), TYPE_SOA, testkit::dns::Soa());
 }
 
 /// An address of the name that was asked for, and an exchanger of it.
 inline std::string AddressRecord(int last) {
-  return peers::dns::Record(peers::dns::kQuestion, TYPE_A, peers::dns::Octets({192, 0, 2, last}));
+  return testkit::dns::Record(testkit::dns::kQuestion, TYPE_A, testkit::dns::Octets({192, 0, 2, last}));
 }
 inline std::string MxRecord(std::size_t preference, const std::string& name) {
-  return peers::dns::Record(peers::dns::kQuestion, TYPE_MX,
-                            peers::dns::U16(preference) + peers::dns::Name(name));
+  return testkit::dns::Record(testkit::dns::kQuestion, TYPE_MX,
+                            testkit::dns::U16(preference) + testkit::dns::Name(name));
 }
 
 /// The type that a query without EDNS asks for.

@@ -176,7 +176,7 @@ TEST_P(EchoPeerTest, OneReplyEach) {
 }
 
 TEST_P(EchoPeerTest, LabelsAndCodesOfARouter) {
-  const std::string extensions = peers::MplsExtensions("\x03\xE8\x1A\x01\xFF\xFF\xF1\x07");
+  const std::string extensions = testkit::MplsExtensions("\x03\xE8\x1A\x01\xFF\xFF\xF1\x07");
   auto peer = Peer([&](const EchoPeer::Request& request) {
     return Packets{EchoPeer::Error(request.IsIPv6() ? 3 : 11, 0, Host(9), request, extensions)};
   });

@@ -14,7 +14,7 @@ namespace {
 // What a peer at 127.0.0.1 sends, with the n-th event of the socket throwing.
 TEST(SocketExceptions, TakeNothingFromTheStream) {
   const std::string much(40'000, 'm');
-  BytesServer server({{peers::Send(much)}});
+  BytesServer server({{testkit::Send(much)}});
   bool last = false;
   for (int passes = 0; !last; ++passes) {
     SCOPED_TRACE(passes);
@@ -31,7 +31,7 @@ TEST(SocketExceptions, TakeNothingFromTheStream) {
 }
 
 TEST(SocketExceptions, InTheReadLoopOfAnotherLoseItsDataNot) {
-  BytesServer server({{peers::Send("data"), peers::Stay()}});
+  BytesServer server({{testkit::Send("data"), testkit::Stay()}});
   SocketCls socket;
   Recorder recorder(socket);
   socket.SocketIsBusy(true);
@@ -66,7 +66,7 @@ TEST(SocketExceptions, CloseWhatACallHasBegunAndKeepWhatWasThere) {
     EXPECT_THROW(call(), Thrown);
     trap.Clear();
   };
-  peers::DnsServer silent(KeepSilent);
+  testkit::DnsServer silent(KeepSilent);
   BytesServer server({{AwaitText("sss")}});
   SocketCls socket;
   socket.DNSURL(UrlOf(silent));
@@ -88,7 +88,7 @@ TEST(SocketExceptions, CloseWhatACallHasBegunAndKeepWhatWasThere) {
 // Two sends are blocked, one inside the other, and the inner one takes the notification of both.
 TEST(SocketExceptions, InASendLetTheOuterSendTryAgain) {
   std::atomic<bool> read{false};
-  peers::LoopbackServer server([&](peers::Connection& connection, std::size_t number) {
+  testkit::LoopbackServer server([&](testkit::Connection& connection, std::size_t number) {
     std::string all;
     while (!read) std::this_thread::yield();
     if (number == 0) return connection.ReadToEnd(all);
@@ -176,7 +176,7 @@ TEST_F(EventExceptions, OfALogThatIsGoneTouchItNoMore) {
 TEST_F(EventExceptions, OfAWatcherLeaveItWatching) {
   HttpServer server;
   server.OnText("/", "good");
-  server.On("/bad", [](const peers::HttpRequest&) { return HttpServer::Answer("500 x\r\n", ""); });
+  server.On("/bad", [](const testkit::HttpRequest&) { return HttpServer::Answer("500 x\r\n", ""); });
   WriteFile(folder_ / "watch.ini",
             "[Settings]\nUpCycle=1\nDownCycle=1\n[DownActions]\n1=log\n[HostNames]\ngood=" +
                 server.Url("/") + "|http\nbad=" + server.Url("/bad") + "|http\n");
@@ -207,17 +207,17 @@ constexpr std::int32_t kPending = 3018;
 
 struct Exceptions : EventExceptions {
   HttpServer http_;
-  peers::DnsServer dns_{KnowAll};
+  testkit::DnsServer dns_{KnowAll};
 };
 
 TEST_F(Exceptions, CaughtInANestedCallLeaveTheOuterOneAlone) {
   std::atomic<bool> asked{false}, over{false};
   http_.OnText("/", "text");
-  http_.On("/slow", [&](const peers::HttpRequest&) {
+  http_.On("/slow", [&](const testkit::HttpRequest&) {
     for (asked = true; !over;) std::this_thread::yield();
     return HttpServer::Answer("200 OK\r\nContent-Type: text/plain\r\n", "slow");
   });
-  peers::DnsServer silent(KeepSilent);
+  testkit::DnsServer silent(KeepSilent);
   QueryDNSCLS names, last;
   PointAt(names, dns_.Port());
   PointAt(last, silent.Port());
@@ -252,8 +252,8 @@ TEST_F(Exceptions, CaughtInANestedCallLeaveTheOuterOneAlone) {
 TEST_F(Exceptions, TellWhichRecipientsHaveTheMessage) {
   const std::pair<std::string, bool> cases[] = {
       {"354 ", false}, {"RCPT TO:<b@", false}, {"250 queued", true}, {"QUIT", true}};
-  peers::SmtpServer server([](const std::string& command) -> peers::SmtpServer::Answer {
-    return command == "." ? "250 queued\r\n" : peers::SmtpServer::Politely(command);
+  testkit::SmtpServer server([](const std::string& command) -> testkit::SmtpServer::Answer {
+    return command == "." ? "250 queued\r\n" : testkit::SmtpServer::Politely(command);
   });
   SendMailCls mail;
   mail.Events(&sink_);

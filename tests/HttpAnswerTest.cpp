@@ -272,7 +272,7 @@ TEST(HttpAnswerAndClose, IsTakenWhenItIsARefusal) {
   };
   for (const auto& [answer, error, code, connections] : kRefusals) {
     SCOPED_TRACE(answer);
-    peers::LoopbackServer server([&](peers::Connection& connection, std::size_t) {
+    testkit::LoopbackServer server([&](testkit::Connection& connection, std::size_t) {
       std::string request;
       char byte = 0;
       while (!request.ends_with("\r\n\r\n") && recv(connection.Fd(), &byte, 1, MSG_WAITALL) == 1)

@@ -94,8 +94,8 @@ TEST(HttpUpload, AnAnswerInPlaceOfContinueIsTheAnswer) {
   for (const auto& [answer, status, connections] : kCases) {
     SCOPED_TRACE(answer);
     BytesServer server(
-        {{peers::AwaitText("\r\n\r\n"), peers::Send(answer)},
-         {peers::AwaitText("xyz"), peers::Send("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n")}});
+        {{testkit::AwaitText("\r\n\r\n"), testkit::Send(answer)},
+         {testkit::AwaitText("xyz"), testkit::Send("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n")}});
     std::string left = "abcxyz";
     HttpClient http(LoopbackUrl(server.Port()));
     http.BodyFunction(Giving(left, 3), std::nullopt, [&] { return left = "abcxyz", true; });
@@ -346,9 +346,9 @@ TEST(HttpAnswerBody, APipeIsNotReplaced) {
 }
 
 TEST(HttpLimits, IdleAndConnectTimeouts) {
-  BytesServer silent({{peers::AwaitText("\r\n\r\n"),
-                       peers::Send("HTTP/1.1 200 OK\r\nContent-Type: text/x\r\n\r\nab"),
-                       peers::Stay()}});
+  BytesServer silent({{testkit::AwaitText("\r\n\r\n"),
+                       testkit::Send("HTTP/1.1 200 OK\r\nContent-Type: text/x\r\n\r\nab"),
+                       testkit::Stay()}});
   HttpClient http(LoopbackUrl(silent.Port()));
   http.IdleTimeout(7);
   http.TimeOutSeconds(1'000);
@@ -365,13 +365,13 @@ TEST(HttpLimits, IdleAndConnectTimeouts) {
   }
   EXPECT_EQ(http.LastErr(), 10002);
 
-  const peers::HangingPort hanging;
+  const testkit::HangingPort hanging;
   HttpClient other(LoopbackUrl(hanging.Port()));
   other.TimeOutSeconds(1'000);
   other.ConnectTimeout(5);
   const std::int32_t timer = MessageLoop::ForThisThread().SetTimer(
       1, [] { AdvanceClockForTests(std::chrono::seconds(1)); });
-  BytesServer mute({{peers::Stay()}});
+  BytesServer mute({{testkit::Stay()}});
   for (const ProxyTypeEnum proxy : {NoProxy, ProxySocks5NoAuth}) {
     const Takes time(seconds(0), std::chrono::seconds(100));
     UseProxy(other, proxy, mute.Port());
@@ -380,8 +380,8 @@ TEST(HttpLimits, IdleAndConnectTimeouts) {
   }
 
   BytesServer endless(
-      {{peers::AwaitText("\r\n\r\n"),
-        peers::Send("HTTP/1.1 302 On\r\nLocation: /\r\nContent-Length: 0\r\n\r\n")}});
+      {{testkit::AwaitText("\r\n\r\n"),
+        testkit::Send("HTTP/1.1 302 On\r\nLocation: /\r\nContent-Length: 0\r\n\r\n")}});
   HttpClient whole(LoopbackUrl(endless.Port()));
   whole.MaxRedirects(1'000'000);
   whole.TotalTimeout(std::chrono::milliseconds(20'050));

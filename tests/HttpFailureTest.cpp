@@ -100,7 +100,7 @@ TEST(HttpBadInput, AddedFramingIsRefused) {
 
 // The labels of a host name have 63 characters at most, so no resolver has to be asked.
 TEST(HttpConnecting, FailsWithTheNumberOfTheSocket) {
-  const peers::RefusingPort nobody;
+  const testkit::RefusingPort nobody;
   const struct {
     std::string url;
     std::int32_t error;
@@ -126,13 +126,13 @@ void PostMuch(HTTPCls& http, int port) {
 }
 
 TEST(HttpTimeout, IsTrueOnlyForTheAnswer) {
-  const peers::HangingPort full;
+  const testkit::HangingPort full;
   BytesServer silent({{AwaitText("\r\n\r\n"), Stay()}});
   BytesServer half({{AwaitText("\r\n\r\n"), Send(kHalf), Stay()}});
-  peers::SocksRules rules;
+  testkit::SocksRules rules;
   rules.silentAt = 0;
-  peers::SocksServer proxy(rules);
-  peers::LoopbackServer deaf([](peers::Connection& connection, std::size_t) {
+  testkit::SocksServer proxy(rules);
+  testkit::LoopbackServer deaf([](testkit::Connection& connection, std::size_t) {
     pollfd stop{connection.StopFd(), POLLIN, 0};
     poll(&stop, 1, -1);
   });
@@ -162,7 +162,7 @@ TEST(HttpTimeout, IsTrueOnlyForTheAnswer) {
 TEST(HttpTimeout, OfManySecondsIsNotCutAfterSixty) {
   std::promise<void> jumped;
   std::future<void> jump = jumped.get_future();
-  peers::LoopbackServer slow([&](peers::Connection& connection, std::size_t) {
+  testkit::LoopbackServer slow([&](testkit::Connection& connection, std::size_t) {
     jump.wait_for(std::chrono::seconds(10));
     std::string request;
     while (request.size() < kMuch && connection.Read(request)) {

@@ -128,8 +128,8 @@ TEST_F(HttpFile, LinksAreNotFollowed) {
   WriteFile(folder_ / "victim", "precious");
   for (const bool asked : {false, true})
     for (const std::string& target : {folder_ / "victim", folder_ / "missing"}) {
-      peers::HttpServer server;
-      server.On("/", [link, target](const peers::HttpRequest&) {
+      testkit::HttpServer server;
+      server.On("/", [link, target](const testkit::HttpRequest&) {
         EXPECT_EQ(symlink(target.c_str(), link.c_str()), 0);
         return Answer("image/png", "body");
       });

@@ -103,7 +103,7 @@ TEST(HttpRedirects, SecretsStayWithTheirOrigin) {
   HttpServer there;
   here.On("/far", [&](const auto&) { return To("307 x", there.Url("/in?token=t0p")); });
   here.On("/near", [&](const auto&) { return To("307 x", "/in"); });
-  const auto challenge = [](const peers::HttpRequest& request) {
+  const auto challenge = [](const testkit::HttpRequest& request) {
     const bool has = !request.Field("Authorization").empty();
     return HttpServer::Answer(std::string(has ? "200 x" : "401 x\r\nWWW-Authenticate: Basic a=b") +
                                   "\r\nContent-Type: text/x\r\nContent-Length: 2",
@@ -190,7 +190,7 @@ struct HttpKept : testing::Test {
     server_.On("/more", [](const auto&) {
       return HttpServer::Answer("200 x\r\nContent-Type: text/x\r\nContent-Length: 2", "hi!");
     });
-    server_.On("/401", [](const peers::HttpRequest& request) {
+    server_.On("/401", [](const testkit::HttpRequest& request) {
       const bool has = !request.Field("Authorization").empty();
       return HttpServer::Answer(
           std::string(has ? "200 x" : "401 x\r\nWWW-Authenticate: Basic a=b") +

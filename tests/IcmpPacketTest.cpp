@@ -176,7 +176,7 @@ TEST_P(IcmpPackets, ErrorsCutAnywhere) {
         std::string packet = whole.substr(0, size);
         if (size >= message + 8) {
           packet.replace(message, std::string::npos,
-                         peers::WithIcmpChecksum(packet.substr(message)));
+                         testkit::WithIcmpChecksum(packet.substr(message)));
         }
         EXPECT_EQ(Read(packet, options).has_value(), size >= enough) << size;
       }
@@ -258,7 +258,7 @@ TEST(IcmpPacket, OthersThanIPv4AnswersAreNone) {
       {"a header of 16 bytes", changed(0, "\x44")},
       {"shorter than its header", changed(2, "\0\x13"s)},
       {"a wrong checksum", changed(22, "\x12")},
-      {"a reply with a code", IpBytes(in, peers::WithIcmpChecksum("\0\1"s + reply.substr(2)))},
+      {"a reply with a code", IpBytes(in, testkit::WithIcmpChecksum("\0\1"s + reply.substr(2)))},
       {"a redirect", IpBytes(From(kRouter, kHere), redirect)},
       {"an error about a datagram", errorAbout(udp(out), request)},
       {"an error about a later fragment", errorAbout(fragment(out), request)},
@@ -292,7 +292,7 @@ INSTANTIATE_TEST_SUITE_P(Families, IcmpPackets, testing::Values(0, 1),
 
 TEST(IcmpExtensions, OnlySoundOnesCount) {
   const std::string label = "\x03\xE8\x1B\x40"s;
-  const std::string sound = peers::MplsExtensions(label);
+  const std::string sound = testkit::MplsExtensions(label);
   const auto changed = [&](std::size_t at, char to) {
     std::string bytes = sound;
     bytes[at] = to;
@@ -314,8 +314,8 @@ TEST(IcmpExtensions, OnlySoundOnesCount) {
       {"another class", withoutSum(changed(6, '\x02')), 0},
       {"longer than the message", withoutSum(changed(5, '\x09')), 0},
       {"shorter than its header", withoutSum(changed(5, '\x03')), 0},
-      {"half a label", withoutSum(peers::MplsExtensions(label.substr(0, 2))), 0},
-      {"an end that is missing, of too many", peers::MplsExtensions(std::string(200, '\x10')), 16},
+      {"half a label", withoutSum(testkit::MplsExtensions(label.substr(0, 2))), 0},
+      {"an end that is missing, of too many", testkit::MplsExtensions(std::string(200, '\x10')), 16},
       {"nothing", "", 0},
   };
   for (const auto& c : cases)
@@ -326,7 +326,7 @@ TEST(IcmpExtensions, OnlySoundOnesCount) {
 TEST(IcmpExtensions, WhereTheyBegin) {
   for (const Family& f : kFamilies) {
     const std::string quoted = IpBytes(From(f.here, f.there), EchoMessage(f.asks, 1, 2, "data"));
-    const std::string sound = peers::MplsExtensions("\x03\xE8\x1B\x40");
+    const std::string sound = testkit::MplsExtensions("\x03\xE8\x1B\x40");
     const std::string message = IcmpErrorMessage(f.expired, 0, quoted, sound);
     const std::size_t length = f.family == AddressFamily::IPv6 ? 4 : 5;
     std::string old = message, shorter = message;

@@ -3,11 +3,11 @@
 #include <netro/MailSpool.h>
 #include <netro/SocketCls.h>
 #include <netro/WatchpostCls.h>
+#include <netro/testkit/SmtpServer.h>
 
 #include <iterator>
 
 #include "DnsTestKit.h"
-#include "tests/peers/SmtpServer.h"
 
 namespace netro {
 namespace {
@@ -18,10 +18,10 @@ constexpr int kDays = 30;
 class Site : private WatchpostClsEvents {
  public:
   explicit Site(const TemporaryFolder& folder) : folder_(folder) {
-    site_.On("/", [this](const peers::HttpRequest&) {
+    site_.On("/", [this](const testkit::HttpRequest&) {
       return HttpServer::Answer(isDown ? "500 x\r\n" : "200 x\r\n", "");
     });
-    site_.On("/hook", [this](const peers::HttpRequest&) {
+    site_.On("/hook", [this](const testkit::HttpRequest&) {
       ++posts;
       return HttpServer::Answer("204 x\r\n", "");
     });
@@ -87,9 +87,9 @@ class Mails : private MailSpoolEvents {
   void Failed(const std::string&, const SpooledRecipient&) override { ++failed; }
   void Bounced(const std::string&, const std::string&) override { ++bounced; }
 
-  peers::SmtpServer server_{[](const std::string& command) -> peers::SmtpServer::Answer {
+  testkit::SmtpServer server_{[](const std::string& command) -> testkit::SmtpServer::Answer {
     if (command == "RCPT TO:<later@xy.test>") return "450 later\r\n";
-    return peers::SmtpServer::Politely(command);
+    return testkit::SmtpServer::Politely(command);
   }};
   MailSpool spool_;
 };
@@ -99,12 +99,12 @@ std::ptrdiff_t OpenDescriptors() {
 }
 
 TEST(Month, NothingGrows) {
-  namespace dns = peers::dns;
+  namespace dns = testkit::dns;
   const TemporaryFolder folder;
   Site site(folder);
   Mails mails(folder / "spool");
-  peers::DnsServer names([&](const std::string& query) -> peers::DnsServer::Replies {
-    return {peers::DnsReply(query)
+  testkit::DnsServer names([&](const std::string& query) -> testkit::DnsServer::Replies {
+    return {testkit::DnsReply(query)
                 .Answer(dns::Record(dns::kQuestion, TYPE_A, dns::Octets({127, 0, 0, 1})))
                 .Bytes()};
   });

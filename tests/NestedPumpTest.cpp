@@ -216,7 +216,7 @@ TEST(Stream, UrgentDataDoesNotStopTheRest) {
 }
 
 TEST(Arguments, MayBeTheObjectsOwnProperties) {
-  BytesServer server({{peers::Stay()}});
+  BytesServer server({{testkit::Stay()}});
   SocketCls socket;
   ASSERT_TRUE(ConnectAndWait(socket, server.Port()));
   EXPECT_TRUE(socket.Connect(socket.RemoteIP(), socket.RemotePort()));
@@ -240,8 +240,8 @@ class Meddler : public HTTPClsEvents {
 
 TEST(Settings, ChangesInAnEventAreForTheNextQuery) {
   BytesServer server(
-      {{AwaitText("\r\n\r\n"), peers::Send("HTTP/1.1 401 No\r\nContent-Length: 2\r\n\r\nno")},
-       {AwaitText("\r\n\r\n"), peers::Send("HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nyes")}});
+      {{AwaitText("\r\n\r\n"), testkit::Send("HTTP/1.1 401 No\r\nContent-Length: 2\r\n\r\nno")},
+       {AwaitText("\r\n\r\n"), testkit::Send("HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nyes")}});
   Meddler meddler;
   HTTPCls http;
   http.Events(&meddler);

@@ -69,7 +69,7 @@ TEST(NodeStatusReply, CutAtEveryByteIsNone) {
   for (std::size_t size = 0; size < whole.size(); ++size)
     EXPECT_FALSE(Reads(whole.substr(0, size))) << size;
   EXPECT_TRUE(Reads(whole + "more"));
-  const std::string statistics = peers::CountingStatistics();
+  const std::string statistics = testkit::CountingStatistics();
   for (std::size_t size = 0; size <= statistics.size(); ++size) {
     const NodeStatusReply cut{.statistics = statistics.substr(0, size)};
     EXPECT_EQ(Reads(cut.Bytes() + "behind the data"), size == statistics.size()) << size;
@@ -152,7 +152,7 @@ TEST(NetBiosAdapter, NumbersThatAreNone) {
   const DatagramServer::Answer answer = [](const std::string& request) -> Replies {
     return {NodeStatusReply{.id = request.substr(0, 2)}.Bytes()};
   };
-  const auto server = peers::ServeOnOwnAddress(answer, 137);
+  const auto server = testkit::ServeOnOwnAddress(answer, 137);
   NetBIOSCls netbios;
   for (const int adapter : {254, 255, 256, 1000, 32'767, -1, -32'768})
     for (const std::string& host : {"*"s, "a..test"s, server ? server->Ip() : "127.0.0.1"}) {
@@ -168,13 +168,13 @@ TEST(NetBiosAdapter, NumbersThatAreNone) {
 
 struct NetBiosRemote : testing::Test {
   void SetUp() override {
-    if (!peers::ServeOnOwnAddress([](const auto&) { return Replies(); }, 137))
+    if (!testkit::ServeOnOwnAddress([](const auto&) { return Replies(); }, 137))
       GTEST_SKIP() << "port 137 of 127.0.0.0/8 may not be used here";
   }
 
   // From then on "box.test" is the server.
   DatagramServer& Serve(const DatagramServer::Answer& answer) {
-    server_ = peers::ServeOnOwnAddress(answer, 137);
+    server_ = testkit::ServeOnOwnAddress(answer, 137);
     root_.Put("etc/hosts", server_->Ip() + " box.test\n");
     return *server_;
   }
@@ -334,7 +334,7 @@ struct EndOfNetBios : NetBiosRemote {
       EXPECT_EQ(ErrorOf(GoodAnswer), 0) << "what ended a query ends no other";
     }
 
-    const auto silent = peers::ServeOnOwnAddress([](const auto&) { return Replies(); }, 53);
+    const auto silent = testkit::ServeOnOwnAddress([](const auto&) { return Replies(); }, 53);
     if (!silent) return;  // the port may not be had: then nobody keeps a lookup waiting
     root_.Put("etc/resolv.conf", "nameserver " + silent->Ip() + "\n");
     std::thread([&] {
@@ -368,7 +368,7 @@ TEST_F(EndOfNetBios, MeanwhileOtherCallsAreRefusedAndOtherObjectsWork) {
     EXPECT_FALSE(netbios_->GetMacAddress(0, "*", "-", error));
     EXPECT_EQ(error, 0x21);
     EXPECT_FALSE(netbios_->GetRemoteMACAddress("10.77.0.1", "-"));
-    const auto server = peers::ServeOnOwnAddress(GoodAnswer, 137);
+    const auto server = testkit::ServeOnOwnAddress(GoodAnswer, 137);
     EXPECT_TRUE(NetBIOSCls().GetMacAddress(0, server->Ip(), "-", error));
     netbios_->StopWaiting();
   });

@@ -4,7 +4,7 @@
 namespace netro {
 namespace {
 
-using namespace peers::dns;
+using namespace testkit::dns;
 
 const std::string kHost = AddressRecord(1);
 
@@ -226,7 +226,7 @@ TEST_F(QueryDnsOptions, ReplyCode) {
 
 TEST_F(QueryDnsOptions, TruncatedRepliesAreFollowedWhenAskedFor) {
   for (const bool refused : {false, true}) {
-    const auto reset = [](peers::Connection& connection, auto&) { connection.Reset(); };
+    const auto reset = [](testkit::Connection& connection, auto&) { connection.Reset(); };
     const auto whole = ReplyingOverTcp(Good);
     DnsServer server(Replying([](auto& reply) { reply.Flags(0x83, 0x80).Authority(SoaRecord()); }),
                      refused ? DnsServer::Talk(reset) : whole);

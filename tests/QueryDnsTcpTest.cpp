@@ -4,7 +4,7 @@
 namespace netro {
 namespace {
 
-using namespace peers::dns;
+using namespace testkit::dns;
 
 std::string Good(const std::string& query) {
   return DnsReply(query).Answer(HostRecord(1)).Additional(HostRecord(2)).Bytes();

@@ -4,7 +4,7 @@
 namespace netro {
 namespace {
 
-using namespace peers::dns;
+using namespace testkit::dns;
 using From = DnsServer::From;
 
 const std::string kAddress = Octets({192, 0, 2, 1});

@@ -1,13 +1,13 @@
 // QueryTimeCLS over TCP, where SNTP's port is only named to a proxy; and over UDP on port 123 of an
 // address of the test's own. Where that may not be had, the test low_ports runs these.
 #include <netro/QueryTimeCLS.h>
+#include <netro/testkit/TimeReply.h>
 
 #include <semaphore>
 
 #include "DnsTestKit.h"
 #include "Environment.h"
 #include "support/DateText.h"
-#include "tests/peers/TimeReply.h"
 
 namespace netro {
 namespace {
@@ -16,7 +16,7 @@ using From = DatagramServer::From;
 using Replies = DatagramServer::Replies;
 
 std::string Reply(const std::string& request, std::uint32_t stamp = kStampOf2000) {
-  return TimeReply().Stratum(1).Originate(peers::TransmitOf(request)).Transmit(stamp).Bytes();
+  return TimeReply().Stratum(1).Originate(testkit::TransmitOf(request)).Transmit(stamp).Bytes();
 }
 
 struct QueryTimeTcp : testing::Test {
@@ -41,7 +41,7 @@ struct QueryTimeTcp : testing::Test {
 TEST_F(QueryTimeTcp, ABareConnectionAsksAndFourBytesMayComeInAnyPieces) {
   const std::vector<std::vector<std::size_t>> kCuts = {{}, {1}, {2}, {3}, {1, 2, 3}};
   for (const auto& cuts : kCuts) {
-    EXPECT_TRUE(Ask({peers::Send(Big32(kStampOf2000), cuts)}));
+    EXPECT_TRUE(Ask({testkit::Send(Big32(kStampOf2000), cuts)}));
     EXPECT_EQ(received_, "");
     EXPECT_EQ(DateToText(time_.DateTime()), k2000);
     EXPECT_LT(time_.SNTPRoundTripDelay(), 5);
@@ -58,16 +58,16 @@ TEST_F(QueryTimeTcp, WhatCameUntilTheCloseIsJudgedByItsLength) {
       SCOPED_TRACE(size);
       if (!cuts.empty() && size <= 4) continue;
       const bool whole = size == 4 || size == 48;
-      EXPECT_EQ(Ask({peers::Send(text.substr(0, size), cuts), peers::Close()}), whole);
+      EXPECT_EQ(Ask({testkit::Send(text.substr(0, size), cuts), testkit::Close()}), whole);
       EXPECT_EQ(time_.LastErr(), whole ? 0 : 100003);
       EXPECT_EQ(time_.DateTime() == 0, !whole);
     }
-  EXPECT_FALSE(Ask({peers::Send(Big32(0)), peers::Close()}));
+  EXPECT_FALSE(Ask({testkit::Send(Big32(0)), testkit::Close()}));
   EXPECT_EQ(time_.LastErr(), 100002);
 }
 
 TEST_F(QueryTimeTcp, AServerThatDoesNotCloseIsGivenASecond) {
-  BytesServer server({{peers::Send(Big32(kStampOf2000)), peers::Stay()}});
+  BytesServer server({{testkit::Send(Big32(kStampOf2000)), testkit::Stay()}});
   time_.Port(server.Port());
   time_.Timeout(10'000);  // more than the clock will run
   const RunningClock clock([&] { return server.Connections() > 0; });
@@ -77,7 +77,7 @@ TEST_F(QueryTimeTcp, AServerThatDoesNotCloseIsGivenASecond) {
 
 TEST_F(QueryTimeTcp, AResetIsItsNumber) {
   for (std::size_t size = 0; size < 3; ++size) {
-    EXPECT_FALSE(Ask({peers::Send("123"s.substr(0, size + 1), {size}), peers::Reset()}));
+    EXPECT_FALSE(Ask({testkit::Send("123"s.substr(0, size + 1), {size}), testkit::Reset()}));
     EXPECT_EQ(time_.LastErr(), 10054) << size;
     EXPECT_EQ(time_.DateTime(), 0);
   }
@@ -87,7 +87,7 @@ TEST_F(QueryTimeTcp, AResetIsItsNumber) {
 TEST_F(QueryTimeTcp, AServerMayAnswerBeforeTheConnectionIsNoticed) {
   for (const std::string& reply : {Big32(kStampOf2000), "12"s}) {
     std::binary_semaphore sent(0);
-    peers::LoopbackServer server([&](Connection& connection, std::size_t) {
+    testkit::LoopbackServer server([&](Connection& connection, std::size_t) {
       connection.Send(reply);
       connection.HalfClose();
       sent.release();
@@ -112,7 +112,7 @@ TEST_F(QueryTimeTcp, AServerMayAnswerBeforeTheConnectionIsNoticed) {
 struct QueryTimeSntpTcp : QueryTimeTcp {
   bool AskSntp(const std::function<std::string(const std::string& request)>& reply,
                const std::vector<std::size_t>& cuts = {}) {
-    peers::LoopbackServer server([&](Connection& connection, std::size_t) {
+    testkit::LoopbackServer server([&](Connection& connection, std::size_t) {
       std::string received;
       while (received.size() < 9 && connection.Read(received)) {
       }
@@ -168,18 +168,18 @@ TEST_F(QueryTimeSntpTcp, AReplyToAnotherQuestionDoesNotCount) {
 // Seconds since 1900 of this system's clock.
 std::uint32_t SecondsNow() {
   const auto since1970 = std::chrono::floor<seconds>(SystemTime()).time_since_epoch();
-  return static_cast<std::uint32_t>(since1970.count() + peers::kTimeOf1970);
+  return static_cast<std::uint32_t>(since1970.count() + testkit::kTimeOf1970);
 }
 
 struct QueryTimeSntp : testing::Test {
   void SetUp() override {
-    if (!peers::ServeOnOwnAddress([](const auto&) { return Replies(); }, 123))
+    if (!testkit::ServeOnOwnAddress([](const auto&) { return Replies(); }, 123))
       GTEST_SKIP() << "port 123 of 127.0.0.0/8 may not be used here";
     time_.Timeout(5);
   }
 
   bool Ask(const DatagramServer::Answer& answer) {
-    server_ = peers::ServeOnOwnAddress(answer, 123);
+    server_ = testkit::ServeOnOwnAddress(answer, 123);
     if (!server_) return false;
     time_.Server(server_->Ip());
     return time_.QueryTime();

@@ -1,5 +1,6 @@
 // QueryTimeCLS over UDP on ports other than SNTP's, and the name of a secondary's reference.
 #include <netro/QueryTimeCLS.h>
+#include <netro/testkit/TimeReply.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -7,7 +8,6 @@
 
 #include "DnsTestKit.h"
 #include "support/DateText.h"
-#include "tests/peers/TimeReply.h"
 
 namespace netro {
 namespace {
@@ -20,7 +20,7 @@ DatagramServer::Answer Always(DatagramServer::Replies replies) {
   return [=](const std::string&) { return replies; };
 }
 
-std::string Secondary() { return peers::SecondaryReply().Bytes(); }
+std::string Secondary() { return testkit::SecondaryReply().Bytes(); }
 
 struct QueryTime : testing::Test {
   QueryTime() {
@@ -146,8 +146,8 @@ TEST_F(QueryTime, SettingsThatCannotBe) {
 
 DnsServer::Replies NameOfReference(const std::string& query) {
   return {DnsReply(query)
-              .Answer(peers::dns::Record(peers::dns::kQuestion, TYPE_PTR,
-                                         peers::dns::Name("upper.test")))
+              .Answer(testkit::dns::Record(testkit::dns::kQuestion, TYPE_PTR,
+                                         testkit::dns::Name("upper.test")))
               .Bytes()};
 }
 

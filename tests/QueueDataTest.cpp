@@ -1,4 +1,7 @@
 // QueueData: what never blocks; the kinds of data that it and SendData take; NoDelay.
+#include <netro/testkit/DnsReply.h>
+#include <netro/testkit/DnsServer.h>
+
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
@@ -7,8 +10,6 @@
 #include <limits>
 
 #include "SocketTestKit.h"
-#include "peers/DnsReply.h"
-#include "peers/DnsServer.h"
 #include "socket/SendQueue.h"
 
 namespace netro {
@@ -142,7 +143,7 @@ TEST_F(QueueData, RefusesWhereNothingCanBeSent) {
 
 // Before the connection is open, inside SendData, behind it: the order of the calls is kept.
 TEST_F(QueueData, GoesOutInTheOrderOfTheCalls) {
-  BytesServer server({{peers::Stay()}});
+  BytesServer server({{testkit::Stay()}});
   recorder.hook = [&](const std::string& event) {
     if (event == "Connect") {
       EXPECT_EQ(socket.QueueData("3"), 0);
@@ -160,8 +161,8 @@ TEST_F(QueueData, GoesOutInTheOrderOfTheCalls) {
 }
 
 TEST_F(QueueData, IsDroppedWhenTheConnectionFails) {
-  const peers::RefusingPort refusing;
-  BytesServer server({{peers::Stay()}});
+  const testkit::RefusingPort refusing;
+  BytesServer server({{testkit::Stay()}});
   ASSERT_TRUE(socket.Connect("127.0.0.1", refusing.Port()));
   EXPECT_EQ(socket.QueueData("lost"), 0);
   socket.DisconnectWhenSent();
@@ -176,11 +177,11 @@ TEST_F(QueueData, IsDroppedWhenTheConnectionFails) {
 
 // Queued before the prolog, while it looks the host up, and between its messages.
 TEST_F(QueueData, WaitsForTheTunnel) {
-  BytesServer proxy({{AwaitBytes(3), peers::Send("\x05\0"s), AwaitBytes(10),
-                      peers::Send("\x05\0\0\x01\0\0\0\0\0\0"s), peers::Stay()}});
-  peers::DnsServer names([](const std::string& query) -> peers::DnsServer::Replies {
-    using peers::dns::Record;
-    return {peers::DnsReply(query).Answer(Record(peers::dns::kQuestion, 1, "\x7F\0\0\1"s)).Bytes()};
+  BytesServer proxy({{AwaitBytes(3), testkit::Send("\x05\0"s), AwaitBytes(10),
+                      testkit::Send("\x05\0\0\x01\0\0\0\0\0\0"s), testkit::Stay()}});
+  testkit::DnsServer names([](const std::string& query) -> testkit::DnsServer::Replies {
+    using testkit::dns::Record;
+    return {testkit::DnsReply(query).Answer(Record(testkit::dns::kQuestion, 1, "\x7F\0\0\1"s)).Bytes()};
   });
   socket.DNSURL("127.0.0.1:" + std::to_string(names.Port()));
   std::int32_t error = 0;
@@ -229,7 +230,7 @@ TEST(KindsOfData, GoOutAsDocumented) {
   const std::uint8_t raw[2] = {3, 4};
   const auto sendAll = [](const auto& send, const auto&... data) { (send(data), ...); };
   for (const bool queue : {false, true}) {
-    BytesServer server({{peers::Stay()}});
+    BytesServer server({{testkit::Stay()}});
     SocketCls socket;
     ASSERT_TRUE(ConnectAndWait(socket, server.Port()));
     sendAll(

@@ -68,7 +68,7 @@ TEST_F(BlockedSend, ThreadsAndSignalHandlersMayStopIt) {
 
 // The send ends in vain; the new connection is not held up by it and gets nothing of its rest.
 TEST_F(BlockedSend, ReconnectInsideIsAllowedOnceTheConnectionIsOver) {
-  BytesServer second({{peers::Stay()}});
+  BytesServer second({{testkit::Stay()}});
   Recorder recorder(*socket_);
   recorder.hook = [&](const std::string& event) {
     if (event == "Connect") {
@@ -90,7 +90,7 @@ TEST_F(BlockedSend, ReconnectInsideIsAllowedOnceTheConnectionIsOver) {
 }
 
 TEST_F(BlockedSend, ReconnectInsideIsAllowedAfterDisconnect) {
-  BytesServer second({{peers::Stay()}});
+  BytesServer second({{testkit::Stay()}});
   WhenBlocked([&] {
     socket_->Disconnect();
     EXPECT_TRUE(socket_->Connect("127.0.0.1", second.Port()));
@@ -136,8 +136,8 @@ TEST_F(BlockedSend, BehindAQueueItLeavesTheQueueAsItIs) {
 }
 
 TEST(SendData, ReconnectInErrorIsAllowedInside) {
-  const peers::RefusingPort refusing;
-  BytesServer second({{peers::Stay()}});
+  const testkit::RefusingPort refusing;
+  BytesServer second({{testkit::Stay()}});
   SocketCls socket;
   Recorder recorder(socket);
   recorder.hook = [&](const std::string& event) {
@@ -153,7 +153,7 @@ TEST(SendData, ReconnectInErrorIsAllowedInside) {
 }
 
 TEST(SendData, LargeDataArrivesWhole) {
-  peers::LoopbackServer server([](peers::Connection& connection, std::size_t) {
+  testkit::LoopbackServer server([](testkit::Connection& connection, std::size_t) {
     std::string received;
     while (received.size() < kMuch.size() && connection.Read(received)) continue;
     connection.Send(received == kMuch ? "done" : "damaged");
@@ -170,7 +170,7 @@ TEST(SendData, LargeDataArrivesWhole) {
 // Each answer arrives inside the pump of the send before it. Sending there was once refused, and
 // with many busy sockets the pumps nested until the stack ran out.
 TEST(SendData, EchoesMayArriveInsideTheSend) {
-  peers::LoopbackServer echo([](peers::Connection& connection, std::size_t) {
+  testkit::LoopbackServer echo([](testkit::Connection& connection, std::size_t) {
     std::string block;
     while (connection.Read(block) && connection.Send(block)) block.clear();
   });
@@ -195,7 +195,7 @@ TEST(SendData, EchoesMayArriveInsideTheSend) {
 TEST(SendData, BlockedSendsMayNestDeeply) {
   constexpr int kSockets = 130;
   std::atomic<bool> mayRead{false};
-  peers::LoopbackServer server([&](peers::Connection& connection, std::size_t) {
+  testkit::LoopbackServer server([&](testkit::Connection& connection, std::size_t) {
     connection.Send("go");
     pollfd stop{connection.StopFd(), POLLIN, 0};
     while (!mayRead && poll(&stop, 1, 5) == 0) continue;
@@ -226,7 +226,7 @@ TEST(SendData, BlockedSendsMayNestDeeply) {
 
 // A peer that never stops sending must not keep the read loop, nor the pump that runs it.
 TEST(Flood, TimersAndCancellationGetTheirTurn) {
-  peers::LoopbackServer server([](peers::Connection& connection, std::size_t) {
+  testkit::LoopbackServer server([](testkit::Connection& connection, std::size_t) {
     while (connection.Send(std::string(65'536, 'f'))) continue;
   });
   SlowReader deaf;
@@ -249,8 +249,8 @@ TEST(Flood, TimersAndCancellationGetTheirTurn) {
 // One peer that a sink deletes in each of its events.
 TEST(Deletion, IsSafeInEveryEvent) {
   for (const std::string event : {"Connect", "SendComplete", "DataArrival", "Closed", "Error"}) {
-    BytesServer server({{peers::Send(std::string(100'000, 'x')), peers::Close()}});
-    const peers::RefusingPort refusing;
+    BytesServer server({{testkit::Send(std::string(100'000, 'x')), testkit::Close()}});
+    const testkit::RefusingPort refusing;
     auto socket = std::make_unique<SocketCls>();
     Recorder recorder(*socket);
     recorder.hook = [&](const std::string& one) {
@@ -271,7 +271,7 @@ TEST(Deletion, IsSafeInEveryEvent) {
 }
 
 TEST(Threads, EightWorkSideBySide) {
-  BytesServer server({{peers::AwaitText("ping"), peers::Send("pong"), peers::Stay()}});
+  BytesServer server({{testkit::AwaitText("ping"), testkit::Send("pong"), testkit::Stay()}});
   std::vector<std::thread> threads;
   std::atomic<int> answered{0};
   for (int i = 0; i < 8; ++i) {

@@ -17,7 +17,7 @@ struct SendMailTest : testing::Test {
     mail_->Events(&events_);
   }
 
-  void SendTo(const peers::SmtpServer& server) {
+  void SendTo(const testkit::SmtpServer& server) {
     mail_->ReceiverHostName("127.0.0.1");
     mail_->Port(server.Port());
   }
@@ -49,23 +49,23 @@ struct SendMailTest : testing::Test {
 
 /// Every domain has the exchanger mx.test, every name is this computer's.
 inline Replies KnowAll(const std::string& query) {
-  using namespace peers::dns;
+  using namespace testkit::dns;
   const std::string here = Octets({127, 0, 0, 1});
-  peers::DnsReply reply(query);
+  testkit::DnsReply reply(query);
   if (TypeOf(query) != TYPE_MX) return {reply.Answer(Record(kQuestion, TYPE_A, here)).Bytes()};
   reply.Answer(MxRecord(20, "backup.test")).Answer(MxRecord(5, "mx.test"));
   return {reply.Additional(Record(Name("mx.test"), TYPE_A, here)).Bytes()};
 }
 
 inline Replies KnowNothing(const std::string& query) {
-  return {peers::DnsReply(query).Code(3).Bytes()};
+  return {testkit::DnsReply(query).Code(3).Bytes()};
 }
 
 /// How often the server was asked for the exchangers of a domain.
-inline std::size_t TimesAsked(peers::DnsServer& server, const std::string& domain) {
+inline std::size_t TimesAsked(testkit::DnsServer& server, const std::string& domain) {
   std::size_t times = 0;
   for (const std::string& query : server.Queries())
-    times += TypeOf(query) == TYPE_MX && query.find(peers::dns::Name(domain)) != query.npos ? 1 : 0;
+    times += TypeOf(query) == TYPE_MX && query.find(testkit::dns::Name(domain)) != query.npos ? 1 : 0;
   return times;
 }
 

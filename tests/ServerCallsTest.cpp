@@ -2,6 +2,7 @@
 #include <netro/Localization.h>
 #include <netro/QueryTimeCLS.h>
 #include <netro/WhoIsCls.h>
+#include <netro/testkit/TimeReply.h>
 #include <poll.h>
 
 #include "DnsTestKit.h"
@@ -10,7 +11,6 @@
 #include "socket/HostLookup.h"
 #include "socket/SocketErrors.h"
 #include "socket/SocketModule.h"
-#include "tests/peers/TimeReply.h"
 
 namespace netro {
 namespace {
@@ -54,7 +54,7 @@ struct AsksForBytes {
     return SocketErrorText(number);
   }
   static Peer Serve(const std::string& reply) {
-    return Serving<BytesServer>(std::vector<Script>{{peers::Send(reply), HalfClose()}});
+    return Serving<BytesServer>(std::vector<Script>{{testkit::Send(reply), HalfClose()}});
   }
 };
 
@@ -232,7 +232,7 @@ template <class Client>
 Scene WaitForAnswer(Client& client) {
   const std::string part(Asks<Client>::kPart, std::size(Asks<Client>::kPart) - 1);
   auto server =
-      std::make_shared<BytesServer>(std::vector<Script>{{peers::Send(part), peers::Stay()}});
+      std::make_shared<BytesServer>(std::vector<Script>{{testkit::Send(part), testkit::Stay()}});
   return {"the answer", server, kHere, server->Port(), [=, &client] {
             const bool keeps = std::is_same_v<Client, WhoIsCls>;
             return server->Connections() > 0 && (!keeps || Asks<Client>::Kept(client) == part);

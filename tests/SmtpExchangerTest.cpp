@@ -7,7 +7,7 @@
 namespace netro {
 namespace {
 
-using namespace peers::dns;
+using namespace testkit::dns;
 
 constexpr char kNothing[] = "No DNS Entries found.";
 

@@ -2,14 +2,14 @@
 #pragma once
 
 #include <netro/SMTPCls.h>
+#include <netro/testkit/SmtpServer.h>
 
 #include "TestKit.h"
-#include "peers/SmtpServer.h"
 
 namespace netro {
 
-using Answer = peers::SmtpServer::Answer;
-using After = peers::SmtpServer::After;
+using Answer = testkit::SmtpServer::Answer;
+using After = testkit::SmtpServer::After;
 
 /// Records each event; the hooks may then do anything.
 struct SmtpSink : SMTPClsEvents {
@@ -35,14 +35,14 @@ inline std::string Joined(const std::vector<std::string>& lines) {
 }
 
 /// Answers one command with `answer` and the rest politely.
-inline peers::SmtpServer::Reply Except(std::string command, peers::SmtpServer::Answer answer) {
+inline testkit::SmtpServer::Reply Except(std::string command, testkit::SmtpServer::Answer answer) {
   return [command = std::move(command), answer = std::move(answer)](const std::string& asked) {
-    return asked == command ? answer : peers::SmtpServer::Politely(asked);
+    return asked == command ? answer : testkit::SmtpServer::Politely(asked);
   };
 }
 
 /// A server's side of a session up to the message.
-inline void AcceptUpToData(peers::Connection& connection) {
+inline void AcceptUpToData(testkit::Connection& connection) {
   for (const char* reply : {"220 x\r\n", "250 a\r\n", "250 b\r\n", "250 c\r\n", "354 d\r\n"}) {
     std::string got;
     if (reply[1] != '2') connection.Read(got);
@@ -72,7 +72,7 @@ struct SmtpTest : testing::Test {
   bool Deliver(const std::string& data = "text\r\n") {
     return smtp_->SMTP("from@me.test", "to@you.test", data);
   }
-  bool Deliver(const peers::SmtpServer& server, const std::string& data = "text\r\n") {
+  bool Deliver(const testkit::SmtpServer& server, const std::string& data = "text\r\n") {
     smtp_->Port(server.Port());
     return Deliver(data);
   }

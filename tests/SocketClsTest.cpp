@@ -26,7 +26,7 @@ int Unread(std::int32_t handle) {
 using Sockets = SocketTest;
 
 TEST_F(Sockets, ConnectReportsUnderWayAndTheOutcomeLater) {
-  BytesServer server({{peers::Stay()}});
+  BytesServer server({{testkit::Stay()}});
   ASSERT_TRUE(socket.Connect("127.0.0.1", server.Port()));
   EXPECT_EQ(socket.State(), sockConnecting);
   EXPECT_TRUE(recorder.events.empty()) << "an event came inside the call that started it";
@@ -40,7 +40,7 @@ TEST_F(Sockets, ConnectReportsUnderWayAndTheOutcomeLater) {
 }
 
 TEST_F(Sockets, FailedConnectIsAnErrorEventAndReleasesTheHandle) {
-  const peers::RefusingPort port;
+  const testkit::RefusingPort port;
   const struct {
     const char* host;
     std::int32_t port, error;
@@ -82,7 +82,7 @@ TEST_F(Sockets, ConnectRefusesWhatIsNoDestination) {
 }
 
 TEST_F(Sockets, OneNotificationDrainsTheSocketInChunks) {
-  BytesServer server({{Send(std::string(40'000, 'x')), peers::Stay()}});
+  BytesServer server({{Send(std::string(40'000, 'x')), testkit::Stay()}});
   socket.SocketIsBusy(true);
   ASSERT_TRUE(ConnectAndWait(socket, server.Port()));
   while (Unread(socket.SocketHandle()) < 40'000) std::this_thread::yield();
@@ -93,7 +93,7 @@ TEST_F(Sockets, OneNotificationDrainsTheSocketInChunks) {
 }
 
 TEST_F(Sockets, ClosedComesOnceAfterAllDataAndKeepsTheHandle) {
-  BytesServer server({{Send("last words"), peers::HalfClose(), AwaitText("answer")}});
+  BytesServer server({{Send("last words"), testkit::HalfClose(), AwaitText("answer")}});
   ASSERT_TRUE(ConnectAndWait(socket, server.Port()));
   ASSERT_TRUE(PumpUntil([&] { return recorder.Saw("Closed"); }));
   EXPECT_EQ(recorder.received, "last words");
@@ -106,7 +106,7 @@ TEST_F(Sockets, ClosedComesOnceAfterAllDataAndKeepsTheHandle) {
 }
 
 TEST_F(Sockets, ResetOfAnOpenConnectionIsClosedAndNotError) {
-  BytesServer server({{AwaitText("x"), peers::Reset()}});
+  BytesServer server({{AwaitText("x"), testkit::Reset()}});
   ASSERT_TRUE(ConnectAndWait(socket, server.Port()));
   PumpUntil([&] { return recorder.Saw("SendComplete"); });
   socket.Kill();
@@ -116,7 +116,7 @@ TEST_F(Sockets, ResetOfAnOpenConnectionIsClosedAndNotError) {
 }
 
 TEST_F(Sockets, BusyOwnerGetsItsDataLaterAndTheCloseAfterIt) {
-  BytesServer server({{Send("data"), peers::HalfClose(), peers::Stay()}});
+  BytesServer server({{Send("data"), testkit::HalfClose(), testkit::Stay()}});
   socket.SocketIsBusy(true);
   ASSERT_TRUE(ConnectAndWait(socket, server.Port()));
   while (Unread(socket.SocketHandle()) < 4) std::this_thread::yield();
@@ -129,14 +129,14 @@ TEST_F(Sockets, BusyOwnerGetsItsDataLaterAndTheCloseAfterIt) {
 }
 
 TEST_F(Sockets, CloseWithoutDataReachesABusyOwner) {
-  BytesServer server({{peers::Close()}});
+  BytesServer server({{testkit::Close()}});
   socket.SocketIsBusy(true);
   ASSERT_TRUE(socket.Connect("localhost", server.Port()));
   EXPECT_TRUE(PumpUntil([&] { return recorder.Saw("Closed"); }));
 }
 
 TEST_F(Sockets, DisconnectClearsEverythingAndRaisesNothing) {
-  BytesServer server({{peers::Stay()}});
+  BytesServer server({{testkit::Stay()}});
   ASSERT_TRUE(ConnectAndWait(socket, server.Port()));
   recorder.events.clear();
   socket.Disconnect();
@@ -214,7 +214,7 @@ TEST_F(Sockets, DatagramsArriveOneByOneAndAnEmptyOneClosesNothing) {
 }
 
 TEST_F(Sockets, RemovedSocketHearsNothing) {
-  BytesServer server({{Send("x"), peers::Stay()}});
+  BytesServer server({{Send("x"), testkit::Stay()}});
   socket.SocketIsBusy(true);
   ASSERT_TRUE(ConnectAndWait(socket, server.Port()));
   PumpUntil([&] { return recorder.Saw("SendComplete"); });
@@ -241,7 +241,7 @@ TEST_F(Sockets, WindowProcTurnsCodesIntoEvents) {
 TEST(SocketModule, LastObjectOfAThreadReleasesEveryStartUp) {
   std::thread([] {
     const auto module = SocketModule::ForThread();
-    const peers::RefusingPort port;
+    const testkit::RefusingPort port;
     {
       SocketCls first;
       SocketCls second;

@@ -109,7 +109,7 @@ class SlowReader {
  private:
   enum class Todo { kNothing, kRead, kHalfClose, kReset };
 
-  void Serve(peers::Connection& connection) {
+  void Serve(testkit::Connection& connection) {
     pollfd stop{connection.StopFd(), POLLIN, 0};
     while (poll(&stop, 1, 1) == 0) {
       const Todo todo = todo_.exchange(Todo::kNothing);
@@ -124,8 +124,8 @@ class SlowReader {
 
   std::atomic<Todo> todo_{Todo::kNothing};
   std::promise<std::string> received_;
-  peers::LoopbackServer server_{
-      [this](peers::Connection& connection, std::size_t) { Serve(connection); }};
+  testkit::LoopbackServer server_{
+      [this](testkit::Connection& connection, std::size_t) { Serve(connection); }};
 };
 
 /// Connects to a port of 127.0.0.1 and waits for the outcome. A peer that closes at once may have

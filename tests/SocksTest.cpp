@@ -28,7 +28,7 @@ SocksRules RulesFor(Kind kind) {
 
 // Prolog, then a round trip through the tunnel.
 void ExpectTunnel(Kind kind, const SocksRules& rules, const std::string& early = "") {
-  BytesServer target({{peers::AwaitText("ping"), peers::Send("pong"), peers::Stay()}});
+  BytesServer target({{testkit::AwaitText("ping"), testkit::Send("pong"), testkit::Stay()}});
   SocksServer proxy(rules);
   SocketCls socket;
   Recorder recorder(socket);
@@ -128,7 +128,7 @@ TEST(Socks, AReplyIsAwaitedAsFarAsItsOwnLength) {
     SCOPED_TRACE(::testing::PrintToString(c.first));
     std::atomic<bool> taken = false;
     const RunningClock clock([&] { return taken.load(); }, kLate);
-    peers::LoopbackServer proxy([&](peers::Connection& connection, std::size_t) {
+    testkit::LoopbackServer proxy([&](testkit::Connection& connection, std::size_t) {
       std::string bytes;
       if (c.first[0] == 5) connection.Read(bytes), connection.Send("\5\0"s);
       connection.Read(bytes);
@@ -155,7 +155,7 @@ TEST(Socks, AReplyIsAwaitedAsFarAsItsOwnLength) {
 
 TEST(Socks, CloseBehindTheReplyReachesTheOwner) {
   BytesServer proxy(
-      {{peers::AwaitBytes(9), peers::Send("\0\x5A\0\0\0\0\0\0bye"s), peers::HalfClose()}});
+      {{testkit::AwaitBytes(9), testkit::Send("\0\x5A\0\0\0\0\0\0bye"s), testkit::HalfClose()}});
   SocketCls socket;
   Recorder recorder(socket);
   std::int32_t error = 0;

@@ -229,7 +229,7 @@ TEST(SystemCodings, TheSinkEndsTheDecoding) {
 }
 
 TEST(SystemCodings, HTTPClsUnpacksWithThem) {
-  using peers::HttpServer;
+  using testkit::HttpServer;
   const std::string text(300'000, 'x');
   const auto packed = [](const std::string& coding, const std::string& body) {
     return HttpServer::Answer("200 OK\r\nContent-Type: text/x\r\nContent-Encoding: " + coding +

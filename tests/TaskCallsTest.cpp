@@ -6,6 +6,7 @@
 #include <netro/SMTPCls.h>
 #include <netro/UDPCls.h>
 #include <netro/WhoIsCls.h>
+#include <netro/testkit/DatagramServer.h>
 #include <sys/resource.h>
 
 #include <csignal>
@@ -13,7 +14,6 @@
 
 #include "SilentHost.h"
 #include "SocketTestKit.h"
-#include "peers/DatagramServer.h"
 #include "web/HttpPool.h"
 
 namespace netro {
@@ -119,8 +119,8 @@ std::int32_t Tunnel(const SilentHost& host) {
 
 // The name service's port is not everybody's; without it the case says nothing.
 std::int32_t AskNetBios(const SilentHost&) {
-  static const auto silent = peers::ServeOnOwnAddress(
-      [](const std::string&) { return peers::DatagramServer::Replies(); }, 137);
+  static const auto silent = testkit::ServeOnOwnAddress(
+      [](const std::string&) { return testkit::DatagramServer::Replies(); }, 137);
   if (!silent) {
     const std::int32_t ended = ThisLoop().Sleep(seconds(60));
     return ended == 10002 ? 0x05 : 0x0B;

@@ -4,6 +4,9 @@
 
 #include <gtest/gtest.h>
 #include <netro/MessageLoop.h>
+#include <netro/testkit/BytesServer.h>
+#include <netro/testkit/HttpServer.h>
+#include <netro/testkit/SocksServer.h>
 
 #include <algorithm>
 #include <atomic>
@@ -25,14 +28,11 @@
 #include <vector>
 
 #include "SystemRoot.h"
-#include "peers/BytesServer.h"
-#include "peers/HttpServer.h"
-#include "peers/SocksServer.h"
 #include "platform/Clock.h"
 
 namespace netro {
 
-using namespace peers;
+using namespace testkit;
 using namespace std::chrono_literals;
 using namespace std::string_literals;
 using std::chrono::milliseconds;

@@ -1,11 +1,12 @@
 // The messages of the time client by themselves: a request, and each field of a reply.
+#include <netro/testkit/TimeReply.h>
+
 #include <cmath>
 
 #include "TestKit.h"
 #include "platform/Sockets.h"
 #include "support/DateText.h"
 #include "tests/Environment.h"
-#include "tests/peers/TimeReply.h"
 #include "web/TimeMessage.h"
 
 namespace netro {
@@ -88,7 +89,7 @@ TEST(TimeRequest, CarriesTheTimeOfTheZone) {
 
 TEST(TimeReplyReading, OnlyARepeatedTransmitTimeIsAnAnswer) {
   const std::string request = Text(ComposeTimeRequest(ExchangeAt(kNow)));
-  TimeReply reply = Good().Originate(peers::TransmitOf(request));
+  TimeReply reply = Good().Originate(testkit::TransmitOf(request));
   EXPECT_TRUE(AnswersTimeRequest(BytesOf(reply.Bytes()), BytesOf(request)));
   for (std::size_t at = 0; at < 48; ++at) {
     std::string other = reply.Bytes();
@@ -129,7 +130,7 @@ TEST(TimeReplyReading, HalfTheRoundTripIsCounted) {
       {0x7FFF'FFFF, 0ns, "2104-02-26T09:42:23.000Z", "2104-02-26T09:42:23.000Z"},
       {0xFFFF'FFFF, 2s, "2036-02-07T06:28:16.000Z", "2036-02-07T06:28:14.000Z"},
       {1, 4s, "2036-02-07T06:28:19.000Z", "2036-02-07T06:28:15.000Z"},
-      {peers::kTimeOf1970 - 1, 0ns, "1969-12-31T23:59:59.000Z", "1969-12-31T23:59:59.000Z"},
+      {testkit::kTimeOf1970 - 1, 0ns, "1969-12-31T23:59:59.000Z", "1969-12-31T23:59:59.000Z"},
   };
   for (const auto& c : kCases) {
     const TimeExchange exchange = ExchangeAt(kNow, c.roundTrip);

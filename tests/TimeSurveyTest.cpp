@@ -1,8 +1,8 @@
 // TimeSurveyCls: which clocks agree, and surveys of servers on port 123, which low_ports runs too.
 #include <netro/TimeSurveyCls.h>
+#include <netro/testkit/TimeReply.h>
 
 #include "DnsTestKit.h"
-#include "tests/peers/TimeReply.h"
 #include "web/TimeIntersection.h"
 
 namespace netro {
@@ -49,7 +49,7 @@ TimeReply ReplyOf(const std::string& request, double ahead) {
       SystemTime().time_since_epoch() +
       std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::duration<double>(ahead));
   const auto whole = std::chrono::floor<std::chrono::seconds>(since1970);
-  const auto stamp = static_cast<std::uint32_t>(whole.count() + peers::kTimeOf1970);
+  const auto stamp = static_cast<std::uint32_t>(whole.count() + testkit::kTimeOf1970);
   const auto part = std::chrono::duration<double>(since1970 - whole).count();
   const auto fraction = static_cast<std::uint32_t>(part * 4294967295.0);
   return TimeReply()
@@ -57,7 +57,7 @@ TimeReply ReplyOf(const std::string& request, double ahead) {
       .Precision(236)
       .Id("GPS")
       .RootDispersion(0x8000)
-      .Originate(peers::TransmitOf(request))
+      .Originate(testkit::TransmitOf(request))
       .Receive(stamp, fraction)
       .Transmit(stamp, fraction);
 }
@@ -68,7 +68,7 @@ DatagramServer::Answer Clock(double ahead) {
 
 struct TimeSurvey : testing::Test {
   void SetUp() override {
-    if (!peers::ServeOnOwnAddress(Clock(0), 123)) {
+    if (!testkit::ServeOnOwnAddress(Clock(0), 123)) {
       GTEST_SKIP() << "port 123 of 127.0.0.0/8 may not be used here";
     }
     survey_->Interval(1);
@@ -79,7 +79,7 @@ struct TimeSurvey : testing::Test {
     std::vector<std::string> names;
     servers_.clear();
     for (const auto& answer : answers) {
-      servers_.push_back(peers::ServeOnOwnAddress(answer, 123));
+      servers_.push_back(testkit::ServeOnOwnAddress(answer, 123));
       ASSERT_NE(servers_.back(), nullptr);
       names.push_back(servers_.back()->Ip());
     }

@@ -61,7 +61,7 @@ TEST(TlsCertificates, AreBelievedOrRefusedWithANumberOfTheirOwn) {
 }
 
 TEST(TlsCertificates, AnAuthorityThatNobodyKnowsIsNotTrusted) {
-  const peers::TlsAuthority stranger("Stranger");
+  const testkit::TlsAuthority stranger("Stranger");
   TlsRules rules;
   rules.identity = stranger.Issue();
   TlsServer server(rules);
@@ -105,9 +105,9 @@ TEST(TlsCertificates, PinsAreCheckedBesidesAllElse) {
 }
 
 TEST(TlsCertificates, ClientCertificateIsGivenWhenWanted) {
-  const peers::TlsAuthority other("Other");
+  const testkit::TlsAuthority other("Other");
   const TemporaryFolder folder;
-  const peers::Identity own = Authority().Issue(), foreign = other.Issue();
+  const testkit::Identity own = Authority().Issue(), foreign = other.Issue();
   WriteFile(folder / "own.pem", own.certificate + own.key);
   WriteFile(folder / "foreign.pem", foreign.certificate);
   WriteFile(folder / "foreign.key", foreign.key);

@@ -21,11 +21,11 @@ class HttpsServer {
   }
 
  private:
-  peers::TlsRules Rules(bool saysGoodbye) {
-    peers::TlsRules rules = GoodRules();
-    rules.serve = [this, saysGoodbye](peers::TlsPeer& peer) {
+  testkit::TlsRules Rules(bool saysGoodbye) {
+    testkit::TlsRules rules = GoodRules();
+    rules.serve = [this, saysGoodbye](testkit::TlsPeer& peer) {
       plain_.ServeOn({[&](std::string& into) { return peer.Read(into); },
-                      [&](std::string_view text) { return peer.Send(text); }},
+                      [&](const testkit::Response& answer) { return peer.Send(answer.bytes); }},
                      number_++);
       if (saysGoodbye) peer.CloseNotify();
     };
@@ -34,7 +34,7 @@ class HttpsServer {
 
   HttpServer plain_{true};
   std::atomic<std::size_t> number_{0};
-  peers::TlsServer server_;
+  testkit::TlsServer server_;
 };
 
 // Answers CONNECT with one text after the other, and opens the tunnel behind a good one.
@@ -52,7 +52,7 @@ class TunnelProxy {
   }
 
  private:
-  void Serve(peers::Connection& connection, std::size_t number) {
+  void Serve(testkit::Connection& connection, std::size_t number) {
     std::string request;
     while (request.find("\r\n\r\n") == std::string::npos) {
       if (!connection.Read(request)) return;
@@ -63,14 +63,14 @@ class TunnelProxy {
       requests_.push_back(request);
     }
     connection.Send(answer);
-    if (answer.starts_with("HTTP/1.1 200")) peers::Relay(connection, target_);
+    if (answer.starts_with("HTTP/1.1 200")) testkit::Relay(connection, target_);
   }
 
   const std::vector<std::string> answers_;
   const int target_;
   std::mutex mutex_;
   std::vector<std::string> requests_;
-  peers::LoopbackServer server_;
+  testkit::LoopbackServer server_;
 };
 
 struct Https : testing::Test {

@@ -75,7 +75,7 @@ TEST(TlsHandshake, WhatIsNotTlsIsRefused) {
   const std::string flood(2'000'000, '\x16');
   for (const std::string& bytes :
        {std::string("HTTP/1.1 400 Bad Request\r\n\r\n"), std::string(5, '\0'), flood}) {
-    peers::BytesServer server({{peers::AwaitBytes(100), peers::Send(bytes), peers::Stay()}});
+    testkit::BytesServer server({{testkit::AwaitBytes(100), testkit::Send(bytes), testkit::Stay()}});
     SocketCls socket;
     EXPECT_EQ(Protect(socket, server.Port(), Trusting()), 10172);
     EXPECT_EQ(socket.SocketHandle(), 0);
@@ -85,14 +85,14 @@ TEST(TlsHandshake, WhatIsNotTlsIsRefused) {
 TEST(TlsHandshake, HandshakeWithoutEndHasALimit) {
   // Certificate messages of the largest size that announce more than they bring.
   std::string hello = "\x16\x03\x03";
-  const auto endless = [](peers::Connection& connection, std::size_t) {
+  const auto endless = [](testkit::Connection& connection, std::size_t) {
     std::string got;
     connection.Read(got);
     std::string record("\x16\x03\x03\x40\x00", 5);
     record += std::string("\x02\xFF\xFF\xFF", 4) + std::string(0x4000 - 4, 'x');
     while (connection.Send(record)) continue;
   };
-  peers::LoopbackServer server(endless);
+  testkit::LoopbackServer server(endless);
   SocketCls socket;
   const std::int32_t error = Protect(socket, server.Port(), Trusting());
   EXPECT_TRUE(error == 10172 || error == 10176) << error;
@@ -113,9 +113,9 @@ TEST(TlsHandshake, UnprotectedBytesBeforeItAreNeverTakenIn) {
   EXPECT_FALSE(socket.StartTls("localhost", Trusting()));
   EXPECT_EQ(socket.LastSocketErr(), 10173);
 
-  peers::SocksRules socks;
+  testkit::SocksRules socks;
   socks.early = "220 injected\r\n";  // in one block with the reply that opens the tunnel
-  peers::SocksServer proxy(socks);
+  testkit::SocksServer proxy(socks);
   ASSERT_TRUE(ConnectAndWait(socket, proxy.Port()));
   ASSERT_TRUE(socket.Socks5Prolog(true, false, "localhost", server.Port(), "", "", error));
   EXPECT_FALSE(socket.StartTls("localhost", Trusting()));
@@ -124,7 +124,7 @@ TEST(TlsHandshake, UnprotectedBytesBeforeItAreNeverTakenIn) {
 
 TEST(TlsHandshake, RunsThroughASocksTunnel) {
   TlsServer server(GoodRules());
-  peers::SocksServer proxy;
+  testkit::SocksServer proxy;
   SocketCls socket;
   Recorder recorder(socket);
   std::int32_t error = 0;
@@ -145,7 +145,7 @@ struct Silent : testing::Test {
     });
   }
 
-  peers::BytesServer server_{{{peers::Stay()}}};
+  testkit::BytesServer server_{{{testkit::Stay()}}};
   std::shared_ptr<TlsProvider> provider_ = Trusting();
   std::unique_ptr<SocketCls> socket_ = std::make_unique<SocketCls>();
   std::int32_t timer_ = 0;

@@ -10,8 +10,8 @@
 
 namespace netro {
 
-inline const peers::TlsAuthority& Authority() {
-  static const peers::TlsAuthority authority;
+inline const testkit::TlsAuthority& Authority() {
+  static const testkit::TlsAuthority authority;
   return authority;
 }
 
@@ -30,8 +30,8 @@ inline std::shared_ptr<TlsProvider> Trusting(TlsSettings settings = {}) {
   return MustProvide(settings);
 }
 
-inline peers::TlsRules GoodRules(int highest = 0) {
-  peers::TlsRules rules;
+inline testkit::TlsRules GoodRules(int highest = 0) {
+  testkit::TlsRules rules;
   rules.highest = highest;
   rules.identity = Authority().Issue();
   return rules;

@@ -1,8 +1,9 @@
 // What a watcher does about changes: programs, mails and webhooks, with peers that fail.
+#include <netro/testkit/SmtpServer.h>
+
 #include "TestKit.h"
 #include "diag/WatchReportText.h"
 #include "diag/WatchReports.h"
-#include "tests/peers/SmtpServer.h"
 
 namespace netro {
 namespace {
@@ -170,15 +171,15 @@ TEST_F(WatchReporting, MailsInAFolderOutliveTheProgram) {
 
 TEST_F(WatchReporting, AWebhookIsRepeatedInItsOrderUntilItIsTaken) {
   std::atomic<int> requests{0};
-  peers::HttpServer server;
-  server.On("/secret", [&](const peers::HttpRequest&) -> std::string {
+  testkit::HttpServer server;
+  server.On("/secret", [&](const testkit::HttpRequest&) -> std::string {
     switch (requests++) {
       case 0:
-        return peers::HttpServer::Answer("503 later\r\nRetry-After: 100\r\n", "");
+        return testkit::HttpServer::Answer("503 later\r\nRetry-After: 100\r\n", "");
       case 1:
         return "";
       default:
-        return peers::HttpServer::Answer("204 taken\r\n", "");
+        return testkit::HttpServer::Answer("204 taken\r\n", "");
     }
   });
   settings.downActions = settings.upActions = {{WatchAction::Webhook, server.Url("/secret"), {}}};
@@ -193,7 +194,7 @@ TEST_F(WatchReporting, AWebhookIsRepeatedInItsOrderUntilItIsTaken) {
   EXPECT_TRUE(Until([&] { return IsTold("': no answer. It will be tried again."); }));
   AdvanceClockForTests(6s);
   EXPECT_TRUE(Until([&] { return reports->Waiting().empty(); }));
-  const std::vector<peers::HttpRequest> all = server.Requests();
+  const std::vector<testkit::HttpRequest> all = server.Requests();
   ASSERT_EQ(all.size(), 4u);
   EXPECT_EQ(all[2].method, "POST");
   EXPECT_EQ(all[2].Field("content-type"), "application/json");
@@ -204,7 +205,7 @@ TEST_F(WatchReporting, AWebhookIsRepeatedInItsOrderUntilItIsTaken) {
 // The status has taken it; nobody reads the body.
 TEST_F(WatchReporting, AWebhooksAnswerNeedNotEnd) {
   std::atomic<int> requests{0};
-  peers::LoopbackServer server([&](peers::Connection& connection, std::size_t) {
+  testkit::LoopbackServer server([&](testkit::Connection& connection, std::size_t) {
     std::string request;
     connection.Read(request);
     connection.Send(requests++ == 0 ? "HTTP/1.1 200 OK\r\n\r\n"
@@ -226,9 +227,9 @@ TEST_F(WatchReporting, AWebhooksAnswerNeedNotEnd) {
 }
 
 TEST_F(WatchReporting, AWebhookThatIsRefusedIsGivenUp) {
-  peers::HttpServer server;
-  server.On("/", [](const auto&) { return peers::HttpServer::Answer("404 no\r\n", ""); });
-  server.On("/broken", [](const auto&) { return peers::HttpServer::Answer("500 oops\r\n", ""); });
+  testkit::HttpServer server;
+  server.On("/", [](const auto&) { return testkit::HttpServer::Answer("404 no\r\n", ""); });
+  server.On("/broken", [](const auto&) { return testkit::HttpServer::Answer("500 oops\r\n", ""); });
   settings.downActions = {{WatchAction::Webhook, server.Url("/"), {}},
                           {WatchAction::Webhook, server.Url("/broken"), {}}};
   Configure();

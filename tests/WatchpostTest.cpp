@@ -1,14 +1,14 @@
 // WatchpostCls: operations and their texts, rounds against scripted servers, and every report.
 #include <netro/QueryDNSCLS.h>
 #include <netro/WatchpostCls.h>
+#include <netro/testkit/DnsReply.h>
+#include <netro/testkit/DnsServer.h>
+#include <netro/testkit/SmtpServer.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
 #include "EchoPermission.h"
 #include "TestKit.h"
-#include "tests/peers/DnsReply.h"
-#include "tests/peers/DnsServer.h"
-#include "tests/peers/SmtpServer.h"
 
 namespace netro {
 namespace {
@@ -48,7 +48,7 @@ class Journal : public WatchpostClsEvents {
 struct Watchpost : testing::Test {
   Watchpost() {
     Make();
-    server.On("/", [this](const peers::HttpRequest&) {
+    server.On("/", [this](const testkit::HttpRequest&) {
       return HttpServer::Answer(std::to_string(status) + " x\r\n", "");
     });
   }
@@ -143,7 +143,7 @@ TEST_F(Watchpost, EveryOperationTellsWhyItIsRefused) {
 }
 
 TEST_F(Watchpost, AHostThatGoesDownAndComesBackIsToldOnceEach) {
-  peers::SmtpServer mail;
+  testkit::SmtpServer mail;
   WriteOneHost("Recipients=admin@example.test\nSender=watch@example.test\nMailServer=127.0.0.1:" +
                std::to_string(mail.Port()) +
                "\nGroupSeconds=0\nDownLogMsg=Name$ down: ErrorDump$\nUpLogMsg==Name$ "
@@ -188,7 +188,7 @@ TEST_F(Watchpost, AHostThatGoesDownAndComesBackIsToldOnceEach) {
 
 // A round is what began together: the silent host has its own, and the others go on.
 TEST_F(Watchpost, ASilentHostDoesNotDelayTheOthersAndFailsInTime) {
-  peers::BytesServer silent({{peers::Stay()}});
+  testkit::BytesServer silent({{testkit::Stay()}});
   Write(
       "[Settings]\nHTTPTimeout=3600\n[DownActions]\n1=log\n[HostNames]\nsilent=http://127.0.0.1:" +
       std::to_string(silent.Port()) + "/|http\nrefused=127.0.0.1|tcp:1\nweb=" + server.Url("/") +
@@ -208,11 +208,11 @@ TEST_F(Watchpost, ASilentHostDoesNotDelayTheOthersAndFailsInTime) {
 }
 
 TEST_F(Watchpost, EveryKindOfProbeSaysWhatItMet) {
-  using peers::AwaitText;
-  using peers::Send;
+  using testkit::AwaitText;
+  using testkit::Send;
   const struct {
     const char* kind;
-    std::vector<peers::Script> scripts;  // of a server of its own
+    std::vector<testkit::Script> scripts;  // of a server of its own
     const char* answer;
   } kCases[] = {
       {"http",
@@ -220,35 +220,35 @@ TEST_F(Watchpost, EveryKindOfProbeSaysWhatItMet) {
          Send("HTTP/1.1 103 Early\r\nA: b\r\n\r\nHTTP/1.1 100 x\r\n\r\nHTTP/1.1 404 no\r\n\r\n",
               {5, 21, 28, 60})}},
        "HTTP answer: HTTP/1.1 404 no"},
-      {"http", {{Send("SSH-2.0 200 OK\r\n"), peers::Stay()}}, "The answer is no HTTP"},
+      {"http", {{Send("SSH-2.0 200 OK\r\n"), testkit::Stay()}}, "The answer is no HTTP"},
       {"http",
        {{AwaitText("\r\n\r\n"), Send("HTTP/1.1 500 \x1b\xff\r\n\r\n")}},
        "HTTP answer: HTTP/1.1 500 ??"},
       {"http",
-       {{AwaitText("\r\n\r\n"), Send("HTTP/1.1 200 OK"), peers::Close()}},
+       {{AwaitText("\r\n\r\n"), Send("HTTP/1.1 200 OK"), testkit::Close()}},
        "Connection Reset by Peer."},
       {"http 404", {{AwaitText("\r\n\r\n"), Send("HTTP/1.1 404 no\r\n\r\n")}}, "Success: "},
       {"http \"well done\"",
        {{AwaitText("\r\n\r\n"), Send("HTTP/1.1 200 OK\r\n\r\nall is well done", {20, 28, 33}),
-         peers::Stay()}},
+         testkit::Stay()}},
        "Success: "},
       {"http \"well done\"",
-       {{AwaitText("\r\n\r\n"), Send("HTTP/1.1 200 OK\r\n\r\nall is we"), peers::Close()}},
+       {{AwaitText("\r\n\r\n"), Send("HTTP/1.1 200 OK\r\n\r\nall is we"), testkit::Close()}},
        "HTTP answer without 'well done'"},
-      {"tcp:", {{peers::Stay()}}, "Success: "},
-      {"tcp: \"SSH-2\"", {{Send("SSH-2.0 x\r\n", {2}), peers::Stay()}}, "Success: "},
-      {"tcp: \"SSH-2\"", {{Send("SSH-1\r\n"), peers::Close()}}, "No 'SSH-2' in: SSH-1"},
+      {"tcp:", {{testkit::Stay()}}, "Success: "},
+      {"tcp: \"SSH-2\"", {{Send("SSH-2.0 x\r\n", {2}), testkit::Stay()}}, "Success: "},
+      {"tcp: \"SSH-2\"", {{Send("SSH-1\r\n"), testkit::Close()}}, "No 'SSH-2' in: SSH-1"},
       {"smtp:",
        {{Send("220 hi\r\n"), AwaitText("HELO"), Send("250 x\r\n"), AwaitText("QUIT"),
          Send("221 bye\r\n")}},
        "Success: "},
-      {"smtp:", {{Send("554 go away\r\n"), peers::Stay()}}, "SMTP: 554 go away"},
+      {"smtp:", {{Send("554 go away\r\n"), testkit::Stay()}}, "SMTP: 554 go away"},
       {"dns:a.test:", {}, "DNS: "},  // nobody at port 1
   };
-  std::vector<std::unique_ptr<peers::BytesServer>> servers;
+  std::vector<std::unique_ptr<testkit::BytesServer>> servers;
   std::string text = "[DownActions]\n1=log\n[HostNames]\n";
   for (const auto& test : kCases) {
-    servers.push_back(std::make_unique<peers::BytesServer>(test.scripts));
+    servers.push_back(std::make_unique<testkit::BytesServer>(test.scripts));
     const std::string port = test.scripts.empty() ? "1" : std::to_string(servers.back()->Port());
     std::string kind = test.kind;
     const bool isWeb = kind.starts_with("http");
@@ -269,11 +269,11 @@ TEST_F(Watchpost, EveryKindOfProbeSaysWhatItMet) {
 }
 
 TEST_F(Watchpost, ADnsServerIsAskedForAName) {
-  namespace dns = peers::dns;
+  namespace dns = testkit::dns;
   std::atomic<int> type = TYPE_A;
-  peers::DnsServer names([&](const std::string& query) -> peers::DnsServer::Replies {
+  testkit::DnsServer names([&](const std::string& query) -> testkit::DnsServer::Replies {
     const std::string data = type == TYPE_A ? dns::Octets({127, 0, 0, 1}) : dns::Name("a.test");
-    return {peers::DnsReply(query).Answer(dns::Record(dns::kQuestion, type, data)).Bytes()};
+    return {testkit::DnsReply(query).Answer(dns::Record(dns::kQuestion, type, data)).Bytes()};
   });
   Write("[DownActions]\n1=log\n[HostNames]\ndns=127.0.0.1|dns:a.test:" +
         std::to_string(names.Port()) + "\n");
@@ -287,13 +287,13 @@ TEST_F(Watchpost, ADnsServerIsAskedForAName) {
 
 // A crash leaves the file as it is while the mail is gathered and while the webhook has no answer.
 TEST_F(Watchpost, ACrashLosesNoReport) {
-  peers::SmtpServer mails;
+  testkit::SmtpServer mails;
   std::atomic<bool> silent = true;
-  server.On("/hook", [&](const peers::HttpRequest&) {
+  server.On("/hook", [&](const testkit::HttpRequest&) {
     return silent ? std::string() : HttpServer::Answer("204 x\r\n", "");
   });
   const auto count = [&](const std::string& path) {
-    return std::ranges::count(server.Requests(), path, &peers::HttpRequest::target);
+    return std::ranges::count(server.Requests(), path, &testkit::HttpRequest::target);
   };
   WriteOneHost(
       "StateFile=state\nGroupSeconds=3600\nSender=watch@me.test\nRecipients=a@xy.test\n"
@@ -401,9 +401,9 @@ TEST_F(Watchpost, WhatThisProgramLacksIsNoFailureOfAHost) {
 }
 
 TEST_F(Watchpost, AnAnswerThatCameWhileTheThreadWasBusyIsNoSilence) {
-  const peers::Script script = {peers::AwaitText("\r\n\r\n"),
-                                peers::Send("HTTP/1.1 200 OK\r\n\r\n"), peers::Close()};
-  peers::BytesServer web({script});
+  const testkit::Script script = {testkit::AwaitText("\r\n\r\n"),
+                                testkit::Send("HTTP/1.1 200 OK\r\n\r\n"), testkit::Close()};
+  testkit::BytesServer web({script});
   Write("[DownActions]\n1=log\n[HostNames]\nweb=http://127.0.0.1:" + std::to_string(web.Port()) +
         "/|http\n");
   EXPECT_TRUE(post->StartObservation());

@@ -57,7 +57,7 @@ TEST_F(WhoIs, HostAndItsPort) {
   SystemRoot root;
   root.Put("etc/hosts", "127.0.0.1 whois.test\n");
   BytesServer server({{AwaitText("\r\n"), Send("answer"), Close()}});
-  const peers::RefusingPort nobody;
+  const testkit::RefusingPort nobody;
   const std::string port = ":" + std::to_string(server.Port());
   const std::pair<std::string, std::int32_t> kCases[] = {
       {"127.0.0.1", server.Port()},
@@ -95,7 +95,7 @@ TEST_F(WhoIs, ArgumentsThatCannotBe) {
 }
 
 TEST_F(WhoIs, AConnectionThatFailsNamesItsEnd) {
-  const peers::RefusingPort nobody;
+  const testkit::RefusingPort nobody;
   const std::string port = std::to_string(nobody.Port());
   const std::string refused =
       ":" + port +
@@ -131,7 +131,7 @@ TEST_F(WhoIs, AResetKeepsWhatCame) {
 // Nine seconds pass after each piece, of the ten that may pass.
 TEST_F(WhoIs, EachArrivalRestartsTheClock) {
   std::counting_semaphore<> next(0);
-  peers::LoopbackServer server([&](Connection& connection, std::size_t) {
+  testkit::LoopbackServer server([&](Connection& connection, std::size_t) {
     std::string query;
     connection.Read(query);
     for (const char piece : "abcde"s) {
@@ -158,7 +158,7 @@ TEST_F(WhoIs, EachArrivalRestartsTheClock) {
 }
 
 TEST_F(WhoIs, EndlessAnswersAreCutOff) {
-  peers::LoopbackServer server([](Connection& connection, std::size_t) {
+  testkit::LoopbackServer server([](Connection& connection, std::size_t) {
     const std::string block(1'000'000, 'x');
     while (connection.Send(block)) {
     }

@@ -2,10 +2,10 @@
 
 #include <gtest/gtest.h>
 #include <netro/HTTPCls.h>
+#include <netro/testkit/HttpServer.h>
 #include <unistd.h>
 
 #include "DanteServer.h"
-#include "tests/peers/HttpServer.h"
 
 namespace netro::interop {
 namespace {
@@ -30,7 +30,7 @@ class Dante : public testing::Test {
     return http_.HTTPQuery(timeout);
   }
 
-  peers::HttpServer origin_;
+  testkit::HttpServer origin_;
   std::unique_ptr<DanteServer> server_;
   std::string proxy_;
   HTTPCls http_;

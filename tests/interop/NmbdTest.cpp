@@ -18,7 +18,7 @@ constexpr char kAddress[] = "10.77.0.2";
 // Whether somebody at that address answers a node status request.
 bool Answers() {
   return !AskByHand(kAddress, 137,
-                    std::string("NM\0\0\0\1\0\0\0\0\0\0", 12) + peers::AnyNode() +
+                    std::string("NM\0\0\0\1\0\0\0\0\0\0", 12) + testkit::AnyNode() +
                         std::string("\0\x21\0\1", 4))
               .empty();
 }

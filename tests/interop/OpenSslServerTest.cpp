@@ -27,7 +27,7 @@ TEST_P(OpenSslServer, TakesAConnectionAndGivesItBack) {
   const std::string program = FindProgram("openssl");
   if (program.empty()) GTEST_SKIP() << "openssl is not installed";
   ServerProcess server([&](const std::string& folder, const std::string& port) {
-    const peers::Identity identity = Authority().Issue();
+    const testkit::Identity identity = Authority().Issue();
     WriteFile(folder + "/server.pem", identity.certificate + identity.key);
     WriteFile(folder + "/trust.pem", Authority().Certificate());
     std::vector<std::string> command = {program,   "s_server",
@@ -43,7 +43,7 @@ TEST_P(OpenSslServer, TakesAConnectionAndGivesItBack) {
   const TemporaryFolder folder;
   TlsSettings settings;
   if (odd.clientCertificate) {
-    const peers::Identity own = Authority().Issue();
+    const testkit::Identity own = Authority().Issue();
     settings.clientCertificateFile = folder / "own.pem";
     WriteFile(settings.clientCertificateFile, own.certificate + own.key);
   }

@@ -12,7 +12,7 @@ namespace netro::interop {
 namespace {
 
 using namespace std::string_literals;
-using peers::SmtpServer;
+using testkit::SmtpServer;
 using Tries = std::vector<std::pair<std::string, std::int32_t>>;  // address and result
 
 class PostfixMail : public testing::Test {

@@ -1,5 +1,7 @@
 #include "ServerProcess.h"
 
+#include <netro/testkit/LoopbackServer.h>
+
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -16,7 +18,6 @@
 #include <chrono>
 #include <sstream>
 
-#include "tests/peers/LoopbackServer.h"
 
 extern char** environ;
 
@@ -58,7 +59,7 @@ bool AwaitEnd(pid_t process, int milliseconds) {
 }
 
 bool TakesConnections(int port) {
-  const int fd = peers::ConnectToLoopback(port);
+  const int fd = testkit::ConnectToLoopback(port);
   if (fd >= 0) close(fd);
   return fd >= 0;
 }
@@ -124,7 +125,7 @@ std::string AskByHand(const std::string& address, int port, const std::string& d
 ServerProcess::ServerProcess(const Configure& configure, const Ready& ready) {
   chmod(folder_.Path().c_str(), 0755);  // for servers that give up root
   for (int attempt = 0; attempt < 3 && process_ == 0; ++attempt) {
-    port_ = peers::RefusingPort().Port();
+    port_ = testkit::RefusingPort().Port();
     Start(configure(folder_.Path(), std::to_string(port_)));
     if (!AwaitReady(ready ? ready : TakesConnections)) Stop();
   }

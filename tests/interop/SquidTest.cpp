@@ -3,9 +3,9 @@
 
 #include <gtest/gtest.h>
 #include <netro/HTTPCls.h>
+#include <netro/testkit/HttpServer.h>
 
 #include "SquidServer.h"
-#include "tests/peers/HttpServer.h"
 
 namespace netro::interop {
 namespace {
@@ -46,7 +46,7 @@ class Squid : public testing::Test {
   }
 
   std::unique_ptr<ServerProcess> server_;
-  peers::HttpServer origin_;
+  testkit::HttpServer origin_;
   HTTPCls http_;
 };
 
@@ -55,13 +55,13 @@ constexpr ProxyTypeEnum kKinds[] = {ProxyBasicAuthorization, ProxyMSISAServer, P
 TEST_F(Squid, EveryHttpProxyKindFetches) {
   Start("basic");
   if (IsOver()) return;
-  origin_.On("/chunked", [](const peers::HttpRequest&) {
-    return peers::HttpServer::Answer(
+  origin_.On("/chunked", [](const testkit::HttpRequest&) {
+    return testkit::HttpServer::Answer(
         "200 OK\r\nContent-Type: text/plain\r\nTransfer-Encoding: chunked",
         "5\r\nhello\r\n6;x=y\r\n again\r\n0\r\n\r\n");
   });
-  origin_.On("/echo", [](const peers::HttpRequest& request) {
-    return peers::HttpServer::Answer("200 OK\r\nContent-Type: text/plain", request.body);
+  origin_.On("/echo", [](const testkit::HttpRequest& request) {
+    return testkit::HttpServer::Answer("200 OK\r\nContent-Type: text/plain", request.body);
   });
   for (const ProxyTypeEnum type : kKinds) {
     http_.ProxyType(type);

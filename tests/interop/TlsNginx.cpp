@@ -12,14 +12,14 @@ namespace {
 constexpr char kBrotli[] = "/usr/lib/nginx/modules/ngx_http_brotli_filter_module.so";
 
 struct Rules {
-  peers::CertificateWish wish = {};
+  testkit::CertificateWish wish = {};
   bool strangeIssuer = false;
   std::string lines = {};
 };
 
 // In the order of Site.
 std::vector<Rules> AllRules(const std::string& folder) {
-  peers::CertificateWish expired, notYet, wrongName, selfSigned;
+  testkit::CertificateWish expired, notYet, wrongName, selfSigned;
   expired.firstDay = -30;
   expired.lastDay = -1;
   notYet.firstDay = 2;
@@ -41,11 +41,11 @@ std::vector<Rules> AllRules(const std::string& folder) {
 std::string Address(std::size_t site) { return "127.0.0." + std::to_string(1 + site); }
 
 std::string ServerBlocks(const std::string& folder, const std::string& port) {
-  const peers::TlsAuthority stranger("Strange Authority");
+  const testkit::TlsAuthority stranger("Strange Authority");
   std::string blocks;
   std::size_t number = 0;
   for (const Rules& rules : AllRules(folder)) {
-    const peers::Identity identity =
+    const testkit::Identity identity =
         (rules.strangeIssuer ? stranger : Authority()).Issue(rules.wish);
     const std::string file = folder + "/" + std::to_string(number) + ".pem";
     WriteFile(file, identity.certificate + identity.key);

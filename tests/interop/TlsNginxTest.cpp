@@ -30,8 +30,8 @@ std::string Numbers(std::size_t bytes, std::uint32_t seed = 1) {
   return text;
 }
 
-TlsSettings WithOwnCertificate(const TemporaryFolder& folder, const peers::TlsAuthority& issuer) {
-  const peers::Identity own = issuer.Issue();
+TlsSettings WithOwnCertificate(const TemporaryFolder& folder, const testkit::TlsAuthority& issuer) {
+  const testkit::Identity own = issuer.Issue();
   TlsSettings settings;
   settings.clientCertificateFile = folder / "own.pem";
   WriteFile(settings.clientCertificateFile, own.certificate + own.key);
@@ -115,7 +115,7 @@ TEST_F(TlsNginxTest, ClientCertificates) {
   ExpectAsCurl("/told", Site::ClientCertificate);
   EXPECT_EQ(http_.HTTPResult(), 400);
 
-  TlsSettings settings = WithOwnCertificate(folder, peers::TlsAuthority("Strange Authority"));
+  TlsSettings settings = WithOwnCertificate(folder, testkit::TlsAuthority("Strange Authority"));
   http_.Tls(Trusting(settings));
   ExpectAsCurl("/told", Site::ClientCertificate, {"--cert", settings.clientCertificateFile});
   EXPECT_EQ(http_.HTTPResult(), 400);

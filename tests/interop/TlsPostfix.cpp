@@ -58,12 +58,12 @@ std::string Server(Door door, const std::string& port, const std::string& option
 }
 
 std::string Certificate(const std::string& folder, const std::string& name, int lastDay) {
-  peers::CertificateWish wish;
+  testkit::CertificateWish wish;
   wish.names = "DNS:mx.xy.test";
   for (int last = 1; last <= 9; ++last) wish.names += ",IP:127.0.0." + std::to_string(last);
   wish.firstDay = -30;
   wish.lastDay = lastDay;
-  const peers::Identity identity = Authority().Issue(wish);
+  const testkit::Identity identity = Authority().Issue(wish);
   const std::string file = folder + "/" + name;
   WriteFile(file, identity.key + identity.certificate);
   chmod(file.c_str(), 0600);
@@ -73,8 +73,8 @@ std::string Certificate(const std::string& folder, const std::string& name, int 
 }  // namespace
 
 TlsPostfix::TlsPostfix()
-    : policy_(std::make_unique<peers::LoopbackServer>(
-          [this](peers::Connection& connection, std::size_t) { AskToComeBack(connection); })) {
+    : policy_(std::make_unique<testkit::LoopbackServer>(
+          [this](testkit::Connection& connection, std::size_t) { AskToComeBack(connection); })) {
   std::string sockets;
   logins_ = std::make_unique<ServerProcess>(
       [&](const std::string& folder, const std::string& port) {
@@ -136,7 +136,7 @@ std::string TlsPostfix::AccessToken() {
 }
 
 // The policy protocol: lines of "name=value", an empty one asks.
-void TlsPostfix::AskToComeBack(peers::Connection& connection) {
+void TlsPostfix::AskToComeBack(testkit::Connection& connection) {
   static std::mutex mutex;
   static std::set<std::string> known;
   for (std::string received; connection.Read(received);) {

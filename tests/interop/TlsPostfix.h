@@ -3,12 +3,13 @@
 // certificate is of the tests' authority. Needs root. Thread: the test's.
 #pragma once
 
+#include <netro/testkit/LoopbackServer.h>
+
 #include <atomic>
 #include <memory>
 #include <string>
 
 #include "Postfix.h"
-#include "tests/peers/LoopbackServer.h"
 
 namespace netro::interop {
 
@@ -44,10 +45,10 @@ class TlsPostfix {
   static std::string AccessToken();
 
  private:
-  void AskToComeBack(peers::Connection& connection);
+  void AskToComeBack(testkit::Connection& connection);
 
   std::unique_ptr<ServerProcess> logins_;
-  std::unique_ptr<peers::LoopbackServer> policy_;
+  std::unique_ptr<testkit::LoopbackServer> policy_;
   std::unique_ptr<Postfix> server_;
 };
 

@@ -24,12 +24,12 @@ void Cut::Never() {
 CutRelay::CutRelay(int target, Cut& cut)
     : target_(target),
       cut_(cut),
-      server_([this](peers::Connection& client, std::size_t) { Serve(client); }) {}
+      server_([this](testkit::Connection& client, std::size_t) { Serve(client); }) {}
 
-void CutRelay::Serve(peers::Connection& client) {
-  const int fd = peers::ConnectToLoopback(target_);
+void CutRelay::Serve(testkit::Connection& client) {
+  const int fd = testkit::ConnectToLoopback(target_);
   if (fd < 0) return client.Reset();
-  peers::Connection server(fd, client.StopFd());
+  testkit::Connection server(fd, client.StopFd());
   bool open[2] = {true, true};
   while (open[0] || open[1]) {
     pollfd entries[] = {{open[0] ? server.Fd() : -1, POLLIN, 0},
@@ -42,7 +42,7 @@ void CutRelay::Serve(peers::Connection& client) {
   }
 }
 
-bool CutRelay::Pass(peers::Connection& from, peers::Connection& to, Cut::Direction direction) {
+bool CutRelay::Pass(testkit::Connection& from, testkit::Connection& to, Cut::Direction direction) {
   char block[4096];
   const ssize_t got = recv(from.Fd(), block, sizeof block, 0);
   if (got <= 0) {
@@ -56,7 +56,7 @@ bool CutRelay::Pass(peers::Connection& from, peers::Connection& to, Cut::Directi
   cut_.left[direction] -= taken;
   if (cut_.left[direction] > 0 || cut_.end == Cut::Silent) return true;
   cut_.left[direction] = Cut::kNever;
-  peers::Connection& client = direction == Cut::FromServer ? to : from;
+  testkit::Connection& client = direction == Cut::FromServer ? to : from;
   cut_.end == Cut::Reset ? client.Reset() : client.Close();
   return false;
 }

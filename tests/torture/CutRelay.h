@@ -3,10 +3,11 @@
 // way.
 #pragma once
 
+#include <netro/testkit/LoopbackServer.h>
+
 #include <atomic>
 #include <cstddef>
 
-#include "tests/peers/LoopbackServer.h"
 
 namespace netro::torture {
 
@@ -30,12 +31,12 @@ class CutRelay {
   int Port() const { return server_.Port(); }
 
  private:
-  void Serve(peers::Connection& client);
-  bool Pass(peers::Connection& from, peers::Connection& to, Cut::Direction direction);
+  void Serve(testkit::Connection& client);
+  bool Pass(testkit::Connection& from, testkit::Connection& to, Cut::Direction direction);
 
   const int target_;
   Cut& cut_;
-  peers::LoopbackServer server_;
+  testkit::LoopbackServer server_;
 };
 
 }  // namespace netro::torture

@@ -4,6 +4,8 @@
 #include <netro/ICMPCls.h>
 #include <netro/NetBIOSCls.h>
 #include <netro/TimeSurveyCls.h>
+#include <netro/testkit/DatagramServer.h>
+#include <netro/testkit/TimeReply.h>
 
 #include <chrono>
 #include <cstdio>
@@ -11,8 +13,6 @@
 
 #include "Scenario.h"
 #include "platform/Clock.h"
-#include "tests/peers/DatagramServer.h"
-#include "tests/peers/TimeReply.h"
 
 namespace netro::torture {
 namespace {
@@ -64,23 +64,23 @@ Scenario ManyEchoes() {
 std::string NowOf(const std::string& request) {
   const auto now = SystemTime().time_since_epoch();
   const auto whole = std::chrono::floor<std::chrono::seconds>(now);
-  const auto stamp = static_cast<std::uint32_t>(whole.count() + peers::kTimeOf1970);
+  const auto stamp = static_cast<std::uint32_t>(whole.count() + testkit::kTimeOf1970);
   const double part = std::chrono::duration<double>(now - whole).count();
   const auto fraction = static_cast<std::uint32_t>(part * 4294967295.0);
-  return peers::TimeReply()
+  return testkit::TimeReply()
       .Stratum(1)
       .Precision(236)
       .Id("GPS")
       .RootDispersion(0x2000)
-      .Originate(peers::TransmitOf(request))
+      .Originate(testkit::TransmitOf(request))
       .Receive(stamp, fraction)
       .Transmit(stamp, fraction)
       .Bytes();
 }
 
-std::unique_ptr<peers::DatagramServer> Clock() {
-  return peers::ServeOnOwnAddress(
-      [](const std::string& request) -> peers::DatagramServer::Replies { return {NowOf(request)}; },
+std::unique_ptr<testkit::DatagramServer> Clock() {
+  return testkit::ServeOnOwnAddress(
+      [](const std::string& request) -> testkit::DatagramServer::Replies { return {NowOf(request)}; },
       123);
 }
 

@@ -1,6 +1,7 @@
 #include <netro/MailSpool.h>
 #include <netro/SMTPCls.h>
 #include <netro/SendMailCls.h>
+#include <netro/testkit/SmtpServer.h>
 
 #include <algorithm>
 #include <utility>
@@ -8,12 +9,11 @@
 #include "Scenario.h"
 #include "Servers.h"
 #include "tests/TemporaryFolder.h"
-#include "tests/peers/SmtpServer.h"
 
 namespace netro::torture {
 namespace {
 
-using peers::SmtpServer;
+using testkit::SmtpServer;
 
 // What the calls are made with needs no memory in them.
 const std::string kRecipients = "a@you.test, b@you.test";

@@ -2,11 +2,11 @@
 #include <netro/FindDNSCLS.h>
 #include <netro/QueryDNSCLS.h>
 #include <netro/SocketCls.h>
+#include <netro/testkit/DnsReply.h>
+#include <netro/testkit/DnsServer.h>
 
 #include "Scenario.h"
 #include "Servers.h"
-#include "tests/peers/DnsReply.h"
-#include "tests/peers/DnsServer.h"
 
 namespace netro::torture {
 namespace {
@@ -18,12 +18,12 @@ int TypeOf(const std::string& query) {
 }
 
 std::string Host(const std::string& name) {
-  return peers::dns::Record(peers::dns::Name(name), TYPE_A, peers::dns::Octets({127, 0, 0, 1}));
+  return testkit::dns::Record(testkit::dns::Name(name), TYPE_A, testkit::dns::Octets({127, 0, 0, 1}));
 }
 
-peers::DnsServer::Replies Know(const std::string& query) {
-  using namespace peers::dns;
-  peers::DnsReply reply(query);
+testkit::DnsServer::Replies Know(const std::string& query) {
+  using namespace testkit::dns;
+  testkit::DnsReply reply(query);
   const std::string soa = Record(Name("test"), TYPE_SOA, Soa());
   switch (TypeOf(query)) {
     case TYPE_AXFR:
@@ -37,8 +37,8 @@ peers::DnsServer::Replies Know(const std::string& query) {
   }
 }
 
-peers::DnsServer& Server() {
-  static auto& server = *new peers::DnsServer(Know);
+testkit::DnsServer& Server() {
+  static auto& server = *new testkit::DnsServer(Know);
   return server;
 }
 

@@ -2,13 +2,13 @@
 #include <netro/MessageLoop.h>
 #include <netro/SocketCls.h>
 #include <netro/UDPCls.h>
+#include <netro/testkit/BytesServer.h>
+#include <netro/testkit/DatagramServer.h>
 
 #include <chrono>
 
 #include "Scenario.h"
 #include "Servers.h"
-#include "tests/peers/BytesServer.h"
-#include "tests/peers/DatagramServer.h"
 
 namespace netro::torture {
 namespace {
@@ -16,8 +16,8 @@ namespace {
 using namespace std::string_literals;
 
 void AtEcho(World&, UDPCls& udp) {
-  static auto& server = *new peers::DatagramServer(
-      [](const std::string& text) -> peers::DatagramServer::Replies { return {text}; });
+  static auto& server = *new testkit::DatagramServer(
+      [](const std::string& text) -> testkit::DatagramServer::Replies { return {text}; });
   udp.URL("127.0.0.1");
   udp.Port(server.Port());
 }
@@ -36,8 +36,8 @@ std::int32_t StillWaiting(SocketCls& socket) {
 
 // A stream as a host program has it: the outcome and the data are events.
 Scenario Stream() {
-  static auto& server = *new peers::BytesServer(
-      {{peers::AwaitText("ping"), peers::Send("pong"), peers::HalfClose()}});
+  static auto& server = *new testkit::BytesServer(
+      {{testkit::AwaitText("ping"), testkit::Send("pong"), testkit::HalfClose()}});
   const auto make = [](World& world) {
     const auto socket = std::make_shared<std::unique_ptr<SocketCls>>(std::make_unique<SocketCls>());
     (*socket)->Events(&world.events);

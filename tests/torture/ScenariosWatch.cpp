@@ -2,6 +2,7 @@
 // When the shortage is over it has done both, and told the event once.
 #include <netro/MessageLoop.h>
 #include <netro/WatchpostCls.h>
+#include <netro/testkit/HttpServer.h>
 
 #include <algorithm>
 #include <atomic>
@@ -11,7 +12,6 @@
 #include "Scenario.h"
 #include "platform/Clock.h"
 #include "tests/TemporaryFolder.h"
-#include "tests/peers/HttpServer.h"
 
 namespace netro::torture {
 namespace {
@@ -21,9 +21,9 @@ using namespace std::chrono_literals;
 class Watched final : public WatchpostClsEvents {
  public:
   explicit Watched(AllEvents& events) : events_(events) {
-    hooks_.On("/", [this](const peers::HttpRequest&) {
+    hooks_.On("/", [this](const testkit::HttpRequest&) {
       ++posts_;
-      return peers::HttpServer::Answer("200 OK", "");
+      return testkit::HttpServer::Answer("200 OK", "");
     });
     WriteFile(settings_,
               "[Settings]\nDownCycle=1\nStateFile=state\n[DownActions]\n1=log\n2=webhook|" +
@@ -94,10 +94,10 @@ class Watched final : public WatchpostClsEvents {
   AllEvents& events_;
   TemporaryFolder folder_;
   const std::string settings_ = folder_ / "settings.ini";
-  peers::RefusingPort refusing_;
+  testkit::RefusingPort refusing_;
   std::atomic<int> posts_ = 0;
   int changes_ = 0;
-  peers::HttpServer hooks_;
+  testkit::HttpServer hooks_;
   std::unique_ptr<WatchpostCls> post_;
 };
 

@@ -1,17 +1,17 @@
 #include <netro/HTTPCls.h>
 #include <netro/QueryTimeCLS.h>
 #include <netro/WhoIsCls.h>
+#include <netro/testkit/BytesServer.h>
+#include <netro/testkit/DatagramServer.h>
+#include <netro/testkit/HttpServer.h>
+#include <netro/testkit/SocksServer.h>
+#include <netro/testkit/TimeReply.h>
 
 #include <memory>
 
 #include "Scenario.h"
 #include "Servers.h"
 #include "tests/TemporaryFolder.h"
-#include "tests/peers/BytesServer.h"
-#include "tests/peers/DatagramServer.h"
-#include "tests/peers/HttpServer.h"
-#include "tests/peers/SocksServer.h"
-#include "tests/peers/TimeReply.h"
 
 namespace netro::torture {
 namespace {
@@ -19,19 +19,19 @@ namespace {
 const std::string kBody(200, 'b');
 const std::string kAnswer = "an answer\r\n";
 
-peers::HttpServer& Origin() {
-  static peers::HttpServer& server = *[] {
-    auto* const made = new peers::HttpServer(true);
+testkit::HttpServer& Origin() {
+  static testkit::HttpServer& server = *[] {
+    auto* const made = new testkit::HttpServer(true);
     made->OnText("/", kBody);
-    made->On("/chunked", [](const peers::HttpRequest&) {
+    made->On("/chunked", [](const testkit::HttpRequest&) {
       return "HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\nTransfer-Encoding: chunked\r\n\r\n"
              "64\r\n" + kBody.substr(0, 100) + "\r\n64\r\n" + kBody.substr(0, 100) + "\r\n0\r\n\r\n";
     });
-    made->On("/moved", [](const peers::HttpRequest&) {
-      return peers::HttpServer::Answer("302 Found\r\nContent-Length: 0\r\nLocation: /", "");
+    made->On("/moved", [](const testkit::HttpRequest&) {
+      return testkit::HttpServer::Answer("302 Found\r\nContent-Length: 0\r\nLocation: /", "");
     });
-    made->On("/file", [](const peers::HttpRequest&) {
-      return peers::HttpServer::Answer("200 OK\r\nContent-Length: 200\r\nContent-Type: image/png", kBody);
+    made->On("/file", [](const testkit::HttpRequest&) {
+      return testkit::HttpServer::Answer("200 OK\r\nContent-Length: 200\r\nContent-Type: image/png", kBody);
     });
     return made;
   }();
@@ -68,7 +68,7 @@ Scenario Query(const std::string& name, const std::string& path,
 }
 
 void BySocks(World& world, HTTPCls& http) {
-  static auto& proxy = *new peers::SocksServer();
+  static auto& proxy = *new testkit::SocksServer();
   http.URL("http://localhost:" + std::to_string(Origin().Port()) + "/");
   http.ProxyType(ProxySocks5NoAuth);
   http.ProxyUseRemoteDNS(true);
@@ -94,21 +94,21 @@ Scenario Time(const std::string& name, bool udp, std::function<int(World&)> port
 }
 
 int UdpTime(World&) {
-  static auto& server = *new peers::DatagramServer(
-      [](const std::string&) -> peers::DatagramServer::Replies {
-        return {peers::Big32(3'155'673'600)};
+  static auto& server = *new testkit::DatagramServer(
+      [](const std::string&) -> testkit::DatagramServer::Replies {
+        return {testkit::Big32(3'155'673'600)};
       });
   return server.Port();
 }
 
 int TcpTime(World& world) {
-  static auto& server = *new peers::BytesServer({{peers::Send(peers::Big32(3'155'673'600))}});
+  static auto& server = *new testkit::BytesServer({{testkit::Send(testkit::Big32(3'155'673'600))}});
   return world.Via(server.Port());
 }
 
 void AtWhoIs(World& world, WhoIsCls& whois) {
   static auto& server =
-      *new peers::BytesServer({{peers::AwaitText("\n"), peers::Send(kAnswer)}});
+      *new testkit::BytesServer({{testkit::AwaitText("\n"), testkit::Send(kAnswer)}});
   whois.Port(world.Via(server.Port()));
   whois.Timeout(2);
 }

@@ -1,9 +1,9 @@
 #include <netro/HTTPCls.h>
 #include <netro/tls/OpenSslTls.h>
+#include <netro/testkit/HttpServer.h>
 
 #include "Scenario.h"
 #include "tests/TemporaryFolder.h"
-#include "tests/peers/HttpServer.h"
 #include "tests/peers/TlsServer.h"
 
 namespace netro::torture {
@@ -11,25 +11,25 @@ namespace {
 
 const std::string kBody(200, 'b');
 
-peers::TlsServer& Server(const peers::TlsAuthority& authority) {
-  static auto& plain = *new peers::HttpServer(true);
+testkit::TlsServer& Server(const testkit::TlsAuthority& authority) {
+  static auto& plain = *new testkit::HttpServer(true);
   static auto& server = *[&] {
     plain.OnText("/", kBody);
-    peers::TlsRules rules;
+    testkit::TlsRules rules;
     rules.identity = authority.Issue();
-    rules.serve = [](peers::TlsPeer& peer) {
+    rules.serve = [](testkit::TlsPeer& peer) {
       plain.ServeOn({[&](std::string& into) { return peer.Read(into); },
                      [&](std::string_view text) { return peer.Send(text); }},
                     0);
       peer.CloseNotify();
     };
-    return new peers::TlsServer(rules);
+    return new testkit::TlsServer(rules);
   }();
   return server;
 }
 
 void AtServer(World& world, HTTPCls& http) {
-  static const auto& authority = *new peers::TlsAuthority();
+  static const auto& authority = *new testkit::TlsAuthority();
   static const auto provider = [&] {
     const TemporaryFolder folder;
     TlsSettings settings;
