@@ -41,6 +41,26 @@ std::string Soa(const std::string& primary, std::uint32_t serial) {
   return Name(primary) + Name("hostmaster.test") + U32(serial) + U32(2) + U32(3) + U32(4) + U32(5);
 }
 
+std::string QuestionName(const std::string& query) {
+  std::string name;
+  for (std::size_t at = 12; at < query.size() && query[at] != 0;) {
+    const std::size_t length = static_cast<std::uint8_t>(query[at]);
+    name += (name.empty() ? "" : ".") + query.substr(at + 1, length);
+    at += 1 + length;
+  }
+  for (char& c : name) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  return name;
+}
+
+int QuestionType(const std::string& query) {
+  const std::size_t end = query.find('\0', 12);
+  if (end == query.npos || end + 2 >= query.size()) return 0;
+  return static_cast<std::uint8_t>(query[end + 1]) * 256 +
+         static_cast<std::uint8_t>(query[end + 2]);
+}
+
 std::string Framed(const std::string& message) { return U16(message.size()) + message; }
 
 }  // namespace dns

@@ -1,3 +1,4 @@
+#include <arpa/inet.h>
 #include <netro/testkit/DnsServer.h>
 
 namespace netro::testkit {
@@ -55,6 +56,24 @@ void DnsServer::ServeConnection(Connection& connection) {
     if (talk_) return talk_(connection, query);
     for (const Reply& reply : answer_(query)) connection.Send(dns::Framed(reply.bytes));
   }
+}
+
+DnsServer::Answer AnswersOf(std::map<std::string, std::string> hosts) {
+  return [hosts = std::move(hosts)](const std::string& query) -> DnsServer::Replies {
+    constexpr int kAddress = 1;
+    constexpr int kNoSuchName = 3;
+    DnsReply reply(query);
+    const auto host = hosts.find(dns::QuestionName(query));
+    in_addr address{};
+    if (host == hosts.end()) {
+      reply.Code(kNoSuchName);
+    } else if (dns::QuestionType(query) == kAddress &&
+               inet_pton(AF_INET, host->second.c_str(), &address) == 1) {
+      reply.Answer(dns::Record(dns::kQuestion, kAddress,
+                               {reinterpret_cast<const char*>(&address), sizeof address}));
+    }
+    return {reply.Bytes()};
+  };
 }
 
 }  // namespace netro::testkit

@@ -34,6 +34,10 @@ NETRO_EXPORT std::string Record(const std::string& owner, int type, const std::s
 /// An SOA's data with the mailbox "hostmaster.test" and small numbers.
 NETRO_EXPORT std::string Soa(const std::string& primary = "ns.test", std::uint32_t serial = 1);
 
+/// What a query asks for: the name in small letters with dots between its labels, and the type.
+NETRO_EXPORT std::string QuestionName(const std::string& query);
+NETRO_EXPORT int QuestionType(const std::string& query);
+
 /// A message behind its length, as on TCP (section 4.2.2).
 NETRO_EXPORT std::string Framed(const std::string& message);
 

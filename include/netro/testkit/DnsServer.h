@@ -17,6 +17,7 @@
 #include <atomic>
 #include <cstddef>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -59,5 +60,9 @@ class NETRO_EXPORT DnsServer {
   std::unique_ptr<DatagramServer> udp_;
   std::unique_ptr<LoopbackServer> tcp_;
 };
+
+/// The answers of a server that knows these names and their IPv4 addresses in dotted form, no data
+/// of another type, and no other name (NXDOMAIN).
+NETRO_EXPORT DnsServer::Answer AnswersOf(std::map<std::string, std::string> hosts);
 
 }  // namespace netro::testkit

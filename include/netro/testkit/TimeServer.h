@@ -22,7 +22,9 @@ namespace netro::testkit {
 
 class NETRO_EXPORT TimeServer {
  public:
-  /// Makes the reply of SNTP another one: unset, of a bad stratum, a kiss code, silent (empty).
+  /// Makes of the reply of SNTP another one: unset, of a bad stratum, a kiss code, silent (empty).
+  /// With it, all replies by datagram are SNTP, also to the empty requests that QueryTimeCLS sends
+  /// to other ports than 123.
   using Change = std::function<std::string(TimeReply reply)>;
 
   explicit TimeServer(std::chrono::milliseconds ahead = {}, Change change = nullptr);
