@@ -88,8 +88,9 @@ class NETRO_EXPORT MessageLoop {
   /// SetTimer; ThreadErr tells. LastErr of the object is left alone, since it belongs to the other
   /// call. False: such calls are undefined behaviour, as they always were. What may come from any
   /// thread by its own word (Kill, StopWaiting, PostTask ...) is never refused, and an object that
-  /// is made on one thread and used on another is fine while nobody else uses the loop. Set it
-  /// while nobody uses the loop.
+  /// is made on one thread and used on another is fine while nobody else uses the loop; what the
+  /// loop delivers then runs on the thread that uses it. In a task, calls of what was made on
+  /// another thread are refused as well. Set it while nobody uses the loop.
   virtual bool CheckThread() const = 0;
   virtual void CheckThread(bool Value) = 0;
 

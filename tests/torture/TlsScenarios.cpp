@@ -19,7 +19,7 @@ testkit::TlsServer& Server(const testkit::TlsAuthority& authority) {
     rules.identity = authority.Issue();
     rules.serve = [](testkit::TlsPeer& peer) {
       plain.ServeOn({[&](std::string& into) { return peer.Read(into); },
-                     [&](std::string_view text) { return peer.Send(text); }},
+                     [&](const testkit::Response& answer) { return peer.Send(answer.bytes); }},
                     0);
       peer.CloseNotify();
     };

@@ -5,11 +5,13 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <csignal>
 #include <exception>
 #include <iostream>
 #include <iterator>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -104,6 +106,17 @@ std::string WithoutEnding(std::string argument) {
   return argument;
 }
 
+/// Tells of a value that is missing where a number is wanted: CLI11 would take it for 0.
+std::string TellEmpty(const std::string& value) {
+  return value.empty() ? "needs a number" : std::string();
+}
+
+bool IsNumber(const CLI::Option& option) {
+  constexpr std::string_view kNumbers[] = {"BYTES", "COUNT", "FLOAT",   "INT",  "N",
+                                           "PORT",  "RATE",  "SECONDS", "SIZE", "UINT"};
+  return std::ranges::find(kNumbers, option.get_type_name()) != std::end(kNumbers);
+}
+
 int ReportUnknownCommand(const std::string& name) {
   std::string known;
   for (const Command& command : kCommands) {
@@ -163,7 +176,10 @@ int Run(int argc, char** argv) {
     // Of the others nobody asks for more than their names.
     if (Find(first) != nullptr && first != kCommands[i].name) continue;
     runs[i] = kCommands[i].setUp(options);
-    for (CLI::Option* option : options.get_options()) option->transform(WithoutEnding);
+    for (CLI::Option* option : options.get_options()) {
+      option->transform(WithoutEnding);
+      if (IsNumber(*option)) option->check(TellEmpty);
+    }
   }
 
   const auto chosen = [&app] {
@@ -173,7 +189,10 @@ int Run(int argc, char** argv) {
   try {
     app.parse(ReadArguments(argc, argv));
   } catch (const CLI::Success& request) {  // --help, --version
-    return app.exit(request);
+    std::ostringstream text;
+    const int status = app.exit(request, text, text);
+    Print(text.str());
+    return status;
   } catch (const CLI::ParseError& error) {
     return ReportUsage(chosen(), WhatIsWrong(app, error));
   }

@@ -3,9 +3,12 @@
 #include "terminal/Interrupt.h"
 
 #include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <cstddef>
 #include <iterator>
+
+#include "terminal/Terminal.h"
 
 namespace netro::tool {
 namespace {
@@ -26,9 +29,12 @@ void InterruptGuard::OnSignal(int number) {
   if (g_left <= 0) {
     for (const int signal : kSignals) std::signal(signal, SIG_DFL);
   }
+  const int error = errno;
+  GiveUpStuckOutput();
   for (const InterruptGuard* guard = g_innermost; guard != nullptr; guard = guard->outer_) {
     guard->stop_(guard->target_);
   }
+  errno = error;
 }
 
 InterruptGuard::InterruptGuard(void* target, void (*stop)(void*), int patience)

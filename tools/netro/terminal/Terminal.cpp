@@ -2,11 +2,14 @@
 
 #include "terminal/Terminal.h"
 
+#include <fcntl.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -38,7 +41,25 @@ std::string_view CodeOf(Style style) {
 // The first failed write, since later ones may report something else.
 int g_writeError = 0;
 
+// Standard output is being written to, by a call that may wait for the reader.
+volatile std::sig_atomic_t g_isWriting = 0;
+
+template <class Write>
+bool Writing(Write write) {
+  g_isWriting = 1;
+  if (!write() && g_writeError == 0) g_writeError = errno;
+  g_isWriting = 0;
+  return g_writeError == 0;
+}
+
 }  // namespace
+
+void GiveUpStuckOutput() {
+  pollfd output{STDOUT_FILENO, POLLOUT, 0};
+  if (g_isWriting == 0 || ::poll(&output, 1, 0) != 0) return;
+  const int nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+  if (nowhere >= 0) ::dup2(nowhere, STDOUT_FILENO);
+}
 
 bool IsTerminal(Stream stream) { return ::isatty(DescriptorOf(stream)) == 1; }
 
@@ -69,15 +90,12 @@ std::string Styled(Style style, std::string_view text) {
 }
 
 bool Print(std::string_view text) {
-  if (g_writeError == 0 && std::fwrite(text.data(), 1, text.size(), stdout) != text.size()) {
-    g_writeError = errno;
-  }
-  return g_writeError == 0;
+  if (g_writeError != 0) return false;
+  return Writing([&] { return std::fwrite(text.data(), 1, text.size(), stdout) == text.size(); });
 }
 
 bool Flush() {
-  if (std::fflush(stdout) != 0 && g_writeError == 0) g_writeError = errno;
-  return g_writeError == 0;
+  return Writing([] { return std::fflush(stdout) == 0; });
 }
 
 bool PrintForeign(std::string_view bytes) {
@@ -87,7 +105,7 @@ bool PrintForeign(std::string_view bytes) {
 }
 
 void ShowMessage(std::string_view text) {
-  std::fflush(stdout);
+  Flush();
   std::string line = "netro: " + ShownText(text);
   std::ranges::replace(line, '\n', ' ');  // a message cannot pretend to be two
   line += '\n';

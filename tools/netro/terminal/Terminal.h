@@ -34,6 +34,10 @@ bool Print(std::string_view text);
 /// Hands over what has been printed, as a reader who watches wants it. False as Print.
 bool Flush();
 
+/// Where a reader that does not read holds up the program, what is left goes nowhere. For handlers
+/// of signals that end the program.
+void GiveUpStuckOutput();
+
 /// Prints bytes from the network: as they are, but to a terminal as ShownText with a line end.
 bool PrintForeign(std::string_view bytes);
 
