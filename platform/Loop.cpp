@@ -60,8 +60,11 @@ const std::shared_ptr<Loop>& Loop::ForThread() {
 
 Loop::Loop() : tasks_(*this, notifier_.SharedWaker()) {}
 
+// In the child of a fork the thread has another loop, and what runs is no task of it.
 const Loop* Loop::OfRunningTask() {
-  return t_hasTasks != nullptr && t_hasTasks->CurrentTask() != nullptr ? t_hasTasks : nullptr;
+  const Loop* const loop = t_hasTasks;
+  if (loop == nullptr || loop->tasks_.IsForeign()) return nullptr;
+  return loop->CurrentTask() != nullptr ? loop : nullptr;
 }
 
 void EndTasksOfThread() {

@@ -33,6 +33,8 @@ class TaskQueue {
 
   /// The task that runs; null while the loop's own stack does.
   TaskState* Current() const { return current_; }
+  /// True in the child of a fork: what is here runs in the parent alone.
+  bool IsForeign() const;
   /// Runs what may go on at this moment, each until it waits. What a task throws comes out of here;
   /// those behind it have their turn with the next Run.
   void Run();
@@ -55,7 +57,6 @@ class TaskQueue {
   void EndAll();
 
  private:
-  bool IsForeign() const;
   bool GiveStack(TaskState& task);
   void TakeStack(TaskState& task) noexcept;
   void Link(TaskState& task) noexcept;
