@@ -11,8 +11,7 @@ int main(int argc, char** argv) {
   http.AddFormFile("document", argv[2]);
   http.User("jane");
   http.Password("secret");
-  http.StandardDigest(true);
-  http.SendAuthAfterChallenge(true);
+  http.SendAuthAfterChallenge(true);  // at once, as Basic: over https only
 
   bool timeout = false;
   const std::string answer = http.HTTPQuery(timeout);

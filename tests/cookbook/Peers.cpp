@@ -52,13 +52,8 @@ Response CutFile(const HttpRequest& request) {
 }
 
 Response Form(const HttpRequest& request) {
-  if (!request.Field("Authorization").starts_with("Digest ")) {
-    return HttpServer::Answer(
-        "401 Who?\r\nContent-Length: 0\r\nWWW-Authenticate: Digest "
-        "realm=\"r\", nonce=\"n\", qop=\"auth\"",
-        "");
-  }
-  const bool whole = request.body.find("A report") != std::string::npos &&
+  const bool whole = request.Field("Authorization") == "Basic amFuZTpzZWNyZXQ=" &&
+                     request.body.find("A report") != std::string::npos &&
                      request.body.find("filename=\"first.txt\"") != std::string::npos;
   return HttpServer::Answer((whole ? "204 Taken" : "400 Bad") + std::string(), "");
 }
