@@ -6,6 +6,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <array>
 #include <csignal>
 #include <exception>
 #include <iostream>
@@ -18,6 +19,8 @@
 
 #include "dns/Dns.h"
 #include "get/Get.h"
+#include "help/HelpFiles.h"
+#include "help/OptionText.h"
 #include "mac/Mac.h"
 #include "mail/Mail.h"
 #include "ping/Ping.h"
@@ -65,7 +68,7 @@ class HelpFormatter : public CLI::Formatter {
 
   std::string make_option_opts(const CLI::Option* option) const override {
     const bool bare = option->get_type_size() == 0 || option->get_positional();
-    return bare ? std::string() : " " + option->get_type_name();
+    return bare ? std::string() : " " + ValueName(*option);
   }
 
   std::string make_help(const CLI::App* app, std::string name,
@@ -201,31 +204,41 @@ int RunCommand(const std::string& name, const CommandRun& run, const UsageReport
   }
 }
 
-int Run(int argc, char** argv) {
-  CLI::App app("netro: internet protocols by hand, with the NetroClasses library.", "netro");
+using CommandRuns = std::array<CommandRun, std::size(kCommands)>;
+
+/// Declares the options, those of subcommands only of `wanted`, if there is one.
+CommandRuns Declare(CLI::App& app, std::string_view wanted) {
   app.formatter(std::make_shared<HelpFormatter>());
   app.footer(std::string(kFooter));
   app.set_help_flag("-h,--help", "Show this help and exit");
   app.set_version_flag("-V,--version", "netro " NETRO_VERSION, "Show the version and exit");
   app.require_subcommand(0, 1);
+  CommandRuns runs;
+  for (std::size_t i = 0; i < std::size(kCommands); ++i) {
+    CLI::App& options = *app.add_subcommand(kCommands[i].name, kCommands[i].summary);
+    options.group("Commands");
+    if (Find(wanted) != nullptr && wanted != kCommands[i].name) continue;
+    runs[i] = kCommands[i].setUp(options);
+    for (CLI::Option* option : options.get_options()) {
+      option->transform(WithoutEnding);
+      if (IsNumber(*option)) option->check(TellEmpty);
+    }
+  }
+  return runs;
+}
 
+int Run(int argc, char** argv) {
+  CLI::App app("netro: internet protocols by hand, with the NetroClasses library.", "netro");
   const std::vector<std::string> arguments = ReadArguments(argc, argv);
   const UsageReport usage(arguments);
   const std::string first = arguments.empty() ? "-" : arguments.front();
   if (!first.starts_with('-') && Find(first) == nullptr) {
     return usage.Tell("", UnknownCommand(first));
   }
-  CommandRun runs[std::size(kCommands)];
-  for (std::size_t i = 0; i < std::size(kCommands); ++i) {
-    CLI::App& options = *app.add_subcommand(kCommands[i].name, kCommands[i].summary);
-    options.group("Commands");
-    // Of the others nobody asks for more than their names.
-    if (Find(first) != nullptr && first != kCommands[i].name) continue;
-    runs[i] = kCommands[i].setUp(options);
-    for (CLI::Option* option : options.get_options()) {
-      option->transform(WithoutEnding);
-      if (IsNumber(*option)) option->check(TellEmpty);
-    }
+  const CommandRuns runs = Declare(app, first);
+  // For packages, which install them: man pages and completions.
+  if (argc == 4 && argv[1] == std::string("help") && argv[2] == std::string("--write-files")) {
+    return WriteHelpFiles(ReadCommandTexts(app), argv[3]) ? Success : QueryFailed;
   }
 
   const auto chosen = [&app] {
