@@ -23,7 +23,7 @@ FISH = 'source $argv[1]; complete -C $argv[2] | string replace -r "\\t.*" ""'
 # A terminal of its own, in which Tab is pressed.
 ZSH = """
 zmodload zsh/zpty; zpty z PS1=: zsh -f -i
-zpty -w z "autoload -Uz compinit; compinit -u -d /dev/null; source $1; stty -echo"
+zpty -w z "autoload -Uz compinit; compinit -u -D; source $1; stty -echo"
 zpty -w z "zstyle ':completion:*' list-prompt ''; LISTMAX=9999; bindkey '^I' list-choices; echo READY"
 zpty -r z text '*READY*READY*' || exit; zpty -w -n z "$2"$'\\t'
 sleep 1; while zpty -r -t z text; do print -rn -- $text; sleep 0.1; done
