@@ -44,8 +44,11 @@ class ZstdDecoder final : public StreamDecoder {
   Step Run(std::span<const std::uint8_t>& block, std::span<std::uint8_t> out) override {
     if (!stream_) return {Outcome::NoMemory, 0, nullptr};
     if (!BeginsFrame(block)) return {Outcome::Corrupt, 0, "unknown frame"};
-    // A frame that comes as one piece with its magic number is read by other rules than in pieces.
-    const auto piece = header_.size() < kMagic ? block.first(std::min(block.size(), kMagic)) : block;
+    // Until it has the header, zstd takes a piece that could be a whole frame by other rules, and
+    // one that begins inside the header even for a frame of its own.
+    const auto piece = header_.size() < kLongestHeader
+                           ? block.first(std::min<std::size_t>(block.size(), 1))
+                           : block;
     ZSTD_inBuffer input{piece.data(), piece.size(), 0};
     ZSTD_outBuffer output{out.data(), out.size(), 0};
     const std::size_t result = ZSTD_decompressStream(stream_.get(), &output, &input);

@@ -48,14 +48,14 @@ std::shared_ptr<LookupTask> BeginSystemLookup(const std::string& address,
                                               std::shared_ptr<CallState> call) {
   auto task = std::make_shared<LookupTask>();
   task->address = address;
-  task->preference = preference;
-  const bool started = ++g_helpers <= kMostHelpers &&
-                       RunOnHelperThread([task, call = std::move(call), calls = loop.Calls()] {
-                         task->answer = Resolve(task->address, task->preference);
-                         --g_helpers;
-                         task->done = true;
-                         calls->Push(*call);
-                       });
+  const bool started =
+      ++g_helpers <= kMostHelpers &&
+      RunOnHelperThread([task, preference, call = std::move(call), calls = loop.Calls()] {
+        task->answer = Resolve(task->address, preference);
+        --g_helpers;
+        task->done = true;
+        calls->Push(*call);
+      });
   if (started) return task;
   --g_helpers;
   return nullptr;

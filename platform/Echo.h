@@ -57,8 +57,6 @@ struct EchoReceiver {
 };
 
 class Echo;
-class EchoLine;
-class PortProbes;
 
 /// The sockets of a loop that echoes go through: one for each family, whoever sends, since each raw
 /// socket hears the answers to all of them. They are there while there is an Echo that has opened
@@ -73,18 +71,8 @@ class EchoSockets {
  private:
   friend Echo;
 
-  std::int32_t Open(const IpAddress& ip, EchoLine*& opened);
-  EchoLine* LineWithRoom();
-  EchoLine* LineOf(std::int32_t number) const;
-  PortProbes& Probes();
-  std::int32_t NextNumber();
-  void LetGo();
-
-  Notifier& notifier_;
-  std::size_t users_ = 0;
-  std::int32_t lastNumber_ = 0;
-  std::vector<std::shared_ptr<EchoLine>> lines_;
-  std::unique_ptr<PortProbes> probes_;
+  struct State;  // how this system sends echoes
+  const std::unique_ptr<State> state_;
 };
 
 /// The requests of one object, or of one blocking call.
@@ -127,7 +115,7 @@ class Echo {
  private:
   void Use();
 
-  EchoSockets& sockets_;
+  EchoSockets::State& sockets_;
   const std::shared_ptr<EchoReceiver> receiver_;
   EchoSocket kind_ = EchoSocket::None;
   bool uses_ = false;

@@ -40,16 +40,21 @@ class OutputFile {
   /// Closes and removes a file that was not finished.
   void Discard();
 
-  bool IsOpen() const { return descriptor_ >= 0; }
+  bool IsOpen() const { return file_ != kNone; }
   const std::string& Path() const { return path_; }
 
  private:
   std::int32_t Flush();
+
+  // The system's side.
   std::int32_t WriteNow(std::span<const std::uint8_t> bytes);
   bool IsStillOurs() const;
+  std::int32_t Sync();
+  std::int32_t CloseNow();
 
-  int descriptor_ = -1;
-  Bytes waiting_;  // bytes that were not worth a system call yet
+  static constexpr std::intptr_t kNone = -1;
+  std::intptr_t file_ = kNone;  // the system's number of the open file
+  Bytes waiting_;               // bytes that were not worth a system call yet
   std::string path_;
   std::uint64_t size_ = 0;  // with all that was written
 };

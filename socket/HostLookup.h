@@ -39,7 +39,6 @@ struct LookupAnswer {
 /// the loop it began on is woken when it is set.
 struct LookupTask {
   std::string address;
-  AddressPreferenceEnum preference = preferIPv4;
   LookupAnswer answer;
   bool isCached = false;  // the answer came from the cache
   std::atomic<bool> done{false};

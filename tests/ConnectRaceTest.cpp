@@ -115,6 +115,7 @@ TEST_F(ConnectRace, TheOtherFamilyIsUsedAsThePreferenceHasIt) {
                  std::to_string(preference));
     EXPECT_EQ(Connect(addresses, preference), outcome);
     EXPECT_EQ(server_->Queries().size(), queries);
+    EXPECT_EQ(socket_->GetDNSCacheCount() > 0, !outcome.starts_with("failed"));
   }
 }
 

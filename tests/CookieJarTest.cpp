@@ -211,7 +211,10 @@ TEST_F(CookieFile, ABadLineIsNamedAndNothingIsAdded) {
   EXPECT_EQ(jar_.Count(), 0u);
   EXPECT_EQ(jar_.Load(folder_ / "none"), 20002);
   EXPECT_FALSE(jar_.ErrorText().empty());
+  EXPECT_EQ(jar_.Save(path_), 0);
+  EXPECT_EQ(jar_.ErrorText(), "") << "of the Load before";
   EXPECT_EQ(jar_.Save(folder_ / "no/such"), 20002);
+  EXPECT_EQ(jar_.ErrorText(), "The cookies could not be written.");
 }
 
 }  // namespace

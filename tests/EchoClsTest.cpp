@@ -56,6 +56,7 @@ struct Echoes : testing::Test {
 
 TEST_F(Echoes, AThousandTargetsThroughOneDescriptor) {
   EXPECT_NE(echo_->Send("127.0.0.1"), 0);
+  EXPECT_EQ(echo_->LastErrMsg(), "");
   ASSERT_TRUE(PumpUntilReplies(1));
   EXPECT_NE(echo_->SocketUsed(), EchoSocketNone);
   const auto descriptors = OpenDescriptors();

@@ -321,7 +321,8 @@ TEST(HttpAnswerBody, APartIsContinuedOnlyIfItIsOne) {
     if (c.error == 0) {
       EXPECT_EQ(http.BodyLen(), c.content.size());
     }
-    EXPECT_EQ(std::filesystem::exists(folder / "file.part"), c.error != 0 && *c.asked != '\0');
+    for (const char* part : {"file.part", "file.part.info"})
+      EXPECT_EQ(std::filesystem::exists(folder / part), c.error != 0 && *c.asked != '\0') << part;
   }
 }
 

@@ -251,6 +251,7 @@ TEST(HttpStatus, ComesForEveryBlockAndAllowsQueriesOfOthers) {
   http.URL(LoopbackUrl(server.Port()));
   EXPECT_EQ(Query(http), kWhole);
   EXPECT_EQ(http.LastErr(), 0);
+  EXPECT_EQ(http.ReceivedBytes(), static_cast<double>(std::string(kWhole).size()));
   EXPECT_EQ(sink.calls, 3);
   EXPECT_EQ(sink.address, "127.0.0.1");
   EXPECT_EQ(server.Connections(), 1u);

@@ -327,7 +327,7 @@ TEST(HttpConnection, IsUsableAfterAWholeAnswerOnly) {
       {ok + "Content-Length: 0\r\n\r\n", true},
       {ok + "\r\nhi", false},
       {ok + "Connection: close\r\n" + sized, false},
-      {ok + "Connection: X, Close\r\nConnection: keep-alive\r\n" + sized, false},
+      {ok + "Connection: X,Close\r\nConnection: keep-alive\r\n" + sized, false},
       {"HTTP/1.0 200 OK\r\n" + sized, false},
       {"HTTP/1.0 200 OK\r\nConnection: Keep-Alive\r\n" + sized, true},
       {ok + "Content-Length: 2\r\n" + chunked.substr(ok.size()) + "\r\n", false},

@@ -1,6 +1,9 @@
 // The message loop: pumping, timers, tasks from other threads, and the descriptor for hosts.
 #include <netro/HTTPCls.h>
+#include <netro/MailSpool.h>
 #include <netro/QueryDNSCLS.h>
+#include <netro/SendMailCls.h>
+#include <netro/WatchpostCls.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -296,6 +299,37 @@ TEST(MessageLoop, IsUsedByOneThreadAtATime) {
     EXPECT_EQ(own.SendData("x"), 10057);
     EXPECT_EQ(MessageLoop::ThreadErr(), 0);
   });
+  SendMailCls mail;
+  MailSpool spool;
+  WatchpostCls watchpost;
+  const std::function<void()> calls[] = {
+      [&] { socket.SocketIsBusy(true); },
+      [&] { socket.RemoveSocket(); },
+      [&] { socket.Connect("127.0.0.1", 1); },
+      [&] { mail.NewTextMsg("s", "a@b.test", "c@d.test", "text"); },
+      [&] { mail.AddHeader("X-Test", "1"); },
+      [&] { mail.AddAttachmentFromBuffer("bytes", "name"); },
+      [&] { mail.SaveMessage("/dev/null"); },
+      [&] { spool.List(); },
+      [&] { spool.Remove("id"); },
+      [&] { spool.NextTry(); },
+      [&] { watchpost.HostCount(); },
+      [&] { watchpost.HostAt(0); },
+      [&] { watchpost.PastAt(0); },
+      [&] { watchpost.MailsWaiting(); },
+      [&] { watchpost.ReportsUntried(); },
+      [&] { loop.PumpMessages(); },
+      [&] { loop.QuitLoop(); },
+      [&] { loop.Sleep(milliseconds(1)); },
+      [&] { loop.SetTimer(1, [] {}); },
+      [&] { loop.KillTimer(1); },
+      [&] { loop.SetHostPump([] {}); }};
+  for (const auto& call : calls) {
+    elsewhere([&] {
+      call();
+      EXPECT_EQ(MessageLoop::ThreadErr(), 10180) << &call - calls;
+    });
+  }
   EXPECT_EQ(http.LastErr(), 0) << "it belongs to this thread's calls";
   EXPECT_EQ(socket.State(), sockClosed);
   loop.CheckThread(false);

@@ -4,6 +4,7 @@
 #include <sys/socket.h>
 
 #include "DnsTestKit.h"
+#include "EchoNetworks.h"
 #include "SocketTestKit.h"
 #include "platform/Address.h"
 #include "platform/Sockets.h"
@@ -79,6 +80,7 @@ TEST_F(Sockets, ConnectRefusesWhatIsNoDestination) {
     EXPECT_EQ(client.State(), sockClosed);
     EXPECT_EQ(client.SocketHandle(), 0);
   }
+  EXPECT_TRUE(SocketCls().Connect("127.0.0.1", 65535));
 }
 
 TEST_F(Sockets, OneNotificationDrainsTheSocketInChunks) {
@@ -290,6 +292,22 @@ TEST(HostHelpers, AddressesAndFacts) {
   EXPECT_EQ(ips.back(), "127.0.0.1");
   EXPECT_EQ(socket.GetSockInfo(0) + socket.GetSockInfo(8), "");
   for (int what = 1; what <= 7; ++what) EXPECT_NE(socket.GetSockInfo(what), "") << what;
+}
+
+TEST(HostHelpers, IPsAreOfTheFamiliesThatThePreferenceHas) {
+  const OwnNetwork network;
+  if (!network.IsMade()) GTEST_SKIP() << "no network namespaces can be made here";
+  ASSERT_TRUE(OwnNetwork::Ip("addr add 192.0.2.1/24 dev lo\naddr add fd00::1/64 dev lo\n"));
+  const std::pair<AddressPreferenceEnum, Events> cases[] = {
+      {preferIPv4, {"192.0.2.1", "127.0.0.1"}},
+      {preferIPv6, {"fd00::1", "::1", "192.0.2.1", "127.0.0.1"}},
+      {onlyIPv4, {"192.0.2.1", "127.0.0.1"}},
+      {onlyIPv6, {"fd00::1", "::1"}}};
+  for (const auto& [preference, ips] : cases) {
+    SocketCls socket;
+    socket.AddressPreference(preference);
+    EXPECT_EQ(socket.LocalIPs(), ips) << preference;
+  }
 }
 
 TEST(HostHelpers, ReachabilityAsksTheNetwork) {

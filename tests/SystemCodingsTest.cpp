@@ -277,8 +277,12 @@ TEST(SystemCodings, NoFrameOfZstdHasAnotherSizeThanItSaysOrAnOlderFormat) {
   using namespace std::string_literals;
   for (const std::string& bad :
        {"\x28\xB5\x2F\xFD\x60\x00\x07\x01\x00\x00"s, "\x28\xB5\x2F\xFD\x20\x00\x03\x00\x00\x08"s,
-        "\x26\xB5\x2F\xFD\x00\xFF\xFF\xEB\x00\x00"s}) {
-    EXPECT_EQ(Unpack("zstd", bad, 0).end, codingCorrupt);
+        "\x26\xB5\x2F\xFD\x00\xFF\xFF\xEB\x00\x00"s,
+        // A bad header, inside which a frame of an older format begins.
+        "\x28\xB5\x2F\xFD\x2C\x25\xB5\x2F\xFD\x08\x00\x00\x00"s}) {
+    for (std::size_t cut = 0; cut < bad.size(); ++cut) {
+      EXPECT_EQ(Unpack("zstd", bad, cut).end, codingCorrupt) << cut;
+    }
     EXPECT_EQ(Unpack("zstd", bad, 0, 1).end, codingCorrupt);
   }
 }

@@ -57,7 +57,6 @@ TEST(TestkitClock, NeverGoesBackWhileItsRateChanges) {
 }
 
 TEST(TestkitHttp, AnswersLateInPiecesOrNotAtAll) {
-  testkit::HttpServer server;
   const std::string good = testkit::HttpServer::Answer(
       "200 OK\r\nContent-Type: text/plain\r\nContent-Length: 5", "hello");
   const struct {
@@ -70,6 +69,7 @@ TEST(TestkitHttp, AnswersLateInPiecesOrNotAtAll) {
       {{good.substr(0, good.size() - 1), After::Reset}, 10054},
       {{good.substr(0, good.size() - 1), After::Stay}, 10002},
   };
+  testkit::HttpServer server;  // ends first: its threads read the cases
   for (const auto& c : kCases) {
     server.On("/", [&](const testkit::HttpRequest&) { return c.answer; });
     HTTPCls http;

@@ -111,6 +111,8 @@ TEST_F(TlsSmtp, RequiredNeverFallsBack) {
       mail_->Security(smtpTlsRequired);
       EXPECT_FALSE(mail_->SendMail());
       ExpectOutcome(0, "a@xy.test", step, result, result == 454 ? 3015 : 3017);
+      EXPECT_EQ(mail_->Outcomes()[0].ResultMessage.starts_with("TLS: Early Bytes. "),
+                result == tlsEarlyBytes);
     }
     for (const std::string& line : plain_) EXPECT_FALSE(line.starts_with("MAIL")) << line;
     EXPECT_EQ(hidden_, Lines());

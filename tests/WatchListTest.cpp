@@ -169,6 +169,7 @@ TEST(WatchList, ParentsAndUplinkAreAskedBeforeAHostIsBlamed) {
       {"one that was down before stays so", false, "2- 2- 2- 0+:D2 0- 0- 0-:D0 2- 2+ 2+:U2 "},
       {"behind a silent uplink nothing counts", true,
        "0+ 1- 1- 1- 0- 1- 2- 0- 0-:D0 1- 0+ 1- 0+:U0 1- 1- 0+:D1 "},
+      {"what failed before the uplink last answered counts on", true, "1- 1- 0+ 0- 0+ 1- 0+:D1 "},
   };
   for (const auto& test : kCases) {
     WatchSettings settings = SettingsFor(4);

@@ -61,8 +61,8 @@ TEST(WhoIsTableReading, TheNarrowestLineThatFitsCounts) {
     EXPECT_EQ(found->Text(), server) << query;
     EXPECT_EQ(table.QueryFor(*found, query), asked);
   }
-  table.Read(".example a.test\n");
-  EXPECT_FALSE(table.ServerFor("x.test").has_value());
+  table.Read(".example a.test\n192.0.2.0/24 b.test\n");
+  for (const char* none : {"x.test", "192.0.3.1"}) EXPECT_FALSE(table.ServerFor(none)) << none;
 }
 
 TEST(PublicAddress, WhatIsOneAndWhatIsNot) {

@@ -4,7 +4,6 @@
 #include <limits>
 #include <utility>
 
-#include "platform/ErrorNumbers.h"
 #include "platform/linux/EchoLine.h"
 #include "platform/linux/PortProbes.h"
 
@@ -15,73 +14,70 @@ constexpr std::size_t kMostInFlight = 65'536;  // of one object
 
 }  // namespace
 
-std::int32_t EchoSendStatus(std::int32_t error) {
-  switch (error) {
-    case 0:
-      return kIpSuccess;
-    case 10040:  // message too long
-      return kIpTooBig;
-    case 10050:  // network down, network unreachable
-    case 10051:
-      return kIpNoNetwork;
-    case 10064:  // host down, no route to host
-    case 10065:
-      return kIpNoHost;
-    case 10024:  // no descriptor left
-    case 10055:  // no buffers
-      return kIpNoResources;
-    default:
-      return kIpGeneralFailure;
-  }
-}
-
 // --- the sockets of a loop -----------------------------------------------------------------------
 
-EchoSockets::EchoSockets(Notifier& notifier) : notifier_(notifier) {}
+struct EchoSockets::State {
+  explicit State(Notifier& used) : notifier(used) {}
+
+  std::int32_t Open(const IpAddress& ip, EchoLine*& opened);
+  EchoLine* LineWithRoom();
+  EchoLine* LineOf(std::int32_t number) const;
+  PortProbes& Probes();
+  std::int32_t NextNumber();
+  void LetGo();
+
+  Notifier& notifier;
+  std::size_t users = 0;
+  std::int32_t lastNumber = 0;
+  std::vector<std::shared_ptr<EchoLine>> lines;
+  std::unique_ptr<PortProbes> probes;
+};
+
+EchoSockets::EchoSockets(Notifier& notifier) : state_(std::make_unique<State>(notifier)) {}
 
 EchoSockets::~EchoSockets() = default;
 
-std::int32_t EchoSockets::Open(const IpAddress& ip, EchoLine*& opened) {
+std::int32_t EchoSockets::State::Open(const IpAddress& ip, EchoLine*& opened) {
   opened = LineWithRoom();
   return opened->Open(ip.Family());
 }
 
 // Descriptors are scarcer than sequence numbers: a second line is made when the first is full.
-EchoLine* EchoSockets::LineWithRoom() {
-  for (const auto& line : lines_)
+EchoLine* EchoSockets::State::LineWithRoom() {
+  for (const auto& line : lines)
     if (!line->IsFull()) return line.get();
-  return lines_.emplace_back(std::make_shared<EchoLine>(notifier_)).get();
+  return lines.emplace_back(std::make_shared<EchoLine>(notifier)).get();
 }
 
-EchoLine* EchoSockets::LineOf(std::int32_t number) const {
+EchoLine* EchoSockets::State::LineOf(std::int32_t number) const {
   const auto found =
-      std::ranges::find_if(lines_, [&](const auto& line) { return line->Knows(number); });
-  return found == lines_.end() ? nullptr : found->get();
+      std::ranges::find_if(lines, [&](const auto& line) { return line->Knows(number); });
+  return found == lines.end() ? nullptr : found->get();
 }
 
-PortProbes& EchoSockets::Probes() {
-  if (!probes_) probes_ = std::make_unique<PortProbes>(notifier_);
-  return *probes_;
+PortProbes& EchoSockets::State::Probes() {
+  if (!probes) probes = std::make_unique<PortProbes>(notifier);
+  return *probes;
 }
 
-std::int32_t EchoSockets::NextNumber() {
+std::int32_t EchoSockets::State::NextNumber() {
   constexpr std::int32_t kLast = std::numeric_limits<std::int32_t>::max();
-  lastNumber_ = lastNumber_ == kLast ? 1 : lastNumber_ + 1;
-  return lastNumber_;
+  lastNumber = lastNumber == kLast ? 1 : lastNumber + 1;
+  return lastNumber;
 }
 
-void EchoSockets::LetGo() {
-  if (--users_ > 0) return;
-  for (const auto& line : lines_) line->Close();
-  lines_.clear();
-  probes_.reset();
-  lastNumber_ = 0;
+void EchoSockets::State::LetGo() {
+  if (--users > 0) return;
+  for (const auto& line : lines) line->Close();
+  lines.clear();
+  probes.reset();
+  lastNumber = 0;
 }
 
 // --- the requests of one object ------------------------------------------------------------------
 
 Echo::Echo(EchoSockets& sockets, Answered answered)
-    : sockets_(sockets), receiver_(std::make_shared<EchoReceiver>()) {
+    : sockets_(*sockets.state_), receiver_(std::make_shared<EchoReceiver>()) {
   receiver_->answered = std::move(answered);
 }
 
@@ -89,14 +85,14 @@ Echo::~Echo() {
   receiver_->alive = false;
   if (!uses_) return;
   if (receiver_->inFlight > 0) {
-    for (const auto& line : sockets_.lines_) line->ForgetAll(*receiver_);
-    if (sockets_.probes_) sockets_.probes_->ForgetAll(*receiver_);
+    for (const auto& line : sockets_.lines) line->ForgetAll(*receiver_);
+    if (sockets_.probes) sockets_.probes->ForgetAll(*receiver_);
   }
   sockets_.LetGo();
 }
 
 void Echo::Use() {
-  if (!std::exchange(uses_, true)) ++sockets_.users_;
+  if (!std::exchange(uses_, true)) ++sockets_.users;
 }
 
 std::int32_t Echo::Open(const EchoRequest& request) {
@@ -119,7 +115,7 @@ std::int32_t Echo::Send(const EchoRequest& request, std::int32_t& number) {
   }
   EchoLine* line = nullptr;
   if (sockets_.Open(request.ip, line) != 0) return kIpNoResources;
-  return line->Send(request, receiver_, sockets_.lastNumber_, number);
+  return line->Send(request, receiver_, sockets_.lastNumber, number);
 }
 
 bool Echo::LacksMemory(std::int32_t number) const {
@@ -128,19 +124,19 @@ bool Echo::LacksMemory(std::int32_t number) const {
 }
 
 void Echo::Collect() {
-  for (const auto& line : sockets_.lines_) line->Collect();
+  for (const auto& line : sockets_.lines) line->Collect();
 }
 
 bool Echo::HasAnswer(std::int32_t number) const {
   EchoLine* line = sockets_.LineOf(number);
   if (line != nullptr) return line->HasAnswer(number);
-  return sockets_.probes_ && sockets_.probes_->HasAnswer(number);
+  return sockets_.probes && sockets_.probes->HasAnswer(number);
 }
 
 void Echo::Forget(std::int32_t number) {
   EchoLine* line = sockets_.LineOf(number);
   if (line != nullptr) return line->Forget(number);
-  if (sockets_.probes_) sockets_.probes_->Forget(number);
+  if (sockets_.probes) sockets_.probes->Forget(number);
 }
 
 }  // namespace netro

@@ -3,9 +3,9 @@
 #include <mutex>
 #include <unordered_map>
 
+#include "platform/ConfigText.h"
 #include "platform/SystemFiles.h"
 #include "platform/WholeFile.h"
-#include "platform/linux/ConfigText.h"
 #include "support/Text.h"
 
 namespace netro {

@@ -4,9 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <utility>
 
@@ -16,8 +14,7 @@
 namespace netro {
 namespace {
 
-// Whole pages for the system, whatever size the blocks from the network have.
-constexpr std::size_t kBufferSize = 64 * 1024;
+int Descriptor(std::intptr_t file) { return static_cast<int>(file); }
 
 }  // namespace
 
@@ -27,8 +24,8 @@ std::int32_t OutputFile::Create(const std::string& path) {
   size_ = 0;
   if (const std::int32_t error = RemoveFile(path)) return error;
   constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
-  descriptor_ = AwayFromZero(open(path.c_str(), kFlags, 0600));
-  return descriptor_ < 0 ? FileErrorNumber(errno) : 0;
+  file_ = AwayFromZero(open(path.c_str(), kFlags, 0600));
+  return file_ < 0 ? FileErrorNumber(errno) : 0;
 }
 
 std::int32_t OutputFile::Continue(const std::string& path, std::uint64_t size) {
@@ -36,13 +33,13 @@ std::int32_t OutputFile::Continue(const std::string& path, std::uint64_t size) {
   path_ = path;
   size_ = size;
   constexpr int kFlags = O_WRONLY | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
-  descriptor_ = AwayFromZero(open(path.c_str(), kFlags));
+  file_ = AwayFromZero(open(path.c_str(), kFlags));
   struct stat found {};
-  int error = descriptor_ < 0 || fstat(descriptor_, &found) != 0 ? errno : 0;
+  int error = file_ < 0 || fstat(Descriptor(file_), &found) != 0 ? errno : 0;
   if (error == 0 && !S_ISREG(found.st_mode)) error = EEXIST;
   if (error == 0 && static_cast<std::uint64_t>(found.st_size) != size) error = EBUSY;
   if (error == 0) return 0;
-  if (descriptor_ >= 0) close(std::exchange(descriptor_, -1));
+  if (file_ >= 0) CloseNow();
   return FileErrorNumber(error);
 }
 
@@ -58,33 +55,13 @@ std::int32_t OutputFile::CreateUnique(const std::string& folder, const std::stri
   const std::string ending = "." + extension;
   path_ = folder + "/" + prefix + "XXXXXX" + ending;
   const int length = static_cast<int>(ending.size());
-  descriptor_ = AwayFromZero(mkostemps(path_.data(), length, O_CLOEXEC));
-  return descriptor_ < 0 ? FileErrorNumber(errno) : 0;
-}
-
-std::int32_t OutputFile::Write(std::span<const std::uint8_t> bytes) {
-  waiting_.reserve(kBufferSize);
-  size_ += bytes.size();
-  while (!bytes.empty()) {
-    if (waiting_.empty() && bytes.size() >= kBufferSize) return WriteNow(bytes);
-    const auto taken = bytes.first(std::min(bytes.size(), kBufferSize - waiting_.size()));
-    waiting_.insert(waiting_.end(), taken.begin(), taken.end());
-    bytes = bytes.subspan(taken.size());
-    if (waiting_.size() < kBufferSize) return 0;
-    if (const std::int32_t error = Flush()) return error;
-  }
-  return 0;
-}
-
-std::int32_t OutputFile::Flush() {
-  const std::int32_t error = WriteNow(waiting_);
-  if (error == 0) waiting_.clear();
-  return error;
+  file_ = AwayFromZero(mkostemps(path_.data(), length, O_CLOEXEC));
+  return file_ < 0 ? FileErrorNumber(errno) : 0;
 }
 
 std::int32_t OutputFile::WriteNow(std::span<const std::uint8_t> bytes) {
   while (!bytes.empty()) {
-    const ssize_t written = write(descriptor_, bytes.data(), bytes.size());
+    const ssize_t written = write(Descriptor(file_), bytes.data(), bytes.size());
     if (written < 0 && errno == EINTR) continue;
     if (written < 0) return FileErrorNumber(errno);
     bytes = bytes.subspan(static_cast<std::size_t>(written));
@@ -92,46 +69,20 @@ std::int32_t OutputFile::WriteNow(std::span<const std::uint8_t> bytes) {
   return 0;
 }
 
-std::int32_t OutputFile::Finish() {
-  if (!IsOpen()) return 0;
-  std::int32_t error = Flush();
-  if (close(std::exchange(descriptor_, -1)) != 0 && error == 0) error = FileErrorNumber(errno);
-  if (error != 0) RemoveFile(path_);
-  waiting_.clear();
-  return error;
-}
-
 bool OutputFile::IsStillOurs() const {
   struct stat ours {};
   struct stat named {};
-  return fstat(descriptor_, &ours) == 0 && lstat(path_.c_str(), &named) == 0 &&
+  return fstat(Descriptor(file_), &ours) == 0 && lstat(path_.c_str(), &named) == 0 &&
          ours.st_ino == named.st_ino && ours.st_dev == named.st_dev &&
          static_cast<std::uint64_t>(ours.st_size) == size_;
 }
 
-std::int32_t OutputFile::FinishAs(const std::string& path) {
-  if (!IsOpen()) return FileErrorNumber(EBADF);
-  std::int32_t error = CanReplace(path);
-  if (error == 0) error = Flush();
-  if (error == 0 && !IsStillOurs()) error = FileErrorNumber(EBUSY);
-  if (error == 0 && fsync(descriptor_) != 0) error = FileErrorNumber(errno);
-  if (error != 0) {
-    Discard();
-    return error;
-  }
-  error = Finish();
-  if (error == 0 && std::rename(path_.c_str(), path.c_str()) != 0) {
-    error = FileErrorNumber(errno);
-    RemoveFile(path_);
-  }
-  return error;
+std::int32_t OutputFile::Sync() {
+  return fsync(Descriptor(file_)) == 0 ? 0 : FileErrorNumber(errno);
 }
 
-void OutputFile::Discard() {
-  waiting_.clear();
-  if (!IsOpen()) return;
-  close(std::exchange(descriptor_, -1));
-  RemoveFile(path_);
+std::int32_t OutputFile::CloseNow() {
+  return close(Descriptor(std::exchange(file_, kNone))) == 0 ? 0 : FileErrorNumber(errno);
 }
 
 std::int32_t CanReplace(const std::string& path) {

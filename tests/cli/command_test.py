@@ -142,7 +142,8 @@ class CommandTest(CommandTestCase):
         return done
 
     def test_help_and_version(self):
-        for arguments in (["--help"], ["get", "--help"], ["tour", "--help"], ["--version"]):
+        for arguments in (["--help"], ["get", "--help"], ["tour", "--help"], ["--version"], ["-V"],
+                          ["help"], ["help", "get"]):
             done = self.check(arguments, 0)
             self.assertIn(b"netro", done.stdout)
             self.assertEqual(done.stderr, b"")
@@ -151,9 +152,12 @@ class CommandTest(CommandTestCase):
         url = self.url + "/text"
         self.check_usage(
             ([], b"COMMAND"),
-            (["frobnicate"], b'no command "frobnicate"'),
+            (["frobnicate"], b'no command "frobnicate". The commands are: tour, get,'),
+            (["pign"], b'no command "pign"; did you mean ping?'),
+            (["get", "--jsno"], b"no option --jsno; did you mean --json?\n"),
+            (["get", "--json", "--haed", url], b"no option --haed; did you mean --head?"),
             (["get"], b"URL"),
-            (["--frobnicate"], b"--help"),
+            (["--frobnicate"], b"netro help"),
             (["get", "--frobnicate=3", url, "-j"], b"no option --frobnicate\n"),
             (["mac", "one.test", "two.test", "--frobnicate", "three"], b"no option --frobnicate\n"),
             (["whois", "--frobnicate"], b"no option --frobnicate\n"),

@@ -227,7 +227,7 @@ a.test.     300         IN  A   192.0.2.1
 
     def test_nobody_there(self):
         with nobody() as dead:
-            for arguments in ["--server", dead, "--tcp"], ["--server", "127.0.0.1", "-x", dead]:
+            for arguments in ["--server", dead, "--tcp"], ["--server", "127.0.0.1", "--proxy", dead]:
                 done = run("dns", *arguments, "x.test")
                 self.assertEqual((done.returncode, done.stdout), (1, b""))
                 self.assertIn(b"error 10061", done.stderr)
@@ -331,7 +331,11 @@ a.test.     300         IN  A   192.0.2.1
             (["x.test", "0"], b"no record type"), (["x.test", "65536"], b"65536"),
             (["x.test", "TYPE"], b"TYPE"), (["x.test", "TYPE1x"], b"TYPE1x"),
             (["x.test", "A\x1b[31m"], rb"A\x1B[31m"), (["x.test", "A", "more"], b"more"),
-            (["x.test", "y.test", "MX", "z.test", "A"], b"type already"),
+            (["@::1"], b"NAME is required"), (["x.test", "@"], b"no server"),
+            (["x.test", "@a", "@b"], b"server already"), (["@a:0", "x.test"], b"@SERVER"),
+            (["x.test", "@a", "--server", "b"], b"--server and @a exclude"),
+            (["x.test", "--short", "--json"], b"--short"),
+            (["x.test", "A", "AXFR", "--zone"], b"exclude"),
             (["x.test", ""], b"NAME is empty"), (["x.test", "y.test", "--reverse"], b"no address"),
             (["x.test", "--parallel", "1001"], b"--parallel"),
             (["x.test", "--all", "A"], b"exclude"), (["x.test", "--zone", "MX"], b"exclude"),
@@ -355,6 +359,21 @@ a.test.     300         IN  A   192.0.2.1
         self.assertEqual([(one["question"]["name"], one["ok"]) for one in shown],
                          [("x.test.", True), ("none.test.", False), ("y.test.", True), ("z.", True)])
 
+    def test_several_types_at_a_server_in_short(self):
+        self.server.udp["x.test"] = Reply([record("x.test", A, ADDRESS)])
+        self.server.udp["y.test"] = Reply([record("y.test", TXT, b"\3a\x1bb")])
+        self.command = "dns", "@" + self.server.address
+        shown = self.json("x.test", "A", "txt", "y.test")
+        self.assertEqual([(one["question"]["name"], one["question"]["type"]) for one in shown],
+                         list(itertools.product(["x.test.", "y.test."], ["A", "TXT"])))
+        self.assertEqual(self.netro("x.test", "y.test", "--short"), b'192.0.2.1\n"a\\027b"\n')
+        self.assertEqual(self.netro("none.test", "--short", status=1, stderr=b"error 59"), b"")
+        for address in "192.0.2.1", "2001:db8::f1":
+            owner = ipaddress.ip_address(address).reverse_pointer
+            self.server.udp[owner] = Reply([record(owner, PTR, name("host.test"))])
+        self.assertEqual(self.netro("--short", "-x", "192.0.2.1", "2001:db8::f1"),
+                         b"host.test.\n" * 2)
+
     def test_several_zones_and_addresses(self):
         for zone in "a.test", "b.test":
             self.server.tcp[zone] = Reply([soa(zone), record("h." + zone, A, ADDRESS), soa(zone)])
@@ -369,7 +388,7 @@ a.test.     300         IN  A   192.0.2.1
         status, text = interrupt(self.server.asked, *self.command, "--parallel", "2",
                                  *["silent.test"] * 10)
         self.assertEqual(status, -signal.SIGINT)
-        self.assertRegex(text, rb"9999(.|\n)*interrupted; [89] of 10 names were not asked for")
+        self.assertRegex(text, rb"9999(.|\n)*interrupted; [89] of 10 questions were not asked for")
 
     def test_names_of_other_commands_are_names(self):
         self.server.udp["get"] = Reply([record("get", A, ADDRESS)])

@@ -191,7 +191,8 @@ class MailTest(MailTestCase):
                 (["--eml", "-"], b"--eml"), (["--trace", "--simulate"], b"--trace"))),
         ):
             with self.subTest(arguments):
-                self.assertEqual(self.mail(*arguments, status=2, stderr=text), "")
+                printed = self.mail(*arguments, status=2, stderr=text)
+                self.assertEqual(printed.startswith("{"), "--json" in arguments)
         for arguments, text in (
             (["--to", "a@xy.test"], b"--from"),
             (["--from", "a@xy.test"], b"no recipient"),

@@ -129,7 +129,11 @@ class CommandTestCase(unittest.TestCase):
         """Each has arguments that cannot be and what must stand in the message."""
         for arguments, text in cases:
             with self.subTest(arguments):
-                self.assertEqual(self.netro(*arguments, status=2, stderr=text), b"")
+                printed = self.netro(*arguments, status=2, stderr=text)
+                if "--json" in arguments:
+                    self.assertIn(text, json.loads(printed)["error"]["text"].encode())
+                else:
+                    self.assertEqual(printed, b"")
 
     def check_options(self, *lines):
         """Each has an option that cannot be so and must stand in the message, its first one."""

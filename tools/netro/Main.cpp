@@ -6,6 +6,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <array>
 #include <csignal>
 #include <exception>
 #include <iostream>
@@ -18,11 +19,15 @@
 
 #include "dns/Dns.h"
 #include "get/Get.h"
+#include "help/HelpFiles.h"
+#include "help/OptionText.h"
 #include "mac/Mac.h"
 #include "mail/Mail.h"
 #include "ping/Ping.h"
 #include "terminal/Command.h"
 #include "terminal/Interrupt.h"
+#include "terminal/JsonOutput.h"
+#include "terminal/Nearest.h"
 #include "terminal/Secret.h"
 #include "terminal/Terminal.h"
 #include "time/Time.h"
@@ -50,7 +55,7 @@ constexpr Command kCommands[] = {
 };
 
 constexpr std::string_view kFooter =
-    "\nnetro COMMAND --help tells more. Exit status: 0 success, 1 the query failed, 2 wrong usage.";
+    "\nnetro help COMMAND tells more. Exit status: 0 success, 1 the query failed, 2 wrong usage.";
 
 /// The help without the technical remarks that CLI11 adds to an option's name.
 class HelpFormatter : public CLI::Formatter {
@@ -63,7 +68,7 @@ class HelpFormatter : public CLI::Formatter {
 
   std::string make_option_opts(const CLI::Option* option) const override {
     const bool bare = option->get_type_size() == 0 || option->get_positional();
-    return bare ? std::string() : " " + option->get_type_name();
+    return bare ? std::string() : " " + ValueName(*option);
   }
 
   std::string make_help(const CLI::App* app, std::string name,
@@ -93,11 +98,20 @@ const Command* Find(std::string_view name) {
 constexpr std::string_view kBracketEnding = "]\x1F";
 
 std::vector<std::string> ReadArguments(int argc, char** argv) {
-  std::vector<std::string> arguments;
-  for (int i = argc - 1; i > 0; --i) {  // the order in which CLI11 wants them
-    arguments.emplace_back(argv[i]);
-    if (arguments.back().ends_with(']')) arguments.back() += kBracketEnding.substr(1);
+  std::vector<std::string> arguments(argv + 1, argv + argc);
+  // "help" is another way to say --help.
+  if (!arguments.empty() && arguments.front() == "help") {
+    arguments.erase(arguments.begin());
+    arguments.emplace_back("--help");
   }
+  return arguments;
+}
+
+std::vector<std::string> ForParser(std::vector<std::string> arguments) {
+  for (std::string& argument : arguments) {
+    if (argument.ends_with(']')) argument += kBracketEnding.substr(1);
+  }
+  std::ranges::reverse(arguments);  // the order in which CLI11 wants them
   return arguments;
 }
 
@@ -117,20 +131,53 @@ bool IsNumber(const CLI::Option& option) {
   return std::ranges::find(kNumbers, option.get_type_name()) != std::end(kNumbers);
 }
 
-int ReportUnknownCommand(const std::string& name) {
-  std::string known;
-  for (const Command& command : kCommands) {
-    known += (known.empty() ? "" : ", ") + std::string(command.name);
+/// What is wrong with the arguments, and for whom.
+class UsageReport {
+ public:
+  explicit UsageReport(const std::vector<std::string>& arguments)
+      : json_(std::find(arguments.begin(), std::ranges::find(arguments, "--"), "--json") !=
+              std::ranges::find(arguments, "--")) {}
+
+  int Tell(const std::string& command, const std::string& text) const {
+    ShowMessage(text);
+    ShowMessage("see netro help" + (command.empty() ? "" : " " + command));
+    if (json_) {
+      PrintObject({{"ok", false}, {"error", {{"number", kInvalidArgument}, {"text", text}}}});
+    }
+    return WrongUsage;
   }
-  ShowMessage("there is no command \"" + name + "\". The commands are: " + known +
-              ". See netro --help.");
-  return WrongUsage;
+
+ private:
+  static constexpr int kInvalidArgument = 10022;
+
+  const bool json_;
+};
+
+std::string UnknownCommand(const std::string& name) {
+  std::vector<std::string> known{"help"};
+  std::string list;
+  for (const Command& command : kCommands) {
+    known.emplace_back(command.name);
+    list += (list.empty() ? "" : ", ") + known.back();
+  }
+  const std::string meant = Nearest(name, known);
+  return "there is no command \"" + name + "\"" +
+         (meant.empty() ? ". The commands are: " + list : "; did you mean " + meant + "?");
 }
 
-int ReportUsage(const std::string& command, const std::string& text) {
-  ShowMessage(text);
-  ShowMessage("see " + (command.empty() ? "netro" : "netro " + command) + " --help");
-  return WrongUsage;
+std::vector<std::string> LongNames(const CLI::App& app) {
+  std::vector<std::string> names;
+  for (const CLI::Option* option : app.get_options()) {
+    for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+  }
+  return names;
+}
+
+std::string UnknownOption(const CLI::App& app, const std::string& name) {
+  const auto commands = app.get_subcommands();
+  const std::string meant =
+      name.size() < 3 ? "" : Nearest(name, LongNames(commands.empty() ? app : *commands.front()));
+  return "there is no option " + name + (meant.empty() ? "" : "; did you mean " + meant + "?");
 }
 
 /// An option that does not exist is named by itself: what else does not fit may be its value, or an
@@ -139,47 +186,59 @@ std::string WhatIsWrong(const CLI::App& app, const CLI::ParseError& error) {
   std::string text = error.what();
   for (const std::string& left : app.remaining(true)) {
     if (left.size() < 2 || left.front() != '-' || left == "--") continue;
-    text = "there is no option " + left.substr(0, left.find('='));
+    text = UnknownOption(app, left.substr(0, left.find('=')));
     break;
   }
   std::erase(text, kBracketEnding.back());
   return text;
 }
 
-int RunCommand(const std::string& name, const CommandRun& run) {
+int RunCommand(const std::string& name, const CommandRun& run, const UsageReport& usage) {
   try {
     return run();
   } catch (const UsageError& error) {
-    return ReportUsage(name, error.what());
+    return usage.Tell(name, error.what());
   } catch (const std::exception& error) {
     ShowMessage(error.what());
     return QueryFailed;
   }
 }
 
-int Run(int argc, char** argv) {
-  CLI::App app("netro: internet protocols by hand, with the NetroClasses library.", "netro");
+using CommandRuns = std::array<CommandRun, std::size(kCommands)>;
+
+/// Declares the options, those of subcommands only of `wanted`, if there is one.
+CommandRuns Declare(CLI::App& app, std::string_view wanted) {
   app.formatter(std::make_shared<HelpFormatter>());
   app.footer(std::string(kFooter));
   app.set_help_flag("-h,--help", "Show this help and exit");
-  app.set_version_flag("--version", "netro " NETRO_VERSION, "Show the version and exit");
+  app.set_version_flag("-V,--version", "netro " NETRO_VERSION, "Show the version and exit");
   app.require_subcommand(0, 1);
-
-  const std::string_view first = argc > 1 ? argv[1] : "-";
-  if (!first.starts_with('-') && Find(first) == nullptr) {
-    return ReportUnknownCommand(std::string(first));
-  }
-  CommandRun runs[std::size(kCommands)];
+  CommandRuns runs;
   for (std::size_t i = 0; i < std::size(kCommands); ++i) {
     CLI::App& options = *app.add_subcommand(kCommands[i].name, kCommands[i].summary);
     options.group("Commands");
-    // Of the others nobody asks for more than their names.
-    if (Find(first) != nullptr && first != kCommands[i].name) continue;
+    if (Find(wanted) != nullptr && wanted != kCommands[i].name) continue;
     runs[i] = kCommands[i].setUp(options);
     for (CLI::Option* option : options.get_options()) {
       option->transform(WithoutEnding);
       if (IsNumber(*option)) option->check(TellEmpty);
     }
+  }
+  return runs;
+}
+
+int Run(int argc, char** argv) {
+  CLI::App app("netro: internet protocols by hand, with the NetroClasses library.", "netro");
+  const std::vector<std::string> arguments = ReadArguments(argc, argv);
+  const UsageReport usage(arguments);
+  const std::string first = arguments.empty() ? "-" : arguments.front();
+  if (!first.starts_with('-') && Find(first) == nullptr) {
+    return usage.Tell("", UnknownCommand(first));
+  }
+  const CommandRuns runs = Declare(app, first);
+  // For packages, which install them: man pages and completions.
+  if (argc == 4 && argv[1] == std::string("help") && argv[2] == std::string("--write-files")) {
+    return WriteHelpFiles(ReadCommandTexts(app), argv[3]) ? Success : QueryFailed;
   }
 
   const auto chosen = [&app] {
@@ -187,14 +246,14 @@ int Run(int argc, char** argv) {
     return commands.empty() ? std::string() : commands.front()->get_name();
   };
   try {
-    app.parse(ReadArguments(argc, argv));
+    app.parse(ForParser(arguments));
   } catch (const CLI::Success& request) {  // --help, --version
     std::ostringstream text;
     const int status = app.exit(request, text, text);
     Print(text.str());
     return status;
   } catch (const CLI::ParseError& error) {
-    return ReportUsage(chosen(), WhatIsWrong(app, error));
+    return usage.Tell(chosen(), WhatIsWrong(app, error));
   }
 
   BlankSecrets(argc, argv);
@@ -204,7 +263,7 @@ int Run(int argc, char** argv) {
     std::cerr << app.help();
     return WrongUsage;
   }
-  return RunCommand(command->name, runs[command - kCommands]);
+  return RunCommand(command->name, runs[command - kCommands], usage);
 }
 
 }  // namespace

@@ -20,7 +20,7 @@ int RunDns(const DnsOptions& options) {
   for (DnsRequest& request : ReadDnsRequests(options)) {
     lookups.push_back(std::make_unique<DnsLookup>(std::move(request)));
   }
-  DnsOutput output(options.json, lookups.size());
+  DnsOutput output(options.json, options.brief, lookups.size());
   Batch batch(options.parallel);
   const auto show = [&](std::size_t i) {
     const bool isRead = output.Show(*lookups[i]);

@@ -25,35 +25,35 @@ constexpr std::int32_t kLongestTimeout = 1'000'000;
 constexpr const char* kExamples = R"(
 Examples:
   netro dns example.com
-  netro dns example.com MX --server 127.0.0.1:5353
+  netro dns @127.0.0.1:5353 example.com A AAAA MX
   netro dns example.com example.org www.example.net AAAA
-  netro dns --reverse 192.0.2.1
+  netro dns --short -x 192.0.2.1 2001:db8::1
   netro dns --all example.com
   netro dns --zone example.com --server ns.example.com
 
 TYPE is a name (A, AAAA, MX, TXT, SRV, CAA, HTTPS ...; ANY or ALL for all types) or a number (TYPE65
-or 65), and holds for all names. To be told from a type, each name after the first needs a dot, if
-only at its end. In a name, "\." is a dot inside of a label, and "\200" the byte of this decimal
+or 65); all names are asked for each TYPE. To be told from a type, each name after the first needs a
+dot, if only at its end. @HOST[:PORT] says the same as --server. In a name, "\." is a dot inside of a label, and "\200" the byte of this decimal
 number. Records are printed as in a zone file, with everything else in comments, in the order of the
-names. A reply that was truncated is asked for again over TCP. Without --server the servers of this
+names; with --short nothing but the data of the answers. A reply that was truncated is asked for again over TCP. Without --server the servers of this
 system are asked, each when the ones before it do not answer.
 
 --json prints one object: question, server, silent_servers, transport, truncated_over_udp, ok, status
 (the server's response code), flags, error (number and text), edns (the OPT record of the reply: its
 version, flags, udp_size and options, or null), seconds, sent_bytes, received_bytes, and the lists
 answer, authority and additional of records: name, ttl, class, type, type_number, data as in a zone
-file, and the numbers and names in it as "fields". For several names it prints a list of such objects,
-one for each name, in their order.)";
+file, and the numbers and names in it as "fields". For several names or types it prints a list of such
+objects, in their order.)";
 
 void DeclareQuestion(CLI::App& options, DnsOptions& values) {
   constexpr const char* kGroup = "Question";
   options
       .add_option("NAME", values.words,
-                  "The names to ask for, and beside them the TYPE of the records;\n"
-                  "A if not given")
+                  "The names to ask for, and beside them the TYPEs of the records, A\n"
+                  "if not given, and @SERVER")
       ->required();
   options.add_flag("--all", values.all, "Ask for the records of all types")->group(kGroup);
-  options.add_flag("--reverse", values.reverse, "Ask for the name of the address NAME")
+  options.add_flag("-x,--reverse", values.reverse, "Ask for the name of the address NAME")
       ->group(kGroup);
   options.add_flag("--zone", values.zone, "Transfer the whole zone NAME, over TCP")->group(kGroup);
   options
@@ -79,7 +79,7 @@ void DeclareServer(CLI::App& options, DnsOptions& values) {
       ->type_name("HOST[:PORT]")
       ->group(kGroup);
   options.add_flag("--tcp", values.tcp, "Ask over TCP")->group(kGroup);
-  DeclareProxyOptions(options, values.proxy, "Ask over TCP through");
+  DeclareProxyOptions(options, values.proxy, "Ask over TCP through", "--proxy");
   DeclareParallel(options, values.parallel, "The most names to ask for at once");
   options
       .add_option("-t,--timeout", values.timeout,
@@ -90,22 +90,25 @@ void DeclareServer(CLI::App& options, DnsOptions& values) {
 
 struct Words {
   std::vector<std::string> names;
-  std::string type;
+  std::vector<std::string> types;
+  std::string server;
 };
 
 Words ReadWords(const DnsOptions& options) {
   Words words;
   for (const std::string& word : options.words) {
     if (word.empty()) throw UsageError("NAME is empty; the root is \".\"");
-    if (words.names.empty() || word.find_first_of(".:") != word.npos) {
+    if (word.front() == '@') {
+      if (!words.server.empty()) throw UsageError("\"" + word + "\": there is a server already");
+      words.server = word.substr(1);
+      if (words.server.empty()) throw UsageError("\"@\" names no server");
+    } else if (words.names.empty() || word.find_first_of(".:") != word.npos) {
       words.names.push_back(word);
-    } else if (!words.type.empty()) {
-      throw UsageError("\"" + word +
-                       "\": there is a type already, and a name after the first needs a dot");
     } else {
-      words.type = word;
+      words.types.push_back(word);
     }
   }
+  if (words.names.empty()) throw UsageError("NAME is required");
   return words;
 }
 
@@ -154,36 +157,57 @@ double ReadTimeout(const DnsOptions& options, bool zone) {
                    SecondsText(kLongestTimeout) + " seconds are possible");
 }
 
+void ReadServer(const DnsOptions& options, const std::string& word, DnsRequest& request) {
+  if (!options.server.empty() && !word.empty()) {
+    throw UsageError("--server and @" + word + " exclude each other");
+  }
+  const std::string& server = word.empty() ? options.server : word;
+  const char* const said = word.empty() ? "--server" : "@SERVER";
+  if (!server.empty()) ReadHostAndPort(said, server, request.server, request.port);
+}
+
+void SetType(const DnsOptions& options, QueryEnum type, DnsRequest& request) {
+  request.type = type;
+  request.zone = type == TYPE_AXFR || type == TYPE_IXFR;
+  request.tcp = options.tcp || request.zone || request.proxyType != NoDNSProxy;
+  request.timeout = ReadTimeout(options, request.zone);
+}
+
 }  // namespace
 
 void DeclareDnsOptions(CLI::App& options, DnsOptions& values) {
   DeclareQuestion(options, values);
   DeclareServer(options, values);
+  CLI::Option* const brief =
+      options
+          .add_flag("--short", values.brief,
+                    "Print nothing but the data of the records in the answers,\n"
+                    "a line each")
+          ->group("Output");
   options.add_flag("--json", values.json, "Print one JSON object that holds everything")
+      ->excludes(brief)
       ->group("Output");
   options.footer(kExamples);
 }
 
 std::vector<DnsRequest> ReadDnsRequests(const DnsOptions& options) {
+  Words words = ReadWords(options);
+  if (words.types.empty()) words.types.emplace_back();  // what the options say
   DnsRequest request;
-  const Words words = ReadWords(options);
-  request.type = ReadType(options, words.type);
-  request.zone = request.type == TYPE_AXFR || request.type == TYPE_IXFR;
-  if (!options.server.empty()) {
-    ReadHostAndPort("--server", options.server, request.server, request.port);
-  }
+  ReadServer(options, words.server, request);
   request.proxy = ReadSocksProxy(options.proxy);
   request.proxyType = static_cast<DNSProxyTypeEnum>(SocksNumber(request.proxy.type));
-  request.tcp = options.tcp || request.zone || request.proxyType != NoDNSProxy;
   request.recursion = !options.noRecursion;
   request.udpSize = options.edns;
   request.dnssec = options.dnssec;
-  request.timeout = ReadTimeout(options, request.zone);
   CheckParallel(options.parallel);
   std::vector<DnsRequest> requests;
   for (const std::string& name : words.names) {
-    requests.push_back(request);
-    requests.back().name = options.reverse ? ReadReverseName(name) : name;
+    request.name = options.reverse ? ReadReverseName(name) : name;
+    for (const std::string& type : words.types) {
+      SetType(options, ReadType(options, type), request);
+      requests.push_back(request);
+    }
   }
   return requests;
 }

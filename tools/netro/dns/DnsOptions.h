@@ -18,7 +18,7 @@ namespace netro::tool {
 
 /// The options as they were typed.
 struct DnsOptions {
-  std::vector<std::string> words;  // names, and a type
+  std::vector<std::string> words;  // names, types, and "@server"
   bool all = false;
   bool reverse = false;
   bool zone = false;
@@ -30,6 +30,7 @@ struct DnsOptions {
   ProxyOptions proxy;
   std::int32_t parallel = 8;
   std::optional<double> timeout;
+  bool brief = false;
   bool json = false;
 };
 
@@ -51,7 +52,7 @@ struct DnsRequest {
   double timeout = 0;  // seconds; 0: no limit but those of the library
 };
 
-/// One for each name. Throws UsageError.
+/// One for each type of each name. Throws UsageError.
 std::vector<DnsRequest> ReadDnsRequests(const DnsOptions& options);
 
 }  // namespace netro::tool

@@ -113,6 +113,11 @@ void PrintWhole(const DnsLookup& lookup) {
   PrintComment(ServerLine(query, result, request.zone));
 }
 
+void PrintAnswerData(const QueryDNSCLS& query) {
+  ForEachRecord(query, kDnsSections[0],
+                [](const DNSCLS& record) { Print(ZoneData(record) + "\n"); });
+}
+
 bool IsAddress(const QueryDNSCLS& query) { return query.IsIPNumber(query.Domain()); }
 
 /// What a user can do about it.
@@ -157,6 +162,7 @@ bool DnsOutput::Show(const DnsLookup& lookup) {
 void DnsOutput::PrintReply(const DnsLookup& lookup) {
   const DnsResult& result = lookup.result;
   if (!result.header || (result.errorNumber != 0 && !HasRecords(lookup.query))) return;
+  if (brief_) return PrintAnswerData(lookup.query);
   if (!std::exchange(isFirst_, false)) Print("\n");
   PrintWhole(lookup);
 }
@@ -171,7 +177,7 @@ void DnsOutput::Finish(std::span<const std::unique_ptr<DnsLookup>> rest) {
     for (const auto& lookup : rest) PrintJson(*lookup);
     objects_.End();
   }
-  TellNotBegun(rest.size(), count_, "names");
+  TellNotBegun(rest.size(), count_, "questions");
 }
 
 }  // namespace netro::tool

@@ -12,10 +12,11 @@ namespace netro::tool {
 
 class DnsOutput {
  public:
-  DnsOutput(bool json, std::size_t count) : json_(json), count_(count), objects_(count) {}
+  DnsOutput(bool json, bool brief, std::size_t count)
+      : json_(json), brief_(brief), count_(count), objects_(count) {}
 
-  /// Prints the reply as a zone file, or the JSON object, and says on standard error what went
-  /// wrong. False when nobody reads standard output any more.
+  /// Prints the reply as a zone file or in short, or the JSON object, and says on standard error
+  /// what went wrong. False when nobody reads standard output any more.
   bool Show(const DnsLookup& lookup);
 
   /// Tells of those that did not begin.
@@ -28,6 +29,7 @@ class DnsOutput {
   void PrintJson(const DnsLookup& lookup);
 
   const bool json_;
+  const bool brief_;  // only the data
   const std::size_t count_;
   JsonSeries objects_;
   bool isFirst_ = true;

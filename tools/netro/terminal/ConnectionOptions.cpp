@@ -14,9 +14,10 @@ constexpr const char* kGroup = "Connection";
 
 }  // namespace
 
-void DeclareProxyOptions(CLI::App& options, ProxyOptions& values, const std::string& use) {
+void DeclareProxyOptions(CLI::App& options, ProxyOptions& values, const std::string& use,
+                         const std::string& names) {
   options
-      .add_option("-x,--proxy", values.address,
+      .add_option(names, values.address,
                   use +
                       " [SCHEME://][USER[:PASSWORD]@]HOST[:PORT];\n"
                       "schemes are socks5 (the default), socks5h, socks4, socks4a;\n"

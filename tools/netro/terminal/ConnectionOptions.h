@@ -22,8 +22,10 @@ struct ConnectionOptions {
   double timeout = 30;  // seconds
 };
 
-/// Declares --proxy, --proxy-type and --proxy-password-file; `use` begins the help text.
-void DeclareProxyOptions(CLI::App& options, ProxyOptions& values, const std::string& use);
+/// Declares --proxy, --proxy-type and --proxy-password-file; `use` begins the help text, `names`
+/// are those of the first.
+void DeclareProxyOptions(CLI::App& options, ProxyOptions& values, const std::string& use,
+                         const std::string& names = "-x,--proxy");
 
 /// Declares these, --dns, -4, -6 and --timeout. `proxyUse` and `timeoutUse` begin the help
 /// texts of the proxy and the time-out.

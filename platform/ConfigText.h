@@ -1,4 +1,4 @@
-// How the Linux files of this folder take configuration texts apart: views only, nothing is copied.
+// How configuration files of the system are taken apart: views only, nothing is copied.
 #pragma once
 
 #include <algorithm>

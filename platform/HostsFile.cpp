@@ -8,11 +8,10 @@
 #include <optional>
 #include <utility>
 
+#include "platform/ConfigText.h"
 #include "platform/ErrorNumbers.h"
-#include "platform/Sockets.h"
 #include "platform/SystemFiles.h"
 #include "platform/WholeFile.h"
-#include "platform/linux/ConfigText.h"
 #include "support/Text.h"
 
 namespace netro {
