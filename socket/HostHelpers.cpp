@@ -71,8 +71,9 @@ std::string SocketCls::GetSockInfo(std::int32_t What) const {
 std::string SocketCls::DNSLookup(const std::string& Address) { return LookUp(Address).text; }
 
 std::vector<std::string> SocketCls::DNSLookupAll(const std::string& Name) {
+  const LookupAnswer answer = LookUp(Name);
   std::vector<std::string> texts;
-  for (const IpAddress& address : LookUp(Name).addresses) texts.push_back(FormatAddress(address));
+  for (const IpAddress& address : answer.addresses) texts.push_back(FormatAddress(address));
   return texts;
 }
 

@@ -104,12 +104,14 @@ std::string Span(double seconds) {
   return SecondsText(std::round(seconds * 10) / 10) + " seconds";
 }
 
-/// `offset`: what the other clock is ahead of this one; `slack`: what may lie in it besides.
-Finding ClockFinding(const std::string& tried, double offset, double slack) {
-  const bool good = std::abs(offset) <= kTolerance + slack;
+/// `offset`: what the other clock is ahead of this one.
+Finding ClockFinding(const std::string& tried, double offset) {
+  const bool good = std::abs(offset) <= kTolerance;
   Finding finding{"clock", good ? Fine : Broken, tried, "", ""};
-  finding.seen = "this computer is " + Span(std::abs(offset)) + (offset < 0 ? " ahead" : " behind");
+  finding.seen = "this computer agrees within " + SecondsText(kTolerance) + " seconds";
   if (!good) {
+    finding.seen =
+        "this computer is " + Span(std::abs(offset)) + (offset < 0 ? " ahead" : " behind");
     finding.next = "set the clock (timedatectl set-ntp true); --time SERVER tells which is wrong";
   }
   return finding;
@@ -117,9 +119,7 @@ Finding ClockFinding(const std::string& tried, double offset, double slack) {
 
 void AskTimeServer(Checkup& checkup) {
   QueryTimeCLS time;
-  std::string host;
-  std::int32_t port = 123;
-  ReadHostAndPort("--time", checkup.request.options.timeServer, host, port);
+  const auto& [host, port] = *checkup.request.timeServer;
   time.Server(host);
   time.Port(port);
   time.SNTPVersion(4);
@@ -128,7 +128,7 @@ void AskTimeServer(Checkup& checkup) {
   bool good = false;
   RunWithin(checkup.Limit(), [&] { good = time.QueryTime(); });
   const std::string tried = "the time of " + HostAndPortText(host, port);
-  if (good) return checkup.Add(ClockFinding(tried, time.SNTPOffset(), 0));
+  if (good) return checkup.Add(ClockFinding(tried, time.SNTPOffset()));
   checkup.Add({"clock", Skipped, tried, FailureText("not told", time.LastErr(), time.LastErrMsg()),
                "ask another time server"});
 }
@@ -195,7 +195,7 @@ void CheckAnswer(Checkup& checkup) {
 }
 
 void CheckClock(Checkup& checkup) {
-  if (!checkup.request.options.timeServer.empty()) return AskTimeServer(checkup);
+  if (checkup.request.timeServer) return AskTimeServer(checkup);
   const std::string tried = "the date of the answer";
   const auto date = checkup.exchange ? ReadHttpDate(checkup.exchange->date) : std::nullopt;
   if (!date) {
@@ -204,7 +204,7 @@ void CheckClock(Checkup& checkup) {
   }
   const double age = SecondsOf(checkup.exchange->age);
   const auto now = static_cast<double>(std::time(nullptr));
-  checkup.Add(ClockFinding(tried, *date + age - now, 0));
+  checkup.Add(ClockFinding(tried, *date + age - now));
 }
 
 }  // namespace netro::tool

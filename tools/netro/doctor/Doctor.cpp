@@ -35,7 +35,7 @@ void Examine(Checkup& checkup, const Layer& layer, WalkEnd& end) {
   const bool isNeedless = broken != nullptr && !layer.isAlone;
   if (!isLate && !isNeedless) return layer.check(checkup);
   if (isLate) end = WalkEnd::Late;
-  checkup.Add({layer.name, FindingState::Skipped, "nothing",
+  checkup.Add({layer.name, FindingState::Skipped, "not tried",
                isNeedless ? broken->layer + " is broken" : "the limit of all steps is over", ""});
 }
 

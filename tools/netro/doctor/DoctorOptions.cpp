@@ -7,6 +7,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <iterator>
+#include <sstream>
 #include <string_view>
 
 #include "terminal/Command.h"
@@ -137,6 +138,22 @@ Proxy ReadProxyFor(const DoctorOptions& options, const DoctorTarget& target) {
   return proxy;
 }
 
+Server ReadServer(const std::string& option, const std::string& text, std::int32_t port) {
+  Server server{"", port};
+  ReadHostAndPort(option, text, server.host, server.port);
+  CheckHost(server.host);
+  return server;
+}
+
+std::vector<Server> ReadResolvers(const std::string& list) {
+  std::vector<Server> servers;
+  std::istringstream texts(list);
+  for (std::string text; std::getline(texts, text, ',');) {
+    servers.push_back(ReadServer("--dns", text, 53));
+  }
+  return servers;
+}
+
 void DeclareProxy(CLI::App& options, DoctorOptions& values) {
   options
       .add_option_function<std::string>(
@@ -180,13 +197,12 @@ void DeclareDoctorOptions(CLI::App& options, DoctorOptions& values) {
 DoctorRequest ReadDoctorRequest(const DoctorOptions& options) {
   CheckSeconds("--timeout", options.timeout);
   CheckSeconds("--total", options.total);
-  DoctorRequest request{options, ReadTarget(options), {}, nullptr};
-  if (!options.timeServer.empty()) {
-    std::string host;
-    std::int32_t port = 0;
-    ReadHostAndPort("--time", options.timeServer, host, port);
-    CheckHost(host);
-  }
+  DoctorRequest request;
+  request.options = options;
+  request.target = ReadTarget(options);
+  if (!options.dns.empty()) request.resolvers = ReadResolvers(options.dns);
+  if (!options.timeServer.empty())
+    request.timeServer = ReadServer("--time", options.timeServer, 123);
   request.proxy = ReadProxyFor(options, request.target);
   request.tls = ReadTls(options.tls, {"http/1.1"});
   return request;

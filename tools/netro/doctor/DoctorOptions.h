@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "terminal/ProxyOption.h"
 #include "terminal/TlsOptions.h"
@@ -44,9 +45,16 @@ struct DoctorTarget {
   std::string shown;  // without user and password
 };
 
+struct Server {
+  std::string host;
+  std::int32_t port = 0;
+};
+
 struct DoctorRequest {
   DoctorOptions options;
   DoctorTarget target;
+  std::vector<Server> resolvers;  // empty: the system's
+  std::optional<Server> timeServer;
   Proxy proxy;
   std::shared_ptr<TlsProvider> tls;  // null in a build without TLS
 };

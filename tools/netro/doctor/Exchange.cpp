@@ -91,7 +91,8 @@ void Listen(const Checkup& checkup, Exchange& exchange) {
   self = &line;
   opened.Await(checkup.Limit());
   if (!line.isOpen || !Protect(line, checkup, exchange)) {
-    if (exchange.failed.empty()) exchange = {"answer", line.error, line.errorText};
+    if (exchange.failed.empty())
+      exchange = {"answer", line.error, line.errorText, 0, {}, {}, {}, false};
     return;
   }
   begun.Await(std::min(checkup.Limit(), kGreetingLimit));

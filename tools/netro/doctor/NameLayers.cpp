@@ -7,7 +7,6 @@
 #include <netro/SocketCls.h>
 
 #include <algorithm>
-#include <sstream>
 
 #include "doctor/Checkup.h"
 #include "terminal/FailureText.h"
@@ -19,20 +18,12 @@ namespace {
 
 using enum FindingState;
 
-struct Resolver {
-  std::string host;
-  std::int32_t port = 53;
-};
-
-std::vector<Resolver> ResolversOf(const DoctorOptions& options) {
-  std::vector<Resolver> resolvers;
-  std::istringstream list(options.dns);
-  for (std::string text; std::getline(list, text, ',');) {
-    ReadHostAndPort("--dns", text, resolvers.emplace_back().host, resolvers.back().port);
-  }
-  if (!options.dns.empty()) return resolvers;
-  for (const std::string& server : FindDNSCLS().Servers()) {
-    if (!server.empty()) resolvers.push_back({server});
+std::vector<Server> ResolversOf(const DoctorRequest& request) {
+  if (!request.resolvers.empty()) return request.resolvers;
+  std::vector<Server> resolvers;
+  const FindDNSCLS system;
+  for (const std::string& server : system.Servers()) {
+    if (!server.empty()) resolvers.push_back({server, 53});
   }
   return resolvers;
 }
@@ -43,7 +34,7 @@ struct Reply {
   std::string text;
 };
 
-Reply AskResolver(const Checkup& checkup, const Resolver& resolver, const std::string& name,
+Reply AskResolver(const Checkup& checkup, const Server& resolver, const std::string& name,
                   QueryEnum type) {
   QueryDNSCLS dns;
   dns.DNSServer(resolver.host);
@@ -59,7 +50,7 @@ constexpr std::int32_t kServerFailure = 2;
 constexpr std::int32_t kRefused = 5;
 
 /// A server that cannot find out about this name may be well: then it knows the root.
-bool IsWell(const Checkup& checkup, const Resolver& resolver, const Reply& reply) {
+bool IsWell(const Checkup& checkup, const Server& resolver, const Reply& reply) {
   if (reply.code != kServerFailure) return reply.code >= 0 && reply.code != kRefused;
   return AskResolver(checkup, resolver, ".", TYPE_NS).code == 0;
 }
@@ -71,7 +62,7 @@ std::string WhatItSaid(const Reply& reply) {
   return reply.code == 3 ? "it answers: no such name" : "it answers";
 }
 
-Finding Examine(const Checkup& checkup, const Resolver& resolver) {
+Finding Examine(const Checkup& checkup, const Server& resolver) {
   const Reply reply = AskResolver(checkup, resolver, checkup.host, TYPE_A);
   Finding finding{"resolver", Fine, HostAndPortText(resolver.host, resolver.port) + " by UDP",
                   WhatItSaid(reply), ""};
@@ -120,13 +111,13 @@ void CheckResolver(Checkup& checkup) {
                         checkup.host + (checkup.isLiteral ? " is an address" : " is known without"),
                         ""});
   }
-  const std::vector<Resolver> resolvers = ResolversOf(checkup.request.options);
+  const std::vector<Server> resolvers = ResolversOf(checkup.request);
   if (resolvers.empty()) {
     return checkup.Add({"resolver", Suspect, "the DNS servers", "none is set",
                         "name one in /etc/resolv.conf, or renew the DHCP lease"});
   }
   std::vector<Finding> findings;
-  for (const Resolver& resolver : resolvers) findings.push_back(Examine(checkup, resolver));
+  for (const Server& resolver : resolvers) findings.push_back(Examine(checkup, resolver));
   const bool allDead =
       std::ranges::all_of(findings, [](const Finding& finding) { return finding.state == Partly; });
   for (Finding& finding : findings) {
