@@ -106,7 +106,9 @@ DoctorTarget ReadPlain(const DoctorOptions& options) {
   target.isTls = isHttps || IsOneOf(kTlsPorts, target.port);
   target.shown = HostAndPortText(target.host, target.port);
   if (target.isHttp) {
-    target.url = (isHttps ? "https://" : "http://") + target.shown + "/";
+    const bool isUsual = target.port == (isHttps ? 443 : 80);
+    target.url = (isHttps ? "https://" : "http://") +
+                 (isUsual ? BracketedHost(target.host) : target.shown) + "/";
     target.shown = target.url;
   }
   return target;

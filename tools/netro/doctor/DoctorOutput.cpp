@@ -58,10 +58,12 @@ std::size_t Indent() {
                                                                        : kStateWidth + kLayerWidth;
 }
 
-std::string Behind(const std::string& names, const std::string& text) {
+std::string Behind(const Finding& finding) {
   const std::size_t indent = Indent();
   const bool isBelow = indent < kStateWidth + kLayerWidth;
-  return names + (isBelow ? "\n  " : "") + Wrapped(text, indent) + "\n";
+  return StateText(finding.state) +
+         (isBelow ? finding.layer + "\n  " : Fitted(finding.layer, kLayerWidth)) +
+         Wrapped(finding.tried + ": " + finding.seen, indent) + "\n";
 }
 
 std::string EndText(const Finding* verdict, WalkEnd end) {
@@ -91,8 +93,7 @@ void PrintDoctorHead(const DoctorRequest& request) {
 }
 
 bool PrintFinding(const Finding& finding) {
-  Print(Behind(StateText(finding.state) + Fitted(finding.layer, kLayerWidth),
-               finding.tried + ": " + finding.seen));
+  Print(Behind(finding));
   if (!finding.next.empty()) {
     const std::size_t indent = Indent();
     Print(std::string(indent, ' ') + Wrapped("next: " + finding.next, indent) + "\n");
@@ -101,9 +102,10 @@ bool PrintFinding(const Finding& finding) {
 }
 
 void PrintVerdict(const Finding* verdict, WalkEnd end) {
+  constexpr std::string_view kHead = "verdict:";
   const bool good = verdict == nullptr && end == WalkEnd::Whole;
-  Print(Styled(good ? Style::Green : Style::Red, "verdict:") + " " +
-        Wrapped(EndText(verdict, end), 2) + "\n");
+  Print(Styled(good ? Style::Green : Style::Red, kHead) + " " +
+        Wrapped(EndText(verdict, end), kHead.size() + 1) + "\n");
 }
 
 void PrintDoctorJson(const Checkup& checkup, const Finding* verdict, WalkEnd end, double seconds) {

@@ -23,6 +23,20 @@ Place BehindName(Place begin, Place end) {
   return name == end ? begin : name;
 }
 
+/// What silence comes from: the lowest layer of which nothing works, or else the last doubt.
+const Finding* CauseOf(Place begin, Place end) {
+  const Finding* last = nullptr;
+  for (Place place = begin; place != end; ++place) {
+    if (place->state != FindingState::Suspect && place->state != FindingState::Partly) continue;
+    const bool worksInPart = std::any_of(begin, end, [place](const Finding& other) {
+      return other.layer == place->layer && other.state == FindingState::Fine;
+    });
+    last = &*place;
+    if (!worksInPart) break;
+  }
+  return last;
+}
+
 /// What is broken above this finding and is its cause.
 const Finding* ClockBehind(Place broken, Place end) {
   if (!broken->isAboutTime) return nullptr;
@@ -37,8 +51,8 @@ const Finding* VerdictOf(const std::vector<Finding>& findings) {
   const Place broken = std::ranges::find(begin, end, FindingState::Broken, &Finding::state);
   if (broken == end) return First(begin, end, FindingState::Partly);
   if (const Finding* clock = ClockBehind(broken, end)) return clock;
-  const Finding* suspect = First(BehindName(begin, broken), broken, FindingState::Suspect);
-  return broken->isSilent && suspect != nullptr ? suspect : &*broken;
+  const Finding* cause = broken->isSilent ? CauseOf(BehindName(begin, broken), broken) : nullptr;
+  return cause != nullptr ? cause : &*broken;
 }
 
 std::string VerdictText(const Finding* verdict) {

@@ -3,7 +3,6 @@
 #include <netro/NetBIOSCls.h>
 
 #include <algorithm>
-#include <initializer_list>
 #include <string_view>
 #include <utility>
 
@@ -21,21 +20,45 @@ std::string ListOf(const std::vector<std::string>& texts) {
   return list;
 }
 
-bool Serves(const SystemAdapter& adapter, bool isLocal) {
-  return adapter.isUp && !adapter.addresses.empty() && adapter.isLoopback == isLocal;
+/// RFC 3927, RFC 4291: what an adapter gives itself, and nobody else has to know.
+bool IsLinkLocal(const std::string& address) {
+  return address.starts_with("169.254.") || address.starts_with("fe80:");
 }
 
-/// The first adapter that could be of use, and what keeps it.
-std::pair<std::string, std::string> WhatIsMissing(const std::vector<SystemAdapter>& adapters,
-                                                  bool isLocal) {
-  for (const SystemAdapter& adapter : adapters) {
-    if (adapter.isLoopback != isLocal) continue;
-    const std::string& name = adapter.name;
-    if (!adapter.isEnabled) return {name + " is switched off", "ip link set " + name + " up"};
-    if (!adapter.isUp) return {name + " has no link", "look at the cable or the Wi-Fi of " + name};
-    return {name + " has no address", "ask for one by DHCP, or ip address add ... dev " + name};
+bool Serves(const SystemAdapter& adapter, const Checkup& checkup) {
+  const auto helps = [&](const std::string& address) {
+    return !IsLinkLocal(address) || IsLinkLocal(checkup.host);
+  };
+  return adapter.isUp && adapter.isLoopback == checkup.isLocal &&
+         std::ranges::any_of(adapter.addresses, helps);
+}
+
+/// What keeps an adapter from being of use, and what to do; the higher, the nearer it is to it.
+struct Lack {
+  int rank;
+  std::string seen;
+  std::string next;
+};
+
+Lack LackOf(const SystemAdapter& adapter) {
+  const std::string& name = adapter.name;
+  if (!adapter.isEnabled) return {1, name + " is switched off", "ip link set " + name + " up"};
+  if (!adapter.isUp) {
+    return {2, name + " has no link", "look at the cable or the Wi-Fi of " + name};
   }
-  return {"there is none but loopback", "look whether the system knows the hardware: ip link"};
+  return {3, name + " has no address", "ask for one by DHCP, or ip address add ... dev " + name};
+}
+
+Lack WhatIsMissing(const Checkup& checkup) {
+  Lack all{0, "", "look whether the system knows the hardware: ip link"};
+  for (const SystemAdapter& adapter : checkup.adapters) {
+    if (adapter.isLoopback != checkup.isLocal) continue;
+    Lack lack = LackOf(adapter);
+    all.seen += (all.seen.empty() ? "" : ", ") + lack.seen;
+    if (lack.rank > all.rank) all.rank = lack.rank, all.next = std::move(lack.next);
+  }
+  if (all.seen.empty()) all.seen = "there is none but loopback";
+  return all;
 }
 
 /// Where a host could be whose address is not known yet (RFC 5737, RFC 3849); nothing is sent
@@ -69,15 +92,14 @@ void CheckAdapter(Checkup& checkup) {
   checkup.adapters = ReadAdapters();
   std::vector<std::string> good;
   for (const SystemAdapter& adapter : checkup.adapters) {
-    if (Serves(adapter, checkup.isLocal))
-      good.push_back(adapter.name + " " + ListOf(adapter.addresses));
+    if (Serves(adapter, checkup)) good.push_back(adapter.name + " " + ListOf(adapter.addresses));
   }
   if (!good.empty()) return checkup.Add({"adapter", Fine, "the own adapters", ListOf(good), ""});
-  const auto [seen, next] = WhatIsMissing(checkup.adapters, checkup.isLocal);
+  const Lack lack = WhatIsMissing(checkup);
   const bool isSure =
       checkup.isLocal ||
       (checkup.isLiteral && !FindRoute(checkup.host, checkup.adapters).refusal.empty());
-  checkup.Add({"adapter", isSure ? Broken : Suspect, "the own adapters", seen, next});
+  checkup.Add({"adapter", isSure ? Broken : Suspect, "the own adapters", lack.seen, lack.next});
 }
 
 void CheckRoute(Checkup& checkup) {
