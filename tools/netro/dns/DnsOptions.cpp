@@ -3,14 +3,14 @@
 #include "dns/DnsOptions.h"
 
 #include <arpa/inet.h>
+#include <netro/RecordText.h>
 
 #include <CLI/CLI.hpp>
 
-#include "dns/RecordTypes.h"
-#include "dns/ZoneText.h"
 #include "terminal/Batch.h"
 #include "terminal/Command.h"
 #include "terminal/ConnectionOptions.h"
+#include "terminal/Encoding.h"
 #include "terminal/HostAndPort.h"
 #include "terminal/SecondsText.h"
 
