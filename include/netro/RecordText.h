@@ -40,7 +40,7 @@ NETRO_EXPORT std::string RecordDataText(const DNSCLS& Record);
 NETRO_EXPORT std::string RecordDataText(std::int32_t Type, std::string_view Bytes);
 
 /// The whole line without a line end, "www.example.com. 3600 IN A 192.0.2.1": owner, time to live,
-/// class, type, data, with a blank between. Records of other classes than IN do not come.
+/// class, type, data, with a blank between. The class is IN, since a DNSCLS holds none.
 NETRO_EXPORT std::string RecordLineText(const DNSCLS& Record);
 
 /// The answers of a query, a line each, with a line feed behind each one. Of a zone transfer that
