@@ -7,13 +7,15 @@
 
 #include "dns/DnsOutput.h"
 #include "dns/DnsSections.h"
+#include "dns/RecordJson.h"
 #include "terminal/Encoding.h"
 #include "terminal/Terminal.h"
 
 namespace netro::tool {
-namespace {
 
 using Json = nlohmann::ordered_json;
+
+namespace {
 
 Json FieldsOf(const DNSCLS& record) {
   const std::string name = RecordNameText(record.Data());
@@ -49,6 +51,8 @@ Json FieldsOf(const DNSCLS& record) {
   }
 }
 
+}  // namespace
+
 Json ToJson(const DNSCLS& record) {
   Json object = {{"name", RecordNameText(record.Query())},
                  {"ttl", TimeToLive(record)},
@@ -59,6 +63,8 @@ Json ToJson(const DNSCLS& record) {
   if (Json fields = FieldsOf(record); !fields.is_null()) object["fields"] = std::move(fields);
   return object;
 }
+
+namespace {
 
 Json EdnsOf(const EDNSCLS& edns) {
   Json options = Json::array();

@@ -84,6 +84,18 @@ class Resolver {
   bool late_ = false;
 };
 
+std::string StatusName(std::int32_t code) {
+  constexpr const char* kNames[] = {"NOERROR", "FORMERR", "SERVFAIL", "NXDOMAIN",
+                                    "NOTIMP",  "REFUSED", "YXDOMAIN", "YXRRSET",
+                                    "NXRRSET", "NOTAUTH", "NOTZONE"};
+  constexpr std::int32_t kBadVersion = 16;
+  if (code == kBadVersion) return "BADVERS";
+  const auto index = static_cast<std::size_t>(code);
+  return index < std::size(kNames) ? kNames[index] : "RESERVED" + std::to_string(code);
+}
+
+}  // namespace
+
 void Prepare(QueryDNSCLS& query, const DnsRequest& request) {
   query.Domain(request.name);
   query.QueryType(request.type);
@@ -101,16 +113,6 @@ void Prepare(QueryDNSCLS& query, const DnsRequest& request) {
   query.ProxyUser(request.proxy.user);
   query.ProxyPassword(request.proxy.password);
   query.ProxyUseRemoteDNS(request.proxy.remoteDns);
-}
-
-std::string StatusName(std::int32_t code) {
-  constexpr const char* kNames[] = {"NOERROR", "FORMERR", "SERVFAIL", "NXDOMAIN",
-                                    "NOTIMP",  "REFUSED", "YXDOMAIN", "YXRRSET",
-                                    "NXRRSET", "NOTAUTH", "NOTZONE"};
-  constexpr std::int32_t kBadVersion = 16;
-  if (code == kBadVersion) return "BADVERS";
-  const auto index = static_cast<std::size_t>(code);
-  return index < std::size(kNames) ? kNames[index] : "RESERVED" + std::to_string(code);
 }
 
 std::optional<ReplyHeader> HeaderOf(const QueryDNSCLS& query) {
@@ -131,8 +133,6 @@ std::optional<ReplyHeader> HeaderOf(const QueryDNSCLS& query) {
   }
   return header;
 }
-
-}  // namespace
 
 DnsLookup::DnsLookup(DnsRequest toAsk) : request(std::move(toAsk)) {
   Prepare(query, request);

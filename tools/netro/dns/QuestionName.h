@@ -1,10 +1,15 @@
-// The name that a DNS message asks for. Thread: any.
+// The name that is asked for. Thread: any.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
 namespace netro::tool {
+
+/// The name that has the PTR record of an address, below in-addr.arpa or ip6.arpa (RFC 3596,
+/// section 2.5); none for other texts.
+std::optional<std::string> ReverseName(const std::string& address);
 
 /// The bytes of the first name behind the header (RFC 1035, section 4.1.2); none when it is
 /// compressed or does not end.
