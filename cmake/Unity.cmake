@@ -6,7 +6,7 @@ set(netro_aside
   platform: IcmpPacket
   platform/linux: EchoLine IcmpSocket PortProbes Program
   socket: TlsStream
-  dns: LookupQuery NameQuestion
+  dns: LookupQuery NameQuestion RecordLayouts
   mail: HeaderBlock MailOutcome MimeComposer SendMailDelivery SendMailFiles SmtpData SmtpDialogue
     SmtpExtensions SmtpLogin SmtpOpening SmtpReply SmtpTransactionData SmtpTranscript SMTPSettings
     SpoolRun SpoolSchedule

@@ -69,7 +69,7 @@ TEST(PublicAddress, WhatIsOneAndWhatIsNot) {
   const auto expect = [](const std::string& addresses, bool isPublic) {
     std::istringstream words(addresses);
     for (std::string address; words >> address;)
-      EXPECT_EQ(IsPublicAddress(*ParseAddress(address)), isPublic) << address;
+      EXPECT_EQ(IsPublicAddress(address), isPublic) << address;
   };
   expect("192.0.2.1 9.255.255.255 11.0.0.0 172.32.0.1 100.128.0.1 223.255.255.255 2001:db8::1",
          true);
@@ -78,7 +78,8 @@ TEST(PublicAddress, WhatIsOneAndWhatIsNot) {
   expect("192.0.0.1 192.168.0.1 198.19.0.1 224.0.0.1 240.0.0.1 255.255.255.255", false);
   expect(":: ::1 fe80::1 fd00::1 ff02::1 64:ff9b::7f00:1 2002:7f00:1:: 2001::1", false);
   expect("::ffff:127.0.0.1", false);
-  EXPECT_FALSE(IsPublicAddress(IpAddress()));
+  EXPECT_FALSE(IsPublic(IpAddress()));
+  EXPECT_FALSE(IsPublicAddress("a.test"));
 }
 
 TEST(WhoIsReferral, OnlyLinesThatNameAHostLeadOn) {

@@ -47,10 +47,14 @@ bool IsPublic(std::span<const std::uint8_t> v6) {
 
 }  // namespace
 
-bool IsPublicAddress(const IpAddress& address) {
+bool IsPublic(const IpAddress& address) {
   const auto bytes = address.Bytes();
   if (bytes.empty()) return false;
   return address.IsIPv4() ? IsPublic(ByteReader(bytes).U32()) : IsPublic(bytes);
+}
+
+bool IsPublicAddress(const std::string& address) {
+  return IsPublic(ParseAddress(address).value_or(IpAddress()));
 }
 
 }  // namespace netro

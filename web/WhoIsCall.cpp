@@ -173,7 +173,8 @@ WhoIsCall::Outcome WhoIsCall::ExchangeReferred(ConnectionPlan plan, const std::s
     const std::int32_t error = ConnectError(found.error);
     return {error, ConnectText(plan, error)};
   }
-  const auto refused = std::ranges::find_if_not(found.addresses, IsPublicAddress);
+  const auto refused = std::ranges::find_if_not(
+      found.addresses, [](const IpAddress& each) { return IsPublic(each); });
   if (refused != found.addresses.end()) {
     return {kErrNotPublic, "The referral to " + plan.host + " leads to " + FormatAddress(*refused) +
                                ", which is no public address."};

@@ -1,5 +1,6 @@
-// Copies a whole zone from its name server: zone_transfer ZONE SERVER [PORT]
+// Copies a whole zone from its name server into a zone file: zone_transfer ZONE SERVER [PORT]
 #include <netro/QueryDNSCLS.h>
+#include <netro/RecordText.h>
 
 #include <cstdlib>
 #include <iostream>
@@ -11,13 +12,11 @@ int main(int argc, char** argv) {
   dns.DNSServer(argv[2]);
   dns.DNSPort(argc > 3 ? std::atoi(argv[3]) : 53);
   dns.QueryType(netro::TYPE_AXFR);
+  dns.EscapeNames(true);  // as zone files have them
   dns.TotalTimeout(600);
   dns.MaxAnswer(std::int64_t{100} << 20);
   const int result = dns.QueryZone();
-  for (int i = 1; i <= dns.Count(); ++i) {
-    const netro::DNSCLS& record = *dns.Entry(i);
-    std::cout << record.Query() << ' ' << record.DataType() << ' ' << record.Data() << '\n';
-  }
+  std::cout << netro::ZoneFileText(dns);
   if (result != 0) std::cerr << dns.LastErrMsg() << '\n';
   return result == 0 ? 0 : 1;
 }

@@ -46,11 +46,11 @@ class DnsServer(LoopbackServer):
     """udp and tcp map names to a Reply, a list of them, or None, which is silence; other names do
     not exist. queries holds every message that came, asked is set once there are so many."""
 
-    def __init__(self):
+    def __init__(self, address="127.0.0.1", port=0):
         self.awaited = 1
         self.udp, self.tcp = {}, {}
         self.queries = []
-        super().__init__()
+        super().__init__(address, port)
 
     def both(self, owner, reply):
         self.udp[owner] = self.tcp[owner] = reply

@@ -11,26 +11,35 @@
 #include "dns/DnsLookup.h"
 #include "dns/DnsOptions.h"
 #include "dns/DnsOutput.h"
+#include "dns/DnsTrace.h"
+#include "dns/DnsTraceOutput.h"
 
 namespace netro::tool {
 namespace {
 
-int RunDns(const DnsOptions& options) {
-  std::vector<std::unique_ptr<DnsLookup>> lookups;
+/// `Question` is DnsLookup or DnsTrace.
+template <class Question, class Output>
+int RunAll(const DnsOptions& options, void (*perform)(Question&, const Batch&)) {
+  std::vector<std::unique_ptr<Question>> questions;
   for (DnsRequest& request : ReadDnsRequests(options)) {
-    lookups.push_back(std::make_unique<DnsLookup>(std::move(request)));
+    questions.push_back(std::make_unique<Question>(std::move(request)));
   }
-  DnsOutput output(options.json, options.brief, lookups.size());
+  Output output(options.json, options.brief, questions.size());
   Batch batch(options.parallel);
   const auto show = [&](std::size_t i) {
-    const bool isRead = output.Show(*lookups[i]);
-    lookups[i].reset();  // which may hold a whole zone
+    const bool isRead = output.Show(*questions[i]);
+    questions[i].reset();  // which may hold a whole zone
     return isRead;
   };
   const std::size_t begun = batch.Run(
-      lookups.size(), [&](std::size_t i) { Resolve(*lookups[i], batch); }, show);
-  output.Finish(std::span(lookups).subspan(begun));
+      questions.size(), [&](std::size_t i) { perform(*questions[i], batch); }, show);
+  output.Finish(std::span(questions).subspan(begun));
   return output.AreAllGood() ? Success : QueryFailed;
+}
+
+int RunDns(const DnsOptions& options) {
+  return options.trace ? RunAll<DnsTrace, DnsTraceOutput>(options, Follow)
+                       : RunAll<DnsLookup, DnsOutput>(options, Resolve);
 }
 
 }  // namespace

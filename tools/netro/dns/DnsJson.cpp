@@ -1,22 +1,24 @@
 // "netro dns --json". A zone may have a million records, so each is made and printed by itself.
 
+#include <netro/RecordText.h>
+
 #include <nlohmann/json.hpp>
 #include <string>
 
 #include "dns/DnsOutput.h"
 #include "dns/DnsSections.h"
-#include "dns/RecordTypes.h"
-#include "dns/ZoneRecord.h"
-#include "dns/ZoneText.h"
+#include "dns/RecordJson.h"
+#include "terminal/Encoding.h"
 #include "terminal/Terminal.h"
 
 namespace netro::tool {
-namespace {
 
 using Json = nlohmann::ordered_json;
 
+namespace {
+
 Json FieldsOf(const DNSCLS& record) {
-  const std::string name = ZoneName(record.Data());
+  const std::string name = RecordNameText(record.Data());
   switch (record.DataType()) {
     case TYPE_MX:
     case TYPE_RT:
@@ -30,7 +32,7 @@ Json FieldsOf(const DNSCLS& record) {
               {"target", name}};
     case TYPE_SOA:
       return {{"primary", name},
-              {"mailbox", ZoneName(record.SOA_RName())},
+              {"mailbox", RecordNameText(record.SOA_RName())},
               {"mail_address", record.SOA_Mailbox()},
               {"serial", static_cast<std::uint32_t>(record.SOA_Serial())},
               {"refresh", static_cast<std::uint32_t>(record.SOA_Refresh())},
@@ -49,16 +51,20 @@ Json FieldsOf(const DNSCLS& record) {
   }
 }
 
+}  // namespace
+
 Json ToJson(const DNSCLS& record) {
-  Json object = {{"name", ZoneName(record.Query())},
+  Json object = {{"name", RecordNameText(record.Query())},
                  {"ttl", TimeToLive(record)},
                  {"class", "IN"},
-                 {"type", RecordTypeName(record.DataType())},
+                 {"type", RecordTypeText(record.DataType())},
                  {"type_number", record.DataType()},
-                 {"data", ZoneData(record)}};
+                 {"data", RecordDataText(record)}};
   if (Json fields = FieldsOf(record); !fields.is_null()) object["fields"] = std::move(fields);
   return object;
 }
+
+namespace {
 
 Json EdnsOf(const EDNSCLS& edns) {
   Json options = Json::array();
@@ -76,7 +82,7 @@ Json Frame(const DnsLookup& lookup) {
   const auto& [request, query, result] = lookup;
   Json object = {
       {"question",
-       {{"name", QuestionName(query)}, {"class", "IN"}, {"type", RecordTypeName(request.type)}}},
+       {{"name", QuestionName(query)}, {"class", "IN"}, {"type", RecordTypeText(request.type)}}},
       {"server", result.server},
       {"silent_servers", result.silentServers},
       {"transport", result.overTcp ? "TCP" : "UDP"},

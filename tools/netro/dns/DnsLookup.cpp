@@ -3,12 +3,12 @@
 #include "dns/DnsLookup.h"
 
 #include <netro/FindDNSCLS.h>
+#include <netro/RecordText.h>
 
 #include <iterator>
 #include <utility>
 
-#include "dns/RecordReader.h"
-#include "dns/ZoneText.h"
+#include "dns/QuestionName.h"
 #include "terminal/HostAndPort.h"
 #include "terminal/Stopwatch.h"
 #include "terminal/Timer.h"
@@ -84,6 +84,18 @@ class Resolver {
   bool late_ = false;
 };
 
+std::string StatusName(std::int32_t code) {
+  constexpr const char* kNames[] = {"NOERROR", "FORMERR", "SERVFAIL", "NXDOMAIN",
+                                    "NOTIMP",  "REFUSED", "YXDOMAIN", "YXRRSET",
+                                    "NXRRSET", "NOTAUTH", "NOTZONE"};
+  constexpr std::int32_t kBadVersion = 16;
+  if (code == kBadVersion) return "BADVERS";
+  const auto index = static_cast<std::size_t>(code);
+  return index < std::size(kNames) ? kNames[index] : "RESERVED" + std::to_string(code);
+}
+
+}  // namespace
+
 void Prepare(QueryDNSCLS& query, const DnsRequest& request) {
   query.Domain(request.name);
   query.QueryType(request.type);
@@ -103,16 +115,6 @@ void Prepare(QueryDNSCLS& query, const DnsRequest& request) {
   query.ProxyUseRemoteDNS(request.proxy.remoteDns);
 }
 
-std::string StatusName(std::int32_t code) {
-  constexpr const char* kNames[] = {"NOERROR", "FORMERR", "SERVFAIL", "NXDOMAIN",
-                                    "NOTIMP",  "REFUSED", "YXDOMAIN", "YXRRSET",
-                                    "NXRRSET", "NOTAUTH", "NOTZONE"};
-  constexpr std::int32_t kBadVersion = 16;
-  if (code == kBadVersion) return "BADVERS";
-  const auto index = static_cast<std::size_t>(code);
-  return index < std::size(kNames) ? kNames[index] : "RESERVED" + std::to_string(code);
-}
-
 std::optional<ReplyHeader> HeaderOf(const QueryDNSCLS& query) {
   const std::string& message = query.InBuffer();
   if (message.size() < kHeaderSize) return std::nullopt;
@@ -122,9 +124,8 @@ std::optional<ReplyHeader> HeaderOf(const QueryDNSCLS& query) {
   };
   constexpr Flag kFlags[] = {{0x400, "aa"}, {0x200, "tc"}, {0x100, "rd"},
                              {0x80, "ra"},  {0x20, "ad"},  {0x10, "cd"}};
-  RecordReader reader(message);
-  reader.Take(2);
-  const std::uint32_t bits = reader.Number(2);
+  const auto byte = [&](std::size_t i) { return static_cast<std::uint8_t>(message[i]); };
+  const std::uint32_t bits = byte(2) * 256U + byte(3);
   ReplyHeader header;
   header.status = StatusName(query.ReplyCode());
   for (const Flag& flag : kFlags) {
@@ -132,8 +133,6 @@ std::optional<ReplyHeader> HeaderOf(const QueryDNSCLS& query) {
   }
   return header;
 }
-
-}  // namespace
 
 DnsLookup::DnsLookup(DnsRequest toAsk) : request(std::move(toAsk)) {
   Prepare(query, request);
@@ -151,12 +150,8 @@ void Resolve(DnsLookup& lookup, const Batch& batch) {
 std::string QuestionName(const QueryDNSCLS& query) {
   const std::string& sent = query.OutBuffer();
   const std::size_t length = query.IsOverTCP() ? 2 : 0;
-  if (sent.size() <= length + kHeaderSize) {
-    std::string_view name = query.Domain();
-    name.remove_suffix(name.ends_with('.') ? 1 : 0);
-    return ZoneName(name);
-  }
-  return RecordReader(std::string_view(sent).substr(length + kHeaderSize)).Name();
+  if (sent.size() <= length + kHeaderSize) return RecordNameText(query.Domain());
+  return QuestionNameText(std::string_view(sent).substr(length));
 }
 
 }  // namespace netro::tool

@@ -40,6 +40,12 @@ struct DnsLookup {
   DnsResult result;  // a cancelled one until it has ended
 };
 
+/// Gives the query all that the request says but for the server.
+void Prepare(QueryDNSCLS& query, const DnsRequest& request);
+
+/// None when no reply came.
+std::optional<ReplyHeader> HeaderOf(const QueryDNSCLS& query);
+
 /// Asks what the request says; ends with 9999 when the batch is stopped, with 10002 at the time
 /// limit.
 void Resolve(DnsLookup& lookup, const Batch& batch);

@@ -2,12 +2,11 @@
 
 #include "dns/DnsOptions.h"
 
-#include <arpa/inet.h>
+#include <netro/RecordText.h>
 
 #include <CLI/CLI.hpp>
 
-#include "dns/RecordTypes.h"
-#include "dns/ZoneText.h"
+#include "dns/QuestionName.h"
 #include "terminal/Batch.h"
 #include "terminal/Command.h"
 #include "terminal/ConnectionOptions.h"
@@ -30,6 +29,7 @@ Examples:
   netro dns --short -x 192.0.2.1 2001:db8::1
   netro dns --all example.com
   netro dns --zone example.com --server ns.example.com
+  netro dns --trace www.example.com AAAA
 
 TYPE is a name (A, AAAA, MX, TXT, SRV, CAA, HTTPS ...; ANY or ALL for all types) or a number (TYPE65
 or 65); all names are asked for each TYPE. To be told from a type, each name after the first needs a
@@ -38,12 +38,24 @@ number. Records are printed as in a zone file, with everything else in comments,
 names; with --short nothing but the data of the answers. A reply that was truncated is asked for again over TCP. Without --server the servers of this
 system are asked, each when the ones before it do not answer.
 
+--trace asks without recursion, beginning with the 13 servers of the root zone, or with the one of
+--server, whose port is then that of all. It shows each zone's name servers, who told of them and how
+long that took, and ends at the answer, at "no such name", or where no server of a zone knows on. A
+referral counts only when it leads down to a zone that NAME is in, and an address for a server only
+from who serves its name's zone; servers without one are looked up from the root. No more than 10
+addresses of a zone are asked, and 100 servers in all. Who is at a public address cannot send the
+trace to one that is not (private, loopback, link-local).
+
 --json prints one object: question, server, silent_servers, transport, truncated_over_udp, ok, status
 (the server's response code), flags, error (number and text), edns (the OPT record of the reply: its
 version, flags, udp_size and options, or null), seconds, sent_bytes, received_bytes, and the lists
 answer, authority and additional of records: name, ttl, class, type, type_number, data as in a zone
 file, and the numbers and names in it as "fields". For several names or types it prints a list of such
-objects, in their order.)";
+objects, in their order. With --trace it has: question, ok, outcome (answer, no_such_record,
+no_such_name, dead_end, stopped), error, seconds, steps, notes and answer; each of the steps has
+question, zone, depth (1 and more when a server's address is looked up), server_name, server,
+transport, seconds, status, flags, result (answer, no_such_record, no_such_name, referral, useless),
+reason, refers_to (a zone or null) and records.)";
 
 void DeclareQuestion(CLI::App& options, DnsOptions& values) {
   constexpr const char* kGroup = "Question";
@@ -59,6 +71,11 @@ void DeclareQuestion(CLI::App& options, DnsOptions& values) {
   options
       .add_flag("--no-recursion", values.noRecursion,
                 "Ask for what the server knows by itself only")
+      ->group(kGroup);
+  options
+      .add_flag("--trace", values.trace,
+                "Ask the servers of the root zone, those that they refer to, and\n"
+                "so on, down to those that know NAME")
       ->group(kGroup);
   options
       .add_option("--edns", values.edns,
@@ -133,21 +150,9 @@ QueryEnum ReadType(const DnsOptions& options, const std::string& type) {
   return number ? static_cast<QueryEnum>(*number) : implied;
 }
 
-/// The name below ip6.arpa for an IPv6 address (RFC 3596, section 2.5); the library itself knows
-/// the way for IPv4.
 std::string ReadReverseName(const std::string& address) {
-  char bytes[16];
-  if (::inet_pton(AF_INET, address.c_str(), bytes) == 1) return address;
-  if (::inet_pton(AF_INET6, address.c_str(), bytes) != 1) {
-    throw UsageError("--reverse: \"" + address + "\" is no address");
-  }
-  const std::string digits = HexDigits({bytes, sizeof bytes});
-  std::string name;
-  for (auto digit = digits.rbegin(); digit != digits.rend(); ++digit) {
-    name += static_cast<char>(*digit >= 'A' ? *digit - 'A' + 'a' : *digit);
-    name += '.';
-  }
-  return name + "ip6.arpa";
+  if (const auto name = ReverseName(address)) return *name;
+  throw UsageError("--reverse: \"" + address + "\" is no address");
 }
 
 double ReadTimeout(const DnsOptions& options, bool zone) {
@@ -169,6 +174,7 @@ void ReadServer(const DnsOptions& options, const std::string& word, DnsRequest& 
 void SetType(const DnsOptions& options, QueryEnum type, DnsRequest& request) {
   request.type = type;
   request.zone = type == TYPE_AXFR || type == TYPE_IXFR;
+  if (options.trace && request.zone) throw UsageError("--trace and a zone exclude each other");
   request.tcp = options.tcp || request.zone || request.proxyType != NoDNSProxy;
   request.timeout = ReadTimeout(options, request.zone);
 }

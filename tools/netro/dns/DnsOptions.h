@@ -25,6 +25,7 @@ struct DnsOptions {
   std::string server;
   bool tcp = false;
   bool noRecursion = false;
+  bool trace = false;
   std::int32_t edns = 0;
   bool dnssec = false;
   ProxyOptions proxy;

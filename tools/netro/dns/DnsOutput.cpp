@@ -2,6 +2,8 @@
 
 #include "dns/DnsOutput.h"
 
+#include <netro/RecordText.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <string>
@@ -9,9 +11,6 @@
 #include <utility>
 
 #include "dns/DnsSections.h"
-#include "dns/RecordTypes.h"
-#include "dns/ZoneRecord.h"
-#include "dns/ZoneText.h"
 #include "terminal/Encoding.h"
 #include "terminal/SecondsText.h"
 #include "terminal/Terminal.h"
@@ -32,10 +31,10 @@ Columns Measure(const QueryDNSCLS& query) {
   Columns columns;
   for (const DnsSection& section : kDnsSections) {
     ForEachRecord(query, section, [&columns](const DNSCLS& record) {
-      const std::size_t name = ZoneName(record.Query()).size();
+      const std::size_t name = RecordNameText(record.Query()).size();
       columns.name = std::max(columns.name, name <= kWidestName ? name : 0);
       columns.timeToLive = std::max(columns.timeToLive, std::to_string(TimeToLive(record)).size());
-      columns.type = std::max(columns.type, RecordTypeName(record.DataType()).size());
+      columns.type = std::max(columns.type, RecordTypeText(record.DataType()).size());
     });
   }
   return columns;
@@ -47,9 +46,10 @@ std::string Padded(std::string text, std::size_t width) {
 }
 
 void PrintRecord(const DNSCLS& record, const Columns& columns) {
-  std::string line = Padded(ZoneName(record.Query()), columns.name) +
+  std::string line = Padded(RecordNameText(record.Query()), columns.name) +
                      Padded(std::to_string(TimeToLive(record)), columns.timeToLive) + "IN  " +
-                     Padded(RecordTypeName(record.DataType()), columns.type) + ZoneData(record);
+                     Padded(RecordTypeText(record.DataType()), columns.type) +
+                     RecordDataText(record);
   line.erase(line.find_last_not_of(' ') + 1);
   Print(line + "\n");
 }
@@ -100,7 +100,7 @@ std::string ServerLine(const QueryDNSCLS& query, const DnsResult& result, bool z
 void PrintWhole(const DnsLookup& lookup) {
   const auto& [request, query, result] = lookup;
   PrintComment(";; QUESTION");
-  Print(";" + QuestionName(query) + "  IN  " + RecordTypeName(request.type) + "\n");
+  Print(";" + QuestionName(query) + "  IN  " + RecordTypeText(request.type) + "\n");
   PrintSections(query);
   PrintComment("\n" + StatusLine(*result.header));
   if (const EDNSCLS* edns = query.EDNS()) PrintEdns(*edns);
@@ -115,7 +115,7 @@ void PrintWhole(const DnsLookup& lookup) {
 
 void PrintAnswerData(const QueryDNSCLS& query) {
   ForEachRecord(query, kDnsSections[0],
-                [](const DNSCLS& record) { Print(ZoneData(record) + "\n"); });
+                [](const DNSCLS& record) { Print(RecordDataText(record) + "\n"); });
 }
 
 bool IsAddress(const QueryDNSCLS& query) { return query.IsIPNumber(query.Domain()); }
@@ -137,7 +137,7 @@ std::string Advice(const DnsLookup& lookup) {
 void Explain(const DnsLookup& lookup) {
   const auto& [request, query, result] = lookup;
   if (result.errorNumber == 0) return;
-  std::string text = "cannot look up " + QuestionName(query) + " " + RecordTypeName(request.type);
+  std::string text = "cannot look up " + QuestionName(query) + " " + RecordTypeText(request.type);
   text += result.server.empty() ? "" : " at " + result.server;
   const bool hasPeriod = result.errorText.ends_with('.');
   text += ": " + result.errorText.substr(0, result.errorText.size() - (hasPeriod ? 1 : 0));

@@ -20,6 +20,11 @@ inline constexpr DnsSection kDnsSections[] = {
     {"ADDITIONAL", "additional", &QueryDNSCLS::CountAR, &QueryDNSCLS::EntryAR},
 };
 
+/// Seconds, the number that it was on the wire.
+inline std::uint32_t TimeToLive(const DNSCLS& record) {
+  return static_cast<std::uint32_t>(record.TTL());
+}
+
 /// Calls `show` with each record of a section, in order.
 template <class Show>
 void ForEachRecord(const QueryDNSCLS& query, const DnsSection& section, Show show) {

@@ -27,9 +27,16 @@ std::string OnOneLine(std::string_view bytes) {
 
 std::string Hex(std::string_view bytes) {
   std::string text;
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    text += (i == 0 ? "" : " ") + HexDigits(bytes.substr(i, 1));
+  }
+  return text;
+}
+
+std::string HexDigits(std::string_view bytes) {
+  std::string text;
   for (const char c : bytes) {
     const auto byte = static_cast<std::uint8_t>(c);
-    text += text.empty() ? "" : " ";
     text += kHexDigits[byte >> 4];
     text += kHexDigits[byte & 15];
   }

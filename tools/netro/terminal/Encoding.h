@@ -13,8 +13,9 @@ namespace netro::tool {
 /// ShownText on one line without blanks at its end; a text longer than 500 bytes is cut.
 std::string OnOneLine(std::string_view bytes);
 
-/// "05 01 00"
+/// "05 01 00", and "050100".
 std::string Hex(std::string_view bytes);
+std::string HexDigits(std::string_view bytes);
 
 std::string Base64(std::string_view bytes);
 

@@ -3,15 +3,13 @@
 
 #include <netro/FindDNSCLS.h>
 #include <netro/QueryDNSCLS.h>
+#include <netro/RecordText.h>
 #include <netro/SocketCls.h>
 
 #include <cstdint>
 #include <string>
 #include <string_view>
 
-#include "dns/RecordTypes.h"
-#include "dns/ZoneRecord.h"
-#include "dns/ZoneText.h"
 #include "terminal/Stopwatch.h"
 #include "tour/TourDnsServer.h"
 #include "tour/TourSections.h"
@@ -47,8 +45,8 @@ std::string OutcomeText(const QueryDNSCLS& query) {
   std::string text;
   for (std::int32_t i = 1; i <= query.Count(); ++i) {
     const DNSCLS& record = *query.Entry(i);
-    text += (i == 1 ? "" : "; ") + ZoneName(record.Query()) + " " +
-            RecordTypeName(record.DataType()) + " " + ZoneData(record);
+    text += (i == 1 ? "" : "; ") + RecordNameText(record.Query()) + " " +
+            RecordTypeText(record.DataType()) + " " + RecordDataText(record);
   }
   return text;
 }
@@ -65,7 +63,7 @@ TourStep Run(const DnsStep& step, const TourDnsServer& server, TourJournal& jour
   TourStep report;
   report.title = step.title;
   report.call = std::string(step.type == TYPE_AXFR ? "QueryZone " : "QueryDNS ") + step.domain +
-                " " + RecordTypeName(step.type) +
+                " " + RecordTypeText(step.type) +
                 " at 127.0.0.1:" + std::to_string(query.DNSPort());
   const Stopwatch watch;
   const std::int32_t error = step.type == TYPE_AXFR ? query.QueryZone() : query.QueryDNS();
@@ -73,7 +71,7 @@ TourStep Run(const DnsStep& step, const TourDnsServer& server, TourJournal& jour
   report.outcome = OutcomeText(query);
   report.messages = journal.Take();
   report.asExpected = error == step.error && query.Count() == step.count &&
-                      (query.Count() == 0 || ZoneData(*query.Entry(1)) == step.first);
+                      (query.Count() == 0 || RecordDataText(*query.Entry(1)) == step.first);
   return report;
 }
 

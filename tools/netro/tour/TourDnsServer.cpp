@@ -4,6 +4,7 @@
 
 #include <arpa/inet.h>
 #include <netro/QueryDNSCLS.h>
+#include <netro/RecordText.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -11,8 +12,7 @@
 #include <string_view>
 #include <vector>
 
-#include "dns/RecordReader.h"
-#include "dns/RecordTypes.h"
+#include "dns/QuestionName.h"
 
 namespace netro::tool {
 namespace {
@@ -30,6 +30,11 @@ struct TourRecord {
 
 std::string Number16(std::size_t number) {
   return {static_cast<char>(number >> 8 & 255), static_cast<char>(number & 255)};
+}
+
+std::size_t ReadNumber16(std::string_view bytes, std::size_t at) {
+  const auto byte = [&](std::size_t i) { return static_cast<std::uint8_t>(bytes[i]); };
+  return byte(at) * std::size_t{256} + byte(at + 1);
 }
 
 /// "palace.agrabah.tour." as it goes over the wire.
@@ -69,19 +74,19 @@ std::string WireRecord(const TourRecord& record) {
 /// A query taken apart; only its own client sends to this server, so that little can be wrong.
 struct Query {
   explicit Query(const std::string& message) : bytes(message) {
-    RecordReader reader(bytes);
-    reader.Take(kHeaderSize);
-    name = reader.Name();
+    const std::size_t nameSize = QuestionNameBytes(bytes).size();
+    questionSize = nameSize + kTypeAndClass;
+    good = nameSize > 0 && bytes.size() >= kHeaderSize + questionSize;
+    if (!good) return;
+    name = QuestionNameText(bytes);
     // Lookups mix the case of the letters, and the reply must repeat it; an OPT record may follow.
     std::ranges::transform(name, name.begin(), [](char c) {
       return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
     });
-    type = static_cast<std::int32_t>(reader.Number(2));
-    questionSize = bytes.find('\0', kHeaderSize) + 1 + kTypeAndClass - kHeaderSize;
-    good = reader.Ok();
+    type = static_cast<std::int32_t>(ReadNumber16(bytes, kHeaderSize + nameSize));
   }
 
-  std::string Meaning() const { return name + " " + RecordTypeName(type) + "?"; }
+  std::string Meaning() const { return name + " " + RecordTypeText(type) + "?"; }
 
   const std::string& bytes;
   std::string name;
@@ -128,10 +133,10 @@ class DnsPeer : public TourPeer {
 
  private:
   void Receive() override {
-    RecordReader reader(input_);
-    const std::string message(reader.Take(reader.Number(2)));
+    if (input_.size() < 2 || input_.size() < 2 + ReadNumber16(input_, 0)) return;
+    const std::string message = input_.substr(2, ReadNumber16(input_, 0));
     const Query query(message);
-    if (!reader.Ok() || message.size() <= kHeaderSize || !query.good) return;
+    if (!query.good) return;
     Record(input_.substr(0, message.size() + 2), query.Meaning());
     input_.erase(0, message.size() + 2);
     for (const Reply& reply : Answer(query)) {
@@ -152,7 +157,7 @@ TourDnsServer::TourDnsServer(TourJournal& journal)
 void TourDnsServer::DataArrival(const Bytes& BinData, const std::string&) {
   const std::string message(BinData.begin(), BinData.end());
   const Query query(message);
-  if (message.size() <= kHeaderSize || !query.good) return;
+  if (!query.good) return;
   ++udpQueries_;
   journal_.Add({"DNS over UDP", true, message, query.Meaning()});
   const Reply reply = Answer(query).front();

@@ -1,13 +1,13 @@
 // The names of DNS record types.
 
-#include "dns/RecordTypes.h"
-
-#include <strings.h>
+#include <netro/RecordText.h>
 
 #include <algorithm>
 #include <charconv>
 
-namespace netro::tool {
+#include "support/Text.h"
+
+namespace netro {
 namespace {
 
 struct TypeName {
@@ -42,13 +42,9 @@ constexpr TypeName kTypes[] = {
 constexpr std::string_view kNumbered = "TYPE";
 constexpr std::int32_t kLargest = 65535;
 
-bool Same(std::string_view a, std::string_view b) {
-  return a.size() == b.size() && ::strncasecmp(a.data(), b.data(), a.size()) == 0;
-}
-
 }  // namespace
 
-std::string RecordTypeName(std::int32_t number) {
+std::string RecordTypeText(std::int32_t number) {
   const auto* type = std::ranges::find(kTypes, number, &TypeName::number);
   return std::string(type != std::end(kTypes) ? type->name : kNumbered) +
          (type != std::end(kTypes) ? "" : std::to_string(number));
@@ -56,9 +52,9 @@ std::string RecordTypeName(std::int32_t number) {
 
 std::optional<std::int32_t> RecordTypeNumber(std::string_view name) {
   for (const TypeName& type : kTypes) {
-    if (Same(name, type.name)) return type.number;
+    if (EqualsIgnoreCase(name, type.name)) return type.number;
   }
-  if (Same(name.substr(0, kNumbered.size()), kNumbered)) name.remove_prefix(kNumbered.size());
+  if (StartsWithIgnoreCase(name, kNumbered)) name.remove_prefix(kNumbered.size());
   std::int32_t number = 0;
   const char* end = name.data() + name.size();
   const auto read = std::from_chars(name.data(), end, number);
@@ -66,4 +62,4 @@ std::optional<std::int32_t> RecordTypeNumber(std::string_view name) {
   return good ? std::optional(number) : std::nullopt;
 }
 
-}  // namespace netro::tool
+}  // namespace netro

@@ -8,9 +8,9 @@
 
 #include "dns/RecordFields.h"
 #include "dns/ZoneText.h"
-#include "terminal/Encoding.h"
+#include "support/Base64.h"
 
-namespace netro::tool::field {
+namespace netro::field {
 namespace {
 
 struct Mnemonic {
@@ -111,7 +111,7 @@ std::string HostIdentity(RecordReader& data) {
   const std::uint32_t keySize = data.Number(2);
   if (tagSize == 0 || keySize == 0) data.Fail();
   AddWord(text, HexDigits(data.Take(tagSize)));
-  AddWord(text, Base64(data.Take(keySize)));
+  AddWord(text, Base64Encode(data.Take(keySize)));
   while (data.Remaining() > 0) AddWord(text, data.Name());
   return text;
 }
@@ -146,4 +146,4 @@ std::string AddressChain(RecordReader& data) {
   return prefix == 0 ? text : text + " " + data.Name();
 }
 
-}  // namespace netro::tool::field
+}  // namespace netro::field

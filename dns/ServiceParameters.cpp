@@ -6,9 +6,9 @@
 
 #include "dns/RecordFields.h"
 #include "dns/ZoneText.h"
-#include "terminal/Encoding.h"
+#include "support/Base64.h"
 
-namespace netro::tool::field {
+namespace netro::field {
 namespace {
 
 // Reads the whole value of a parameter and gives what stands behind its name.
@@ -52,7 +52,7 @@ std::string IPv6Hints(RecordReader& value) {
   return "=" + List(value, [](RecordReader& hints) { return hints.IPv6(); });
 }
 
-std::string InBase64(RecordReader& value) { return "=" + Base64(value.Rest()); }
+std::string InBase64(RecordReader& value) { return "=" + Base64Encode(value.Rest()); }
 
 std::string Unknown(RecordReader& value) {
   return value.Remaining() == 0 ? "" : "=" + ZoneString(value.Rest());
@@ -89,4 +89,4 @@ std::string ServiceParameters(RecordReader& data) {
   return text;
 }
 
-}  // namespace netro::tool::field
+}  // namespace netro::field

@@ -2,18 +2,20 @@
 
 #include "dns/RecordFields.h"
 
+#include <netro/RecordText.h>
+
 #include <algorithm>
-#include <cctype>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <ctime>
 
-#include "dns/RecordTypes.h"
+#include "dns/DnsLocation.h"
 #include "dns/ZoneText.h"
-#include "terminal/Encoding.h"
+#include "support/Base64.h"
+#include "support/Text.h"
 
-namespace netro::tool {
+namespace netro {
 namespace {
 
 /// What is left, in some form; there must be something.
@@ -23,23 +25,20 @@ std::string Rest(RecordReader& data, Form form) {
   return form(data.Rest());
 }
 
-std::string Lower(std::string text) {
-  std::ranges::transform(text, text.begin(), [](char c) {
-    return static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  });
-  return text;
-}
-
-std::string HardwareAddress(std::string_view bytes) {
-  std::string text = Lower(Hex(bytes));
-  std::ranges::replace(text, ' ', '-');
-  return text;
+/// "01-23-45", of one byte or more.
+std::string WithHyphens(std::string_view bytes) {
+  std::string text;
+  for (const char c : bytes) {
+    if (!text.empty()) text += '-';
+    AppendHex(text, c);
+  }
+  return ToLower(text);
 }
 
 void AddTypes(std::string& text, std::string_view bits, std::int32_t first) {
   for (std::size_t i = 0; i < bits.size() * 8; ++i) {
     if ((static_cast<std::uint8_t>(bits[i / 8]) >> (7 - i % 8) & 1) != 0) {
-      AddWord(text, RecordTypeName(first + static_cast<std::int32_t>(i)));
+      AddWord(text, RecordTypeText(first + static_cast<std::int32_t>(i)));
     }
   }
 }
@@ -56,11 +55,12 @@ std::string U8(RecordReader& data) { return std::to_string(data.Number(1)); }
 std::string U16(RecordReader& data) { return std::to_string(data.Number(2)); }
 std::string U32(RecordReader& data) { return std::to_string(data.Number(4)); }
 std::string IPv4(RecordReader& data) { return data.IPv4(); }
+std::string IPv6(RecordReader& data) { return data.IPv6(); }
 std::string Name(RecordReader& data) { return data.Name(); }
 std::string String(RecordReader& data) { return ZoneString(data.Counted()); }
 
 std::string Type(RecordReader& data) {
-  return RecordTypeName(static_cast<std::int32_t>(data.Number(2)));
+  return RecordTypeText(static_cast<std::int32_t>(data.Number(2)));
 }
 
 std::string Strings(RecordReader& data) {
@@ -71,28 +71,31 @@ std::string Strings(RecordReader& data) {
 
 std::string RestAsString(RecordReader& data) { return ZoneString(data.Rest()); }
 std::string RestAsHex(RecordReader& data) { return Rest(data, HexDigits); }
-std::string RestAsBase64(RecordReader& data) { return Rest(data, Base64); }
-std::string Key(RecordReader& data) { return Base64(data.Rest()); }
+std::string RestAsBase64(RecordReader& data) { return Rest(data, Base64Encode); }
+std::string Key(RecordReader& data) { return Base64Encode(data.Rest()); }
 std::string Content(RecordReader& data) {
-  return data.Remaining() == 0 ? "-" : Base64(data.Rest());
+  return data.Remaining() == 0 ? "-" : Base64Encode(data.Rest());
 }
 
-std::string NsapAddress(RecordReader& data) { return "0x" + Lower(RestAsHex(data)); }
+std::string NsapAddress(RecordReader& data) { return "0x" + ToLower(RestAsHex(data)); }
 
 std::string Tag(RecordReader& data) {
   const std::string_view tag = data.Counted();
-  const bool good = std::ranges::all_of(
-      tag, [](char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0; });
-  if (tag.empty() || !good) data.Fail();
+  if (tag.empty() || !std::ranges::all_of(tag, IsAlphanumeric)) data.Fail();
   return std::string(tag);
 }
 
 std::string Time(RecordReader& data) {
-  const std::time_t seconds = data.Number(4);
-  std::tm utc{};
-  char text[16] = {};
-  ::gmtime_r(&seconds, &utc);
-  std::strftime(text, sizeof text, "%Y%m%d%H%M%S", &utc);
+  namespace chrono = std::chrono;
+  const chrono::sys_seconds time{chrono::seconds(data.Number(4))};
+  const auto day = chrono::floor<chrono::days>(time);
+  const chrono::year_month_day date(day);
+  const chrono::hh_mm_ss clock(time - day);
+  char text[32] = {};
+  std::snprintf(text, sizeof text, "%04d%02u%02u%02d%02d%02d", static_cast<int>(date.year()),
+                static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
+                static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
+                static_cast<int>(clock.seconds().count()));
   return text;
 }
 
@@ -150,8 +153,33 @@ std::string Locator64(RecordReader& data) {
   return text;
 }
 
-std::string Eui48(RecordReader& data) { return HardwareAddress(data.Take(6)); }
-std::string Eui64(RecordReader& data) { return HardwareAddress(data.Take(8)); }
+std::string Ports(RecordReader& data) {
+  std::string text;
+  std::size_t port = 0;
+  for (const char c : data.Rest()) {
+    for (int bit = 7; bit >= 0; --bit, ++port) {
+      if ((c >> bit & 1) != 0) AddWord(text, std::to_string(port));
+    }
+  }
+  return text;
+}
+
+std::string Location(RecordReader& data) {
+  DNSCLS record;
+  if (!ReadLocation(data.Bytes(), record)) data.Fail();
+  return record.Data();
+}
+
+std::string AtmAddress(RecordReader& data) {
+  const std::uint32_t format = data.Number(1);
+  const std::string_view address = data.Rest();
+  const bool digits = address.find_first_not_of("0123456789") == address.npos;
+  if (address.empty() || format > 1 || (format == 1 && !digits)) data.Fail();
+  return format == 0 ? ToLower(HexDigits(address)) : "+" + std::string(address);
+}
+
+std::string Eui48(RecordReader& data) { return WithHyphens(data.Take(6)); }
+std::string Eui64(RecordReader& data) { return WithHyphens(data.Take(8)); }
 
 }  // namespace field
-}  // namespace netro::tool
+}  // namespace netro

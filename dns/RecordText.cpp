@@ -1,21 +1,23 @@
 // From the properties of a DNSCLS to the data of a zone file's line.
 
-#include "dns/ZoneRecord.h"
-
-#include <arpa/inet.h>
+#include <netro/RecordText.h>
 
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstddef>
+#include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
-#include <vector>
 
-#include "dns/RecordData.h"
+#include "dns/DnsName.h"
 #include "dns/RecordReader.h"
 #include "dns/ZoneText.h"
+#include "platform/Address.h"
+#include "support/Text.h"
 
-namespace netro::tool {
+namespace netro {
 namespace {
 
 std::string Unsigned(std::int16_t number) {
@@ -60,18 +62,21 @@ std::string StringsText(const DNSCLS& record) {
 
 std::string TwoNames(std::string_view data) {
   const std::size_t blank = std::min(data.find(' '), data.size());
-  return ZoneName(data.substr(0, blank)) + " " +
-         ZoneName(data.substr(std::min(blank + 1, data.size())));
+  return RecordNameText(data.substr(0, blank)) + " " +
+         RecordNameText(data.substr(std::min(blank + 1, data.size())));
 }
 
 std::string ShortIPv6(const std::string& data) {
-  char bytes[16] = {};
-  if (::inet_pton(AF_INET6, data.c_str(), bytes) != 1) return ZoneString(data);
-  return RecordReader(std::string_view(bytes, sizeof bytes)).IPv6();
+  const auto address = ParseAddress(data);
+  return address ? ZoneIPv6(*address) : data;
+}
+
+bool HasOnlyPrintable(std::string_view text) {
+  return std::ranges::all_of(text, [](char c) { return c >= ' ' && c <= '~'; });
 }
 
 std::string StartOfAuthority(const DNSCLS& record) {
-  return ZoneName(record.Data()) + " " + ZoneName(record.SOA_RName()) + " " +
+  return RecordNameText(record.Data()) + " " + RecordNameText(record.SOA_RName()) + " " +
          Unsigned(record.SOA_Serial()) + " " + Unsigned(record.SOA_Refresh()) + " " +
          Unsigned(record.SOA_Retry()) + " " + Unsigned(record.SOA_Expire()) + " " +
          Unsigned(record.SOA_Minimum());
@@ -79,7 +84,7 @@ std::string StartOfAuthority(const DNSCLS& record) {
 
 std::string Service(const DNSCLS& record) {
   return Unsigned(record.SVR_Pref()) + " " + Unsigned(record.SVR_Weight()) + " " +
-         Unsigned(record.SVR_Port()) + " " + ZoneName(record.Data());
+         Unsigned(record.SVR_Port()) + " " + RecordNameText(record.Data());
 }
 
 /// The host stands behind "[AFS] " for subtype 1 and "[DCE] " for 2.
@@ -88,7 +93,7 @@ std::string AfsHost(const DNSCLS& record) {
   if (record.Pref() == 1 || record.Pref() == 2) {
     host.remove_prefix(std::min<std::size_t>(6, host.size()));
   }
-  return Unsigned(record.Pref()) + " " + ZoneName(host);
+  return Unsigned(record.Pref()) + " " + RecordNameText(host);
 }
 
 /// Address, protocol, and the ports whose bits are set, for "192.0.2.1 6 00000000 ...".
@@ -115,9 +120,7 @@ std::string AtmAddress(std::string_view data) {
   const std::string_view address = data.substr(std::min(kE164.size(), data.size()));
   const bool digits = address.find_first_not_of("0123456789ABCDEF") == address.npos;
   if (!digits || !(data.starts_with(kE164) || data.starts_with(kNsap))) return ZoneString(data);
-  std::string text = data.starts_with(kE164) ? "+" : "";
-  for (const char c : address) text += static_cast<char>(c >= 'A' ? c - 'A' + 'a' : c);
-  return text;
+  return (data.starts_with(kE164) ? "+" : "") + ToLower(address);
 }
 
 /// The bytes of a dump: "0A FF 00 1B".
@@ -138,14 +141,10 @@ std::optional<std::string> Undump(std::string_view dump) {
 
 std::string DumpedData(const DNSCLS& record) {
   const auto bytes = Undump(record.Data());
-  return bytes ? RecordData(record.DataType(), *bytes) : ZoneString(record.Data());
+  return bytes ? RecordDataText(record.DataType(), *bytes) : ZoneString(record.Data());
 }
 
-}  // namespace
-
-std::uint32_t TimeToLive(const DNSCLS& record) { return static_cast<std::uint32_t>(record.TTL()); }
-
-std::string ZoneData(const DNSCLS& record) {
+std::string TextByType(const DNSCLS& record) {
   switch (record.DataType()) {
     case TYPE_A:
       return record.Data();
@@ -157,10 +156,10 @@ std::string ZoneData(const DNSCLS& record) {
     case TYPE_MB:
     case TYPE_MG:
     case TYPE_MR:
-      return ZoneName(record.Data());
+      return RecordNameText(record.Data());
     case TYPE_MX:
     case TYPE_RT:
-      return Unsigned(record.Pref()) + " " + ZoneName(record.Data());
+      return Unsigned(record.Pref()) + " " + RecordNameText(record.Data());
     case TYPE_SRV:
       return Service(record);
     case TYPE_SOA:
@@ -187,4 +186,35 @@ std::string ZoneData(const DNSCLS& record) {
   }
 }
 
-}  // namespace netro::tool
+}  // namespace
+
+std::string RecordNameText(std::string_view name) {
+  ByteWriter wire;
+  if (!WriteName(name.empty() ? "." : name, wire, NameForm::Escaped)) {
+    return ZoneWord(name) + (name.ends_with('.') ? "" : ".");
+  }
+  const Bytes& bytes = wire.Data();
+  return RecordReader({reinterpret_cast<const char*>(bytes.data()), bytes.size()}).Name();
+}
+
+std::string RecordDataText(const DNSCLS& record) {
+  const std::string text = TextByType(record);
+  return HasOnlyPrintable(text) ? text : ZoneString(record.Data());
+}
+
+std::string RecordLineText(const DNSCLS& record) {
+  return RecordNameText(record.Query()) + " " + Unsigned(record.TTL()) + " IN " +
+         RecordTypeText(record.DataType()) + " " + RecordDataText(record);
+}
+
+std::string ZoneFileText(const QueryDNSCLS& query) {
+  std::string text;
+  std::int32_t count = query.CountAN();
+  const bool closed = count > 1 && query.EntryAN(1)->DataType() == TYPE_SOA &&
+                      query.EntryAN(count)->DataType() == TYPE_SOA;
+  count -= closed ? 1 : 0;
+  for (std::int32_t i = 1; i <= count; ++i) text += RecordLineText(*query.EntryAN(i)) + "\n";
+  return text;
+}
+
+}  // namespace netro

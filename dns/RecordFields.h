@@ -6,7 +6,7 @@
 
 #include "dns/RecordReader.h"
 
-namespace netro::tool {
+namespace netro {
 
 /// Adds a word to a line; an empty word is left out.
 void AddWord(std::string& line, const std::string& word);
@@ -18,6 +18,7 @@ std::string U8(RecordReader& data);
 std::string U16(RecordReader& data);
 std::string U32(RecordReader& data);
 std::string IPv4(RecordReader& data);
+std::string IPv6(RecordReader& data);
 std::string Name(RecordReader& data);
 /// Seconds since 1970 as YYYYMMDDHHMMSS (RFC 4034, section 3.2).
 std::string Time(RecordReader& data);
@@ -28,6 +29,12 @@ std::string Eui48(RecordReader& data);
 std::string Eui64(RecordReader& data);
 /// "0x47..." (RFC 1706), all that is left.
 std::string NsapAddress(RecordReader& data);
+/// The numbers of the bits that are set (RFC 1035, section 3.4.2), all that is left.
+std::string Ports(RecordReader& data);
+/// LOC (RFC 1876), all of it.
+std::string Location(RecordReader& data);
+/// "+61200000000", or hexadecimal digits in lower case, all that is left.
+std::string AtmAddress(RecordReader& data);
 
 // Strings with their length in front: one; one and all that follow; the tag of a CAA record, which
 // stands without quotes (RFC 8659, section 4.1).
@@ -73,4 +80,4 @@ std::string AddressChain(RecordReader& data);
 std::string ServiceParameters(RecordReader& data);
 
 }  // namespace field
-}  // namespace netro::tool
+}  // namespace netro
