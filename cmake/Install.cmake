@@ -54,10 +54,14 @@ file(RELATIVE_PATH netro_pc_to_prefix "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "
 configure_file(cmake/netro.pc.in ${PROJECT_BINARY_DIR}/netro.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/netro.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
+# What it is made of and links, for those who keep lists (SPDX 2.3).
+configure_file(packaging/netro.spdx.json.in ${PROJECT_BINARY_DIR}/netro.spdx.json @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/netro.spdx.json DESTINATION ${CMAKE_INSTALL_DATADIR}/netro)
+
 # What README links to stands where it says. A parent project has documents of its own.
 if(PROJECT_IS_TOP_LEVEL)
   install(FILES LICENSE README.md CHANGELOG.md CONTRIBUTING.md SECURITY.md
     DESTINATION ${CMAKE_INSTALL_DOCDIR})
-  install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR})
+  install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} FILES_MATCHING PATTERN *.md PATTERN *.svg)
   install(FILES bench/README.md DESTINATION ${CMAKE_INSTALL_DOCDIR}/bench)
 endif()

@@ -5,7 +5,8 @@
 # both names. Else BUILD_SHARED_LIBS decides what it is, as for any other library. The static name
 # exists in any case: where nothing but a program that links it needs the second library, it is not
 # built before that.
-set(netro_exports ${PROJECT_SOURCE_DIR}/cmake/exports.map)
+configure_file(${PROJECT_SOURCE_DIR}/cmake/exports.map.in ${PROJECT_BINARY_DIR}/exports.map @ONLY)
+set(netro_exports ${PROJECT_BINARY_DIR}/exports.map)
 
 function(netro_add_library target outside objects)
   set(type)

@@ -29,6 +29,8 @@ if(NETRO_UNITY)
   foreach(source ${netro_sources})
     if(NOT source IN_LIST aside)
       cmake_path(GET source PARENT_PATH room)
+      # A unit's name becomes a symbol: it does not tell where the sources lay.
+      cmake_path(RELATIVE_PATH room BASE_DIRECTORY ${PROJECT_SOURCE_DIR})
       string(MAKE_C_IDENTIFIER ${room} room)
       set_source_files_properties(${source} PROPERTIES UNITY_GROUP ${room})
     endif()

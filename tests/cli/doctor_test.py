@@ -20,7 +20,7 @@ HAS_NETWORK = echo_network.enter()
 
 from dns_server import A, AAAA, DnsServer, Reply, record
 from loopback_server import LoopbackServer
-from netro_command import LIMIT, CommandTestCase, Terminal, nobody
+from netro_command import LIMIT, CommandTestCase, Terminal, nobody, run
 from time_server import TimeServer, sntp_reply
 
 # A way to everywhere by a router that lets nothing come back from what lies behind it.
@@ -144,6 +144,10 @@ class NetworkTest(DoctorTestCase):
         subprocess.run([*within, "sysctl", "-qw", "net.ipv4.ip_forward=1"], check=True)
         ip(ROUTER.splitlines(), *within)
         ip([line for line in WITH_ROUTE if line != LINKED[0]])
+        for _ in range(20):  # a link that has just come up may lose the first question
+            if run("mac", GATEWAY, "-t1").returncode == 0:
+                return
+        self.fail("the router does not answer")
 
     def names(self, **replies):
         server = self.serve(DnsServer())

@@ -7,6 +7,7 @@ Usage: mac_test.py PATH_OF_NETRO [unittest arguments]
 import struct
 import subprocess
 import unittest
+from unittest import mock
 
 import echo_network
 
@@ -66,15 +67,21 @@ class MacTest(CommandTestCase):
         self.addCleanup(subprocess.run, ["ip", "link", "delete", "left"], check=True)
 
     def test_own_adapters(self):
-        head, *rows = self.text().splitlines()
-        self.assertEqual(head.split()[:3], ["adapter", "MAC", "address"])
-        self.assertEqual([row.split()[0] for row in rows], ["0", "1"])
-        self.assertEqual(sum(row.split()[1] == OWN for row in rows), 1)
+        lines = [line.split() for line in self.text().splitlines()]
+        self.assertEqual(lines[0][:4], ["adapter", "name", "MAC", "address"])
+        rows = [line for line in lines if len(line) > 1][1:]
+        self.assertEqual([row[:2] for row in sorted(rows, key=lambda row: row[1])],
+                         [[mock.ANY, "left"], [mock.ANY, "right"]])
+        left = next(line for line in lines if OWN in line)
+        self.assertEqual(left[1], "left")
+        self.assertEqual([["10.77.0.1"], ["fd77::1"]], lines[lines.index(left) + 1:][:2])
         shown = self.json()
         self.assertEqual((shown["host"], shown["method"], shown["ok"]), (None, "adapters", True))
         self.assertEqual([adapter["number"] for adapter in shown["adapters"]], [0, 1])
         for adapter in shown["adapters"]:
             self.assertEqual((len(adapter["status"]), adapter["status"]["AdapterType"]), (24, 254))
+            self.assertEqual(adapter["mac"] == OWN, adapter["name"] == "left")
+            self.assertEqual(adapter["mac"] == OWN, "10.77.0.1" in adapter["addresses"])
 
     def test_no_adapter(self):
         subprocess.run(["ip", "link", "delete", "left"], check=True)

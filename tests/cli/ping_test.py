@@ -4,8 +4,10 @@
 Usage: ping_test.py PATH_OF_NETRO [unittest arguments]
 """
 
+import json
 import os
 import re
+import resource
 import signal
 import statistics
 import subprocess
@@ -17,7 +19,7 @@ HAS_NETWORK = echo_network.enter()
 
 from dns_server import A, AAAA, Reply, record
 from echo_network import EchoTestCase, without_group
-from netro_command import LIMIT, NETRO, SWITCH_OF_STACKS, Terminal
+from netro_command import LIMIT, NETRO, SWITCH_OF_STACKS, Started, Terminal, run
 
 LOOPBACK = "127.0.0.1"
 NO_ROUTE = "10.9.9.9"
@@ -44,7 +46,8 @@ class UsageTest(EchoTestCase):
             (["10.0.0/24"], b"is no network"),
             (["fd00::/129"], b"is no network"))
         self.check_options("--ipv4 --ipv6 a", "a --count -1", "a --interval 0", "a --interval nan",
-                           "a --timeout 3601", "a --size 65508", "a --ttl 256", "a --alive --json")
+                           "a --timeout 3601", "a --size 65508", "a --ttl 256", "a --ttl 0",
+                           "a --count 0x10", "a --alive --json", "a --json --json-lines")
 
 
 @unittest.skipUnless(HAS_NETWORK, "no network namespace can be made here")
@@ -135,6 +138,22 @@ class PingTest(EchoTestCase):
             self.assertAlmostEqual(host[key], figure(times), places=6, msg=key)
         self.assertGreaterEqual(shown["seconds"], 19 * 0.002)
 
+    def test_json_lines(self):
+        """Each reply is there when it comes, and the same is said as in the object."""
+        with Started(*self.command, "-c2", "-i0.5", LOOPBACK, NO_ROUTE, "--json-lines") as process:
+            first = json.loads(process.stdout.readline())
+            self.assertIsNone(process.poll())
+            lines = [first, *map(json.loads, process.communicate(timeout=LIMIT)[0].splitlines())]
+        self.assertEqual([line["event"] for line in lines], ["reply"] * 4 + ["host"] * 2 + ["end"])
+        self.assertEqual({line["host"] for line in lines[:4]}, {LOOPBACK, NO_ROUTE})
+        whole = self.json("-c1", LOOPBACK)
+        host, = whole.pop("hosts")
+        reply, = host.pop("replies")
+        names = ["event", "host", "address"]
+        for line, wanted in (lines[0], names + [*reply]), (lines[4], ["event", *host]), (
+                lines[6], ["event", *whole]):
+            self.assertEqual([*line], wanted)
+
     def test_json_of_failures(self):
         shown = self.json("-q", "-c2", "-i0.01", NO_ROUTE, LOOPBACK, status=1)
         lost, good = shown["hosts"]
@@ -193,6 +212,14 @@ class PingTest(EchoTestCase):
 
     def test_no_permission(self):
         self.assertEqual(self.check_no_permission(LOOPBACK)["hosts"][0]["sent"], 0)
+
+    def test_no_descriptor(self):
+        """Which is another matter, and no permission helps."""
+        def limit(most):
+            return lambda: resource.setrlimit(resource.RLIMIT_NOFILE, (most, most))
+        told = [run("ping", "-c1", LOOPBACK, preexec_fn=limit(most)).stderr for most in range(4, 10)]
+        self.assertTrue(any(b"(ulimit -n)" in text for text in told), told)
+        self.assertFalse(any(b"cap_net_raw" in text for text in told), told)
 
     # --- the end
 

@@ -123,9 +123,11 @@ std::string WithoutEnding(std::string argument) {
   return argument;
 }
 
-/// Tells of a value that is missing where a number is wanted: CLI11 would take it for 0.
-std::string TellEmpty(const std::string& value) {
-  return value.empty() ? "needs a number" : std::string();
+/// Tells of what CLI11 would take for a number and nobody means: nothing is 0, 0x10 is 16, and
+/// "nan" and "inf" are in the range of some options.
+std::string TellOddNumber(const std::string& value) {
+  if (value.empty()) return "needs a number";
+  return value.find_first_of("nNxX") == value.npos ? "" : "needs a decimal number, not " + value;
 }
 
 bool IsNumber(const CLI::Option& option) {
@@ -224,7 +226,7 @@ CommandRuns Declare(CLI::App& app, std::string_view wanted) {
     runs[i] = kCommands[i].setUp(options);
     for (CLI::Option* option : options.get_options()) {
       option->transform(WithoutEnding);
-      if (IsNumber(*option)) option->check(TellEmpty);
+      if (IsNumber(*option)) option->check(TellOddNumber);
     }
   }
   return runs;

@@ -3,8 +3,6 @@
 #include "doctor/SystemRoutes.h"
 
 #include <arpa/inet.h>
-#include <ifaddrs.h>
-#include <net/if.h>
 #include <netdb.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -27,19 +25,6 @@ std::string TextOf(const sockaddr* address) {
       address->sa_family == AF_INET6 ? sizeof(sockaddr_in6) : sizeof(sockaddr_in);
   char text[NI_MAXHOST] = {};
   return getnameinfo(address, size, text, sizeof text, nullptr, 0, NI_NUMERICHOST) == 0 ? text : "";
-}
-
-SystemAdapter& AdapterOf(std::vector<SystemAdapter>& adapters, const ifaddrs& entry) {
-  const auto found = std::ranges::find(adapters, entry.ifa_name, &SystemAdapter::name);
-  if (found != adapters.end()) return *found;
-  const auto has = [&entry](unsigned flag) { return (entry.ifa_flags & flag) != 0; };
-  return adapters.emplace_back(SystemAdapter{
-      .name = entry.ifa_name,
-      .isUp = has(IFF_UP) && has(IFF_RUNNING),
-      .isEnabled = has(IFF_UP),
-      .isLoopback = has(IFF_LOOPBACK),
-      .asksNeighbours = !has(IFF_NOARP) && !has(IFF_LOOPBACK) && !has(IFF_POINTOPOINT),
-      .addresses = {}});
 }
 
 using Packed = std::array<std::uint8_t, 16>;  // of IPv4 the first four
@@ -162,21 +147,6 @@ bool Asks(const std::vector<SystemAdapter>& adapters, const std::string& name) {
 
 bool IsLoopback(const std::string& address) {
   return address == "::1" || (address.starts_with("127.") && PackedOf(address)[0] == 127);
-}
-
-std::vector<SystemAdapter> ReadAdapters() {
-  std::vector<SystemAdapter> adapters;
-  ifaddrs* list = nullptr;
-  if (getifaddrs(&list) != 0) return adapters;
-  const std::unique_ptr<ifaddrs, decltype(&freeifaddrs)> owner(list, &freeifaddrs);
-  for (const ifaddrs* entry = list; entry != nullptr; entry = entry->ifa_next) {
-    SystemAdapter& adapter = AdapterOf(adapters, *entry);
-    if (entry->ifa_addr == nullptr) continue;
-    const int family = entry->ifa_addr->sa_family;
-    if (family == AF_INET || family == AF_INET6)
-      adapter.addresses.push_back(TextOf(entry->ifa_addr));
-  }
-  return adapters;
 }
 
 SystemRoute FindRoute(const std::string& address, const std::vector<SystemAdapter>& adapters) {

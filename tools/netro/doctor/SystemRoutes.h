@@ -1,22 +1,12 @@
-// What the system says about its adapters and about the way that packets would take. Nothing is
-// sent. Thread: any.
+// What the system says about the way that packets would take. Nothing is sent. Thread: any.
 #pragma once
 
 #include <string>
 #include <vector>
 
+#include "terminal/SystemAdapters.h"
+
 namespace netro::tool {
-
-struct SystemAdapter {
-  std::string name;
-  bool isUp = false;       // and has a link
-  bool isEnabled = false;  // by the administrator
-  bool isLoopback = false;
-  bool asksNeighbours = false;  // by ARP or neighbour discovery
-  std::vector<std::string> addresses;
-};
-
-std::vector<SystemAdapter> ReadAdapters();
 
 struct SystemRoute {
   std::string destination;

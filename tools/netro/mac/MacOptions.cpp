@@ -18,15 +18,16 @@ Examples:
   netro mac fe80::1%eth0
   netro mac fileserver --netbios
 
-Without HOST the adapters of this computer are listed, all but loopback. With HOST its MAC address
+Without HOST the adapters of this computer are listed with their addresses, all but loopback. With HOST its MAC address
 is found by ARP, or neighbour discovery for IPv6, which reach the hosts on the networks of this
 computer only. --netbios asks the host for its NetBIOS node status instead, over UDP port 137 and
 IPv4; not every host tells its MAC address then.
 
 --json prints one object: host and address (null where there is none), method ("adapters", "arp",
 "ndp" or "netbios"), ok, error (number and text; numbers as in NetBIOSCls, or of the name lookup),
-seconds, and the list adapters: number (null for other hosts), mac, and but for "arp" and "ndp" the
-status: a member for each property of NetBIOSCls.)";
+seconds, and the list adapters: number (null for other hosts), mac, of the own ones name (null when
+the system has none) and addresses, and but for "arp" and "ndp" the status: a member for each
+property of NetBIOSCls.)";
 
 }  // namespace
 

@@ -2,6 +2,7 @@
 
 #include "mac/MacOutput.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -17,11 +18,7 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 constexpr std::size_t kLabelWidth = 19;
-constexpr const char* kNoAddress = "00:00:00:00:00:00";
-/// What the list of adapters has of their status.
-constexpr const char* kColumns[] = {"RecvSuccess", "XmitSuccess", "IframeRecvErr", "IframeXmitErr"};
-
-std::string Text(const std::string& address) { return address == kNoAddress ? "none" : address; }
+std::string Text(const std::string& address) { return address == kNoMacAddress ? "none" : address; }
 
 std::string Label(const MacOptions& options, const MacResult& result) {
   return result.hostAddress.empty() || result.hostAddress == options.host
@@ -29,38 +26,33 @@ std::string Label(const MacOptions& options, const MacResult& result) {
              : options.host + " (" + result.hostAddress + ")";
 }
 
-std::string Row(const std::string& number, const std::string& address,
-                const std::vector<std::string>& counters) {
-  char text[64];
-  std::snprintf(text, sizeof text, "%7s  %-17s", number.c_str(), address.c_str());
-  std::string row = text;
-  for (const std::string& counter : counters) {
-    std::snprintf(text, sizeof text, "  %14s", counter.c_str());
-    row += text;
-  }
-  return row;
-}
-
-bool IsColumn(const char* property) {
-  for (const std::string_view column : kColumns) {
-    if (column == property) return true;
-  }
-  return false;
-}
-
-void PrintAdapters(const MacResult& result) {
+std::int32_t Status(const MacAdapter& adapter, std::string_view property) {
   const std::vector<MacProperty>& properties = MacProperties();
-  std::vector<std::string> labels;
-  for (const MacProperty& property : properties) {
-    if (IsColumn(property.name)) labels.emplace_back(property.label);
-  }
-  Print(Styled(Style::Dim, Row("adapter", "MAC address", labels)) + "\n");
+  const auto found = std::ranges::find(properties, property, &MacProperty::name);
+  return adapter.status[static_cast<std::size_t>(found - properties.begin())];
+}
+
+/// The addresses stand below, one a line: those of IPv6 are long.
+void PrintAdapters(const MacResult& result) {
+  constexpr const char* kForm = "%7s  %-15s  %-17s  %10s  %10s  %8s";
+  char text[128];
+  std::snprintf(text, sizeof text, kForm, "adapter", "name", "MAC address", "received", "sent",
+                "errors");
+  Print(Styled(Style::Dim, text) + "\n");
   for (const MacAdapter& adapter : result.adapters) {
-    std::vector<std::string> counters;
-    for (std::size_t i = 0; i < properties.size(); ++i) {
-      if (IsColumn(properties[i].name)) counters.push_back(std::to_string(adapter.status[i]));
+    const auto counter = [&adapter](std::string_view property) {
+      return std::to_string(Status(adapter, property));
+    };
+    const std::int64_t errors =
+        std::int64_t{Status(adapter, "IframeRecvErr")} + Status(adapter, "IframeXmitErr");
+    std::snprintf(text, sizeof text, kForm, std::to_string(*adapter.number).c_str(),
+                  adapter.name.c_str(), Text(adapter.address).c_str(),
+                  counter("RecvSuccess").c_str(), counter("XmitSuccess").c_str(),
+                  std::to_string(errors).c_str());
+    Print(std::string(text) + "\n");
+    for (const std::string& address : adapter.addresses) {
+      Print(std::string(9, ' ') + address + "\n");
     }
-    Print(Row(std::to_string(adapter.number.value_or(0)), Text(adapter.address), counters) + "\n");
   }
 }
 
@@ -72,7 +64,7 @@ void PrintLine(std::string label, const std::string& text) {
 /// What a host does not tell is 0.
 void PrintStatus(const MacOptions& options, const MacAdapter& adapter) {
   PrintLine("host", options.host);
-  PrintLine("MAC address", adapter.address == kNoAddress ? "not told" : adapter.address);
+  PrintLine("MAC address", adapter.address == kNoMacAddress ? "not told" : adapter.address);
   for (std::size_t i = 0; i < adapter.status.size(); ++i) {
     if (adapter.status[i] != 0) {
       PrintLine(MacProperties()[i].label, std::to_string(adapter.status[i]));
@@ -83,6 +75,10 @@ void PrintStatus(const MacOptions& options, const MacAdapter& adapter) {
 Json ToJson(const MacAdapter& adapter) {
   Json object = {{"number", adapter.number ? Json(*adapter.number) : Json(nullptr)},
                  {"mac", adapter.address}};
+  if (adapter.number) {
+    object["name"] = adapter.name.empty() ? Json(nullptr) : Json(adapter.name);
+    object["addresses"] = adapter.addresses;
+  }
   for (std::size_t i = 0; i < adapter.status.size(); ++i) {
     object["status"][MacProperties()[i].name] = adapter.status[i];
   }

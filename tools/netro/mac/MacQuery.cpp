@@ -2,10 +2,12 @@
 
 #include "mac/MacQuery.h"
 
+#include <algorithm>
 #include <cmath>
 #include <utility>
 
 #include "terminal/HostAddress.h"
+#include "terminal/SystemAdapters.h"
 #include "terminal/Timer.h"
 
 namespace netro::tool {
@@ -19,6 +21,17 @@ constexpr std::int32_t kCancelled = 0x0B;
 constexpr std::int32_t kNoAdapter = 0x23;
 
 constexpr std::int32_t kLoopback = 3;  // of GetIPType
+
+/// Takes the first of `adapters` with its MAC address: several may have the same.
+void Name(MacAdapter& adapter, std::vector<SystemAdapter>& adapters) {
+  const auto found = std::ranges::find_if(adapters, [&adapter](const SystemAdapter& other) {
+    return (other.mac.empty() ? kNoMacAddress : other.mac) == adapter.address;
+  });
+  if (found == adapters.end()) return;
+  adapter.name = std::move(found->name);
+  adapter.addresses = std::move(found->addresses);
+  adapters.erase(found);
+}
 
 }  // namespace
 
@@ -80,8 +93,10 @@ void MacQuery::StopWaiting() {
 
 void MacQuery::AskOwnAdapters() {
   std::int32_t error = 0;
+  std::vector<SystemAdapter> adapters = ReadAdapters();
+  std::erase_if(adapters, &SystemAdapter::isLoopback);
   for (std::int16_t number = 0; netBios_.GetMacAddress(number, "*", kDivider, error); ++number) {
-    Add(number, true);
+    Name(Add(number, true), adapters);
   }
   const bool all = error == kNoAdapter && !result_.adapters.empty();
   SetError(all ? 0 : error);
@@ -114,14 +129,14 @@ void MacQuery::AskNeighbour(const std::string& host) {
   }
 }
 
-void MacQuery::Add(std::optional<std::int16_t> number, bool withStatus) {
-  MacAdapter adapter{number, netBios_.MacAddress(), {}};
+MacAdapter& MacQuery::Add(std::optional<std::int16_t> number, bool withStatus) {
+  MacAdapter adapter{number, {}, {}, netBios_.MacAddress(), {}};
   if (withStatus) {
     for (const MacProperty& property : MacProperties()) {
       adapter.status.push_back(property.value(netBios_));
     }
   }
-  result_.adapters.push_back(std::move(adapter));
+  return result_.adapters.emplace_back(std::move(adapter));
 }
 
 void MacQuery::SetError(std::int32_t error) {

@@ -24,8 +24,13 @@ struct MacProperty {
 
 const std::vector<MacProperty>& MacProperties();
 
+/// What NetBIOSCls says where there is none.
+inline const std::string kNoMacAddress = "00:00:00:00:00:00";
+
 struct MacAdapter {
-  std::optional<std::int16_t> number;  // of an own one
+  std::optional<std::int16_t> number;  // of an own one, which has these too
+  std::string name;
+  std::vector<std::string> addresses;
   std::string address;                 // "02:00:5E:00:00:0A"
   std::vector<std::int32_t> status;    // in the order of MacProperties; none by ARP
 };
@@ -47,7 +52,7 @@ class MacQuery {
   void AskOwnAdapters();
   void AskNeighbour(const std::string& host);
   void AskNodeStatus(const std::string& host);
-  void Add(std::optional<std::int16_t> number, bool withStatus);
+  MacAdapter& Add(std::optional<std::int16_t> number, bool withStatus);
   void SetError(std::int32_t error);
 
   ICMPCls names_;

@@ -113,7 +113,11 @@ void ExplainMail(const SendMailCls& mail, const MailOptions& options) {
   tell(outcomes.empty(), FailureText("nothing was sent", mail.Result(), mail.ResultMessage()));
   tell(std::ranges::any_of(outcomes, IsMailTimeout, &RecipientOutcome::Result),
        "the limit of each wait is " + SecondsText(options.connection.connection.timeout) +
-           " s, --timeout changes it");
+           " s, --timeout changes it" +
+           (options.connection.total == 0
+                ? ""
+                : ", and of a whole session " + SecondsText(options.connection.total) +
+                      " s, --total"));
   tell(std::ranges::count(outcomes, SMTP_STEP_INITSOCKET, &RecipientOutcome::StepID) > 0,
        "InitSocket: the name of the server or the proxy has no address");
 }

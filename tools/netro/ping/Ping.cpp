@@ -34,6 +34,8 @@ int RunPing(PingOptions options) {
   if (pinger.IsForbidden()) ShowMessage(EchoForbiddenText());
   if (options.json) {
     PrintPingJson(pinger, options, seconds);
+  } else if (options.jsonLines) {
+    PrintJsonEnd(pinger, options, seconds);
   } else if (!options.alive) {
     PrintPingStatistics(pinger, options);
   }

@@ -25,9 +25,14 @@ Json SocketName(EchoSocketEnum socket) {
                                   : Json(socket == EchoSocketRaw ? "raw" : "datagram");
 }
 
-Json ToJson(const PingReply& reply) {
+void AddName(Json& object, const PingTarget& target) {
+  object["host"] = target.host;
+  object["address"] = If(!target.address.empty(), target.address);
+}
+
+void Add(Json& object, const PingReply& reply) {
   const bool isAnswer = !reply.from.empty();
-  return {
+  object.update({
       {"seq", reply.sequence},
       {"status", reply.status},
       {"text", EchoAnswerText(reply.status, reply.filtered)},
@@ -35,15 +40,14 @@ Json ToJson(const PingReply& reply) {
       {"ms", If(isAnswer, reply.microSeconds / 1000.0)},
       {"ttl", If(isAnswer, reply.ttl)},
       {"duplicate", reply.duplicate},
-  };
+  });
 }
 
-Json ToJson(const PingTarget& target, bool withReplies) {
+void Add(Json& object, const PingTarget& target) {
   const TimeStatistics& times = target.times;
   const bool ok = target.HasAnswered();
-  Json object = {
-      {"host", target.host},
-      {"address", If(!target.address.empty(), target.address)},
+  AddName(object, target);
+  object.update({
       {"ok", ok},
       {"error", ok ? Error(0, "") : Error(target.errorNumber, target.errorText)},
       {"sent", target.sent},
@@ -55,19 +59,22 @@ Json ToJson(const PingTarget& target, bool withReplies) {
       {"avg_ms", If(ok, times.Average() / 1000)},
       {"max_ms", If(ok, times.Maximum() / 1000)},
       {"deviation_ms", If(ok, times.Deviation() / 1000)},
-  };
+  });
+}
+
+Json ToJson(const PingTarget& target, bool withReplies) {
+  Json object;
+  Add(object, target);
   if (withReplies) {
     object["replies"] = Json::array();
-    for (const PingReply& reply : target.replies) object["replies"].push_back(ToJson(reply));
+    for (const PingReply& reply : target.replies) Add(object["replies"].emplace_back(), reply);
   }
   return object;
 }
 
-}  // namespace
-
-void PrintPingJson(const Pinger& pinger, const PingOptions& options, double seconds) {
+void Add(Json& object, const Pinger& pinger, const PingOptions& options, double seconds) {
   const std::int32_t error = pinger.IsForbidden() ? kEchoForbidden : 0;
-  Json object = {
+  object.update({
       {"ok", pinger.HaveAllAnswered()},
       {"socket", SocketName(pinger.SocketUsed())},
       {"interrupted", pinger.IsStopped()},
@@ -77,12 +84,37 @@ void PrintPingJson(const Pinger& pinger, const PingOptions& options, double seco
       {"interval", options.interval},
       {"timeout", options.timeout},
       {"size", options.size},
-      {"hosts", Json::array()},
-  };
+  });
+}
+
+}  // namespace
+
+void PrintPingJson(const Pinger& pinger, const PingOptions& options, double seconds) {
+  Json object;
+  Add(object, pinger, options, seconds);
+  object["hosts"] = Json::array();
   for (const PingTarget& target : pinger.Targets()) {
     object["hosts"].push_back(ToJson(target, !options.quiet));
   }
   PrintObject(object);
+}
+
+bool PrintJsonLine(const PingTarget& target, const PingReply& reply) {
+  Json object = {{"event", "reply"}};
+  AddName(object, target);
+  Add(object, reply);
+  return PrintObjectLine(object);
+}
+
+void PrintJsonEnd(const Pinger& pinger, const PingOptions& options, double seconds) {
+  for (const PingTarget& target : pinger.Targets()) {
+    Json object = {{"event", "host"}};
+    Add(object, target);
+    PrintObjectLine(object);
+  }
+  Json object = {{"event", "end"}};
+  Add(object, pinger, options, seconds);
+  PrintObjectLine(object);
 }
 
 }  // namespace netro::tool

@@ -33,6 +33,10 @@ Exit status 0 when every host has answered at least once.
 An ordinary program may send no echo. It takes a group of the user inside net.ipv4.ping_group_range,
 or the capability cap_net_raw.
 
+--json-lines prints the same in pieces, for programs that read along: a line for each reply, with
+host and address before its members, for each host at the end and for the whole, told apart by their
+first member, which is event: "reply", "host" or "end".
+
 --json prints one object: ok, socket ("datagram", "raw" or null), interrupted, error (number and
 text, of what kept the command from asking at all), seconds (the whole run), count (null without
 end), interval and timeout in seconds, size, and the list hosts: host, address, ok, error (number and
@@ -94,6 +98,11 @@ void DeclarePingOptions(CLI::App& options, PingOptions& values) {
       ->group(kGroup);
   options.add_flag("--json", values.json, "Print one JSON object that holds everything")
       ->group(kGroup);
+  options
+      .add_flag("--json-lines", values.jsonLines,
+                "Print a JSON object on a line for each reply when it comes, and\n"
+                "at the end one for each host and one for the whole")
+      ->group(kGroup);
   options.footer(kExamples);
 }
 
@@ -103,8 +112,10 @@ void CheckPingOptions(const PingOptions& options) {
   CheckSeconds("--interval", options.interval, kShortest);
   CheckSeconds("--timeout", options.timeout, kShortest);
   if (options.deadline != 0) CheckSeconds("--deadline", options.deadline, kShortest);
-  if (options.ttl != 0) CheckRange("--ttl", options.ttl, 1, 255);
-  if (options.alive && options.json) throw UsageError("--alive and --json exclude each other");
+  if (options.ttl) CheckRange("--ttl", *options.ttl, 1, 255);
+  if (options.alive + options.json + options.jsonLines > 1) {
+    throw UsageError("--alive, --json and --json-lines exclude each other");
+  }
 }
 
 }  // namespace netro::tool

@@ -4,6 +4,7 @@
 #include <netro/AddressPreference.h>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,12 +22,13 @@ struct PingOptions {
   std::int32_t size = 32;
   double timeout = 5;    // seconds
   double deadline = 0;   // of the whole run; 0 is none
-  std::int32_t ttl = 0;  // 0 is the system's
+  std::optional<std::int32_t> ttl;  // the system's if not given
   std::string dns;
   AddressPreferenceEnum preference = preferIPv4;
   bool quiet = false;
   bool alive = false;
   bool json = false;
+  bool jsonLines = false;
 };
 
 void DeclarePingOptions(CLI::App& options, PingOptions& values);

@@ -23,7 +23,7 @@ namespace {
 constexpr std::size_t kMostHostsWithLines = 5;
 
 bool HasLines(const PingOptions& options) {
-  return !options.quiet && !options.json && !options.alive &&
+  return !options.quiet && !options.json && !options.jsonLines && !options.alive &&
          options.hosts.size() <= kMostHostsWithLines;
 }
 
@@ -164,6 +164,7 @@ bool PingPrinter::Ended(const PingTarget& target, const PingReply& reply) {
   if (options_.alive && reply.status == 0 && target.Received() == 1 && !reply.duplicate) {
     return Print(target.host + "\n") && Flush();
   }
+  if (options_.jsonLines && !options_.quiet) return PrintJsonLine(target, reply) && FlushIfDue();
   return !HasLines(options_) || (Print(ReplyLine(target, reply, options_.size)) && FlushIfDue());
 }
 

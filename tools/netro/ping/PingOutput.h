@@ -52,4 +52,8 @@ void PrintPingStatistics(const Pinger& pinger, const PingOptions& options);
 /// Prints the JSON object. `seconds` is how long the run took.
 void PrintPingJson(const Pinger& pinger, const PingOptions& options, double seconds);
 
+/// The lines of --json-lines. False when nobody reads them any more.
+bool PrintJsonLine(const PingTarget& target, const PingReply& reply);
+void PrintJsonEnd(const Pinger& pinger, const PingOptions& options, double seconds);
+
 }  // namespace netro::tool

@@ -99,8 +99,8 @@ void Pinger::SendRound() {
 
 void Pinger::SendTo(std::size_t index) {
   PingTarget& target = targets_[index];
-  const std::int32_t id =
-      echo_.Send(target.address, options_.ttl, options_.size, ToMilliSeconds(options_.timeout));
+  const std::int32_t id = echo_.Send(target.address, options_.ttl.value_or(0), options_.size,
+                                     ToMilliSeconds(options_.timeout));
   isForbidden_ = echo_.LastErr() == kEchoForbidden;
   if (isForbidden_) return;
   if (++target.sent == 1) listener_.Begun(target);

@@ -60,9 +60,11 @@ void ExplainWhoIs(const WhoIsAnswer& answer, const WhoIsRequest& request) {
   if (!IsGood(answer)) {
     const std::string what = answer.Text.empty() ? "cannot ask " + server
                                                  : "the answer of " + server + " is not complete";
-    const std::string limits = TimeoutAdvice(answer.LastErr, request.connection.timeout);
-    ShowMessage(FailureText(what, answer.LastErr, answer.LastErrMsg) + limits +
-                (limits.empty() ? "" : ", and for all that of --total"));
+    std::string limits = TimeoutAdvice(answer.LastErr, request.connection.timeout);
+    if (!limits.empty() && request.total != 0) {
+      limits += ", and for all " + SecondsText(request.total) + " s, --total";
+    }
+    ShowMessage(FailureText(what, answer.LastErr, answer.LastErrMsg) + limits);
   } else if (answer.Text.empty()) {
     ShowMessage(server + " closed the connection without an answer");
   }
