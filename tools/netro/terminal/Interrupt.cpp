@@ -62,7 +62,13 @@ InterruptGuard::~InterruptGuard() {
 }
 
 void AcceptTermination() {
-  if (g_heard == SIGTERM) g_heard = 0;
+  if (g_heard != SIGTERM) return;
+  // One that comes again, also after the guard, is the same.
+  for (std::size_t i = 0; i < std::size(kSignals); ++i) {
+    if (kSignals[i] == SIGTERM) g_before[i].sa_handler = SIG_IGN;
+  }
+  std::signal(SIGTERM, SIG_IGN);
+  g_heard = 0;
 }
 
 void DieIfInterrupted() {
