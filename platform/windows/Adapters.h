@@ -1,8 +1,6 @@
 // The system's list of network adapters.
 #pragma once
 
-#include <iphlpapi.h>
-
 #include <vector>
 
 #include "platform/windows/System.h"

@@ -1,8 +1,5 @@
 #include "platform/AddressText.h"
 
-#include <iphlpapi.h>
-#include <netioapi.h>
-
 #include <cstring>
 
 #include "platform/windows/System.h"

@@ -6,9 +6,6 @@
 // buffers with it.
 #include "platform/windows/EchoCalls.h"
 
-#include <icmpapi.h>
-#include <iphlpapi.h>
-
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -146,7 +143,7 @@ class EchoCall {
     }
   }
   ~EchoCall() {
-    if (wait_ != nullptr) UnregisterWait(wait_);
+    if (wait_ != nullptr) CloseThreadpoolWait(wait_);
   }
   EchoCall(const EchoCall&) = delete;
   EchoCall& operator=(const EchoCall&) = delete;
@@ -156,17 +153,14 @@ class EchoCall {
     EchoCall& c = *call;
     auto held = std::make_unique<std::shared_ptr<EchoCall>>(call);
     if (!c.event_.IsOpen()) return kIpNoResources;
-    if (RegisterWaitForSingleObject(&c.wait_, c.event_.Get(), &Ended, held.get(), INFINITE,
-                                    WT_EXECUTEONLYONCE) == 0) {
-      return kIpNoResources;
-    }
-    auto* const waiting = held.release();
+    c.wait_ = CreateThreadpoolWait(&Ended, held.get(), nullptr);
+    if (c.wait_ == nullptr) return kIpNoResources;
     c.sent_ = steady_clock::now();
     const DWORD error = c.Ask(ttl);
-    if (error == ERROR_IO_PENDING || error == ERROR_SUCCESS) return kIpSuccess;
-    UnregisterWaitEx(std::exchange(c.wait_, nullptr), INVALID_HANDLE_VALUE);  // until it is over
-    if (!c.ended_) delete waiting;
-    return StatusOf(error);
+    if (error != ERROR_IO_PENDING && error != ERROR_SUCCESS) return StatusOf(error);
+    held.release();
+    SetThreadpoolWait(c.wait_, c.event_.Get(), nullptr);
+    return kIpSuccess;
   }
 
   /// What has come of it; none while nothing has, or only the end of its time.
@@ -181,7 +175,8 @@ class EchoCall {
   }
 
  private:
-  static void CALLBACK Ended(void* context, BOOLEAN /*timedOut*/) {
+  static void CALLBACK Ended(PTP_CALLBACK_INSTANCE /*instance*/, void* context, PTP_WAIT /*wait*/,
+                             TP_WAIT_RESULT /*result*/) {
     const std::unique_ptr<std::shared_ptr<EchoCall>> held(
         static_cast<std::shared_ptr<EchoCall>*>(context));
     EchoCall& call = **held;
@@ -242,7 +237,7 @@ class EchoCall {
   const Handle event_;
   Bytes data_;
   Bytes reply_;
-  HANDLE wait_ = nullptr;
+  PTP_WAIT wait_ = nullptr;
   steady_clock::time_point sent_;
   steady_clock::time_point came_;
   std::atomic<bool> ended_{false};

@@ -1,7 +1,5 @@
 #include "platform/Interfaces.h"
 
-#include <netioapi.h>
-
 #include <algorithm>
 
 #include "platform/ErrorNumbers.h"

@@ -2,9 +2,6 @@
 // for IPv6, which wait for the answer and so run on a thread of their own.
 #include "platform/Neighbours.h"
 
-#include <iphlpapi.h>
-#include <netioapi.h>
-
 #include <algorithm>
 #include <cstring>
 #include <memory>

@@ -1,7 +1,5 @@
 #include "platform/Random.h"
 
-#include <bcrypt.h>
-
 #include "platform/windows/System.h"
 
 namespace netro {

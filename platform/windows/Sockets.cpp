@@ -1,5 +1,3 @@
-#include <mstcpip.h>
-
 #include <array>
 #include <cstring>
 

@@ -1,7 +1,5 @@
 #include "platform/Sound.h"
 
-#include <mmsystem.h>
-
 #include <mutex>
 #include <string>
 

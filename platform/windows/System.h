@@ -2,9 +2,18 @@
 // them, handles, and its error numbers as those of files.
 #pragma once
 
-#include <windows.h>
+// Each needs those before it.
+// clang-format off
 #include <winsock2.h>
 #include <ws2tcpip.h>
+#include <windows.h>
+#include <bcrypt.h>
+#include <iphlpapi.h>
+#include <icmpapi.h>
+#include <mmsystem.h>
+#include <mstcpip.h>
+#include <netioapi.h>
+// clang-format on
 #undef ReplaceFile  // a name of ours too
 
 #include <cstdint>
