@@ -68,18 +68,27 @@ std::string SocketCls::GetSockInfo(std::int32_t What) const {
   }
 }
 
-std::string SocketCls::DNSLookup(const std::string& Address) {
+std::string SocketCls::DNSLookup(const std::string& Address) { return LookUp(Address).text; }
+
+std::vector<std::string> SocketCls::DNSLookupAll(const std::string& Name) {
+  const LookupAnswer answer = LookUp(Name);
+  std::vector<std::string> texts;
+  for (const IpAddress& address : answer.addresses) texts.push_back(FormatAddress(address));
+  return texts;
+}
+
+LookupAnswer SocketCls::LookUp(const std::string& address) {
   const BusyScope busy(call_);
   if (busy.Refused()) {
     if (!busy.WrongThread()) SetLookupResult(kErrInProgress);
     return {};
   }
   const auto call = call_;
-  LookupAnswer answer = DefaultHostLookup().Lookup(Address, {dnsURL_, preference_},
+  LookupAnswer answer = DefaultHostLookup().Lookup(address, {dnsURL_, preference_},
                                                    CancelMark(module_, call_), TimePoint::max());
   if (!call->alive) return {};
   SetLookupResult(answer.error);
-  return std::move(answer.text);
+  return answer;
 }
 
 std::string SocketCls::RemoteClientName() { return DNSLookup(remoteIP_); }

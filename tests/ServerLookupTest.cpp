@@ -251,6 +251,29 @@ TEST_F(ServerLookup, OneFamilyDoesNotWaitForTheOther) {
   EXPECT_EQ(Lookup(server.Port()), "192.0.2.1");
 }
 
+TEST_F(ServerLookup, AllAddressesAreToldInTheOrderOfConnecting) {
+  const std::vector<std::string> v4 = {"127.0.0.1", "127.0.0.2"}, v6 = {"::1"};
+  struct {
+    AddressPreferenceEnum preference;
+    const char* name;
+    std::vector<std::string> addresses;
+    std::int32_t error;
+  } const cases[] = {{preferIPv4, "both.test", v4, 0},
+                     {onlyIPv6, "both.test", v6, 0},
+                     {preferIPv6, "both.test", {v6[0], v4[0], v4[1]}, 0},
+                     {preferIPv4, "none.test", {}, 59}};
+  root_.Put("etc/hosts", "127.0.0.1 both.test\n::1 both.test\n127.0.0.2 both.test\n");
+  DnsServer server(Replying([](auto& r) { r.Code(3); }));
+  socket_.DNSURL("127.0.0.1:" + std::to_string(server.Port()));
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    socket_.ClearDNSCache();
+    socket_.AddressPreference(c.preference);
+    EXPECT_EQ(socket_.DNSLookupAll(c.name), c.addresses);
+    EXPECT_EQ(socket_.DNSLastErr(), c.error);
+  }
+}
+
 TEST_F(ServerLookup, ExpiredEntriesCountWhereNobodyAnswersAndOnlyThen) {
   std::atomic<int> mode{0};
   DnsServer server(

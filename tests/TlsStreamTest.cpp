@@ -329,6 +329,42 @@ TEST(TlsEnd, IsOrderlyOnlyWithTheClosingAlert) {
     }
 }
 
+TEST(TlsEnd, OfThePeersWordsLeavesOursGoOn) {
+  std::string got;
+  TlsServer server(Serving([&](TlsPeer& peer) {
+    peer.CloseNotify();
+    while (peer.Read(got)) continue;
+  }));
+  SocketCls socket;
+  Recorder recorder(socket);
+  ASSERT_EQ(Protect(socket, server.Port(), Trusting()), 0);
+  EXPECT_TRUE(PumpUntil([&] { return recorder.Saw("Closed"); }));
+  EXPECT_EQ(socket.SendData("the rest"), 0);
+  socket.DisconnectWhenSent();
+  EXPECT_TRUE(PumpUntil([&] { return server.Goodbyes() == 1; }));
+  EXPECT_EQ(got, "the rest");
+}
+
+TEST(TlsEnd, OfAConnectionThatLosesDataHasNoAlert) {
+  std::atomic<bool> read{false}, over{false};
+  std::string got;
+  TlsServer server(Serving([&](TlsPeer& peer) {
+    pollfd stop{peer.Raw().StopFd(), POLLIN, 0};
+    while (!read && poll(&stop, 1, 1) == 0) continue;
+    while (peer.Read(got)) continue;
+    over = true;
+  }));
+  SocketCls socket;
+  ASSERT_EQ(Protect(socket, server.Port(), Trusting()), 0);
+  socket.SendBufferLimit(kMuch.size());
+  EXPECT_EQ(socket.QueueData(kMuch), 0);
+  socket.Disconnect();
+  read = true;
+  EXPECT_TRUE(PumpUntil([&] { return over.load(); }));
+  EXPECT_LT(got.size(), kMuch.size());
+  EXPECT_EQ(server.Goodbyes(), 0);
+}
+
 TEST(TlsEnd, ComesBehindAllDataAlsoToWhoIsBusy) {
   TlsServer server(Serving([](TlsPeer& peer) {
     peer.Send(std::string_view(kMuch).substr(0, 100'000));

@@ -293,6 +293,10 @@ class NETRO_EXPORT SocketCls : public NameLookups {
   /// The address that a name resolves to, or the name of a dotted address; empty on failure, see
   /// DNSLastErr. Blocks, keeping the loop alive.
   std::string DNSLookup(const std::string& Address);
+  /// All addresses of a name of the families that AddressPreference chooses, in the order in which
+  /// Connect tries them (with preferIPv4 those of IPv6 only where there are no others); empty on
+  /// failure, as DNSLookup. Blocks likewise.
+  std::vector<std::string> DNSLookupAll(const std::string& Name);
 
   /// Host and address helpers. A long address is the IPv4 address in network byte order held in 32
   /// bits; 0 and -1 stand for "none".
@@ -341,6 +345,7 @@ class NETRO_EXPORT SocketCls : public NameLookups {
   std::int32_t StartListening(const SocketAddress& address);
   LookupAnswer Resolve(const std::string& host, AddressPreferenceEnum preference,
                        const CancelMark& mark, Deadline deadline);
+  LookupAnswer LookUp(const std::string& address);
   void SetLookupResult(std::int32_t error);
 
   std::int32_t SendAll(std::span<const std::uint8_t> data, const CancelMark& mark,

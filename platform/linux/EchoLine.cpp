@@ -96,6 +96,11 @@ std::int32_t EchoLine::Send(const EchoRequest& request,
                             const std::shared_ptr<EchoReceiver>& receiver, std::int32_t& lastNumber,
                             std::int32_t& number) try {
   Port& port = PortOf(request.ip.Family());
+  // Where nothing is under way, no answer and no freed buffer tells of room.
+  if (!port.waiting.empty() && flights_.size() <= port.waiting.size()) {
+    SendWaiting(port);
+    if (!arrivals_.empty()) DeliverLater();
+  }
   if (IsFull() || port.waiting.size() >= kMostInFlight) return kIpNoResources;
   number = lastNumber = ChooseNumber(lastNumber);
   if (DataSize(request) > kLargestEcho) return kIpTooBig;

@@ -167,7 +167,7 @@ bool IcmpSocket::ReadQueue(MessageBatch& batch, bool errors, const Take& take) {
     // To try again at once would keep the thread busy. What lies there is read with the next that
     // comes, or at the deadline.
     lacksMemory_ = count < 0 && (errno == ENOMEM || errno == ENOBUFS);
-    if (lacksMemory_) return true;
+    if (count < 0) return true;
     for (int i = 0; i < count; ++i) {
       const BatchMessage message = batch[static_cast<std::size_t>(i)];
       const auto answer = kind_ == EchoSocket::Raw ? ReadRaw(family_, message)
@@ -176,7 +176,7 @@ bool IcmpSocket::ReadQueue(MessageBatch& batch, bool errors, const Take& take) {
       if (answer) take(*answer, message.arrived);
       stamps_ |= message.arrived != system_clock::time_point() && message.arrived < start;
     }
-    if (count < static_cast<int>(MessageBatch::kMost)) return count >= 0;
+    if (count < static_cast<int>(MessageBatch::kMost)) return true;
   }
   return false;
 }

@@ -3,6 +3,7 @@
 Its path is the first argument of the test program."""
 
 import contextlib
+import fcntl
 import json
 import os
 import pty
@@ -10,8 +11,10 @@ import re
 import select
 import signal
 import socket
+import struct
 import subprocess
 import sys
+import termios
 import unittest
 
 NETRO = sys.argv.pop(1)
@@ -24,10 +27,11 @@ LIMIT = 30  # seconds; only a run that hangs reaches it
 class Terminal:
     """The command, or another program, on a terminal of its own."""
 
-    def __init__(self, *arguments, environment=None, program=NETRO):
+    def __init__(self, *arguments, environment=None, program=NETRO, columns=80, rows=24):
         self.text = b""
         self.pid, self.descriptor = pty.fork()
         if self.pid == 0:
+            fcntl.ioctl(0, termios.TIOCSWINSZ, struct.pack("HHHH", rows, columns, 0, 0))
             os.environ.pop("NO_COLOR", None)
             os.environ.update({"TERM": "xterm", **(environment or {})})
             os.execv(program, [program, *arguments])
@@ -36,6 +40,7 @@ class Terminal:
         while wanted is None or wanted not in self.text:
             ready, _, _ = select.select([self.descriptor], [], [], LIMIT)
             if not ready:
+                os.kill(self.pid, signal.SIGKILL)
                 raise TimeoutError(f"{wanted!r} did not come in {self.text!r}")
             try:
                 block = os.read(self.descriptor, 65536)

@@ -5,15 +5,12 @@ Usage: watch_test.py PATH_OF_NETRO [unittest arguments]
 """
 
 import csv
-import fcntl
 import http.server
 import json
 import os
 import re
 import signal
-import struct
 import tempfile
-import termios
 import threading
 import time
 import unittest
@@ -332,8 +329,7 @@ class WatchTest(WatchTestCase):
 
     def test_table_fits_the_window(self):
         """Hosts that are down come first, and the rest is counted."""
-        terminal = self.table(30)
-        fcntl.ioctl(terminal.descriptor, termios.TIOCSWINSZ, struct.pack("HHHH", 10, 40, 0, 0))
+        terminal = self.table(30, columns=40, rows=10)
         terminal.read_until(b"25 more hosts: 25 up")
         last = self.last_table(self.end(terminal))
         self.assertEqual(len(last), 9)

@@ -27,10 +27,14 @@ class Echoes final : private EchoClsEvents {
     const Hurting hurting;
     const std::int32_t cancelled = echo_->Send("127.0.0.1");
     if (cancelled != 0) echo_->Cancel(cancelled);
-    if (echo_->Send("127.0.0.1", 0, 32, 1000) == 0) return Told(false, false, echo_->LastErr());
+    const std::int32_t id = echo_->Send("127.0.0.1", 0, 32, 1000);
+    if (id == 0) return Told(false, false, echo_->LastErr());
     TurnUntil([this] { return !echo_ || answers_ > 0; });
     if (!echo_) return kGone;
-    if (answers_ == 0) return IsLasting() ? 1 : kNoNumber;
+    if (answers_ == 0) {  // a loop that may not turn; the answer would come with the memory
+      echo_->Cancel(id);
+      return IsLasting() ? 1 : kNoNumber;
+    }
     return answers_ > 1 || echo_->Pending() > 0 ? kWrongResult : Told(status_ == 0, true, status_);
   }
   void Destroy() { echo_.reset(); }

@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "dns/Dns.h"
+#include "doctor/Doctor.h"
 #include "get/Get.h"
 #include "help/HelpFiles.h"
 #include "help/OptionText.h"
@@ -51,6 +52,8 @@ constexpr Command kCommands[] = {
     {"ping", "Ask hosts for echoes: who answers, how fast, how much is lost", SetUpPing},
     {"trace", "Find the routers on the way to a host, all hops at once", SetUpTrace},
     {"mac", "Find the MAC address of a neighbour, by ARP or NetBIOS, or the own ones", SetUpMac},
+    {"doctor", "Find the layer that is broken on the way to a host: adapter, name, port, TLS ...",
+     SetUpDoctor},
     {"watch", "Observe hosts all the time, and report which go down and come up", SetUpWatch},
 };
 

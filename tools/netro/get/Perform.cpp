@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <exception>
 #include <string_view>
 
 #include "get/BodyFile.h"
@@ -16,6 +15,7 @@
 #include "get/UrlText.h"
 #include "terminal/Stopwatch.h"
 #include "terminal/Terminal.h"
+#include "terminal/TimeLimit.h"
 
 namespace netro::tool {
 namespace {
@@ -107,25 +107,6 @@ void TryAll(Fetch& fetch, const GetOptions& options, const GetRequest& request,
     events.End(fetch.result);
   } while (AwaitNextTry(fetch, request, lines, stopped));
   fetch.result.seconds = watch.Seconds();
-}
-
-/// Runs `work` with one limit for all that it does.
-template <class Work>
-void RunWithin(std::chrono::milliseconds limit, Work work) {
-  std::exception_ptr thrown;
-  const Task task = MessageLoop::ForThisThread().StartTask(
-      [&] {
-        try {
-          work();
-        } catch (...) {
-          thrown = std::current_exception();
-        }
-      },
-      std::size_t{1} << 20);
-  if (task.Error() != 0) return work();
-  task.Deadline(limit);
-  while (!task.Done()) task.Wait();  // ends with Ctrl-C, as the task does soon
-  if (thrown) std::rethrow_exception(thrown);
 }
 
 }  // namespace

@@ -7,7 +7,7 @@
 #include <limits>
 #include <string_view>
 
-#include "get/EnvironmentProxy.h"
+#include "terminal/EnvironmentProxy.h"
 #include "get/UrlText.h"
 #include "terminal/Batch.h"
 #include "terminal/Command.h"

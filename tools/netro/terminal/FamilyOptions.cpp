@@ -15,7 +15,10 @@ void DeclareFamilyOptions(CLI::App& options, AddressPreferenceEnum& preference,
         ->group(group);
   };
   CLI::Option* v4 = flag("-4,--ipv4", onlyIPv4, "Use IPv4 only");
-  flag("-6,--ipv6", onlyIPv6, "Use IPv6 only; if neither is given, where there is no IPv4 address")
+  flag("-6,--ipv6", onlyIPv6,
+       preference == preferIPv6
+           ? "Use IPv6 only; if neither is given, both"
+           : "Use IPv6 only; if neither is given, where there is no IPv4 address")
       ->excludes(v4);
 }
 

@@ -1,6 +1,6 @@
 // The proxies that the environment names.
 
-#include "get/EnvironmentProxy.h"
+#include "terminal/EnvironmentProxy.h"
 
 #include <strings.h>
 
