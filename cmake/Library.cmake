@@ -52,6 +52,7 @@ function(netro_pack_library target type objects)
   add_library(${target} SHARED ${sources})
   target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
   target_compile_definitions(${target} PRIVATE NETRO_BUILDING PUBLIC NETRO_SHARED)
+  netro_unite(${target})
   # Else the static one would have the name of the import library.
   set_target_properties(${target} PROPERTIES PREFIX "")
 endfunction()
