@@ -59,7 +59,8 @@ HWND MakeWindow() {
 int main() {
   HttpServer server;
   server.On("/", [](const netro::testkit::HttpRequest&) {
-    netro::testkit::Response late(HttpServer::Answer("200 OK\r\nContent-Length: 4", "late"));
+    netro::testkit::Response late(
+        HttpServer::Answer("200 OK\r\nContent-Type: text/plain\r\nContent-Length: 4", "late"));
     late.delay = std::chrono::seconds(1);
     return late;
   });

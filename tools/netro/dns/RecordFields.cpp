@@ -89,10 +89,9 @@ std::string Tag(RecordReader& data) {
 
 std::string Time(RecordReader& data) {
   const std::time_t seconds = data.Number(4);
-  std::tm utc{};
+  const std::tm* const utc = std::gmtime(&seconds);
   char text[16] = {};
-  ::gmtime_r(&seconds, &utc);
-  std::strftime(text, sizeof text, "%Y%m%d%H%M%S", &utc);
+  std::strftime(text, sizeof text, "%Y%m%d%H%M%S", utc);
   return text;
 }
 
