@@ -13,7 +13,7 @@ function(netro_add_library target outside objects)
   if(NETRO_BUILD_BOTH)
     set(type SHARED)
   endif()
-  add_library(${target} ${type} $<TARGET_OBJECTS:${objects}>)
+  netro_pack_library(${target} "${type}" ${objects})
   netro_set_up_library(${target} ${target} ${ARGN})
   add_library(netro::${outside} ALIAS ${target})
 
@@ -22,13 +22,15 @@ function(netro_add_library target outside objects)
     add_library(netro::${outside}_static ALIAS ${target})
     return()
   endif()
-  # Before 1.0 a new minor version may change the binary interface, so the soname carries it. The
-  # linker script also keeps in the standard library's templates, which are visible by themselves.
+  # Before 1.0 a new minor version may change the binary interface, so the soname carries it.
   set_target_properties(${target} PROPERTIES
     VERSION ${PROJECT_VERSION}
-    SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR}
-    LINK_DEPENDS ${netro_exports})
-  target_link_options(${target} PRIVATE LINKER:--version-script=${netro_exports})
+    SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
+  if(NOT WIN32)
+    # It also keeps in the standard library's templates, which are visible by themselves.
+    set_target_properties(${target} PROPERTIES LINK_DEPENDS ${netro_exports})
+    target_link_options(${target} PRIVATE LINKER:--version-script=${netro_exports})
+  endif()
 
   set(unless_linked EXCLUDE_FROM_ALL)
   if(NETRO_BUILD_BOTH)
@@ -37,6 +39,23 @@ function(netro_add_library target outside objects)
   add_library(${target}_static STATIC ${unless_linked} $<TARGET_OBJECTS:${objects}>)
   netro_set_up_library(${target}_static ${target} ${ARGN})
   add_library(netro::${outside}_static ALIAS ${target}_static)
+endfunction()
+
+# Windows marks in the code what a library shows, so the shared one is compiled by itself there.
+function(netro_pack_library target type objects)
+  if(NOT WIN32 OR NOT (type STREQUAL SHARED OR (NOT type AND BUILD_SHARED_LIBS)))
+    add_library(${target} ${type} $<TARGET_OBJECTS:${objects}>)
+    return()
+  endif()
+  get_target_property(sources ${objects} SOURCES)
+  get_target_property(folder ${objects} SOURCE_DIR)
+  list(TRANSFORM sources PREPEND ${folder}/ REGEX "^[^/$]")
+  add_library(${target} SHARED ${sources})
+  target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
+  target_compile_definitions(${target} PRIVATE NETRO_BUILDING PUBLIC NETRO_SHARED)
+  netro_unite(${target})
+  # Else the static one would have the name of the import library.
+  set_target_properties(${target} PROPERTIES PREFIX "")
 endfunction()
 
 function(netro_set_up_library target file)

@@ -1,9 +1,10 @@
 # With NETRO_UNITY each room of the library is one translation unit, which takes a third of the time;
-# the presets with sanitizers, which nobody edits in, do so. Files that give a name of their own to
-# something that another file of the room calls the same stand aside.
+# the presets with sanitizers and those for Windows, which nobody edits in, do so. Files that give a
+# name of their own to something that another file of the room calls the same stand aside.
 set(netro_aside
   support: HttpDate QuotedPrintable Utf8
   platform: IcmpPacket
+  platform/windows: Conversion Sockets
   platform/linux: EchoLine IcmpSocket PortProbes Program
   socket: TlsStream
   dns: LookupQuery NameQuestion RecordLayouts
@@ -14,6 +15,14 @@ set(netro_aside
     WhoIsReferral WhoIsTable
   diag: TraceRoute WatchPrograms Watchpost WatchpostState WatchTarget WatchWeb)
 
+function(netro_unite target)
+  if(NETRO_UNITY)
+    set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_MODE GROUP)
+    target_compile_options(${target} PRIVATE -Wno-shadow
+      $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)  # these are about names between files
+  endif()
+endfunction()
+
 if(NETRO_UNITY)
   set(aside)
   foreach(word ${netro_aside})
@@ -23,9 +32,6 @@ if(NETRO_UNITY)
       list(APPEND aside ${room}/${word}.cpp)
     endif()
   endforeach()
-  set_target_properties(netro_objects PROPERTIES UNITY_BUILD ON UNITY_BUILD_MODE GROUP)
-  target_compile_options(netro_objects PRIVATE -Wno-shadow
-    $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)  # these are about names between files
   foreach(source ${netro_sources})
     if(NOT source IN_LIST aside)
       cmake_path(GET source PARENT_PATH room)

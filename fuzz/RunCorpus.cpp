@@ -37,7 +37,7 @@ int main(int argc, char** argv) {
   for (const fs::directory_entry& entry : fs::directory_iterator(argv[1], error)) {
     if (!entry.is_regular_file()) continue;
     if (!RunFile(entry.path())) {
-      std::fprintf(stderr, "cannot read %s\n", entry.path().c_str());
+      std::fprintf(stderr, "cannot read %s\n", entry.path().string().c_str());
       return 1;
     }
     ++count;

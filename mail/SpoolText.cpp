@@ -1,7 +1,6 @@
 #include "mail/SpoolText.h"
 
 #include <algorithm>
-#include <cerrno>
 
 #include "mail/SpoolFolder.h"
 #include "platform/ErrorNumbers.h"
@@ -21,7 +20,7 @@ std::int32_t SpoolText::Read(std::span<std::uint8_t> room, std::size_t& got) {
   }
   std::string block;
   if (const std::int32_t error = file_.ReadAt(begin_ + read_, wanted, block)) return Fail(error);
-  if (block.empty()) return Fail(FileErrorNumber(ESTALE));
+  if (block.empty()) return Fail(StaleFileNumber());
   std::ranges::copy(block, room.begin());
   got = block.size();
   read_ += got;

@@ -22,7 +22,7 @@ class AppendFile {
   /// everything is as before: a file whose header could not be written is removed again, and one
   /// that was open stays open.
   std::int32_t Open(const std::string& path, std::string_view header);
-  bool IsOpen() const { return descriptor_ >= 0; }
+  bool IsOpen() const { return handle_ != kNone; }
   /// What tells this file from all others, whatever its name.
   struct Identity {
     std::uint64_t device = 0;
@@ -56,7 +56,8 @@ class AppendFile {
   static bool FactsOf(const char* path, Identity& identity, std::uint64_t& size);
 
   std::string path_;
-  int descriptor_ = -1;
+  static constexpr std::intptr_t kNone = -1;
+  std::intptr_t handle_ = kNone;  // the system's number of the open file
   bool isPipe_ = false;  // which has no header
   Identity file_;
   Identity root_;  // in another one the path means something else

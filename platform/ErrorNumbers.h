@@ -45,6 +45,9 @@ std::int32_t SocketErrorNumber(int systemError);
 /// The number of a system error that came from a file, which the socket numbers do not describe.
 std::int32_t FileErrorNumber(int systemError);
 
+/// The number of a file that has changed while it was read, or is another one by now.
+std::int32_t StaleFileNumber();
+
 /// The system's own text for a number that maps to a system error, else empty.
 std::string SystemErrorText(std::int32_t number);
 

@@ -12,4 +12,7 @@ namespace netro {
 /// tables are read once.
 std::string ContentTypeOf(std::string_view extension);
 
+/// What the system knows of an extension beside its tables in files; empty when it knows nothing.
+std::string RegisteredContentType(std::string_view extension);
+
 }  // namespace netro

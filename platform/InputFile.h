@@ -7,6 +7,8 @@
 #include <span>
 #include <string>
 
+#include "platform/ErrorNumbers.h"
+
 namespace netro {
 
 class InputFile {
@@ -24,7 +26,8 @@ class InputFile {
   const std::string& Path() const { return path_; }
 
   /// Fills the front of `room`, which is not empty, and says with how much in `got`; 0 is the end.
-  /// A file that is no longer as it was examined is 20000 plus ESTALE, at the latest before its
+  /// A file that is no longer as it was examined is
+  /// StaleFileNumber, at the latest before its
   /// last byte is given. The end and a failure stay, and close the file.
   std::int32_t Read(std::span<std::uint8_t> room, std::size_t& got);
 
@@ -32,7 +35,7 @@ class InputFile {
   void Rewind();
 
   /// True for the number of a file that has changed.
-  static bool HasChanged(std::int32_t error);
+  static bool HasChanged(std::int32_t error) { return error == StaleFileNumber(); }
 
  private:
   struct Facts {
@@ -47,12 +50,13 @@ class InputFile {
   void Close();
   std::int32_t Open();
   std::int32_t ReadSome(std::span<std::uint8_t> room, std::size_t& got);
-  static std::int32_t Look(int descriptor, Facts& facts);
+  static std::int32_t Look(std::intptr_t file, Facts& facts);
   std::int32_t CheckUnchanged() const;
 
   std::string path_;
   Facts facts_;
-  int descriptor_ = -1;
+  static constexpr std::intptr_t kNone = -1;
+  std::intptr_t file_ = kNone;  // the system's number of the open file
   std::uint64_t read_ = 0;
   bool ended_ = false;
   std::int32_t error_ = 0;

@@ -43,10 +43,13 @@ class JournalFile {
   std::int32_t CutTo(std::uint64_t size);
 
  private:
-  std::int32_t OpenAs(const std::string& path, int flags);
+  enum class Use { Read, Append };
+
+  std::int32_t OpenFor(Use use, const std::string& path);
   std::int32_t LookAgain(const std::string& path);
 
-  int descriptor_ = -1;
+  static constexpr std::intptr_t kNone = -1;
+  std::intptr_t file_ = kNone;  // the system's number of the open file
   std::uint64_t size_ = 0;
 };
 

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "platform/Process.h"
+#include "platform/ThreadEnd.h"
 
 namespace netro {
 
@@ -22,22 +23,28 @@ const std::shared_ptr<T>& PerThread(Make make) {
     std::shared_ptr<T> object;
     int process = 0;
     std::shared_ptr<T> inherited;
-    ~Slot() {
-      EndTasksOfThread();
-      gone = true;
-      object->ThreadEnds();
-    }
+  };
+  thread_local Slot* slot = nullptr;
+  constexpr auto kEnd = [](void* /*object*/) {
+    EndTasksOfThread();
+    gone = true;
+    slot->object->ThreadEnds();
+    delete std::exchange(slot, nullptr);
   };
   if (gone) {
     static const auto* const last = new std::shared_ptr<T>(make());
     return *last;
   }
-  thread_local Slot slot{make(), ProcessId(), nullptr};
-  if (slot.process != ProcessId()) {
-    slot.inherited = std::exchange(slot.object, make());
-    slot.process = ProcessId();
+  if (slot == nullptr) {
+    auto made = std::make_unique<Slot>(Slot{make(), ProcessId(), nullptr});
+    AtThreadEnd(kEnd, nullptr);
+    slot = made.release();
   }
-  return slot.object;
+  if (slot->process != ProcessId()) {
+    slot->inherited = std::exchange(slot->object, make());
+    slot->process = ProcessId();
+  }
+  return slot->object;
 }
 
 }  // namespace netro

@@ -24,21 +24,22 @@ class RunningProgram {
   }
 
   /// Starts a program without a shell, found by PATH when its name holds no "/", in a session of
-  /// its own. It reads `input` from its standard input (a file, also as /dev/stdin), what it prints
-  /// is thrown away, and it has no other descriptor of this process. Once for an object. Returns 0,
-  /// or the error number (20000 plus the system's) of why it could not be started.
+  /// its own. It reads `input` from its standard input (a file, on Linux also as /dev/stdin), what
+  /// it prints is thrown away, and it has no other descriptor of this process. Once for an object.
+  /// Returns 0, or the error number (20000 plus the system's) of why it could not be started.
   std::int32_t Start(const std::string& program, const std::vector<std::string>& arguments,
                      std::string_view input = {});
 
   /// True once it has ended, or was never started. Takes its end in, and no other child's. Does not
   /// wait.
   bool HasEnded();
-  /// Ends it and what it has started in its session's group.
+  /// Ends it and what it has started, but for what has left its session's group.
   void Kill();
 
  private:
-  int id_ = 0;
-  int handle_ = -1;
+  // The system's: which process, and what it is held by.
+  std::intptr_t id_ = 0;
+  std::intptr_t handle_ = -1;
 };
 
 /// Starts a program, as above, and leaves it to itself.

@@ -24,11 +24,16 @@ struct ResolverConfig {
 /// line, "#" and ";" begin a comment, and what follows the word is ignored.
 ResolverConfig ParseResolverConfig(std::string_view text);
 
-/// Reads the system's files. Where the first names only the local stub of systemd-resolved, the
-/// servers behind the stub come from the file that this keeps, and the domain too if it has one.
+/// Reads the system's configuration.
 ResolverConfig ReadResolverConfig();
 
-/// A number that changes when the system's files do.
+/// A number that changes when the system's configuration does.
 std::uint64_t ResolverConfigStamp();
+
+/// The same of a system that keeps it in files. Where the first names only the local stub of
+/// systemd-resolved, the servers behind the stub come from the file that this keeps, and the domain
+/// too if it has one.
+ResolverConfig ReadResolverFiles();
+std::uint64_t ResolverFilesStamp();
 
 }  // namespace netro

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 
 namespace netro {
 
@@ -13,15 +14,16 @@ class Waker {
   Waker(const Waker&) = delete;
   Waker& operator=(const Waker&) = delete;
 
-  /// Asks the system for a descriptor; -1 when it has none left.
-  int Open();
-  /// Makes the descriptor readable. Any thread, signal-safe.
+  /// Asks the system for what it wakes the loop with, on the loop's thread, which then owns it; -1
+  /// when there is none left.
+  std::intptr_t Open();
+  /// Ends the sleep. Any thread, signal-safe.
   void Wake();
-  /// Makes it unreadable again, on the loop's thread.
+  /// Is ready for the next one, on the loop's thread.
   void Clear();
 
  private:
-  std::atomic<int> descriptor_{-1};
+  std::atomic<std::intptr_t> handle_{-1};  // a descriptor, or a window
   std::atomic<bool> woken_{false};
 };
 

@@ -1,5 +1,6 @@
-#include <arpa/inet.h>
 #include <netro/testkit/DnsServer.h>
+
+#include "testkit/Sockets.h"
 
 namespace netro::testkit {
 namespace {
@@ -64,13 +65,13 @@ DnsServer::Answer AnswersOf(std::map<std::string, std::string> hosts) {
     constexpr int kNoSuchName = 3;
     DnsReply reply(query);
     const auto host = hosts.find(dns::QuestionName(query));
-    in_addr address{};
+    std::uint32_t ip = 0;
     if (host == hosts.end()) {
       reply.Code(kNoSuchName);
-    } else if (dns::QuestionType(query) == kAddress &&
-               inet_pton(AF_INET, host->second.c_str(), &address) == 1) {
+    } else if (dns::QuestionType(query) == kAddress && ReadIp(host->second, ip)) {
       reply.Answer(dns::Record(dns::kQuestion, kAddress,
-                               {reinterpret_cast<const char*>(&address), sizeof address}));
+                               {static_cast<char>(ip >> 24), static_cast<char>(ip >> 16 & 0xFF),
+                                static_cast<char>(ip >> 8 & 0xFF), static_cast<char>(ip & 0xFF)}));
     }
     return {reply.Bytes()};
   };

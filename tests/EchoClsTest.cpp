@@ -29,7 +29,7 @@ TEST(EchoWithoutSocket, AddressesThatAreNone) {
 }
 
 TEST(EchoWithoutSocket, WithoutPermission) {
-  const WithoutRawSockets without;
+  const auto without = WithoutRawSockets();
   if (EchoIsPermitted()) GTEST_SKIP() << "the system allows every program an echo";
   EchoCls echo;
   for (const char* ip : {"127.0.0.1", "::1"}) {

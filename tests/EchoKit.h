@@ -5,8 +5,8 @@
 #include <netro/EchoCls.h>
 #include <netro/ICMPCls.h>
 
-#include "EchoPermission.h"
 #include "SocketTestKit.h"
+#include "SystemKit.h"
 
 namespace netro {
 

@@ -2,18 +2,18 @@
 // it.
 #pragma once
 
-#include <stdlib.h>
-#include <time.h>
-
+#include <cstdlib>
 #include <optional>
 #include <string>
+
+#include "SystemKit.h"
 
 namespace netro {
 
 class Environment {
  public:
   Environment(const char* name, const char* value) : name_(name) {
-    if (const char* before = getenv(name)) before_ = before;
+    if (const char* before = std::getenv(name)) before_ = before;
     Set(value);
   }
   ~Environment() { Set(before_ ? before_->c_str() : nullptr); }
@@ -21,7 +21,7 @@ class Environment {
   Environment& operator=(const Environment&) = delete;
 
  private:
-  void Set(const char* value) { value != nullptr ? setenv(name_, value, 1) : unsetenv(name_); }
+  void Set(const char* value) { SetVariable(name_, value); }
 
   const char* name_;
   std::optional<std::string> before_;
@@ -30,11 +30,11 @@ class Environment {
 /// The time zone of the process while it lives, in POSIX's form, which needs no files: "CET-1".
 class TimeZone {
  public:
-  explicit TimeZone(const char* zone) : variable_("TZ", zone) { tzset(); }
+  explicit TimeZone(const char* zone) : variable_("TZ", zone) { ReadTimeZone(); }
 
  private:
   struct Refresh {
-    ~Refresh() { tzset(); }
+    ~Refresh() { ReadTimeZone(); }
   };
 
   Refresh refresh_;  // goes after the variable

@@ -3,9 +3,9 @@
 // at every event and at many turns of every blocking call.
 #include <new>
 
-#include "EchoPermission.h"
 #include "ExceptionKit.h"
 #include "SendMailKit.h"
+#include "SystemKit.h"
 #include "socket/SocketModule.h"
 
 namespace netro {
@@ -36,8 +36,7 @@ TEST(SocketExceptions, InTheReadLoopOfAnotherLoseItsDataNot) {
   Recorder recorder(socket);
   socket.SocketIsBusy(true);
   ASSERT_TRUE(ConnectAndWait(socket, server.Port()));
-  pollfd arrived{socket.SocketHandle(), POLLIN, 0};
-  ASSERT_EQ(poll(&arrived, 1, 5000), 1);
+  AwaitReadable(socket.SocketHandle(), 5000);
   ThisLoop().PumpMessages();  // notified, and not read
   // Tasks run before notifications: the inner one is still queued when the read loop pumps.
   ThisLoop().PostTask([] { ThisLoop().PostTask([] { throw Thrown(); }); });
@@ -92,8 +91,7 @@ TEST(SocketExceptions, InASendLetTheOuterSendTryAgain) {
     std::string all;
     while (!read) std::this_thread::yield();
     if (number == 0) return connection.ReadToEnd(all);
-    pollfd stop{connection.StopFd(), POLLIN, 0};
-    poll(&stop, 1, -1);
+    connection.Pause(24h);
   });
   SocketCls outer, inner;
   ASSERT_TRUE(ConnectAndWait(outer, server.Port()));

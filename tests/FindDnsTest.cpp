@@ -3,6 +3,7 @@
 #include <netro/SocketCls.h>
 #include <sys/stat.h>
 
+#include "SystemKit.h"
 #include "TestKit.h"
 #include "dns/ServerDiscovery.h"
 #include "platform/HostsFile.h"
@@ -133,7 +134,7 @@ TEST(FindDns, IgnoresWhatIsNoFileOrTooBig) {
   std::filesystem::create_directories(root.Path(kConfig));
   EXPECT_FALSE(find.CanUseIPHlpApi()) << "a folder";
   root.Remove(kConfig);
-  ASSERT_EQ(mkfifo(root.Path(kConfig).c_str(), 0600), 0);
+  ASSERT_TRUE(MakePipe(root.Path(kConfig)));
   EXPECT_FALSE(find.CanUseIPHlpApi()) << "a pipe that nobody writes to";
   root.Remove(kConfig);
   std::filesystem::create_symlink("/dev/zero", root.Path(kConfig));

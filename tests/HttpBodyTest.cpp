@@ -331,7 +331,7 @@ TEST(HttpAnswerBody, APipeIsNotReplaced) {
   for (const bool resume : {false, true}) {
     const TemporaryFolder folder;
     const std::string pipe = folder / "pipe";
-    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    ASSERT_TRUE(MakePipe(pipe));
     HttpServer server;
     server.OnText("/", "new");
     HttpClient http(server.Url("/"));

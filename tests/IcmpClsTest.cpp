@@ -106,7 +106,7 @@ TEST_F(Icmp, NamesAreLookedUp) {
 }
 
 TEST_F(Icmp, WithoutPermission) {
-  const WithoutRawSockets without;
+  const auto without = WithoutRawSockets();
   if (EchoIsPermitted()) GTEST_SKIP() << "the system allows every program an echo";
   EXPECT_EQ(icmp_->PingHost("127.0.0.1"), -10001);
   ExpectError(-10001, "Can not create ICMP handle");

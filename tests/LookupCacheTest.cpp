@@ -1,6 +1,7 @@
 // The lookup cache: lifetime, keys, and the profile file that it is saved to and restored from.
 #include <sys/stat.h>
 
+#include "SystemKit.h"
 #include "TestKit.h"
 #include "dns/LookupCache.h"
 #include "support/DateText.h"
@@ -165,7 +166,7 @@ TEST_F(SavedLookupCache, RestoringKeepsWhatIsThereAndWritesNothing) {
 }
 
 TEST_F(SavedLookupCache, FilesThatCannotBeUsed) {
-  ASSERT_EQ(mkfifo((folder_ / "pipe").c_str(), 0600), 0);
+  ASSERT_TRUE(MakePipe((folder_ / "pipe")));
   cache_.Insert("a", "192.0.2.1");
   EXPECT_EQ(cache_.Restore(folder_ / "missing"), -1);
   WriteFile(folder_ / "target", "[DNS]\nb=" + InSeconds(60) + "|192.0.2.1\n");

@@ -4,6 +4,7 @@
 #include <netro/QueryDNSCLS.h>
 #include <netro/SendMailCls.h>
 #include <netro/WatchpostCls.h>
+#include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
 

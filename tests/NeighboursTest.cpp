@@ -7,8 +7,8 @@
 
 #include <cerrno>
 
+#include "Capability.h"
 #include "DnsTestKit.h"
-#include "EchoPermission.h"
 #include "TwoNetworks.h"
 #include "platform/ErrorNumbers.h"
 #include "platform/Neighbours.h"

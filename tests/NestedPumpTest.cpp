@@ -16,8 +16,7 @@ class Eager {
       : server_([this, act = std::move(act)](Connection& connection, std::size_t) {
           act(connection);
           acted_ = true;
-          pollfd stop{connection.StopFd(), POLLIN, 0};
-          poll(&stop, 1, -1);
+          connection.Pause(24h);
         }) {}
   int Port() const { return server_.Port(); }
   void Await() const {

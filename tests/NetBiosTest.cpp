@@ -3,12 +3,12 @@
 // test low_ports runs those.
 #include <netro/NetBIOSCls.h>
 #include <netro/SocketCls.h>
-#include <unistd.h>
 
 #include <cctype>
 #include <future>
 
 #include "DnsTestKit.h"
+#include "SystemKit.h"
 #include "diag/NodeStatus.h"
 #include "support/HardwareAddress.h"
 #include "tests/peers/NodeStatusReply.h"
@@ -126,14 +126,8 @@ TEST(NodeStatusReply, OnlyAnotherIdTellsThatItIsForSomethingElse) {
     EXPECT_EQ(MayAnswerNodeStatus(BytesOf(bytes), 0x1234), mine) << bytes.size();
 }
 
-std::string OwnName() {
-  char name[256] = "";
-  gethostname(name, sizeof name - 1);
-  return name;
-}
-
 TEST(NetBiosAdapter, EveryNameOfThisHostIsThisHost) {
-  std::string own = OwnName();
+  std::string own = HostName();
   const std::string shortName = own.substr(0, own.find('.'));
   for (char& c : own) c = static_cast<char>(toupper(c));
   NetBIOSCls first;

@@ -57,10 +57,10 @@ TEST_F(BlockedSend, ThreadsAndSignalHandlersMayStopIt) {
   EXPECT_EQ(socket_->SendData(kMuch), 9999);
   stopper.join();
   g_signalled = socket_.get();
-  std::signal(SIGUSR1, [](int) { g_signalled->Kill(); });
-  WhenBlocked([] { std::raise(SIGUSR1); });
+  std::signal(SIGTERM, [](int) { g_signalled->Kill(); });
+  WhenBlocked([] { std::raise(SIGTERM); });
   EXPECT_EQ(socket_->SendData(kMuch), 9999);
-  std::signal(SIGUSR1, SIG_DFL);
+  std::signal(SIGTERM, SIG_DFL);
   WhenBlocked([&] { socket_.reset(); });
   EXPECT_EQ(socket_->SendData(kMuch), 9999);
   EXPECT_EQ(socket_, nullptr);
@@ -197,8 +197,7 @@ TEST(SendData, BlockedSendsMayNestDeeply) {
   std::atomic<bool> mayRead{false};
   testkit::LoopbackServer server([&](testkit::Connection& connection, std::size_t) {
     connection.Send("go");
-    pollfd stop{connection.StopFd(), POLLIN, 0};
-    while (!mayRead && poll(&stop, 1, 5) == 0) continue;
+    while (!mayRead && connection.Pause(5ms)) continue;
     std::string received;
     connection.ReadToEnd(received);
   });

@@ -3,7 +3,6 @@
 #include <netro/QueryTimeCLS.h>
 #include <netro/WhoIsCls.h>
 #include <netro/testkit/TimeReply.h>
-#include <poll.h>
 
 #include "DnsTestKit.h"
 #include "HttpTestKit.h"
@@ -244,8 +243,7 @@ template <class Client>
 Scene WaitForSending(Client&) {
   const auto ignore = [](Connection& connection, std::size_t) {
     if (std::is_same_v<Client, SMTPCls>) AcceptUpToData(connection);
-    pollfd stop{connection.StopFd(), POLLIN, 0};
-    poll(&stop, 1, -1);
+    connection.Pause(24h);
   };
   auto server = std::make_shared<LoopbackServer>(ignore, 0, kNeverReads);
   return {"the question to be sent", server, kNeverReads, server->Port(),

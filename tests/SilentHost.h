@@ -2,21 +2,18 @@
 // it holds thousands of callers without a thread.
 #pragma once
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <string>
+
+#include "testkit/Sockets.h"
 
 namespace netro {
 
 class SilentHost {
  public:
-  SilentHost() { listen(stream_, 4096); }
+  SilentHost() { testkit::ListenOn(stream_, 4096); }
   ~SilentHost() {
-    close(stream_);
-    close(datagram_);
+    testkit::CloseSocket(stream_);
+    testkit::CloseSocket(datagram_);
   }
   SilentHost(const SilentHost&) = delete;
   SilentHost& operator=(const SilentHost&) = delete;
@@ -26,23 +23,15 @@ class SilentHost {
   std::string Url() const { return "http://127.0.0.1:" + std::to_string(TcpPort()) + '/'; }
 
  private:
-  static int Bound(int type) {
-    const int fd = socket(AF_INET, type | SOCK_CLOEXEC, 0);
-    sockaddr_in name{};
-    name.sin_family = AF_INET;
-    name.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    bind(fd, reinterpret_cast<sockaddr*>(&name), sizeof name);
-    return fd;
+  static int Bound(testkit::Protocol protocol) {
+    const int made = testkit::OpenSocket(protocol);
+    testkit::BindSocket(made, {});
+    return made;
   }
-  static int PortOf(int fd) {
-    sockaddr_in name{};
-    socklen_t size = sizeof name;
-    getsockname(fd, reinterpret_cast<sockaddr*>(&name), &size);
-    return ntohs(name.sin_port);
-  }
+  static int PortOf(int socket) { return testkit::OwnEndpoint(socket).port; }
 
-  const int stream_ = Bound(SOCK_STREAM);
-  const int datagram_ = Bound(SOCK_DGRAM);
+  const int stream_ = Bound(testkit::Protocol::Tcp);
+  const int datagram_ = Bound(testkit::Protocol::Udp);
 };
 
 }  // namespace netro

@@ -2,23 +2,22 @@
 #pragma once
 
 #include <netro/SocketCls.h>
-#include <poll.h>
 
 #include <future>
 
+#include "SystemKit.h"
 #include "TestKit.h"
 
 namespace netro {
 
 /// Pumps until `done()` or a minute is over, which only a failure takes; sleeps on the loop's
-/// descriptor, as a host would.
+/// descriptor, as a host would, or pumps again and again where there is none.
 inline bool PumpUntil(const std::function<bool()>& done) {
   MessageLoop& loop = MessageLoop::ForThisThread();
   const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
   while (!done()) {
     if (std::chrono::steady_clock::now() > limit) return false;
-    pollfd entry{loop.LoopFd(), POLLIN, 0};
-    poll(&entry, 1, 100);
+    AwaitReadable(loop.LoopFd(), 100);
     loop.PumpMessages();
   }
   return true;
@@ -110,8 +109,7 @@ class SlowReader {
   enum class Todo { kNothing, kRead, kHalfClose, kReset };
 
   void Serve(testkit::Connection& connection) {
-    pollfd stop{connection.StopFd(), POLLIN, 0};
-    while (poll(&stop, 1, 1) == 0) {
+    while (connection.Pause(1ms)) {
       const Todo todo = todo_.exchange(Todo::kNothing);
       if (todo == Todo::kHalfClose) connection.HalfClose();
       if (todo == Todo::kReset) return connection.Reset();

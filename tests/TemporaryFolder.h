@@ -1,11 +1,10 @@
 // A folder of one test's own below the system's temporary folder, deleted with all it holds.
 #pragma once
 
-#include <stdlib.h>
-
 #include <cstddef>
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <string>
 
 namespace netro {
@@ -13,8 +12,13 @@ namespace netro {
 class TemporaryFolder {
  public:
   TemporaryFolder() {
-    path_ = (std::filesystem::temp_directory_path() / "netro-test-XXXXXX").string();
-    if (mkdtemp(path_.data()) == nullptr) path_.clear();
+    std::random_device number;
+    std::error_code failed;
+    do {
+      const std::string name = "netro-test-" + std::to_string(number());
+      path_ = (std::filesystem::temp_directory_path() / name).string();
+    } while (!std::filesystem::create_directory(path_, failed) && !failed);
+    if (failed) path_.clear();
   }
   ~TemporaryFolder() {
     std::error_code ignored;

@@ -1,4 +1,6 @@
 // Mail sessions that are protected, and against those who are in between.
+#include <poll.h>
+
 #include "SendMailKit.h"
 #include "TlsTestKit.h"
 #include "support/Text.h"

@@ -1,5 +1,6 @@
 // A protected connection as a stream: its handshake, its data, its end, and events meanwhile.
 #include <netro/Task.h>
+#include <poll.h>
 #include <sys/socket.h>
 
 #include "ExceptionKit.h"

@@ -7,7 +7,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include "EchoPermission.h"
+#include "SystemKit.h"
 #include "TestKit.h"
 
 namespace netro {
@@ -323,7 +323,7 @@ TEST_F(Watchpost, ACrashLosesNoReport) {
 }
 
 TEST_F(Watchpost, WithoutPermissionEchoesAreNoFailures) {
-  const WithoutRawSockets without;
+  const auto without = WithoutRawSockets();
   if (EchoIsPermitted()) GTEST_SKIP() << "the system allows echoes to everybody";
   Write("[Settings]\nDownCycle=1\n[DownActions]\n1=log\n[HostNames]\na=127.0.0.1|Ping\n");
   EXPECT_FALSE(post->StartObservation());

@@ -35,7 +35,9 @@ class NETRO_EXPORT MessageLoop {
 
   /// The descriptor that is readable while PumpMessages has something to do; -1 when the system
   /// could not give one: pump every 10 ms or so then, and ask again. It stays the loop's: watch it,
-  /// do not read or close it.
+  /// do not read or close it. On Windows always -1: there a hidden window takes its place, so that
+  /// any GetMessage loop of the thread drives the library, and every call that waits takes the
+  /// messages of the thread's other windows too.
   virtual int LoopFd() const = 0;
 
   /// Delivers what is queued on entry (notifications, due timers, posted functions, tasks that may

@@ -6,14 +6,14 @@
 
 #include <cerrno>
 #include <csignal>
-#include <filesystem>
-#include <system_error>
 #include <utility>
 
 #include "platform/linux/Descriptor.h"
 
 namespace netro {
 namespace {
+
+int Descriptor(std::intptr_t file) { return static_cast<int>(file); }
 
 std::int32_t WriteAll(int descriptor, std::string_view text, std::size_t& written) {
   written = 0;
@@ -103,7 +103,7 @@ std::int32_t AppendFile::Open(const std::string& path, std::string_view header) 
     return error;
   }
   Close();
-  descriptor_ = descriptor;
+  handle_ = descriptor;
   isPipe_ = isPipe;
   path_ = std::move(name);
   file_ = {facts.st_dev, facts.st_ino};
@@ -113,7 +113,7 @@ std::int32_t AppendFile::Open(const std::string& path, std::string_view header) 
 }
 
 void AppendFile::Close() {
-  if (descriptor_ >= 0) close(std::exchange(descriptor_, -1));
+  if (IsOpen()) close(Descriptor(std::exchange(handle_, kNone)));
 }
 
 AppendFile::Standing AppendFile::Look() const {
@@ -128,7 +128,7 @@ AppendFile::Standing AppendFile::Look() const {
   std::uint64_t ignored = 0;
   standing.named = FactsOf("/", root, ignored) && root != root_;
   struct stat facts {};
-  if (fstat(descriptor_, &facts) == 0) {
+  if (fstat(Descriptor(handle_), &facts) == 0) {
     standing.removed = facts.st_nlink == 0;
     standing.size = static_cast<std::uint64_t>(facts.st_size);
   }
@@ -138,13 +138,13 @@ AppendFile::Standing AppendFile::Look() const {
 // Some files never have a name and yet are found by one, below /proc.
 bool AppendFile::IsRemoved() const {
   struct stat facts {};
-  return fstat(descriptor_, &facts) == 0 && facts.st_nlink == 0 && Look().removed;
+  return fstat(Descriptor(handle_), &facts) == 0 && facts.st_nlink == 0 && Look().removed;
 }
 
 std::int32_t AppendFile::Write(std::string_view text, std::size_t& written) const {
-  if (!isPipe_) return WriteAll(descriptor_, text, written);
+  if (!isPipe_) return WriteAll(Descriptor(handle_), text, written);
   const WithoutPipeSignal quiet;
-  return WriteAll(descriptor_, text, written);
+  return WriteAll(Descriptor(handle_), text, written);
 }
 
 bool AppendFile::EndsInLine() const {
@@ -164,19 +164,7 @@ bool AppendFile::EndsInLine() const {
 
 void AppendFile::StartWriteback() const {
   // Pipes and devices refuse this, which is no loss.
-  static_cast<void>(sync_file_range(descriptor_, 0, 0, SYNC_FILE_RANGE_WRITE));
-}
-
-std::string AbsolutePath(const std::string& path) {
-  std::error_code error;
-  const std::filesystem::path absolute = std::filesystem::absolute(path, error);
-  return error || path.empty() ? path : absolute.string();
-}
-
-bool FileExists(const std::string& path) {
-  std::error_code error;
-  const auto type = std::filesystem::status(path, error).type();
-  return type != std::filesystem::file_type::not_found;
+  static_cast<void>(sync_file_range(Descriptor(handle_), 0, 0, SYNC_FILE_RANGE_WRITE));
 }
 
 }  // namespace netro

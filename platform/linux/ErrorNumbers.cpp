@@ -42,6 +42,8 @@ std::int32_t SocketErrorNumber(int systemError) {
 
 std::int32_t FileErrorNumber(int systemError) { return kSystemErrorBase + systemError; }
 
+std::int32_t StaleFileNumber() { return FileErrorNumber(ESTALE); }
+
 std::string SystemErrorText(std::int32_t number) {
   int system = 0;
   if (number > kSystemErrorBase && number < kSystemErrorBase + 4096) {

@@ -12,12 +12,17 @@
 #include "platform/linux/Descriptor.h"
 
 namespace netro {
+namespace {
+
+int Descriptor(std::intptr_t file) { return static_cast<int>(file); }
+
+}  // namespace
 
 std::int32_t InputFile::Examine(const std::string& path) {
   Rewind();
   path_ = path;
   if (const std::int32_t error = Open()) return error;
-  const std::int32_t error = Look(descriptor_, facts_);
+  const std::int32_t error = Look(file_, facts_);
   Rewind();
   return error;
 }
@@ -27,13 +32,13 @@ std::int32_t InputFile::Open() {
   if (path_.find('\0') != std::string::npos) return FileErrorNumber(EINVAL);
   // Non-blocking, since opening a pipe would wait for its writer.
   constexpr int kFlags = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-  descriptor_ = AwayFromZero(open(path_.c_str(), kFlags));
-  return descriptor_ < 0 ? FileErrorNumber(errno) : 0;
+  file_ = AwayFromZero(open(path_.c_str(), kFlags));
+  return file_ < 0 ? FileErrorNumber(errno) : 0;
 }
 
-std::int32_t InputFile::Look(int descriptor, Facts& facts) {
+std::int32_t InputFile::Look(std::intptr_t file, Facts& facts) {
   struct stat found {};
-  if (fstat(descriptor, &found) != 0) return FileErrorNumber(errno);
+  if (fstat(Descriptor(file), &found) != 0) return FileErrorNumber(errno);
   if (S_ISDIR(found.st_mode)) return FileErrorNumber(EISDIR);
   if (!S_ISREG(found.st_mode)) return FileErrorNumber(EINVAL);
   facts = {static_cast<std::uint64_t>(found.st_dev), static_cast<std::uint64_t>(found.st_ino),
@@ -43,8 +48,8 @@ std::int32_t InputFile::Look(int descriptor, Facts& facts) {
 
 std::int32_t InputFile::CheckUnchanged() const {
   Facts now;
-  if (const std::int32_t error = Look(descriptor_, now)) return error;
-  return now == facts_ ? 0 : FileErrorNumber(ESTALE);
+  if (const std::int32_t error = Look(file_, now)) return error;
+  return now == facts_ ? 0 : StaleFileNumber();
 }
 
 std::int32_t InputFile::Read(std::span<std::uint8_t> room, std::size_t& got) {
@@ -58,7 +63,7 @@ std::int32_t InputFile::Read(std::span<std::uint8_t> room, std::size_t& got) {
 }
 
 std::int32_t InputFile::ReadSome(std::span<std::uint8_t> room, std::size_t& got) {
-  if (descriptor_ < 0) {
+  if (file_ < 0) {
     if (const std::int32_t error = Open()) return error;
     if (const std::int32_t error = CheckUnchanged()) return error;
   }
@@ -67,10 +72,10 @@ std::int32_t InputFile::ReadSome(std::span<std::uint8_t> room, std::size_t& got)
   if (wanted == 0) return 0;
   ssize_t count = -1;
   do {
-    count = read(descriptor_, room.data(), wanted);
+    count = read(Descriptor(file_), room.data(), wanted);
   } while (count < 0 && errno == EINTR);
   if (count < 0) return FileErrorNumber(errno);
-  if (count == 0) return FileErrorNumber(ESTALE);
+  if (count == 0) return StaleFileNumber();
   got = static_cast<std::size_t>(count);
   read_ += got;
   return read_ == facts_.size ? CheckUnchanged() : 0;
@@ -84,9 +89,7 @@ void InputFile::Rewind() {
 }
 
 void InputFile::Close() {
-  if (descriptor_ >= 0) close(std::exchange(descriptor_, -1));
+  if (file_ >= 0) close(Descriptor(std::exchange(file_, kNone)));
 }
-
-bool InputFile::HasChanged(std::int32_t error) { return error == FileErrorNumber(ESTALE); }
 
 }  // namespace netro

@@ -16,6 +16,8 @@
 namespace netro {
 namespace {
 
+int Descriptor(std::intptr_t file) { return static_cast<int>(file); }
+
 int ReadAll(int descriptor, std::uint64_t offset, std::string& text) {
   std::size_t used = 0;
   while (used < text.size()) {
@@ -42,15 +44,16 @@ int WriteAll(int descriptor, std::string_view text) {
 
 }  // namespace
 
-std::int32_t JournalFile::OpenAs(const std::string& path, int flags) {
+std::int32_t JournalFile::OpenFor(Use use, const std::string& path) {
   Close();
   if (path.find('\0') != path.npos) return FileErrorNumber(EINVAL);
   // Non-blocking, since opening a pipe would wait for its writer.
-  descriptor_ =
-      AwayFromZero(open(path.c_str(), flags | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-  if (descriptor_ < 0) return FileErrorNumber(errno);
+  constexpr int kFlags = O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+  const int flags = use == Use::Append ? O_RDWR | O_APPEND : O_RDONLY;
+  file_ = AwayFromZero(open(path.c_str(), flags | kFlags));
+  if (file_ < 0) return FileErrorNumber(errno);
   struct stat facts {};
-  int error = fstat(descriptor_, &facts) != 0 ? errno : 0;
+  int error = fstat(Descriptor(file_), &facts) != 0 ? errno : 0;
   if (error == 0 && !S_ISREG(facts.st_mode)) error = S_ISDIR(facts.st_mode) ? EISDIR : EINVAL;
   size_ = static_cast<std::uint64_t>(facts.st_size);
   if (error == 0) return 0;
@@ -58,13 +61,13 @@ std::int32_t JournalFile::OpenAs(const std::string& path, int flags) {
   return FileErrorNumber(error);
 }
 
-std::int32_t JournalFile::Open(const std::string& path) { return OpenAs(path, O_RDONLY); }
+std::int32_t JournalFile::Open(const std::string& path) { return OpenFor(Use::Read, path); }
 
 std::int32_t JournalFile::Claim(const std::string& path) {
-  if (const std::int32_t error = OpenAs(path, O_RDWR | O_APPEND)) return error;
+  if (const std::int32_t error = OpenFor(Use::Append, path)) return error;
   // The system lets go of the lock when the program ends.
   std::int32_t error =
-      flock(descriptor_, LOCK_EX | LOCK_NB) != 0 ? FileErrorNumber(errno) : LookAgain(path);
+      flock(Descriptor(file_), LOCK_EX | LOCK_NB) != 0 ? FileErrorNumber(errno) : LookAgain(path);
   if (error != 0) Close();
   return error;
 }
@@ -73,7 +76,7 @@ std::int32_t JournalFile::Claim(const std::string& path) {
 std::int32_t JournalFile::LookAgain(const std::string& path) {
   struct stat ours {};
   struct stat named {};
-  if (fstat(descriptor_, &ours) != 0 || lstat(path.c_str(), &named) != 0)
+  if (fstat(Descriptor(file_), &ours) != 0 || lstat(path.c_str(), &named) != 0)
     return FileErrorNumber(errno);
   if (ours.st_ino != named.st_ino || ours.st_dev != named.st_dev) return FileErrorNumber(ENOENT);
   size_ = static_cast<std::uint64_t>(ours.st_size);
@@ -81,7 +84,7 @@ std::int32_t JournalFile::LookAgain(const std::string& path) {
 }
 
 void JournalFile::Close() {
-  if (descriptor_ >= 0) close(std::exchange(descriptor_, -1));
+  if (file_ >= 0) close(Descriptor(std::exchange(file_, kNone)));
 }
 
 std::int32_t JournalFile::ReadAt(std::uint64_t offset, std::size_t count, std::string& text) const {
@@ -90,7 +93,7 @@ std::int32_t JournalFile::ReadAt(std::uint64_t offset, std::size_t count, std::s
   int error = ENOMEM;
   try {
     text.resize(static_cast<std::size_t>(std::min<std::uint64_t>(count, left)));
-    error = ReadAll(descriptor_, offset, text);
+    error = ReadAll(Descriptor(file_), offset, text);
   } catch (const std::bad_alloc&) {
   }
   if (error == 0) return 0;
@@ -103,7 +106,7 @@ bool JournalFile::IsTaken(std::int32_t error) { return error == FileErrorNumber(
 bool JournalFile::IsMissing(std::int32_t error) { return error == FileErrorNumber(ENOENT); }
 
 std::int32_t JournalFile::Append(std::string_view text) {
-  const int error = WriteAll(descriptor_, text);
+  const int error = WriteAll(Descriptor(file_), text);
   if (error == 0) {
     size_ += text.size();
     return 0;
@@ -113,7 +116,7 @@ std::int32_t JournalFile::Append(std::string_view text) {
 }
 
 std::int32_t JournalFile::Reserve(std::size_t count) const {
-  if (fallocate(descriptor_, FALLOC_FL_KEEP_SIZE, static_cast<off_t>(size_),
+  if (fallocate(Descriptor(file_), FALLOC_FL_KEEP_SIZE, static_cast<off_t>(size_),
                 static_cast<off_t>(count)) == 0) {
     return 0;
   }
@@ -122,7 +125,7 @@ std::int32_t JournalFile::Reserve(std::size_t count) const {
 }
 
 std::int32_t JournalFile::CutTo(std::uint64_t size) {
-  if (ftruncate(descriptor_, static_cast<off_t>(size)) != 0) return FileErrorNumber(errno);
+  if (ftruncate(Descriptor(file_), static_cast<off_t>(size)) != 0) return FileErrorNumber(errno);
   size_ = size;
   return 0;
 }

@@ -181,7 +181,7 @@ std::int32_t Notifier::Open() {
   State& s = *state_;
   if (s.epoll >= 0) return 0;
   s.epoll = AwayFromZero(epoll_create1(EPOLL_CLOEXEC));
-  const int wake = s.epoll >= 0 ? s.waker->Open() : -1;
+  const int wake = s.epoll >= 0 ? static_cast<int>(s.waker->Open()) : -1;
   if (wake >= 0) {
     s.alarm = AwayFromZero(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK));
   }

@@ -111,7 +111,7 @@ int Spawn(pid_t& id, const std::string& program, const std::vector<std::string>&
 }
 
 // Where the system has no handles, or none left, the number has to do.
-bool TakeEndIn(int id, int handle) {
+bool TakeEndIn(std::intptr_t id, std::intptr_t handle) {
   siginfo_t end{};
   const int found = handle >= 0
                         ? waitid(P_PIDFD, static_cast<id_t>(handle), &end, WEXITED | WNOHANG)
@@ -121,9 +121,13 @@ bool TakeEndIn(int id, int handle) {
 }
 
 struct Left {
-  int id;
-  int handle;
+  std::intptr_t id;
+  std::intptr_t handle;
 };
+
+void CloseHandle(std::intptr_t handle) {
+  if (handle >= 0) close(static_cast<int>(handle));
+}
 
 // The programs that nobody looks after any more, and that may not have ended yet.
 std::mutex leftMutex;
@@ -134,7 +138,7 @@ std::vector<Left>& LeftPrograms() {
 
 bool TakeLeftIn(const Left& left) {
   if (!TakeEndIn(left.id, left.handle)) return false;
-  if (left.handle >= 0) close(left.handle);
+  CloseHandle(left.handle);
   return true;
 }
 
@@ -151,7 +155,7 @@ RunningProgram::~RunningProgram() {
     const std::lock_guard lock(leftMutex);
     LeftPrograms().push_back({id_, handle_});
   } catch (const std::bad_alloc&) {  // a zombie, until this process ends
-    if (handle_ >= 0) close(handle_);
+    CloseHandle(handle_);
   }
 }
 
@@ -159,26 +163,25 @@ std::int32_t RunningProgram::Start(const std::string& program,
                                    const std::vector<std::string>& arguments,
                                    std::string_view input) {
   TakeLeftProgramsIn();
-  const int error = Spawn(id_, program, arguments, input);
-  if (error != 0) {
-    id_ = 0;
-    return FileErrorNumber(error);
-  }
-  handle_ = static_cast<int>(syscall(SYS_pidfd_open, id_, 0));
+  pid_t id = 0;
+  const int error = Spawn(id, program, arguments, input);
+  if (error != 0) return FileErrorNumber(error);
+  id_ = id;
+  handle_ = syscall(SYS_pidfd_open, id, 0);
   return 0;
 }
 
 bool RunningProgram::HasEnded() {
   if (id_ == 0) return true;
   if (!TakeEndIn(id_, handle_)) return false;
-  if (handle_ >= 0) close(std::exchange(handle_, -1));
+  CloseHandle(std::exchange(handle_, -1));
   id_ = 0;
   return true;
 }
 
 void RunningProgram::Kill() {
   // Until its end is taken in nobody else can have the number.
-  if (!HasEnded()) kill(-id_, SIGKILL);
+  if (!HasEnded()) kill(-static_cast<pid_t>(id_), SIGKILL);
 }
 
 std::int32_t StartProgram(const std::string& program, const std::vector<std::string>& arguments,

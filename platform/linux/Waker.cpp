@@ -9,30 +9,35 @@
 #include "platform/linux/Descriptor.h"
 
 namespace netro {
+namespace {
+
+int Descriptor(std::intptr_t handle) { return static_cast<int>(handle); }
+
+}  // namespace
 
 Waker::~Waker() {
-  if (descriptor_ >= 0) close(descriptor_);
+  if (handle_ >= 0) close(Descriptor(handle_));
 }
 
-int Waker::Open() {
-  if (descriptor_ < 0) descriptor_ = AwayFromZero(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+std::intptr_t Waker::Open() {
+  if (handle_ < 0) handle_ = AwayFromZero(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
   // A wake-up from before there was a descriptor must not be lost.
-  if (descriptor_ >= 0 && woken_.exchange(false)) Wake();
-  return descriptor_;
+  if (handle_ >= 0 && woken_.exchange(false)) Wake();
+  return handle_;
 }
 
 void Waker::Wake() {
   if (woken_.exchange(true)) return;
   const int error = errno;  // a signal handler must leave it alone
   const std::uint64_t one = 1;
-  (void)!write(descriptor_, &one, sizeof one);
+  (void)!write(Descriptor(handle_), &one, sizeof one);
   errno = error;
 }
 
 void Waker::Clear() {
   std::uint64_t count = 0;
   // In this order: a wake-up between the two is seen by whoever looks after the sleep.
-  (void)!read(descriptor_, &count, sizeof count);
+  (void)!read(Descriptor(handle_), &count, sizeof count);
   woken_ = false;
 }
 

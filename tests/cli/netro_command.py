@@ -1,6 +1,7 @@
 """The command netro in a pipe and on a terminal, for the tests of this folder.
 
-Its path is the first argument of the test program."""
+Its path is the first argument of the test program. NETRO_LAUNCHER names a program that runs it, where
+the system of the tests is not its own."""
 
 import contextlib
 import fcntl
@@ -17,11 +18,19 @@ import sys
 import termios
 import unittest
 
+LAUNCHER = os.environ.get("NETRO_LAUNCHER")
 NETRO = sys.argv.pop(1)
+COMMAND = [LAUNCHER, NETRO] if LAUNCHER else [NETRO]
 for name in list(os.environ):  # the environment's proxies are none of the tests'
     if name.lower().endswith("_proxy"):
         del os.environ[name]
 LIMIT = 30  # seconds; only a run that hangs reaches it
+
+
+def skip_where_launched(reason):
+    """Skips the test, or what is left of it, where the command is one of another system."""
+    if LAUNCHER:
+        raise unittest.SkipTest(reason)
 
 
 class Terminal:
@@ -62,7 +71,7 @@ SWITCH_OF_STACKS = re.compile(rb"==\d+==WARNING: ASan doesn't fully support make
 
 
 def run(*arguments, **options):
-    done = subprocess.run([NETRO, *arguments], capture_output=True, timeout=LIMIT, **options)
+    done = subprocess.run([*COMMAND, *arguments], capture_output=True, timeout=LIMIT, **options)
     done.stderr = SWITCH_OF_STACKS.sub(b"", done.stderr)
     return done
 
@@ -71,7 +80,7 @@ class Started(subprocess.Popen):
     """A command that runs, its output as text."""
 
     def __init__(self, *arguments):
-        super().__init__([NETRO, *arguments], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+        super().__init__([*COMMAND, *arguments], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
                          text=True)
 
     def error_line(self):
@@ -93,7 +102,8 @@ def nobody():
 
 def interrupt(asked, *arguments):
     """Sends Ctrl-C once the event asked is set; returns status and standard error."""
-    with subprocess.Popen([NETRO, *arguments], stdout=subprocess.DEVNULL,
+    skip_where_launched("Ctrl-C is no signal there")
+    with subprocess.Popen([*COMMAND, *arguments], stdout=subprocess.DEVNULL,
                           stderr=subprocess.PIPE) as process:
         if not asked.wait(LIMIT):
             process.kill()
@@ -167,7 +177,7 @@ class CommandTestCase(unittest.TestCase):
         """What a command sends first to the proxy, whose address this begins."""
         with self.subTest(begin), socket.create_server(("127.0.0.1", 0)) as proxy:
             way = ["--proxy", f"{begin}127.0.0.1:{proxy.getsockname()[1]}"]
-            with subprocess.Popen([NETRO, *self.command, *arguments, *way],
+            with subprocess.Popen([*COMMAND, *self.command, *arguments, *way],
                                   stdin=subprocess.PIPE if stdin else None, stdout=subprocess.DEVNULL,
                                   stderr=subprocess.PIPE) as process:
                 if stdin:
@@ -189,7 +199,7 @@ class CommandTestCase(unittest.TestCase):
 
     def check_lost_reader(self, *arguments):
         """Nobody reads what is printed: that ends the command, without a word."""
-        with subprocess.Popen([NETRO, *self.command, *arguments], stdout=subprocess.PIPE,
+        with subprocess.Popen([*COMMAND, *self.command, *arguments], stdout=subprocess.PIPE,
                               stderr=subprocess.PIPE) as process:
             process.stdout.close()
             self.assertEqual(SWITCH_OF_STACKS.sub(b"", process.stderr.read()), b"")

@@ -1,13 +1,9 @@
 // The command netro: chooses the subcommand, reads its options, turns every outcome into an exit
 // status (Command.h).
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
-#include <csignal>
 #include <exception>
 #include <iostream>
 #include <iterator>
@@ -30,6 +26,7 @@
 #include "terminal/JsonOutput.h"
 #include "terminal/Nearest.h"
 #include "terminal/Secret.h"
+#include "terminal/System.h"
 #include "terminal/Terminal.h"
 #include "time/Time.h"
 #include "tour/Tour.h"
@@ -81,14 +78,6 @@ class HelpFormatter : public CLI::Formatter {
     return help;
   }
 };
-
-/// A descriptor that the caller closed would be given to the first socket, and the answer printed
-/// into it.
-void FillStandardDescriptors() {
-  for (int descriptor = 0; descriptor <= 2; ++descriptor) {
-    if (::fcntl(descriptor, F_GETFD) == -1) (void)::open("/dev/null", O_RDONLY);
-  }
-}
 
 const Command* Find(std::string_view name) {
   for (const Command& command : kCommands) {
@@ -275,9 +264,7 @@ int Run(int argc, char** argv) {
 }  // namespace netro::tool
 
 int main(int argc, char** argv) {
-  netro::tool::FillStandardDescriptors();
-  // A reader that goes away ("netro get ... | head") is seen as a failed write.
-  std::signal(SIGPIPE, SIG_IGN);
+  netro::tool::PrepareStreams();
   const int status = netro::tool::FinishOutput(netro::tool::Run(argc, argv));
   netro::tool::DieIfInterrupted();
   return status;

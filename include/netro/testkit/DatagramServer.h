@@ -59,7 +59,7 @@ class NETRO_EXPORT DatagramServer {
   bool Bind(int port);
   void Loop();
   void TakeDatagram();
-  void Send(const Reply& reply, const std::string& to);
+  void Send(const Reply& reply, std::uint32_t ip, int port);
 
   const Answer answer_;
   const std::uint32_t ip_;

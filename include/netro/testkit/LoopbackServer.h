@@ -57,7 +57,7 @@ class NETRO_EXPORT Connection {
   int StopFd() const { return stopFd_; }
 
  private:
-  bool Wait(short events);
+  bool Wait(bool forRoom);
 
   int fd_;
   int stopFd_;

@@ -4,10 +4,14 @@
 
 #include <algorithm>
 #include <charconv>
+#include <chrono>
 #include <cmath>
 #include <ctime>
+#include <iomanip>
 #include <iterator>
+#include <locale>
 #include <optional>
+#include <sstream>
 
 #include "doctor/Checkup.h"
 #include "terminal/FailureText.h"
@@ -77,10 +81,17 @@ constexpr double kTolerance = 60;  // seconds
 
 /// Seconds since 1970 of "Sun, 06 Nov 1994 08:49:37 GMT" (RFC 9110, section 5.6.7).
 std::optional<double> ReadHttpDate(const std::string& text) {
+  using namespace std::chrono;
   std::tm fields{};
-  const char* end = ::strptime(text.c_str(), "%a, %d %b %Y %H:%M:%S GMT", &fields);
-  if (end == nullptr || *end != '\0') return std::nullopt;
-  return static_cast<double>(::timegm(&fields));
+  std::istringstream stream(text);
+  stream.imbue(std::locale::classic());
+  if (!(stream >> std::get_time(&fields, "%a, %d %b %Y %H:%M:%S GMT"))) return std::nullopt;
+  if (stream.peek() != std::istringstream::traits_type::eof()) return std::nullopt;
+  const year_month_day date(year(fields.tm_year + 1900),
+                            month(static_cast<unsigned>(fields.tm_mon + 1)),
+                            day(static_cast<unsigned>(fields.tm_mday)));
+  const seconds time = hours(fields.tm_hour) + minutes(fields.tm_min) + seconds(fields.tm_sec);
+  return static_cast<double>((sys_days(date).time_since_epoch() + time).count());
 }
 
 double SecondsOf(const std::string& text) {

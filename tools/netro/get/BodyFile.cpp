@@ -2,10 +2,9 @@
 
 #include "get/BodyFile.h"
 
-#include <sys/stat.h>
-
 #include <cerrno>
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 #include <string_view>
 #include <system_error>
@@ -32,8 +31,10 @@ void CopyBodyTo(const std::string& name, const HttpResult& result) {
 }  // namespace
 
 bool CanBeReplaced(const std::string& file) {
-  struct stat status {};
-  return ::lstat(file.c_str(), &status) != 0 || S_ISREG(status.st_mode);
+  using std::filesystem::file_type;
+  std::error_code problem;
+  const file_type type = std::filesystem::symlink_status(file, problem).type();
+  return type == file_type::regular || type == file_type::not_found || type == file_type::none;
 }
 
 void SaveBody(const std::string& file, const HttpResult& result) {

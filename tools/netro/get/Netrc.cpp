@@ -3,13 +3,12 @@
 #include "get/Netrc.h"
 
 #include <strings.h>
-#include <sys/stat.h>
 
 #include <algorithm>
-#include <cstdlib>
 
 #include "terminal/Command.h"
 #include "terminal/OptionValues.h"
+#include "terminal/System.h"
 
 namespace netro::tool {
 namespace {
@@ -81,10 +80,8 @@ std::optional<Login> FindLogin(std::string_view text, std::string_view host) {
 }
 
 std::string ReadNetrc(const std::string& file) {
-  const char* home = std::getenv("HOME");
-  const std::string name = !file.empty() ? file : std::string(home != nullptr ? home : "") + "/.netrc";
-  struct stat status {};
-  if (::stat(name.c_str(), &status) == 0 && (status.st_mode & (S_IRGRP | S_IROTH)) != 0) {
+  const std::string name = !file.empty() ? file : HomeFolder() + "/.netrc";
+  if (MayOthersRead(name)) {
     throw UsageError("--netrc: others may read " + name + "; take that away with chmod 600");
   }
   return ReadInput("--netrc", name);

@@ -2,19 +2,20 @@
 
 #include "mail/MailMessage.h"
 
-#include <iconv.h>
-#include <sys/stat.h>
-#include <unistd.h>
+#include <netro/SocketCls.h>
 
 #include <algorithm>
 #include <cstring>
+#include <filesystem>
 #include <iterator>
 #include <string>
+#include <system_error>
 #include <utility>
 
 #include "mail/MailRecipients.h"
 #include "terminal/Command.h"
 #include "terminal/OptionValues.h"
+#include "terminal/System.h"
 #include "terminal/Terminal.h"
 
 namespace netro::tool {
@@ -63,11 +64,9 @@ void CheckAddresses(SendMailCls& mail, const MailOptions& options, const std::st
 
 void UseCharset(SendMailCls& mail, const std::string& name) {
   if (name.empty()) return;
-  const iconv_t conversion = ::iconv_open(name.c_str(), "UTF-8");
-  if (conversion == reinterpret_cast<iconv_t>(-1)) {
+  if (!IsCharset(name)) {
     throw UsageError("--charset: this system does not know \"" + name + "\"");
   }
-  ::iconv_close(conversion);
   mail.CharSet(name);
 }
 
@@ -77,10 +76,10 @@ std::string ReadText(const MailOptions& options) {
 
 /// A file, and its name in the message.
 std::pair<std::string, std::string> ReadFileAndName(const std::string& value) {
-  struct stat facts {};
+  std::error_code problem;
   const std::size_t equals = value.rfind('=');
-  if (equals == value.npos || ::stat(value.c_str(), &facts) == 0) {
-    return {value, value.substr(value.rfind('/') + 1)};
+  if (equals == value.npos || std::filesystem::exists(value, problem)) {
+    return {value, std::filesystem::path(value).filename().string()};
   }
   return {value.substr(0, equals), value.substr(equals + 1)};
 }
@@ -146,9 +145,8 @@ void WarnOfUnusedFiles(const MailOptions& options, const std::string& html) {
 /// Who the message is from; that of one without a sender names the program that wrote it.
 std::string SenderOf(const MailOptions& options, const SendMailCls& mail) {
   if (!options.from.empty()) return options.from;
-  char name[256] = "";
-  ::gethostname(name, sizeof name - 1);
-  std::string host = mail.SenderHostName().empty() ? name : mail.SenderHostName();
+  const SocketCls system;
+  std::string host = mail.SenderHostName().empty() ? system.LocalHostName() : mail.SenderHostName();
   if (host.find('.') == host.npos) host += ".localdomain";
   return "Mail Delivery <MAILER-DAEMON@" + host + ">";
 }

@@ -57,7 +57,7 @@ std::optional<std::string> UsualIPv6(const std::string& text) {
   if (getaddrinfo(text.c_str(), nullptr, &wanted, &found) != 0) return std::nullopt;
   const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> owner(found, &freeaddrinfo);
   char usual[NI_MAXHOST] = {};
-  if (getnameinfo(found->ai_addr, found->ai_addrlen, usual, sizeof usual, nullptr, 0,
+  if (getnameinfo(found->ai_addr, static_cast<socklen_t>(found->ai_addrlen), usual, sizeof usual, nullptr, 0,
                   NI_NUMERICHOST) != 0) {
     return std::nullopt;
   }

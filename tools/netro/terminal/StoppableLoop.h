@@ -9,9 +9,10 @@
 
 #include <netro/ICMPCls.h>
 #include <netro/MessageLoop.h>
-#include <poll.h>
 
 #include <atomic>
+
+#include "terminal/System.h"
 
 namespace netro::tool {
 
@@ -22,11 +23,9 @@ class StoppableLoop {
   /// Delivers messages until `isDone`, which is asked after each batch of them, says so.
   template <class Condition>
   void RunUntil(Condition isDone) {
-    constexpr int kBlindly = 10;  // without a descriptor time passes all the same
     MessageLoop& loop = MessageLoop::ForThisThread();
     while (!stopped_ && !isDone()) {
-      pollfd watched{loop.LoopFd(), POLLIN, 0};
-      ::poll(&watched, 1, watched.fd < 0 ? kBlindly : -1);
+      AwaitMessages(loop);
       loop.PumpMessages();
     }
   }

@@ -1,10 +1,7 @@
-// Standard output and standard error, on Linux terminals and elsewhere.
+// Standard output and standard error, on terminals and elsewhere.
 
 #include "terminal/Terminal.h"
 
-#include <fcntl.h>
-#include <poll.h>
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -16,6 +13,7 @@
 
 #include "terminal/Command.h"
 #include "terminal/Encoding.h"
+#include "terminal/System.h"
 
 namespace netro::tool {
 namespace {
@@ -55,34 +53,22 @@ bool Writing(Write write) {
 }  // namespace
 
 void GiveUpStuckOutput() {
-  pollfd output{STDOUT_FILENO, POLLOUT, 0};
-  if (g_isWriting == 0 || ::poll(&output, 1, 0) != 0) return;
-  const int nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
-  if (nowhere >= 0) ::dup2(nowhere, STDOUT_FILENO);
+  if (g_isWriting != 0) DropStuckOutput();
 }
 
-bool IsTerminal(Stream stream) { return ::isatty(DescriptorOf(stream)) == 1; }
+bool IsTerminal(Stream stream) { return IsConsole(DescriptorOf(stream)); }
 
 bool IsDecorated(Stream stream) {
   const char* refusal = std::getenv("NO_COLOR");
-  const char* kind = std::getenv("TERM");
-  return IsTerminal(stream) && (refusal == nullptr || *refusal == '\0') && kind != nullptr &&
-         std::strcmp(kind, "dumb") != 0;
+  const bool refused = refusal != nullptr && *refusal != '\0';
+  return !refused && UnderstandsStyles(DescriptorOf(stream));
 }
 
-bool IsInForeground(Stream stream) { return ::tcgetpgrp(DescriptorOf(stream)) == ::getpgrp(); }
+bool IsInForeground(Stream stream) { return IsOfForeground(DescriptorOf(stream)); }
 
-int Width(Stream stream) {
-  winsize size{};
-  const bool known = ::ioctl(DescriptorOf(stream), TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-  return known ? size.ws_col : 80;
-}
+int Width(Stream stream) { return SizeOf(DescriptorOf(stream)).columns; }
 
-int Height(Stream stream) {
-  winsize size{};
-  const bool known = ::ioctl(DescriptorOf(stream), TIOCGWINSZ, &size) == 0 && size.ws_row > 0;
-  return known ? size.ws_row : 24;
-}
+int Height(Stream stream) { return SizeOf(DescriptorOf(stream)).rows; }
 
 std::string Styled(Style style, std::string_view text) {
   static const bool decorated = IsDecorated(Stream::Output);

@@ -16,6 +16,7 @@
 namespace netro::tool {
 namespace {
 
+#ifdef NETRO_HAS_TLS
 TlsSettings SettingsOf(const TlsOptions& options, const std::vector<std::string>& alpn) {
   TlsSettings settings;
   std::error_code error;
@@ -29,6 +30,7 @@ TlsSettings SettingsOf(const TlsOptions& options, const std::vector<std::string>
   settings.trustAnyoneForTestsOnly = options.insecure;
   return settings;
 }
+#endif
 
 void Check(const TlsOptions& options) {
   const std::string& least = options.leastVersion;
@@ -90,7 +92,7 @@ void DeclareTls(CLI::App& options, TlsOptions& values, const char* group) {
 }
 
 std::shared_ptr<TlsProvider> ReadTls(const TlsOptions& options,
-                                     const std::vector<std::string>& alpn) {
+                                     [[maybe_unused]] const std::vector<std::string>& alpn) {
   Check(options);
   const bool isUsual = options.authority.empty() && options.certificate.empty() &&
                        options.pins.empty() && !options.insecure;

@@ -4,10 +4,11 @@
 
 #include <arpa/inet.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <memory>
+
+#include "terminal/System.h"
 
 namespace netro::tool {
 namespace {
@@ -77,7 +78,7 @@ TourTimeReply KissOfDeathReply() {
 TourTimeServer::TourTimeServer(TourJournal& journal)
     : journal_(journal),
       tcp_([&journal] { return std::make_unique<TimePeer>(journal); }),
-      descriptor_(::socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0)),
+      descriptor_(OpenDatagramSocket()),
       // SocketCls does not tell of the empty datagram that asks for the time.
       poll_(1, [this] { ReceiveDatagrams(); }) {
   sockaddr_in address{};
@@ -90,7 +91,7 @@ TourTimeServer::TourTimeServer(TourJournal& journal)
   }
 }
 
-TourTimeServer::~TourTimeServer() { ::close(descriptor_); }
+TourTimeServer::~TourTimeServer() { CloseSocket(descriptor_); }
 
 void TourTimeServer::ReceiveDatagrams() {
   char question[64];

@@ -1,7 +1,6 @@
-// SIGHUP, which asks a service to read its settings again. One at a time, on the main thread.
+// SIGHUP, which asks a service to read its settings again; Windows has no such word. One at a time,
+// on the main thread.
 #pragma once
-
-#include <csignal>
 
 namespace netro::tool {
 
@@ -14,9 +13,6 @@ class ReloadSignal {
 
   /// Whether it has come since the last call.
   bool Take();
-
- private:
-  struct sigaction before_ {};
 };
 
 }  // namespace netro::tool

@@ -2,16 +2,17 @@
 
 #include "watch/WatchPageFile.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <memory>
+#include <system_error>
 #include <utility>
 
+#include "terminal/System.h"
 #include "watch/WatchPage.h"
 
 namespace netro::tool {
@@ -19,21 +20,21 @@ namespace {
 
 using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
-/// A new file with the rights that the user gives to new files. What an earlier run with this
-/// number left behind is removed.
+/// What an earlier run with this number left behind is removed.
 File Create(const std::string& name) {
-  const auto open = [&name] {
-    return ::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-  };
-  int descriptor = open();
-  if (descriptor < 0 && errno == EEXIST && ::unlink(name.c_str()) == 0) descriptor = open();
-  return File(descriptor < 0 ? nullptr : ::fdopen(descriptor, "w"), std::fclose);
+  std::FILE* file = OpenNewFile(name);
+  if (file == nullptr && errno == EEXIST && std::remove(name.c_str()) == 0)
+    file = OpenNewFile(name);
+  return File(file, std::fclose);
 }
 
 /// False for what a file must not take the place of, as a folder or a device.
 bool IsReplaceable(const std::string& name) {
-  struct stat status {};
-  return ::lstat(name.c_str(), &status) != 0 || S_ISREG(status.st_mode) || S_ISLNK(status.st_mode);
+  using std::filesystem::file_type;
+  std::error_code problem;
+  const file_type type = std::filesystem::symlink_status(name, problem).type();
+  return type == file_type::regular || type == file_type::symlink || type == file_type::not_found ||
+         type == file_type::none;
 }
 
 }  // namespace
@@ -49,10 +50,10 @@ std::string WatchPageFile::Write(const Watcher& watcher) {
   const Stopwatch watch;
   const std::string temporary = name_ + "." + std::to_string(::getpid()) + ".tmp";
   std::string problem = WriteTo(temporary, watcher);
-  if (problem.empty() && std::rename(temporary.c_str(), name_.c_str()) != 0) {
+  if (problem.empty() && !RenameOver(temporary, name_)) {
     problem = Failed(std::strerror(errno));
   }
-  if (!problem.empty()) ::unlink(temporary.c_str());
+  if (!problem.empty()) std::remove(temporary.c_str());
   round_ = watcher.Rounds();
   cost_ = watch.Seconds();
   sinceWrite_.emplace();

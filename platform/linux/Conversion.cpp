@@ -1,28 +1,18 @@
-#include "platform/CodePage.h"
+#include "platform/Conversion.h"
 
 #include <iconv.h>
 #include <langinfo.h>
 #include <locale.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdint>
 #include <cstdlib>
-#include <utility>
 
 #include "support/Text.h"
-#include "support/Utf8.h"
 
 namespace netro {
 namespace {
-
-constexpr std::size_t kLongestName = 40;
-constexpr std::string_view kUtf8 = "utf-8";
-
-bool IsUtf8Name(std::string_view name) {
-  return EqualsIgnoreCase(name, kUtf8) || EqualsIgnoreCase(name, "utf8");
-}
 
 /// One conversion of the system's, from its first to its last character.
 class Converter {
@@ -65,17 +55,6 @@ class Converter {
   iconv_t handle_;
 };
 
-std::optional<std::string> Convert(std::string_view text, std::string_view to,
-                                   std::string_view from) {
-  return Converter(to, from).Convert(text);
-}
-
-/// Lines of ASCII are the same bytes in every set that mail may use.
-bool KeepsAscii(std::string_view charSet) {
-  constexpr std::string_view kSample = "A=\r\n";
-  return IsCharSetName(charSet) && Convert(kSample, charSet, kUtf8) == kSample;
-}
-
 /// The locale's name after LC_ALL, LC_CTYPE and LANG, of which the first that is set counts.
 std::string LocaleName() {
   for (const char* const variable : {"LC_ALL", "LC_CTYPE", "LANG"}) {
@@ -114,33 +93,14 @@ std::string MimeName(std::string_view systemName) {
 
 }  // namespace
 
-bool IsCharSetName(std::string_view name) {
-  return !name.empty() && name.size() <= kLongestName && std::ranges::all_of(name, [](char c) {
-    return IsAlphanumeric(c) || std::string_view("-_.:+").find(c) != std::string_view::npos;
-  });
+std::optional<std::string> FromUtf8BySystem(std::string_view utf8, std::string_view charSet) {
+  return Converter(charSet, kUtf8).Convert(utf8);
 }
 
-std::optional<std::string> ConvertFromUtf8(std::string_view utf8, std::string_view charSet) {
-  if (IsUtf8Name(charSet)) {
-    return IsUtf8(utf8) ? std::optional<std::string>(utf8) : std::nullopt;
-  }
-  return KeepsAscii(charSet) ? Convert(utf8, charSet, kUtf8) : std::nullopt;
+std::optional<std::string> ToUtf8BySystem(std::string_view text, std::string_view charSet) {
+  return Converter(kUtf8, charSet).Convert(text);
 }
 
-std::optional<std::string> ConvertToUtf8(std::string_view text, std::string_view charSet) {
-  if (IsUtf8Name(charSet)) return ConvertFromUtf8(text, charSet);
-  return KeepsAscii(charSet) ? Convert(text, kUtf8, charSet) : std::nullopt;
-}
-
-std::string ToUtf8(std::string text, std::string_view charSet) {
-  if (IsUtf8(text)) return text;
-  auto converted = ConvertToUtf8(text, charSet);
-  return converted ? *std::move(converted) : Latin1ToUtf8(text);
-}
-
-std::string LocaleCharSet() {
-  std::string name = MimeName(SystemCodeSet());
-  return KeepsAscii(name) ? name : std::string(kUtf8);
-}
+std::string SystemCharSet() { return MimeName(SystemCodeSet()); }
 
 }  // namespace netro

@@ -1,14 +1,11 @@
 #include "platform/Address.h"
 
-#include <arpa/inet.h>
-#include <net/if.h>
-#include <netinet/in.h>
-
 #include <bit>
 #include <charconv>
 #include <cstring>
 #include <string_view>
 
+#include "platform/AddressText.h"
 #include "support/Text.h"
 
 namespace netro {
@@ -19,21 +16,22 @@ constexpr std::uint8_t kMapped[12] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF};
 // Four decimal numbers without leading zeros, as nearly every text has them: the system's parser
 // takes ten times as long.
 std::optional<std::int32_t> ParseUsual(std::string_view text) {
-  std::uint32_t address = 0;
-  int dots = 0;
+  std::array<std::uint8_t, 4> octets{};
+  std::size_t dots = 0;
   int octet = -1;  // none of its digits has come
   for (const char c : text) {
     if (c >= '0' && c <= '9' && octet != 0 && octet < 256) {
       octet = std::max(octet, 0) * 10 + (c - '0');
-    } else if (c == '.' && octet >= 0 && octet < 256 && ++dots < 4) {
-      address = address << 8 | static_cast<std::uint32_t>(octet);
+    } else if (c == '.' && octet >= 0 && octet < 256 && dots < 3) {
+      octets[dots++] = static_cast<std::uint8_t>(octet);
       octet = -1;
     } else {
       return std::nullopt;
     }
   }
   if (dots != 3 || octet < 0 || octet > 255) return std::nullopt;
-  return static_cast<std::int32_t>(htonl(address << 8 | static_cast<std::uint32_t>(octet)));
+  octets[dots] = static_cast<std::uint8_t>(octet);
+  return std::bit_cast<std::int32_t>(octets);
 }
 
 // A number of an interface need not be one of today's.
@@ -41,21 +39,19 @@ std::optional<std::uint32_t> ParseZone(const std::string& text) {
   std::uint32_t number = 0;
   const char* const end = text.data() + text.size();
   const auto [stop, error] = std::from_chars(text.data(), end, number);
-  if (error != std::errc() || stop != end) number = if_nametoindex(text.c_str());
+  if (error != std::errc() || stop != end) number = InterfaceNumber(text);
   return number != 0 ? std::optional(number) : std::nullopt;
 }
 
 std::optional<IpAddress> ParseIPv6(const std::string& text) {
   if (text.find(':') == std::string::npos) return std::nullopt;  // names are asked about as well
   const std::size_t percent = text.find('%');
-  const std::string digits = text.substr(0, percent);
-  std::array<std::uint8_t, 16> bytes{};
-  if (text.find('\0') != std::string::npos || inet_pton(AF_INET6, digits.c_str(), &bytes) != 1) {
-    return std::nullopt;
-  }
-  if (percent == std::string::npos) return IpAddress::V6(bytes);
+  if (text.find('\0') != std::string::npos) return std::nullopt;
+  const auto bytes = ParseIPv6Digits(text.substr(0, percent));
+  if (!bytes) return std::nullopt;
+  if (percent == std::string::npos) return IpAddress::V6(*bytes);
   const auto zone = ParseZone(text.substr(percent + 1));
-  return zone ? std::optional(IpAddress::V6(bytes, *zone)) : std::nullopt;
+  return zone ? std::optional(IpAddress::V6(*bytes, *zone)) : std::nullopt;
 }
 
 bool ParsePort(std::string_view text, std::int32_t& port) {
@@ -96,7 +92,7 @@ bool IpAddress::IsUnspecified() const {
 }
 
 bool IpAddress::IsLoopback() const {
-  if (IsIPv4()) return bytes_[0] == IN_LOOPBACKNET;
+  if (IsIPv4()) return bytes_[0] == 127;
   return IsIPv6() && bytes_[15] == 1 &&
          std::ranges::all_of(Bytes().first(15), [](std::uint8_t byte) { return byte == 0; });
 }
@@ -110,18 +106,16 @@ bool IpAddress::IsLinkLocal() const {
 
 std::optional<std::int32_t> ParseDotted(const std::string& text) {
   if (const auto usual = ParseUsual(text)) return usual;
-  in_addr address{};
   // The system's parser stops at a blank; a text with one is no address.
   if (text.empty() || text.find_first_not_of("0123456789abcdefABCDEFxX.") != std::string::npos) {
     return std::nullopt;
   }
-  if (inet_aton(text.c_str(), &address) == 0) return std::nullopt;
-  return static_cast<std::int32_t>(address.s_addr);
+  return ParseRareDotted(text);
 }
 
 // The system's function takes ten times as long; every reply's address comes here.
 std::string FormatDotted(std::int32_t bits) {
-  char text[INET_ADDRSTRLEN];
+  char text[sizeof "255.255.255.255"];
   char* end = text;
   for (const std::uint8_t octet : std::bit_cast<std::array<std::uint8_t, 4>>(bits)) {
     if (end != text) *end++ = '.';
@@ -138,12 +132,10 @@ std::optional<IpAddress> ParseAddress(const std::string& text) {
 std::string FormatAddress(const IpAddress& address) {
   if (address.IsIPv4()) return FormatDotted(address.Bits());
   if (address.IsNone()) return {};
-  char text[INET6_ADDRSTRLEN] = {};
-  inet_ntop(AF_INET6, address.Bytes().data(), text, sizeof text);
+  const std::string text = FormatIPv6Digits(address.Bytes().first<16>());
   if (address.Scope() == 0) return text;
-  char name[IF_NAMESIZE] = {};
-  const bool named = if_indextoname(address.Scope(), name) != nullptr;
-  return std::string(text) + '%' + (named ? name : std::to_string(address.Scope()));
+  const std::string name = InterfaceName(address.Scope());
+  return text + '%' + (name.empty() ? std::to_string(address.Scope()) : name);
 }
 
 std::string FormatEndpoint(const std::string& host, std::int32_t port) {

@@ -1,26 +1,11 @@
-// Whether the system allows this program an echo, and how a test does without a permission.
+// How a test does without a permission that it has.
 #pragma once
 
 #include <linux/capability.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <initializer_list>
-
 namespace netro {
-
-/// True when the system grants an ICMP socket of either kind.
-inline bool EchoIsPermitted() {
-  for (const int type : {SOCK_DGRAM, SOCK_RAW}) {
-    const int fd = socket(AF_INET, type | SOCK_CLOEXEC, IPPROTO_ICMP);
-    if (fd < 0) continue;
-    close(fd);
-    return true;
-  }
-  return false;
-}
 
 /// Takes a permission, as CAP_NET_RAW, from the calling thread until the end of the scope.
 class WithoutCapability {
@@ -38,11 +23,6 @@ class WithoutCapability {
  private:
   __user_cap_header_struct header_{_LINUX_CAPABILITY_VERSION_3, 0};
   __user_cap_data_struct before_[2] = {};
-};
-
-class WithoutRawSockets : public WithoutCapability {
- public:
-  WithoutRawSockets() : WithoutCapability(CAP_NET_RAW) {}
 };
 
 }  // namespace netro
