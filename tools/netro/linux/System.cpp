@@ -9,9 +9,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <vector>
 
 namespace netro::tool {
 
@@ -75,6 +77,18 @@ std::FILE* OpenNewFile(const std::string& name) { return std::fopen(name.c_str()
 
 bool RenameOver(const std::string& from, const std::string& to) {
   return std::rename(from.c_str(), to.c_str()) == 0;
+}
+
+bool IsShortOfDescriptors() {
+  bool isShort = false;
+  std::vector<int> opened;  // what a socket takes beside itself has been closed again
+  for (int i = 0; i < 4 && !isShort; ++i) {
+    const int descriptor = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+    isShort = descriptor < 0 && (errno == EMFILE || errno == ENFILE);
+    if (descriptor >= 0) opened.push_back(descriptor);
+  }
+  for (const int descriptor : opened) ::close(descriptor);
+  return isShort;
 }
 
 bool IsCharset(const std::string& name) {

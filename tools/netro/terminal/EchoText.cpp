@@ -2,19 +2,16 @@
 
 #include "terminal/EchoText.h"
 
-#include <fcntl.h>
 #include <netro/ICMPCls.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <initializer_list>
 #include <system_error>
-#include <vector>
 
 #include "terminal/FailureText.h"
+#include "terminal/System.h"
 
 namespace netro::tool {
 namespace {
@@ -23,20 +20,6 @@ std::string PathOfThisProgram() {
   std::error_code error;
   const auto path = std::filesystem::read_symlink("/proc/self/exe", error);
   return error ? "netro" : path.string();
-}
-
-/// The library's number is the same for everything that keeps it from a socket. What it had opened
-/// on the way to one is closed again.
-bool IsShortOfDescriptors() {
-  bool isShort = false;
-  std::vector<int> opened;
-  for (int i = 0; i < 4 && !isShort; ++i) {
-    const int descriptor = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
-    isShort = descriptor < 0 && (errno == EMFILE || errno == ENFILE);
-    if (descriptor >= 0) opened.push_back(descriptor);
-  }
-  for (const int descriptor : opened) ::close(descriptor);
-  return isShort;
 }
 
 }  // namespace
@@ -64,6 +47,7 @@ bool IsFiltered(const EchoAnswer& answer) {
 }
 
 std::string EchoForbiddenText() {
+  // The library's number is the same for everything that keeps it from a socket.
   if (IsShortOfDescriptors()) {
     return FailureText("no echo can be sent", kEchoForbidden, EchoStatusText(-kEchoForbidden)) +
            "; this program may open no more files (ulimit -n)";

@@ -55,6 +55,9 @@ std::FILE* OpenNewFile(const std::string& name);
 /// Gives a file the name of another one, which it replaces. False with errno.
 bool RenameOver(const std::string& from, const std::string& to);
 
+/// True when this program may hardly open a file more.
+bool IsShortOfDescriptors();
+
 /// Whether the system can convert to a character set.
 bool IsCharset(const std::string& name);
 

@@ -101,6 +101,8 @@ bool RenameOver(const std::string& from, const std::string& to) {
   return false;
 }
 
+bool IsShortOfDescriptors() { return false; }  // its programs have more than they can use
+
 bool IsCharset(const std::string& name) {
   const std::wstring key = L"MIME\\Database\\Charset\\" + Wide(name);
   HKEY opened = nullptr;

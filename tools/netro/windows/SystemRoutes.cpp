@@ -8,7 +8,6 @@
 // clang-format on
 
 #include <algorithm>
-#include <cstddef>
 #include <cstring>
 #include <iterator>
 #include <memory>
@@ -29,35 +28,6 @@ std::string Narrow(const wchar_t* wide) {
   char text[1024] = {};
   WideCharToMultiByte(CP_UTF8, 0, wide, -1, text, sizeof text - 1, nullptr, nullptr);
   return text;
-}
-
-struct AdapterList {
-  AdapterList() {
-    ULONG size = 1 << 14;
-    do {
-      bytes = std::make_unique<std::byte[]>(size);
-      first = reinterpret_cast<IP_ADAPTER_ADDRESSES*>(bytes.get());
-      error = GetAdaptersAddresses(AF_UNSPEC, GAA_FLAG_SKIP_MULTICAST, nullptr, first, &size);
-    } while (error == ERROR_BUFFER_OVERFLOW);
-    if (error != NO_ERROR) first = nullptr;
-  }
-
-  std::unique_ptr<std::byte[]> bytes;
-  IP_ADAPTER_ADDRESSES* first = nullptr;
-  ULONG error = NO_ERROR;
-};
-
-SystemAdapter Read(const IP_ADAPTER_ADDRESSES& entry) {
-  SystemAdapter adapter{.name = Narrow(entry.FriendlyName),
-                        .isUp = entry.OperStatus == IfOperStatusUp,
-                        .isEnabled = entry.OperStatus != IfOperStatusNotPresent,
-                        .isLoopback = entry.IfType == IF_TYPE_SOFTWARE_LOOPBACK,
-                        .asksNeighbours = entry.PhysicalAddressLength > 0,
-                        .addresses = {}};
-  for (const auto* own = entry.FirstUnicastAddress; own != nullptr; own = own->Next) {
-    adapter.addresses.push_back(TextOf(*own->Address.lpSockaddr));
-  }
-  return adapter;
 }
 
 std::string NameOf(const NET_LUID& luid) {
@@ -105,15 +75,6 @@ bool IsLoopback(const std::string& address) {
   in_addr packed{};
   return address == "::1" ||
          (address.starts_with("127.") && inet_pton(AF_INET, address.c_str(), &packed) == 1);
-}
-
-std::vector<SystemAdapter> ReadAdapters() {
-  std::vector<SystemAdapter> adapters;
-  const AdapterList list;
-  for (const auto* entry = list.first; entry != nullptr; entry = entry->Next) {
-    adapters.push_back(Read(*entry));
-  }
-  return adapters;
 }
 
 SystemRoute FindRoute(const std::string& address, const std::vector<SystemAdapter>& adapters) {
