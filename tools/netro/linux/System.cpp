@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
@@ -42,6 +43,8 @@ ConsoleSize SizeOf(int descriptor) {
   if (size.ws_row > 0) told.rows = size.ws_row;
   return told;
 }
+
+bool IsLostReader(int error) { return error == EPIPE; }
 
 void DropStuckOutput() {
   pollfd output{STDOUT_FILENO, POLLOUT, 0};
