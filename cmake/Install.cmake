@@ -9,6 +9,7 @@ if(NETRO_BUILD_BOTH)
   list(APPEND netro_libraries netro_static)
 endif()
 install(TARGETS ${netro_libraries} EXPORT netroTargets
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(FILES ${netro_public_headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/netro)
@@ -21,6 +22,7 @@ install(EXPORT netroTargets NAMESPACE netro:: DESTINATION ${netro_package_dir})
 get_property(netro_components GLOBAL PROPERTY NETRO_COMPONENTS)
 foreach(component ${netro_components})
   install(TARGETS netro_${component} EXPORT netro_${component}Targets
+    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
   install(EXPORT netro_${component}Targets NAMESPACE netro:: DESTINATION ${netro_package_dir})

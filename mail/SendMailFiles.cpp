@@ -11,6 +11,7 @@
 #include "mail/MimeMessage.h"
 #include "platform/CallState.h"
 #include "platform/ErrorNumbers.h"
+#include "platform/Folder.h"
 #include "platform/OutputFile.h"
 #include "platform/WholeFile.h"
 #include "socket/SocketErrors.h"
@@ -65,8 +66,7 @@ bool SendMailCls::AddFile(const std::string& filename, const std::string& name, 
   MimeBytes bytes;
   if (const std::int32_t error = FindFile(filename, bytes)) return FailFile(error);
   if (bytes.size > kLargestFile) return FailFile(FileErrorNumber(EFBIG));
-  // Without a slash npos, which becomes 0.
-  const std::string ownName = filename.substr(filename.rfind('/') + 1);
+  const std::string ownName = filename.substr(OwnNameAt(filename));
   message_->AddFile(std::move(bytes), name.empty() ? ownName : name, related);
   return SetResult(0);
 } catch (const std::exception&) {

@@ -3,6 +3,7 @@
 #include "TestKit.h"
 #include "platform/CodePage.h"
 #include "platform/FileTypes.h"
+#include "platform/Folder.h"
 #include "support/Base64.h"
 #include "support/HtmlText.h"
 #include "support/QuotedPrintable.h"
@@ -143,6 +144,13 @@ TEST(CodePage, KnowsTheSetOfTheLocale) {
     const Environment c("LANG", lang);
     EXPECT_EQ(LocaleCharSet(), charSet) << (lang == nullptr ? "none" : lang);
   }
+}
+
+TEST(Paths, TheOwnNameStandsBehindTheLastFolder) {
+  const std::string path = (std::filesystem::path("one.d") / "two" / "three.txt").string();
+  EXPECT_EQ(path.substr(OwnNameAt(path)), "three.txt");
+  EXPECT_EQ(std::string("one/two.txt").substr(OwnNameAt("one/two.txt")), "two.txt");
+  EXPECT_EQ(OwnNameAt("three.txt"), 0u);
 }
 
 TEST(FileTypes, ReadsTheSystemsTables) {

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "platform/ErrorNumbers.h"
+#include "platform/Folder.h"
 #include "socket/SocketErrors.h"
 #include "web/HttpPart.h"
 
@@ -10,8 +11,8 @@ namespace netro {
 namespace {
 
 std::string FolderOf(const std::string& path) {
-  const auto slash = path.rfind('/');
-  return slash == std::string::npos ? "." : path.substr(0, slash + 1);
+  const std::size_t own = OwnNameAt(path);
+  return own == 0 ? "." : path.substr(0, own);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 
 #include "platform/ErrorNumbers.h"
 #include "platform/FileTypes.h"
+#include "platform/Folder.h"
 #include "platform/Random.h"
 #include "support/Text.h"
 
@@ -36,8 +37,6 @@ std::string Quoted(std::string_view text) {
   }
   return quoted + '"';
 }
-
-std::string LastPart(const std::string& path) { return path.substr(path.rfind('/') + 1); }
 
 std::string TypeByName(const std::string& fileName) {
   const std::size_t dot = fileName.rfind('.');
@@ -73,7 +72,8 @@ std::int32_t MultipartBody::AddFile(const std::string& name, const File& file) {
 
 std::int32_t MultipartBody::AddSource(const std::string& name, const File& file,
                                       std::unique_ptr<ByteSource> source) {
-  const std::string fileName = file.fileName.empty() ? LastPart(file.path) : file.fileName;
+  const std::string fileName =
+      file.fileName.empty() ? file.path.substr(OwnNameAt(file.path)) : file.fileName;
   const std::string type = file.contentType.empty() ? TypeByName(fileName) : file.contentType;
   if (HasControlCharacter(type)) {
     errorText_ = "The content type of a part must not contain control characters.";

@@ -14,6 +14,9 @@
 
 namespace netro {
 
+// Without a separator npos + 1, which is 0.
+std::size_t OwnNameAt(std::string_view path) { return path.rfind('/') + 1; }
+
 std::int32_t ListFolder(const std::string& path, std::vector<std::string>& names) {
   names.clear();
   const auto shut = [](DIR* folder) { closedir(folder); };

@@ -8,6 +8,9 @@
 
 namespace netro {
 
+// Without a separator npos + 1, which is 0.
+std::size_t OwnNameAt(std::string_view path) { return path.find_last_of("/\\:") + 1; }
+
 std::int32_t ListFolder(const std::string& path, std::vector<std::string>& names) {
   names.clear();
   FileFacts facts;

@@ -69,3 +69,20 @@ function(netro_add_windows_tests)
       ENVIRONMENT "GTEST_TOTAL_SHARDS=8;GTEST_SHARD_INDEX=${shard}")
   endforeach()
 endfunction()
+
+# The command as a user runs it, by the scripts that ask for nothing but pipes and servers on loopback;
+# skipped-commands says what of them is left out. Those of echoes and hops make namespaces, that of time
+# waits for refusals of datagrams, which wine does not tell.
+function(netro_add_windows_command_tests)
+  if(NOT TARGET netro_tool)
+    return()
+  endif()
+  find_package(Python3 REQUIRED COMPONENTS Interpreter)
+  set(scripts ${PROJECT_SOURCE_DIR}/tests/cli)
+  foreach(name command dns whois mail)
+    add_test(NAME command.${name} COMMAND ${Python3_EXECUTABLE} -B ${scripts}/${name}_test.py
+      $<TARGET_FILE:netro_tool>)
+    set_tests_properties(command.${name} PROPERTIES TIMEOUT 300
+      ENVIRONMENT "NETRO_LAUNCHER=${CMAKE_CROSSCOMPILING_EMULATOR};NETRO_SKIPPED=${scripts}/../windows/skipped-commands")
+  endforeach()
+endfunction()

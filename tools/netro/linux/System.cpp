@@ -45,6 +45,8 @@ ConsoleSize SizeOf(int descriptor) {
   return told;
 }
 
+bool IsLostReader(int error) { return error == EPIPE; }
+
 void DropStuckOutput() {
   pollfd output{STDOUT_FILENO, POLLOUT, 0};
   if (::poll(&output, 1, 0) != 0) return;

@@ -30,6 +30,8 @@ struct ConsoleSize {
 /// The usual one where it does not tell.
 ConsoleSize SizeOf(int descriptor);
 
+/// Whether a write failed with this errno because nobody reads any more.
+bool IsLostReader(int error);
 /// Where the reader of standard output does not read, what is left goes nowhere. Signal-safe.
 void DropStuckOutput();
 /// False while a read from standard input would wait.

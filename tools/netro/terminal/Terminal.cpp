@@ -100,7 +100,7 @@ void ShowMessage(std::string_view text) {
 
 int FinishOutput(int status) {
   if (Flush()) return status;
-  if (g_writeError != EPIPE) {
+  if (!IsLostReader(g_writeError)) {
     ShowMessage(std::string("cannot write to standard output: ") + std::strerror(g_writeError));
   }
   return status == Success ? QueryFailed : status;

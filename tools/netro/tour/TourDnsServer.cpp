@@ -168,8 +168,8 @@ void TourDnsServer::DataArrival(const Bytes& BinData, const std::string&) {
   client.sin_port = htons(static_cast<std::uint16_t>(socket_.RemotePort()));
   ::inet_pton(AF_INET, socket_.RemoteIP().c_str(), &client.sin_addr);
   // The listening socket itself answers, since a client takes replies from there only.
-  (void)::sendto(socket_.SocketHandle(), reply.bytes.data(), reply.bytes.size(), 0,
-                 reinterpret_cast<const sockaddr*>(&client), sizeof client);
+  (void)::sendto(socket_.SocketHandle(), reply.bytes.data(), static_cast<int>(reply.bytes.size()),
+                 0, reinterpret_cast<const sockaddr*>(&client), sizeof client);
 }
 
 }  // namespace netro::tool

@@ -104,7 +104,7 @@ void TourTimeServer::ReceiveDatagrams() {
                 got == 0 ? "an empty datagram: what time is it?" : "a question"});
   const TourTimeReply reply = reply_();
   journal_.Add({"Time server", false, reply.bytes, reply.meaning});
-  (void)::sendto(descriptor_, reply.bytes.data(), reply.bytes.size(), 0,
+  (void)::sendto(descriptor_, reply.bytes.data(), static_cast<int>(reply.bytes.size()), 0,
                  reinterpret_cast<const sockaddr*>(&client), size);
 }
 

@@ -65,6 +65,9 @@ ConsoleSize SizeOf(int descriptor) {
           info.srWindow.Bottom - info.srWindow.Top + 1};
 }
 
+// The C library knows the system's word for a pipe that is being closed as no better one.
+bool IsLostReader(int error) { return error == EPIPE || error == EINVAL; }
+
 // The write that waits holds the stream's lock: what ends it is the second Ctrl-C.
 void DropStuckOutput() {}
 
