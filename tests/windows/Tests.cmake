@@ -21,10 +21,16 @@ set(netro_skipped
   QueryTimeSntp.*
   TimeSurvey.*
   QueryDns.ForeignDatagramsAreIgnored
-  # wine: its thread pool ends the program by a check of its own when an echo has been answered.
-  Echoes.*
-  EchoExceptions.*
-  ServerDiscovery.*
+  # wine: no echoes of IPv6; of thousands at a time some are not answered.
+  Echoes.AnyNumberAtOnce
+  Echoes.RefusalsToSendAreRepliesToo
+  Echoes.SequenceNumbersAreTheLimit
+  ServerDiscovery.LeavesOutTheSilent
+  # Not understood yet: answers that came while the host was busy are taken for silence; the
+  # others now and then.
+  Echoes.WhatCameWhileTheHostWasBusyIsNoSilence
+  Echoes.CancelledRequestsHaveNoReply
+  ServerDiscovery.KeepsAllWhenNobodyAnswersForHalfASecond
   # wine: no ISO-2022-JP, no links.
   CodePage.ConvertsBothWays
   Spool.BadFilesAreSetAsideAndCutRecordsForgotten
