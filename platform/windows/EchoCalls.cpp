@@ -1,6 +1,8 @@
-// The system sets an event when a request has been answered, which a thread of its pool waits for:
-// this notes the moment, and rings. A notification of a socket that is good for nothing else, the
-// bell, hands the answers out on the loop's thread, in turn with all others.
+// A thread of its own, the post, sends all requests, since the system calls a function on the
+// thread that has sent one when it has been answered: this notes the moment, and rings. A
+// notification of a socket that is good for nothing else, the bell, hands the answers out on the
+// loop's thread, in turn with all others. (Waits of the system's thread pool for an event each end
+// the program under wine 8.)
 //
 // A request that nobody waits for any more stays with the system to the end of its time, and its
 // buffers with it.
@@ -94,7 +96,19 @@ class IcmpHandle {
   const HANDLE handle_;
 };
 
-/// Where the pool leaves the numbers of the requests that have been answered.
+/// Runs a function on the post, which waits for that and does nothing else. False when there is
+/// none.
+bool RunOnPost(PAPCFUNC function, void* context) {
+  static const HANDLE post = CreateThread(
+      nullptr, 0,
+      [](void*) -> DWORD {
+        for (;;) SleepEx(INFINITE, TRUE);
+      },
+      nullptr, 0, nullptr);
+  return post != nullptr && QueueUserAPC(function, post, reinterpret_cast<ULONG_PTR>(context)) != 0;
+}
+
+/// Where the post leaves the numbers of the requests that have been answered.
 class EchoInbox {
  public:
   explicit EchoInbox(HWND window) : window_(window) {}
@@ -126,7 +140,7 @@ class EchoInbox {
   std::int32_t bell_ = 0;
 };
 
-/// One request with its buffers, held by the loop's side and, until it has ended, by the pool's.
+/// One request with its buffers, held by the loop's side and, until it has ended, by the post.
 class EchoCall {
  public:
   EchoCall(const EchoRequest& request, std::int32_t number, std::shared_ptr<IcmpHandle> handle,
@@ -135,31 +149,21 @@ class EchoCall {
         number_(number),
         handle_(std::move(handle)),
         inbox_(std::move(inbox)),
-        event_(CreateEventW(nullptr, FALSE, FALSE, nullptr)),
         data_(static_cast<std::size_t>(std::max(request.size, 0))),
         reply_(sizeof(Icmp6Reply) + sizeof(ICMP_ECHO_REPLY) + data_.size() + kExtra) {
     for (std::size_t i = 0; i < data_.size(); ++i) {
       data_[i] = static_cast<std::uint8_t>(number >> (8 * (i % 4)) & 0xFF);
     }
   }
-  ~EchoCall() {
-    if (wait_ != nullptr) CloseThreadpoolWait(wait_);
-  }
   EchoCall(const EchoCall&) = delete;
   EchoCall& operator=(const EchoCall&) = delete;
 
-  /// Returns a status.
+  /// Returns a status; later troubles are outcomes.
   static std::int32_t Send(const std::shared_ptr<EchoCall>& call, std::int32_t ttl) {
-    EchoCall& c = *call;
+    call->hops_ = ttl == 0 ? kUsualHops : static_cast<UCHAR>(std::clamp(ttl, 1, 255));
     auto held = std::make_unique<std::shared_ptr<EchoCall>>(call);
-    if (!c.event_.IsOpen()) return kIpNoResources;
-    c.wait_ = CreateThreadpoolWait(&Ended, held.get(), nullptr);
-    if (c.wait_ == nullptr) return kIpNoResources;
-    c.sent_ = steady_clock::now();
-    const DWORD error = c.Ask(ttl);
-    if (error != ERROR_IO_PENDING && error != ERROR_SUCCESS) return StatusOf(error);
+    if (!RunOnPost(&SendNow, held.get())) return kIpNoResources;
     held.release();
-    SetThreadpoolWait(c.wait_, c.event_.Get(), nullptr);
     return kIpSuccess;
   }
 
@@ -167,6 +171,8 @@ class EchoCall {
   std::optional<EchoOutcome> Outcome() {
     if (!ended_) return std::nullopt;
     EchoOutcome outcome;
+    outcome.status = refused_;
+    if (refused_ != kIpSuccess) return outcome;
     if (ip_.IsIPv6() ? !Read6(outcome) : !Read4(outcome)) return std::nullopt;
     if (outcome.status == kIpTimedOut) return std::nullopt;
     outcome.roundTrip = std::max(came_ - sent_, steady_clock::duration(0));
@@ -175,8 +181,17 @@ class EchoCall {
   }
 
  private:
-  static void CALLBACK Ended(PTP_CALLBACK_INSTANCE /*instance*/, void* context, PTP_WAIT /*wait*/,
-                             TP_WAIT_RESULT /*result*/) {
+  static void CALLBACK SendNow(ULONG_PTR context) {
+    auto* const held = reinterpret_cast<std::shared_ptr<EchoCall>*>(context);
+    EchoCall& call = **held;
+    call.sent_ = steady_clock::now();
+    const DWORD error = call.Ask(held);
+    if (error == ERROR_IO_PENDING || error == ERROR_SUCCESS) return;
+    call.refused_ = StatusOf(error);
+    Ended(held, nullptr, 0);
+  }
+
+  static void NTAPI Ended(void* context, void* /*status*/, ULONG /*reserved*/) {
     const std::unique_ptr<std::shared_ptr<EchoCall>> held(
         static_cast<std::shared_ptr<EchoCall>*>(context));
     EchoCall& call = **held;
@@ -185,21 +200,23 @@ class EchoCall {
     call.inbox_->Put(call.number_);
   }
 
-  DWORD Ask(std::int32_t ttl) {
+  DWORD Ask(void* context) {
     IP_OPTION_INFORMATION options{};
-    options.Ttl = ttl == 0 ? kUsualHops : static_cast<UCHAR>(std::clamp(ttl, 1, 255));
+    options.Ttl = hops_;
     const auto size = static_cast<WORD>(data_.size());
     const auto room = static_cast<DWORD>(reply_.size());
+    // Its type depends on which headers came before.
+    const auto ended = reinterpret_cast<FARPROC>(reinterpret_cast<void*>(&Ended));
     DWORD replies = 0;
     if (ip_.IsIPv6()) {
       SystemAddress from = ToSystem({IpAddress::V6(std::array<std::uint8_t, 16>{}), 0});
       SystemAddress to = ToSystem({ip_, 0});
-      replies = Icmp6SendEcho2(handle_->Get(), event_.Get(), nullptr, nullptr, &from.v6, &to.v6,
+      replies = Icmp6SendEcho2(handle_->Get(), nullptr, ended, context, &from.v6, &to.v6,
                                data_.data(), size, &options, reply_.data(), room, kTimeout);
     } else {
-      replies = IcmpSendEcho2(handle_->Get(), event_.Get(), nullptr, nullptr,
-                              static_cast<IPAddr>(ip_.Bits()), data_.data(), size, &options,
-                              reply_.data(), room, kTimeout);
+      replies =
+          IcmpSendEcho2(handle_->Get(), nullptr, ended, context, static_cast<IPAddr>(ip_.Bits()),
+                        data_.data(), size, &options, reply_.data(), room, kTimeout);
     }
     return replies != 0 ? ERROR_SUCCESS : GetLastError();
   }
@@ -234,10 +251,10 @@ class EchoCall {
   const std::int32_t number_;
   const std::shared_ptr<IcmpHandle> handle_;
   const std::shared_ptr<EchoInbox> inbox_;
-  const Handle event_;
   Bytes data_;
   Bytes reply_;
-  PTP_WAIT wait_ = nullptr;
+  UCHAR hops_ = kUsualHops;
+  std::int32_t refused_ = kIpSuccess;  // what the system said instead of sending
   steady_clock::time_point sent_;
   steady_clock::time_point came_;
   std::atomic<bool> ended_{false};

@@ -21,7 +21,8 @@ set(netro_skipped
   QueryTimeSntp.*
   TimeSurvey.*
   QueryDns.ForeignDatagramsAreIgnored
-  # wine: its thread pool ends the program by a check of its own when an echo has been answered.
+  # Not understood yet: under wine, which has no echoes of IPv6 either, some of those that are sent by the
+  # hundred, or while the test's clock is turned, are taken for silent. The command's tour asks 200 hosts.
   Echoes.*
   EchoExceptions.*
   ServerDiscovery.*
