@@ -1,4 +1,5 @@
 // How the HTTP client reads answers, each also cut in two at each of its positions.
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -275,9 +276,12 @@ TEST(HttpAnswerAndClose, IsTakenWhenItIsARefusal) {
     testkit::LoopbackServer server([&](testkit::Connection& connection, std::size_t) {
       std::string request;
       char byte = 0;
-      while (!request.ends_with("\r\n\r\n") && recv(connection.Fd(), &byte, 1, MSG_WAITALL) == 1)
-        request += byte;
-      recv(connection.Fd(), &byte, 1, MSG_PEEK);  // until what is left unread has come
+      const auto take = [&](int flags) {
+        pollfd arrival{connection.Fd(), POLLIN, 0};
+        return poll(&arrival, 1, 5000) == 1 && recv(connection.Fd(), &byte, 1, flags) == 1;
+      };
+      while (!request.ends_with("\r\n\r\n") && take(0)) request += byte;
+      take(MSG_PEEK);  // until what is left unread has come
       connection.Send(answer);
       connection.Close();
     });

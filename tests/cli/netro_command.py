@@ -26,6 +26,9 @@ for name in list(os.environ):  # the environment's proxies are none of the tests
         del os.environ[name]
 LIMIT = 30  # seconds; only a run that hangs reaches it
 
+# AddressSanitizer prints this at the first switch of stacks, even though it is told of each.
+SWITCH_OF_STACKS = re.compile(rb"==\d+==WARNING: ASan doesn't fully support makecontext.*\n")
+
 
 def skip_where_launched(reason):
     """Skips the test, or what is left of it, where the command is one of another system."""
@@ -74,11 +77,8 @@ class Terminal:
         """Returns exit status and everything that was shown."""
         self.read_until(None)
         os.close(self.descriptor)
-        return os.waitstatus_to_exitcode(os.waitpid(self.pid, 0)[1]), self.text
-
-
-# AddressSanitizer prints this at the first switch of stacks, even though it is told of each.
-SWITCH_OF_STACKS = re.compile(rb"==\d+==WARNING: ASan doesn't fully support makecontext.*\n")
+        text = SWITCH_OF_STACKS.sub(b"", self.text)
+        return os.waitstatus_to_exitcode(os.waitpid(self.pid, 0)[1]), text
 
 
 def run(*arguments, **options):
