@@ -32,10 +32,13 @@ namespace netro {
 template <class Function>
 class AsyncCall {
  public:
+  /// What the call returns.
   using Result = std::remove_cv_t<std::invoke_result_t<Function&>>;
 
+  /// The call is kept here until it has run.
   explicit AsyncCall(Function call) : call_(std::move(call)) {}
 
+  /// Keeps what the call returns or throws.
   void Run() {
     try {
       if constexpr (std::is_void_v<Result>) {
@@ -101,6 +104,7 @@ Task Async(Function Call, Callback Done, std::size_t StackSize = Task::UsualStac
 template <class Function>
 class [[nodiscard]] Await {
  public:
+  /// Nothing runs before the co_await; StackSize as in MessageLoop::StartTask.
   explicit Await(const Function& Call, std::size_t StackSize = Task::UsualStack)
       : Await(StackSize, Function(Call)) {}
   explicit Await(Function&& Call, std::size_t StackSize = Task::UsualStack)
@@ -118,6 +122,7 @@ class [[nodiscard]] Await {
   Await(const Await&) = delete;
   Await& operator=(const Await&) = delete;
 
+  /// For co_await: starts the task, and gives or throws what the call has.
   bool await_ready() const noexcept { return false; }
   void await_suspend(std::coroutine_handle<> coroutine) {
     job_->waiting = coroutine;

@@ -15,8 +15,8 @@ namespace netro {
 
 /// One option: its number, and its bytes as they came.
 struct EDNSOption {
-  std::int32_t Code = 0;
-  std::string Data;
+  std::int32_t Code = 0;  // OPTION-CODE, such as 8, a client subnet
+  std::string Data;       // OPTION-DATA
 };
 
 class NETRO_EXPORT EDNSCLS {

@@ -28,11 +28,11 @@ enum EchoSocketEnum : std::int32_t {
 
 /// All that is known of how a request ended.
 struct EchoAnswer {
-  std::int32_t Id = 0;
+  std::int32_t Id = 0;  // what Send returned
   std::string Host;  // who answered, empty where nobody did
-  std::int32_t MicroSeconds = 0;
-  std::int32_t Status = 0;
-  std::int32_t TTL = 0;
+  std::int32_t MicroSeconds = 0;  // from the request to the answer
+  std::int32_t Status = 0;        // the IP status, 0 a reply; GetICMPError has its text
+  std::int32_t TTL = 0;           // of the answer as it came; 0 where it is not known
   /// Of the ICMP message, as it came; -1 where there was none (silence, an answer over TCP). With
   /// IPv4 a packet filter says 3 and one of 9, 10 and 13, with IPv6 1 and one of 1, 5 and 6.
   std::int32_t IcmpType = -1;

@@ -18,10 +18,10 @@ enum EchoProbeEnum : std::int32_t {
 /// One entry of the label stack that a packet carried when a router dropped it (RFC 4950, RFC
 /// 3032).
 struct MplsLabel {
-  std::int32_t Label = 0;
-  std::int32_t TrafficClass = 0;
-  bool BottomOfStack = false;
-  std::int32_t TTL = 0;
+  std::int32_t Label = 0;         // 20 bits
+  std::int32_t TrafficClass = 0;  // 0 to 7 (RFC 5462)
+  bool BottomOfStack = false;     // the last of the stack
+  std::int32_t TTL = 0;           // as it came
 
   bool operator==(const MplsLabel&) const = default;
 };

@@ -154,6 +154,7 @@ class NETRO_EXPORT HTTPCls : public HTTPOptions {
 
   // Results of the last query; each query resets them first.
 
+  /// The answer's first Content-Type field, as it came.
   const std::string& ContentType() const { return contentType_; }
   /// Status code and reason phrase; 0 and empty when there was no answer. While a query runs, those
   /// of the last header that came.

@@ -34,6 +34,7 @@ class SpoolRun;
 class SpoolStopper;
 struct CallState;
 
+/// How far the delivery to a recipient is.
 enum SpoolStateEnum : std::int32_t {
   SpoolPending = 0,
   SpoolDelivered = 1,
@@ -43,9 +44,9 @@ enum SpoolStateEnum : std::int32_t {
 
 /// One recipient of a message in the spool.
 struct SpooledRecipient {
-  std::string Address;
-  SpoolStateEnum State = SpoolPending;
-  std::int32_t Tries = 0;
+  std::string Address;                  // without angle brackets
+  SpoolStateEnum State = SpoolPending;  // the last tries' outcome
+  std::int32_t Tries = 0;               // so far
   /// Of the last try, see RecipientOutcome; `Answer` is on one line, without control characters.
   std::int32_t ResultClass = 0;
   std::int32_t Result = 0;
@@ -63,7 +64,7 @@ struct SpooledMail {
   Date Created = 0;        // UTC
   Date NextTry = 0;        // UTC, the earliest of the recipients'; 0 when none is pending
   std::uint64_t Size = 0;  // bytes of the text
-  std::vector<SpooledRecipient> Recipients;
+  std::vector<SpooledRecipient> Recipients;  // as they were given
 };
 
 /// Receives what DeliverDue does; each event comes when the fact is on the disk. Everything is
@@ -72,6 +73,7 @@ class NETRO_EXPORT MailSpoolEvents {
  public:
   virtual ~MailSpoolEvents() = default;
 
+  /// A server has taken it.
   virtual void Delivered(const std::string& Id, const SpooledRecipient& Recipient) {
     (void)Id, (void)Recipient;
   }

@@ -25,6 +25,7 @@
 
 namespace netro {
 
+/// One thread's loop. See the head of this file.
 class NETRO_EXPORT MessageLoop {
  public:
   /// The calling thread's loop. Valid while that thread runs.

@@ -10,6 +10,7 @@
 
 namespace netro {
 
+/// The thread's cache of name lookups, as most classes offer it.
 class NETRO_EXPORT NameLookups {
  public:
   /// True for a dotted IPv4 address; not for 255.255.255.255, whose number means none.

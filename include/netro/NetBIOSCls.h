@@ -91,6 +91,7 @@ class NETRO_EXPORT NetBIOSCls {
   // The status from the last GetMacAddress that succeeded. What the adapter does not tell is 0;
   // larger numbers than fit come out as negative ones, or of an own adapter as the largest.
 
+  /// Version of the NetBIOS software, with RevMinor.
   std::uint8_t RevMajor() const { return status_.revMajor; }
   /// 0xFE: Ethernet; only of an own adapter.
   std::uint8_t AdapterType() const { return status_.adapterType; }

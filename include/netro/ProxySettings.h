@@ -26,13 +26,16 @@ struct ProxyValues {
 template <class Type, std::int32_t DefaultPort = 0>
 class ProxySettings {
  public:
+  /// Which kind of proxy, and whether it is told user and password; the first one is none.
   Type ProxyType() const { return static_cast<Type>(proxy_.type); }
   void ProxyType(Type value) { proxy_.type = value; }
   /// Name or address of the proxy.
   const std::string& ProxyURL() const { return proxy_.url; }
   void ProxyURL(std::string value) { proxy_.url = std::move(value); }
+  /// 1 to 65535.
   std::int32_t ProxyPort() const { return proxy_.port; }
   void ProxyPort(std::int32_t value) { proxy_.port = value; }
+  /// What the proxy is told, SOCKS 4 the user alone; up to 255 bytes each.
   const std::string& ProxyUser() const { return proxy_.user; }
   void ProxyUser(std::string value) { proxy_.user = std::move(value); }
   const std::string& ProxyPassword() const { return proxy_.password; }

@@ -152,6 +152,7 @@ class NETRO_EXPORT QueryDNSCLS : public ProxySettings<DNSProxyTypeEnum> {
   /// not among the additional records then. Valid until the next query.
   const EDNSCLS* EDNS() const { return opt_ ? &*opt_ : nullptr; }
 
+  /// How the last call ended, 0 when it was good, and the text of that; see the head of this file.
   std::int32_t LastErr() const { return lastErr_; }
   const std::string& LastErrMsg() const { return lastErrMsg_; }
   /// The query and the reply as they were sent and received: over TCP the query with its length in

@@ -23,6 +23,7 @@ namespace netro {
 class SocketModule;
 struct CallState;
 
+/// What the server says about the end of the day (RFC 4330, section 4).
 enum class SNTPLeapIndicatorEnum : std::int32_t {
   NoWarning = 0,
   LastMinute61 = 1,
@@ -30,6 +31,7 @@ enum class SNTPLeapIndicatorEnum : std::int32_t {
   Alarm = 3,  // the server's clock is not set
 };
 
+/// How the server sees itself; of a server's reply SNTPServer or Broadcast.
 enum class SNTPModeEnum : std::int32_t {
   SymmetricActive = 0,
   SymmetricPassive = 1,
@@ -39,6 +41,7 @@ enum class SNTPModeEnum : std::int32_t {
   Unknown = 5,
 };
 
+/// How far the server is from a clock; SNTPStratumNumber has the number.
 enum class SNTPStratumEnum : std::int32_t {
   Unspecified = 0,
   PrimaryReference = 1,    // has a clock of its own

@@ -54,6 +54,7 @@ struct SMTPOptionValues {
   bool operator==(const SMTPOptionValues&) const = default;
 };
 
+/// The settings. SMTPSettings has them.
 class NETRO_EXPORT SMTPOptions {
  public:
   /// Begins with EHLO, or HELO when that is refused; uses what the server offers: SIZE (RFC 1870: a

@@ -47,7 +47,7 @@ enum RecipientTypeEnum : std::int32_t {
 struct DeliveryTry {
   std::string Host;     // name of the server or exchanger
   std::string Address;  // that it was connected to; empty when it was not
-  bool Protected = false;
+  bool Protected = false;  // by TLS
   /// What SMTPCls has: 80 and 0 when the session did what was wanted of it.
   std::int32_t StepID = 0;
   std::int32_t Result = 0;
@@ -56,8 +56,8 @@ struct DeliveryTry {
 
 /// How the delivery to one recipient ended.
 struct RecipientOutcome {
-  std::string Address;
-  RecipientTypeEnum Type = RecipientStandard;
+  std::string Address;                         // of the recipient
+  RecipientTypeEnum Type = RecipientStandard;  // To, Cc or Bcc
   /// The server has taken the message, or the address in a simulation, whatever became of QUIT.
   bool Accepted = false;
   /// What SMTPCls has of the session.
@@ -82,25 +82,26 @@ struct RecipientOutcome {
 
 /// What one server would do with a recipient, see TraceMail.
 struct ExchangerTrace {
-  std::string Host;
-  std::vector<std::string> Addresses;
+  std::string Host;                    // its name
+  std::vector<std::string> Addresses;  // all that it has
   /// Of the address that was connected to; empty when none was.
   std::string Address;
   std::string Greeting;
   std::vector<std::string> Extensions;  // as the reply to EHLO has them, after STARTTLS if there was
-  bool Protected = false;
-  netro::TlsInfo TlsInfo;
-  bool LoggedIn = false;
-  bool SenderAccepted = false;
-  bool RecipientAccepted = false;
+  bool Protected = false;               // by TLS
+  netro::TlsInfo TlsInfo;               // empty without TLS
+  bool LoggedIn = false;                // with the user and password of the settings
+  bool SenderAccepted = false;          // the reply to MAIL was good
+  bool RecipientAccepted = false;       // and so was that to RCPT
   /// Where the session ended: 80 and 0 when it went as far as the recipient.
   std::int32_t StepID = 0;
   std::int32_t Result = 0;
   std::string ResultMessage;
 };
 
+/// What each server of a recipient would do, see TraceMail.
 struct MailTrace {
-  std::string Address;
+  std::string Address;  // of the recipient
   /// Why nobody could be asked: 3013 the address is no address, 3010, 3014 and 3016 DNS; else 0.
   std::int32_t ResultClass = 0;
   std::string ResultMessage;

@@ -31,6 +31,7 @@ template <class T>
 concept ConvertsToData = !DataView<const T&> && (std::convertible_to<const T&, std::string> ||
                                                  std::convertible_to<const T&, Bytes>);
 
+/// The text of what converts to one, else its bytes.
 template <ConvertsToData T>
 std::conditional_t<std::convertible_to<const T&, std::string>, std::string, Bytes> DataOf(
     const T& Value) {
@@ -40,9 +41,11 @@ std::conditional_t<std::convertible_to<const T&, std::string>, std::string, Byte
 /// The decimal text of a number: of a floating-point one the shortest that means the same double.
 class NETRO_EXPORT DecimalText {
  public:
+  /// Of the usual kinds of numbers.
   explicit DecimalText(long long Value);
   explicit DecimalText(unsigned long long Value);
   explicit DecimalText(double Value);
+  /// Of any kind of number.
   template <Arithmetic T>
   static DecimalText Of(T Value) {
     if constexpr (std::floating_point<T>) {
@@ -54,6 +57,7 @@ class NETRO_EXPORT DecimalText {
     }
   }
 
+  /// Valid as long as this object.
   std::string_view View() const { return {text_, size_}; }
 
  private:

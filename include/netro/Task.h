@@ -31,6 +31,7 @@ struct TaskState;
 /// for the loop's thread but Cancel and Done.
 class NETRO_EXPORT Task {
  public:
+  /// Bytes of a task's stack: what StartTask gives, and the least that it gives whoever asks.
   static constexpr std::size_t UsualStack = std::size_t{256} << 10;
   static constexpr std::size_t SmallestStack = std::size_t{64} << 10;
 

@@ -22,6 +22,7 @@ namespace netro {
 class SocketModule;
 struct CallState;
 
+/// What the survey makes of a server.
 enum class TimeServerStateEnum : std::int32_t {
   Agrees = 0,       // one of the majority
   FalseTicker = 1,  // its clock contradicts the majority
@@ -31,7 +32,7 @@ enum class TimeServerStateEnum : std::int32_t {
 
 /// What one server has come to. Times are in seconds.
 struct TimeServerReport {
-  std::string Server;
+  std::string Server;  // as in the list
   /// Whom that name means; empty for a server that has told no time. Servers of one address are one
   /// in the judgement.
   std::string Address;

@@ -42,6 +42,7 @@ enum TlsError : std::int32_t {
   tlsTooMuch = 10176,            ///< The peer sends without end and never any data.
 };
 
+/// The lowest version that is allowed.
 enum class TlsVersion : std::int32_t { Tls12, Tls13 };
 
 /// What a provider is made with. The defaults are safe: the system's trusted certificates, TLS 1.2.
@@ -97,6 +98,7 @@ enum class TlsState : std::int32_t {
 /// what goes wrong, missing memory too, is the state Failed.
 class NETRO_EXPORT TlsSession {
  public:
+  /// What Decrypt has done.
   struct Decrypted {
     std::size_t taken = 0;  ///< bytes of ciphertext
     std::size_t made = 0;   ///< bytes of plaintext
@@ -104,6 +106,7 @@ class NETRO_EXPORT TlsSession {
 
   virtual ~TlsSession() = default;
 
+  /// How far it is; changes only inside of the calls below.
   virtual TlsState State() const = 0;
 
   /// Goes on with the handshake as far as `ciphertext` allows; the first call, without any, begins

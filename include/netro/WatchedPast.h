@@ -13,8 +13,8 @@ namespace netro {
 struct WatchedSpan {
   Date Begin = 0;              // UTC
   std::int32_t UpSeconds = 0;  // of those that were observed
-  std::int32_t DownSeconds = 0;
-  std::int32_t Probes = 0;
+  std::int32_t DownSeconds = 0;  // the same of those in which it was down
+  std::int32_t Probes = 0;       // all of them
   std::int32_t Failed = 0;  // of the probes
   // Of the probes that succeeded, in milliseconds; -1 when there was none.
   std::int32_t Shortest = -1;
@@ -26,7 +26,7 @@ struct WatchedSpan {
 struct WatchedOutage {
   Date Begin = 0;  // UTC
   Date End = 0;    // UTC; 0 while it lasts
-  std::string Reason;
+  std::string Reason;  // the text of the probe that failed last before it was reported
 };
 
 /// All lists begin with the oldest. Hours and days without a probe are left out.

@@ -30,6 +30,7 @@ enum WatchpostStatusEnum : std::int32_t {
   WatchpostBusy = 3,  // probes are under way
 };
 
+/// The state of a host as it is reported.
 enum WatchedStateEnum : std::int32_t {
   WatchedUnknown = 0,  // never seen, and not reported down either
   WatchedUp = 1,
@@ -49,12 +50,12 @@ enum WatchedChangeEnum : std::int32_t {
 
 /// What is known of a host of the list.
 struct WatchedHost {
-  std::string Name;
+  std::string Name;           // as in the settings
   std::string Host;           // name, address or URL
   std::string Kind = "Ping";  // of the probe: "Ping", "http", "tcp:22" ...
   bool Http = false;          // http or https
   std::string Parent;         // name of the host that it stands behind
-  WatchedStateEnum State = WatchedUnknown;
+  WatchedStateEnum State = WatchedUnknown;  // as it was reported
   std::int32_t Successes = 0;          // in a row
   std::int32_t Failures = 0;           // in a row
   std::string LastAnswer;              // text of the last probe; empty before the first

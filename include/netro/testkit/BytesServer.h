@@ -20,14 +20,17 @@
 
 namespace netro::testkit {
 
+/// A step of a script, made by the functions below.
 struct Step {
+  /// What is done.
   enum Kind { kAwaitText, kAwaitBytes, kSend, kPause, kHalfClose, kClose, kReset, kStay };
-  Kind kind;
-  std::string bytes;
-  std::size_t count = 0;
-  std::vector<std::size_t> cuts;
-  std::chrono::milliseconds time{0};
+  Kind kind;                          // which of the functions has made it
+  std::string bytes;                  // of AwaitText and Send
+  std::size_t count = 0;              // of AwaitBytes
+  std::vector<std::size_t> cuts;      // of Send
+  std::chrono::milliseconds time{0};  // of Pause
 };
+/// What happens on a connection, one step after the other.
 using Script = std::vector<Step>;
 
 /// Waits for the text behind what earlier waits have matched.
@@ -48,13 +51,16 @@ NETRO_EXPORT Step Reset();
 /// Keeps the connection open and silent until the client closes it.
 NETRO_EXPORT Step Stay();
 
+/// A server that plays exact bytes.
 class NETRO_EXPORT BytesServer {
  public:
   /// The n-th connection plays the n-th script, further ones the last. After its last step a
   /// connection is half-closed and read until the client closes.
   explicit BytesServer(std::vector<Script> scripts);
 
+  /// Where it listens on 127.0.0.1.
   int Port() const { return server_.Port(); }
+  /// Accepted so far.
   std::size_t Connections() const { return server_.Connections(); }
   /// What the n-th connection has sent, once it has ended (or after five seconds).
   std::string Received(std::size_t connection);

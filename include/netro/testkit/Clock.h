@@ -18,6 +18,7 @@ NETRO_EXPORT void AdvanceClock(std::chrono::milliseconds Amount);
 /// one at a time; a second one has no effect.
 class NETRO_EXPORT FastClock {
  public:
+  /// From 1 on; until the end of this object.
   explicit FastClock(int TimesAsFast = 1000);
   ~FastClock();
   FastClock(const FastClock&) = delete;

@@ -24,17 +24,21 @@
 
 namespace netro::testkit {
 
+/// A server that answers datagrams, also such as come from elsewhere.
 class NETRO_EXPORT DatagramServer {
  public:
   /// Whose a reply seems to be: the server's, that of another port, or of the next address with the
   /// server's port.
   enum class From { kServer, kOtherPort, kOtherAddress };
+  /// One datagram.
   struct Reply {
+    /// Bytes, and who seems to send them.
     Reply(std::string reply, From sender = From::kServer)  // NOLINT: a reply is its bytes
         : bytes(std::move(reply)), from(sender) {}
-    std::string bytes;
-    From from;
+    std::string bytes;  // all of it
+    From from;          // whose it seems to be
   };
+  /// Go out one after the other.
   using Replies = std::vector<Reply>;
 
   /// The replies to a datagram, in order; none is silence.
@@ -46,7 +50,9 @@ class NETRO_EXPORT DatagramServer {
   DatagramServer(const DatagramServer&) = delete;
   DatagramServer& operator=(const DatagramServer&) = delete;
 
+  /// Whether it got its port.
   bool IsUp() const { return fd_ >= 0 && otherAddressFd_ >= 0; }
+  /// Where it listens.
   int Port() const { return port_; }
   /// The address in dotted form.
   std::string Ip() const;

@@ -14,9 +14,11 @@
 namespace netro::testkit {
 namespace dns {
 
-/// Bytes as numbers, and numbers of 16 and 32 bits in network order.
+/// Bytes as numbers.
 NETRO_EXPORT std::string Octets(std::initializer_list<int> values);
+/// 16 bits in network order.
 NETRO_EXPORT std::string U16(std::size_t value);
+/// The same of 32 bits.
 NETRO_EXPORT std::string U32(std::uint32_t value);
 
 /// A dotted text as labels without compression; empty is the root.
@@ -34,8 +36,9 @@ NETRO_EXPORT std::string Record(const std::string& owner, int type, const std::s
 /// An SOA's data with the mailbox "hostmaster.test" and small numbers.
 NETRO_EXPORT std::string Soa(const std::string& primary = "ns.test", std::uint32_t serial = 1);
 
-/// What a query asks for: the name in small letters with dots between its labels, and the type.
+/// The name that a query asks for, in small letters with dots between its labels.
 NETRO_EXPORT std::string QuestionName(const std::string& query);
+/// The type that it asks for.
 NETRO_EXPORT int QuestionType(const std::string& query);
 
 /// A message behind its length, as on TCP (section 4.2.2).
@@ -46,8 +49,10 @@ NETRO_EXPORT std::string Framed(const std::string& message);
 /// A reply to a query: its ID and question, QR, RA and its RD set, and records as they are added.
 class NETRO_EXPORT DnsReply {
  public:
+  /// `query` is the message that is answered, without the length of TCP.
   explicit DnsReply(const std::string& query);
 
+  /// Another ID than the query's, and the two bytes of flags as they are to stand there.
   DnsReply& Id(int id);
   DnsReply& Flags(int first, int second);
   /// The response code, the other flags as they are.
@@ -55,6 +60,7 @@ class NETRO_EXPORT DnsReply {
   /// What stands behind the header instead of the query's question; `count` is QDCOUNT.
   DnsReply& Question(const std::string& bytes, int count = 1);
 
+  /// Appends a record and counts it in its section. Records go in this order.
   DnsReply& Answer(const std::string& record) { return Add(6, record); }
   DnsReply& Authority(const std::string& record) { return Add(8, record); }
   DnsReply& Additional(const std::string& record) { return Add(10, record); }

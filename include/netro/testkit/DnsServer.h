@@ -25,8 +25,10 @@
 
 namespace netro::testkit {
 
+/// A DNS server (RFC 1035) over UDP and TCP of one port.
 class NETRO_EXPORT DnsServer {
  public:
+  /// As in DatagramServer.
   using From = DatagramServer::From;
   using Reply = DatagramServer::Reply;
   using Replies = DatagramServer::Replies;
@@ -39,7 +41,9 @@ class NETRO_EXPORT DnsServer {
   /// Without `talk`, TCP answers like UDP, query after query, until the client closes.
   explicit DnsServer(Answer answer, Talk talk = nullptr);
 
+  /// Of TCP and UDP on 127.0.0.1.
   int Port() const { return tcp_->Port(); }
+  /// Of TCP, accepted so far.
   std::size_t Connections() const { return tcp_->Connections(); }
   /// Everything asked so far, over TCP without the length. All datagrams sent to the server before
   /// are in it, and their replies are sent.

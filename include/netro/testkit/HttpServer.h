@@ -19,8 +19,9 @@
 
 namespace netro::testkit {
 
+/// A request as it came.
 struct NETRO_EXPORT HttpRequest {
-  std::string method;
+  std::string method;          // "GET"
   std::string target;          // as in the request line
   std::string head;            // request line and header lines
   std::string body;            // without chunk framing
@@ -30,10 +31,13 @@ struct NETRO_EXPORT HttpRequest {
   std::string Field(const std::string& name) const;
 };
 
+/// An HTTP server (RFC 9112) with an answer for each path; for others it has 404.
 class NETRO_EXPORT HttpServer {
  public:
+  /// What is answered to a request. Called on the connection's thread.
   using Handler = std::function<Response(const HttpRequest&)>;
 
+  /// `keeps`: a connection stays open for further requests.
   explicit HttpServer(bool keeps = false);
 
   /// `path` is compared with the target up to its "?"; of a target in absolute form the path
@@ -42,8 +46,11 @@ class NETRO_EXPORT HttpServer {
   /// Answers with 200 and this text as text/plain.
   void OnText(const std::string& path, const std::string& text);
 
+  /// Where it listens on 127.0.0.1.
   int Port() const { return server_.Port(); }
+  /// "http://127.0.0.1:PORT" and the path.
   std::string Url(const std::string& path) const;
+  /// Accepted so far.
   std::size_t Connections() const { return server_.Connections(); }
 
   /// A connection of another kind, whose requests are answered too.
@@ -51,6 +58,7 @@ class NETRO_EXPORT HttpServer {
     std::function<bool(std::string&)> read;     // appends; false at the end
     std::function<bool(const Response&)> send;  // false when nothing can follow
   };
+  /// Answers its requests until it ends; `number` is their HttpRequest::connection.
   void ServeOn(const Stream& stream, std::size_t number);
   /// All requests so far.
   std::vector<HttpRequest> Requests();

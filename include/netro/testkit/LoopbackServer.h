@@ -37,6 +37,7 @@ class NETRO_EXPORT Connection {
   void ReadAvailable(std::string& into);
   /// Waits for the peer's end of stream.
   void ReadToEnd(std::string& into);
+  /// Sends all; false when the peer has gone.
   bool Send(std::string_view bytes);
   /// Sends in pieces that begin at the positions `cuts`. Each piece is held back until the client
   /// program has read the one before (or two seconds), so that it really sees them apart.
@@ -49,10 +50,12 @@ class NETRO_EXPORT Connection {
   bool AwaitTaken();
   /// Ends the stream to the peer; reading goes on.
   void HalfClose();
+  /// In good order, unless bytes are left unread: then the peer sees a reset.
   void Close();
   /// Closes so that the peer sees a reset.
   void Reset();
 
+  /// The descriptors: of the connection, and one that becomes readable when the server stops.
   int Fd() const { return fd_; }
   int StopFd() const { return stopFd_; }
 
@@ -65,6 +68,7 @@ class NETRO_EXPORT Connection {
   std::uint64_t sent_ = 0;
 };
 
+/// A TCP server with a thread for each connection; its end ends them all.
 class NETRO_EXPORT LoopbackServer {
  public:
   /// Called for each connection with its number, counted from 0; the connection is closed after.
@@ -76,6 +80,7 @@ class NETRO_EXPORT LoopbackServer {
   LoopbackServer(const LoopbackServer&) = delete;
   LoopbackServer& operator=(const LoopbackServer&) = delete;
 
+  /// Where it listens.
   int Port() const { return port_; }
   /// Connections accepted so far.
   std::size_t Connections() const { return connections_; }
@@ -113,6 +118,7 @@ class NETRO_EXPORT RefusingPort {
   ~RefusingPort();
   RefusingPort(const RefusingPort&) = delete;
   RefusingPort& operator=(const RefusingPort&) = delete;
+  /// The one that refuses.
   int Port() const { return port_; }
 
  private:
@@ -123,10 +129,12 @@ class NETRO_EXPORT RefusingPort {
 /// A port whose queue is full: the kernel leaves connection attempts unanswered.
 class NETRO_EXPORT HangingPort {
  public:
+  /// See LoopbackServer.
   explicit HangingPort(int port = 0, const std::string& address = "127.0.0.1");
   ~HangingPort();
   HangingPort(const HangingPort&) = delete;
   HangingPort& operator=(const HangingPort&) = delete;
+  /// The one that does not answer.
   int Port() const { return port_; }
 
  private:

@@ -16,13 +16,14 @@ enum class After { GoOn, Close, Reset, Stay };
 
 /// Text converts to one: `return "250 ok\r\n";`.
 struct Response {
+  /// These bytes, what follows behind them, and how they go out.
   Response(const char* text) : bytes(text) {}
   Response(std::string text, After then = After::GoOn, std::vector<std::size_t> at = {},
            std::chrono::milliseconds before = {})
       : bytes(std::move(text)), after(then), cuts(std::move(at)), delay(before) {}
 
-  std::string bytes;
-  After after = After::GoOn;
+  std::string bytes;                   // as they go out
+  After after = After::GoOn;           // what follows
   std::vector<std::size_t> cuts;       // see Connection::SendCut
   std::chrono::milliseconds delay{0};  // before the first byte
 };

@@ -23,8 +23,10 @@
 
 namespace netro::testkit {
 
+/// An SMTP server (RFC 5321).
 class NETRO_EXPORT SmtpServer {
  public:
+  /// See Response.h.
   using After = testkit::After;
   using Answer = Response;
   /// Called with "" for the greeting, with each command without its line end, and with "." for the
@@ -38,7 +40,9 @@ class NETRO_EXPORT SmtpServer {
   explicit SmtpServer(Reply reply = Politely, int port = 0,
                       const std::string& address = "127.0.0.1");
 
+  /// Where it listens on 127.0.0.1.
   int Port() const { return server_.Port(); }
+  /// Accepted so far.
   std::size_t Connections() const { return server_.Connections(); }
   /// All commands and the "." of messages so far, over all connections.
   std::vector<std::string> Commands();

@@ -16,7 +16,9 @@
 
 namespace netro::testkit {
 
+/// How a SocksServer behaves.
 struct SocksRules {
+  /// Second byte of the reply to the version 4 request: 90 granted.
   std::uint8_t version4Reply = 90;
   /// The method chosen in version 5, offered or not: 0 none, 2 user/password, 255 refused.
   std::uint8_t method = 0;
@@ -37,11 +39,16 @@ struct SocksRules {
   std::size_t silentAt = kNever;
 };
 
+/// A SOCKS proxy of the versions 4, 4a and 5 (RFC 1928) that leads to ports of 127.0.0.1, whatever
+/// the name.
 class NETRO_EXPORT SocksServer {
  public:
+  /// By default it lets everybody through.
   explicit SocksServer(SocksRules rules = {});
 
+  /// Where it listens on 127.0.0.1.
   int Port() const { return server_.Port(); }
+  /// Accepted so far.
   std::size_t Connections() const { return server_.Connections(); }
   /// The requests so far, in order over all connections: greeting, sub-negotiation, request.
   std::vector<std::string> Requests();

@@ -17,8 +17,9 @@ namespace netro::testkit {
 /// Seconds from 1900 to 1970.
 inline constexpr std::uint32_t kTimeOf1970 = 2'208'988'800;
 
-/// The beginning of 2000, as a stamp and as text.
+/// The beginning of 2000 as a stamp.
 inline constexpr std::uint32_t kStampOf2000 = 3'155'673'600;
+/// The same as text.
 inline constexpr char k2000[] = "2000-01-01T00:00:00.000Z";
 
 /// A number in network order; the time protocol's whole reply.
@@ -38,6 +39,7 @@ class NETRO_EXPORT TimeReply {
  public:
   TimeReply() : bytes_(48, '\0') { Leap(0).Mode(4); }
 
+  /// The fields of RFC 5905, section 7.3, as numbers; times are in their units.
   TimeReply& Leap(int value) { return Flags(value, mode_); }
   TimeReply& Mode(int value) { return Flags(leap_, value); }
   TimeReply& Stratum(int value) { return Put(1, {static_cast<char>(value)}); }
@@ -56,6 +58,7 @@ class NETRO_EXPORT TimeReply {
     return Put(40, Big32(seconds) + Big32(fraction));
   }
 
+  /// The whole reply.
   const std::string& Bytes() const { return bytes_; }
 
  private:

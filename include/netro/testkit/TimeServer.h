@@ -20,6 +20,8 @@
 
 namespace netro::testkit {
 
+/// A time server: SNTP (RFC 4330) by datagram, the time protocol (RFC 868) over TCP and by empty
+/// datagrams.
 class NETRO_EXPORT TimeServer {
  public:
   /// Makes of the reply of SNTP another one: unset, of a bad stratum, a kiss code, silent (empty).
@@ -27,10 +29,14 @@ class NETRO_EXPORT TimeServer {
   /// to other ports than 123.
   using Change = std::function<std::string(TimeReply reply)>;
 
+  /// Its clock is `ahead` of this computer's.
   explicit TimeServer(std::chrono::milliseconds ahead = {}, Change change = nullptr);
 
+  /// Of TCP and UDP on 127.0.0.1.
   int Port() const { return tcp_->Port(); }
+  /// Of TCP, accepted so far.
   std::size_t Connections() const { return tcp_->Connections(); }
+  /// The datagrams so far.
   std::vector<std::string> Requests() { return udp_->Received(); }
 
  private:

@@ -17,6 +17,7 @@
 
 namespace netro::testkit {
 
+/// A WHOIS server (RFC 3912), which closes behind each answer.
 class NETRO_EXPORT WhoIsServer {
  public:
   /// Called with the query without its line end.
@@ -25,7 +26,9 @@ class NETRO_EXPORT WhoIsServer {
   /// See LoopbackServer.
   explicit WhoIsServer(Answer answer, int port = 0, const std::string& address = "127.0.0.1");
 
+  /// Where it listens on 127.0.0.1.
   int Port() const { return server_.Port(); }
+  /// Accepted so far.
   std::size_t Connections() const { return server_.Connections(); }
   /// All queries so far, over all connections.
   std::vector<std::string> Queries();
