@@ -40,6 +40,7 @@ class NETRO_EXPORT CookieJar {
 
   /// The cookies that have not expired.
   std::size_t Count() const;
+  /// Removes all.
   void Clear();
   /// Removes those that have no date, as if the session had ended.
   void ClearSession();

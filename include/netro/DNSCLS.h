@@ -84,6 +84,7 @@ class NETRO_EXPORT DNSCLS {
   /// The type's number, see QueryEnum.
   std::int32_t DataType() const { return dataType_; }
   void DataType(std::int32_t value) { dataType_ = value; }
+  /// The data of the record as one text; what it holds of which type, docs/dns.md tells.
   const std::string& Data() const { return data_; }
   void Data(std::string value) { data_ = std::move(value); }
   /// Seconds, 0 to 4,294,967,295.

@@ -27,6 +27,7 @@ class NETRO_EXPORT EDNSCLS {
   /// The upper eight bits of the response code; QueryDNSCLS::ReplyCode is the whole one.
   std::int32_t ExtendedRCODE() const { return extendedCode_; }
   void ExtendedRCODE(std::int32_t value) { extendedCode_ = value; }
+  /// Of EDNS, as the server speaks it: 0, since there is no other yet.
   std::int32_t Version() const { return version_; }
   void Version(std::int32_t value) { version_ = value; }
   /// All 16 flags.

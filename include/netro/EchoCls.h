@@ -101,6 +101,7 @@ class NETRO_EXPORT EchoCls {
 
   /// Requests without a Reply yet.
   std::int32_t Pending() const;
+  /// The kind of socket of the last Send; EchoSocketNone before the first.
   EchoSocketEnum SocketUsed() const;
   /// Of the last Send: 0; 10022 no address, or no port; -10001 the system allows this program no
   /// echo or has no socket left; -11006 too many in flight, or no memory. And its text, empty for

@@ -22,6 +22,7 @@ class NETRO_EXPORT FindDNSCLS {
   const std::vector<std::string>& Servers() const;
   /// The number of servers.
   std::int32_t Count() const;
+  /// The domain of this computer, as the system says; empty when it says none.
   const std::string& LocalDomain() const;
   /// The last two labels of LocalDomain.
   const std::string& RootDomain() const;

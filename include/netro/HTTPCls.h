@@ -82,6 +82,7 @@ class NETRO_EXPORT HTTPCls : public HTTPOptions {
   /// Stored only; the connection uses the port of the URL.
   std::int32_t Port() const { return port_; }
   void Port(std::int32_t value) { port_ = value; }
+  /// GET, HEAD or POST; Method may name another.
   QueryTypeEnum QueryType() const { return settings_.queryType; }
   void QueryType(QueryTypeEnum value) { settings_.queryType = value; }
   /// Body of a QueryPost; its bytes are sent as they are.
@@ -111,12 +112,14 @@ class NETRO_EXPORT HTTPCls : public HTTPOptions {
   /// the whole answer.
   std::int32_t TimeOutSeconds() const { return settings_.timeOutSeconds; }
   void TimeOutSeconds(std::int32_t value) { settings_.timeOutSeconds = value; }
+  /// The kind of proxy, see ProxyTypes.h, and where it is.
   ProxyTypeEnum ProxyType() const { return settings_.proxyType; }
   void ProxyType(ProxyTypeEnum value) { settings_.proxyType = value; }
   const std::string& ProxyURL() const { return settings_.proxyURL; }
   void ProxyURL(std::string value) { settings_.proxyURL = std::move(value); }
   std::int32_t ProxyPort() const { return settings_.proxyPort; }
   void ProxyPort(std::int32_t value) { settings_.proxyPort = value; }
+  /// What the proxy is told of the user.
   const std::string& ProxyUser() const { return settings_.proxyUser; }
   void ProxyUser(std::string value) { settings_.proxyUser = std::move(value); }
   const std::string& ProxyPassword() const { return settings_.proxyPassword; }

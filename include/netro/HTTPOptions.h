@@ -123,6 +123,7 @@ class NETRO_EXPORT HTTPOptions {
   /// Connects to `Address` when a URL or redirect leads to this host and port, without a lookup.
   /// `Host`, certificates and cookies stay those of the host.
   void AddHostAddress(std::string Host, std::int32_t Port, std::string Address);
+  /// Forgets all of AddHostAddress.
   void ClearHostAddresses() { options_.hostAddresses.clear(); }
 
  protected:

@@ -95,6 +95,7 @@ class NETRO_EXPORT NetBIOSCls {
   std::uint8_t RevMajor() const { return status_.revMajor; }
   /// 0xFE: Ethernet; only of an own adapter.
   std::uint8_t AdapterType() const { return status_.adapterType; }
+  /// See RevMajor.
   std::uint8_t RevMinor() const { return status_.revMinor; }
   /// Minutes that the counters cover.
   std::int16_t Duration() const { return status_.duration; }

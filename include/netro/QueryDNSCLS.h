@@ -60,18 +60,22 @@ class NETRO_EXPORT QueryDNSCLS : public ProxySettings<DNSProxyTypeEnum> {
   /// "\DDD" is the byte of this decimal number. False: labels are joined with dots as they are.
   bool EscapeNames() const { return settings_.escapeNames; }
   void EscapeNames(bool value) { settings_.escapeNames = value; }
+  /// The type that is asked for.
   QueryEnum QueryType() const { return settings_.queryType; }
   void QueryType(QueryEnum value) { settings_.queryType = value; }
+  /// The class, 1 for IN.
   std::int16_t QueryClass() const { return settings_.queryClass; }
   void QueryClass(std::int16_t value) { settings_.queryClass = value; }
   /// Name or address of the server; see FindDNSCLS for the system's.
   const std::string& DNSServer() const { return settings_.dnsServer; }
   void DNSServer(std::string value) { settings_.dnsServer = std::move(value); }
+  /// Of DNSServer, 1 to 65,535; 53 if not set.
   std::int32_t DNSPort() const { return settings_.dnsPort; }
   void DNSPort(std::int32_t value) { settings_.dnsPort = value; }
   /// False: QueryDNS asks over TCP.
   bool UseUDP() const { return settings_.useUDP; }
   void UseUDP(bool value) { settings_.useUDP = value; }
+  /// Whether the server is asked to ask others (RD).
   bool UseRecursion() const { return settings_.useRecursion; }
   void UseRecursion(bool value) { settings_.useRecursion = value; }
   /// The identifier of the queries, 0 to 65,535, which the reply must repeat; -1: a random one for

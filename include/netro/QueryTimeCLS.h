@@ -82,6 +82,7 @@ class NETRO_EXPORT QueryTimeCLS : public NameLookups,
   /// Name or address of the server.
   const std::string& Server() const { return settings_.server; }
   void Server(std::string value) { settings_.server = std::move(value); }
+  /// 1 to 65,535; 123 if not set.
   std::int32_t Port() const { return settings_.port; }
   void Port(std::int32_t value) { settings_.port = value; }
   /// In seconds or, as 500ms, in fractions of them; read, it is whole seconds, rounded up.
@@ -90,6 +91,7 @@ class NETRO_EXPORT QueryTimeCLS : public NameLookups,
   }
   void Timeout(std::int16_t value) { settings_.timeout = std::chrono::seconds(value); }
   void Timeout(std::chrono::milliseconds value) { settings_.timeout = value; }
+  /// True, as if not set: by datagram; false: over TCP, by way of the proxy where there is one.
   bool UseUDP() const { return settings_.useUDP; }
   void UseUDP(bool value) { settings_.useUDP = value; }
   /// 3; any other value asks as version 4.
@@ -130,11 +132,15 @@ class NETRO_EXPORT QueryTimeCLS : public NameLookups,
   /// 2 to the power of the reply's byte, which is read as 0 to 255: a precision of 2^-20 s shows as
   /// 2^236.
   double SNTPPrecision() const { return result_.precision; }
+  /// 2 to the power of the reply's byte, in seconds.
   double SNTPPollInterval() const { return result_.pollInterval; }
+  /// What the stratum means.
   SNTPStratumEnum SNTPStratum() const { return result_.stratum; }
   /// The stratum as the reply has it: 0 to 255.
   std::int32_t SNTPStratumNumber() const { return result_.stratumNumber; }
+  /// The mode of the reply, a server's own.
   SNTPModeEnum SNTPMode() const { return result_.mode; }
+  /// Whether a leap second is near, or the server's clock not set.
   SNTPLeapIndicatorEnum SNTPLeapIndicator() const { return result_.leapIndicator; }
   /// What the server's clock is set by. A primary server's is a word such as "GPS"; a secondary's
   /// is "address (name)" with SNTPVersion 3 (see SNTPReferenceName), and else a date and time.
@@ -154,6 +160,7 @@ class NETRO_EXPORT QueryTimeCLS : public NameLookups,
   std::int32_t LastErr() const { return lastErr_; }
   /// Its text; empty for 0.
   const std::string& LastErrMsg() const { return lastErrMsg_; }
+  /// The text of any value of LastErr.
   std::string TranslateLastErrNr(std::int32_t LastErr) const;
 
   /// The address that a name resolves to, or the name of a dotted address; empty on failure.

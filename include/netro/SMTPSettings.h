@@ -57,11 +57,13 @@ class NETRO_EXPORT SMTPSettings : public ProxySettings<SMTPProxyTypeEnum, 1080>,
   /// the domain itself when it has an address and no exchanger.
   const std::string& ReceiverHostName() const { return smtp_.receiverHostName; }
   void ReceiverHostName(std::string value) { smtp_.receiverHostName = std::move(value); }
+  /// Of the server, 1 to 65,535.
   std::int32_t Port() const { return smtp_.port; }
   void Port(std::int32_t value) { smtp_.port = value; }
   /// True: a session stops after RCPT TO with QUIT; nothing is delivered.
   bool Simulation() const { return smtp_.simulation; }
   void Simulation(bool value) { smtp_.simulation = value; }
+  /// How much of a session the transcript holds.
   ProtocolLevelEnum ProtocolLevel() const { return smtp_.protocolLevel; }
   void ProtocolLevel(ProtocolLevelEnum value) { smtp_.protocolLevel = value; }
   /// The replies that let a session go on, as "step:code" separated by commas, without blanks.

@@ -104,6 +104,7 @@ class NETRO_EXPORT SocketCls : public NameLookups {
 
   /// The system's descriptor, 0 when there is none.
   std::int32_t SocketHandle() const { return socketHandle_; }
+  /// What the socket does; up to date in every event.
   SockType State() const { return state_; }
   /// Own and peer address as text, dotted or as RFC 5952 has it, and port, refreshed by connect,
   /// accept and listen, and for the peer by each datagram; empty and 0 when closed.

@@ -37,6 +37,7 @@ class NETRO_EXPORT UDPCls {
   /// The host: dotted address, name, or "255.255.255.255" for everybody on the network.
   const std::string& URL() const { return url_; }
   void URL(std::string value) { url_ = std::move(value); }
+  /// Of the host, 1 to 65,535.
   std::int32_t Port() const { return port_; }
   void Port(std::int32_t value) { port_ = value; }
   /// Tests for a reply, and milliseconds between them.
@@ -47,6 +48,7 @@ class NETRO_EXPORT UDPCls {
   /// Needed for "255.255.255.255".
   bool AllowBroadcast() const { return allowBroadcast_; }
   void AllowBroadcast(bool value) { allowBroadcast_ = value; }
+  /// Lets others bind the same port (SO_REUSEADDR).
   bool ReuseAddr() const { return reuseAddr_; }
   void ReuseAddr(bool value) { reuseAddr_ = value; }
   /// DNS servers for name lookups, see SocketCls::DNSURL.

@@ -69,6 +69,7 @@ class NETRO_EXPORT DnsReply {
 
   /// Where the next record begins.
   std::size_t Size() const { return bytes_.size(); }
+  /// The message so far.
   const std::string& Bytes() const { return bytes_; }
 
  private:
