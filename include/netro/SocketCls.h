@@ -283,8 +283,8 @@ class NETRO_EXPORT SocketCls : public NameLookups {
   /// From then on Closed with LastSocketErr left alone is the peer's own end (close_notify). An end
   /// that anybody on the way could have made sets LastSocketErr to 10054 first, damaged data to a
   /// TlsError. Disconnect and DisconnectWhenSent send the closing alert if the system takes it at
-  /// once and nothing was dropped. Small blocks go out at once, as with NoDelay. SendBufferLimit counts plaintext; QueuedBytes counts what is
-  /// under way protected as well, 66 KB at most.
+  /// once and nothing was dropped. Small blocks go out at once, as with NoDelay. SendBufferLimit
+  /// counts plaintext; QueuedBytes counts what is under way protected as well, 66 KB at most.
   bool StartTls(const std::string& Host, std::shared_ptr<TlsProvider> Provider);
 
   /// What is known of the protection: while it lasts, after its end, and after a failed StartTls
