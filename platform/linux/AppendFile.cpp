@@ -13,8 +13,6 @@
 namespace netro {
 namespace {
 
-int Descriptor(std::intptr_t file) { return static_cast<int>(file); }
-
 std::int32_t WriteAll(int descriptor, std::string_view text, std::size_t& written) {
   written = 0;
   while (written < text.size()) {

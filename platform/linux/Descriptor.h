@@ -3,9 +3,14 @@
 
 #include <netinet/in.h>
 
+#include <cstdint>
+
 #include "platform/Sockets.h"
 
 namespace netro {
+
+/// The descriptor that a handle of the platform's classes holds.
+inline int Descriptor(std::intptr_t handle) { return static_cast<int>(handle); }
 
 /// Moves descriptor 0, which the library uses for "none", to another number. -1 stays -1.
 int AwayFromZero(int descriptor);

@@ -12,11 +12,6 @@
 #include "platform/linux/Descriptor.h"
 
 namespace netro {
-namespace {
-
-int Descriptor(std::intptr_t file) { return static_cast<int>(file); }
-
-}  // namespace
 
 std::int32_t InputFile::Examine(const std::string& path) {
   Rewind();

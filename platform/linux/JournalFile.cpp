@@ -16,8 +16,6 @@
 namespace netro {
 namespace {
 
-int Descriptor(std::intptr_t file) { return static_cast<int>(file); }
-
 int ReadAll(int descriptor, std::uint64_t offset, std::string& text) {
   std::size_t used = 0;
   while (used < text.size()) {

@@ -9,11 +9,6 @@
 #include "platform/linux/Descriptor.h"
 
 namespace netro {
-namespace {
-
-int Descriptor(std::intptr_t handle) { return static_cast<int>(handle); }
-
-}  // namespace
 
 Waker::~Waker() {
   if (handle_ >= 0) close(Descriptor(handle_));
