@@ -20,9 +20,25 @@ using namespace netro::testkit;
 
 namespace {
 
+// 1,000 times "hello" and a line end.
+std::string Gzip() {
+  constexpr char kBytes[] =
+      "\x1F\x8B\x08\x00\x00\x00\x00\x00\x02\x03\xED\xC4\xA1\x0D\x00\x00\x08\x03\x30\xCF\x9F\x24\x88"
+      "\x25\xFC\xEF\x38\x02\xDB\x8A\x4E\x27\x5B\x63\xDB\xB6\x6D\xDB\xB6\x6D\xDB\xB6\x1F\x1F\x3A\x22"
+      "\xD4\x4F\x70\x17\x00\x00";
+  return {kBytes, sizeof kBytes - 1};
+}
+
 void ServePages(HttpServer& http) {
   http.OnText("/", "hello\n");
   http.OnText("/lines", "one\ntwo\nthree\n");
+  http.On("/packed", [](const HttpRequest& request) {
+    if (request.Field("Accept-Encoding").find("gzip") == std::string::npos) {
+      return HttpServer::Answer("406 Unpacked", "");
+    }
+    return HttpServer::Answer("200 OK\r\nContent-Encoding: gzip\r\nContent-Type: text/plain",
+                              Gzip());
+  });
   http.On("/moved", [](const HttpRequest&) {
     return HttpServer::Answer("302 Found\r\nLocation: /\r\nContent-Length: 0", "");
   });
@@ -109,6 +125,8 @@ DnsServer::Replies AnswerMail(const std::string& query) {
   using namespace dns;
   const std::string soa = Record(kQuestion, 6, Soa());
   switch (QuestionType(query)) {
+    case 2:  // EDNS: 1,232 bytes, and the flag that was asked for
+      return {DnsReply(query).Additional(Record(Name(""), 41, "", 0x8000, 1232)).Bytes()};
     case 15:
       return {DnsReply(query).Answer(Record(kQuestion, 15, U16(10) + Name("mx.test"))).Bytes()};
     case 252:
