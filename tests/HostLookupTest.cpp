@@ -5,13 +5,12 @@
 #include <netro/SendMailCls.h>
 #include <netro/SocketCls.h>
 #include <netro/UDPCls.h>
-#include <sys/resource.h>
-#include <unistd.h>
 
 #include "DnsTestKit.h"
 #include "dns/AddressOrder.h"
 #include "platform/Address.h"
 #include "platform/Sockets.h"
+#include "tests/SystemKit.h"
 
 namespace netro {
 namespace {
@@ -136,22 +135,6 @@ TEST_F(HostLookup, TruncatedReplyComesAgainOverTcp) {
   EXPECT_EQ(Lookup(UrlOf(server)), "192.0.2.5");
 }
 
-// The process gets no more descriptors than `more` while it lives.
-class FewDescriptors {
- public:
-  explicit FewDescriptors(rlim_t more) {
-    getrlimit(RLIMIT_NOFILE, &before_);
-    const int next = dup(STDERR_FILENO);
-    close(next);
-    const rlimit now{static_cast<rlim_t>(next) + more, before_.rlim_max};
-    setrlimit(RLIMIT_NOFILE, &now);
-  }
-  ~FewDescriptors() { setrlimit(RLIMIT_NOFILE, &before_); }
-
- private:
-  rlimit before_{};
-};
-
 TEST_F(HostLookup, WhatTheProgramLacksIsNoWordAboutTheName) {
 #ifdef __SANITIZE_ADDRESS__
   GTEST_SKIP() << "the sanitizer needs descriptors itself";
@@ -163,8 +146,8 @@ TEST_F(HostLookup, WhatTheProgramLacksIsNoWordAboutTheName) {
   EXPECT_EQ(Lookup(UrlOf(denies)), "");
   EXPECT_EQ(socket_->DNSLastErr(), 59);
   socket_ = std::make_unique<SocketCls>();  // whose DNSURL is the system's again
-  const auto lookUp = [&](rlim_t descriptors, const std::string& name) {
-    const FewDescriptors few(descriptors);
+  const auto lookUp = [&](unsigned descriptors, const std::string& name) {
+    const auto few = WithDescriptors(descriptors);
     EXPECT_EQ(socket_->DNSLookup(name), "");
     return socket_->DNSLastErr();
   };

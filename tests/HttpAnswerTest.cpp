@@ -1,9 +1,8 @@
 // How the HTTP client reads answers, each also cut in two at each of its positions.
-#include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
+#include "testkit/Sockets.h"
 #include "tests/HttpTestKit.h"
+#include "tests/SystemKit.h"
 
 namespace netro {
 namespace {
@@ -276,12 +275,12 @@ TEST(HttpAnswerAndClose, IsTakenWhenItIsARefusal) {
     testkit::LoopbackServer server([&](testkit::Connection& connection, std::size_t) {
       std::string request;
       char byte = 0;
-      const auto take = [&](int flags) {
-        pollfd arrival{connection.Fd(), POLLIN, 0};
-        return poll(&arrival, 1, 5000) == 1 && recv(connection.Fd(), &byte, 1, flags) == 1;
-      };
-      while (!request.ends_with("\r\n\r\n") && take(0)) request += byte;
-      take(MSG_PEEK);  // until what is left unread has come
+      const auto more = [&] { return AwaitReadable(connection.Fd(), 5000); };
+      while (!request.ends_with("\r\n\r\n") && more() &&
+             testkit::ReceiveFrom(connection.Fd(), {&byte, 1}) == 1) {
+        request += byte;
+      }
+      more();  // what is left unread has come
       connection.Send(answer);
       connection.Close();
     });

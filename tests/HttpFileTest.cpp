@@ -1,9 +1,7 @@
 // Bodies in files: names, rights, links, and what is left behind when a query fails.
-#include <signal.h>
-#include <sys/resource.h>
-#include <unistd.h>
 
 #include "tests/HttpTestKit.h"
+#include "tests/SystemKit.h"
 
 namespace netro {
 namespace {
@@ -130,7 +128,7 @@ TEST_F(HttpFile, LinksAreNotFollowed) {
     for (const std::string& target : {folder_ / "victim", folder_ / "missing"}) {
       testkit::HttpServer server;
       server.On("/", [link, target](const testkit::HttpRequest&) {
-        EXPECT_EQ(symlink(target.c_str(), link.c_str()), 0);
+        fs::create_symlink(target, link);
         return Answer("image/png", "body");
       });
       http_.URL(server.Url("/"));
@@ -169,14 +167,9 @@ TEST_F(HttpFile, CannotBeCreated) {
 TEST_F(HttpFile, GrowsOverTheSizeAllowed) {
   BytesServer server({Playing(Answer("image/png", std::string(100000, 'x')))});
   http_.Filename(folder_ / "out");
-  rlimit before{};
-  getrlimit(RLIMIT_FSIZE, &before);
-  const auto signalBefore = signal(SIGXFSZ, SIG_IGN);
-  const rlimit small{5000, before.rlim_max};
-  setrlimit(RLIMIT_FSIZE, &small);
+  auto small = WithFileSize(5000);
   const std::string text = Query(server);
-  setrlimit(RLIMIT_FSIZE, &before);
-  signal(SIGXFSZ, signalBefore);
+  small.reset();
   ExpectFileError(text);
   EXPECT_FALSE(Exists(folder_ / "out"));
 }

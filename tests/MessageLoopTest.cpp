@@ -4,27 +4,20 @@
 #include <netro/QueryDNSCLS.h>
 #include <netro/SendMailCls.h>
 #include <netro/WatchpostCls.h>
-#include <poll.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <ctime>
 
 #include "SocketTestKit.h"
 #include "platform/Loop.h"
+#include "tests/SystemKit.h"
 
 namespace netro {
 namespace {
 
-bool Readable(int descriptor, int timeoutMs) {
-  pollfd entry{descriptor, POLLIN, 0};
-  return poll(&entry, 1, timeoutMs) == 1;
-}
-
 // Empties what earlier cases of this thread have left.
 MessageLoop& QuietLoop() {
   MessageLoop& loop = MessageLoop::ForThisThread();
-  while (Readable(loop.LoopFd(), 0)) loop.PumpMessages();
+  while (AwaitReadable(loop.LoopFd(), 0)) loop.PumpMessages();
   return loop;
 }
 
@@ -38,10 +31,11 @@ TEST(MessageLoop, PumpRunsWhatIsQueuedOnEntryAndLeavesTheRest) {
   loop.PostTask([&] { order.push_back(2); });
   loop.PumpMessages();
   EXPECT_EQ(order, (std::vector<int>{1, 2}));
-  EXPECT_TRUE(Readable(loop.LoopFd(), 0)) << "a host that watches the descriptor would miss it";
+  EXPECT_TRUE(AwaitReadable(loop.LoopFd(), 0))
+      << "a host that watches the descriptor would miss it";
   loop.PumpMessages();
   EXPECT_EQ(order, (std::vector<int>{1, 2, 3}));
-  EXPECT_FALSE(Readable(loop.LoopFd(), 0));
+  EXPECT_FALSE(AwaitReadable(loop.LoopFd(), 0));
 }
 
 TEST(MessageLoop, TaskThatPostsItselfDoesNotStarveOthers) {
@@ -70,10 +64,10 @@ TEST(MessageLoop, DescriptorBecomesReadableForATimer) {
     int ticks = 0;
     const auto timer = loop.SetTimer(5, [&] { ++ticks; });
     ASSERT_NE(timer, 0);
-    EXPECT_TRUE(Readable(loop.LoopFd(), 5000));
+    EXPECT_TRUE(AwaitReadable(loop.LoopFd(), 5000));
     loop.PumpMessages();
     EXPECT_EQ(ticks, 1);
-    EXPECT_TRUE(Readable(loop.LoopFd(), 5000)) << "it ticks again and again";
+    EXPECT_TRUE(AwaitReadable(loop.LoopFd(), 5000)) << "it ticks again and again";
     loop.KillTimer(timer);
     QuietLoop();
     EXPECT_EQ(ticks, 1);
@@ -256,14 +250,10 @@ TEST(MessageLoop, ChildOfAForkHasItsOwn) {
   SocketCls inherited;
   ASSERT_TRUE(inherited.Listen("127.0.0.1"));
   const int before = MessageLoop::ForThisThread().LoopFd();
-  const pid_t child = fork();
-  if (child == 0) {
+  EXPECT_TRUE(InChild([&] {
     inherited.Disconnect();  // must not take the parent's socket off the parent's set
-    _exit(MessageLoop::ForThisThread().LoopFd() != before ? 0 : 1);
-  }
-  int status = -1;
-  waitpid(child, &status, 0);
-  EXPECT_EQ(status, 0);
+    return MessageLoop::ForThisThread().LoopFd() != before;
+  }));
   Recorder recorder(inherited);
   SocketCls client;
   ASSERT_TRUE(client.Connect("127.0.0.1", inherited.LocalPort()));

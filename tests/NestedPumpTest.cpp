@@ -1,10 +1,10 @@
 // What goes wrong when events wait for further events, when a peer acts before it was asked, and
 // when arguments and settings change under a running call. Each case was a fault once.
-#include <sys/socket.h>
 
 #include "HttpTestKit.h"
 #include "SilentHost.h"
 #include "SocketTestKit.h"
+#include "tests/SystemKit.h"
 
 namespace netro {
 namespace {
@@ -204,7 +204,7 @@ TEST(NestedWaits, MoreThanAHundredAreRefused) {
 TEST(Stream, UrgentDataDoesNotStopTheRest) {
   Eager server([](Connection& c) {
     c.Send("abc");
-    send(c.Fd(), "!", 1, MSG_OOB);
+    SendUrgent(c.Fd());
     c.Send("def");
   });
   SocketCls socket;

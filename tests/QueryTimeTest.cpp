@@ -1,13 +1,12 @@
 // QueryTimeCLS over UDP on ports other than SNTP's, and the name of a secondary's reference.
 #include <netro/QueryTimeCLS.h>
 #include <netro/testkit/TimeReply.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <cmath>
 
 #include "DnsTestKit.h"
 #include "support/DateText.h"
+#include "tests/SystemKit.h"
 
 namespace netro {
 namespace {
@@ -210,9 +209,7 @@ TEST_F(QueryTime, LookingTheReferenceUpTakesASecondAtMostAndOnlyWhenItIsWanted) 
 // The reply lies in the system for a second while this thread does something else. The system turns
 // its stamps on a while after the first socket wants them, later when it has much to do.
 TEST_F(QueryTime, TheRoundTripEndsWhenTheReplyComes) {
-  const int wantsStamps = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-  const int on = 1;
-  setsockopt(wantsStamps, SOL_SOCKET, SO_TIMESTAMPNS, &on, sizeof on);
+  const auto stamps = WithArrivalTimes();
   DatagramServer server(Always({TimeReply().Stratum(1).Transmit(kStampOf2000).Bytes()}));
   bool endsEarly = false;
   for (std::size_t i = 0; i < 5 && !endsEarly; ++i) {
@@ -227,7 +224,6 @@ TEST_F(QueryTime, TheRoundTripEndsWhenTheReplyComes) {
     endsEarly = time_->SNTPRoundTripDelay() < whole.count() - 0.5;
   }
   EXPECT_TRUE(endsEarly);
-  close(wantsStamps);
 }
 
 TEST_F(QueryTime, NamesAndTheirCache) {

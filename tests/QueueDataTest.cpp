@@ -2,15 +2,12 @@
 #include <netro/testkit/DnsReply.h>
 #include <netro/testkit/DnsServer.h>
 
-#include <netinet/in.h>
-#include <netinet/tcp.h>
-#include <sys/socket.h>
-
 #include <array>
 #include <limits>
 
 #include "SocketTestKit.h"
 #include "socket/SendQueue.h"
+#include "tests/SystemKit.h"
 
 namespace netro {
 namespace {
@@ -265,13 +262,6 @@ TEST(SendQueue, StaysCheapAndInOrderInSmallPieces) {
   EXPECT_EQ(queue.Front(5'000'000).size(), 1'000'000u);
 }
 
-int NoDelayOf(const SocketCls& socket) {
-  int value = -1;
-  socklen_t size = sizeof value;
-  getsockopt(socket.SocketHandle(), IPPROTO_TCP, TCP_NODELAY, &value, &size);
-  return value;
-}
-
 TEST(NoDelay, HoldsForEveryConnectionAndChangesAnOpenOne) {
   SocketCls listener, accepted, client;
   Recorder recorder(listener);
@@ -285,16 +275,16 @@ TEST(NoDelay, HoldsForEveryConnectionAndChangesAnOpenOne) {
            PumpUntil([&] { return accepted.State() == sockConnected; });
   };
   ASSERT_TRUE(connect());
-  EXPECT_EQ(NoDelayOf(client), 0);
-  EXPECT_EQ(NoDelayOf(accepted), 0) << "not the listener's";
+  EXPECT_FALSE(HasNoDelay(client.SocketHandle()));
+  EXPECT_FALSE(HasNoDelay(accepted.SocketHandle())) << "not the listener's";
   client.NoDelay(true);
   accepted.NoDelay(true);
-  EXPECT_EQ(NoDelayOf(client), 1);
+  EXPECT_TRUE(HasNoDelay(client.SocketHandle()));
   ASSERT_TRUE(connect());
-  EXPECT_EQ(NoDelayOf(client), 1);
-  EXPECT_EQ(NoDelayOf(accepted), 1);
+  EXPECT_TRUE(HasNoDelay(client.SocketHandle()));
+  EXPECT_TRUE(HasNoDelay(accepted.SocketHandle()));
   client.NoDelay(false);
-  EXPECT_EQ(NoDelayOf(client), 0);
+  EXPECT_FALSE(HasNoDelay(client.SocketHandle()));
 }
 
 }  // namespace

@@ -1,14 +1,12 @@
 // Lookups by name: among forged replies, with servers that fail, by the rules of the system.
-#include <arpa/inet.h>
 #include <netro/SocketCls.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <random>
 
 #include "DnsTestKit.h"
 #include "support/Text.h"
+#include "testkit/Sockets.h"
+#include "tests/SystemKit.h"
 
 namespace netro {
 namespace {
@@ -20,19 +18,14 @@ std::string Poisoned(DnsReply reply) { return reply.Answer(AddressRecord(66)).By
 class Forger {
  public:
   explicit Forger(int forgeries) : forgeries_(forgeries) {
-    sockaddr_in name{};
-    name.sin_family = AF_INET;
-    name.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    bind(fd_, reinterpret_cast<sockaddr*>(&name), sizeof name);
-    socklen_t size = sizeof name;
-    getsockname(fd_, reinterpret_cast<sockaddr*>(&name), &size);
-    port = ntohs(name.sin_port);
+    testkit::BindSocket(socket_, {});
+    port = testkit::OwnEndpoint(socket_).port;
     thread_ = std::jthread([this](const std::stop_token& stop) { Serve(stop); });
   }
   ~Forger() {
     thread_.request_stop();
     thread_.join();
-    close(fd_);
+    testkit::CloseSocket(socket_);
   }
 
   int port = 0;
@@ -43,27 +36,24 @@ class Forger {
  private:
   void Serve(const std::stop_token& stop) {
     while (!stop.stop_requested()) {
-      pollfd ready{fd_, POLLIN, 0};
-      if (poll(&ready, 1, 10) == 1) Attack();
+      if (AwaitReadable(socket_, 10)) Attack();
     }
   }
 
   void Attack() {
     char bytes[512];
-    sockaddr_in client{};
-    socklen_t size = sizeof client;
-    auto* const address = reinterpret_cast<sockaddr*>(&client);
-    const auto got = recvfrom(fd_, bytes, sizeof bytes, 0, address, &size);
+    testkit::Endpoint client;
+    const auto got = testkit::ReceiveFrom(socket_, bytes, &client);
     if (got <= 12) return;
     const std::string query(bytes, static_cast<std::size_t>(got));
     const int id =
         static_cast<unsigned char>(bytes[0]) * 256 + static_cast<unsigned char>(bytes[1]);
-    const int own = ntohs(client.sin_port);
+    const int own = client.port;
     ids.insert(id);
     ports.insert(own);
     const auto send = [&](const std::string& reply, int to) {
-      client.sin_port = htons(static_cast<std::uint16_t>(to));
-      sendto(fd_, reply.data(), reply.size(), 0, address, size);
+      client.port = to;
+      testkit::SendTo(socket_, reply, &client);
       ++sent;
     };
     for (int i = 0; i < forgeries_; ++i) {
@@ -76,7 +66,7 @@ class Forger {
   }
 
   const int forgeries_;
-  const int fd_ = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  const int socket_ = testkit::OpenSocket(testkit::Protocol::Udp);
   std::minstd_rand chance_{13};
   std::jthread thread_;
 };

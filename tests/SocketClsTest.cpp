@@ -1,15 +1,14 @@
 // SocketCls: connecting, receiving, closing, accepting, datagrams; and UDPCls.
 #include <netro/UDPCls.h>
-#include <sys/ioctl.h>
-#include <sys/socket.h>
 
 #include "DnsTestKit.h"
-#include "EchoNetworks.h"
 #include "SocketTestKit.h"
 #include "platform/Address.h"
 #include "platform/Sockets.h"
 #include "socket/SocketErrors.h"
 #include "socket/SocketModule.h"
+#include "testkit/Sockets.h"
+#include "tests/SystemKit.h"
 
 namespace netro {
 namespace {
@@ -18,11 +17,6 @@ using Events = std::vector<std::string>;
 
 // A label of 64 letters: no resolver asks the network for it.
 constexpr const char* kNoName = "xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx";
-
-int Unread(std::int32_t handle) {
-  int count = 0;
-  return ioctl(handle, FIONREAD, &count) == 0 ? count : -1;
-}
 
 using Sockets = SocketTest;
 
@@ -204,7 +198,7 @@ TEST_F(Sockets, DatagramsArriveOneByOneAndAnEmptyOneClosesNothing) {
   ASSERT_EQ(SetPeer(handle, {*ParseAddress("127.0.0.1"), socket.LocalPort()}), 0);
   for (const std::string& text :
        {std::string("one"), std::string(), std::string(20'000, 'x'), std::string("two")}) {
-    send(handle, text.data(), text.size(), 0);
+    testkit::SendTo(handle, text);
   }
   EXPECT_TRUE(PumpUntil([&] { return recorder.received == "onetwo"; }));
   EXPECT_EQ(recorder.sizes, (std::vector<std::size_t>{3, 3}));
@@ -212,7 +206,7 @@ TEST_F(Sockets, DatagramsArriveOneByOneAndAnEmptyOneClosesNothing) {
   EXPECT_EQ(socket.RemotePort(), LocalAddress(handle).port);
   EXPECT_EQ(recorder.from, "127.0.0.1");
   EXPECT_FALSE(recorder.Saw("Closed"));
-  CloseSocket(handle);
+  netro::CloseSocket(handle);
 }
 
 TEST_F(Sockets, RemovedSocketHearsNothing) {
@@ -292,22 +286,6 @@ TEST(HostHelpers, AddressesAndFacts) {
   EXPECT_EQ(ips.back(), "127.0.0.1");
   EXPECT_EQ(socket.GetSockInfo(0) + socket.GetSockInfo(8), "");
   for (int what = 1; what <= 7; ++what) EXPECT_NE(socket.GetSockInfo(what), "") << what;
-}
-
-TEST(HostHelpers, IPsAreOfTheFamiliesThatThePreferenceHas) {
-  const OwnNetwork network;
-  if (!network.IsMade()) GTEST_SKIP() << "no network namespaces can be made here";
-  ASSERT_TRUE(OwnNetwork::Ip("addr add 192.0.2.1/24 dev lo\naddr add fd00::1/64 dev lo\n"));
-  const std::pair<AddressPreferenceEnum, Events> cases[] = {
-      {preferIPv4, {"192.0.2.1", "127.0.0.1"}},
-      {preferIPv6, {"fd00::1", "::1", "192.0.2.1", "127.0.0.1"}},
-      {onlyIPv4, {"192.0.2.1", "127.0.0.1"}},
-      {onlyIPv6, {"fd00::1", "::1"}}};
-  for (const auto& [preference, ips] : cases) {
-    SocketCls socket;
-    socket.AddressPreference(preference);
-    EXPECT_EQ(socket.LocalIPs(), ips) << preference;
-  }
 }
 
 TEST(HostHelpers, ReachabilityAsksTheNetwork) {

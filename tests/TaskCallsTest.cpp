@@ -7,13 +7,13 @@
 #include <netro/UDPCls.h>
 #include <netro/WhoIsCls.h>
 #include <netro/testkit/DatagramServer.h>
-#include <sys/resource.h>
 
 #include <csignal>
 #include <random>
 
 #include "SilentHost.h"
 #include "SocketTestKit.h"
+#include "tests/SystemKit.h"
 #include "web/HttpPool.h"
 
 namespace netro {
@@ -222,9 +222,9 @@ TEST(TaskCalls, EndInEveryOtherWay) {
       {"a signal handler",
        [](const Task& task) {
          g_interrupted = task;
-         const auto before = std::signal(SIGUSR1, [](int) { g_interrupted.Cancel(); });
-         std::raise(SIGUSR1);
-         std::signal(SIGUSR1, before);
+         const auto before = std::signal(SIGTERM, [](int) { g_interrupted.Cancel(); });
+         std::raise(SIGTERM);
+         std::signal(SIGTERM, before);
          g_interrupted = {};
        },
        9999},
@@ -282,10 +282,7 @@ TEST(TaskCalls, FiveThousandWithDescriptorsForAThousand) {
   first.Cancel();
   first.Wait();
   HttpPool::ForThread()->Clear();  // as who gets no descriptor does
-  rlimit before{};
-  getrlimit(RLIMIT_NOFILE, &before);
-  const rlimit few{std::min<rlim_t>(1'000, before.rlim_cur), before.rlim_max};
-  setrlimit(RLIMIT_NOFILE, &few);
+  auto few = WithDescriptors(1'000);
   std::vector<Task> tasks;
   int cancelled = 0;
   int refused = 0;
@@ -301,7 +298,7 @@ TEST(TaskCalls, FiveThousandWithDescriptorsForAThousand) {
   while (refused == 0) ThisLoop().PumpMessages();
   for (const Task& task : tasks) task.Cancel();
   for (const Task& task : tasks) task.Wait();
-  setrlimit(RLIMIT_NOFILE, &before);
+  few.reset();
   EXPECT_GT(cancelled, 0);
   EXPECT_EQ(cancelled + refused, 5'000);
 }

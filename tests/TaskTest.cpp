@@ -1,15 +1,13 @@
 // Tasks: their order, what they throw, what they wait for, how they end; Async and Await.
 #include <netro/Async.h>
 #include <netro/SocketCls.h>
-#include <poll.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <coroutine>
 #include <new>
 
 #include "SocketTestKit.h"
 #include "platform/Fiber.h"
+#include "tests/SystemKit.h"
 
 namespace netro {
 namespace {
@@ -25,8 +23,7 @@ TEST(Task, BeginsWithTheNextPumpAndMakesTheDescriptorReadable) {
   bool ran = false;
   const Task task = ThisLoop().StartTask([&] { ran = true; });
   EXPECT_FALSE(ran);
-  pollfd entry{ThisLoop().LoopFd(), POLLIN, 0};
-  EXPECT_EQ(poll(&entry, 1, 5'000), 1);
+  EXPECT_TRUE(AwaitReadable(ThisLoop().LoopFd(), 5'000));
   ThisLoop().PumpMessages();
   EXPECT_TRUE(ran);
   EXPECT_TRUE(task.Done());
@@ -183,52 +180,41 @@ TEST(Task, EndOfAThreadEndsItsTasks) {
   }
 }
 
-// How a child that does `work` has ended: 0 when that was true.
-int StatusOfChild(const std::function<bool()>& work) {
-  const pid_t child = fork();
-  if (child == 0) _exit(work() ? 0 : 1);
-  int status = -1;
-  waitpid(child, &status, 0);
-  return status;
-}
-
 TEST(Task, DoesNotGoOnInTheChildOfAFork) {
   int turns = 0;
   bool stop = false;
-  int status = -1;
+  bool good = false;
   const Task task = ThisLoop().StartTask([&] {
     for (; !stop; ++turns) ThisLoop().Sleep(milliseconds(1));
-    status = StatusOfChild([] {  // of its own it is no task
+    good = InChild([] {  // of its own it is no task
       return !Task::Current() && ThisLoop().Sleep(milliseconds(1)) == 0;
     });
   });
   while (turns == 0) ThisLoop().PumpMessages();
-  EXPECT_EQ(StatusOfChild([&] {
-              const int before = turns;
-              MessageLoop& own = MessageLoop::ForThisThread();
-              bool ran = false;
-              const Task another = own.StartTask([&] { ran = true; });
-              return own.Sleep(milliseconds(30)) == 0 && turns == before && ran && another.Done();
-            }),
-            0);
+  EXPECT_TRUE(InChild([&] {
+    const int before = turns;
+    MessageLoop& own = MessageLoop::ForThisThread();
+    bool ran = false;
+    const Task another = own.StartTask([&] { ran = true; });
+    return own.Sleep(milliseconds(30)) == 0 && turns == before && ran && another.Done();
+  }));
   stop = true;
   EXPECT_EQ(task.Wait(), 0);
-  EXPECT_EQ(status, 0);
+  EXPECT_TRUE(good);
 }
 
 TEST(Task, ExitInsideOneEndsTheOthers) {
-  EXPECT_EQ(StatusOfChild([] {
-              MessageLoop& loop = MessageLoop::ForThisThread();
-              static bool ended = false;
-              loop.StartTask([&] { ended = loop.Sleep(seconds(60)) == 9999; });
-              loop.StartTask([] {
-                std::atexit([] { _exit(ended ? 0 : 1); });
-                exit(2);
-              });
-              loop.RunLoop();
-              return false;
-            }),
-            0);
+  EXPECT_TRUE(InChild([] {
+    MessageLoop& loop = MessageLoop::ForThisThread();
+    static bool ended = false;
+    loop.StartTask([&] { ended = loop.Sleep(seconds(60)) == 9999; });
+    loop.StartTask([] {
+      std::atexit([] { std::_Exit(ended ? 0 : 1); });
+      exit(2);
+    });
+    loop.RunLoop();
+    return false;
+  }));
 }
 
 TEST(Task, NoMemoryForAStackIsToldAndNothingRuns) {

@@ -4,11 +4,10 @@
 #include <netro/testkit/DnsReply.h>
 #include <netro/testkit/DnsServer.h>
 #include <netro/testkit/SmtpServer.h>
-#include <sys/resource.h>
-#include <unistd.h>
 
 #include "SystemKit.h"
 #include "TestKit.h"
+#include "tests/SystemKit.h"
 
 namespace netro {
 namespace {
@@ -386,14 +385,9 @@ TEST_F(Watchpost, WhatThisProgramLacksIsNoFailureOfAHost) {
   Write("[DownActions]\n1=log\n[HostNames]\necho=127.0.0.1|Ping\nname=a.test|Ping\nweb=" +
         server.Url("/") + "|http\nsix=::1|Ping\n");
   EXPECT_TRUE(post->StartObservation());
-  rlimit before{};
-  getrlimit(RLIMIT_NOFILE, &before);
-  const int next = dup(0);
-  const rlimit none{static_cast<rlim_t>(next), before.rlim_max};
-  close(next);
-  setrlimit(RLIMIT_NOFILE, &none);
+  auto none = WithDescriptors(0);
   EXPECT_TRUE(Rounds(1));
-  setrlimit(RLIMIT_NOFILE, &before);
+  none.reset();
   for (std::int32_t i = 0; i < 4; ++i) EXPECT_EQ(post->HostAt(i).Failures, 0) << i;
   EXPECT_EQ(journal.Take(), "hunt round");
   EXPECT_EQ(post->LastErr(), 10055);

@@ -1,8 +1,4 @@
 // Files read and replaced whole: kinds, rights, links, failures, two writers at once.
-#include <signal.h>
-#include <sys/resource.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
@@ -12,6 +8,7 @@
 #include "platform/ErrorNumbers.h"
 #include "platform/WholeFile.h"
 #include "tests/Environment.h"
+#include "tests/SystemKit.h"
 
 namespace netro {
 namespace {
@@ -56,7 +53,7 @@ TEST_F(WholeFile, IsPrivate) {
 }
 
 TEST_F(WholeFile, OtherKindsAreRefusedAtOnce) {
-  ASSERT_EQ(mkfifo((folder_ / "pipe").c_str(), 0600), 0);
+  ASSERT_TRUE(MakePipe(folder_ / "pipe"));
   const std::pair<std::string, int> kCases[] = {
       {folder_ / "missing/a", ENOENT},
       {folder_.Path(), EISDIR},
@@ -94,15 +91,10 @@ TEST_F(WholeFile, LinksAreReadAndReplaced) {
 
 TEST_F(WholeFile, AFailedReplacementChangesNothing) {
   WriteFile(folder_ / "a", "old");
-  rlimit before{};
-  getrlimit(RLIMIT_FSIZE, &before);
-  const auto signalBefore = signal(SIGXFSZ, SIG_IGN);
-  const rlimit small{5000, before.rlim_max};
-  setrlimit(RLIMIT_FSIZE, &small);
+  auto small = WithFileSize(5000);
   const std::int32_t few = ReplaceFile(folder_ / "a", std::string(6000, 'x'));
   const std::int32_t many = ReplaceFile(folder_ / "a", std::string(600'000, 'x'));
-  setrlimit(RLIMIT_FSIZE, &before);
-  signal(SIGXFSZ, signalBefore);
+  small.reset();
   EXPECT_EQ(few, FileErrorNumber(EFBIG));
   EXPECT_EQ(many, FileErrorNumber(EFBIG));
   EXPECT_EQ(ReadFile(folder_ / "a"), "old");
