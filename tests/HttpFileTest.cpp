@@ -52,7 +52,7 @@ TEST_F(HttpFile, TextGoesThereWhenAsked) {
 }
 
 TEST_F(HttpFile, AnEmptyBodyMakesNoTemporaryFile) {
-  setenv("TMPDIR", folder_.Path().c_str(), 1);
+  SetVariable("TMPDIR", folder_.Path().c_str());
   for (const bool asked : {false, true})
     for (const std::string& answer :
          {Answer("image/png", ""),
@@ -66,7 +66,7 @@ TEST_F(HttpFile, AnEmptyBodyMakesNoTemporaryFile) {
       EXPECT_EQ(http_.Filename(), "");
     }
   EXPECT_TRUE(fs::is_empty(folder_.Path()));
-  unsetenv("TMPDIR");
+  SetVariable("TMPDIR", nullptr);
 }
 
 TEST_F(HttpFile, ATemporaryNameLastsUntilTheNextQuery) {
@@ -108,7 +108,7 @@ TEST_F(HttpFile, AnOwnNameIsKept) {
 }
 
 TEST_F(HttpFile, ARefusedAttemptLeavesNoTrace) {
-  setenv("TMPDIR", folder_.Path().c_str(), 1);
+  SetVariable("TMPDIR", folder_.Path().c_str());
   const std::string refused =
       "HTTP/1.1 401 No\r\nContent-Type: application/json\r\nContent-Length: 2\r\n\r\n{}";
   BytesServer server({Playing(refused), Playing(Answer("text/plain", "text"))});
@@ -117,7 +117,7 @@ TEST_F(HttpFile, ARefusedAttemptLeavesNoTrace) {
   EXPECT_FALSE(http_.SaveAsFile());
   EXPECT_EQ(http_.Filename(), "");
   EXPECT_TRUE(fs::is_empty(folder_.Path()));
-  unsetenv("TMPDIR");
+  SetVariable("TMPDIR", nullptr);
 }
 
 // The link is put there while the query runs, after an old file has been deleted.
