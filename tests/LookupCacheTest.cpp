@@ -6,6 +6,7 @@
 #include "dns/LookupCache.h"
 #include "support/DateText.h"
 #include "tests/Environment.h"
+#include "tests/SystemKit.h"
 
 namespace netro {
 namespace {
@@ -56,7 +57,7 @@ TEST_F(SavedLookupCache, RestoresWhatHasNotExpired) {
   cache_.Insert("192.0.2.2", "new.example");
   AdvanceClockForTests(seconds(301));
   EXPECT_EQ(cache_.Save(file_), 2);
-  EXPECT_EQ(fs::status(file_).permissions(), fs::perms(0600));
+  EXPECT_TRUE(HasMode(file_, 0600));
 
   LookupCache restored;
   EXPECT_EQ(restored.Restore(file_), 2);
@@ -187,8 +188,8 @@ TEST_F(SavedLookupCache, WithoutNameTheSettingsFileServes) {
   EXPECT_EQ(cache_.Restore(""), -1);
   EXPECT_FALSE(fs::exists(folder_ / ".config"));
   EXPECT_EQ(cache_.Save(""), 1);
-  EXPECT_EQ(fs::status(folder_ / ".config").permissions(), fs::perms(0700));
-  EXPECT_EQ(fs::status(folder_ / ".config/netro.ini").permissions(), fs::perms(0600));
+  EXPECT_TRUE(HasMode(folder_ / ".config", 0700));
+  EXPECT_TRUE(HasMode(folder_ / ".config/netro.ini", 0600));
   EXPECT_EQ(cache_.Restore(""), 1);
 
   const Environment nowhere("HOME", nullptr);

@@ -7,6 +7,7 @@
 #include "mail/Base64Source.h"
 #include "mail/FinishedText.h"
 #include "mail/SmtpData.h"
+#include "tests/SystemKit.h"
 
 namespace netro {
 namespace {
@@ -153,8 +154,7 @@ TEST_F(MessageFiles, AllWaysGiveTheSameBytes) {
     EXPECT_EQ(mail_->Result(), 0) << mail_->ResultMessage();
     EXPECT_TRUE(mail_->SaveMessage(folder_ / "saved"));
     const std::string saved = ReadFile(folder_ / "saved");
-    EXPECT_EQ(std::filesystem::status(folder_ / "saved").permissions(),
-              std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+    EXPECT_TRUE(HasMode(folder_ / "saved", 0600));
     std::string written;
     EXPECT_TRUE(mail_->WriteMessage([&](auto block) { return written += block, true; }));
     EXPECT_TRUE(written == saved);

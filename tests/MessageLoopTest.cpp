@@ -17,7 +17,7 @@ namespace {
 // Empties what earlier cases of this thread have left.
 MessageLoop& QuietLoop() {
   MessageLoop& loop = MessageLoop::ForThisThread();
-  while (AwaitReadable(loop.LoopFd(), 0)) loop.PumpMessages();
+  for (int i = 0; i < 3 || AwaitReadable(loop.LoopFd(), 0); ++i) loop.PumpMessages();
   return loop;
 }
 

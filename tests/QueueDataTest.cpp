@@ -239,9 +239,10 @@ TEST(KindsOfData, GoOutAsDocumented) {
         static_cast<unsigned short>(9), -12, 12u, std::numeric_limits<long>::min(),
         std::numeric_limits<unsigned long>::max(), -13LL, 13ULL, true, 2.5, 0.25f, Wrapped());
     socket.Disconnect();
-    EXPECT_EQ(server.Received(0), "a\0ba\0bliteralbuffer\xFF\0\xFF\0\1\2\3\4"s +
-                                      "c\7-8-99-1212-922337203685477580818446744073709551615-1313" +
-                                      "12.50.25W");
+    EXPECT_EQ(server.Received(0), "a\0ba\0bliteralbuffer\xFF\0\xFF\0\1\2\3\4"s + "c\7-8-99-1212" +
+                                      std::to_string(std::numeric_limits<long>::min()) +
+                                      std::to_string(std::numeric_limits<unsigned long>::max()) +
+                                      "-1313" + "12.50.25W");
   }
 }
 

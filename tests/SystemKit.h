@@ -36,6 +36,9 @@ std::shared_ptr<void> WithFileSize(unsigned bytes);
 /// The system notes when datagrams come, from the first one on.
 std::shared_ptr<void> WithArrivalTimes();
 
+/// Whether a file or folder has these permissions; true where none has any.
+bool HasMode(const std::string& path, int mode);
+
 /// Makes a pipe that has a name; false where folders hold none.
 bool MakePipe(const std::string& path);
 

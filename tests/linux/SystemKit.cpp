@@ -109,6 +109,11 @@ std::shared_ptr<void> WithFileSize(unsigned bytes) { return std::make_shared<Fil
 
 std::shared_ptr<void> WithArrivalTimes() { return std::make_shared<Stamped>(); }
 
+bool HasMode(const std::string& path, int mode) {
+  struct stat facts {};
+  return stat(path.c_str(), &facts) == 0 && static_cast<int>(facts.st_mode & 07777) == mode;
+}
+
 bool MakePipe(const std::string& path) { return mkfifo(path.c_str(), 0600) == 0; }
 
 bool EchoIsPermitted() {

@@ -49,6 +49,8 @@ std::shared_ptr<void> WithDescriptors(unsigned /*more*/) { return nullptr; }
 std::shared_ptr<void> WithFileSize(unsigned /*bytes*/) { return nullptr; }
 std::shared_ptr<void> WithArrivalTimes() { return nullptr; }
 
+bool HasMode(const std::string& /*path*/, int /*mode*/) { return true; }
+
 bool MakePipe(const std::string& /*path*/) { return false; }
 
 bool EchoIsPermitted() { return true; }
