@@ -6,7 +6,7 @@ import subprocess
 import sys
 
 from dns_server import A, DnsServer, Reply, record
-from netro_command import NETRO, CommandTestCase
+from netro_command import LAUNCHER, NETRO, CommandTestCase
 
 INSIDE = "NETRO_TEST_INSIDE"
 PREPARE = "ip link set lo up && echo 0 0 >/proc/sys/net/ipv4/ping_group_range"
@@ -15,6 +15,8 @@ UNSHARE = ["unshare", "--user", "--map-root-user", "--net", "sh", "-c", PREPARE 
 
 def enter():
     """Starts this program anew in a namespace; False where the system has none for us."""
+    if LAUNCHER:  # whose programs are all in the network that the first of them was started in
+        return False
     if INSIDE in os.environ:
         return True
     try:

@@ -113,15 +113,15 @@ function(netro_add_windows_tests)
 endfunction()
 
 # The command as a user runs it, by the scripts that ask for nothing but pipes and servers on loopback;
-# skipped-commands says what of them is left out. Those of echoes and hops make namespaces, that of time
-# waits for refusals of datagrams, which wine does not tell.
+# skipped-commands says what of them is left out. Those of echoes and hops make namespaces, that of
+# the spool ends the command by signals.
 function(netro_add_windows_command_tests)
   if(NOT TARGET netro_tool)
     return()
   endif()
   find_package(Python3 REQUIRED COMPONENTS Interpreter)
   set(scripts ${PROJECT_SOURCE_DIR}/tests/cli)
-  foreach(name command dns whois mail)
+  foreach(name command dns whois mail time watch)
     add_test(NAME command.${name} COMMAND ${Python3_EXECUTABLE} -B ${scripts}/${name}_test.py
       $<TARGET_FILE:netro_tool>)
     set_tests_properties(command.${name} PROPERTIES TIMEOUT 300

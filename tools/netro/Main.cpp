@@ -223,6 +223,7 @@ CommandRuns Declare(CLI::App& app, std::string_view wanted) {
 
 int Run(int argc, char** argv) {
   CLI::App app("netro: internet protocols by hand, with the NetroClasses library.", "netro");
+  app.allow_windows_style_options(false);  // "/tmp/hosts.ini" is a file on every system
   const std::vector<std::string> arguments = ReadArguments(argc, argv);
   const UsageReport usage(arguments);
   const std::string first = arguments.empty() ? "-" : arguments.front();
