@@ -96,9 +96,7 @@ set(netro_skipped
   # They start programs of Linux.
   Watchpost.AHostThatGoesDownAndComesBackIsToldOnceEach
   WatchReporting.ManyProgramsRunAFewAtATime
-  WatchReporting.AProgramThatDoesNotEndIsEnded
-  # Not understood yet: now and then it takes 20 s.
-  WatchReporting.AWebhooksAnswerNeedNotEnd)
+  WatchReporting.AProgramThatDoesNotEndIsEnded)
 
 # A few processes for all of them: under wine each begins with a second's work.
 function(netro_add_windows_tests)
