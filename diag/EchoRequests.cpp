@@ -28,7 +28,7 @@ std::int32_t EchoRequests::Send(const EchoRequest& request, milliseconds timeout
     Cancel(kept_.begin()->second);
   }
   std::int32_t id = 0;
-  const std::int32_t status = echo_.Send(request, id);
+  const std::int32_t status = echo_.Send(request, timeout, id);
   if (id == 0) return 0;
   try {
     Add(id, status, timeout);

@@ -34,7 +34,7 @@ class Probes {
       probe.server = server;
       const auto ip = ParseAddress(server);
       if (!ip || echo_.Open({*ip}) != 0) continue;
-      if (echo_.Send({*ip}, probe.number) == kIpSuccess) ++open_;
+      if (echo_.Send({*ip}, kEchoTime, probe.number) == kIpSuccess) ++open_;
     }
   }
 

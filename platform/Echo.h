@@ -100,8 +100,10 @@ class Echo {
   /// So many are under way that no more can be sent.
   bool IsFull() const;
   /// Sends one request, or keeps it until the system's buffer has room. 0: it is under way; else
-  /// the status that says why not. `number` names it; 0 when there are too many.
-  std::int32_t Send(const EchoRequest& request, std::int32_t& number);
+  /// the status that says why not. `number` names it; 0 when there are too many. A system that
+  /// keeps requests itself need not do so for longer than `wanted`; whoever waits notices the time.
+  std::int32_t Send(const EchoRequest& request, std::chrono::milliseconds wanted,
+                    std::int32_t& number);
   /// True while a request is kept because the system's buffer is full, or the system has no memory
   /// to tell of answers.
   bool LacksMemory(std::int32_t number) const;

@@ -19,7 +19,7 @@ EchoExchange::EchoExchange(const CancelMark& mark)
 std::int32_t EchoExchange::Ask(const EchoRequest& request, std::chrono::milliseconds timeout,
                                EchoOutcome& outcome) {
   outcome = {};
-  outcome.status = echo_.Send(request, number_);
+  outcome.status = echo_.Send(request, timeout, number_);
   if (outcome.status != kIpSuccess) return 0;
   const TimePoint deadline = Now() + std::max(timeout, std::chrono::milliseconds(0));
   const WaitEnd end = WaitUntil(mark_, deadline, [this] { return number_ == 0; });

@@ -106,7 +106,8 @@ std::int32_t Echo::Open(const EchoRequest& request) {
 
 bool Echo::IsFull() const { return receiver_->inFlight >= kMostInFlight; }
 
-std::int32_t Echo::Send(const EchoRequest& request, std::int32_t& number) {
+std::int32_t Echo::Send(const EchoRequest& request, std::chrono::milliseconds /*wanted*/,
+                        std::int32_t& number) {
   number = 0;
   if (IsFull()) return kIpNoResources;
   if (request.kind != ProbeKind::Echo) {

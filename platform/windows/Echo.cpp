@@ -79,7 +79,8 @@ std::int32_t Echo::Open(const EchoRequest& request) {
 
 bool Echo::IsFull() const { return receiver_->inFlight >= kMostInFlight; }
 
-std::int32_t Echo::Send(const EchoRequest& request, std::int32_t& number) {
+std::int32_t Echo::Send(const EchoRequest& request, std::chrono::milliseconds wanted,
+                        std::int32_t& number) {
   number = 0;
   if (IsFull()) return kIpNoResources;
   if (request.kind == ProbeKind::Echo && sockets_.Calls().Open(request.ip.Family()) != 0) {
@@ -87,7 +88,7 @@ std::int32_t Echo::Send(const EchoRequest& request, std::int32_t& number) {
   }
   number = sockets_.NextNumber();
   if (request.kind != ProbeKind::Echo) return sockets_.Probes().Send(request, receiver_, number);
-  return sockets_.Calls().Send(request, receiver_, number);
+  return sockets_.Calls().Send(request, wanted, receiver_, number);
 }
 
 bool Echo::LacksMemory(std::int32_t /*number*/) const { return false; }

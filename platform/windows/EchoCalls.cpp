@@ -26,7 +26,7 @@ namespace {
 
 using std::chrono::steady_clock;
 
-constexpr DWORD kTimeout = 120'000;  // the owner gives up before
+constexpr std::chrono::milliseconds kMargin(1000);  // the owner gives up before
 constexpr std::size_t kExtra = 64;   // the system's own, behind a reply
 constexpr int kCallsPerTurn = 64;
 constexpr std::uint8_t kUsualHops = 128;
@@ -143,10 +143,11 @@ class EchoInbox {
 /// One request with its buffers, held by the loop's side and, until it has ended, by the post.
 class EchoCall {
  public:
-  EchoCall(const EchoRequest& request, std::int32_t number, std::shared_ptr<IcmpHandle> handle,
-           std::shared_ptr<EchoInbox> inbox)
+  EchoCall(const EchoRequest& request, std::chrono::milliseconds wanted, std::int32_t number,
+           std::shared_ptr<IcmpHandle> handle, std::shared_ptr<EchoInbox> inbox)
       : ip_(request.ip),
         number_(number),
+        timeout_(SystemTimeout(wanted)),
         handle_(std::move(handle)),
         inbox_(std::move(inbox)),
         data_(static_cast<std::size_t>(std::max(request.size, 0))),
@@ -181,6 +182,12 @@ class EchoCall {
   }
 
  private:
+  static DWORD SystemTimeout(std::chrono::milliseconds wanted) {
+    constexpr std::int64_t kMost = 0x7FFF'FFFF;
+    const std::int64_t time = std::max<std::int64_t>(wanted.count(), 0);
+    return static_cast<DWORD>(std::min(time, kMost - kMargin.count()) + kMargin.count());
+  }
+
   static void CALLBACK SendNow(ULONG_PTR context) {
     auto* const held = reinterpret_cast<std::shared_ptr<EchoCall>*>(context);
     EchoCall& call = **held;
@@ -212,11 +219,11 @@ class EchoCall {
       SystemAddress from = ToSystem({IpAddress::V6(std::array<std::uint8_t, 16>{}), 0});
       SystemAddress to = ToSystem({ip_, 0});
       replies = Icmp6SendEcho2(handle_->Get(), nullptr, ended, context, &from.v6, &to.v6,
-                               data_.data(), size, &options, reply_.data(), room, kTimeout);
+                               data_.data(), size, &options, reply_.data(), room, timeout_);
     } else {
       replies =
           IcmpSendEcho2(handle_->Get(), nullptr, ended, context, static_cast<IPAddr>(ip_.Bits()),
-                        data_.data(), size, &options, reply_.data(), room, kTimeout);
+                        data_.data(), size, &options, reply_.data(), room, timeout_);
     }
     return replies != 0 ? ERROR_SUCCESS : GetLastError();
   }
@@ -249,6 +256,7 @@ class EchoCall {
 
   const IpAddress ip_;
   const std::int32_t number_;
+  const DWORD timeout_;
   const std::shared_ptr<IcmpHandle> handle_;
   const std::shared_ptr<EchoInbox> inbox_;
   Bytes data_;
@@ -306,12 +314,12 @@ std::int32_t EchoCalls::OpenBell() {
   return 0;
 }
 
-std::int32_t EchoCalls::Send(const EchoRequest& request,
+std::int32_t EchoCalls::Send(const EchoRequest& request, std::chrono::milliseconds wanted,
                              const std::shared_ptr<EchoReceiver>& receiver, std::int32_t number) {
   if (request.size > static_cast<std::int32_t>(kLargestEcho)) return kIpTooBig;
   if (request.ip.IsLinkLocal() && request.ip.Scope() == 0) return kIpGeneralFailure;
   const auto call =
-      std::make_shared<EchoCall>(request, number, HandleOf(request.ip.Family()), inbox_);
+      std::make_shared<EchoCall>(request, wanted, number, HandleOf(request.ip.Family()), inbox_);
   flights_[number] = {receiver, call};
   ++receiver->inFlight;
   const std::int32_t status = EchoCall::Send(call, request.ttl);

@@ -28,8 +28,8 @@ class EchoCalls final : public std::enable_shared_from_this<EchoCalls>, private 
   void Close();
 
   /// Sends one that `number` names. Returns a status.
-  std::int32_t Send(const EchoRequest& request, const std::shared_ptr<EchoReceiver>& receiver,
-                    std::int32_t number);
+  std::int32_t Send(const EchoRequest& request, std::chrono::milliseconds wanted,
+                    const std::shared_ptr<EchoReceiver>& receiver, std::int32_t number);
   bool Knows(std::int32_t number) const { return flights_.contains(number); }
   bool HasAnswer(std::int32_t number) const;
   void Forget(std::int32_t number);
