@@ -40,13 +40,20 @@ set(netro_skipped
   Echoes.CancelledRequestsHaveNoReply
   # wine: what is sent to 0.0.0.0 is refused instead of kept silent; and an answer is not there at once.
   Echoes.SilenceEndsInTheOrderOfTheTimes
+  Echoes.TheHandlerMayWaitForTheOthers
+  Echoes.MayBeDeletedByTheHandlerAndWithRequestsInFlight
+  IcmpEcho.ASecondCallIsRefusedAndChangesNothing
+  IcmpEcho.EveryWaitIsEnded
+  IcmpEcho.LimitsOfTheNumberOfHops
+  IcmpEcho.TheHandlerMayCallAndChangeTheSink
   ServerDiscovery.KeepsAllWhenNobodyAnswersForHalfASecond
   IcmpEcho.CallsInsideCallsKeepTheirReplies
   IcmpEcho.DeletedDuringACall
   IcmpEcho.SilenceEndsWithItsTime
   IcmpEcho.SilentHopsCount
   IcmpEcho.TheHandlerCancels
-  # There are no raw sockets for them.
+  # There are no sockets for them, and wine has handles of its own.
+  Echoes.AThousandTargetsThroughOneDescriptor
   Echoes.AllObjectsOfAThreadShareOneSocket
   # wine: no ISO-2022-JP, no links.
   CodePage.ConvertsBothWays
@@ -93,7 +100,9 @@ set(netro_skipped
   Watchpost.WhatThisProgramLacksIsNoFailureOfAHost
   WholeFile.AFailedReplacementChangesNothing
   QueryTime.TheRoundTripEndsWhenTheReplyComes
-  # Nobody can ask how far the peer has read.
+  # Nobody can ask how far the peer has read, so two pieces of an answer may come as one.
+  HttpStatus.ComesForEveryBlockAndAllowsQueriesOfOthers
+  HttpStatus.MayDeleteTheObject
   Socks.AReplyIsAwaitedAsFarAsItsOwnLength
   # They start programs of Linux.
   Watchpost.AHostThatGoesDownAndComesBackIsToldOnceEach
